@@ -1,0 +1,8 @@
+#include "core/KrModule.h"
+
+#include "riffutils/KrReaderCache.h"
+
+void KrModuleStop()
+{
+    CKrReaderCache::OfProcess().ClearAtModuleStop();
+}

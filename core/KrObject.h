@@ -1,0 +1,48 @@
+// Shared implementation of the reference count behind every interface.
+#ifndef KR_CORE_KROBJECT_H
+#define KR_CORE_KROBJECT_H
+
+#include "KrRiffUtils/IKrUnknown.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+
+// Base of an implementation of `Interface`. The creator owns the first reference; the last Release destroys
+// the object.
+template <class Interface>
+class CKrObject : public Interface
+{
+public:
+    KR_IMPLEMENT_INTERFACE_DESTRUCTOR(CKrObject)
+
+    CKrObject(const CKrObject&) = delete;
+    CKrObject& operator=(const CKrObject&) = delete;
+
+    uint32_t AddRef() override
+    {
+        m_references.fetch_add(1);
+        return std::max(m_references.load(), 1u);
+    }
+
+    uint32_t Release() override
+    {
+        const uint32_t before = m_references.fetch_sub(1);
+        if (before == 1)
+        {
+            delete this;
+            return 0;
+        }
+        // The count is not read again: another thread may have destroyed the object by now.
+        return std::max(before - 1, 1u);
+    }
+
+protected:
+    CKrObject() = default;
+    virtual ~CKrObject() = default;
+
+private:
+    std::atomic<uint32_t> m_references{1};
+};
+
+#endif

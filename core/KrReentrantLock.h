@@ -1,0 +1,61 @@
+// The library's re-entrant lock with its depth counter, and the scopes that hold it.
+#ifndef KR_CORE_KRREENTRANTLOCK_H
+#define KR_CORE_KRREENTRANTLOCK_H
+
+#include <cstdint>
+#include <mutex>
+
+// A lock that its holder may enter again. The depth counts the entries; a Leave beyond them does nothing.
+class CKrReentrantLock
+{
+public:
+    CKrReentrantLock() = default;
+    CKrReentrantLock(const CKrReentrantLock&) = delete;
+    CKrReentrantLock& operator=(const CKrReentrantLock&) = delete;
+
+    void Enter();
+    [[nodiscard]] bool TryEnter();
+    void Leave(); // only by the thread that entered
+
+private:
+    std::recursive_mutex m_mutex;
+    int32_t m_depth = 0; // guarded by m_mutex
+};
+
+// Waits for the lock and holds it.
+class CKrLockScope
+{
+public:
+    explicit CKrLockScope(CKrReentrantLock& lock) : m_lock(lock) { m_lock.Enter(); }
+    ~CKrLockScope() { m_lock.Leave(); }
+    CKrLockScope(const CKrLockScope&) = delete;
+    CKrLockScope& operator=(const CKrLockScope&) = delete;
+
+private:
+    CKrReentrantLock& m_lock;
+};
+
+// Asks for the lock without waiting; test Entered() before doing anything that the lock guards.
+class CKrTryLockScope
+{
+public:
+    explicit CKrTryLockScope(CKrReentrantLock& lock) : m_lock(lock), m_entered(lock.TryEnter()) {}
+    ~CKrTryLockScope()
+    {
+        if (m_entered)
+            m_lock.Leave();
+    }
+    CKrTryLockScope(const CKrTryLockScope&) = delete;
+    CKrTryLockScope& operator=(const CKrTryLockScope&) = delete;
+
+    [[nodiscard]] bool Entered() const { return m_entered; }
+
+    // Ends the scope with the lock still held, for the exits on which hosts find the reader locked.
+    void LeaveTheLockHeldOnPurpose() { m_entered = false; }
+
+private:
+    CKrReentrantLock& m_lock;
+    bool m_entered;
+};
+
+#endif

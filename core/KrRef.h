@@ -1,0 +1,56 @@
+// Owner of one reference to a counted object.
+#ifndef KR_CORE_KRREF_H
+#define KR_CORE_KRREF_H
+
+#include <utility>
+
+template <class Interface>
+class CKrRef
+{
+public:
+    CKrRef() = default;
+    ~CKrRef() { Reset(); }
+    CKrRef(CKrRef&& other) noexcept : m_object(other.Detach()) {}
+    CKrRef& operator=(CKrRef&& other) noexcept
+    {
+        if (this != &other)
+        {
+            Reset();
+            m_object = other.Detach();
+        }
+        return *this;
+    }
+    CKrRef(const CKrRef&) = delete;
+    CKrRef& operator=(const CKrRef&) = delete;
+
+    // Takes over a reference that the caller owns.
+    static CKrRef Adopt(Interface* object) { return CKrRef(object); }
+
+    // Adds a reference of its own.
+    static CKrRef Share(Interface* object)
+    {
+        if (object != nullptr)
+            object->AddRef();
+        return CKrRef(object);
+    }
+
+    Interface* Get() const { return m_object; }
+    Interface* operator->() const { return m_object; }
+    explicit operator bool() const { return m_object != nullptr; }
+
+    // Hands the reference to the caller.
+    Interface* Detach() { return std::exchange(m_object, nullptr); }
+
+    void Reset()
+    {
+        if (Interface* const object = Detach())
+            object->Release();
+    }
+
+private:
+    explicit CKrRef(Interface* object) : m_object(object) {}
+
+    Interface* m_object = nullptr;
+};
+
+#endif

@@ -1,0 +1,48 @@
+// The header of a RIFF chunk (AVI 1.0), and the rule for where the next chunk starts.
+#ifndef KR_FORMAT_KRCHUNKHEADER_H
+#define KR_FORMAT_KRCHUNKHEADER_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrFourCC.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+inline constexpr size_t kChunkHeaderSize = 8; // id and size
+inline constexpr size_t kListHeaderSize = 12; // id, size, and form or list type
+
+// The first bytes of a chunk as they stand in the file.
+struct SKrChunkHeader
+{
+    uint32_t id = 0;
+    uint32_t size = 0;
+    uint32_t firstData = 0; // the four bytes behind the size: the type of a container; 0 where the file ends
+};
+
+// Decodes 8 to 12 bytes.
+SKrChunkHeader DecodeChunkHeader(std::span<const uint8_t> bytes);
+
+constexpr bool IsContainer(uint32_t id)
+{
+    return id == kFccRiff || id == kFccList;
+}
+
+constexpr uint64_t RoundUpToEven(uint64_t position)
+{
+    return position + (position & 1);
+}
+
+// Where the chunk behind this one starts: chunks end at even positions.
+constexpr uint64_t PositionBehind(const SKrRiffChunkInfo& chunk)
+{
+    return RoundUpToEven(chunk.offset + chunk.cksize);
+}
+
+// Low half of a position, for the fields that keep 32 bits of it.
+constexpr uint32_t Low32(uint64_t position)
+{
+    return static_cast<uint32_t>(position);
+}
+
+#endif

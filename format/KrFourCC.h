@@ -1,0 +1,65 @@
+// FourCCs as 32-bit values: the first character is the lowest byte, as the little-endian file has it.
+#ifndef KR_FORMAT_KRFOURCC_H
+#define KR_FORMAT_KRFOURCC_H
+
+#include <cstdint>
+
+constexpr uint32_t KrFourCC(const char (&text)[5])
+{
+    uint32_t value = 0;
+    for (int index = 3; index >= 0; --index)
+        value = value << 8 | static_cast<uint8_t>(text[index]);
+    return value;
+}
+
+// The character at `index`, 0 to 3.
+constexpr char KrFourCCChar(uint32_t fourcc, unsigned index)
+{
+    return static_cast<char>(fourcc >> (8 * index) & 0xFF);
+}
+
+// Containers and their types (AVI 1.0, OpenDML 1.02)
+inline constexpr uint32_t kFccRiff = KrFourCC("RIFF");
+inline constexpr uint32_t kFccList = KrFourCC("LIST");
+inline constexpr uint32_t kFccAvi = KrFourCC("AVI ");
+inline constexpr uint32_t kFccAvix = KrFourCC("AVIX");
+inline constexpr uint32_t kFccHdrl = KrFourCC("hdrl");
+inline constexpr uint32_t kFccStrl = KrFourCC("strl");
+inline constexpr uint32_t kFccMovi = KrFourCC("movi");
+
+// Header chunks and stream types
+inline constexpr uint32_t kFccAvih = KrFourCC("avih");
+inline constexpr uint32_t kFccStrh = KrFourCC("strh");
+inline constexpr uint32_t kFccStrf = KrFourCC("strf");
+inline constexpr uint32_t kFccVids = KrFourCC("vids");
+inline constexpr uint32_t kFccAuds = KrFourCC("auds");
+
+// Indexes and filler
+inline constexpr uint32_t kFccIdx1 = KrFourCC("idx1");
+inline constexpr uint32_t kFccIndx = KrFourCC("indx");
+inline constexpr uint32_t kFccJunk = KrFourCC("JUNK");
+
+// Private information chunks
+inline constexpr uint32_t kFccKrlA = KrFourCC("KrlA");
+inline constexpr uint32_t kFccPrmA = KrFourCC("PrmA");
+inline constexpr uint32_t kFccCtsI = KrFourCC("CtsI");
+
+// Kinds of stream data, the last two characters of a data chunk's id
+enum class EKrDataKind : uint16_t
+{
+    CompressedVideo = 'd' | 'c' << 8,
+    UncompressedVideo = 'd' | 'b' << 8,
+    Audio = 'w' | 'b' << 8
+};
+
+// Streams 0 to 15 have data chunk ids: their number fits one hexadecimal digit behind a zero.
+inline constexpr uint32_t kDataStreamLimit = 16;
+
+// Data chunk id of a stream below kDataStreamLimit, such as '0adc' for stream 10.
+constexpr uint32_t KrDataChunkId(uint32_t stream, EKrDataKind kind)
+{
+    const uint32_t digit = static_cast<uint8_t>("0123456789abcdef"[stream % kDataStreamLimit]);
+    return uint32_t{'0'} | digit << 8 | static_cast<uint32_t>(kind) << 16;
+}
+
+#endif

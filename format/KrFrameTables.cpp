@@ -1,0 +1,93 @@
+#include "format/KrFrameTables.h"
+
+#include <cmath>
+#include <cstddef>
+
+namespace
+{
+constexpr SKrFrameRate kFrameRates[] = {
+    {24000, 1001}, {24, 1}, {25, 1}, {30000, 1001}, {30, 1}, {50, 1}, {60000, 1001}, {60, 1},
+};
+
+constexpr SKrFrameSize kFrameSizes[] = {
+    {1920, 1080, kAspectMode16x9}, // high definition
+    {1440, 1080, kAspectMode16x9}, //
+    {1280, 1080, kAspectMode16x9}, //
+    {1280, 720, kAspectMode16x9},  //
+    {960, 720, kAspectMode16x9},   //
+    {720, 576, kAspectMode4x3},    // standard definition
+    {720, 486, kAspectMode4x3},    //
+    {720, 480, kAspectMode4x3},    //
+    {1024, 576, kAspectMode16x9},  // standard definition with square pixels
+    {856, 480, kAspectMode16x9},   //
+    {864, 486, kAspectMode16x9},   //
+    {864, 480, kAspectMode16x9},   //
+    {768, 576, kAspectMode4x3},    //
+    {720, 540, kAspectMode4x3},    //
+    {720, 534, kAspectMode4x3},    //
+};
+
+constexpr SKrPixelAspectRow kPixelAspectRows[] = {
+    {16, 15, 720, 576, 0, kAspectMode4x3, 768},       //
+    {64, 45, 720, 576, 0, kAspectMode16x9, 1024},     //
+    {9, 10, 720, 486, 0, kAspectMode4x3, 648},        //
+    {6, 5, 720, 486, 0, kAspectMode16x9, 864},        //
+    {648, 720, 720, 486, 480, kAspectMode4x3, 648},   //
+    {864, 720, 720, 486, 480, kAspectMode16x9, 864}, //
+};
+
+double DurationMs(double scale, double rate)
+{
+    return scale * 1000.0 / rate;
+}
+
+double DistanceMs(const SKrFrameRate& row, double durationMs)
+{
+    return std::fabs(DurationMs(row.scale, row.rate) - durationMs);
+}
+} // namespace
+
+std::span<const SKrFrameRate> KrFrameRates()
+{
+    return kFrameRates;
+}
+
+uint32_t MatchFrameRate(uint32_t scale, uint32_t rate)
+{
+    const double durationMs = DurationMs(scale, rate);
+    for (const double toleranceMs : {0.0001, 0.02})
+    {
+        for (uint32_t code = 0; code < std::size(kFrameRates); ++code)
+        {
+            if (DistanceMs(kFrameRates[code], durationMs) <= toleranceMs)
+                return code;
+        }
+    }
+    uint32_t nearest = 0;
+    for (uint32_t code = 1; code < std::size(kFrameRates); ++code)
+    {
+        if (DistanceMs(kFrameRates[code], durationMs) < DistanceMs(kFrameRates[nearest], durationMs))
+            nearest = code;
+    }
+    return nearest;
+}
+
+std::span<const SKrFrameSize> KrFrameSizes()
+{
+    return kFrameSizes;
+}
+
+uint32_t AspectModeOfSize(int32_t width, int32_t height)
+{
+    for (const SKrFrameSize& size : kFrameSizes)
+    {
+        if (size.width == width && size.height == height)
+            return size.aspectMode;
+    }
+    return kAspectModeUnknown;
+}
+
+std::span<const SKrPixelAspectRow> KrPixelAspectRows()
+{
+    return kPixelAspectRows;
+}

@@ -1,0 +1,113 @@
+// The reader of RIFF files, and of AVI files (AVI 1.0 with OpenDML 1.02) above all.
+#ifndef KRRIFFUTILS_IKRRIFFREADER_H
+#define KRRIFFUTILS_IKRRIFFREADER_H
+
+#include "KrFramework.h"
+#include "KrRiffTypes.h"
+#include "IKrUnknown.h"
+
+// Opens one file at a time and answers from it: stream formats, the chunk tree, chunk searches, stream
+// indexes and raw bytes.
+//
+// Call order: Open, then anything, then Close or Release. Statuses are 1 for done and 0 for not; no
+// operation tells why it failed.
+//
+// Threads: a reader has one lock. FindFirstRiffSegment, FindNextRiffSegment, FindFirstSubChunk,
+// FindNextSubChunk, GetLastRiffSegment, the chunk search, the index loads and Close only try it: while
+// another thread is inside one of them, they refuse (0, null, or nothing done) instead of waiting.
+// GetFileLength waits for it. Open, ReadChunkData, ReadAt and the two stream queries take no lock. A walk or
+// search is state of the reader, not of the thread: hosts that share a reader serialise walks, searches, and
+// calls without a lock.
+class IKrRiffReader : public IKrUnknown
+{
+public:
+    // Opens a file, shared for reading only, and parses its headers; the indexes are not read yet. Returns 1
+    // at once, touching nothing, when this path is open already (compared without regard to case); otherwise
+    // the file that is open gets closed first, also when the new one cannot be opened. Files of 200 bytes or
+    // less are refused. A file that is not RIFF 'AVI ' opens when a chunk header is found at or behind
+    // byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
+    // thread is inside the reader, whose file then stays open.
+    virtual int Open(const wchar_t* path) = 0;
+
+    // Closes the file; nodes and records handed out become invalid. While another thread holds the reader's
+    // lock the file stays open, which the caller cannot tell from the call itself.
+    virtual void Close() = 0;
+
+    // Length of the open file in bytes, 0 when none is open. Waits for the reader's lock.
+    virtual uint64_t GetFileLength() = 0;
+
+    // Starts a walk over the top-level RIFF segments: 'AVI ', then each 'AVIX' (OpenDML 1.02). Returns 1
+    // when there is one. With no file open it returns 0 and leaves the reader locked by the calling
+    // thread: other threads are refused from then on.
+    virtual int FindFirstRiffSegment() = 0;
+
+    // Reports the current segment and moves on. Returns 1 when more segments follow, and 0, with the
+    // outputs filled all the same, when the one just reported is the last. Returns 0 and fills nothing
+    // when no walk is under way. `node` may be null.
+    virtual int FindNextRiffSegment(uint32_t* formType, uint32_t* size, uint64_t* dataOffset,
+                                    SKrRiffChunkNode** node) = 0;
+
+    // Starts a walk over the direct sub-chunks of a 'RIFF' or 'LIST' node. Returns 1 when there is one; 0
+    // for any other node.
+    virtual int FindFirstSubChunk(SKrRiffChunkNode* node) = 0;
+
+    // Reports the current sub-chunk and moves on, with the same rule for the last one as
+    // FindNextRiffSegment. `type` is the list type of a 'LIST', else 0. `node` may be null.
+    virtual int FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* size, uint64_t* dataOffset,
+                                 SKrRiffChunkNode** node) = 0;
+
+    // Reads a chunk's payload of `cksize` bytes and returns the number of bytes read; 0 when the buffer is
+    // smaller than `cksize`. For 'RIFF' and 'LIST' the read starts behind the form or list type and still
+    // takes `cksize` bytes, so that its last four lie behind the chunk.
+    virtual uint32_t ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize) = 0;
+
+    // Reads up to `count` bytes at an absolute file position into the caller's buffer and returns how many
+    // came; 0 on failure and behind the end of the file. A position whose low 32 bits are all ones is
+    // refused.
+    virtual uint32_t ReadAt(uint64_t position, void* buffer, uint32_t count) = 0;
+
+    // The last RIFF segment, or null when there is none. The record belongs to the reader and is valid
+    // until the file is closed. The segment walk is left at its end.
+    virtual SKrRiffChunkInfo* GetLastRiffSegment() = 0;
+
+    // Starts a search for chunks by id from an absolute file position, through all containers, depth first.
+    // All bits set as position means the first chunk behind the header list. A chunk of size 0 is found
+    // only when it is 'JUNK'. Returns 1 when there is a match. An empty set returns 0 and leaves an earlier
+    // search as it was. The set is copied.
+    virtual int FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition) = 0;
+
+    // Reports the current match and looks for the next. Returns 1 when there is one, and 0, with the outputs
+    // filled all the same, when the match just reported is the last; it is then reported again by
+    // each further call. `record` may be null; a record is valid until the search ends. Without a search
+    // under way it throws std::out_of_range.
+    virtual int FindNextChunk(uint32_t* ckid, uint32_t* fccType, uint32_t* size, uint64_t* dataOffset,
+                              SKrRiffChunkInfo** record) = 0;
+
+    // Ends the search and frees its records.
+    virtual void EndChunkSearch() = 0;
+
+    // Reports the first usable video stream. Returns the frame count: 'avih' dwTotalFrames (AVI 1.0) until
+    // a video index was loaded, then the number of its entries. `videoChunkId` receives the id of the
+    // first video data chunk, such as '00dc', or 0. `formatValid` receives 1 when the format is usable;
+    // only then `format`, `compression` (biCompression) and `bitCount` (biBitCount) are filled.
+    virtual uint32_t GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression, uint16_t* bitCount,
+                                        int* formatValid, uint32_t* videoChunkId) = 0;
+
+    // Reports the first usable audio stream. Returns 0, with nothing written, when no audio data chunk was
+    // seen. `audioChunkId` receives the id of the first one, such as '01wb'. `formatValid` receives 1 when
+    // the format is usable; only then `format` and `duration` (seconds, may be null) are filled.
+    virtual int GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatValid, uint32_t* audioChunkId,
+                                   double* duration) = 0;
+
+    // Loads the index of the video stream into the caller's array: exactly one entry for each frame that
+    // lies inside the file. Reads OpenDML 1.02 indexes, else 'idx1' (AVI 1.0), whose positions have 32
+    // bits. An index that starts at or beyond 2 GiB cannot be loaded. After a failure (0) the array's
+    // content is undefined.
+    virtual int LoadVideoIndex(CArray<SKrChunkIndexEntry>& out) = 0;
+
+    // The same for the first kept audio stream, with a summary of its chunk sizes. Whether OpenDML or
+    // 'idx1' is read follows the video stream.
+    virtual int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) = 0;
+};
+
+#endif

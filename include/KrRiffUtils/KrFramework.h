@@ -1,0 +1,304 @@
+// The arrays that cross the library's interface. Hosts built with the application framework
+// (KR_USE_MFC, with a library built the same way) use its own; all others use the stand-ins below.
+//
+// A stand-in array can be filled by the library and freed by the host, whichever compiler built either:
+// its layout is fixed, its memory comes from the process heap (malloc elsewhere than on Windows), and a
+// tag tells the library that the array is of this kind. An array without the tag is left untouched.
+#ifndef KRRIFFUTILS_KRFRAMEWORK_H
+#define KRRIFFUTILS_KRFRAMEWORK_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(KR_USE_MFC)
+
+#include <afxtempl.h>
+
+#else
+
+#if defined(_WIN32)
+extern "C"
+{
+    __declspec(dllimport) void* __stdcall GetProcessHeap(void);
+    __declspec(dllimport) void* __stdcall HeapAlloc(void* heap, unsigned long flags, size_t size);
+    __declspec(dllimport) void* __stdcall HeapReAlloc(void* heap, unsigned long flags, void* memory,
+                                                      size_t size);
+    __declspec(dllimport) int __stdcall HeapFree(void* heap, unsigned long flags, void* memory);
+}
+#else
+#include <stdlib.h>
+#endif
+
+#if defined(__cpp_exceptions) || defined(_CPPUNWIND) || defined(__EXCEPTIONS)
+#define KR_FRAMEWORK_EXCEPTIONS 1
+#else
+#define KR_FRAMEWORK_EXCEPTIONS 0
+#endif
+
+// Thrown when an array is asked for an element that it does not have.
+class CInvalidArgException
+{
+};
+
+// Thrown when an array's memory cannot be had.
+class CMemoryException
+{
+};
+
+namespace KrFrameworkMemory
+{
+// A zero-filled block, or null.
+inline void* AllocateZeroed(size_t size)
+{
+#if defined(_WIN32)
+    return HeapAlloc(GetProcessHeap(), 8 /* zero the memory */, size);
+#else
+    return calloc(1, size);
+#endif
+}
+
+// The block grown or shrunk, its new end not initialised, or null (the old block is then still valid).
+inline void* Resize(void* memory, size_t size)
+{
+#if defined(_WIN32)
+    return HeapReAlloc(GetProcessHeap(), 0, memory, size);
+#else
+    return realloc(memory, size);
+#endif
+}
+
+inline void Free(void* memory)
+{
+#if defined(_WIN32)
+    if (memory != nullptr)
+        HeapFree(GetProcessHeap(), 0, memory);
+#else
+    free(memory);
+#endif
+}
+
+[[noreturn]] inline void StopProgram()
+{
+#if defined(_MSC_VER) && !defined(__clang__)
+    __fastfail(7);
+#else
+    __builtin_trap();
+#endif
+}
+
+[[noreturn]] inline void FailBadIndex()
+{
+#if KR_FRAMEWORK_EXCEPTIONS
+    throw CInvalidArgException();
+#else
+    StopProgram();
+#endif
+}
+
+[[noreturn]] inline void FailNoMemory()
+{
+#if KR_FRAMEWORK_EXCEPTIONS
+    throw CMemoryException();
+#else
+    StopProgram();
+#endif
+}
+} // namespace KrFrameworkMemory
+
+// A growing array of trivially copyable elements. Indices and counts are signed as in the framework; one
+// that is out of range throws CInvalidArgException, or stops a program built without exceptions. New
+// elements are zero. Not for use from two threads at once.
+template <class TYPE, class ARG_TYPE = const TYPE&>
+class CArray
+{
+    static_assert(__is_trivially_copyable(TYPE), "elements cross module boundaries as plain bytes");
+
+public:
+    CArray() : m_tag(kTag), m_data(nullptr), m_size(0), m_capacity(0), m_growBy(0) {}
+    ~CArray() { KrFrameworkMemory::Free(m_data); }
+    CArray(const CArray&) = delete;
+    CArray& operator=(const CArray&) = delete;
+
+    intptr_t GetSize() const { return m_size; }
+    intptr_t GetCount() const { return m_size; }
+    intptr_t GetUpperBound() const { return m_size - 1; }
+    bool IsEmpty() const { return m_size == 0; }
+
+    const TYPE& GetAt(intptr_t index) const { return m_data[Checked(index)]; }
+    TYPE& GetAt(intptr_t index) { return m_data[Checked(index)]; }
+    void SetAt(intptr_t index, ARG_TYPE element) { m_data[Checked(index)] = element; }
+    TYPE& ElementAt(intptr_t index) { return m_data[Checked(index)]; }
+    const TYPE& ElementAt(intptr_t index) const { return m_data[Checked(index)]; }
+    const TYPE& operator[](intptr_t index) const { return m_data[Checked(index)]; }
+    TYPE& operator[](intptr_t index) { return m_data[Checked(index)]; }
+
+    // The elements, or null when the array never held any.
+    const TYPE* GetData() const { return m_data; }
+    TYPE* GetData() { return m_data; }
+
+    // Makes the array `size` elements long. A growBy of 1 or more makes later growth go in such steps.
+    // Throws CMemoryException when the memory cannot be had.
+    void SetSize(intptr_t size, intptr_t growBy = -1)
+    {
+        if (size < 0)
+            KrFrameworkMemory::FailBadIndex();
+        if (growBy >= 0)
+            m_growBy = growBy;
+        if (!TrySetSize(size))
+            KrFrameworkMemory::FailNoMemory();
+    }
+
+    // SetSize that answers false, with the array as it was, instead of throwing.
+    bool TrySetSize(intptr_t size)
+    {
+        const bool fresh = m_data == nullptr; // a fresh block comes zero-filled
+        if (size < 0 || !Reserve(size))
+            return false;
+        for (intptr_t index = fresh ? size : m_size; index < size; ++index)
+            m_data[index] = TYPE();
+        m_size = size;
+        return true;
+    }
+
+    intptr_t Add(ARG_TYPE element)
+    {
+        const TYPE copy = element; // the element may lie in this array, which moves when it grows
+        SetSize(m_size + 1);
+        m_data[m_size - 1] = copy;
+        return m_size - 1;
+    }
+
+    void InsertAt(intptr_t index, ARG_TYPE element, intptr_t count = 1)
+    {
+        if (index < 0 || count < 0)
+            KrFrameworkMemory::FailBadIndex();
+        const TYPE copy = element;
+        const intptr_t oldSize = m_size;
+        SetSize((index > oldSize ? index : oldSize) + count);
+        for (intptr_t from = oldSize - 1; from >= index; --from)
+            m_data[from + count] = m_data[from];
+        for (intptr_t offset = 0; offset < count; ++offset)
+            m_data[index + offset] = copy;
+    }
+
+    void RemoveAt(intptr_t index, intptr_t count = 1)
+    {
+        if (index < 0 || count < 0 || index > m_size || count > m_size - index)
+            KrFrameworkMemory::FailBadIndex();
+        for (intptr_t from = index + count; from < m_size; ++from)
+            m_data[from - count] = m_data[from];
+        m_size -= count;
+    }
+
+    // Empties the array and gives its memory back.
+    void RemoveAll()
+    {
+        KrFrameworkMemory::Free(m_data);
+        m_data = nullptr;
+        m_size = 0;
+        m_capacity = 0;
+    }
+
+    void Copy(const CArray& other)
+    {
+        if (this == &other)
+            return;
+        SetSize(other.m_size);
+        for (intptr_t index = 0; index < m_size; ++index)
+            m_data[index] = other.m_data[index];
+    }
+
+    // Appends the other array's elements and returns the index of the first of them.
+    intptr_t Append(const CArray& other)
+    {
+        const intptr_t first = m_size;
+        const intptr_t count = other.m_size;
+        SetSize(first + count);
+        for (intptr_t index = 0; index < count; ++index)
+            m_data[first + index] = other.m_data[index];
+        return first;
+    }
+
+    // Gives back the memory behind the last element.
+    void FreeExtra()
+    {
+        if (m_size == m_capacity)
+            return;
+        if (m_size == 0)
+        {
+            RemoveAll();
+            return;
+        }
+        void* const shrunk = KrFrameworkMemory::Resize(m_data, static_cast<size_t>(m_size) * sizeof(TYPE));
+        if (shrunk == nullptr)
+            return;
+        m_data = static_cast<TYPE*>(shrunk);
+        m_capacity = m_size;
+    }
+
+    // Whether this memory holds an array of this kind at all: the library asks before it fills one.
+    bool IsStandIn() const { return m_tag == kTag; }
+
+private:
+    static constexpr uint64_t kTag = 0x9E4B725F41727279u; // no valid address
+
+    intptr_t Checked(intptr_t index) const
+    {
+        if (index < 0 || index >= m_size)
+            KrFrameworkMemory::FailBadIndex();
+        return index;
+    }
+
+    // Room for `size` elements; memory behind m_size is not initialised for the caller's purposes.
+    bool Reserve(intptr_t size)
+    {
+        if (size <= m_capacity)
+            return true;
+        const intptr_t largest = static_cast<intptr_t>(PTRDIFF_MAX / sizeof(TYPE));
+        if (size > largest)
+            return false;
+        intptr_t capacity = size;
+        if (m_capacity != 0) // growing: leave room, so that a run of Add() stays linear
+        {
+            const intptr_t step = m_growBy > 0 ? m_growBy : m_capacity / 2 + 4;
+            if (m_capacity <= largest - step && m_capacity + step > capacity)
+                capacity = m_capacity + step;
+        }
+        const size_t bytes = static_cast<size_t>(capacity) * sizeof(TYPE);
+        void* const memory = m_data == nullptr ? KrFrameworkMemory::AllocateZeroed(bytes)
+                                               : KrFrameworkMemory::Resize(m_data, bytes);
+        if (memory == nullptr)
+            return false;
+        m_data = static_cast<TYPE*>(memory);
+        m_capacity = capacity;
+        return true;
+    }
+
+    uint64_t m_tag;
+    TYPE* m_data;
+    intptr_t m_size;
+    intptr_t m_capacity;
+    intptr_t m_growBy;
+
+    friend struct SKrArrayLayout;
+};
+
+// An array of 32-bit values, such as FourCCs.
+class CDWordArray : public CArray<uint32_t, uint32_t>
+{
+};
+
+// Checks the layout that the library and its hosts share.
+struct SKrArrayLayout
+{
+    typedef CArray<uint32_t, uint32_t> Array;
+    static_assert(sizeof(Array) == 40 && sizeof(CDWordArray) == 40, "fixed layout");
+    static_assert(offsetof(Array, m_tag) == 0 && offsetof(Array, m_data) == 8 &&
+                      offsetof(Array, m_size) == 16 && offsetof(Array, m_capacity) == 24 &&
+                      offsetof(Array, m_growBy) == 32,
+                  "fixed layout");
+};
+
+#endif
+
+#endif

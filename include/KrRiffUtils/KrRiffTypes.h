@@ -1,0 +1,149 @@
+// Records and enumerations that cross the library's interface. Their layout is part of the contract and is
+// checked below by every compiler that includes them.
+#ifndef KRRIFFUTILS_KRRIFFTYPES_H
+#define KRRIFFUTILS_KRRIFFTYPES_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+// A found chunk. FourCCs are held as 32-bit values whose lowest byte is the first character in the file.
+struct SKrRiffChunkInfo
+{
+    uint32_t ckid;    // id of the chunk
+    uint32_t cksize;  // size field as stored in the file; not checked against the file's length
+    uint32_t fccType; // form or list type for 'RIFF' and 'LIST', else 0
+    uint64_t offset;  // absolute file position of the byte behind the 8-byte chunk header; for 'RIFF' and
+                      // 'LIST' the form or list type stands there
+};
+
+// A node of the reader's chunk tree. Nodes belong to the reader and are valid until the file is closed;
+// hosts never make any.
+struct SKrRiffChunkNode
+{
+    SKrRiffChunkInfo chunk;
+};
+
+// One data chunk of a stream, as an index gives it.
+struct SKrChunkIndexEntry
+{
+    uint64_t position; // absolute file position of the chunk's payload
+    uint32_t size;     // payload length in bytes
+    uint32_t reserved; // always 0
+};
+
+// Summary of the chunk sizes of an audio stream. `kind` tells which of two meanings the fields have.
+//
+// kind == 1: the sizes repeat. bytesPerPeriod bytes in chunksPerPeriod chunks make one period; the last
+// chunk of the stream holds lastChunkBytes.
+//
+// kind != 1: no period was found. `kind` is the byte total of the first quarter of the chunks, and
+// bytesPerPeriod, chunksPerPeriod, lastChunkBytes are those of the second, third and fourth quarter.
+struct SKrAudioChunkPattern
+{
+    uint32_t kind;
+    uint32_t bytesPerPeriod;
+    uint32_t chunksPerPeriod;
+    uint32_t lastChunkBytes;
+};
+
+// Frame rates that have a code (rate / scale).
+enum class EKrFrameRate : uint32_t
+{
+    Rate23_976 = 0, // 24000 / 1001
+    Rate24 = 1,     // 24 / 1
+    Rate25 = 2,     // 25 / 1
+    Rate29_97 = 3,  // 30000 / 1001
+    Rate30 = 4,     // 30 / 1
+    Rate50 = 5,     // 50 / 1
+    Rate59_94 = 6,  // 60000 / 1001
+    Rate60 = 7      // 60 / 1
+};
+
+// Field order of the pictures.
+enum class EKrScanMode : int32_t
+{
+    Unknown = -1,
+    UpperFieldFirst = 0,
+    LowerFieldFirst = 1,
+    Progressive = 2
+};
+
+// A video format, as the reader reports it and the writer takes it.
+struct SKrAviVideoParams
+{
+    uint16_t displayWidth;  // pixels, with the pixel aspect ratio applied
+    uint16_t displayHeight; // pixels
+    uint8_t bitCount;       // the reader reports 8; the writer stores it as biBitCount
+    uint8_t padding[3];
+    uint32_t reservedA;  // from the reader: 1 when the stored width is above 720, else 0
+    uint32_t aspectMode; // 0: 4:3 picture, 1: 16:9 picture, 3: size not known to the reader; the writer
+                         // takes 4 (648/720) and 5 (864/720) as well
+    uint32_t frameRate;  // EKrFrameRate code, 0xFFFFFFFF when the reader found none
+    int32_t scanMode;    // EKrScanMode value
+    uint32_t reservedB;  // from the reader: pixel format, 3 for 24 bits, 1 for 32 bits, else 0
+    int32_t width;       // stored width in pixels
+    int32_t height;      // stored height in pixels
+};
+
+// A PCM audio format.
+struct SKrWaveFormatInfo
+{
+    uint32_t formatTag; // WAVE_FORMAT_... value, 1 for PCM
+    uint32_t channels;
+    uint32_t samplesPerSec;
+    uint32_t avgBytesPerSec;
+    uint16_t blockAlign; // bytes of one sample frame (all channels)
+    uint16_t bitsPerSample;
+};
+
+// A media description from which the writer can be opened.
+struct SKrMediaInfo
+{
+    uint16_t videoStreamCount;
+    uint16_t audioStreamCount;
+    uint32_t width;  // pixels
+    uint32_t height; // pixels
+    uint32_t reservedA;
+    uint32_t aspectMode;
+    uint32_t frameRate; // EKrFrameRate code
+    int32_t scanMode;   // EKrScanMode value
+    uint32_t reservedB;
+    uint16_t channels;
+    uint16_t bitsPerSample;
+    uint32_t samplesPerSec;
+};
+
+static_assert(sizeof(SKrRiffChunkInfo) == 24 && offsetof(SKrRiffChunkInfo, offset) == 16, "fixed layout");
+static_assert(offsetof(SKrRiffChunkInfo, cksize) == 4 && offsetof(SKrRiffChunkInfo, fccType) == 8,
+              "fixed layout");
+static_assert(sizeof(SKrRiffChunkNode) == 24 && offsetof(SKrRiffChunkNode, chunk) == 0, "fixed layout");
+static_assert(sizeof(SKrChunkIndexEntry) == 16 && offsetof(SKrChunkIndexEntry, size) == 8 &&
+                  offsetof(SKrChunkIndexEntry, reserved) == 12,
+              "fixed layout");
+static_assert(sizeof(SKrAudioChunkPattern) == 16 && offsetof(SKrAudioChunkPattern, bytesPerPeriod) == 4 &&
+                  offsetof(SKrAudioChunkPattern, chunksPerPeriod) == 8 &&
+                  offsetof(SKrAudioChunkPattern, lastChunkBytes) == 12,
+              "fixed layout");
+static_assert(sizeof(SKrAviVideoParams) == 36 && offsetof(SKrAviVideoParams, displayHeight) == 2 &&
+                  offsetof(SKrAviVideoParams, bitCount) == 4 && offsetof(SKrAviVideoParams, reservedA) == 8 &&
+                  offsetof(SKrAviVideoParams, aspectMode) == 12 &&
+                  offsetof(SKrAviVideoParams, frameRate) == 16 &&
+                  offsetof(SKrAviVideoParams, scanMode) == 20 &&
+                  offsetof(SKrAviVideoParams, reservedB) == 24 && offsetof(SKrAviVideoParams, width) == 28 &&
+                  offsetof(SKrAviVideoParams, height) == 32,
+              "fixed layout");
+static_assert(sizeof(SKrWaveFormatInfo) == 20 && offsetof(SKrWaveFormatInfo, channels) == 4 &&
+                  offsetof(SKrWaveFormatInfo, samplesPerSec) == 8 &&
+                  offsetof(SKrWaveFormatInfo, avgBytesPerSec) == 12 &&
+                  offsetof(SKrWaveFormatInfo, blockAlign) == 16 &&
+                  offsetof(SKrWaveFormatInfo, bitsPerSample) == 18,
+              "fixed layout");
+static_assert(sizeof(SKrMediaInfo) == 40 && offsetof(SKrMediaInfo, audioStreamCount) == 2 &&
+                  offsetof(SKrMediaInfo, width) == 4 && offsetof(SKrMediaInfo, height) == 8 &&
+                  offsetof(SKrMediaInfo, reservedA) == 12 && offsetof(SKrMediaInfo, aspectMode) == 16 &&
+                  offsetof(SKrMediaInfo, frameRate) == 20 && offsetof(SKrMediaInfo, scanMode) == 24 &&
+                  offsetof(SKrMediaInfo, reservedB) == 28 && offsetof(SKrMediaInfo, channels) == 32 &&
+                  offsetof(SKrMediaInfo, bitsPerSample) == 34 && offsetof(SKrMediaInfo, samplesPerSec) == 36,
+              "fixed layout");
+
+#endif

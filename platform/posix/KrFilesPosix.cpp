@@ -1,0 +1,194 @@
+// Files of POSIX systems. Share modes, which the system does not have, are kept with flock: whoever reads
+// holds a shared lock, whoever writes an exclusive one, and nobody waits.
+#include "platform/KrPlatform.h"
+#include "platform/posix/KrFileDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <locale.h>
+#include <wctype.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <utility>
+
+static_assert(sizeof(off_t) == 8, "positions need 64 bits");
+static_assert(sizeof(wchar_t) == 4, "a wide character is a code point");
+
+namespace
+{
+// The most that one call is asked for; some systems refuse or cut what does not fit 31 bits.
+constexpr size_t kMostBytesPerCall = size_t{1} << 30;
+
+// Appends a code point; false when it is none (a surrogate, or beyond the last plane).
+bool AppendUtf8(std::string& out, uint32_t codePoint)
+{
+    const auto tail = [codePoint](int shift)
+    {
+        return static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
+    };
+    if (codePoint < 0x80)
+    {
+        out += static_cast<char>(codePoint);
+    }
+    else if (codePoint < 0x800)
+    {
+        out += {static_cast<char>(0xC0 | (codePoint >> 6)), tail(0)};
+    }
+    else if (codePoint < 0x10000)
+    {
+        if (codePoint >= 0xD800 && codePoint <= 0xDFFF)
+            return false;
+        out += {static_cast<char>(0xE0 | (codePoint >> 12)), tail(6), tail(0)};
+    }
+    else
+    {
+        if (codePoint > 0x10FFFF)
+            return false;
+        out += {static_cast<char>(0xF0 | (codePoint >> 18)), tail(12), tail(6), tail(0)};
+    }
+    return true;
+}
+
+// The path as the system takes it, or nothing when it holds what is no character.
+std::optional<std::string> NativePath(const wchar_t* path)
+{
+    std::string native;
+    for (; *path != L'\0'; ++path)
+    {
+        if (!AppendUtf8(native, static_cast<uint32_t>(*path)))
+            return std::nullopt;
+    }
+    return native;
+}
+
+class CPosixFile final : public IKrFile
+{
+public:
+    explicit CPosixFile(CKrFileDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+
+    std::optional<uint64_t> Size() override
+    {
+        struct stat facts
+        {
+        };
+        if (::fstat(m_descriptor.Get(), &facts) != 0 || facts.st_size < 0)
+            return std::nullopt;
+        return static_cast<uint64_t>(facts.st_size);
+    }
+
+    bool Seek(uint64_t position) override
+    {
+        return KrPlatform::IsFilePosition(position) &&
+               ::lseek(m_descriptor.Get(), static_cast<off_t>(position), SEEK_SET) >= 0;
+    }
+
+    SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
+    {
+        if (!KrPlatform::IsFilePosition(position))
+            return {0, EINVAL};
+        size_t done = 0;
+        while (done < count)
+        {
+            const uint64_t from = position + done;
+            if (!KrPlatform::IsFilePosition(from))
+                break; // no file reaches here
+            const ssize_t came = ::pread(m_descriptor.Get(), static_cast<char*>(buffer) + done,
+                                         std::min(count - done, kMostBytesPerCall), static_cast<off_t>(from));
+            if (came < 0 && errno == EINTR)
+                continue;
+            if (came < 0)
+                return {0, static_cast<uint32_t>(errno)};
+            if (came == 0)
+                break; // end of the file
+            done += static_cast<size_t>(came);
+        }
+        return {done, 0};
+    }
+
+private:
+    CKrFileDescriptor m_descriptor;
+};
+
+int OpenRetrying(const char* path)
+{
+    // Non-blocking, so that a pipe without a writer does not hold us up before it is refused.
+    int descriptor = -1;
+    do
+        descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+bool IsRegularFile(int descriptor)
+{
+    struct stat facts
+    {
+    };
+    return ::fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
+// False only when somebody writes the file. File systems without such locks let everybody read.
+bool ShareWithReaders(int descriptor)
+{
+    int result = -1;
+    do
+        result = ::flock(descriptor, LOCK_SH | LOCK_NB);
+    while (result != 0 && errno == EINTR);
+    return result == 0 || errno != EWOULDBLOCK;
+}
+
+class CPosixFileSystem final : public IKrFileSystem
+{
+public:
+    std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
+    {
+        if (path == nullptr)
+            return nullptr;
+        const std::optional<std::string> native = NativePath(path);
+        if (!native)
+            return nullptr;
+        CKrFileDescriptor descriptor(OpenRetrying(native->c_str()));
+        if (!descriptor.IsOpen() || !IsRegularFile(descriptor.Get()) || !ShareWithReaders(descriptor.Get()))
+            return nullptr;
+        return std::make_unique<CPosixFile>(std::move(descriptor));
+    }
+};
+
+// Letters as Unicode has them, whatever locale the host runs in; null when the system lacks that locale.
+// Never freed: queries can still come while the process ends.
+locale_t UnicodeLocale()
+{
+    static const locale_t locale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return locale;
+}
+
+wchar_t LowerCase(wchar_t letter, locale_t locale)
+{
+    if (locale != nullptr)
+        return static_cast<wchar_t>(::towlower_l(static_cast<wint_t>(letter), locale));
+    return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
+}
+} // namespace
+
+namespace KrPlatform
+{
+IKrFileSystem& OsFileSystem()
+{
+    static CPosixFileSystem fileSystem;
+    return fileSystem;
+}
+
+bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right)
+{
+    const locale_t locale = UnicodeLocale();
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [locale](wchar_t a, wchar_t b)
+                      { return a == b || LowerCase(a, locale) == LowerCase(b, locale); });
+}
+} // namespace KrPlatform

@@ -1,0 +1,144 @@
+// Files of Windows.
+#include "platform/KrPlatform.h"
+#include "platform/win32/KrFileHandle.h"
+
+#include <algorithm>
+#include <climits>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace
+{
+// The most that one call is asked for: its count has 32 bits, and network file systems like less.
+constexpr size_t kMostBytesPerCall = size_t{1} << 30;
+
+// The path made absolute, or empty when the system cannot do that.
+std::wstring AbsolutePath(const wchar_t* path)
+{
+    std::wstring absolute(MAX_PATH, L'\0');
+    for (;;)
+    {
+        // The length, or when the buffer is too small the size it should have: terminator included.
+        const DWORD length =
+            GetFullPathNameW(path, static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
+        const bool fits = length < absolute.size();
+        absolute.resize(length);
+        if (fits)
+            return absolute;
+    }
+}
+
+// The path as CreateFileW takes it: paths that are too long for it in the plain form get the prefix for long
+// ones. That prefix also switches off the translation of "." and "..", thus they are made absolute before.
+std::wstring NativePath(const wchar_t* path)
+{
+    const std::wstring_view given = path;
+    if (given.starts_with(L"\\\\?\\") || given.starts_with(L"\\\\.\\"))
+        return path;
+    const std::wstring absolute = AbsolutePath(path);
+    if (absolute.size() < MAX_PATH)
+        return path;
+    if (absolute.starts_with(L"\\\\"))
+        return L"\\\\?\\UNC" + absolute.substr(1);
+    return L"\\\\?\\" + absolute;
+}
+
+class CWin32File final : public IKrFile
+{
+public:
+    explicit CWin32File(CKrFileHandle handle) : m_handle(std::move(handle)) {}
+
+    std::optional<uint64_t> Size() override
+    {
+        LARGE_INTEGER size{};
+        if (!GetFileSizeEx(m_handle.Get(), &size) || size.QuadPart < 0)
+            return std::nullopt;
+        return static_cast<uint64_t>(size.QuadPart);
+    }
+
+    bool Seek(uint64_t position) override
+    {
+        LARGE_INTEGER distance{};
+        distance.QuadPart = static_cast<LONGLONG>(position);
+        return KrPlatform::IsFilePosition(position) &&
+               SetFilePointerEx(m_handle.Get(), distance, nullptr, FILE_BEGIN);
+    }
+
+    SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
+    {
+        if (!KrPlatform::IsFilePosition(position))
+            return {0, ERROR_NEGATIVE_SEEK};
+        size_t done = 0;
+        while (done < count)
+        {
+            const uint64_t from = position + done;
+            if (!KrPlatform::IsFilePosition(from))
+                break; // no file reaches here
+            OVERLAPPED place{};
+            place.Offset = static_cast<DWORD>(from);
+            place.OffsetHigh = static_cast<DWORD>(from >> 32);
+            DWORD came = 0;
+            const auto wanted = static_cast<DWORD>(std::min(count - done, kMostBytesPerCall));
+            if (!ReadFile(m_handle.Get(), static_cast<char*>(buffer) + done, wanted, &came, &place))
+            {
+                const DWORD error = GetLastError();
+                if (error == ERROR_HANDLE_EOF)
+                    break;
+                return {0, error};
+            }
+            if (came == 0)
+                break; // end of the file
+            done += came;
+        }
+        return {done, 0};
+    }
+
+private:
+    CKrFileHandle m_handle;
+};
+
+// Not so for pipes, consoles and "NUL" (no disk), raw volumes (no file facts) and folders.
+bool IsRegularFile(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION facts{};
+    return GetFileType(handle) == FILE_TYPE_DISK && GetFileInformationByHandle(handle, &facts) &&
+           (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+class CWin32FileSystem final : public IKrFileSystem
+{
+public:
+    std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
+    {
+        if (path == nullptr)
+            return nullptr;
+        CKrFileHandle handle(CreateFileW(NativePath(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
+            return nullptr;
+        return std::make_unique<CWin32File>(std::move(handle));
+    }
+};
+} // namespace
+
+namespace KrPlatform
+{
+IKrFileSystem& OsFileSystem()
+{
+    static CWin32FileSystem fileSystem;
+    return fileSystem;
+}
+
+bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right)
+{
+    // The comparison goes code unit by code unit, so the lengths decide first. It refuses null pointers,
+    // which empty views may have, and its lengths are of type int.
+    if (left.size() != right.size())
+        return false;
+    if (left.empty() || left.size() > INT_MAX)
+        return left == right;
+    const int length = static_cast<int>(left.size());
+    return CompareStringOrdinal(left.data(), length, right.data(), length, TRUE) == CSTR_EQUAL;
+}
+} // namespace KrPlatform

@@ -1,0 +1,113 @@
+#include "reader/KrChunkLookup.h"
+
+#include "format/KrChunkHeader.h"
+#include "reader/KrFileCursor.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace
+{
+bool LiesInside(const SKrRiffChunkInfo& parent, uint64_t position)
+{
+    return position >= parent.offset && position - parent.offset < parent.cksize;
+}
+
+bool Matches(const SKrChunkHeader& header, const SKrRiffChunkInfo& wanted, EKrLookupMode mode)
+{
+    if (mode == EKrLookupMode::RiffOnly && header.id != kFccRiff)
+        return false;
+    if (mode == EKrLookupMode::ListOnly && header.id != kFccList)
+        return false;
+    return (wanted.ckid == 0 || wanted.ckid == header.id) &&
+           (wanted.fccType == 0 || wanted.fccType == header.firstData);
+}
+
+void TakeMatch(CKrFileCursor& cursor, uint64_t start, const SKrChunkHeader& header, SKrRiffChunkInfo& record)
+{
+    const bool container = IsContainer(header.id);
+    record.ckid = header.id;
+    record.cksize = header.size;
+    record.fccType = container ? header.firstData : 0;
+    record.offset = start + kChunkHeaderSize;
+    if (!container)
+        cursor.SeekTo(record.offset);
+}
+
+void Skip(CKrFileCursor& cursor, uint64_t start, const SKrChunkHeader& header)
+{
+    cursor.SeekTo(header.size != 0 ? RoundUpToEven(start + kChunkHeaderSize + header.size) : start + 1);
+}
+
+// Goes on behind a header at `start` whose id was four zero bytes. Reading it again one byte further on each
+// time would find nothing before the last of those headers that begin with three zeros or fewer, so that
+// place is gone to at once. A lookup that counts empty headers must meet each of them.
+void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo* parent, int zeroLimit)
+{
+    if (zeroLimit >= 1)
+    {
+        cursor.SeekTo(start + 1);
+        return;
+    }
+    const uint64_t lastStart = parent == nullptr ? cursor.Size() : parent->offset + parent->cksize;
+    cursor.SeekTo(cursor.FindNonZero(start + 4, lastStart + 3) - 3);
+}
+
+uint64_t LeadingZeroBytes(uint32_t id)
+{
+    return static_cast<uint64_t>(std::countr_zero(id)) / 8;
+}
+} // namespace
+
+EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const SKrRiffChunkInfo* parent,
+                          EKrLookupMode mode, int zeroLimit)
+{
+    if (cursor.Position() + kChunkHeaderSize > cursor.Size())
+        return EKrLookupStatus::NotFound;
+    const size_t headerLength =
+        static_cast<size_t>(std::min<uint64_t>(cursor.Size() - cursor.Position(), kListHeaderSize));
+
+    int emptyHeaders = 0;
+    bool resynchronising = false;
+    for (;;)
+    {
+        const uint64_t start = cursor.Position();
+        if (parent != nullptr && !LiesInside(*parent, start))
+            return EKrLookupStatus::NotFound;
+        uint8_t bytes[kListHeaderSize];
+        const size_t got = cursor.Read(bytes, headerLength);
+        if (got < kChunkHeaderSize || (got < kListHeaderSize && mode != EKrLookupMode::AnyChunk))
+            return EKrLookupStatus::NotFound;
+
+        const SKrChunkHeader header = DecodeChunkHeader({bytes, got});
+        const bool empty = header.id == 0 || header.size == 0;
+        emptyHeaders = empty && zeroLimit >= 1 ? emptyHeaders + 1 : 0;
+        if (zeroLimit >= 1 && emptyHeaders >= zeroLimit)
+            return EKrLookupStatus::NotFound;
+
+        if (header.id == 0)
+        {
+            resynchronising = mode == EKrLookupMode::AnyChunk;
+            StepOverZeros(cursor, start, parent, zeroLimit);
+        }
+        else if (resynchronising)
+        {
+            resynchronising = false;
+            cursor.SeekTo(start + LeadingZeroBytes(header.id));
+        }
+        else if (Matches(header, record, mode))
+        {
+            TakeMatch(cursor, start, header, record);
+            return EKrLookupStatus::Found;
+        }
+        else
+        {
+            Skip(cursor, start, header);
+        }
+    }
+}
+
+void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk)
+{
+    cursor.SeekTo(PositionBehind(chunk));
+}

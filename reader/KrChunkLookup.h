@@ -1,0 +1,43 @@
+// The primitive behind every step of the reader that looks for a chunk.
+#ifndef KR_READER_KRCHUNKLOOKUP_H
+#define KR_READER_KRCHUNKLOOKUP_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+
+class CKrFileCursor;
+
+enum class EKrLookupMode
+{
+    AnyChunk = 16,
+    RiffOnly = 32,
+    ListOnly = 64
+};
+
+enum class EKrLookupStatus
+{
+    Found = 0,
+    NotFound = 265
+};
+
+// Consecutive empty headers (id or size 0) after which a lookup gives up.
+inline constexpr int kNoZeroLimit = 0;
+inline constexpr int kWalkZeroLimit = 5;
+
+// Looks for a chunk from the cursor's position on. `record` comes with the wanted id and type (0: any), and
+// leaves with the chunk found; it is untouched when there is none. With `parent`, headers count only while
+// they start inside that chunk. Afterwards the cursor stands behind the 12 header bytes of a container, so
+// at its first sub-chunk, or at the data of any other chunk.
+//
+// Chunks that do not match are skipped to the next even position. Zero bytes between chunks are stepped
+// over one at a time, so that a chunk behind any number of them is found.
+//
+// Kept: only AnyChunk takes up again at the first byte other than zero. The two other modes meet a header
+// that starts with up to three of the zeros and skip it by a size made of its shifted bytes, so that zeros
+// before a wanted list or segment lose it. An unwanted chunk of size 0 is stepped over by one byte.
+[[nodiscard]] EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record,
+                                        const SKrRiffChunkInfo* parent, EKrLookupMode mode, int zeroLimit);
+
+// Moves the cursor to where the chunk behind `chunk` starts.
+void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk);
+
+#endif

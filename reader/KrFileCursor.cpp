@@ -1,0 +1,128 @@
+#include "reader/KrFileCursor.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+constexpr size_t kHeadSize = 8 * 1024;          // holds the whole header list of most files
+constexpr size_t kSmallestWindow = 512;         // a jump: this header, and those right behind it
+constexpr size_t kLargestWindow = 64 * 1024;    // a run of small chunks
+constexpr size_t kSmallestRetry = 512;          // below this a bad place is not looked at more closely
+constexpr uint64_t kClose = 2 * 1024;           // reads at most so far apart follow each other
+
+// Index of the first byte other than zero, or `count`.
+size_t FirstNonZero(const uint8_t* bytes, size_t count)
+{
+    size_t index = 0;
+    for (; index + sizeof(uint64_t) <= count; index += sizeof(uint64_t))
+    {
+        uint64_t word;
+        std::memcpy(&word, bytes + index, sizeof word);
+        if (word != 0)
+            break;
+    }
+    while (index < count && bytes[index] == 0)
+        ++index;
+    return index;
+}
+} // namespace
+
+bool CKrFileCursor::SWindow::Holds(uint64_t position, size_t count) const
+{
+    return position >= start && position - start <= bytes.size() && bytes.size() - (position - start) >= count;
+}
+
+void CKrFileCursor::Attach(IKrFile& file, uint64_t size)
+{
+    Detach();
+    m_file = &file;
+    m_size = size;
+}
+
+void CKrFileCursor::Detach()
+{
+    *this = CKrFileCursor();
+}
+
+size_t CKrFileCursor::Read(void* buffer, size_t count)
+{
+    if (m_position >= m_size)
+        return 0;
+    count = static_cast<size_t>(std::min<uint64_t>(count, m_size - m_position));
+    size_t got = 0;
+    if (const SWindow* const window = WindowFor(count))
+    {
+        const size_t offset = static_cast<size_t>(m_position - window->start);
+        got = std::min(count, window->bytes.size() - offset);
+        std::copy_n(window->bytes.begin() + static_cast<ptrdiff_t>(offset), got,
+                    static_cast<uint8_t*>(buffer));
+    }
+    else
+    {
+        const SKrTransfer read = m_file->ReadAt(m_position, buffer, count);
+        got = read.Failed() ? 0 : read.bytes;
+    }
+    m_lastRead = m_position;
+    m_position += got;
+    return got;
+}
+
+// A window that starts at or before the position and was filled as far as the file gave bytes; null when
+// none can be had.
+const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
+{
+    if (m_head.bytes.empty() && m_position < kHeadSize && !Fill(m_head, 0, kHeadSize))
+        m_head = SWindow();
+    if (m_head.Holds(m_position, count))
+        return &m_head;
+    if (m_moving.Holds(m_position, count))
+        return &m_moving;
+    const size_t size = std::max(count, NextWindowSize());
+    return Fill(m_moving, m_position, size) ? &m_moving : nullptr;
+}
+
+size_t CKrFileCursor::NextWindowSize() const
+{
+    const bool follows = m_position >= m_lastRead && m_position - m_lastRead <= kClose;
+    if (!follows)
+        return kSmallestWindow;
+    return std::clamp(2 * m_moving.bytes.size(), kSmallestWindow, kLargestWindow);
+}
+
+// Reads `count` bytes, or what the file holds of them. False after a failed read; the window is then empty.
+bool CKrFileCursor::Fill(SWindow& window, uint64_t position, size_t count)
+{
+    count = static_cast<size_t>(std::min<uint64_t>(count, m_size - position));
+    window.start = position;
+    window.bytes.resize(count);
+    const SKrTransfer read = m_file->ReadAt(position, window.bytes.data(), count);
+    window.bytes.resize(read.Failed() ? 0 : read.bytes);
+    return !read.Failed();
+}
+
+uint64_t CKrFileCursor::FindNonZero(uint64_t from, uint64_t limit)
+{
+    limit = std::min(limit, m_size);
+    size_t blockSize = kLargestWindow;
+    while (from < limit)
+    {
+        // Blocks end at multiples of their size, so that the retries come down to whole bad sectors.
+        if (!m_moving.Holds(from, 1) && !Fill(m_moving, from, blockSize - static_cast<size_t>(from % blockSize)))
+        {
+            blockSize /= 2;
+            if (blockSize < kSmallestRetry)
+                return from;
+            continue;
+        }
+        if (!m_moving.Holds(from, 1))
+            return from; // the file is shorter than it was
+        const size_t offset = static_cast<size_t>(from - m_moving.start);
+        const size_t held = m_moving.bytes.size() - offset;
+        const size_t zeros = FirstNonZero(m_moving.bytes.data() + offset, held);
+        from += zeros;
+        if (zeros < held)
+            return std::min(from, limit);
+    }
+    return limit;
+}

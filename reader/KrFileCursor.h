@@ -1,0 +1,56 @@
+// Where the reader stands in its open file, with a small read-ahead for the many short header reads.
+#ifndef KR_READER_KRFILECURSOR_H
+#define KR_READER_KRFILECURSOR_H
+
+#include "platform/KrPlatform.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+// A position in an open file. Not for use from two threads at once; the reader's lock guards it.
+//
+// Bytes come from two windows: the head of the file, which every parse and walk comes back to, and a moving
+// one that grows while reads follow each other closely and stays small while they jump. A window that
+// cannot be filled because of a bad place in the file does not fail a read whose own bytes are good.
+class CKrFileCursor
+{
+public:
+    // Starts at position 0 of a file that the caller owns and keeps until Detach.
+    void Attach(IKrFile& file, uint64_t size);
+    void Detach();
+
+    uint64_t Size() const { return m_size; } // 0 when detached
+    uint64_t Position() const { return m_position; }
+    void SeekTo(uint64_t position) { m_position = position; }
+
+    // Reads up to `count` bytes, a header's worth, and moves behind them. Returns how many came: fewer at the
+    // end of the file, none after a failure.
+    [[nodiscard]] size_t Read(void* buffer, size_t count);
+
+    // Position of the first byte other than zero in [from, limit), or `limit` when there is none. A place
+    // that cannot be read ends the search there.
+    [[nodiscard]] uint64_t FindNonZero(uint64_t from, uint64_t limit);
+
+private:
+    struct SWindow
+    {
+        uint64_t start = 0;
+        std::vector<uint8_t> bytes;
+
+        bool Holds(uint64_t position, size_t count) const;
+    };
+
+    const SWindow* WindowFor(size_t count);
+    size_t NextWindowSize() const;
+    [[nodiscard]] bool Fill(SWindow& window, uint64_t position, size_t count);
+
+    IKrFile* m_file = nullptr;
+    uint64_t m_size = 0;
+    uint64_t m_position = 0;
+    uint64_t m_lastRead = 0; // position of the read before
+    SWindow m_head;
+    SWindow m_moving;
+};
+
+#endif

@@ -1,0 +1,65 @@
+// Reads the headers of a file once and fills the stream state.
+#ifndef KR_READER_KRHEADERPARSER_H
+#define KR_READER_KRHEADERPARSER_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrAviHeaders.h"
+#include "reader/KrStreamState.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+class CKrFileCursor;
+
+// No file of up to this size is an AVI file worth reading; a file that is not RIFF 'AVI ' is scanned for
+// chunks from here on.
+inline constexpr uint64_t kLargestRefusedSize = 200;
+
+// Parses one file. Works on a state in its start values.
+class CKrHeaderParser
+{
+public:
+    CKrHeaderParser(CKrFileCursor& cursor, SKrStreamState& state) : m_cursor(cursor), m_state(state) {}
+
+    // Header list, then the ids of the data chunks. False when the file shows no chunk where data chunks are
+    // looked for.
+    // Kept: a header list that cannot be parsed does not fail the file, whose data chunks may still be of use.
+    [[nodiscard]] bool ParseFile();
+
+private:
+    [[nodiscard]] bool ReadRiffHeader(SKrRiffChunkInfo& riff);
+    [[nodiscard]] bool FindMovi(const SKrRiffChunkInfo& riff, SKrRiffChunkInfo& movi);
+    [[nodiscard]] bool DetectStreamChunks(const SKrRiffChunkInfo* movi);
+    [[nodiscard]] bool ParseHeaderList(const SKrRiffChunkInfo& riff, const SKrRiffChunkInfo& hdrl);
+    [[nodiscard]] bool ReadMainHeader(const SKrRiffChunkInfo& hdrl, SKrMainHeader& header);
+    [[nodiscard]] bool ReadStreamHeader(SKrStreamHeader& header);
+    [[nodiscard]] bool FindFormat(const SKrRiffChunkInfo& strl, SKrRiffChunkInfo& strf);
+    [[nodiscard]] bool ReadFormat(const SKrRiffChunkInfo& strf, size_t usedBytes, std::vector<uint8_t>& bytes);
+
+    // What became of one 'strl'.
+    enum class EStream
+    {
+        Taken,   // or of a type that is of no interest: the parse goes on behind the list
+        Skipped, // not usable: the parse goes on from within the list
+        Failed   // ends the header list
+    };
+
+    struct SStream
+    {
+        const SKrRiffChunkInfo& riff;
+        const SKrRiffChunkInfo& hdrl;
+        SKrRiffChunkInfo strl = {};
+        uint32_t number = 0;
+        SKrStreamHeader header;
+    };
+
+    EStream ParseStream(const SKrMainHeader& mainHeader, SStream& stream);
+    EStream TakeVideoStream(const SKrMainHeader& mainHeader, const SStream& stream);
+    EStream TakeAudioStream(const SStream& stream);
+
+    CKrFileCursor& m_cursor;
+    SKrStreamState& m_state;
+};
+
+#endif

@@ -1,0 +1,61 @@
+// The caller's index array, as the loaders use it.
+#ifndef KR_READER_KRINDEXARRAY_H
+#define KR_READER_KRINDEXARRAY_H
+
+#include "KrRiffUtils/KrFramework.h"
+#include "KrRiffUtils/KrRiffTypes.h"
+
+#include <cstdint>
+
+namespace KrIndexArray
+{
+using Entries = CArray<SKrChunkIndexEntry>;
+
+#if defined(KR_USE_MFC)
+
+inline bool IsUsable(const Entries&)
+{
+    return true;
+}
+
+inline bool TrySetSize(Entries& entries, uint64_t size)
+{
+    try
+    {
+        entries.SetSize(static_cast<INT_PTR>(size));
+    }
+    catch (CMemoryException* exception)
+    {
+        exception->Delete();
+        return false;
+    }
+    return true;
+}
+
+#else
+
+// An array of another kind, from a host built with a framework that the library was not, must not be
+// touched: its memory belongs to that framework.
+inline bool IsUsable(const Entries& entries)
+{
+    return entries.IsStandIn();
+}
+
+inline bool TrySetSize(Entries& entries, uint64_t size)
+{
+    return size <= static_cast<uint64_t>(INTPTR_MAX) && entries.TrySetSize(static_cast<intptr_t>(size));
+}
+
+#endif
+
+// Cuts the array to what was produced and gives the rest of its memory back.
+inline void CutTo(Entries& entries, uint64_t size)
+{
+    if (static_cast<uint64_t>(entries.GetSize()) == size)
+        return;
+    entries.SetSize(static_cast<intptr_t>(size));
+    entries.FreeExtra();
+}
+} // namespace KrIndexArray
+
+#endif

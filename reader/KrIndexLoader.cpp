@@ -1,0 +1,284 @@
+#include "reader/KrIndexLoader.h"
+
+#include "format/KrAviIndexes.h"
+#include "format/KrBytes.h"
+#include "format/KrFourCC.h"
+#include "platform/KrPlatform.h"
+#include "reader/KrAudioChunkStatistics.h"
+#include "reader/KrIndexArray.h"
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+namespace
+{
+// Index positions are signed distances from the start of the file: from 2 GiB on they point before it.
+constexpr uint32_t kFirstUnreachablePosition = 0x80000000;
+
+// A chunk with its index entry takes at least 8 bytes of a file.
+constexpr uint64_t kSmallestEntry = 8;
+
+bool IsUsableHead(const SKrSuperIndexHead& head)
+{
+    const bool knownSubType =
+        head.indexSubType == kIndexSubTypeDefault || head.indexSubType == kIndexSubType64Bit;
+    return head.chunkId == kFccIndx && head.longsPerEntry == 4 && knownSubType &&
+           head.indexType == kIndexOfIndexes && head.reserved[0] == 0 && head.reserved[1] == 0 &&
+           head.reserved[2] == 0 && head.entriesInUse != 0;
+}
+
+// The two layouts of a standard index's entries, read the same way.
+struct SNarrowEntries
+{
+    static constexpr size_t kSize = SKrStdIndexEntry::kEncodedSize;
+
+    static SKrChunkIndexEntry At(const uint8_t* from, uint64_t base)
+    {
+        const SKrStdIndexEntry entry = DecodeStdIndexEntry(from);
+        return {base + entry.offset, entry.size & ~SKrStdIndexEntry::kNotKeyFrame, 0};
+    }
+};
+
+struct SWideEntries
+{
+    static constexpr size_t kSize = SKrWideIndexEntry::kEncodedSize;
+
+    static SKrChunkIndexEntry At(const uint8_t* from, uint64_t base)
+    {
+        const SKrWideIndexEntry entry = DecodeWideIndexEntry(from);
+        return {base + entry.offset, entry.size, 0};
+    }
+};
+
+struct SVideoSink
+{
+    SKrStreamState& state;
+
+    void Begin(uint64_t) {}
+
+    void Accept(const SKrChunkIndexEntry* entries, uint64_t number)
+    {
+        state.largestVideoChunk = std::max(state.largestVideoChunk, entries[number].size);
+    }
+};
+
+struct SAudioSink
+{
+    SKrStreamState& state;
+    std::optional<CKrAudioChunkStatistics> statistics = {};
+
+    void Begin(uint64_t announced)
+    {
+        state.totalAudioSamples = 0;
+        statistics.emplace(announced, state.uniformAudioChunks);
+    }
+
+    void Accept(const SKrChunkIndexEntry* entries, uint64_t number)
+    {
+        // Kept: each chunk is divided by itself, so that part of a sample frame at its end counts for nothing.
+        if (const uint16_t blockAlign = state.audio[0].sampleSize; blockAlign != 0)
+            state.totalAudioSamples += entries[number].size / blockAlign;
+        statistics->Add(entries, number);
+    }
+};
+} // namespace
+
+bool CKrIndexLoader::LoadVideo(Entries& out)
+{
+    const SKrLocatedIndex& index = m_state.videoIndex;
+    const uint32_t ids[] = {KrDataChunkId(index.streamNumber, EKrDataKind::CompressedVideo),
+                            KrDataChunkId(index.streamNumber, EKrDataKind::UncompressedVideo)};
+    if (!Load(index, ids, out, SVideoSink{m_state}))
+        return false;
+    m_state.totalFrames = static_cast<uint32_t>(m_produced);
+    return true;
+}
+
+bool CKrIndexLoader::LoadAudio(Entries& out, SKrAudioChunkPattern& pattern)
+{
+    SKrAudioStream& audio = m_state.audio[0];
+    const uint32_t ids[] = {KrDataChunkId(audio.index.streamNumber, EKrDataKind::Audio)};
+    SAudioSink sink{m_state};
+    if (!Load(audio.index, ids, out, sink))
+        return false;
+    sink.statistics->Finish(out.GetData(), m_produced, pattern);
+    audio.entriesProduced = static_cast<uint32_t>(m_produced);
+    return true;
+}
+
+template <class Sink>
+bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out, Sink&& sink)
+{
+    if (!KrIndexArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
+        return false;
+    m_produced = 0;
+    try
+    {
+        if (!(m_state.openDmlIndex ? LoadOpenDml(index, out, sink) : LoadOld(index, ids, out, sink)))
+            return false;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
+    KrIndexArray::CutTo(out, m_produced);
+    return true;
+}
+
+template <class Sink>
+void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out, Sink& sink)
+{
+    out.ElementAt(static_cast<intptr_t>(m_produced)) = entry;
+    sink.Accept(out.GetData(), m_produced++);
+}
+
+bool CKrIndexLoader::ReadSuperIndex(uint64_t position, SSuperIndex& super)
+{
+    uint8_t bytes[SKrSuperIndexHead::kEncodedSize];
+    const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
+    CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
+    SKrSuperIndexHead head;
+    if (!Decode(in, head) || !IsUsableHead(head))
+        return false;
+    super.subType = head.indexSubType;
+
+    std::vector<uint8_t> entries;
+    if (!ReadBlock(position + sizeof bytes, uint64_t{head.entriesInUse} * SKrSuperIndexEntry::kEncodedSize,
+                   entries))
+        return false;
+    for (size_t at = 0; at + SKrSuperIndexEntry::kEncodedSize <= entries.size();
+         at += SKrSuperIndexEntry::kEncodedSize)
+    {
+        const SKrSuperIndexEntry entry = DecodeSuperIndexEntry(&entries[at]);
+        if (entry.position >= m_fileSize)
+            break;
+        super.positions.push_back(entry.position);
+    }
+    super.totalEntries = CountEntries(super.positions);
+    return super.totalEntries != 0 && super.totalEntries <= m_fileSize / kSmallestEntry;
+}
+
+// The entries that the standard indexes announce. One that cannot be read ends the count.
+uint64_t CKrIndexLoader::CountEntries(const std::vector<uint64_t>& positions)
+{
+    uint64_t total = 0;
+    for (const uint64_t position : positions)
+    {
+        uint8_t bytes[SKrStdIndexHead::kEncodedSize];
+        const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
+        CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
+        SKrStdIndexHead head;
+        if (!Decode(in, head))
+            break;
+        total += head.entriesInUse;
+    }
+    return total;
+}
+
+template <class Sink>
+bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sink& sink)
+{
+    SSuperIndex super;
+    if (!ReadSuperIndex(index.indexPosition, super) || !KrIndexArray::TrySetSize(out, super.totalEntries))
+        return false;
+    sink.Begin(super.totalEntries);
+    for (const uint64_t position : super.positions)
+    {
+        if (!TakeStdIndex(position, super.subType, out, sink))
+            return false;
+    }
+    return true;
+}
+
+template <class Sink>
+bool CKrIndexLoader::TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out, Sink& sink)
+{
+    uint8_t bytes[SKrStdIndexHead::kEncodedSize];
+    const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
+    CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
+    SKrStdIndexHead head;
+    if (!Decode(in, head))
+        return false;
+    const uint64_t base = superSubType == kIndexSubTypeDefault ? head.baseOffset : 0;
+    const uint64_t entriesAt = position + sizeof bytes;
+    switch (head.indexSubType)
+    {
+    case kIndexSubTypeDefault:
+        return TakeStdEntries<SNarrowEntries>(entriesAt, head.entriesInUse, base, out, sink);
+    case kIndexSubType64Bit:
+        return TakeStdEntries<SWideEntries>(entriesAt, head.entriesInUse, base, out, sink);
+    default:
+        return true; // unknown entries: the chunk is passed over
+    }
+}
+
+// Appends a chunk's entries up to the first that lies beyond the end of the file.
+template <class Layout, class Sink>
+bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out, Sink& sink)
+{
+    std::vector<uint8_t> bytes;
+    if (!ReadBlock(position, uint64_t{count} * Layout::kSize, bytes))
+        return false;
+    for (size_t at = 0; at + Layout::kSize <= bytes.size(); at += Layout::kSize)
+    {
+        const SKrChunkIndexEntry entry = Layout::At(&bytes[at], base);
+        if (entry.position >= m_fileSize)
+            break;
+        Append(entry, out, sink);
+    }
+    return true;
+}
+
+// Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.
+template <class Sink>
+bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out, Sink& sink)
+{
+    if (index.oldIndexEntries == 0)
+        return false;
+    const uint64_t entries = std::min<uint64_t>(
+        index.oldIndexEntries, FileHoldsFrom(index.indexPosition) / SKrOldIndexEntry::kEncodedSize);
+    std::vector<uint8_t> bytes;
+    if (!KrIndexArray::TrySetSize(out, entries) ||
+        !ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize, bytes))
+        return false;
+    sink.Begin(bytes.size() / SKrOldIndexEntry::kEncodedSize);
+    TakeOldEntries(index, bytes, ids, out, sink);
+    return true;
+}
+
+// The first entry of the stream stands for the first chunk found in 'movi', so that it does not matter
+// from where the offsets count. Kept: 32-bit arithmetic that wraps; such files are 32-bit files throughout.
+template <class Sink>
+void CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
+                                    std::span<const uint32_t> ids, Entries& out, Sink& sink)
+{
+    uint32_t base = 0;
+    for (size_t at = 0; at + SKrOldIndexEntry::kEncodedSize <= bytes.size();
+         at += SKrOldIndexEntry::kEncodedSize)
+    {
+        const SKrOldIndexEntry old = DecodeOldIndexEntry(&bytes[at]);
+        if (std::ranges::find(ids, old.chunkId) == ids.end())
+            continue;
+        if (m_produced == 0)
+            base = index.firstChunkPosition - old.offset;
+        const uint32_t position = base + old.offset + 8;
+        if (position >= m_fileSize)
+            return;
+        Append({position, old.size, 0}, out, sink);
+    }
+}
+
+uint64_t CKrIndexLoader::FileHoldsFrom(uint64_t position) const
+{
+    return m_fileSize - std::min(m_fileSize, position);
+}
+
+// Reads `count` bytes, or what the file holds of them.
+bool CKrIndexLoader::ReadBlock(uint64_t position, uint64_t count, std::vector<uint8_t>& bytes)
+{
+    bytes.resize(static_cast<size_t>(std::min(count, FileHoldsFrom(position))));
+    const SKrTransfer read = m_file.ReadAt(position, bytes.data(), bytes.size());
+    bytes.resize(read.Failed() ? 0 : read.bytes);
+    return !read.Failed();
+}

@@ -1,0 +1,266 @@
+#include "reader/KrRiffReader.h"
+
+#include "format/KrFourCC.h"
+#include "reader/KrHeaderParser.h"
+
+#include <atomic>
+#include <cstring>
+#include <limits>
+
+namespace
+{
+constexpr uint64_t kDefaultStart = std::numeric_limits<uint64_t>::max();
+constexpr uint32_t kRefusedLowHalf = 0xFFFFFFFF;
+constexpr uint64_t kListTypeSize = 4;
+
+// The table of virtual operations of this class, noted by the first object made. Every ABI that the library
+// is built for keeps the pointer to it at the start of an object.
+std::atomic<const void*> g_operations;
+
+const void* OperationsOf(const IKrRiffReader* reader)
+{
+    const void* operations;
+    std::memcpy(&operations, static_cast<const void*>(reader), sizeof operations);
+    return operations;
+}
+
+void Report(SKrChunkTreeNode& reported, uint32_t* type, uint32_t* size, uint64_t* dataOffset,
+            SKrRiffChunkNode** node)
+{
+    *type = reported.chunk.fccType;
+    *size = reported.chunk.cksize;
+    *dataOffset = reported.chunk.offset;
+    if (node != nullptr)
+        *node = &reported;
+}
+} // namespace
+
+CKrRiffReader::CKrRiffReader(IKrFileSystem& fileSystem) : m_fileSystem(fileSystem)
+{
+    g_operations.store(OperationsOf(this), std::memory_order_relaxed);
+}
+
+CKrRiffReader::~CKrRiffReader()
+{
+    Close();
+}
+
+bool CKrRiffReader::IsOneOfOurs(const IKrRiffReader* reader)
+{
+    return reader != nullptr && OperationsOf(reader) == g_operations.load(std::memory_order_relaxed);
+}
+
+// Undoes a half-done Open, also when it ends by an exception.
+class CKrRiffReader::CDetachUnlessOpened
+{
+public:
+    explicit CDetachUnlessOpened(CKrRiffReader& reader) : m_reader(reader) {}
+    ~CDetachUnlessOpened()
+    {
+        if (!m_opened)
+            m_reader.Detach();
+    }
+    CDetachUnlessOpened(const CDetachUnlessOpened&) = delete;
+    CDetachUnlessOpened& operator=(const CDetachUnlessOpened&) = delete;
+
+    void Opened() { m_opened = true; }
+
+private:
+    CKrRiffReader& m_reader;
+    bool m_opened = false;
+};
+
+int CKrRiffReader::Open(const wchar_t* path)
+{
+    if (path == nullptr)
+        return 0;
+    if (m_file != nullptr && KrPlatform::EqualIgnoringCase(m_path, path))
+        return 1;
+    Close();
+    // Another thread inside the reader kept it from being closed, or would meet the parse half done.
+    if (CKrTryLockScope probe(m_lock); m_file != nullptr || !probe.Entered())
+        return 0;
+
+    std::wstring keptPath(path);
+    std::unique_ptr<IKrFile> file = m_fileSystem.OpenForReading(path);
+    if (file == nullptr)
+        return 0;
+    const std::optional<uint64_t> size = file->Size();
+    if (!size.has_value() || *size <= kLargestRefusedSize)
+        return 0;
+
+    CDetachUnlessOpened guard(*this);
+    m_file = std::move(file);
+    m_cursor.Attach(*m_file, *size);
+    if (!ParseFile())
+        return 0;
+    m_cursor.SeekTo(0);
+    m_path = std::move(keptPath);
+    guard.Opened();
+    return 1;
+}
+
+void CKrRiffReader::Close()
+{
+    CKrTryLockScope scope(m_lock);
+    if (scope.Entered())
+    {
+        EndChunkSearch();
+        Detach();
+    }
+    m_state.firstChunkPosition = 0;
+}
+
+// Back to the closed state, but for what the parse left behind.
+void CKrRiffReader::Detach()
+{
+    m_tree.Clear();
+    m_cursor.Detach();
+    m_path.clear();
+    m_state.totalFrames = 0;
+    m_file.reset();
+}
+
+uint64_t CKrRiffReader::GetFileLength()
+{
+    CKrLockScope scope(m_lock);
+    return m_cursor.Size();
+}
+
+int CKrRiffReader::FindFirstRiffSegment()
+{
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    if (!m_tree.HasSegments())
+    {
+        m_cursor.SeekTo(0);
+        if (m_cursor.Size() == 0 || !m_file->Seek(0))
+        {
+            // Kept: the calling thread keeps the reader locked; other threads are refused from now on.
+            scope.LeaveTheLockHeldOnPurpose();
+            return 0;
+        }
+        if (!m_tree.ReadFirstSegment(m_cursor))
+            return 0;
+    }
+    m_tree.StartSegmentWalk();
+    return 1;
+}
+
+int CKrRiffReader::FindNextRiffSegment(uint32_t* formType, uint32_t* size, uint64_t* dataOffset,
+                                       SKrRiffChunkNode** node)
+{
+    if (formType == nullptr || size == nullptr || dataOffset == nullptr)
+        return 0;
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    SKrChunkTreeNode* const current = m_tree.CurrentSegment();
+    if (current == nullptr)
+        return 0;
+    Report(*current, formType, size, dataOffset, node);
+    return m_tree.AdvanceSegment(m_cursor) ? 1 : 0;
+}
+
+int CKrRiffReader::FindFirstSubChunk(SKrRiffChunkNode* node)
+{
+    if (node == nullptr || (node->chunk.ckid != kFccRiff && node->chunk.ckid != kFccList))
+        return 0;
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    return m_tree.StartSubChunkWalk(m_cursor, static_cast<SKrChunkTreeNode&>(*node)) ? 1 : 0;
+}
+
+int CKrRiffReader::FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* size, uint64_t* dataOffset,
+                                    SKrRiffChunkNode** node)
+{
+    if (ckid == nullptr || type == nullptr || size == nullptr || dataOffset == nullptr)
+        return 0;
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    SKrChunkTreeNode* const current = m_tree.CurrentSubChunk();
+    if (current == nullptr)
+        return 0;
+    *ckid = current->chunk.ckid;
+    Report(*current, type, size, dataOffset, node);
+    return m_tree.AdvanceSubChunk(m_cursor) ? 1 : 0;
+}
+
+// Kept: the type of a container is passed over, yet all of `cksize` is read, four bytes past its end. Hosts
+// size their buffers by `cksize` alone.
+uint32_t CKrRiffReader::ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize)
+{
+    if (chunk == nullptr || buffer == nullptr || bufferSize < chunk->cksize)
+        return 0;
+    const bool container = chunk->ckid == kFccRiff || chunk->ckid == kFccList;
+    return ReadAt(chunk->offset + (container ? kListTypeSize : 0), buffer, chunk->cksize);
+}
+
+uint32_t CKrRiffReader::ReadAt(uint64_t position, void* buffer, uint32_t count)
+{
+    // Kept: such a position cannot be told from a failed seek.
+    if (static_cast<uint32_t>(position) == kRefusedLowHalf)
+        return 0;
+    if (m_file == nullptr || buffer == nullptr || position > std::numeric_limits<int64_t>::max())
+        return 0;
+    const SKrTransfer read = m_file->ReadAt(position, buffer, count);
+    return read.Failed() ? 0 : static_cast<uint32_t>(read.bytes);
+}
+
+SKrRiffChunkInfo* CKrRiffReader::GetLastRiffSegment()
+{
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return nullptr;
+    SKrRiffChunkNode* last = nullptr;
+    if (FindFirstRiffSegment() != 0)
+    {
+        uint32_t formType, size;
+        uint64_t dataOffset;
+        while (FindNextRiffSegment(&formType, &size, &dataOffset, &last) != 0)
+        {
+        }
+    }
+    return last == nullptr ? nullptr : &last->chunk;
+}
+
+int CKrRiffReader::FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition)
+{
+    if (fourccs == nullptr || fourccs->IsEmpty())
+        return 0;
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    EndChunkSearch();
+    if (startPosition == kDefaultStart)
+        startPosition = m_state.firstChunkPosition != 0 ? m_state.firstChunkPosition : kLargestRefusedSize;
+    return m_search.Start(m_cursor, *fourccs, startPosition) ? 1 : 0;
+}
+
+int CKrRiffReader::FindNextChunk(uint32_t* ckid, uint32_t* fccType, uint32_t* size, uint64_t* dataOffset,
+                                 SKrRiffChunkInfo** record)
+{
+    if (ckid == nullptr || fccType == nullptr || size == nullptr || dataOffset == nullptr)
+        return 0;
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
+    SKrRiffChunkInfo& current = m_search.Current();
+    *ckid = current.ckid;
+    *fccType = current.fccType;
+    *size = current.cksize;
+    *dataOffset = current.offset;
+    if (record != nullptr)
+        *record = &current;
+    return m_search.Advance(m_cursor) ? 1 : 0;
+}
+
+void CKrRiffReader::EndChunkSearch()
+{
+    CKrTryLockScope scope(m_lock);
+    if (scope.Entered())
+        m_search.End();
+}

@@ -1,0 +1,77 @@
+// The library's reader. The operations lie in KrRiffReader.cpp (file, walks, raw reads) and
+// KrRiffReaderStreams.cpp (what is known of the streams).
+#ifndef KR_READER_KRRIFFREADER_H
+#define KR_READER_KRRIFFREADER_H
+
+#include "KrRiffUtils/IKrRiffReader.h"
+#include "core/KrObject.h"
+#include "core/KrReentrantLock.h"
+#include "platform/KrPlatform.h"
+#include "reader/KrChunkSearch.h"
+#include "reader/KrChunkTree.h"
+#include "reader/KrFileCursor.h"
+#include "reader/KrStreamState.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class CKrRiffReader final : public CKrObject<IKrRiffReader>
+{
+public:
+    explicit CKrRiffReader(IKrFileSystem& fileSystem);
+    ~CKrRiffReader() override;
+
+    // Whether an object behind the interface is of this class. Never asks the compiler's type information,
+    // which another compiler's object does not have.
+    static bool IsOneOfOurs(const IKrRiffReader* reader);
+
+    CKrReentrantLock& Lock() { return m_lock; }
+
+    // For tests: what the last parse and the loads since left behind.
+    const SKrStreamState& StreamState() const { return m_state; }
+
+    int Open(const wchar_t* path) override;
+    void Close() override;
+    uint64_t GetFileLength() override;
+    int FindFirstRiffSegment() override;
+    int FindNextRiffSegment(uint32_t* formType, uint32_t* size, uint64_t* dataOffset,
+                            SKrRiffChunkNode** node) override;
+    int FindFirstSubChunk(SKrRiffChunkNode* node) override;
+    int FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* size, uint64_t* dataOffset,
+                         SKrRiffChunkNode** node) override;
+    uint32_t ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize) override;
+    uint32_t ReadAt(uint64_t position, void* buffer, uint32_t count) override;
+    SKrRiffChunkInfo* GetLastRiffSegment() override;
+    int FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition) override;
+    int FindNextChunk(uint32_t* ckid, uint32_t* fccType, uint32_t* size, uint64_t* dataOffset,
+                      SKrRiffChunkInfo** record) override;
+    void EndChunkSearch() override;
+    uint32_t GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression, uint16_t* bitCount,
+                                int* formatValid, uint32_t* videoChunkId) override;
+    int GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatValid, uint32_t* audioChunkId,
+                           double* duration) override;
+    int LoadVideoIndex(CArray<SKrChunkIndexEntry>& out) override;
+    int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) override;
+
+private:
+    class CDetachUnlessOpened;
+
+    [[nodiscard]] bool ParseFile();
+    void ApplyPixelAspectAndScanMode();
+    void Detach();
+
+    IKrFileSystem& m_fileSystem;
+    std::unique_ptr<IKrFile> m_file; // null: closed
+    std::wstring m_path;             // of the open file
+    SKrStreamState m_state;
+
+    // Guards the cursor, the tree, the search and the loads. Taken after the cache's lock, never before it.
+    // Open and the operations without a lock leave it alone.
+    CKrReentrantLock m_lock;
+    CKrFileCursor m_cursor;
+    CKrChunkTree m_tree;
+    CKrChunkSearch m_search;
+};
+
+#endif

@@ -1,0 +1,60 @@
+// What the header parse leaves in the reader and later questions are answered from.
+#ifndef KR_READER_KRSTREAMSTATE_H
+#define KR_READER_KRSTREAMSTATE_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+inline constexpr size_t kMaxAudioStreams = 8;
+inline constexpr uint32_t kNotLocated = 0xFFFFFFFF;
+
+// Where a stream's index was found. Positions are kept in 32 bits.
+struct SKrLocatedIndex
+{
+    uint32_t indexPosition = kNotLocated;      // of the 'indx' chunk header, or of the 'idx1' payload
+    uint32_t firstChunkPosition = kNotLocated; // of the header of the stream's first chunk in 'movi'
+    uint32_t streamNumber = kNotLocated;
+    uint32_t oldIndexEntries = 0; // entries of 'idx1', all streams together
+};
+
+struct SKrAudioStream
+{
+    SKrWaveFormatInfo format = {};
+    double duration = 0; // seconds
+    uint32_t streamNumber = kNotLocated;
+    uint16_t sampleSize = 0; // low half of 'strh' dwSampleSize
+    uint64_t length = 0;     // 'strh' dwLength
+    SKrLocatedIndex index;
+    uint32_t entriesProduced = 0; // by the last load
+};
+
+struct SKrStreamState
+{
+    // Kept: 32 bits. A header list that ends beyond 4 GiB is not expected.
+    uint32_t firstChunkPosition = 0; // behind 'hdrl'; 0 when no header list was found
+
+    uint32_t streamCount = 0; // 'avih' dwStreams
+    uint32_t totalFrames = 0; // 'avih' dwTotalFrames, later the entries of the last video index load
+    uint32_t firstVideoChunkId = 0;
+    uint32_t firstAudioChunkId = 0;
+
+    uint32_t videoStreamNumber = kNotLocated;
+    uint32_t videoCompression = 0;
+    uint16_t videoBitCount = 0;
+    SKrAviVideoParams videoFormat = {};
+    SKrLocatedIndex videoIndex;
+    bool openDmlIndex = false; // the video stream has an 'indx'; decides for audio as well
+    bool oldIndexPresent = false;
+    uint32_t largestVideoChunk = 0;
+
+    std::array<SKrAudioStream, kMaxAudioStreams> audio = {};
+    uint16_t audioStreamCount = 0;
+    uint16_t audioSampleSizeSum = 0;
+    uint64_t totalAudioSamples = 0;
+    bool uniformAudioChunks = false; // all of one size, but that the first may be larger
+};
+
+#endif

@@ -1,0 +1,150 @@
+// The exported queries: what they share is the frame around a search, by reader and by path.
+#include "KrRiffUtils/KrRiffUtils.h"
+
+#include "core/KrOwnReader.h"
+#include "core/KrRef.h"
+#include "core/KrReentrantLock.h"
+#include "riffutils/KrPrivateChunkQuery.h"
+#include "riffutils/KrReaderCache.h"
+
+using namespace KrPrivateChunkQuery;
+
+namespace
+{
+// Keeps other threads away from one of the library's own readers during a query, and the reader alive. A
+// reader of another implementation has no lock that could be taken.
+class CKrQueryScope
+{
+public:
+    explicit CKrQueryScope(IKrRiffReader* reader) : m_lock(FindOwnReaderLock(reader))
+    {
+        if (m_lock == nullptr)
+            return;
+        m_reader = CKrRef<IKrRiffReader>::Share(reader);
+        m_lock->Enter();
+    }
+
+    ~CKrQueryScope()
+    {
+        if (m_lock != nullptr)
+            m_lock->Leave();
+    }
+
+    CKrQueryScope(const CKrQueryScope&) = delete;
+    CKrQueryScope& operator=(const CKrQueryScope&) = delete;
+
+private:
+    CKrRef<IKrRiffReader> m_reader; // released after the lock was left
+    CKrReentrantLock* m_lock;
+};
+
+template <class Search>
+int Query(IKrRiffReader* reader, Search&& search)
+{
+    if (reader == nullptr || reader->GetFileLength() == 0)
+        return 0;
+    const CKrQueryScope scope(reader);
+    return search(*reader) ? 1 : 0;
+}
+
+template <class Search>
+int QueryByPath(const wchar_t* path, Search&& search)
+{
+    const CKrRef<IKrRiffReader> reader = CKrReaderCache::OfProcess().Get(path);
+    return Query(reader.Get(), search);
+}
+
+auto ScanModeSearch(EKrScanMode& scanMode)
+{
+    return [&scanMode](IKrRiffReader& reader)
+    { return ScanMode(reader, kOwnFlavour, scanMode) || ScanMode(reader, kForeignFlavour, scanMode); };
+}
+
+auto ScanModeSearch(int flavour, EKrScanMode& scanMode)
+{
+    return [flavour, &scanMode](IKrRiffReader& reader) { return ScanMode(reader, flavour, scanMode); };
+}
+
+// The stored values are unsigned; hosts get their bits.
+bool Store(bool found, const SKrPixelAspect& aspect, int& horizontal, int& vertical)
+{
+    if (found)
+    {
+        horizontal = static_cast<int>(aspect.horizontal);
+        vertical = static_cast<int>(aspect.vertical);
+    }
+    return found;
+}
+
+auto AspectSearch(int& horizontal, int& vertical)
+{
+    return [&horizontal, &vertical](IKrRiffReader& reader)
+    {
+        SKrPixelAspect aspect;
+        const bool found =
+            PixelAspect(reader, kOwnFlavour, aspect) || PixelAspect(reader, kForeignFlavour, aspect);
+        return Store(found, aspect, horizontal, vertical);
+    };
+}
+
+auto AspectSearch(int flavour, int& horizontal, int& vertical)
+{
+    return [flavour, &horizontal, &vertical](IKrRiffReader& reader)
+    {
+        SKrPixelAspect aspect;
+        const bool found = PixelAspect(reader, flavour, aspect);
+        return Store(found, aspect, horizontal, vertical);
+    };
+}
+} // namespace
+
+int KrRiffUtils::GetAviScanMode(IKrRiffReader* reader, EKrScanMode& scanMode)
+{
+    return Query(reader, ScanModeSearch(scanMode));
+}
+
+int KrRiffUtils::GetAviScanMode(const wchar_t* path, EKrScanMode& scanMode)
+{
+    return QueryByPath(path, ScanModeSearch(scanMode));
+}
+
+int KrRiffUtils::GetAviScanModeFromPrivateChunk(IKrRiffReader* reader, int flavour, EKrScanMode& scanMode)
+{
+    return Query(reader, ScanModeSearch(flavour, scanMode));
+}
+
+int KrRiffUtils::GetAviScanModeFromPrivateChunk(const wchar_t* path, int flavour, EKrScanMode& scanMode)
+{
+    return QueryByPath(path, ScanModeSearch(flavour, scanMode));
+}
+
+int KrRiffUtils::GetAviPixelAspectRatio(IKrRiffReader* reader, int& horizontal, int& vertical)
+{
+    return Query(reader, AspectSearch(horizontal, vertical));
+}
+
+int KrRiffUtils::GetAviPixelAspectRatio(const wchar_t* path, int& horizontal, int& vertical)
+{
+    return QueryByPath(path, AspectSearch(horizontal, vertical));
+}
+
+int KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(IKrRiffReader* reader, int flavour, int& horizontal,
+                                                        int& vertical)
+{
+    return Query(reader, AspectSearch(flavour, horizontal, vertical));
+}
+
+int KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(const wchar_t* path, int flavour, int& horizontal,
+                                                        int& vertical)
+{
+    return QueryByPath(path, AspectSearch(flavour, horizontal, vertical));
+}
+
+int KrRiffUtils::ClearCache(const wchar_t* path)
+{
+    CKrReaderCache& cache = CKrReaderCache::OfProcess();
+    if (path != nullptr && *path != L'\0')
+        return cache.Drop(path) ? 1 : 0;
+    cache.DropAll();
+    return 1;
+}

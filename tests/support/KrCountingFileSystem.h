@@ -1,0 +1,59 @@
+// A file system around another that counts what is asked of it.
+#ifndef KR_TESTS_SUPPORT_KRCOUNTINGFILESYSTEM_H
+#define KR_TESTS_SUPPORT_KRCOUNTINGFILESYSTEM_H
+
+#include "platform/KrPlatform.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace KrTest
+{
+// One read, as it was asked for and as it was answered.
+struct SKrReadCall
+{
+    uint64_t position = 0;
+    size_t count = 0; // bytes asked for
+    size_t bytes = 0; // bytes that came
+
+    bool operator==(const SKrReadCall&) const = default;
+};
+
+struct SKrFileCalls
+{
+    uint64_t opens = 0;     // calls to OpenForReading, refused ones included
+    uint64_t openFiles = 0; // files that are open now
+    uint64_t sizes = 0;     // calls to Size
+    uint64_t seeks = 0;     // calls to Seek
+    uint64_t reads = 0;     // calls to ReadAt
+    uint64_t bytes = 0;     // bytes that came in all reads
+};
+
+// Counts from any thread. The wrapped file system must outlive the files opened here; the counts live as long
+// as anything that writes to them.
+class CKrCountingFileSystem : public IKrFileSystem
+{
+public:
+    explicit CKrCountingFileSystem(IKrFileSystem& inner);
+    ~CKrCountingFileSystem() override;
+
+    [[nodiscard]] SKrFileCalls Calls() const;
+
+    // The reads since the last Reset, in the order in which they ended.
+    [[nodiscard]] std::vector<SKrReadCall> Reads() const;
+
+    // Sets everything to zero except the number of open files.
+    void Reset();
+
+    std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+
+    struct SKrTally; // private to the implementation
+
+private:
+    IKrFileSystem& m_inner;
+    std::shared_ptr<SKrTally> m_tally;
+};
+} // namespace KrTest
+
+#endif

@@ -1,0 +1,159 @@
+#include "tests/support/KrFaultyFileSystem.h"
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace KrTest
+{
+namespace
+{
+// What the plan has for a call that it strikes.
+struct SFault
+{
+    uint32_t osError = 0;
+    std::optional<size_t> shortenTo; // reads only: no error, but so many bytes at most
+};
+} // namespace
+
+struct CKrFaultyFileSystem::SKrPlan
+{
+    std::mutex mutex; // guards the rest
+    std::array<uint64_t, 4> calls{};
+    uint64_t faultyNumber = 0; // 0: nothing planned
+    EKrFileCall faultyKind = EKrFileCall::Open;
+    EKrFaultSpan span = EKrFaultSpan::Once;
+    SFault fault;
+    bool struck = false;
+    std::function<void(const SKrReadRequest&)> beforeRead;
+
+    void Make(EKrFileCall kind, uint64_t number, EKrFaultSpan newSpan, SFault newFault)
+    {
+        const std::scoped_lock lock(mutex);
+        faultyKind = kind;
+        faultyNumber = number;
+        span = newSpan;
+        fault = newFault;
+        struck = false;
+    }
+
+    // Counts a call and says whether the fault strikes it.
+    std::optional<SFault> Count(EKrFileCall kind)
+    {
+        const std::scoped_lock lock(mutex);
+        return CountLocked(kind);
+    }
+
+    std::optional<SFault> CountLocked(EKrFileCall kind)
+    {
+        const uint64_t number = ++calls[static_cast<size_t>(kind)];
+        if (faultyNumber == 0 || kind != faultyKind || number < faultyNumber ||
+            (span == EKrFaultSpan::Once && number > faultyNumber))
+            return std::nullopt;
+        struck = true;
+        return fault;
+    }
+};
+
+namespace
+{
+class CFaultyFile final : public IKrFile
+{
+public:
+    CFaultyFile(std::unique_ptr<IKrFile> inner, std::shared_ptr<CKrFaultyFileSystem::SKrPlan> plan)
+        : m_inner(std::move(inner)), m_plan(std::move(plan))
+    {
+    }
+
+    std::optional<uint64_t> Size() override
+    {
+        if (m_plan->Count(EKrFileCall::Size))
+            return std::nullopt;
+        return m_inner->Size();
+    }
+
+    bool Seek(uint64_t position) override
+    {
+        return !m_plan->Count(EKrFileCall::Seek) && m_inner->Seek(position);
+    }
+
+    SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
+    {
+        std::optional<SFault> fault;
+        SKrReadRequest request{0, position, count};
+        std::function<void(const SKrReadRequest&)> hook;
+        {
+            const std::scoped_lock lock(m_plan->mutex);
+            fault = m_plan->CountLocked(EKrFileCall::Read);
+            request.number = m_plan->calls[static_cast<size_t>(EKrFileCall::Read)];
+            hook = m_plan->beforeRead;
+        }
+        if (hook)
+            hook(request);
+        if (!fault)
+            return m_inner->ReadAt(position, buffer, count);
+        if (!fault->shortenTo)
+            return {0, fault->osError};
+        return m_inner->ReadAt(position, buffer, std::min(count, *fault->shortenTo));
+    }
+
+private:
+    std::unique_ptr<IKrFile> m_inner;
+    std::shared_ptr<CKrFaultyFileSystem::SKrPlan> m_plan;
+};
+} // namespace
+
+CKrFaultyFileSystem::CKrFaultyFileSystem(IKrFileSystem& inner)
+    : m_inner(inner), m_plan(std::make_shared<SKrPlan>())
+{
+}
+
+CKrFaultyFileSystem::~CKrFaultyFileSystem() = default;
+
+void CKrFaultyFileSystem::FailCall(EKrFileCall kind, uint64_t number, EKrFaultSpan span, uint32_t osError)
+{
+    m_plan->Make(kind, number, span, {osError, std::nullopt});
+}
+
+void CKrFaultyFileSystem::ShortenRead(uint64_t number, size_t bytes, EKrFaultSpan span)
+{
+    m_plan->Make(EKrFileCall::Read, number, span, {0, bytes});
+}
+
+void CKrFaultyFileSystem::Reset()
+{
+    m_plan->Make(EKrFileCall::Open, 0, EKrFaultSpan::Once, {});
+    const std::scoped_lock lock(m_plan->mutex);
+    m_plan->calls = {};
+}
+
+uint64_t CKrFaultyFileSystem::Calls(EKrFileCall kind) const
+{
+    const std::scoped_lock lock(m_plan->mutex);
+    return m_plan->calls[static_cast<size_t>(kind)];
+}
+
+bool CKrFaultyFileSystem::FaultStruck() const
+{
+    const std::scoped_lock lock(m_plan->mutex);
+    return m_plan->struck;
+}
+
+void CKrFaultyFileSystem::SetBeforeRead(std::function<void(const SKrReadRequest&)> hook)
+{
+    const std::scoped_lock lock(m_plan->mutex);
+    m_plan->beforeRead = std::move(hook);
+}
+
+std::unique_ptr<IKrFile> CKrFaultyFileSystem::OpenForReading(const wchar_t* path)
+{
+    if (m_plan->Count(EKrFileCall::Open))
+        return nullptr;
+    std::unique_ptr<IKrFile> file = m_inner.OpenForReading(path);
+    if (!file)
+        return nullptr;
+    return std::make_unique<CFaultyFile>(std::move(file), m_plan);
+}
+} // namespace KrTest

@@ -2,8 +2,10 @@
 #ifndef KR_FORMAT_KRBYTES_H
 #define KR_FORMAT_KRBYTES_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <vector>
 
@@ -53,7 +55,7 @@ inline void PutBe32(uint8_t* to, uint32_t value)
     to[3] = static_cast<uint8_t>(value);
 }
 
-// Reads fields one after another. Behind the end every field reads as zero and Ok() turns false.
+// Reads fields one after another. Bytes behind the end read as zeros, and Ok() turns false.
 class CKrByteReader
 {
 public:
@@ -68,16 +70,15 @@ public:
     uint32_t U32Be() { return GetBe32(Take<4>()); }
 
 private:
-    static constexpr uint8_t kZeros[8] = {};
-
     template <size_t Count>
     const uint8_t* Take()
     {
         if (m_bytes.size() < Count)
         {
+            std::fill(std::copy(m_bytes.begin(), m_bytes.end(), m_last), std::end(m_last), uint8_t{0});
             m_bytes = {};
             m_ok = false;
-            return kZeros;
+            return m_last;
         }
         const uint8_t* const at = m_bytes.data();
         m_bytes = m_bytes.subspan(Count);
@@ -85,6 +86,7 @@ private:
     }
 
     std::span<const uint8_t> m_bytes;
+    uint8_t m_last[8] = {}; // the field that the end cut
     bool m_ok = true;
 };
 

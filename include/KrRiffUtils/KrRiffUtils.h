@@ -9,6 +9,11 @@
 #include "KrPlatformTypes.h"
 #include "KrRiffTypes.h"
 
+// On Linux the library's other symbols are hidden.
+#if defined(__ELF__)
+#pragma GCC visibility push(default)
+#endif
+
 // Creates a reader. The caller owns its one reference and ends it with Release. Returns 1; when memory
 // is short, 0 and a null pointer.
 int KrCreateRiffReader(IKrRiffReader** out);
@@ -46,5 +51,9 @@ int GetAviPixelAspectRatioFromPrivateChunk(const wchar_t* path, int flavour, int
 // and returns 1. A file is closed when nobody uses its reader any more.
 int ClearCache(const wchar_t* path);
 } // namespace KrRiffUtils
+
+#if defined(__ELF__)
+#pragma GCC visibility pop
+#endif
 
 #endif

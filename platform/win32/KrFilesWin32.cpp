@@ -1,6 +1,7 @@
 // Files of Windows.
 #include "platform/KrPlatform.h"
 #include "platform/win32/KrFileHandle.h"
+#include "platform/win32/KrLongPath.h"
 
 #include <algorithm>
 #include <climits>
@@ -33,15 +34,12 @@ std::wstring AbsolutePath(const wchar_t* path)
 // ones. That prefix also switches off the translation of "." and "..", thus they are made absolute before.
 std::wstring NativePath(const wchar_t* path)
 {
-    const std::wstring_view given = path;
-    if (given.starts_with(L"\\\\?\\") || given.starts_with(L"\\\\.\\"))
+    if (HasDevicePrefix(path))
         return path;
     const std::wstring absolute = AbsolutePath(path);
-    if (absolute.size() < MAX_PATH)
+    if (absolute.size() < MAX_PATH || HasDevicePrefix(absolute))
         return path;
-    if (absolute.starts_with(L"\\\\"))
-        return L"\\\\?\\UNC" + absolute.substr(1);
-    return L"\\\\?\\" + absolute;
+    return WithLongPathPrefix(absolute);
 }
 
 class CWin32File final : public IKrFile

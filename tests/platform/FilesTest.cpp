@@ -5,8 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <thread>
+#include <type_traits>
+#include <vector>
 
 using namespace KrTest;
 
@@ -218,9 +223,24 @@ TEST_F(FilesTest, PathThatIsNoText_IsRefused)
     // Half a surrogate pair, in the middle of a path and at its end.
     EXPECT_EQ(Open(m_folder.PathOf(std::wstring(L"a\xD83C.avi"))), nullptr);
     EXPECT_EQ(Open(m_folder.PathOf(std::wstring(L"a.avi\xDFFF"))), nullptr);
-    if constexpr (sizeof(wchar_t) == 4)
+}
+
+TEST_F(FilesTest, NameWhoseBytesAreNoText_IsNotReachedByHalfASurrogatePair)
+{
+    if constexpr (std::is_same_v<std::filesystem::path::value_type, char>)
     {
-        EXPECT_EQ(Open(m_folder.PathOf(std::wstring(1, static_cast<wchar_t>(0x110000)))), nullptr);
+        // The bytes that a careless conversion makes of 0xD83C and of 0x110000.
+        for (const char* const name : {"\xED\xA0\xBC.avi", "\xF4\x90\x80\x80.avi"})
+        {
+            std::ofstream(Os::StdPath(m_folder.Path()) / name) << "content";
+            ASSERT_TRUE(std::filesystem::exists(Os::StdPath(m_folder.Path()) / name));
+        }
+        EXPECT_EQ(Open(m_folder.PathOf(std::wstring(L"\xD83C.avi"))), nullptr);
+        EXPECT_EQ(Open(m_folder.PathOf(static_cast<wchar_t>(0x110000) + std::wstring(L".avi"))), nullptr);
+    }
+    else
+    {
+        GTEST_SKIP() << "names are wide text on this platform";
     }
 }
 

@@ -5,6 +5,7 @@
 #include "tests/support/KrFileContent.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,9 @@ namespace KrTest
 // Paths are absolute. The functions return whether it was done.
 namespace Os
 {
+// The path for the standard library's functions, whatever locale the test runs in.
+[[nodiscard]] std::filesystem::path StdPath(const std::wstring& path);
+
 // A path below the temporary folder that no other process uses.
 [[nodiscard]] std::wstring NewTemporaryPath();
 

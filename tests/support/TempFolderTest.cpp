@@ -15,7 +15,7 @@ namespace
 {
 KrBytes FileBytes(const std::wstring& path)
 {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::ifstream file(Os::StdPath(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 } // namespace
@@ -29,7 +29,7 @@ TEST(TempFolderTest, Write_MakesAndReplacesFiles)
     folder.Write(L"\u00e4 \u6620.avi", KrBytes{5, 6});
     EXPECT_EQ(FileBytes(path), (KrBytes{5, 6}));
     folder.Remove(L"\u00e4 \u6620.avi");
-    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(Os::StdPath(path)));
     EXPECT_THROW(folder.Remove(L"missing"), std::runtime_error);
     EXPECT_THROW(folder.Write(L"missing/a.avi", KrBytes{1}), std::runtime_error);
 }
@@ -39,7 +39,7 @@ TEST(TempFolderTest, WriteSparse_TakesNoRoomForHoles)
     const CKrTempFolder folder;
     constexpr uint64_t kSize = uint64_t{5} << 30;
     const std::wstring path = folder.WriteSparse(L"large.avi", kSize, {{0, {1}}, {kSize - 1, {2}}});
-    EXPECT_EQ(std::filesystem::file_size(path), kSize);
+    EXPECT_EQ(std::filesystem::file_size(Os::StdPath(path)), kSize);
     EXPECT_LT(Os::AllocatedSize(path), uint64_t{4} << 20);
     EXPECT_THROW(folder.WriteSparse(L"b.avi", 3, {{2, {1, 2}}}), std::runtime_error);
 }
@@ -51,9 +51,9 @@ TEST(TempFolderTest, EndOfLife_RemovesEverything)
     folder->MakeFolder(L"inner");
     folder->Write(L"inner/a.avi", KrBytes{1});
     folder->Write(L"b.avi", KrBytes{1});
-    ASSERT_TRUE(std::filesystem::exists(path));
+    ASSERT_TRUE(std::filesystem::exists(Os::StdPath(path)));
     folder.reset();
-    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(Os::StdPath(path)));
 }
 
 TEST(TempFolderTest, TwoFolders_HaveTheirOwnPlaces)

@@ -34,19 +34,25 @@ bool WriteAt(int descriptor, uint64_t position, const KrBytes& bytes)
 
 namespace Os
 {
+std::filesystem::path StdPath(const std::wstring& path)
+{
+    return std::u32string(path.begin(), path.end()); // wide text would be converted by the locale's rules
+}
+
 std::wstring NewTemporaryPath()
 {
     static std::atomic<unsigned> next = 0;
     const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
     const std::string name =
         "kr-test-" + std::to_string(::getpid()) + "-" + std::to_string(ticks) + "-" + std::to_string(next++);
-    return (std::filesystem::temp_directory_path() / name).wstring();
+    const std::u32string path = (std::filesystem::temp_directory_path() / name).u32string();
+    return {path.begin(), path.end()};
 }
 
 bool WriteSparseFile(const std::wstring& path, const CKrFileContent& content)
 {
-    const std::filesystem::path native(path);
-    const CKrFileDescriptor file(::open(native.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    const CKrFileDescriptor file(
+        ::open(StdPath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     if (!file.IsOpen() || ::ftruncate(file.Get(), static_cast<off_t>(content.Size())) != 0)
         return false;
     for (const auto& [position, bytes] : content.Extents())
@@ -60,19 +66,19 @@ bool WriteSparseFile(const std::wstring& path, const CKrFileContent& content)
 bool MakeFolder(const std::wstring& path)
 {
     std::error_code error;
-    return std::filesystem::create_directory(path, error);
+    return std::filesystem::create_directory(StdPath(path), error);
 }
 
 bool RemoveFile(const std::wstring& path)
 {
     std::error_code error;
-    return std::filesystem::remove(path, error);
+    return std::filesystem::remove(StdPath(path), error);
 }
 
 bool RemoveTree(const std::wstring& path)
 {
     std::error_code error;
-    std::filesystem::remove_all(path, error);
+    std::filesystem::remove_all(StdPath(path), error);
     return !error;
 }
 
@@ -81,14 +87,14 @@ uint64_t AllocatedSize(const std::wstring& path)
     struct stat facts
     {
     };
-    if (::stat(std::filesystem::path(path).c_str(), &facts) != 0)
+    if (::stat(StdPath(path).c_str(), &facts) != 0)
         return UINT64_MAX;
     return static_cast<uint64_t>(facts.st_blocks) * 512;
 }
 
 bool MakeFifo(const std::wstring& path)
 {
-    return ::mkfifo(std::filesystem::path(path).c_str(), 0600) == 0;
+    return ::mkfifo(StdPath(path).c_str(), 0600) == 0;
 }
 } // namespace Os
 
@@ -99,7 +105,7 @@ struct CKrForeignWriter::SKrHandle
 
 CKrForeignWriter::CKrForeignWriter(const std::wstring& path)
 {
-    CKrFileDescriptor file(::open(std::filesystem::path(path).c_str(), O_RDWR | O_CLOEXEC));
+    CKrFileDescriptor file(::open(Os::StdPath(path).c_str(), O_RDWR | O_CLOEXEC));
     if (file.IsOpen() && ::flock(file.Get(), LOCK_EX | LOCK_NB) == 0)
         m_handle = std::make_unique<SKrHandle>(SKrHandle{std::move(file)});
 }

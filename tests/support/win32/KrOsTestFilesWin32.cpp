@@ -48,6 +48,11 @@ bool SetFileLength(HANDLE file, uint64_t size)
 
 namespace Os
 {
+std::filesystem::path StdPath(const std::wstring& path)
+{
+    return path;
+}
+
 std::wstring NewTemporaryPath()
 {
     static std::atomic<unsigned> next = 0;
@@ -109,12 +114,14 @@ bool RemoveTree(const std::wstring& path)
 
 uint64_t AllocatedSize(const std::wstring& path)
 {
-    DWORD high = 0;
-    SetLastError(NO_ERROR);
-    const DWORD low = GetCompressedFileSizeW(LongPath(path).c_str(), &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR)
+    // Not GetCompressedFileSizeW, by which Wine tells the file's length.
+    const CKrFileHandle file(CreateFileW(LongPath(path).c_str(), FILE_READ_ATTRIBUTES,
+                                         FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
+    FILE_STANDARD_INFO facts{};
+    if (!file.IsOpen() || !GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &facts, sizeof facts))
         return UINT64_MAX;
-    return (uint64_t{high} << 32) | low;
+    return static_cast<uint64_t>(facts.AllocationSize.QuadPart);
 }
 
 bool MakeFifo(const std::wstring&)

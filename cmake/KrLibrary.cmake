@@ -1,0 +1,49 @@
+# The library: compiled once, linked into the shared library and, for the tests of its inside, statically.
+add_library(KrRiffUtilsObjects OBJECT
+  core/KrFactories.cpp
+  core/KrModule.cpp
+  core/KrReentrantLock.cpp
+  format/KrAviHeaders.cpp
+  format/KrAviIndexes.cpp
+  format/KrChunkHeader.cpp
+  format/KrFrameTables.cpp
+  format/KrPrivateChunks.cpp
+  platform/KrPlatform.cpp
+  reader/KrAudioChunkStatistics.cpp
+  reader/KrChunkLookup.cpp
+  reader/KrChunkSearch.cpp
+  reader/KrChunkTree.cpp
+  reader/KrFileCursor.cpp
+  reader/KrHeaderParser.cpp
+  reader/KrIndexLoader.cpp
+  reader/KrIndexLocator.cpp
+  reader/KrRiffReader.cpp
+  reader/KrRiffReaderStreams.cpp
+  reader/KrStreamChunkDetection.cpp
+  reader/KrVideoFormat.cpp
+  riffutils/KrPrivateChunkQuery.cpp
+  riffutils/KrReaderCache.cpp
+  riffutils/KrRiffUtils.cpp)
+if(WIN32)
+  target_sources(KrRiffUtilsObjects PRIVATE platform/win32/KrFilesWin32.cpp)
+  set(KR_MODULE_HOOK platform/win32/KrModuleWin32.cpp)
+else()
+  target_sources(KrRiffUtilsObjects PRIVATE platform/posix/KrFilesPosix.cpp)
+  set(KR_MODULE_HOOK platform/posix/KrModulePosix.cpp)
+endif()
+target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils)
+
+add_library(KrRiffUtils SHARED ${KR_MODULE_HOOK})
+target_link_libraries(KrRiffUtils PRIVATE KrRiffUtilsObjects)
+target_include_directories(KrRiffUtils INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                                                 $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set_target_properties(KrRiffUtils PROPERTIES VERSION ${PROJECT_VERSION}
+                                             SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+if(MINGW)
+  target_sources(KrRiffUtils PRIVATE ${KR_MODULE_DEFINITION})
+  set_target_properties(KrRiffUtils PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
+elseif(NOT MSVC)
+  target_link_options(KrRiffUtils PRIVATE -Wl,--version-script=${KR_VERSION_SCRIPT} -Wl,--no-undefined)
+  set_target_properties(KrRiffUtils PROPERTIES LINK_DEPENDS ${KR_VERSION_SCRIPT})
+endif()
+add_library(KrRiffUtils::KrRiffUtils ALIAS KrRiffUtils)

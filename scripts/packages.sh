@@ -1,0 +1,20 @@
+# Sourced by the scripts: installs Debian packages that are not there yet.
+
+kr_install() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    local root=()
+    [ "$(id -u)" -eq 0 ] || root=(sudo)
+    echo "installing: ${missing[*]}"
+    "${root[@]}" apt-get update -qq &&
+        "${root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -qq -y --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+KR_BUILD_PACKAGES=(bash binutils cmake g++ ninja-build nlohmann-json3-dev libcli11-dev python3)
+KR_PEER_PACKAGES=(ffmpeg mencoder gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good)
+KR_TEST_PACKAGES=(googletest g++-mingw-w64-x86-64-posix wine wine64)
+KR_LINT_PACKAGES=(clang clang-format clang-tidy)

@@ -1,0 +1,98 @@
+// 'strf' of an audio stream as it stands in the file.
+#include "format/KrAviHeaders.h"
+#include "tests/format/RecordCodec.h"
+
+#include <gtest/gtest.h>
+
+using namespace KrTest;
+
+namespace
+{
+constexpr uint8_t kBytes[] = {
+    0xFE, 0xFF,             // wFormatTag: 0xFFFE
+    0x02, 0x81,             // nChannels
+    0x80, 0xBB, 0x00, 0x80, // nSamplesPerSec
+    0x00, 0xEE, 0x02, 0x90, // nAvgBytesPerSec
+    0x04, 0x83,             // nBlockAlign
+    0x10, 0x85,             // wBitsPerSample
+    0x16, 0x87,             // cbSize
+};
+
+constexpr SKrWaveFormat kFormat{.formatTag = 0xFFFE,
+                                .channels = 0x8102,
+                                .samplesPerSec = 0x8000BB80,
+                                .avgBytesPerSec = 0x9002EE00,
+                                .blockAlign = 0x8304,
+                                .bitsPerSample = 0x8510,
+                                .extraSize = 0x8716};
+
+void ExpectSame(const SKrWaveFormat& format, const SKrWaveFormat& expected)
+{
+    EXPECT_EQ(format.formatTag, expected.formatTag);
+    EXPECT_EQ(format.channels, expected.channels);
+    EXPECT_EQ(format.samplesPerSec, expected.samplesPerSec);
+    EXPECT_EQ(format.avgBytesPerSec, expected.avgBytesPerSec);
+    EXPECT_EQ(format.blockAlign, expected.blockAlign);
+    EXPECT_EQ(format.bitsPerSample, expected.bitsPerSample);
+    EXPECT_EQ(format.extraSize, expected.extraSize);
+}
+} // namespace
+
+TEST(WaveFormat, Layout_Is18Bytes)
+{
+    EXPECT_EQ(sizeof kBytes, SKrWaveFormat::kEncodedSize);
+}
+
+TEST(WaveFormat, Bytes_DecodeToTheFields)
+{
+    ExpectSame(DecodeWaveFormat(kBytes), kFormat);
+}
+
+TEST(WaveFormat, Fields_EncodeToTheBytes)
+{
+    EXPECT_EQ(Encoded(kFormat), Prefix(kBytes, sizeof kBytes));
+}
+
+TEST(WaveFormat, FourteenBytes_HaveNoBitsPerSample)
+{
+    SKrWaveFormat expected = kFormat;
+    expected.bitsPerSample = 0;
+    expected.extraSize = 0;
+    ExpectSame(DecodeWaveFormat(Prefix(kBytes, 14)), expected);
+}
+
+TEST(WaveFormat, SixteenBytes_HaveNoExtraSize)
+{
+    SKrWaveFormat expected = kFormat;
+    expected.extraSize = 0;
+    ExpectSame(DecodeWaveFormat(Prefix(kBytes, 16)), expected);
+}
+
+TEST(WaveFormat, BytesBehindTheStructure_ArePassedOver)
+{
+    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    bytes.resize(40, 0xFF);
+    ExpectSame(DecodeWaveFormat(bytes), kFormat);
+}
+
+TEST(WaveFormat, EveryShorterPrefix_ReadsAsIfZerosFollowed)
+{
+    for (size_t length = 0; length < sizeof kBytes; ++length)
+    {
+        SCOPED_TRACE(length);
+        std::vector<uint8_t> padded = Prefix(kBytes, length);
+        padded.resize(sizeof kBytes, 0);
+        ExpectSame(DecodeWaveFormat(Prefix(kBytes, length)), DecodeWaveFormat(padded));
+    }
+}
+
+TEST(WaveFormat, NoBytes_AreAllZero)
+{
+    ExpectSame(DecodeWaveFormat({}), SKrWaveFormat{});
+}
+
+TEST(WaveFormat, FieldCutByTheEnd_KeepsItsLowBytes)
+{
+    EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 15)).bitsPerSample, 0x10);
+    EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 17)).extraSize, 0x16);
+}

@@ -1,0 +1,163 @@
+// How a pixel aspect ratio changes a video format, at the limits of its arithmetic.
+#include "reader/KrVideoFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+
+namespace
+{
+constexpr int kLargest = std::numeric_limits<int>::max();
+constexpr int kSmallest = std::numeric_limits<int>::min();
+constexpr uint16_t kBefore = 4321; // a display width that no step gives
+constexpr uint32_t kModeBefore = 3;
+
+SKrAviVideoParams Format(int32_t width, int32_t height)
+{
+    SKrAviVideoParams format = {};
+    format.displayWidth = kBefore;
+    format.displayHeight = static_cast<uint16_t>(height);
+    format.bitCount = 8;
+    format.reservedA = 1;
+    format.aspectMode = kModeBefore;
+    format.frameRate = 2;
+    format.scanMode = 0;
+    format.reservedB = 3;
+    format.width = width;
+    format.height = height;
+    return format;
+}
+
+// The display width of a frame whose size no row of the table has.
+uint16_t Scaled(int32_t width, int horizontal, int vertical)
+{
+    SKrAviVideoParams format = Format(width, 100);
+    ApplyPixelAspect(format, horizontal, vertical);
+    EXPECT_EQ(format.aspectMode, kModeBefore) << "only the table's frames change it";
+    return format.displayWidth;
+}
+} // namespace
+
+TEST(PixelAspectArithmetic, Ratio_ScalesTheStoredWidthNotTheDisplayWidth)
+{
+    EXPECT_EQ(Scaled(700, 2, 1), 1400);
+    EXPECT_EQ(Scaled(700, 1, 2), 350);
+    EXPECT_EQ(Scaled(700, 4, 3), 933);
+}
+
+TEST(PixelAspectArithmetic, ScaledFrame_KeepsEverythingElse)
+{
+    SKrAviVideoParams format = Format(700, 100);
+    ApplyPixelAspect(format, 2, 1);
+    SKrAviVideoParams expected = Format(700, 100);
+    expected.displayWidth = 1400;
+    EXPECT_EQ(std::memcmp(&format, &expected, sizeof format), 0);
+}
+
+TEST(PixelAspectArithmetic, SpecialFrame_KeepsEverythingButDisplayWidthAndAspectMode)
+{
+    SKrAviVideoParams format = Format(720, 576);
+    ApplyPixelAspect(format, 64, 45);
+    SKrAviVideoParams expected = Format(720, 576);
+    expected.displayWidth = 1024;
+    expected.aspectMode = 1;
+    EXPECT_EQ(std::memcmp(&format, &expected, sizeof format), 0);
+}
+
+TEST(PixelAspectArithmetic, Halves_AreRoundedAwayFromZero)
+{
+    EXPECT_EQ(Scaled(1, 1, 2), 1);                // 0.5
+    EXPECT_EQ(Scaled(3, 1, 2), 2);                // 1.5
+    EXPECT_EQ(Scaled(5, 1, 2), 3);                // 2.5
+    EXPECT_EQ(Scaled(5, 1, 4), 1);                // 1.25
+    EXPECT_EQ(Scaled(7, 1, 4), 2);                // 1.75
+    EXPECT_EQ(Scaled(721, -1, 2), 0x10000 - 361); // -360.5
+    EXPECT_EQ(Scaled(721, 1, -2), 0x10000 - 361);
+    EXPECT_EQ(Scaled(5, -1, 4), 0xFFFF); // -1.25
+    EXPECT_EQ(Scaled(1, -1, 4), 0);      // -0.25
+}
+
+// The three orders of one division and one multiplication differ in the last bit, which decides at a half.
+TEST(PixelAspectArithmetic, WidthIsDividedFirst_ThenMultiplied)
+{
+    EXPECT_EQ(Scaled(7, 45, 10), 31);   // 31.499999999999996; the product first would give 31.5
+    EXPECT_EQ(Scaled(3, 55, 22), 7);    // 7.499999999999999, likewise
+    EXPECT_EQ(Scaled(720, 7, 160), 32); // 31.5; the ratio first would give 31.499999999999996
+}
+
+TEST(PixelAspectArithmetic, RatioWithin0_0001Of1_LeavesTheDisplayWidth)
+{
+    for (const int other : {10001, 9999, 10000})
+    {
+        EXPECT_EQ(Scaled(60000, other, 10000), kBefore) << other;
+        EXPECT_EQ(Scaled(60000, -other, -10000), kBefore) << other;
+    }
+    EXPECT_EQ(Scaled(60000, 1, 1), kBefore);
+    EXPECT_EQ(Scaled(60000, -1, -1), kBefore);
+    EXPECT_EQ(Scaled(60000, kLargest, kLargest), kBefore);
+    EXPECT_EQ(Scaled(60000, kSmallest, kSmallest), kBefore);
+}
+
+TEST(PixelAspectArithmetic, RatioJustBeyond0_0001Of1_Scales)
+{
+    EXPECT_EQ(Scaled(60000, 100011, 100000), 60007); // 60006.6
+    EXPECT_EQ(Scaled(60000, 99989, 100000), 59993);  // 59993.4
+}
+
+TEST(PixelAspectArithmetic, RatioOfMinus1_IsNotSquare)
+{
+    EXPECT_EQ(Scaled(700, -1, 1), 0x10000 - 700);
+    EXPECT_EQ(Scaled(700, 1, -1), 0x10000 - 700);
+}
+
+TEST(PixelAspectArithmetic, VerticalOfZero_LeavesTheDisplayWidth)
+{
+    for (const int horizontal : {0, 1, -1, 16, kLargest, kSmallest})
+        EXPECT_EQ(Scaled(700, horizontal, 0), kBefore) << horizontal;
+}
+
+TEST(PixelAspectArithmetic, HorizontalOfZero_GivesZero)
+{
+    EXPECT_EQ(Scaled(700, 0, 1), 0);
+    EXPECT_EQ(Scaled(700, 0, -1), 0);
+}
+
+TEST(PixelAspectArithmetic, ResultIn32Bits_IsStoredInItsLow16Bits)
+{
+    EXPECT_EQ(Scaled(40000, 2, 1), 80000 - 0x10000);
+    EXPECT_EQ(Scaled(0x8000, 2, 1), 0);
+    EXPECT_EQ(Scaled(1, kLargest, 1), 0xFFFF);
+    EXPECT_EQ(Scaled(1, kSmallest, 1), 0);
+    EXPECT_EQ(Scaled(1, kSmallest + 5, 1), 5);
+    EXPECT_EQ(Scaled(kLargest, 1, 2), 0) << "2^30 from 1073741823.5";
+}
+
+TEST(PixelAspectArithmetic, ResultBeyond32Bits_LeavesTheDisplayWidth)
+{
+    EXPECT_EQ(Scaled(2, kLargest, 1), kBefore);
+    EXPECT_EQ(Scaled(2, kSmallest, 1), kBefore);
+    EXPECT_EQ(Scaled(1, kSmallest, -1), kBefore) << "2^31 is one too many";
+    EXPECT_EQ(Scaled(kLargest, 3, 2), kBefore);
+    EXPECT_EQ(Scaled(kLargest, kLargest, 1), kBefore);
+    EXPECT_EQ(Scaled(kLargest, kSmallest, 1), kBefore);
+}
+
+TEST(PixelAspectArithmetic, RowMultipliedByAFactor_IsNoRow)
+{
+    SKrAviVideoParams format = Format(720, 576);
+    ApplyPixelAspect(format, 32, 30);
+    EXPECT_EQ(format.displayWidth, 768);
+    EXPECT_EQ(format.aspectMode, kModeBefore);
+    ApplyPixelAspect(format, -16, -15);
+    EXPECT_EQ(format.displayWidth, 768);
+    EXPECT_EQ(format.aspectMode, kModeBefore);
+}
+
+TEST(PixelAspectArithmetic, ReducedRowOf720_IsNoRowOn480Lines)
+{
+    SKrAviVideoParams format = Format(720, 480);
+    ApplyPixelAspect(format, 9, 10);
+    EXPECT_EQ(format.displayWidth, 648);
+    EXPECT_EQ(format.aspectMode, kModeBefore);
+}

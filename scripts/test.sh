@@ -52,11 +52,12 @@ for path in glob.glob(os.path.join(folder, "reports", "*.xml")):
     counted.add(os.path.splitext(os.path.basename(path))[0])
 for case in tree.parse(os.path.join(folder, "ctest.xml")).getroot().iter("testcase"):
     good = case.get("status") == "run"
-    if case.get("name") not in counted:
+    program = case.get("name").endswith("Tests")
+    if not program:
         passed += good
         failed += not good
-    elif not good:
-        failed += 1  # a program that crashed or did not end well, whatever its report says
+    elif not good or case.get("name") not in counted:
+        failed += 1  # it crashed, did not end well, or never ran: an emulator may answer 0 all the same
 print(passed, failed)
 PYTHON
 }
@@ -73,7 +74,7 @@ run_stage() {
         return
         ;;
     esac
-    rm -rf "build/$stage/reports" "build/$stage/ctest.xml"
+    rm -f "build/$stage"/reports/*.xml "build/$stage/ctest.xml"
     cmake --preset "$stage" >"$log" 2>&1 && cmake --build --preset "$stage" >>"$log" 2>&1 || return 1
     if [ "$stage" = windows ]; then
         timeout 300 wine wineboot --init >>"$log" 2>&1

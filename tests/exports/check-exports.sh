@@ -8,7 +8,7 @@ list=$2
 case $library in
 *.dll)
     objdump=$(command -v x86_64-w64-mingw32-objdump)
-    exported=$("$objdump" -p "$library" | awk '/\[Ordinal\/Name Pointer\] Table/ {on = 1; next} on && NF == 0 {exit} on {print $NF}')
+    exported=$("$objdump" -p "$library" | awk '/\[Ordinal\/Name Pointer\] Table/ {on = 1; next} NF == 0 {on = 0} on {print $NF}')
     foreign=$("$objdump" -p "$library" | awk '/DLL Name:/ {print tolower($3)}' |
         grep -vxE 'kernel32\.dll|msvcrt\.dll|user32\.dll|advapi32\.dll|api-ms-win-crt-.*\.dll' || true)
     if [ -n "$foreign" ]; then

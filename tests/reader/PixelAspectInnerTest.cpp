@@ -1,10 +1,16 @@
 // How a pixel aspect ratio changes a video format, at the limits of its arithmetic.
 #include "reader/KrVideoFormat.h"
 
+#include "tests/reader/HeaderParseInnerSupport.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <vector>
+
+using namespace KrTest;
 
 namespace
 {
@@ -63,6 +69,39 @@ TEST(PixelAspectArithmetic, SpecialFrame_KeepsEverythingButDisplayWidthAndAspect
     expected.displayWidth = 1024;
     expected.aspectMode = 1;
     EXPECT_EQ(std::memcmp(&format, &expected, sizeof format), 0);
+}
+
+// Nothing but the row can have set the aspect mode here.
+TEST(PixelAspectArithmetic, SpecialFrames_SetTheAspectModeAndOthersDoNot)
+{
+    const struct
+    {
+        int horizontal, vertical;
+        std::vector<int32_t> heights; // of the special frames, 720 wide
+        uint32_t aspectMode;
+        uint16_t displayWidth;
+    } rows[] = {
+        {16, 15, {576}, 0, 768}, {64, 45, {576}, 1, 1024},       {9, 10, {486}, 0, 648},
+        {6, 5, {486}, 1, 864},   {648, 720, {486, 480}, 0, 648}, {864, 720, {486, 480}, 1, 864},
+    };
+    for (const auto& row : rows)
+    {
+        for (const int32_t width : {719, 720, 721})
+        {
+            for (const int32_t height : {479, 480, 481, 485, 486, 487, 575, 576, 577, 720})
+            {
+                const bool special =
+                    width == 720 && std::ranges::find(row.heights, height) != row.heights.end();
+                SKrAviVideoParams format = Format(width, height);
+                ApplyPixelAspect(format, row.horizontal, row.vertical);
+                EXPECT_EQ(format.aspectMode, special ? row.aspectMode : kModeBefore)
+                    << row.horizontal << ':' << row.vertical << " on " << width << " x " << height;
+                if (width == 720)
+                    EXPECT_EQ(format.displayWidth, row.displayWidth)
+                        << "the table agrees with the arithmetic";
+            }
+        }
+    }
 }
 
 TEST(PixelAspectArithmetic, Halves_AreRoundedAwayFromZero)
@@ -160,4 +199,72 @@ TEST(PixelAspectArithmetic, ReducedRowOf720_IsNoRowOn480Lines)
     ApplyPixelAspect(format, 9, 10);
     EXPECT_EQ(format.displayWidth, 648);
     EXPECT_EQ(format.aspectMode, kModeBefore);
+}
+
+namespace
+{
+SKrSimpleAvi FileWithPrivateChunk()
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream({10})};
+    avi.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 64, .vertical = 45};
+    return avi;
+}
+} // namespace
+
+TEST(PixelAspectStep, UsableVideoFormat_TakesBothValues)
+{
+    const CKrParsedInMemory file(FileWithPrivateChunk());
+    ASSERT_EQ(file.Status(), 1);
+    EXPECT_EQ(file.State().videoFormat.scanMode, 2);
+    EXPECT_EQ(file.State().videoFormat.displayWidth, 1024);
+    EXPECT_EQ(file.State().videoFormat.aspectMode, 1u);
+}
+
+TEST(PixelAspectStep, NoFrameRateCode_TakesNeither)
+{
+    SKrSimpleAvi avi = FileWithPrivateChunk();
+    avi.streams[0].header.scale = 0;
+    const CKrParsedInMemory file(avi);
+    ASSERT_EQ(file.Status(), 1);
+    EXPECT_EQ(file.State().videoFormat.frameRate, 0xFFFFFFFFu);
+    EXPECT_EQ(file.State().videoFormat.scanMode, 0);
+    EXPECT_EQ(file.State().videoFormat.displayWidth, 720);
+    EXPECT_EQ(file.State().videoFormat.aspectMode, 0u);
+}
+
+TEST(PixelAspectStep, DisplayWidthOfZero_TakesNeither)
+{
+    SKrSimpleAvi avi = FileWithPrivateChunk();
+    avi.streams = {VideoStream({10}, {.width = 0x10000, .height = 1080})}; // suggests scan mode 0
+    const CKrParsedInMemory file(avi);
+    ASSERT_EQ(file.Status(), 1);
+    EXPECT_EQ(file.State().videoFormat.width, 0x10000);
+    EXPECT_EQ(file.State().videoFormat.scanMode, 0);
+    EXPECT_EQ(file.State().videoFormat.displayWidth, 0);
+}
+
+TEST(PixelAspectStep, NoVideoStream_TakesNeither)
+{
+    SKrSimpleAvi avi = FileWithPrivateChunk();
+    avi.streams = {PcmStream({10})};
+    const CKrParsedInMemory file(avi);
+    ASSERT_EQ(file.Status(), 1);
+    EXPECT_EQ(file.State().videoFormat.displayWidth, 0);
+    EXPECT_EQ(file.State().videoFormat.scanMode, 0);
+    EXPECT_EQ(file.State().videoFormat.aspectMode, 0u);
+}
+
+// The queries walk the segments; a host must find the reader as if nobody had walked.
+TEST(PixelAspectStep, WalksOfTheStep_LeaveNoWalkUnderWay)
+{
+    const CKrParsedInMemory file(FileWithPrivateChunk());
+    uint32_t type = 1;
+    uint32_t size = 1;
+    uint64_t offset = 1;
+    EXPECT_EQ(file.Reader().FindNextRiffSegment(&type, &size, &offset, nullptr), 0);
+    EXPECT_EQ(type, 1u);
+    ASSERT_EQ(file.Reader().FindFirstRiffSegment(), 1);
+    EXPECT_EQ(file.Reader().FindNextRiffSegment(&type, &size, &offset, nullptr), 0);
+    EXPECT_EQ(offset, 8u);
 }

@@ -1,0 +1,61 @@
+// The verbs: what each is asked for, and the function that does it. They throw CKrToolError when they fail.
+#ifndef KR_TOOLS_KRVERBS_H
+#define KR_TOOLS_KRVERBS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace KrTool
+{
+class CKrAviFile;
+class CKrProgress;
+class CKrReport;
+struct SKrAviFacts;
+
+struct SKrInfoOptions
+{
+    std::string file;
+};
+void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& progress);
+
+struct SKrTreeOptions
+{
+    std::string file;
+    uint64_t depth = 0;       // levels shown; 0: all
+    uint64_t run = 8;         // chunks shown of a run before the rest is summed up
+    bool all = false;         // show runs in full
+    uint64_t limit = 10000000; // nodes read at most
+};
+void RunTree(const SKrTreeOptions& options, CKrReport& report, CKrProgress& progress);
+
+struct SKrIndexOptions
+{
+    std::string file;
+    bool video = false; // neither: both
+    bool audio = false;
+    bool summary = false;
+    bool check = false; // compare with the chunks in the file
+    std::optional<uint64_t> from;
+    std::optional<uint64_t> to; // inclusive
+};
+void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress);
+
+struct SKrExtractOptions
+{
+    std::string file;
+    std::string video; // pattern or name; empty: no video
+    std::string audio; // name; empty: no audio
+    std::optional<uint64_t> videoStream;
+    std::optional<uint64_t> audioStream;
+    std::optional<uint64_t> from; // frames
+    std::optional<uint64_t> to;   // inclusive
+    bool force = false;
+};
+void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress);
+
+// What is wrong with a file as a whole, whatever it was opened for.
+void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report);
+} // namespace KrTool
+
+#endif

@@ -50,7 +50,9 @@ void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo
         return;
     }
     const uint64_t lastStart = parent == nullptr ? cursor.Size() : parent->offset + parent->cksize;
-    cursor.SeekTo(cursor.FindNonZero(start + 4, lastStart + 3) - 3);
+    const uint64_t next = cursor.FindNonZero(start + 4, lastStart + 3) - 3;
+    const uint64_t firstWithoutRoom = cursor.Size() - kChunkHeaderSize + 1; // a header there is cut
+    cursor.SeekTo(std::min(next, firstWithoutRoom));
 }
 
 uint64_t LeadingZeroBytes(uint32_t id)

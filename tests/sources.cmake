@@ -18,6 +18,17 @@ else()
 endif()
 
 set(KR_PUBLIC_TEST_SOURCES
+  include/ArrayOperationsTest.cpp
+  include/ArrayTest.cpp
+  include/DWordArrayTest.cpp
+  include/RecordLayoutsTest.cpp
+  reader/HeaderParseAudioTest.cpp
+  reader/HeaderParseFileTest.cpp
+  reader/HeaderParseListTest.cpp
+  reader/HeaderParseVideoTest.cpp
+  reader/PixelAspectTest.cpp
+  reader/StreamDetectionTest.cpp
+  reader/VideoFormatTest.cpp
 )
 
 set(KR_INNER_TEST_SOURCES
@@ -25,6 +36,8 @@ set(KR_INNER_TEST_SOURCES
   format/BytesInnerTest.cpp
   format/ChunkHeaderInnerTest.cpp
   format/FourCCInnerTest.cpp
+  format/FrameRatesInnerTest.cpp
+  format/FrameSizesInnerTest.cpp
   format/MainHeaderInnerTest.cpp
   format/OldIndexInnerTest.cpp
   format/PrivateChunksInnerTest.cpp
@@ -37,6 +50,14 @@ set(KR_INNER_TEST_SOURCES
   platform/FilesTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
+  reader/ChunkLookupInnerTest.cpp
+  reader/ChunkLookupReferenceInnerTest.cpp
+  reader/ChunkLookupZerosInnerTest.cpp
+  reader/HeaderParseInnerTest.cpp
+  reader/PixelAspectInnerTest.cpp
+  reader/StreamDetectionInnerTest.cpp
+  reader/VideoFormatInnerTest.cpp
+  siblings/AVUtilsInnerTest.cpp
   support/AviBuilderTest.cpp
   support/AviRecordsTest.cpp
   support/FileContentTest.cpp

@@ -46,7 +46,9 @@ Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, u
     if (unit.bytes == 0)
     {
         const auto place = [&chunks](uint64_t number)
-        { return chunks.begin() + static_cast<std::ptrdiff_t>(std::min<uint64_t>(number, chunks.size())); };
+        {
+            return chunks.begin() + static_cast<std::ptrdiff_t>(std::min<uint64_t>(number, chunks.size()));
+        };
         return end > first ? Chunks(place(first), place(end)) : Chunks();
     }
     const uint64_t firstByte = first > UINT64_MAX / unit.bytes ? UINT64_MAX : first * unit.bytes;

@@ -26,12 +26,12 @@ struct SKrStreamHeader
     uint32_t handler = 0;
     uint32_t flags = 0;
     uint32_t scale = 0;
-    uint32_t rate = 0;       // rate / scale: units per second
-    uint32_t start = 0;      // units before the stream starts
-    uint32_t length = 0;     // units
-    uint32_t sampleSize = 0; // bytes of a unit; 0: each chunk is a unit
-    std::vector<uint8_t> format; // 'strf', cut at kLargestFormat
-    std::string name;            // 'strn'
+    uint32_t rate = 0;                          // rate / scale: units per second
+    uint32_t start = 0;                         // units before the stream starts
+    uint32_t length = 0;                        // units
+    uint32_t sampleSize = 0;                    // bytes of a unit; 0: each chunk is a unit
+    std::vector<uint8_t> format;                // 'strf', cut at kLargestFormat
+    std::string name;                           // 'strn'
     std::optional<uint64_t> superIndexPosition; // of the 'indx' chunk
 
     bool IsVideo() const;
@@ -43,8 +43,8 @@ struct SKrAviFacts
     std::vector<SKrRiffChunkInfo> segments;
     bool hasMainHeader = false; // an 'avih' was there
     uint32_t mainFlags = 0;
-    uint32_t declaredFrames = 0;  // by 'avih': frames of the file, or of its first segment
-    uint32_t declaredStreams = 0; // by 'avih'
+    uint32_t declaredFrames = 0;                 // by 'avih': frames of the file, or of its first segment
+    uint32_t declaredStreams = 0;                // by 'avih'
     std::optional<uint32_t> declaredFramesInAll; // by the OpenDML header
     std::vector<SKrStreamHeader> streams;
     std::optional<SKrRiffChunkInfo> movi; // of the first segment

@@ -42,6 +42,22 @@ std::string WhyNotOpened(const std::string& path)
                std::to_string(kLargestRefusedSize);
     return "it is not readable as RIFF: no AVI header and no chunk was found";
 }
+
+// The reader also opens what has no AVI header, as long as something there can be taken for a chunk.
+bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
+{
+    if (reader.FindFirstRiffSegment() != 0)
+        return true;
+    SKrAviVideoParams video = {};
+    uint32_t compression = 0;
+    uint16_t bitCount = 0;
+    int valid = 0;
+    uint32_t videoChunk = 0;
+    reader.GetVideoStreamInfo(&video, &compression, &bitCount, &valid, &videoChunk);
+    SKrWaveFormatInfo audio = {};
+    uint32_t audioChunk = 0;
+    return videoChunk != 0 || reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
+}
 } // namespace
 
 CKrAviFile::CKrAviFile(const std::string& path) : m_path(path)
@@ -55,6 +71,8 @@ CKrAviFile::CKrAviFile(const std::string& path) : m_path(path)
     m_reader.reset(reader);
     if (reader->Open(wide->c_str()) == 0)
         throw CKrToolError(path, WhyNotOpened(path));
+    if (!HasAviHeaderOrDataChunks(*reader))
+        throw CKrToolError(path, "it is no AVI file: it has neither a RIFF 'AVI ' header nor data chunks");
     m_length = reader->GetFileLength();
 }
 

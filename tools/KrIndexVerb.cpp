@@ -39,8 +39,9 @@ Json SizesJson(const Chunks& chunks)
 {
     if (chunks.empty())
         return nullptr;
-    const auto [smallest, largest] = std::minmax_element(
-        chunks.begin(), chunks.end(), [](const auto& left, const auto& right) { return left.size < right.size; });
+    const auto [smallest, largest] =
+        std::minmax_element(chunks.begin(), chunks.end(),
+                            [](const auto& left, const auto& right) { return left.size < right.size; });
     return {{"total", TotalBytes(chunks)}, {"smallest", smallest->size}, {"largest", largest->size}};
 }
 
@@ -75,8 +76,8 @@ public:
         if (!isVideo && !index->empty())
             facts["sizePattern"] = PatternJson(pattern);
         if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
-            m_report.Finding(Counted(cut, "chunk") + " of the " + name +
-                             " index reach behind the end of the file");
+            m_report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " +
+                             name + " index");
         if (m_options.check && stream)
             facts["check"] = Compare(kind, *stream, *index);
         m_report.Fact(name, facts);
@@ -109,25 +110,27 @@ private:
                             std::back_inserter(wrong));
         const std::string name = kind == EKrStreamKind::Video ? "video" : "audio";
         if (!missing.empty())
-            m_report.Finding(Counted(missing.size(), "chunk") + " of stream " + std::to_string(stream) +
-                             " are not in the " + name + " index");
+            m_report.Finding("not in the " + name + " index: " + Counted(missing.size(), "chunk") +
+                             " of stream " + std::to_string(stream));
         if (!wrong.empty())
-            m_report.Finding(std::to_string(wrong.size()) + " of the entries in the " + name +
-                             " index are at no chunk of stream " + std::to_string(stream));
+            m_report.Finding("at no chunk of stream " + std::to_string(stream) + ": " +
+                             Counted(wrong.size(), "entry") + " of the " + name + " index");
         return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
     }
 
     void PrintEntries(const std::string& name, const Chunks& index)
     {
         m_report.BeginRows(name + "Entries", name + "     number       position       size\n");
-        const uint64_t end = m_options.to ? std::min<uint64_t>(*m_options.to + 1, index.size()) : index.size();
+        const uint64_t end =
+            m_options.to ? std::min<uint64_t>(*m_options.to + 1, index.size()) : index.size();
         for (uint64_t number = m_options.from.value_or(0); number < end; ++number)
         {
             const SKrChunkIndexEntry& entry = index[static_cast<size_t>(number)];
             if (m_report.AsJson())
                 m_report.Row({{"number", number}, {"position", entry.position}, {"size", entry.size}}, {});
             else
-                m_report.Row({}, Column(number, 16) + Column(entry.position, 15) + Column(entry.size, 11) + '\n');
+                m_report.Row({},
+                             Column(number, 16) + Column(entry.position, 15) + Column(entry.size, 11) + '\n');
             m_progress.Advance(number);
         }
         m_report.EndRows();

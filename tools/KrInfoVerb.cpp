@@ -104,7 +104,8 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
     if (!IsPlausible(file, *index))
         report.Finding("the chunks of the " + name + " index are together larger than the file");
     if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
-        report.Finding(Counted(cut, "chunk") + " of the " + name + " index reach behind the end of the file");
+        report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " + name +
+                       " index");
     return index->size();
 }
 
@@ -120,7 +121,9 @@ Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
 {
     const auto query = [&file](SKrAviVideoParams& format, uint32_t& compression, uint16_t& bitCount,
                                int& valid, uint32_t& chunkId)
-    { return file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId); };
+    {
+        return file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
+    };
     SKrAviVideoParams format = {};
     uint32_t compression = 0;
     uint16_t bitCount = 0;
@@ -240,7 +243,8 @@ Json PrivateAspectJson(const CKrAviFile& file, int flavour)
 {
     int horizontal = 0;
     int vertical = 0;
-    if (KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(&file.Reader(), flavour, horizontal, vertical) == 0)
+    if (KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(&file.Reader(), flavour, horizontal, vertical) ==
+        0)
         return nullptr;
     return Fraction(static_cast<uint32_t>(horizontal), ":", static_cast<uint32_t>(vertical));
 }
@@ -276,9 +280,9 @@ std::string KindOf(const SKrAviFacts& facts)
 {
     if (facts.segments.empty())
         return "bare chunks";
-    const bool hasSuperIndex = std::any_of(facts.streams.begin(), facts.streams.end(),
-                                           [](const SKrStreamHeader& stream)
-                                           { return stream.superIndexPosition.has_value(); });
+    const bool hasSuperIndex =
+        std::any_of(facts.streams.begin(), facts.streams.end(),
+                    [](const SKrStreamHeader& stream) { return stream.superIndexPosition.has_value(); });
     const bool isOpenDml = facts.segments.size() > 1 || facts.declaredFramesInAll || hasSuperIndex;
     return isOpenDml ? "AVI with OpenDML" : "AVI 1.0";
 }

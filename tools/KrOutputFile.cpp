@@ -42,7 +42,8 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
         throw CKrToolError(target, kExistsAlready);
 }
 
-CKrOutputFile::CKrOutputFile(std::string target, bool replace) : m_target(std::move(target)), m_replace(replace)
+CKrOutputFile::CKrOutputFile(std::string target, bool replace)
+    : m_target(std::move(target)), m_replace(replace)
 {
     SKrOsResult result;
     for (int tried = 0; tried < kMostNamesTried; ++tried)

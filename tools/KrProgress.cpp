@@ -40,13 +40,18 @@ void CKrProgress::Begin(std::string step, uint64_t total)
 
 void CKrProgress::Advance(uint64_t done)
 {
-    if (InterruptionRequested())
-        throw CKrInterruption();
+    StopIfAsked();
     m_done = done;
     if (m_mode == EKrProgressMode::None || Clock::now() < m_nextShow)
         return;
     Show(done);
     m_nextShow = Clock::now() + kShowEvery;
+}
+
+void CKrProgress::StopIfAsked() const
+{
+    if (InterruptionRequested())
+        throw CKrInterruption();
 }
 
 void CKrProgress::End()

@@ -30,6 +30,9 @@ public:
     // Shows the state from time to time. Throws CKrInterruption when the user asked to stop.
     void Advance(uint64_t done);
 
+    // Throws CKrInterruption when the user asked to stop.
+    void StopIfAsked() const;
+
     // Shows that the step is complete.
     void End();
 

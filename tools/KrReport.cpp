@@ -12,7 +12,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kLabelWidth = 22;
+constexpr size_t kLabelWidth = 27;
 constexpr size_t kIndentStep = 2;
 
 std::string Label(std::string_view key)

@@ -25,6 +25,8 @@ constexpr size_t kMostFoundChunks = size_t{1} << 24;
 constexpr uint64_t kFirstChunkPosition = 12;
 constexpr uint64_t kReadersChoice = UINT64_MAX;
 
+constexpr uint32_t kNoStream = UINT32_MAX;
+
 const char* KindName(EKrStreamKind kind)
 {
     return kind == EKrStreamKind::Video ? "video" : "audio";
@@ -125,9 +127,10 @@ std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts&
 {
     if (const auto covered = StreamByHeaders(facts, kind))
         return covered;
-    const auto first = std::find_if(facts.streams.begin(), facts.streams.end(),
-                                    [kind](const SKrStreamHeader& stream)
-                                    { return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio(); });
+    const auto first =
+        std::find_if(facts.streams.begin(), facts.streams.end(),
+                     [kind](const SKrStreamHeader& stream)
+                     { return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio(); });
     return first != facts.streams.end() ? std::optional(first->number) : StreamByFirstChunk(file, kind);
 }
 
@@ -141,8 +144,8 @@ void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind
                                             Counted(facts.streams.size(), "stream"));
     const SKrStreamHeader& stream = facts.streams[wanted];
     if (kind == EKrStreamKind::Video ? !stream.IsVideo() : !stream.IsAudio())
-        throw CKrToolError(file.Path(),
-                           name + " is no " + KindName(kind) + " stream, but '" + FourCcText(stream.type) + "'");
+        throw CKrToolError(file.Path(), name + " is no " + KindName(kind) + " stream, but '" +
+                                            FourCcText(stream.type) + "'");
 }
 
 void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, EKrStreamKind kind,
@@ -154,9 +157,21 @@ void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, E
         wrong += StreamOfEntry(file, entry, kind) != result.stream ? 1 : 0;
     }
     if (wrong != 0)
-        report.Finding(std::to_string(wrong) + " of " + Counted(result.chunks.size(), "entry") + " in the " +
-                       KindName(kind) + " index do not point at a chunk of stream " +
-                       std::to_string(result.stream));
+        report.Finding("at no chunk of stream " + std::to_string(result.stream) + ": " +
+                       Counted(wrong, "entry") + " of the " + KindName(kind) + " index");
+}
+
+// The chunks of a stream that no index covers.
+SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                           uint32_t stream, CKrReport& report, CKrProgress& progress)
+{
+    report.Note(std::string("no index that the reader loads covers ") + KindName(kind) + " stream " +
+                std::to_string(stream) + "; its chunks were searched, which passes over empty ones");
+    SKrFoundChunks found = SearchChunks(file, DataChunkIds(stream, facts.streams.size(), kind), progress);
+    if (found.cut)
+        report.Finding("the file has too many chunks; those behind the first " +
+                       std::to_string(kMostFoundChunks) + " are left out");
+    return {stream, false, std::move(found.chunks)};
 }
 } // namespace
 
@@ -166,9 +181,10 @@ std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrA
     SKrAudioChunkPattern ignored = {};
     try
     {
-        const int loaded = kind == EKrStreamKind::Video
-                               ? file.Reader().LoadVideoIndex(entries)
-                               : file.Reader().LoadAudioIndex(entries, pattern != nullptr ? pattern : &ignored);
+        const int loaded =
+            kind == EKrStreamKind::Video
+                ? file.Reader().LoadVideoIndex(entries)
+                : file.Reader().LoadAudioIndex(entries, pattern != nullptr ? pattern : &ignored);
         if (loaded == 0)
             return std::nullopt;
     }
@@ -240,35 +256,29 @@ SKrFoundChunks SearchChunks(const CKrAviFile& file, const std::vector<uint32_t>&
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                                std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress)
 {
-    const std::string name = KindName(kind);
     if (wanted)
         CheckStream(file, facts, kind, *wanted);
     const std::optional<uint32_t> byDefault = DefaultStream(file, facts, kind);
     if (!wanted && !byDefault)
-        throw CKrToolError(file.Path(), "the file has no " + name + " stream");
+        throw CKrToolError(file.Path(), std::string("the file has no ") + KindName(kind) + " stream");
 
     std::optional<Chunks> index = LoadIndex(file, kind, nullptr);
-    const std::optional<uint32_t> covered = index ? StreamOfIndex(file, facts, *index, kind) : std::nullopt;
-    SKrStreamChunks result;
-    result.stream = wanted.value_or(covered.value_or(byDefault.value_or(0)));
-    const bool isCovered = covered == result.stream;
-    if (isCovered && IsPlausible(file, *index))
+    const bool hasIndex = index && !index->empty();
+    // The headers and the index differ where streams are numbered by the order of their chunks.
+    const uint32_t covered =
+        hasIndex ? StreamOfIndex(file, facts, *index, kind).value_or(kNoStream) : kNoStream;
+    const uint32_t preferred = covered != kNoStream ? covered : byDefault.value_or(0);
+    const uint32_t stream = wanted.value_or(preferred);
+    if (covered != stream)
+        return FindChunks(file, facts, kind, stream, report, progress);
+    if (!IsPlausible(file, *index))
     {
-        result.fromIndex = true;
-        result.chunks = std::move(*index);
-        ReportWrongEntries(file, result, kind, report);
-        return result;
+        report.Finding(std::string("the chunks of the ") + KindName(kind) +
+                       " index are together larger than the file; it is not used");
+        return FindChunks(file, facts, kind, stream, report, progress);
     }
-    if (isCovered)
-        report.Finding("the chunks of the " + name + " index are together larger than the file; it is not used");
-    report.Note("no index is loaded for " + name + " stream " + std::to_string(result.stream) +
-                "; its chunks were searched, which passes over empty ones");
-    SKrFoundChunks found =
-        SearchChunks(file, DataChunkIds(result.stream, facts.streams.size(), kind), progress);
-    if (found.cut)
-        report.Finding("the file has too many chunks; those behind the first " +
-                       std::to_string(kMostFoundChunks) + " are left out");
-    result.chunks = std::move(found.chunks);
+    const SKrStreamChunks result = {stream, true, std::move(*index)};
+    ReportWrongEntries(file, result, kind, report);
     return result;
 }
 

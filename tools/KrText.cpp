@@ -59,8 +59,14 @@ std::optional<uint32_t> TakeCodePoint(std::string_view& text)
 
 void AppendUtf8(std::string& out, uint32_t codePoint)
 {
-    const auto put = [&out](uint32_t byte) { out += static_cast<char>(byte); };
-    const auto putTail = [&put, codePoint](int shift) { put(0x80 | ((codePoint >> shift) & 0x3F)); };
+    const auto put = [&out](uint32_t byte)
+    {
+        out += static_cast<char>(byte);
+    };
+    const auto putTail = [&put, codePoint](int shift)
+    {
+        put(0x80 | ((codePoint >> shift) & 0x3F));
+    };
     if (codePoint < 0x80)
     {
         put(codePoint);
@@ -180,6 +186,12 @@ std::string FourCcText(uint32_t fourCc)
 
 std::string Counted(uint64_t count, std::string_view noun)
 {
-    return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+    std::string text = std::to_string(count) + ' ' + std::string(noun);
+    if (count == 1)
+        return text;
+    if (text.back() != 'y')
+        return text + 's';
+    text.pop_back();
+    return text + "ies";
 }
 } // namespace KrTool

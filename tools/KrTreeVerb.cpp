@@ -65,8 +65,8 @@ public:
         Json ids = Json::object();
         for (const SKrCount& count : m_counts)
             ids[count.id] = count.chunks;
-        return {{"level", level},    {"position", position}, {"collapsed", m_chunks},
-                {"bytes", m_bytes},  {"ids", ids},           {"otherIds", m_others}};
+        return {{"level", level},   {"position", position}, {"collapsed", m_chunks},
+                {"bytes", m_bytes}, {"ids", ids},           {"otherIds", m_others}};
     }
 
     std::string AsText(uint64_t position, size_t level) const
@@ -108,7 +108,7 @@ struct SKrFaults
     void ReportAs(const std::string& text, CKrReport& report) const
     {
         if (count != 0)
-            report.Finding(Counted(count, "chunk") + ' ' + text + "; the first is at position " +
+            report.Finding(text + ": " + Counted(count, "chunk") + ", the first at position " +
                            std::to_string(firstPosition));
     }
 };
@@ -196,8 +196,7 @@ private:
             return;
         }
         const uint64_t childLimit = std::min(limit, EndPosition(node.chunk));
-        m_levels.push_back(
-            MakeLevel(SubChunks(m_file, node, childLimit, m_budget, m_progress), childLimit));
+        m_levels.push_back(MakeLevel(SubChunks(m_file, node, childLimit, m_budget, m_progress), childLimit));
     }
 
     void ShowRow(const SKrRiffChunkInfo& chunk, size_t depth)
@@ -242,9 +241,9 @@ private:
 
     void ReportFaults() const
     {
-        m_beyondFile.ReportAs("reach behind the end of the file", m_report);
-        m_beyondParent.ReportAs("reach behind the end of the list around them", m_report);
-        m_tooDeep.ReportAs("on level " + std::to_string(kDeepestLevel) + " are not entered", m_report);
+        m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
+        m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
+        m_tooDeep.ReportAs("not entered on level " + std::to_string(kDeepestLevel), m_report);
         if (m_budget.Exceeded())
             m_report.Finding("the file has more than " + std::to_string(m_options.limit) +
                              " chunks; the others are left out");

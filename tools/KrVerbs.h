@@ -22,9 +22,9 @@ void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& prog
 struct SKrTreeOptions
 {
     std::string file;
-    uint64_t depth = 0;       // levels shown; 0: all
-    uint64_t run = 8;         // chunks shown of a run before the rest is summed up
-    bool all = false;         // show runs in full
+    uint64_t depth = 0;        // levels shown; 0: all
+    uint64_t run = 8;          // chunks shown of a run before the rest is summed up
+    bool all = false;          // show runs in full
     uint64_t limit = 10000000; // nodes read at most
 };
 void RunTree(const SKrTreeOptions& options, CKrReport& report, CKrProgress& progress);

@@ -174,7 +174,10 @@ public:
             KrFrameworkMemory::FailBadIndex();
         const TYPE copy = element;
         const intptr_t oldSize = m_size;
-        SetSize((index > oldSize ? index : oldSize) + count);
+        const intptr_t end = index > oldSize ? index : oldSize;
+        if (end > INTPTR_MAX - count)
+            KrFrameworkMemory::FailNoMemory();
+        SetSize(end + count);
         for (intptr_t from = oldSize - 1; from >= index; --from)
             m_data[from + count] = m_data[from];
         for (intptr_t offset = 0; offset < count; ++offset)
@@ -252,11 +255,11 @@ private:
     // Room for `size` elements; memory behind m_size is not initialised for the caller's purposes.
     bool Reserve(intptr_t size)
     {
-        if (size <= m_capacity)
-            return true;
         const intptr_t largest = static_cast<intptr_t>(PTRDIFF_MAX / sizeof(TYPE));
         if (size > largest)
             return false;
+        if (size <= m_capacity)
+            return true;
         intptr_t capacity = size;
         if (m_capacity != 0) // growing: leave room, so that a run of Add() stays linear
         {

@@ -90,17 +90,25 @@ TEST(ByteReader, FieldBehindTheEnd_IsZeroAndNoted)
     EXPECT_EQ(in.U64Le(), 0u);
 }
 
-TEST(ByteReader, FieldCutByTheEnd_IsFilledUpWithZerosAndEndsTheReading)
+TEST(ByteReader, FieldCutByTheEnd_ReadsAsIfZerosFollowed)
 {
     for (size_t length = 0; length < 8; ++length)
     {
         const std::vector<uint8_t> bytes(length, 0xFF);
         CKrByteReader in(bytes);
-        EXPECT_EQ(in.U64Le(), (uint64_t{1} << (8 * length)) - 1) << length;
+        EXPECT_EQ(in.U64Le(), (uint64_t{1} << 8 * length) - 1) << length;
         EXPECT_FALSE(in.Ok()) << length;
-        EXPECT_EQ(in.U8(), 0u) << length << ": the bytes left over must not turn up as another field";
+        EXPECT_EQ(in.U8(), 0u) << length << ": what was cut must not turn up as another field";
+        EXPECT_EQ(in.U64Le(), 0u) << length;
         EXPECT_FALSE(in.Ok()) << length;
     }
+}
+
+TEST(ByteReader, FieldHighestByteFirstCutByTheEnd_ReadsAsIfZerosFollowed)
+{
+    CKrByteReader in(std::span(kHigh, 3));
+    EXPECT_EQ(in.U32Be(), 0xFEFDFC00u);
+    EXPECT_FALSE(in.Ok());
 }
 
 TEST(ByteReader, LastFieldAtTheVeryEnd_IsRead)

@@ -202,6 +202,18 @@ TEST_F(ArrayOperations, AppendOfItself_DoublesIt)
     EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 1, 2, 3}));
 }
 
+TEST_F(ArrayOperations, AppendOfItself_TouchesNothingBehindItsNewEnd)
+{
+    m_array.SetSize(20);
+    for (intptr_t index = 0; index < 20; ++index)
+        m_array[index] = index < 3 ? 1 : -1;
+    m_array.SetSize(3); // the room behind stays
+    m_array.Append(m_array);
+    ASSERT_EQ(m_array.GetSize(), 6);
+    for (intptr_t index = 6; index < 20; ++index)
+        EXPECT_EQ(m_array.GetData()[index], -1) << index;
+}
+
 TEST_F(ArrayOperations, FreeExtra_KeepsTheElements)
 {
     Fill({1, 2, 3});

@@ -134,7 +134,8 @@ TEST(ArraySetSize, HugeSize_ThrowsAndChangesNothing)
     CEntryArray array;
     array.Add({1, 2, 3});
     const SKrChunkIndexEntry* const data = array.GetData();
-    for (const intptr_t size : {INTPTR_MAX, INTPTR_MAX / 2, INTPTR_MAX / 16 + 1, INTPTR_MAX / 16})
+    for (const intptr_t size : {INTPTR_MAX, INTPTR_MAX / 2, INTPTR_MAX / 16 + 1, INTPTR_MAX / 16,
+                                (intptr_t{1} << 60) + 1}) // 16 bytes modulo 2^64
     {
         EXPECT_THROW(array.SetSize(size), CMemoryException) << size;
         ASSERT_EQ(array.GetSize(), 1);
@@ -173,7 +174,8 @@ TEST(ArrayTrySetSize, NegativeAndHugeSizes_AreRefusedAndChangeNothing)
 {
     CIntArray array;
     Fill(array, {1, 2});
-    for (const intptr_t size : {intptr_t{-1}, INTPTR_MIN, INTPTR_MAX, INTPTR_MAX / 4 + 1, INTPTR_MAX / 4})
+    for (const intptr_t size : {intptr_t{-1}, INTPTR_MIN, INTPTR_MAX, INTPTR_MAX / 4 + 1, INTPTR_MAX / 4,
+                                (intptr_t{1} << 62) + 3}) // 12 bytes modulo 2^64
     {
         EXPECT_FALSE(array.TrySetSize(size)) << size;
         EXPECT_EQ(Content(array), (std::vector{1, 2})) << size;

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
+#include <cwctype>
 #include <optional>
 
 namespace

@@ -1,0 +1,206 @@
+// The records that cross the library's interface, byte by byte: hosts of other compilers rely on each place.
+#include "KrRiffUtils/IKrRiffReader.h"
+#include "KrRiffUtils/KrRiffTypes.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <vector>
+
+namespace
+{
+// The bytes of a record. Bytes between its fields are zero: the record was made in zeroed memory, field by
+// field.
+template <class Record, class Fill>
+std::vector<uint8_t> ImageOf(Fill&& fill)
+{
+    static_assert(std::is_trivially_copyable_v<Record> && std::is_standard_layout_v<Record>);
+    alignas(Record) unsigned char memory[sizeof(Record)] = {};
+    Record& record = *new (memory) Record;
+    std::memset(static_cast<void*>(&record), 0, sizeof record);
+    fill(record);
+    return std::vector<uint8_t>(memory, memory + sizeof memory);
+}
+
+using KrImage = std::vector<uint8_t>;
+} // namespace
+
+TEST(RecordLayouts, RiffChunkInfo_Has24Bytes)
+{
+    const auto fill = [](SKrRiffChunkInfo& chunk)
+    {
+        chunk.ckid = 0x04030201;
+        chunk.cksize = 0x14131211;
+        chunk.fccType = 0x24232221;
+        chunk.offset = 0x3837363534333231;
+    };
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04,                         // ckid
+        0x11, 0x12, 0x13, 0x14,                         // cksize
+        0x21, 0x22, 0x23, 0x24,                         // fccType
+        0,    0,    0,    0,                            // nothing
+        0x31, 0x32, 0x33, 0x34, 0x35, 0x36, 0x37, 0x38, // offset
+    };
+    EXPECT_EQ(ImageOf<SKrRiffChunkInfo>(fill), expected);
+    EXPECT_EQ(ImageOf<SKrRiffChunkNode>([&](SKrRiffChunkNode& node) { fill(node.chunk); }), expected);
+}
+
+TEST(RecordLayouts, ChunkIndexEntry_Has16Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, // position
+        0x11, 0x12, 0x13, 0x14,                         // size
+        0x21, 0x22, 0x23, 0x24,                         // reserved
+    };
+    EXPECT_EQ(ImageOf<SKrChunkIndexEntry>(
+                  [](SKrChunkIndexEntry& entry)
+                  {
+                      entry.position = 0x0807060504030201;
+                      entry.size = 0x14131211;
+                      entry.reserved = 0x24232221;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, AudioChunkPattern_Has16Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04, // kind
+        0x11, 0x12, 0x13, 0x14, // bytesPerPeriod
+        0x21, 0x22, 0x23, 0x24, // chunksPerPeriod
+        0x31, 0x32, 0x33, 0x34, // lastChunkBytes
+    };
+    EXPECT_EQ(ImageOf<SKrAudioChunkPattern>(
+                  [](SKrAudioChunkPattern& pattern)
+                  {
+                      pattern.kind = 0x04030201;
+                      pattern.bytesPerPeriod = 0x14131211;
+                      pattern.chunksPerPeriod = 0x24232221;
+                      pattern.lastChunkBytes = 0x34333231;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, AviVideoParams_HasNineWords)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x11, 0x12, // display width, display height
+        0x21, 0,    0,    0,    // bit count
+        0x31, 0x32, 0x33, 0x34, // reserved A
+        0x41, 0x42, 0x43, 0x44, // aspect mode
+        0x51, 0x52, 0x53, 0x54, // frame rate
+        0xFF, 0xFF, 0xFF, 0xFF, // scan mode
+        0x61, 0x62, 0x63, 0x64, // reserved B
+        0xFE, 0xFF, 0xFF, 0xFF, // width
+        0xFD, 0xFF, 0xFF, 0xFF, // height
+    };
+    EXPECT_EQ(ImageOf<SKrAviVideoParams>(
+                  [](SKrAviVideoParams& params)
+                  {
+                      params.displayWidth = 0x0201;
+                      params.displayHeight = 0x1211;
+                      params.bitCount = 0x21;
+                      params.reservedA = 0x34333231;
+                      params.aspectMode = 0x44434241;
+                      params.frameRate = 0x54535251;
+                      params.scanMode = -1;
+                      params.reservedB = 0x64636261;
+                      params.width = -2;
+                      params.height = -3;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, WaveFormatInfo_HasFiveWords)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04, // format tag
+        0x11, 0x12, 0x13, 0x14, // channels
+        0x21, 0x22, 0x23, 0x24, // samples per second
+        0x31, 0x32, 0x33, 0x34, // bytes per second
+        0x41, 0x42,             // block align
+        0x51, 0x52,             // bits per sample
+    };
+    EXPECT_EQ(ImageOf<SKrWaveFormatInfo>(
+                  [](SKrWaveFormatInfo& format)
+                  {
+                      format.formatTag = 0x04030201;
+                      format.channels = 0x14131211;
+                      format.samplesPerSec = 0x24232221;
+                      format.avgBytesPerSec = 0x34333231;
+                      format.blockAlign = 0x4241;
+                      format.bitsPerSample = 0x5251;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, MediaInfo_Has40Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x11, 0x12, // video streams, audio streams
+        0x21, 0x22, 0x23, 0x24, // width
+        0x31, 0x32, 0x33, 0x34, // height
+        0x41, 0x42, 0x43, 0x44, // reserved A
+        0x51, 0x52, 0x53, 0x54, // aspect mode
+        0x61, 0x62, 0x63, 0x64, // frame rate
+        0xFF, 0xFF, 0xFF, 0xFF, // scan mode
+        0x71, 0x72, 0x73, 0x74, // reserved B
+        0x81, 0x82, 0x91, 0x92, // channels, bits per sample
+        0xA1, 0xA2, 0xA3, 0xA4, // samples per second
+    };
+    EXPECT_EQ(ImageOf<SKrMediaInfo>(
+                  [](SKrMediaInfo& info)
+                  {
+                      info.videoStreamCount = 0x0201;
+                      info.audioStreamCount = 0x1211;
+                      info.width = 0x24232221;
+                      info.height = 0x34333231;
+                      info.reservedA = 0x44434241;
+                      info.aspectMode = 0x54535251;
+                      info.frameRate = 0x64636261;
+                      info.scanMode = -1;
+                      info.reservedB = 0x74737271;
+                      info.channels = 0x8281;
+                      info.bitsPerSample = 0x9291;
+                      info.samplesPerSec = 0xA4A3A2A1;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, Arrays_Have40BytesBehindTheirTag)
+{
+    CArray<SKrChunkIndexEntry> array;
+    array.SetSize(3, 5);
+    uint64_t words[5];
+    static_assert(sizeof array == sizeof words);
+    std::memcpy(words, static_cast<const void*>(&array), sizeof words);
+    EXPECT_EQ(words[0], 0x9E4B725F41727279u); // the tag
+    EXPECT_EQ(words[1], reinterpret_cast<uintptr_t>(array.GetData()));
+    EXPECT_EQ(words[2], 3u); // size
+    EXPECT_GE(words[3], 3u); // room
+    EXPECT_EQ(words[4], 5u); // growth
+}
+
+TEST(RecordLayouts, FrameRateCodes_AreTheTablesIndex)
+{
+    static_assert(std::is_same_v<std::underlying_type_t<EKrFrameRate>, uint32_t>);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate23_976), 0u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate24), 1u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate25), 2u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate29_97), 3u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate30), 4u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate50), 5u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate59_94), 6u);
+    EXPECT_EQ(static_cast<uint32_t>(EKrFrameRate::Rate60), 7u);
+}
+
+TEST(RecordLayouts, ScanModes_AreSignedWithUnknownAsMinus1)
+{
+    static_assert(std::is_same_v<std::underlying_type_t<EKrScanMode>, int32_t>);
+    EXPECT_EQ(static_cast<int32_t>(EKrScanMode::Unknown), -1);
+    EXPECT_EQ(static_cast<int32_t>(EKrScanMode::UpperFieldFirst), 0);
+    EXPECT_EQ(static_cast<int32_t>(EKrScanMode::LowerFieldFirst), 1);
+    EXPECT_EQ(static_cast<int32_t>(EKrScanMode::Progressive), 2);
+}

@@ -1,0 +1,197 @@
+// The detection of data chunk ids on its own, and what it costs.
+#include "reader/KrStreamChunkDetection.h"
+
+#include "format/KrFourCC.h"
+#include "reader/KrFileCursor.h"
+#include "tests/reader/HeaderParseInnerSupport.h"
+#include "tests/support/KrCountingFileSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace KrTest;
+
+namespace
+{
+uint32_t Id(char first, char second, char third, char fourth)
+{
+    const char text[] = {first, second, third, fourth, '\0'};
+    return KrFourCC(text);
+}
+
+// A file in memory and a cursor on it.
+class COpenContent
+{
+public:
+    explicit COpenContent(const CKrAviBuilder& file)
+    {
+        m_files.Set(L"x", file.Content());
+        m_file = m_files.OpenForReading(L"x");
+        m_cursor.Attach(*m_file, file.Content().Size());
+    }
+
+    CKrFileCursor& Cursor() { return m_cursor; }
+
+private:
+    CKrMemoryFileSystem m_files;
+    std::unique_ptr<IKrFile> m_file;
+    CKrFileCursor m_cursor;
+};
+
+constexpr SKrDetectedChunks kUntouched{11, 22};
+
+SKrRiffChunkInfo Record(const SKrBuiltChunk& chunk, uint32_t id, uint32_t type)
+{
+    return {id, chunk.size, type, chunk.data};
+}
+
+// 'LIST' 'movi' at the start of a file, then a chunk behind it.
+CKrAviBuilder MoviAndChunk()
+{
+    CKrAviBuilder file;
+    file.List("movi", [&] { file.Chunk("00dc", KrBytes(4, 1)); });
+    file.Chunk("01wb", KrBytes(4, 1));
+    return file;
+}
+} // namespace
+
+TEST(StreamDataChunkId, OfAllNumbers_OnlyZeroAndADecimalDigitPass)
+{
+    for (int first = 0; first < 256; ++first)
+    {
+        for (int second = 0; second < 256; ++second)
+        {
+            const bool expected = first == '0' && second >= '0' && second <= '9';
+            const auto number = std::pair(static_cast<char>(first), static_cast<char>(second));
+            ASSERT_EQ(IsStreamDataChunkId(Id(number.first, number.second, 'd', 'c')), expected)
+                << first << ' ' << second;
+            ASSERT_EQ(IsStreamDataChunkId(Id(number.first, number.second, 'w', 'b')), expected)
+                << first << ' ' << second;
+        }
+    }
+}
+
+TEST(StreamDataChunkId, OfAllThirdCharacters_OnlyDAndWPass)
+{
+    for (int third = 0; third < 256; ++third)
+    {
+        const bool expected = third == 'd' || third == 'w';
+        EXPECT_EQ(IsStreamDataChunkId(Id('0', '1', static_cast<char>(third), 'c')), expected) << third;
+    }
+}
+
+TEST(StreamDataChunkId, FourthCharacter_MayBeAnything)
+{
+    for (int fourth = 0; fourth < 256; ++fourth)
+    {
+        EXPECT_TRUE(IsStreamDataChunkId(Id('0', '9', 'd', static_cast<char>(fourth)))) << fourth;
+        EXPECT_TRUE(IsStreamDataChunkId(Id('0', '0', 'w', static_cast<char>(fourth)))) << fourth;
+    }
+}
+
+TEST(StreamDataChunkId, JunkAndIndexChunks_AreNone)
+{
+    for (const uint32_t id :
+         {kFccJunk, Id('i', 'x', '0', '0'), Id('i', 'x', 'd', 'c'), kFccIdx1, kFccList, 0u})
+        EXPECT_FALSE(IsStreamDataChunkId(id)) << id;
+}
+
+TEST(StreamChunkDetection, MoviRecord_BoundsTheFirstChunkOnly)
+{
+    const CKrAviBuilder file = MoviAndChunk();
+    const SKrRiffChunkInfo movi = Record(file.Find("movi"), kFccList, kFccMovi);
+    COpenContent content(file);
+    content.Cursor().SeekTo(12);
+    SKrDetectedChunks detected = kUntouched;
+    ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), &movi, 2, detected));
+    EXPECT_EQ(detected.firstVideoId, KrFourCC("00dc"));
+    EXPECT_EQ(detected.firstAudioId, KrFourCC("01wb"));
+
+    content.Cursor().SeekTo(file.Find("01wb").header);
+    detected = kUntouched;
+    EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), &movi, 2, detected));
+    EXPECT_EQ(detected.firstVideoId, kUntouched.firstVideoId);
+    EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
+}
+
+TEST(StreamChunkDetection, RecordOfAnotherKind_IsRefused)
+{
+    const CKrAviBuilder file = MoviAndChunk();
+    COpenContent content(file);
+    const SKrBuiltChunk movi = file.Find("movi");
+    for (const auto& [id, type] : {std::pair(kFccList, kFccHdrl), std::pair(kFccRiff, kFccMovi),
+                                   std::pair(kFccMovi, kFccMovi), std::pair(kFccList, 0u)})
+    {
+        const SKrRiffChunkInfo record = Record(movi, id, type);
+        content.Cursor().SeekTo(12);
+        SKrDetectedChunks detected = kUntouched;
+        EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), &record, 1, detected));
+        EXPECT_EQ(detected.firstVideoId, kUntouched.firstVideoId);
+    }
+}
+
+TEST(StreamChunkDetection, NoRecord_StartsWhereTheCursorStands)
+{
+    const CKrAviBuilder file = MoviAndChunk();
+    COpenContent content(file);
+    SKrDetectedChunks detected = kUntouched;
+    ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
+    EXPECT_EQ(detected.firstVideoId, 0u) << "inside the list that is passed over whole";
+    EXPECT_EQ(detected.firstAudioId, KrFourCC("01wb"));
+
+    content.Cursor().SeekTo(12);
+    ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
+    EXPECT_EQ(detected.firstVideoId, KrFourCC("00dc"));
+    EXPECT_EQ(detected.firstAudioId, 0u) << "one stream was asked for";
+}
+
+TEST(StreamChunkDetection, NoChunkLeft_IsRefused)
+{
+    const CKrAviBuilder file = MoviAndChunk();
+    COpenContent content(file);
+    SKrDetectedChunks detected = kUntouched;
+    content.Cursor().SeekTo(file.Position() - 7);
+    EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
+    EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
+}
+
+// Opening costs the headers, whatever the file holds.
+TEST(StreamChunkDetection, AllStreamsSeen_FurtherChunksAreNotVisited)
+{
+    std::vector<std::vector<SKrReadCall>> reads;
+    for (const size_t chunks : {4u, 900u})
+    {
+        SKrSimpleAvi avi;
+        avi.streams = {VideoStream(std::vector<uint32_t>(chunks, 2 << 20)),
+                       PcmStream(std::vector<uint32_t>(chunks, 2 << 20))};
+        avi.index = EKrIndexKind::None;
+        CKrMemoryFileSystem files;
+        files.Set(L"x.avi", BuildSimpleAvi(avi).content);
+        CKrCountingFileSystem counting(files);
+        const CKrRef<CKrRiffReader> reader(new CKrRiffReader(counting));
+        ASSERT_EQ(reader->Open(L"x.avi"), 1);
+        EXPECT_EQ(reader->StreamState().firstAudioChunkId, KrFourCC("01wb"));
+        reads.push_back(counting.Reads());
+    }
+    EXPECT_EQ(reads[0].size(), reads[1].size());
+    uint64_t bytes = 0;
+    for (const SKrReadCall& read : reads[1])
+        bytes += read.bytes;
+    EXPECT_LT(bytes, 64u * 1024) << "no data of the two chunks of 2 MiB that were passed over";
+}
+
+TEST(StreamChunkDetection, IndexesOfTheFile_AreNotReadWhileOpening)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream(std::vector<uint32_t>(20000, 10))};
+    avi.index = EKrIndexKind::Both;
+    const SKrBuiltAvi built = BuildSimpleAvi(avi);
+    ASSERT_GT(built.Find("idx1").size + built.Find("ix00").size, 450'000u);
+    CKrMemoryFileSystem files;
+    files.Set(L"x.avi", built.content);
+    CKrCountingFileSystem counting(files);
+    const CKrRef<CKrRiffReader> reader(new CKrRiffReader(counting));
+    ASSERT_EQ(reader->Open(L"x.avi"), 1);
+    EXPECT_LT(counting.Calls().bytes, 64u * 1024);
+}

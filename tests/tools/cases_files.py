@@ -1,0 +1,153 @@
+"""Arguments, exit codes, messages, and files that cannot be read or written."""
+
+import os
+
+import avi_builder as avi
+from kravi_runner import check, equal, exit_code
+
+VERBS = ("info", "tree", "index", "extract")
+
+
+def small_avi(kravi, name="clip.avi"):
+    return kravi.write(name, avi.simple_avi(avi.standard_streams()))
+
+
+def test_help_and_version_are_answered_on_stdout_with_0(kravi):
+    result = exit_code(kravi("--help"), 0)
+    for verb in VERBS:
+        check(verb in result.out, f"help does not name {verb}")
+        verb_help = exit_code(kravi(verb, "--help"), 0)
+        check("Exit codes" in verb_help.out and "Findings" in verb_help.out, f"help of {verb} lacks something")
+    check(exit_code(kravi("--version"), 0).out.startswith("kravi "), "version")
+
+
+def test_wrong_arguments_are_2(kravi):
+    small_avi(kravi)
+    for arguments in ([], ["nosuchverb"], ["info"], ["info", "clip.avi", "--nosuch"], ["info", "clip.avi", "more"],
+                      ["info", "clip.avi", "--progress=loud"], ["index", "clip.avi", "--from", "-1"],
+                      ["index", "clip.avi", "--from", "010x"], ["index", "clip.avi", "--to", "99999999999999999999"],
+                      ["index", "clip.avi", "--from", "5", "--to", "4"], ["extract", "clip.avi"]):
+        result = exit_code(kravi(*arguments), 2)
+        check(result.err.startswith("kravi: "), f"{arguments} is not explained: {result}")
+        equal(result.out, "", f"output of {arguments}")
+
+
+def test_wrong_arguments_with_json_give_an_error_object(kravi):
+    result = exit_code(kravi("info", "--json"), 2)
+    check("FILE" in result.json()["error"]["cause"], str(result))
+
+
+def test_missing_file_is_2_and_named(kravi):
+    for verb in ("info", "tree", "index"):
+        result = exit_code(kravi(verb, "nowhere.avi"), 2)
+        equal(result.err, "kravi: nowhere.avi: there is no such file\n", verb)
+        equal(result.out, "", verb)
+    result = exit_code(kravi("extract", "nowhere.avi", "--audio", "a.wav"), 2)
+    check("nowhere.avi: there is no such file" in result.err, str(result))
+    equal(kravi.names(), [], "files")
+
+
+def test_failure_with_json_is_an_object_with_error(kravi):
+    result = exit_code(kravi("info", "nowhere.avi", "--json"), 2)
+    equal(result.json(), {"error": {"file": "nowhere.avi", "cause": "there is no such file"}}, "object")
+    check("there is no such file" in result.err, "stderr")
+
+
+def test_folder_is_2(kravi):
+    os.mkdir(kravi.path("folder"))
+    check("folder: it is a folder" in exit_code(kravi("info", "folder"), 2).err, "message")
+
+
+def test_file_of_200_bytes_is_2_and_the_size_is_named(kravi):
+    kravi.write("tiny.avi", avi.simple_avi(avi.standard_streams())[:200])
+    check("it has only 200 bytes" in exit_code(kravi("info", "tiny.avi"), 2).err, "message")
+    kravi.write("empty.avi", b"")
+    check("it has only 0 bytes" in exit_code(kravi("tree", "empty.avi"), 2).err, "message")
+
+
+def test_other_files_are_2(kravi):
+    kravi.write("text.avi", b"These are words, and more words follow them. " * 40)
+    check("no AVI file" in exit_code(kravi("info", "text.avi"), 2).err, "text")
+    kravi.write("zeros.avi", bytes(5000))
+    check("not readable as RIFF" in exit_code(kravi("info", "zeros.avi"), 2).err, "zeros")
+    kravi.write("sound.avi", avi.chunk(b"RIFF", b"WAVE" + avi.chunk(b"data", avi.payload(1, 5000))))
+    exit_code(kravi("info", "sound.avi"), 2)
+
+
+def test_file_in_use_is_2(kravi):
+    if kravi.is_emulated:
+        return  # who writes there holds another kind of lock
+    import fcntl
+    small_avi(kravi)
+    with open(kravi.path("clip.avi"), "r+b") as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        check("clip.avi: it is in use" in exit_code(kravi("info", "clip.avi"), 2).err, "message")
+    exit_code(kravi("info", "clip.avi"), 0)
+
+
+def test_name_beyond_ascii_is_read_and_reported(kravi):
+    name = small_avi(kravi, "Größe 日本 \U0001F3AC.avi")
+    result = exit_code(kravi("info", name, "--json"), 0)
+    equal(result.json()["file"], name, "name")
+    exit_code(kravi("extract", name, "--video", "é-%d.jpg", "--to", "0"), 0)
+    check("é-0.jpg" in kravi.names(), str(kravi.names()))
+
+
+def test_name_that_is_no_utf8_is_2(kravi):
+    if kravi.is_emulated:
+        return  # names are wide there
+    result = exit_code(kravi("info", b"\xff\xfe.avi", "--json"), 2)
+    check("not valid UTF-8" in result.json()["error"]["cause"], str(result))
+
+
+def test_existing_output_is_kept_without_force(kravi):
+    small_avi(kravi)
+    for name, option in (("out.wav", "--audio"), ("out.mjpg", "--video")):
+        kravi.write(name, b"precious")
+        result = exit_code(kravi("extract", "clip.avi", option, name), 2)
+        check(f"{name}: it exists already" in result.err, str(result))
+        equal(kravi.read(name), b"precious", name)
+        exit_code(kravi("extract", "clip.avi", option, name, "--force"), 0)
+        check(kravi.read(name) != b"precious", f"{name} was not replaced")
+    equal(kravi.names(), ["clip.avi", "out.mjpg", "out.wav"], "files")
+
+
+def test_existing_frame_is_found_before_anything_is_written(kravi):
+    small_avi(kravi)
+    kravi.write("f-7.jpg", b"precious")
+    exit_code(kravi("extract", "clip.avi", "--video", "f-%d.jpg", "--audio", "a.wav"), 2)
+    equal(kravi.names(), ["clip.avi", "f-7.jpg"], "files")
+    exit_code(kravi("extract", "clip.avi", "--video", "f-%d.jpg", "--to", "6"), 0)
+    equal(kravi.read("f-7.jpg"), b"precious", "frame behind the range")
+
+
+def test_input_is_never_replaced(kravi):
+    small_avi(kravi)
+    before = kravi.read("clip.avi")
+    for arguments in (["--video", "clip.avi"], ["--audio", "./clip.avi"]):
+        exit_code(kravi("extract", "clip.avi", *arguments, "--force"), 2)
+    equal(kravi.read("clip.avi"), before, "input")
+
+
+def test_targets_that_cannot_be_written_are_2(kravi):
+    small_avi(kravi)
+    os.mkdir(kravi.path("folder"))
+    check("it is a folder" in exit_code(kravi("extract", "clip.avi", "--audio", "folder", "--force"), 2).err, "folder")
+    result = exit_code(kravi("extract", "clip.avi", "--audio", "nowhere/a.wav"), 2)
+    check("nowhere/a.wav: it cannot be written" in result.err, str(result))
+    result = exit_code(kravi("extract", "clip.avi", "--audio", "same", "--video", "same"), 2)
+    check("one file" in result.err, str(result))
+    if not kravi.is_emulated:
+        os.mkfifo(kravi.path("pipe"))
+        exit_code(kravi("extract", "clip.avi", "--audio", "pipe", "--force"), 2)
+        exit_code(kravi("info", "pipe"), 2)
+    equal([name for name in kravi.names() if name.endswith(".tmp")], [], "temporary files")
+
+
+def test_bad_patterns_are_2(kravi):
+    small_avi(kravi)
+    for pattern in ("%", "f%", "f%s", "f%5d", "f%0d", "f%00d", "f%021d", "f%-3d", "f%d%d", "f%03d-%d", "f%ld", "f%n",
+                    "f%x", "f%%%", "f%099999999999999999999999d"):
+        result = exit_code(kravi("extract", "clip.avi", "--video", pattern), 2)
+        check("bad pattern" in result.err, f"{pattern}: {result}")
+    equal(kravi.names(), ["clip.avi"], "files")

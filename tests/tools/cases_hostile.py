@@ -1,0 +1,131 @@
+"""Files made to do harm: an answer in time, a known exit code, valid JSON, output in proportion to the file."""
+
+import os
+import random
+import struct
+
+import avi_builder as avi
+from kravi_runner import check, equal, exit_code
+
+
+def put(data, position, value):
+    return data[:position] + struct.pack("<I", value) + data[position + 4:]
+
+
+def survives(kravi, data, what, codes=(0, 1, 2)):
+    """Runs every verb; an emulator costs a second for each run, so it gets one."""
+    name = kravi.write("hostile.avi", data)
+    for output in ("v", "a"):
+        if output in kravi.names():
+            os.remove(kravi.path(output))
+    verbs = (["info"], ["tree"], ["index", "--check"], ["extract", "--video", "v", "--audio", "a", "--force"])
+    for verb, *options in verbs[:1] if kravi.is_emulated else verbs:
+        result = kravi(verb, name, *options, "--json")
+        check(result.code in codes, f"{what}: {verb}: {result}")
+        check(("error" in result.json()) == (result.code == 2), f"{what}: {verb}: {result}")
+        check(len(result.out) < 20000 + 200 * len(data), f"{what}: {verb} prints {len(result.out)} characters")
+    for output in ("v", "a"):
+        if output in kravi.names():
+            check(len(kravi.read(output)) <= len(data) + 200, f"{what}: {output} is larger than the file")
+
+
+def test_every_kind_of_prefix(kravi):
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        data = build(avi.standard_streams(3))
+        step = len(data) // 4 if kravi.is_emulated else 211
+        for length in range(0, len(data), step):
+            survives(kravi, data[:length], f"prefix of {length}")
+
+
+def test_random_changes(kravi):
+    source = random.Random(7)
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        data = build(avi.standard_streams(2))
+        headers = data.index(b"movi") + 20
+        for attempt in range(3 if kravi.is_emulated else 60):
+            changed = bytearray(data)
+            for _ in range(source.randint(1, 12)):
+                area = headers if source.random() < 0.7 else len(changed)
+                changed[source.randrange(area)] = source.choice((0, 1, 0x7F, 0x80, 0xFF, source.randrange(256)))
+            survives(kravi, bytes(changed), f"change {attempt}")
+
+
+def test_lists_inside_lists_without_end(kravi):
+    deep = b"".join(b"LIST" + struct.pack("<I", 0x7FFFFFFF) + b"deep" for _ in range(20000))
+    data = avi.simple_avi(avi.standard_streams(2), before_movi=deep)
+    kravi.write("deep.avi", data)
+    result = exit_code(kravi("tree", "deep.avi", "--json"), 1).json()
+    check(any("not entered" in finding for finding in result["findings"]), str(result["findings"])[:500])
+    check(len(result["chunks"]) < 100, "levels")
+    survives(kravi, data, "deep lists")
+
+
+def test_lists_that_overlap_are_not_walked_twice(kravi):
+    # Each pair doubles the ways to the end: the inner list claims the rest of the file, the outer one ends
+    # right behind the inner one's header.
+    pairs = b"".join(b"LIST" + struct.pack("<I", 16) + b"pair" + b"LIST" + struct.pack("<I", 0x00FFFFFF) + b"rest"
+                     for _ in range(60))
+    data = avi.simple_avi(avi.standard_streams(2), before_movi=pairs)
+    kravi.write("pairs.avi", data)
+    result = kravi("tree", "pairs.avi", "--json", "--all")
+    check(result.code in (0, 1) and len(result.json()["chunks"]) < 1000, str(result)[:2000])
+    survives(kravi, data, "overlapping lists")
+
+
+def test_index_that_points_many_times_at_one_chunk(kravi):
+    streams = avi.standard_streams(40)
+    data = avi.simple_avi(streams)
+    head = data.index(b"idx1")
+    first = data[head + 8:head + 24]
+    big = first[:12] + struct.pack("<I", len(data) // 2)
+    data = data[:head + 8] + big * 80 + data[head + 8 + 16 * 80:]
+    kravi.write("clip.avi", data)
+    result = exit_code(kravi("extract", "clip.avi", "--video", "v", "--json"), 1).json()
+    check("the chunks of the video index are together larger than the file; it is not used" in result["findings"],
+          str(result))
+    equal(kravi.read("v"), b"".join(streams[0].chunks), "frames, found by the search")
+    check(any("larger than the file" in finding for finding in
+              exit_code(kravi("info", "clip.avi", "--json"), 1).json()["findings"]), "info")
+
+
+def test_index_that_points_at_wrong_places_is_a_finding(kravi):
+    data = avi.simple_avi(avi.standard_streams())
+    last = data.rindex(b"00dc") + 8  # the offset in the last video entry
+    data = put(data, last, struct.unpack_from("<I", data, last)[0] + 2)
+    kravi.write("clip.avi", data)
+    findings = exit_code(kravi("extract", "clip.avi", "--video", "v", "--json"), 1).json()["findings"]
+    equal(findings, ["at no chunk of stream 0: 1 entry of the video index"], "findings")
+
+
+def test_sizes_of_four_gigabytes(kravi):
+    data = avi.simple_avi(avi.standard_streams(2))
+    for what in (b"strf", b"strh", b"avih", b"00dc", b"01wb", b"idx1", b"hdrl", b"movi"):
+        position = data.index(what)
+        position += -4 if what in (b"hdrl", b"movi") else 4
+        for size in (0xFFFFFFFF, 0xFFFFFFFE, 0x80000000, 0):
+            survives(kravi, put(data, position, size), f"{what} of {size}")
+        if kravi.is_emulated:
+            break
+
+
+def test_counts_beyond_the_file(kravi):
+    data = avi.open_dml_avi(avi.standard_streams(2))
+    for what in (b"indx", b"ix00"):
+        position = data.index(what) + 12
+        for count in (0xFFFFFFFF, 0x10000000, 0):
+            survives(kravi, put(data, position, count), f"{what} with {count} entries")
+
+
+def test_many_streams_are_cut(kravi):
+    data = avi.simple_avi([avi.video([b"frame" * 9]), *[avi.pcm([b"x" * 4]) for _ in range(254)]])
+    kravi.write("full.avi", data)
+    equal(len(exit_code(kravi("info", "full.avi", "--json"), 0).json()["streams"]), 255, "streams")
+    one_more = avi.lst(b"strl", avi.chunk(b"strh", bytes(56)))
+    head = data.index(b"LIST") + 4
+    size = struct.unpack_from("<I", data, head)[0]
+    more = put(data[:head + 4 + size] + one_more * 20 + data[head + 4 + size:], head, size + 20 * len(one_more))
+    more = put(more, 4, len(more) - 8)
+    kravi.write("over.avi", more)
+    result = exit_code(kravi("info", "over.avi", "--json"), 1).json()
+    equal(len(result["streams"]), 256, "streams")
+    check("the headers hold more chunks or streams than are looked at" in result["findings"], str(result["findings"]))

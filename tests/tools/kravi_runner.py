@@ -1,0 +1,99 @@
+"""Runs kravi in a folder of its own and counts what was checked."""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import traceback
+
+TIMEOUT = 120
+
+
+class Result:
+    def __init__(self, done):
+        self.code = done.returncode
+        self.out = done.stdout.decode("utf-8")  # must be valid at all times
+        self.err = done.stderr.decode("utf-8")
+
+    def json(self):
+        return json.loads(self.out)
+
+    def __str__(self):
+        return f"exit code {self.code}\n--- stdout\n{self.out}\n--- stderr\n{self.err}"
+
+
+class Kravi:
+    """The program, and the folder of one test case, which relative names are in."""
+
+    def __init__(self, command, folder):
+        self.command, self.folder = command, folder
+
+    @property
+    def is_emulated(self):
+        return len(self.command) > 1
+
+    def __call__(self, *arguments):
+        done = subprocess.run([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
+        return Result(done)
+
+    def start(self, *arguments):
+        return subprocess.Popen([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, data):
+        with open(self.path(name), "wb") as file:
+            file.write(data)
+        return name
+
+    def read(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def names(self):
+        return sorted(os.listdir(self.folder))
+
+
+def check(condition, what):
+    if not condition:
+        raise AssertionError(what)
+
+
+def equal(got, wanted, what):
+    if got != wanted:
+        raise AssertionError(f"{what}: got {shorten(got)}, wanted {shorten(wanted)}")
+
+
+def shorten(value):
+    text = repr(value)
+    return text if len(text) < 2000 else text[:2000] + "..."
+
+
+def exit_code(result, wanted):
+    check(result.code == wanted, f"wanted exit code {wanted}\n{result}")
+    return result
+
+
+def run_cases(modules, command):
+    """Runs every function whose name starts with test_; returns how many passed and failed."""
+    passed = failed = 0
+    for module in modules:
+        for name, case in sorted(vars(module).items()):
+            if not name.startswith("test_") or not callable(case):
+                continue
+            folder = tempfile.mkdtemp(prefix="kravi-test-")
+            try:
+                case(Kravi(command, folder))
+                passed += 1
+            except Exception:  # whatever goes wrong fails this case alone
+                failed += 1
+                print(f"FAILED {module.__name__}.{name}", file=sys.stderr)
+                traceback.print_exc()
+            finally:
+                shutil.rmtree(folder, ignore_errors=True)
+    return passed, failed

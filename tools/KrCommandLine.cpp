@@ -1,0 +1,250 @@
+#include "tools/KrCommandLine.h"
+
+#include "tools/KrProgress.h"
+#include "tools/KrReport.h"
+#include "tools/KrStandardOutput.h"
+#include "tools/KrText.h"
+#include "tools/KrToolError.h"
+#include "tools/KrVerbs.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+#include <map>
+
+#if !defined(KR_VERSION)
+#error "the build defines KR_VERSION as the version text"
+#endif
+
+namespace KrTool
+{
+namespace
+{
+constexpr char kExitCodes[] = "Exit codes:\n"
+                              "  0  done\n"
+                              "  1  done, and the report has findings: something is wrong with the file\n"
+                              "  2  failed: nothing to report, or the output is not complete\n";
+
+constexpr char kAbout[] =
+    "Looks into AVI files (AVI 1.0 and OpenDML), and takes frames and audio out of them unchanged.";
+
+constexpr char kInfoFooter[] =
+    "Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers; a\n"
+    "stream has no usable format or no index that can be loaded; the video index has fewer frames than the\n"
+    "headers declare; index entries reach behind the end of the file.\n";
+
+constexpr char kTreeFooter[] =
+    "Long rows of chunks are summed up behind the first ones, see --run and --all.\n\n"
+    "Findings: chunks that reach behind the end of the file or of the list around them; lists too deep to "
+    "be\n"
+    "entered; more chunks than --limit; and what is wrong with the file as a whole (see info).\n";
+
+constexpr char kIndexFooter[] =
+    "Numbers count from 0. The reader loads the index of the first video stream and of the first usable "
+    "audio\n"
+    "stream.\n\n"
+    "Findings: an index that cannot be loaded; entries that reach behind the end of the file; with --check,\n"
+    "chunks that are not in the index, and entries at no chunk; and what is wrong with the file as a "
+    "whole.\n";
+
+constexpr char kExtractFooter[] =
+    "PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without it\n"
+    "gives one file with all frames; %% is a percent sign. Frames count from 0.\n\n"
+    "With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in "
+    "whole\n"
+    "blocks or chunks for compressed audio.\n\n"
+    "Streams that the reader's indexes do not cover are found by searching the file for their chunks; the\n"
+    "report says so. Empty chunks are then not found, so that later frames have lower numbers.\n\n"
+    "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without\n"
+    "chunks; and what is wrong with the file as a whole (see info).\n";
+
+constexpr size_t kMostNumberDigits = 18;
+
+// A decimal number; CLI11's own conversion takes octal and hexadecimal ones as well.
+uint64_t ParseNumber(const std::string& text)
+{
+    uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [behind, error] = std::from_chars(text.data(), end, number);
+    if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
+        throw CLI::ValidationError("'" + Printable(text) + "' is no decimal number in range");
+    return number;
+}
+
+template <class NUMBER>
+void AddNumber(CLI::App& verb, const std::string& name, NUMBER& number, const std::string& about)
+{
+    verb.add_option_function<std::string>(
+            name, [&number](const std::string& text) { number = ParseNumber(text); }, about)
+        ->type_name("N");
+}
+
+// The verbs with their options, and the verb that was chosen.
+class CKrCommandLine
+{
+public:
+    CKrCommandLine() : m_app(kAbout, "kravi")
+    {
+        m_app.allow_windows_style_options(false); // a path may start with a slash everywhere
+        m_app.set_version_flag("--version", std::string("kravi ") + KR_VERSION);
+        m_app.require_subcommand(1);
+        m_app.footer(kExitCodes);
+        AddInfo();
+        AddTree();
+        AddIndex();
+        AddExtract();
+    }
+
+    int Run(const std::vector<std::string>& arguments)
+    {
+        try
+        {
+            m_app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        }
+        catch (const CLI::ParseError& answer)
+        {
+            if (answer.get_exit_code() == 0)
+                return Answer(answer);
+            CKrReport report(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
+            return Failed(report, {}, std::string(answer.what()) + "; see kravi --help");
+        }
+        return RunVerb();
+    }
+
+private:
+    using Verb = std::function<void(CKrReport&, CKrProgress&)>;
+
+    // Help and version.
+    int Answer(const CLI::ParseError& answer)
+    {
+        std::ostringstream text;
+        m_app.exit(answer, text, text);
+        Print(text.str());
+        FlushOutput();
+        return kExitDone;
+    }
+
+    static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
+    {
+        const std::string about = path.empty() ? std::string() : Printable(path) + ": ";
+        PrintDiagnostic("kravi: " + about + Printable(cause) + '\n');
+        return report.Fail(path, cause);
+    }
+
+    int RunVerb()
+    {
+        CKrReport report(m_json);
+        try
+        {
+            CKrProgress progress(m_progress, m_verbName);
+            m_verb(report, progress);
+            return report.Finish();
+        }
+        catch (const CKrToolError& error)
+        {
+            return Failed(report, error.Path(), error.what());
+        }
+        catch (const std::bad_alloc&)
+        {
+            return Failed(report, {}, "memory is short");
+        }
+        catch (const std::exception& error)
+        {
+            return Failed(report, {}, error.what());
+        }
+    }
+
+    CLI::App& AddVerb(const std::string& name, const std::string& about, const std::string& footer,
+                      std::string& file, Verb verb)
+    {
+        static const std::map<std::string, EKrProgressMode> kModes = {{"auto", EKrProgressMode::Auto},
+                                                                      {"none", EKrProgressMode::None},
+                                                                      {"json", EKrProgressMode::Json}};
+        CLI::App& app = *m_app.add_subcommand(name, about);
+        app.footer(footer + '\n' + kExitCodes);
+        app.add_option("FILE", file, "The AVI file")->required()->type_name("");
+        app.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
+        app.add_option("--progress", m_progress, "Progress on the error stream: auto, none or json")
+            ->transform(CLI::CheckedTransformer(kModes))
+            ->type_name("MODE");
+        app.callback(
+            [this, name, verb = std::move(verb)]
+            {
+                m_verbName = name;
+                m_verb = verb;
+            });
+        return app;
+    }
+
+    void AddInfo()
+    {
+        AddVerb("info", "Streams, formats, segments, private chunks and kinds of index", kInfoFooter,
+                m_info.file, [this](auto& report, auto& progress) { RunInfo(m_info, report, progress); });
+    }
+
+    void AddTree()
+    {
+        CLI::App& verb = AddVerb("tree", "The chunks of the file", kTreeFooter, m_tree.file,
+                                 [this](auto& report, auto& progress) { RunTree(m_tree, report, progress); });
+        AddNumber(verb, "--depth", m_tree.depth, "Show so many levels only; segments are level 1");
+        AddNumber(verb, "--run", m_tree.run, "Chunks shown of a long row (8)");
+        AddNumber(verb, "--limit", m_tree.limit, "Chunks read at most (10000000)");
+        verb.add_flag("--all", m_tree.all, "Show long rows in full");
+    }
+
+    void AddIndex()
+    {
+        CLI::App& verb = AddVerb(
+            "index", "The index entries of the video and the audio stream", kIndexFooter, m_index.file,
+            [this](auto& report, auto& progress) { RunIndex(m_index, report, progress); });
+        verb.add_flag("--video", m_index.video, "The video index only");
+        verb.add_flag("--audio", m_index.audio, "The audio index only");
+        verb.add_flag("--summary", m_index.summary, "No entries, just counts and sizes");
+        verb.add_flag("--check", m_index.check, "Compare with the chunks that are in the file");
+        AddNumber(verb, "--from", m_index.from, "First entry shown");
+        AddNumber(verb, "--to", m_index.to, "Last entry shown");
+    }
+
+    void AddExtract()
+    {
+        CLI::App& verb =
+            AddVerb("extract", "Write frames and audio to files, unchanged", kExtractFooter, m_extract.file,
+                    [this](auto& report, auto& progress) { RunExtract(m_extract, report, progress); });
+        verb.add_option("--video", m_extract.video, "Write video frames")->type_name("PATTERN");
+        verb.add_option("--audio", m_extract.audio, "Write audio as a WAVE file (RF64 above 4 GiB)")
+            ->type_name("NAME");
+        AddNumber(verb, "--video-stream", m_extract.videoStream, "Another video stream, by its number");
+        AddNumber(verb, "--audio-stream", m_extract.audioStream, "Another audio stream, by its number");
+        AddNumber(verb, "--from", m_extract.from, "First frame");
+        AddNumber(verb, "--to", m_extract.to, "Last frame");
+        verb.add_flag("--force", m_extract.force, "Replace files that exist");
+    }
+
+    CLI::App m_app;
+    bool m_json = false;
+    EKrProgressMode m_progress = EKrProgressMode::Auto;
+    std::string m_verbName;
+    Verb m_verb;
+    SKrInfoOptions m_info;
+    SKrTreeOptions m_tree;
+    SKrIndexOptions m_index;
+    SKrExtractOptions m_extract;
+};
+} // namespace
+
+int RunCommandLine(const std::vector<std::string>& arguments)
+{
+    try
+    {
+        return CKrCommandLine().Run(arguments);
+    }
+    catch (const std::exception& error)
+    {
+        PrintDiagnostic("kravi: " + Printable(error.what()) + '\n');
+        return kExitFailed;
+    }
+}
+} // namespace KrTool

@@ -1,0 +1,9 @@
+#include "tools/KrCommandLine.h"
+#include "tools/KrToolPlatform.h"
+
+int main(int argc, char** argv)
+{
+    const KrTool::CKrConsole console;
+    KrTool::CatchInterruptions();
+    return KrTool::RunCommandLine(KrTool::Utf8Arguments(argc, argv));
+}

@@ -13,6 +13,11 @@ bool LiesInside(const SKrRiffChunkInfo& parent, uint64_t position)
     return position >= parent.offset && position - parent.offset < parent.cksize;
 }
 
+size_t ShortestHeader(EKrLookupMode mode)
+{
+    return mode == EKrLookupMode::AnyChunk ? kChunkHeaderSize : kListHeaderSize;
+}
+
 bool Matches(const SKrChunkHeader& header, const SKrRiffChunkInfo& wanted, EKrLookupMode mode)
 {
     if (mode == EKrLookupMode::RiffOnly && header.id != kFccRiff)
@@ -42,7 +47,8 @@ void Skip(CKrFileCursor& cursor, uint64_t start, const SKrChunkHeader& header)
 // Goes on behind a header at `start` whose id was four zero bytes. Reading it again one byte further on each
 // time would find nothing before the last of those headers that begin with three zeros or fewer, so that
 // place is gone to at once. A lookup that counts empty headers must meet each of them.
-void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo* parent, int zeroLimit)
+void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo* parent, EKrLookupMode mode,
+                   int zeroLimit)
 {
     if (zeroLimit >= 1)
     {
@@ -51,7 +57,7 @@ void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo
     }
     const uint64_t lastStart = parent == nullptr ? cursor.Size() : parent->offset + parent->cksize;
     const uint64_t next = cursor.FindNonZero(start + 4, lastStart + 3) - 3;
-    const uint64_t firstWithoutRoom = cursor.Size() - kChunkHeaderSize + 1; // a header there is cut
+    const uint64_t firstWithoutRoom = cursor.Size() - ShortestHeader(mode) + 1; // a header there is cut
     cursor.SeekTo(std::min(next, firstWithoutRoom));
 }
 
@@ -78,7 +84,7 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
             return EKrLookupStatus::NotFound;
         uint8_t bytes[kListHeaderSize];
         const size_t got = cursor.Read(bytes, headerLength);
-        if (got < kChunkHeaderSize || (got < kListHeaderSize && mode != EKrLookupMode::AnyChunk))
+        if (got < ShortestHeader(mode))
             return EKrLookupStatus::NotFound;
 
         const SKrChunkHeader header = DecodeChunkHeader({bytes, got});
@@ -90,7 +96,7 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
         if (header.id == 0)
         {
             resynchronising = mode == EKrLookupMode::AnyChunk;
-            StepOverZeros(cursor, start, parent, zeroLimit);
+            StepOverZeros(cursor, start, parent, mode, zeroLimit);
         }
         else if (resynchronising)
         {

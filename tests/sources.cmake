@@ -29,6 +29,12 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/PixelAspectTest.cpp
   reader/StreamDetectionTest.cpp
   reader/VideoFormatTest.cpp
+  riffutils/QueryAnswersTest.cpp
+  riffutils/QueryChunkChecksTest.cpp
+  riffutils/QueryLookupTest.cpp
+  riffutils/QueryPathTest.cpp
+  riffutils/QueryReaderTest.cpp
+  riffutils/ReaderCacheTest.cpp
 )
 
 set(KR_INNER_TEST_SOURCES
@@ -50,9 +56,11 @@ set(KR_INNER_TEST_SOURCES
   platform/FilesTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
+  reader/ChunkLookupFaultsInnerTest.cpp
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp
   reader/ChunkLookupZerosInnerTest.cpp
+  reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/PixelAspectInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp

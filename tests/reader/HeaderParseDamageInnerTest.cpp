@@ -64,7 +64,7 @@ void Walk(CKrRiffReader& reader, std::ostream& out)
 // All that a host can learn from a file, as text. What the reader promises of any file is checked on the way.
 std::string Answers(const CKrFileContent& content)
 {
-    const CKrParsedInMemory file(content);
+    CKrParsedInMemory file(content);
     EXPECT_TRUE(file.Status() == 0 || file.Status() == 1);
     EXPECT_EQ(file.Reader().GetFileLength(), file.Status() == 1 ? content.Size() : 0);
     if (file.Status() != 1)
@@ -151,7 +151,7 @@ TEST(HeaderParseDamage, EveryPrefix_OpensExactlyWhereAChunkIsFound)
         SCOPED_TRACE(size);
         CKrFileContent prefix = built.content;
         prefix.Resize(size);
-        const CKrParsedInMemory file(prefix);
+        CKrParsedInMemory file(prefix);
         // 'movi' without a chunk fails; before it is seen, the private chunk behind 'hdrl' is one.
         const bool moviSeen = size >= behindMoviHeader;
         const bool expected = size > 200 && size >= (moviSeen ? firstChunk : behindHdrl) + 8;

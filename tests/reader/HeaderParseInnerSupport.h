@@ -4,7 +4,6 @@
 
 #include "reader/KrRiffReader.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 
 namespace KrTest
@@ -13,20 +12,20 @@ namespace KrTest
 class CKrParsedInMemory
 {
 public:
-    explicit CKrParsedInMemory(const CKrFileContent& content) : m_reader(new CKrRiffReader(m_files))
+    explicit CKrParsedInMemory(const CKrFileContent& content) : m_reader(m_files)
     {
         m_files.Set(L"parsed.avi", content);
-        m_status = m_reader->Open(L"parsed.avi");
+        m_status = m_reader.Open(L"parsed.avi");
     }
     explicit CKrParsedInMemory(const SKrSimpleAvi& avi) : CKrParsedInMemory(BuildSimpleAvi(avi).content) {}
 
     [[nodiscard]] int Status() const { return m_status; }
-    [[nodiscard]] CKrRiffReader& Reader() const { return *m_reader; }
-    [[nodiscard]] const SKrStreamState& State() const { return m_reader->StreamState(); }
+    [[nodiscard]] CKrRiffReader& Reader() { return m_reader; }
+    [[nodiscard]] const SKrStreamState& State() const { return m_reader.StreamState(); }
 
 private:
     CKrMemoryFileSystem m_files;
-    CKrRef<CKrRiffReader> m_reader;
+    CKrRiffReader m_reader;
     int m_status = -1;
 };
 } // namespace KrTest

@@ -47,9 +47,9 @@ uint32_t EndOfHeaderListWithReadsOf(size_t bytes)
     memory.Set(L"x.avi", BuildSimpleAvi({}).content);
     CKrFaultyFileSystem faulty(memory);
     faulty.ShortenRead(1, bytes, EKrFaultSpan::FromThenOn);
-    const CKrRef<CKrRiffReader> reader(new CKrRiffReader(faulty));
-    static_cast<void>(reader->Open(L"x.avi"));
-    return reader->StreamState().firstChunkPosition;
+    CKrRiffReader reader(faulty);
+    static_cast<void>(reader.Open(L"x.avi"));
+    return reader.StreamState().firstChunkPosition;
 }
 } // namespace
 
@@ -241,11 +241,11 @@ TEST(HeaderParse, EveryFailedRead_RefusesOrOpensTheFile)
         faulty, EKrFileCall::Read, EKrFaultSpan::FromThenOn,
         [&](uint64_t number)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(faulty));
-            const int status = reader->Open(L"x.avi");
+            CKrRiffReader reader(faulty);
+            const int status = reader.Open(L"x.avi");
             EXPECT_TRUE(status == 0 || status == 1) << number;
-            EXPECT_EQ(reader->GetFileLength(), status == 1 ? built.content.Size() : 0) << number;
-            EXPECT_TRUE(faulty.FaultStruck() || reader->StreamState().videoStreamNumber == 0);
+            EXPECT_EQ(reader.GetFileLength(), status == 1 ? built.content.Size() : 0) << number;
+            EXPECT_TRUE(faulty.FaultStruck() || reader.StreamState().videoStreamNumber == 0);
         });
     EXPECT_GE(struck, 1u);
 }

@@ -213,7 +213,7 @@ SKrSimpleAvi FileWithPrivateChunk()
 
 TEST(PixelAspectStep, UsableVideoFormat_TakesBothValues)
 {
-    const CKrParsedInMemory file(FileWithPrivateChunk());
+    CKrParsedInMemory file(FileWithPrivateChunk());
     ASSERT_EQ(file.Status(), 1);
     EXPECT_EQ(file.State().videoFormat.scanMode, 2);
     EXPECT_EQ(file.State().videoFormat.displayWidth, 1024);
@@ -257,7 +257,7 @@ TEST(PixelAspectStep, NoVideoStream_TakesNeither)
 // The queries walk the segments; a host must find the reader as if nobody had walked.
 TEST(PixelAspectStep, WalksOfTheStep_LeaveNoWalkUnderWay)
 {
-    const CKrParsedInMemory file(FileWithPrivateChunk());
+    CKrParsedInMemory file(FileWithPrivateChunk());
     uint32_t type = 1;
     uint32_t size = 1;
     uint64_t offset = 1;

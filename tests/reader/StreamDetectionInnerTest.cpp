@@ -169,9 +169,9 @@ TEST(StreamChunkDetection, AllStreamsSeen_FurtherChunksAreNotVisited)
         CKrMemoryFileSystem files;
         files.Set(L"x.avi", BuildSimpleAvi(avi).content);
         CKrCountingFileSystem counting(files);
-        const CKrRef<CKrRiffReader> reader(new CKrRiffReader(counting));
-        ASSERT_EQ(reader->Open(L"x.avi"), 1);
-        EXPECT_EQ(reader->StreamState().firstAudioChunkId, KrFourCC("01wb"));
+        CKrRiffReader reader(counting);
+        ASSERT_EQ(reader.Open(L"x.avi"), 1);
+        EXPECT_EQ(reader.StreamState().firstAudioChunkId, KrFourCC("01wb"));
         reads.push_back(counting.Reads());
     }
     EXPECT_EQ(reads[0].size(), reads[1].size());
@@ -191,7 +191,7 @@ TEST(StreamChunkDetection, IndexesOfTheFile_AreNotReadWhileOpening)
     CKrMemoryFileSystem files;
     files.Set(L"x.avi", built.content);
     CKrCountingFileSystem counting(files);
-    const CKrRef<CKrRiffReader> reader(new CKrRiffReader(counting));
-    ASSERT_EQ(reader->Open(L"x.avi"), 1);
+    CKrRiffReader reader(counting);
+    ASSERT_EQ(reader.Open(L"x.avi"), 1);
     EXPECT_LT(counting.Calls().bytes, 64u * 1024);
 }

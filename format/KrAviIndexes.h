@@ -34,7 +34,7 @@ struct SKrSuperIndexHead
 {
     static constexpr size_t kEncodedSize = 32;
 
-    uint32_t chunkId = 0;   // 'indx'
+    uint32_t chunkId = 0; // 'indx'
     uint32_t chunkSize = 0;
     uint16_t longsPerEntry = 4; // 32-bit words per entry
     uint8_t indexSubType = kIndexSubTypeDefault;

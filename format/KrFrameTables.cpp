@@ -28,11 +28,11 @@ constexpr SKrFrameSize kFrameSizes[] = {
 };
 
 constexpr SKrPixelAspectRow kPixelAspectRows[] = {
-    {16, 15, 720, 576, 0, kAspectMode4x3, 768},       //
-    {64, 45, 720, 576, 0, kAspectMode16x9, 1024},     //
-    {9, 10, 720, 486, 0, kAspectMode4x3, 648},        //
-    {6, 5, 720, 486, 0, kAspectMode16x9, 864},        //
-    {648, 720, 720, 486, 480, kAspectMode4x3, 648},   //
+    {16, 15, 720, 576, 0, kAspectMode4x3, 768},      //
+    {64, 45, 720, 576, 0, kAspectMode16x9, 1024},    //
+    {9, 10, 720, 486, 0, kAspectMode4x3, 648},       //
+    {6, 5, 720, 486, 0, kAspectMode16x9, 864},       //
+    {648, 720, 720, 486, 480, kAspectMode4x3, 648},  //
     {864, 720, 720, 486, 480, kAspectMode16x9, 864}, //
 };
 

@@ -61,7 +61,8 @@ bool CKrChunkSearch::Scan(CKrFileCursor& cursor)
     for (;;)
     {
         SKrRiffChunkInfo chunk = {};
-        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
+            EKrLookupStatus::Found)
             return false;
         if (Matches(chunk))
         {

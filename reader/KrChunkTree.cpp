@@ -91,8 +91,7 @@ SKrChunkTreeNode* CKrChunkTree::ReadSegment(CKrFileCursor& cursor, uint32_t form
         SeekBehind(cursor, previous->chunk);
     SKrRiffChunkInfo chunk = {};
     chunk.fccType = formType;
-    const EKrLookupStatus status =
-        FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
+    const EKrLookupStatus status = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
     return status == EKrLookupStatus::Found ? NewNode(chunk) : nullptr;
 }
 

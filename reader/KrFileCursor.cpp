@@ -5,11 +5,11 @@
 
 namespace
 {
-constexpr size_t kHeadSize = 8 * 1024;          // holds the whole header list of most files
-constexpr size_t kSmallestWindow = 512;         // a jump: this header, and those right behind it
-constexpr size_t kLargestWindow = 64 * 1024;    // a run of small chunks
-constexpr size_t kSmallestRetry = 512;          // below this a bad place is not looked at more closely
-constexpr uint64_t kClose = 2 * 1024;           // reads at most so far apart follow each other
+constexpr size_t kHeadSize = 8192;       // holds the whole header list of most files
+constexpr size_t kSmallestWindow = 512;  // a jump: this header, and those right behind it
+constexpr size_t kLargestWindow = 65536; // a run of small chunks
+constexpr size_t kSmallestRetry = 512;   // below this a bad place is not looked at more closely
+constexpr uint64_t kClose = 2048;        // reads at most so far apart follow each other
 
 // Index of the first byte other than zero, or `count`.
 size_t FirstNonZero(const uint8_t* bytes, size_t count)
@@ -30,7 +30,8 @@ size_t FirstNonZero(const uint8_t* bytes, size_t count)
 
 bool CKrFileCursor::SWindow::Holds(uint64_t position, size_t count) const
 {
-    return position >= start && position - start <= bytes.size() && bytes.size() - (position - start) >= count;
+    return position >= start && position - start <= bytes.size() &&
+           bytes.size() - (position - start) >= count;
 }
 
 void CKrFileCursor::Attach(IKrFile& file, uint64_t size)
@@ -108,7 +109,8 @@ uint64_t CKrFileCursor::FindNonZero(uint64_t from, uint64_t limit)
     while (from < limit)
     {
         // Blocks end at multiples of their size, so that the retries come down to whole bad sectors.
-        if (!m_moving.Holds(from, 1) && !Fill(m_moving, from, blockSize - static_cast<size_t>(from % blockSize)))
+        if (!m_moving.Holds(from, 1) &&
+            !Fill(m_moving, from, blockSize - static_cast<size_t>(from % blockSize)))
         {
             blockSize /= 2;
             if (blockSize < kSmallestRetry)

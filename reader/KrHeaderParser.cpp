@@ -24,14 +24,16 @@ constexpr uint32_t kSmallestRiffSize = 193;
 constexpr size_t kLargestWaveFormat = SKrWaveFormat::kEncodedSize + 0xFFFF;
 
 // The format bytes are handed to the conversion as the structure that they are.
-static_assert(std::endian::native == std::endian::little && sizeof(WAVEFORMATEX) == SKrWaveFormat::kEncodedSize);
+static_assert(std::endian::native == std::endian::little &&
+              sizeof(WAVEFORMATEX) == SKrWaveFormat::kEncodedSize);
 
 // Converts the bytes of a 'strf', which stands for all of the structure that it is too short for.
 bool ConvertWaveFormat(std::vector<uint8_t> bytes, SKrWaveFormatInfo& info)
 {
     const size_t wanted = SKrWaveFormat::kEncodedSize + DecodeWaveFormat(bytes).extraSize;
     bytes.resize(std::max(bytes.size(), wanted));
-    return KrAudioUtils::WaveFormat2KrWaveFormat(reinterpret_cast<const WAVEFORMATEX*>(bytes.data()), info) != 0;
+    return KrAudioUtils::WaveFormat2KrWaveFormat(reinterpret_cast<const WAVEFORMATEX*>(bytes.data()), info) !=
+           0;
 }
 } // namespace
 
@@ -193,7 +195,8 @@ bool CKrHeaderParser::ReadFormat(const SKrRiffChunkInfo& strf, size_t usedBytes,
     return true;
 }
 
-CKrHeaderParser::EStream CKrHeaderParser::TakeVideoStream(const SKrMainHeader& mainHeader, const SStream& stream)
+CKrHeaderParser::EStream CKrHeaderParser::TakeVideoStream(const SKrMainHeader& mainHeader,
+                                                          const SStream& stream)
 {
     SKrRiffChunkInfo strf = {};
     std::vector<uint8_t> bytes;
@@ -222,7 +225,8 @@ CKrHeaderParser::EStream CKrHeaderParser::TakeAudioStream(const SStream& stream)
     if (!FindFormat(stream.strl, strf) || !ReadFormat(strf, kLargestWaveFormat, bytes))
         return EStream::Failed;
     const SKrWaveFormat format = DecodeWaveFormat(bytes);
-    if (m_state.audioStreamCount >= kMaxAudioStreams || format.bitsPerSample == 0 || format.samplesPerSec == 0)
+    if (m_state.audioStreamCount >= kMaxAudioStreams || format.bitsPerSample == 0 ||
+        format.samplesPerSec == 0)
         return EStream::Skipped;
     SKrAudioStream& audio = m_state.audio[m_state.audioStreamCount];
     if (!ConvertWaveFormat(std::move(bytes), audio.format))

@@ -24,7 +24,8 @@ public:
 
     // Header list, then the ids of the data chunks. False when the file shows no chunk where data chunks are
     // looked for.
-    // Kept: a header list that cannot be parsed does not fail the file, whose data chunks may still be of use.
+    // Kept: a header list that cannot be parsed does not fail the file, whose data chunks may still be of
+    // use.
     [[nodiscard]] bool ParseFile();
 
 private:
@@ -35,7 +36,8 @@ private:
     [[nodiscard]] bool ReadMainHeader(const SKrRiffChunkInfo& hdrl, SKrMainHeader& header);
     [[nodiscard]] bool ReadStreamHeader(SKrStreamHeader& header);
     [[nodiscard]] bool FindFormat(const SKrRiffChunkInfo& strl, SKrRiffChunkInfo& strf);
-    [[nodiscard]] bool ReadFormat(const SKrRiffChunkInfo& strf, size_t usedBytes, std::vector<uint8_t>& bytes);
+    [[nodiscard]] bool ReadFormat(const SKrRiffChunkInfo& strf, size_t usedBytes,
+                                  std::vector<uint8_t>& bytes);
 
     // What became of one 'strl'.
     enum class EStream

@@ -76,7 +76,8 @@ struct SAudioSink
 
     void Accept(const SKrChunkIndexEntry* entries, uint64_t number)
     {
-        // Kept: each chunk is divided by itself, so that part of a sample frame at its end counts for nothing.
+        // Kept: each chunk is divided by itself, so that part of a sample frame at its end counts for
+        // nothing.
         if (const uint16_t blockAlign = state.audio[0].sampleSize; blockAlign != 0)
             state.totalAudioSamples += entries[number].size / blockAlign;
         statistics->Add(entries, number);
@@ -108,7 +109,8 @@ bool CKrIndexLoader::LoadAudio(Entries& out, SKrAudioChunkPattern& pattern)
 }
 
 template <class Sink>
-bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out, Sink&& sink)
+bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
+                          Sink&& sink)
 {
     if (!KrIndexArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
         return false;
@@ -215,7 +217,8 @@ bool CKrIndexLoader::TakeStdIndex(uint64_t position, uint8_t superSubType, Entri
 
 // Appends a chunk's entries up to the first that lies beyond the end of the file.
 template <class Layout, class Sink>
-bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out, Sink& sink)
+bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
+                                    Sink& sink)
 {
     std::vector<uint8_t> bytes;
     if (!ReadBlock(position, uint64_t{count} * Layout::kSize, bytes))
@@ -232,12 +235,13 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
 
 // Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.
 template <class Sink>
-bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out, Sink& sink)
+bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
+                             Sink& sink)
 {
     if (index.oldIndexEntries == 0)
         return false;
-    const uint64_t entries = std::min<uint64_t>(
-        index.oldIndexEntries, FileHoldsFrom(index.indexPosition) / SKrOldIndexEntry::kEncodedSize);
+    const uint64_t entries = std::min<uint64_t>(index.oldIndexEntries, FileHoldsFrom(index.indexPosition) /
+                                                                           SKrOldIndexEntry::kEncodedSize);
     std::vector<uint8_t> bytes;
     if (!KrIndexArray::TrySetSize(out, entries) ||
         !ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize, bytes))

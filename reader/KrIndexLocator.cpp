@@ -21,7 +21,8 @@ bool FindSuperIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers,
     SeekBehind(cursor, headers.strf);
     SKrRiffChunkInfo indx = {};
     indx.ckid = kFccIndx;
-    if (FindChunk(cursor, indx, &headers.strl, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+    if (FindChunk(cursor, indx, &headers.strl, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
+        EKrLookupStatus::Found)
         return false;
     index.indexPosition = KeptIndexPosition(indx.offset - kChunkHeaderSize);
     return true;
@@ -59,7 +60,8 @@ bool FindOldIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, c
     SeekBehind(cursor, movi);
     SKrRiffChunkInfo idx1 = {};
     idx1.ckid = kFccIdx1;
-    if (FindChunk(cursor, idx1, &headers.riff, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+    if (FindChunk(cursor, idx1, &headers.riff, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
+        EKrLookupStatus::Found)
         return false;
     index.indexPosition = KeptIndexPosition(idx1.offset);
     index.oldIndexEntries = idx1.cksize / SKrOldIndexEntry::kEncodedSize;

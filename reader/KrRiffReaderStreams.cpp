@@ -31,8 +31,8 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
         ApplyPixelAspect(format, horizontal, vertical);
 }
 
-uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression, uint16_t* bitCount,
-                                           int* formatValid, uint32_t* videoChunkId)
+uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression,
+                                           uint16_t* bitCount, int* formatValid, uint32_t* videoChunkId)
 {
     if (format == nullptr || compression == nullptr || bitCount == nullptr || formatValid == nullptr ||
         videoChunkId == nullptr)

@@ -67,7 +67,8 @@ bool DetectStreamChunkIds(CKrFileCursor& cursor, const SKrRiffChunkInfo* movi, u
     {
         SeekBehind(cursor, chunk);
         chunk = {};
-        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
+            EKrLookupStatus::Found)
             break;
         if (IsStreamDataChunkId(chunk.ckid)) // neither 'JUNK' nor an "ix" chunk has such an id
             seen.Add(chunk.ckid);

@@ -56,8 +56,8 @@ SKrAviVideoParams DescribeVideo(const SKrBitmapHeader& bitmap, const SKrStreamHe
     format.bitCount = 8;
     format.reservedA = bitmap.width > 720 ? 1 : 0;
     format.aspectMode = AspectModeOfSize(bitmap.width, bitmap.height);
-    format.frameRate = stream.scale == 0 || stream.rate == 0 ? kNoFrameRate
-                                                             : MatchFrameRate(stream.scale, stream.rate);
+    format.frameRate =
+        stream.scale == 0 || stream.rate == 0 ? kNoFrameRate : MatchFrameRate(stream.scale, stream.rate);
     format.scanMode = static_cast<int32_t>(GuessScanMode(format.frameRate, bitmap.width, bitmap.height));
     format.reservedB = PixelFormat(bitmap.bitCount);
     format.width = bitmap.width;

@@ -2,8 +2,8 @@
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include "core/KrOwnReader.h"
-#include "core/KrRef.h"
 #include "core/KrReentrantLock.h"
+#include "core/KrRef.h"
 #include "riffutils/KrPrivateChunkQuery.h"
 #include "riffutils/KrReaderCache.h"
 
@@ -57,12 +57,17 @@ int QueryByPath(const wchar_t* path, Search&& search)
 auto ScanModeSearch(EKrScanMode& scanMode)
 {
     return [&scanMode](IKrRiffReader& reader)
-    { return ScanMode(reader, kOwnFlavour, scanMode) || ScanMode(reader, kForeignFlavour, scanMode); };
+    {
+        return ScanMode(reader, kOwnFlavour, scanMode) || ScanMode(reader, kForeignFlavour, scanMode);
+    };
 }
 
 auto ScanModeSearch(int flavour, EKrScanMode& scanMode)
 {
-    return [flavour, &scanMode](IKrRiffReader& reader) { return ScanMode(reader, flavour, scanMode); };
+    return [flavour, &scanMode](IKrRiffReader& reader)
+    {
+        return ScanMode(reader, flavour, scanMode);
+    };
 }
 
 // The stored values are unsigned; hosts get their bits.

@@ -44,7 +44,8 @@ for path in glob.glob(os.path.join(folder, "reports", "*.xml")):
     suites = tree.parse(path).getroot()
     if suites.tag != "testsuites":
         continue
-    total = int(suites.get("tests"))
+    total = int(suites.get("tests")) - int(suites.get("disabled"))
+    total -= sum(int(suite.get("skipped", 0)) for suite in suites)
     bad = int(suites.get("failures")) + int(suites.get("errors"))
     passed += total - bad
     failed += bad

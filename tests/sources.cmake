@@ -18,26 +18,41 @@ else()
 endif()
 
 set(KR_PUBLIC_TEST_SOURCES
+  core/ReaderFactoryTest.cpp
   include/ArrayOperationsTest.cpp
   include/ArrayTest.cpp
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
+  reader/AudioStatisticsTest.cpp
   reader/HeaderParseAudioTest.cpp
   reader/HeaderParseFileTest.cpp
   reader/HeaderParseListTest.cpp
   reader/HeaderParseVideoTest.cpp
+  reader/LargeFileTest.cpp
+  reader/OldIndexLoadTest.cpp
+  reader/OpenDmlIndexLoadTest.cpp
   reader/PixelAspectTest.cpp
+  reader/ReaderLockTest.cpp
+  reader/ReaderOpenTest.cpp
   reader/StreamDetectionTest.cpp
   reader/VideoFormatTest.cpp
+  riffutils/HostReaderTest.cpp
   riffutils/QueryAnswersTest.cpp
   riffutils/QueryChunkChecksTest.cpp
   riffutils/QueryLookupTest.cpp
   riffutils/QueryPathTest.cpp
   riffutils/QueryReaderTest.cpp
+  riffutils/ReaderCacheStressTest.cpp
   riffutils/ReaderCacheTest.cpp
 )
 
 set(KR_INNER_TEST_SOURCES
+  core/ImmortalInnerTest.cpp
+  core/ObjectInnerTest.cpp
+  core/OwnReaderInnerTest.cpp
+  core/ReaderFactoryMemoryInnerTest.cpp
+  core/ReentrantLockInnerTest.cpp
+  core/RefInnerTest.cpp
   format/BitmapHeaderInnerTest.cpp
   format/BytesInnerTest.cpp
   format/ChunkHeaderInnerTest.cpp
@@ -56,15 +71,27 @@ set(KR_INNER_TEST_SOURCES
   platform/FilesTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
+  reader/AudioChunkStatisticsInnerTest.cpp
+  reader/AudioStatisticsInnerTest.cpp
+  reader/AudioStatisticsLoadInnerTest.cpp
   reader/ChunkLookupFaultsInnerTest.cpp
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp
   reader/ChunkLookupZerosInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
+  reader/HostileFilesInnerTest.cpp
+  reader/IndexLocateInnerTest.cpp
   reader/PixelAspectInnerTest.cpp
+  reader/ReadCountInnerTest.cpp
+  reader/ReaderFaultsInnerTest.cpp
+  reader/ReaderLockBusyInnerTest.cpp
+  reader/ReaderOpenInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp
   reader/VideoFormatInnerTest.cpp
+  riffutils/QueryLockInnerTest.cpp
+  riffutils/ReaderCacheInnerTest.cpp
+  riffutils/ReaderCacheThreadsInnerTest.cpp
   siblings/AVUtilsInnerTest.cpp
   support/AviBuilderTest.cpp
   support/AviRecordsTest.cpp

@@ -2,9 +2,9 @@
 #ifndef KRRIFFUTILS_IKRRIFFREADER_H
 #define KRRIFFUTILS_IKRRIFFREADER_H
 
+#include "IKrUnknown.h"
 #include "KrFramework.h"
 #include "KrRiffTypes.h"
-#include "IKrUnknown.h"
 
 // Opens one file at a time and answers from it: stream formats, the chunk tree, chunk searches, stream
 // indexes and raw bytes.

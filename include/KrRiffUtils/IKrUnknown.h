@@ -23,7 +23,10 @@ protected:                                                                      
                                                                                                              \
 public:
 #define KR_IMPLEMENT_INTERFACE_DESTRUCTOR(Class)                                                             \
-    void operator delete(void* memory) { ::operator delete(memory); }                                        \
+    void operator delete(void* memory)                                                                       \
+    {                                                                                                        \
+        ::operator delete(memory);                                                                           \
+    }                                                                                                        \
     void* KrDeletingDestructor(unsigned int flags) final                                                     \
     {                                                                                                        \
         void* const self = this;                                                                             \

@@ -28,7 +28,8 @@ protected:
         avi.streams = {VideoStream({50'000, 50'000})}; // 'idx1' is far from the headers
         m_files.Set(L"a.avi", BuildSimpleAvi(avi).content);
         m_files.Set(L"b.avi", BuildSimpleAvi(SmallAviWithKrlA(2)).content);
-        m_reader.Reset(new CKrRiffReader(m_counting));
+        const KrPlatform::CFileSystemScope scope(m_counting); // the reader keeps to it
+        m_reader.Reset(static_cast<CKrRiffReader*>(NewReader().Detach()));
         EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
     }
     ~QueryLock() override
@@ -74,8 +75,7 @@ TEST_F(QueryLock, HeldByAnotherThreadsLoad_IsWaitedFor)
     EXPECT_EQ(answer.get(), Mode(1));
 }
 
-// The length is asked first, and waits as well. Here the lock is taken between that and the query's own wait:
-// the reader answers its length from inside this thread's hold.
+// As during Open, which asks for the file's own values while it has the lock.
 TEST_F(QueryLock, HeldByThisThread_IsEnteredAgain)
 {
     const CKrLockScope held(m_reader->Lock());

@@ -1,0 +1,70 @@
+// How the library tells its own readers from a host's.
+#include "core/KrOwnReader.h"
+
+#include "KrRiffUtils/KrRiffUtils.h"
+#include "core/KrObject.h"
+#include "reader/KrRiffReader.h"
+#include "tests/support/KrRef.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+// A host's reader that knows nothing.
+class CForeignReader final : public CKrObject<IKrRiffReader>
+{
+public:
+    int Open(const wchar_t*) override { return 0; }
+    void Close() override {}
+    uint64_t GetFileLength() override { return 0; }
+    int FindFirstRiffSegment() override { return 0; }
+    int FindNextRiffSegment(uint32_t*, uint32_t*, uint64_t*, SKrRiffChunkNode**) override { return 0; }
+    int FindFirstSubChunk(SKrRiffChunkNode*) override { return 0; }
+    int FindNextSubChunk(uint32_t*, uint32_t*, uint32_t*, uint64_t*, SKrRiffChunkNode**) override
+    {
+        return 0;
+    }
+    uint32_t ReadChunkData(const SKrRiffChunkInfo*, uint8_t*, uint32_t) override { return 0; }
+    uint32_t ReadAt(uint64_t, void*, uint32_t) override { return 0; }
+    SKrRiffChunkInfo* GetLastRiffSegment() override { return nullptr; }
+    int FindFirstChunk(const CDWordArray*, uint64_t) override { return 0; }
+    int FindNextChunk(uint32_t*, uint32_t*, uint32_t*, uint64_t*, SKrRiffChunkInfo**) override { return 0; }
+    void EndChunkSearch() override {}
+    uint32_t GetVideoStreamInfo(SKrAviVideoParams*, uint32_t*, uint16_t*, int*, uint32_t*) override
+    {
+        return 0;
+    }
+    int GetAudioStreamInfo(SKrWaveFormatInfo*, int*, uint32_t*, double*) override { return 0; }
+    int LoadVideoIndex(CArray<SKrChunkIndexEntry>&) override { return 0; }
+    int LoadAudioIndex(CArray<SKrChunkIndexEntry>&, SKrAudioChunkPattern*) override { return 0; }
+};
+} // namespace
+
+TEST(OwnReader, ReaderOfTheFactory_GivesItsLock)
+{
+    KrTest::CKrRef<IKrRiffReader> reader;
+    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    EXPECT_EQ(FindOwnReaderLock(reader.Get()), &static_cast<CKrRiffReader*>(reader.Get())->Lock());
+}
+
+TEST(OwnReader, TwoReaders_HaveALockEach)
+{
+    KrTest::CKrRef<IKrRiffReader> first;
+    KrTest::CKrRef<IKrRiffReader> second;
+    ASSERT_EQ(KrCreateRiffReader(first.Put()), 1);
+    ASSERT_EQ(KrCreateRiffReader(second.Put()), 1);
+    EXPECT_NE(FindOwnReaderLock(first.Get()), FindOwnReaderLock(second.Get()));
+}
+
+TEST(OwnReader, ReaderOfAHost_HasNoLockOfOurs)
+{
+    KrTest::CKrRef<IKrRiffReader> own;
+    ASSERT_EQ(KrCreateRiffReader(own.Put()), 1); // there is one of ours to be mistaken for
+    const KrTest::CKrRef<IKrRiffReader> foreign(new CForeignReader);
+    EXPECT_EQ(FindOwnReaderLock(foreign.Get()), nullptr);
+}
+
+TEST(OwnReader, NullReader_HasNoLock)
+{
+    EXPECT_EQ(FindOwnReaderLock(nullptr), nullptr);
+}

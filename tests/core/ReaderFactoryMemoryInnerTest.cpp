@@ -1,0 +1,71 @@
+// The reader factory when memory is short: this test program's own allocation functions fail on demand.
+#include "KrRiffUtils/KrRiffUtils.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+// The n-th allocation from now on fails, 0: none. Of this thread only.
+thread_local unsigned t_failingAllocation = 0;
+
+class CFailingAllocation
+{
+public:
+    explicit CFailingAllocation(unsigned number) { t_failingAllocation = number; }
+    ~CFailingAllocation() { t_failingAllocation = 0; }
+    CFailingAllocation(const CFailingAllocation&) = delete;
+    CFailingAllocation& operator=(const CFailingAllocation&) = delete;
+
+    [[nodiscard]] bool Struck() const { return t_failingAllocation == 0; }
+};
+} // namespace
+
+void* operator new(size_t size)
+{
+    if (t_failingAllocation != 0 && --t_failingAllocation == 0)
+        throw std::bad_alloc();
+    if (void* const memory = std::malloc(size != 0 ? size : 1))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, size_t) noexcept
+{
+    std::free(memory);
+}
+
+TEST(ReaderFactoryMemory, AnyFailedAllocation_GivesZeroAndANullPointer)
+{
+    unsigned failures = 0;
+    for (unsigned number = 1; number < 100; ++number)
+    {
+        int somethingElse = 0;
+        IKrRiffReader* reader = reinterpret_cast<IKrRiffReader*>(&somethingElse);
+        int status = -1;
+        bool struck = false;
+        {
+            const CFailingAllocation failing(number);
+            status = KrCreateRiffReader(&reader);
+            struck = failing.Struck();
+        }
+        if (!struck)
+        {
+            ASSERT_EQ(status, 1);
+            reader->Release();
+            break;
+        }
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(reader, nullptr);
+        ++failures;
+    }
+    EXPECT_GE(failures, 1u) << "the object itself is allocated at least";
+    EXPECT_LT(failures, 99u);
+}

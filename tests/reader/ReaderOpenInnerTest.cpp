@@ -1,0 +1,166 @@
+// What opening and closing ask of the file system, and what is left when it refuses.
+#include "reader/KrRiffReader.h"
+
+#include "tests/reader/ReaderOpenSupport.h"
+#include "tests/support/KrCountingFileSystem.h"
+#include "tests/support/KrFaultyFileSystem.h"
+#include "tests/support/KrMemoryFileSystem.h"
+#include "tests/support/KrSimpleAvi.h"
+
+#include <gtest/gtest.h>
+
+using namespace KrTest;
+
+namespace
+{
+class ReaderOpenCalls : public testing::Test
+{
+protected:
+    ReaderOpenCalls()
+    {
+        SKrSimpleAvi avi;
+        avi.streams.push_back(PcmStream());
+        avi.krlA = SKrTestKrlA{};
+        m_built = BuildSimpleAvi(avi);
+        m_files.Set(L"a.avi", m_built.content);
+        m_files.Set(L"b.avi", BuildSimpleAvi({}).content);
+    }
+
+    CKrMemoryFileSystem m_files;
+    CKrFaultyFileSystem m_faulty{m_files};
+    CKrCountingFileSystem m_counting{m_faulty};
+    SKrBuiltAvi m_built;
+    CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_counting)};
+};
+} // namespace
+
+TEST_F(ReaderOpenCalls, Open_AsksOnceForTheFileAndItsSize)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    const SKrFileCalls calls = m_counting.Calls();
+    EXPECT_EQ(calls.opens, 1u);
+    EXPECT_EQ(calls.openFiles, 1u);
+    EXPECT_EQ(calls.sizes, 1u);
+    EXPECT_GE(calls.reads, 1u);
+}
+
+TEST_F(ReaderOpenCalls, SamePath_TouchesNothing)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_counting.Reset();
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
+    EXPECT_EQ(m_reader->Open(L"A.Avi"), 1);
+    const SKrFileCalls calls = m_counting.Calls();
+    EXPECT_EQ(calls.opens, 0u);
+    EXPECT_EQ(calls.sizes, 0u);
+    EXPECT_EQ(calls.seeks, 0u);
+    EXPECT_EQ(calls.reads, 0u);
+    EXPECT_EQ(calls.openFiles, 1u);
+}
+
+TEST_F(ReaderOpenCalls, SamePathAfterTheFileWasReplaced_StillTouchesNothing)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_files.Set(L"a.avi", KrBytes(100));
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
+    EXPECT_EQ(m_reader->GetFileLength(), m_built.content.Size());
+    m_reader->Close();
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 0) << "opened afresh, it is too small";
+    EXPECT_EQ(m_reader->GetFileLength(), 0u);
+}
+
+TEST_F(ReaderOpenCalls, Close_ClosesTheFile)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_reader->Close();
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+}
+
+TEST_F(ReaderOpenCalls, LastRelease_ClosesTheFile)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_reader.Reset();
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+}
+
+TEST_F(ReaderOpenCalls, SecondPath_LeavesOneFileOpen)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    ASSERT_EQ(m_reader->Open(L"b.avi"), 1);
+    EXPECT_EQ(m_counting.Calls().openFiles, 1u);
+    EXPECT_EQ(m_counting.Calls().opens, 2u);
+}
+
+TEST_F(ReaderOpenCalls, TooSmallFile_IsNotRead)
+{
+    m_files.Set(L"small.avi", KrBytes(200, 'R'));
+    EXPECT_EQ(m_reader->Open(L"small.avi"), 0);
+    EXPECT_EQ(m_counting.Calls().reads, 0u);
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+}
+
+TEST_F(ReaderOpenCalls, FailedParse_ClosesTheFile)
+{
+    m_files.Set(L"zeros.avi", KrBytes(5000));
+    EXPECT_EQ(m_reader->Open(L"zeros.avi"), 0);
+    EXPECT_GE(m_counting.Calls().reads, 1u);
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+    EXPECT_EQ(m_reader->GetFileLength(), 0u);
+}
+
+TEST_F(ReaderOpenCalls, UnknownSize_IsRefused)
+{
+    m_faulty.FailCall(EKrFileCall::Size, 1);
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 0);
+    EXPECT_TRUE(m_faulty.FaultStruck());
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+    EXPECT_EQ(m_reader->GetFileLength(), 0u);
+}
+
+TEST_F(ReaderOpenCalls, RefusedOpenAfterAnotherFile_LeavesNoFileOpen)
+{
+    ASSERT_EQ(m_reader->Open(L"b.avi"), 1);
+    m_faulty.Reset();
+    m_faulty.FailCall(EKrFileCall::Open, 1);
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 0);
+    EXPECT_TRUE(m_faulty.FaultStruck());
+    EXPECT_EQ(m_counting.Calls().openFiles, 0u);
+    EXPECT_EQ(m_reader->GetFileLength(), 0u);
+}
+
+// Whatever read fails, the reader is either open with the whole file or closed.
+TEST_F(ReaderOpenCalls, AnyFailedOrShortRead_LeavesTheReaderOpenOrClosed)
+{
+    const auto check = [&](uint64_t)
+    {
+        const int status = m_reader->Open(L"a.avi");
+        EXPECT_EQ(m_reader->GetFileLength(), status == 1 ? m_built.content.Size() : 0);
+        EXPECT_EQ(m_counting.Calls().openFiles, status == 1 ? 1u : 0u);
+        m_reader->Close();
+    };
+    EXPECT_GE(ForEveryFailedCall(m_faulty, EKrFileCall::Read, EKrFaultSpan::Once, check), 1u);
+    EXPECT_GE(ForEveryFailedCall(m_faulty, EKrFileCall::Read, EKrFaultSpan::FromThenOn, check), 1u);
+    for (const size_t bytes : {0u, 7u, 12u, 100u})
+        EXPECT_GE(ForEveryShortRead(m_faulty, bytes, EKrFaultSpan::FromThenOn, check), 1u);
+}
+
+TEST_F(ReaderOpenCalls, NoReadWorks_OpenFails)
+{
+    m_faulty.FailCall(EKrFileCall::Read, 1, EKrFaultSpan::FromThenOn);
+    EXPECT_EQ(m_reader->Open(L"a.avi"), 0);
+}
+
+TEST_F(ReaderOpenCalls, ReaderOfTheFactory_OpensWhereTheProcessOpensFiles)
+{
+    const KrPlatform::CFileSystemScope scope(m_counting);
+    const CKrRef<IKrRiffReader> reader = NewReader();
+    EXPECT_EQ(reader->Open(L"a.avi"), 1);
+    EXPECT_EQ(m_counting.Calls().opens, 1u);
+}
+
+TEST_F(ReaderOpenCalls, NewReader_OpensNothing)
+{
+    EXPECT_EQ(m_reader->GetFileLength(), 0u);
+    m_reader->Close();
+    EXPECT_EQ(m_counting.Calls().opens, 0u);
+}

@@ -72,11 +72,11 @@ private:
 
 int CKrRiffReader::Open(const wchar_t* path)
 {
-    if (path == nullptr)
-        return 0;
-    if (m_file != nullptr && KrPlatform::EqualIgnoringCase(m_path, path))
+    if (path != nullptr && m_file != nullptr && KrPlatform::EqualIgnoringCase(m_path, path))
         return 1;
     Close();
+    if (path == nullptr)
+        return 0;
     // Another thread inside the reader kept it from being closed, or would meet the parse half done.
     if (CKrTryLockScope probe(m_lock); m_file != nullptr || !probe.Entered())
         return 0;

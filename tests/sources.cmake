@@ -86,6 +86,7 @@ set(KR_INNER_TEST_SOURCES
   reader/ReadCountInnerTest.cpp
   reader/ReaderFaultsInnerTest.cpp
   reader/ReaderLockBusyInnerTest.cpp
+  reader/ReaderLockExitsInnerTest.cpp
   reader/ReaderOpenInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp
   reader/VideoFormatInnerTest.cpp

@@ -52,7 +52,9 @@ constexpr char kIndexFooter[] =
 
 constexpr char kExtractFooter[] =
     "PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without it\n"
-    "gives one file with all frames; %% is a percent sign. Frames count from 0.\n\n"
+    "gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, by "
+    "which\n"
+    "some programs repeat a frame, gives an empty file.\n\n"
     "With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in "
     "whole\n"
     "blocks or chunks for compressed audio.\n\n"

@@ -54,6 +54,24 @@ def test_frames_and_audio_of_every_kind_of_file(kravi):
         equal((second["audio"]["stream"], second["audio"]["source"]), (2, "chunk search"), f"{kind}: second track")
 
 
+def test_more_chunks_than_one_search_takes(kravi):
+    frames = [struct.pack("<I", number) for number in range(140000)]
+    kravi.write("clip.avi", avi.simple_avi([avi.video(frames)], idx1=False))
+    result = extract(kravi, "clip.avi", "--video", "v")
+    equal(result["video"]["frames"], len(frames), "frames")
+    check(kravi.read("v") == b"".join(frames), "frames differ")
+
+
+def test_empty_chunk_gives_an_empty_frame(kravi):
+    streams = avi.standard_streams(4)
+    streams[0].chunks[2] = b""
+    kravi.write("clip.avi", avi.simple_avi(streams))
+    equal(extract(kravi, "clip.avi", "--video", "f-%03d.jpg")["video"]["frames"], 4, "frames")
+    check_all_frames(kravi, streams[0])
+    kravi.write("bare.avi", avi.simple_avi(streams, idx1=False))
+    equal(extract(kravi, "bare.avi", "--video", "v")["video"]["frames"], 3, "frames that a search finds")
+
+
 def test_second_video_stream(kravi):
     streams = [*avi.standard_streams(), avi.video([avi.payload(70 + number, 99) for number in range(9)])]
     kravi.write("clip.avi", avi.simple_avi(streams))

@@ -11,12 +11,6 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrTempFolder.cpp
 )
 
-if(WIN32)
-  list(APPEND KR_TEST_SUPPORT_SOURCES support/win32/KrOsTestFilesWin32.cpp)
-else()
-  list(APPEND KR_TEST_SUPPORT_SOURCES support/posix/KrOsTestFilesPosix.cpp)
-endif()
-
 set(KR_PUBLIC_TEST_SOURCES
   core/ReaderFactoryTest.cpp
   include/ArrayOperationsTest.cpp
@@ -24,6 +18,9 @@ set(KR_PUBLIC_TEST_SOURCES
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
   reader/AudioStatisticsTest.cpp
+  reader/ChunkTreeDamageTest.cpp
+  reader/ChunkTreeLastSegmentTest.cpp
+  reader/ChunkTreeTest.cpp
   reader/HeaderParseAudioTest.cpp
   reader/HeaderParseFileTest.cpp
   reader/HeaderParseListTest.cpp
@@ -34,6 +31,7 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/PixelAspectTest.cpp
   reader/ReaderLockTest.cpp
   reader/ReaderOpenTest.cpp
+  reader/SearchAndReadTest.cpp
   reader/StreamDetectionTest.cpp
   reader/VideoFormatTest.cpp
   riffutils/HostReaderTest.cpp
@@ -78,10 +76,13 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp
   reader/ChunkLookupZerosInnerTest.cpp
+  reader/ChunkTreeInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/HostileFilesInnerTest.cpp
+  reader/IndexLoadOpenDmlInnerTest.cpp
   reader/IndexLocateInnerTest.cpp
+  reader/IndexLocateOldInnerTest.cpp
   reader/PixelAspectInnerTest.cpp
   reader/ReadCountInnerTest.cpp
   reader/ReaderFaultsInnerTest.cpp
@@ -104,5 +105,13 @@ set(KR_INNER_TEST_SOURCES
 )
 
 set(KR_MODULE_TEST_SOURCES
+  module/UnloadTest.cpp
 )
 
+if(WIN32)
+  list(APPEND KR_TEST_SUPPORT_SOURCES support/win32/KrOsTestFilesWin32.cpp)
+  list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryWin32.cpp)
+else()
+  list(APPEND KR_TEST_SUPPORT_SOURCES support/posix/KrOsTestFilesPosix.cpp)
+  list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
+endif()

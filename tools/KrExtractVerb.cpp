@@ -89,13 +89,13 @@ public:
             PrepareVideo();
         if (!m_options.audio.empty())
             PrepareAudio();
-        m_report.Fact("file", m_file.Path());
         Json video;
         Json audio;
         if (!m_options.video.empty())
             video = WriteVideo();
         if (!m_options.audio.empty())
             audio = WriteAudio();
+        m_report.Fact("file", m_file.Path());
         m_report.Fact("video", video);
         m_report.Fact("audio", audio);
     }

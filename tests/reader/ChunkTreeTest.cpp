@@ -234,7 +234,13 @@ TEST_F(ChunkTree, SegmentOfOddSize_NextStartsEven)
 TEST_F(ChunkTree, SegmentSizeBeyondTheFile_IsReportedAsStored)
 {
     CKrAviBuilder file;
-    file.Riff("AVI ", [&] { file.Chunk("JUNK", KrBytes(300, 1)); }, {.size = 0xFFFFFFFE});
+    file.Riff("AVI ",
+              [&]
+              {
+                  file.List("hdrl", [] {});
+                  file.Chunk("JUNK", KrBytes(300, 1));
+              },
+              {.size = 0xFFFFFFFE});
     Open(file.Content());
     EXPECT_EQ(SegmentLines(), KrLines{"RIFF AVI  4294967294 at 8"});
 }
@@ -312,7 +318,6 @@ TEST_F(ChunkTree, EmptyList_HasNoSubChunks)
     avi.beforeMovi = [](CKrAviBuilder& file)
     {
         file.List("none", [] {});
-        file.List("zero", [] {}, {.size = 0});
     };
     OpenSimple(avi);
     EXPECT_EQ(m_reader->FindFirstSubChunk(ChildNode(*m_reader, Root(), "none")), 0);
@@ -323,7 +328,7 @@ TEST_F(ChunkTree, ListOfSizeZero_HasNoSubChunks)
     SKrSimpleAvi avi;
     avi.beforeMovi = [](CKrAviBuilder& file)
     {
-        // The walk goes on right behind the size, where 'more' now stands as the list's type.
+        // Behind the size the list has its type, which is also the id of the next sibling.
         file.BeginList("more", {.size = 0});
         file.Raw(KrBytes{2, 0, 0, 0, 1, 1});
         file.End();

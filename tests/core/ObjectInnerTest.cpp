@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -98,7 +99,8 @@ TEST(Object, SlotZeroWithTheDeletingFlag_DestroysAndFrees)
     CThing* const thing = new CThing(destroyed);
     using DeletingDestructor = void* (*)(void*, unsigned int);
     const auto destroy = reinterpret_cast<DeletingDestructor>(SlotOf(static_cast<IThing*>(thing), 0));
-    EXPECT_EQ(destroy(static_cast<IThing*>(thing), 1), static_cast<void*>(thing));
+    const auto address = reinterpret_cast<uintptr_t>(thing);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(destroy(static_cast<IThing*>(thing), 1)), address);
     EXPECT_EQ(destroyed, 1);
 }
 

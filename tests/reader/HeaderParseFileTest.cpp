@@ -290,6 +290,7 @@ TEST(HeaderParseFile, MoviBehindOtherListsAndChunks_IsFound)
         file.List("odml", [&] { file.List("movi", [&] { file.Chunk("07dc", KrBytes(4, 1)); }); });
         file.Chunk("JUNK", KrBytes(501, 0));
         file.Chunk("movi", KrBytes(12, 1));
+        file.Riff("movi", [&] { file.Chunk("05dc", KrBytes(4, 1)); });
         file.Chunk("06dc", KrBytes(4, 1));
         file.Zeros(17);
     };

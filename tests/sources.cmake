@@ -18,6 +18,7 @@ set(KR_PUBLIC_TEST_SOURCES
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
   reader/AudioStatisticsTest.cpp
+  reader/ChunkSearchTest.cpp
   reader/ChunkTreeDamageTest.cpp
   reader/ChunkTreeLastSegmentTest.cpp
   reader/ChunkTreeTest.cpp
@@ -29,10 +30,12 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/OldIndexLoadTest.cpp
   reader/OpenDmlIndexLoadTest.cpp
   reader/PixelAspectTest.cpp
+  reader/RawReadTest.cpp
   reader/ReaderLockTest.cpp
   reader/ReaderOpenTest.cpp
   reader/SearchAndReadTest.cpp
   reader/StreamDetectionTest.cpp
+  reader/StreamInfoTest.cpp
   reader/VideoFormatTest.cpp
   riffutils/HostReaderTest.cpp
   riffutils/QueryAnswersTest.cpp
@@ -72,24 +75,33 @@ set(KR_INNER_TEST_SOURCES
   reader/AudioChunkStatisticsInnerTest.cpp
   reader/AudioStatisticsInnerTest.cpp
   reader/AudioStatisticsLoadInnerTest.cpp
+  reader/BigFileInnerTest.cpp
   reader/ChunkLookupFaultsInnerTest.cpp
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp
   reader/ChunkLookupZerosInnerTest.cpp
+  reader/ChunkSearchInnerTest.cpp
   reader/ChunkTreeInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/HostileFilesInnerTest.cpp
+  reader/IndexLoadArrayInnerTest.cpp
+  reader/IndexLoadOldInnerTest.cpp
   reader/IndexLoadOpenDmlInnerTest.cpp
   reader/IndexLocateInnerTest.cpp
   reader/IndexLocateOldInnerTest.cpp
   reader/PixelAspectInnerTest.cpp
+  reader/RawReadInnerTest.cpp
   reader/ReadCountInnerTest.cpp
+  reader/ReadCountStepsInnerTest.cpp
+  reader/ReaderFaultOpenInnerTest.cpp
+  reader/ReaderFaultStepsInnerTest.cpp
   reader/ReaderFaultsInnerTest.cpp
   reader/ReaderLockBusyInnerTest.cpp
   reader/ReaderLockExitsInnerTest.cpp
   reader/ReaderOpenInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp
+  reader/StreamInfoInnerTest.cpp
   reader/VideoFormatInnerTest.cpp
   riffutils/QueryLockInnerTest.cpp
   riffutils/ReaderCacheInnerTest.cpp
@@ -105,6 +117,7 @@ set(KR_INNER_TEST_SOURCES
 )
 
 set(KR_MODULE_TEST_SOURCES
+  module/ModuleTest.cpp
   module/UnloadTest.cpp
 )
 

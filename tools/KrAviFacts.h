@@ -52,7 +52,7 @@ struct SKrAviFacts
     bool cut = false; // the headers have more chunks or streams than are looked at
 };
 
-constexpr uint32_t kLargestFormat = 64 * 1024;
+constexpr uint32_t kLargestFormat = 0x10000;
 constexpr size_t kMostStreams = 256;
 
 SKrAviFacts ReadFacts(const CKrAviFile& file, CKrProgress& progress);

@@ -277,7 +277,7 @@ SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts,
                        " index are together larger than the file; it is not used");
         return FindChunks(file, facts, kind, stream, report, progress);
     }
-    const SKrStreamChunks result = {stream, true, std::move(*index)};
+    SKrStreamChunks result = {stream, true, std::move(*index)};
     ReportWrongEntries(file, result, kind, report);
     return result;
 }

@@ -1,7 +1,7 @@
 #include "tools/KrText.h"
 
 #include <array>
-#include <cwchar>
+#include <type_traits>
 
 namespace KrTool
 {
@@ -130,8 +130,7 @@ std::string Narrow(std::wstring_view wide)
 {
     const auto unitAt = [wide](size_t index)
     {
-        const auto unit = static_cast<uint32_t>(wide[index]);
-        return kWideIsUtf16 ? unit & 0xFFFF : unit;
+        return uint32_t{static_cast<std::make_unsigned_t<wchar_t>>(wide[index])};
     };
     std::string narrow;
     for (size_t index = 0; index < wide.size(); ++index)

@@ -13,17 +13,21 @@ namespace KrTool
 // The program's arguments without its own name.
 std::vector<std::string> Utf8Arguments(int argc, char** argv);
 
-// Makes the console take UTF-8 and the standard streams take bytes as they are, while it lives.
+// Makes the console take UTF-8 and the standard streams take bytes as they are. Returns what RestoreConsole
+// needs to give the console back as it was.
+unsigned PrepareConsole();
+void RestoreConsole(unsigned before);
+
 class CKrConsole
 {
 public:
-    CKrConsole();
-    ~CKrConsole();
+    CKrConsole() : m_before(PrepareConsole()) {}
+    ~CKrConsole() { RestoreConsole(m_before); }
     CKrConsole(const CKrConsole&) = delete;
     CKrConsole& operator=(const CKrConsole&) = delete;
 
 private:
-    unsigned m_codePage = 0; // to be given back; 0: none
+    unsigned m_before;
 };
 
 bool IsStandardErrorTerminal();

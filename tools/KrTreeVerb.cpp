@@ -20,7 +20,7 @@ constexpr size_t kDeepestLevel = 32;
 constexpr size_t kMostIdsSummedUp = 12;
 constexpr uint32_t kRec = FourCc('r', 'e', 'c', ' ');
 
-std::string PaddedLeft(std::string text, size_t width)
+std::string PaddedLeft(const std::string& text, size_t width)
 {
     return std::string(width - std::min(width, text.size()), ' ') + text;
 }

@@ -23,7 +23,7 @@ constexpr uint64_t kRiffHeaderSize = 8;
 constexpr uint64_t kLargestPlainSize = UINT32_MAX;
 
 // All that stands around the audio bytes is smaller than this.
-constexpr uint64_t kRoomForHeaders = 128 * 1024;
+constexpr uint64_t kRoomForHeaders = 0x20000;
 
 void PutText(std::vector<uint8_t>& out, std::string_view text)
 {

@@ -133,16 +133,13 @@ TEST(HeaderParseList, MainHeaderBehindEightZeros_IsNotFound)
 
 TEST(HeaderParseList, MainHeaderBehindTheHeaderList_IsNotFound)
 {
-    SKrBuiltAvi built = BuildSimpleAvi(VideoAndAudio());
-    built.content.PutU32(built.Find("avih").header, FourCcValue("JUNK"));
-    ExpectStreams(CKrParsedFile(built.content), false, false);
-
     SKrSimpleAvi avi = VideoAndAudio();
     avi.beforeMovi = [](CKrAviBuilder& file)
     {
         file.Chunk("avih", MainHeader());
+        WriteVideoStrl(file);
     };
-    built = BuildSimpleAvi(avi);
+    SKrBuiltAvi built = BuildSimpleAvi(avi);
     built.content.PutU32(built.Find("avih").header, FourCcValue("JUNK"));
     ExpectStreams(CKrParsedFile(built.content), false, false);
 }
@@ -280,6 +277,22 @@ TEST(HeaderParseList, ZerosBeforeAStreamList_LoseIt)
     }
 }
 
+// Unlike before 'avih', any number of headers without an id may follow each other here.
+TEST(HeaderParseList, ZerosThatEndInTheSizeOfASkip_AreSteppedOver)
+{
+    SKrSimpleAvi avi = VideoAndAudio();
+    avi.afterAvih = [](CKrAviBuilder& file)
+    {
+        file.Zeros(9);
+        file.Raw(KrBytes{
+            0x01,                   // ends the id 0x01000000 of the first header that has one
+            0x02, 0x00, 0x00, 0x00, // its size
+            0xAA, 0xAA,             // its data, up to an even position
+        });
+    };
+    ExpectStreams(avi, true, true);
+}
+
 TEST(HeaderParseList, StreamListBehindTheHeaderList_IsFound)
 {
     SKrSimpleAvi avi = VideoAndAudio();
@@ -327,6 +340,28 @@ TEST(HeaderParseList, StreamHeaderOfAnotherSize_EndsTheList)
         built = BuildSimpleAvi(VideoAndAudio());
         PutStrhSize(built, 1, size);
         ExpectStreams(CKrParsedFile(built.content), true, false);
+    }
+}
+
+TEST(HeaderParseList, WholeStreamHeaderOfAnotherSize_EndsTheList)
+{
+    for (const size_t size : {54u, 56u, 58u, 60u, 62u, 64u, 66u})
+    {
+        const CKrFileContent content = WithHeaderList(
+            [size](CKrAviBuilder& list)
+            {
+                KrBytes header = ToBytes(SKrTestStreamHeader{});
+                header.resize(size);
+                list.Chunk("avih", MainHeader());
+                list.List("strl",
+                          [&]
+                          {
+                              list.Chunk("strh", header);
+                              list.Chunk("strf", ToBytes(SKrTestBitmapInfo{}));
+                          });
+            });
+        SCOPED_TRACE(size);
+        ExpectStreams(CKrParsedFile(content), size == 56 || size == 64, false);
     }
 }
 

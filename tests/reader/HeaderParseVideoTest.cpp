@@ -208,6 +208,16 @@ TEST(HeaderParseVideo, SkippedVideoStreamWithAnOddFormat_LosesTheNextStream)
     EXPECT_EQ(file.Audio().valid, 0);
 }
 
+TEST(HeaderParseVideo, SkippedVideoStreamWithALongerFormat_KeepsTheNextStream)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream({10, 10}), VideoStream({10, 10}, {.extra = KrBytes(1024, 0x55)}),
+                   PcmStream({20, 20})};
+    const CKrParsedFile file(avi);
+    ExpectVideo(file.Video());
+    EXPECT_EQ(file.Audio().valid, 1);
+}
+
 TEST(HeaderParseVideo, TakenVideoStreamWithAnOddFormat_KeepsTheNextStream)
 {
     const CKrParsedFile file(VideoAndAudio({.extra = KrBytes(3, 0)}));

@@ -56,6 +56,37 @@ inline void PutU64(CKrFileContent& content, uint64_t position, uint64_t value)
                    PcmStream(std::vector<uint32_t>(chunks, audioBytes))};
     return avi;
 }
+// A file that ends with the super index of its one stream, of `entries` entries for the same standard index
+// with one chunk: the stream's list stands behind 'movi', where it is found as well. `before` writes in
+// between.
+[[nodiscard]] inline SKrBuiltAvi WithSuperIndexAtTheEnd(size_t entries, const KrBuilderHook& before = {})
+{
+    SKrSimpleAvi avi;
+    avi.index = EKrIndexKind::None;
+    avi.mainHeader.streams = 1;
+    avi.streams.clear();
+    avi.junkBeforeMovi = 100; // the segment is no file worth reading without
+    SKrBuiltChunk stdIndex;
+    avi.endOfMovi = [&stdIndex](CKrAviBuilder& file)
+    {
+        const uint64_t data = file.Chunk("00dc", KrBytes(50, 1)).data;
+        stdIndex = file.Chunk("ix00", ToBytes(SKrTestStdIndex{.entries = {{data, 50, true}}}));
+    };
+    avi.endOfFile = [&](CKrAviBuilder& file)
+    {
+        if (before)
+            before(file);
+        const SKrSimpleStream video = VideoStream({});
+        SKrTestSuperIndex index;
+        index.entries.assign(entries, {stdIndex.header, stdIndex.size + 8, 1});
+        file.BeginList("strl");
+        file.Chunk("strh", ToBytes(video.header));
+        file.Chunk("strf", video.format);
+        file.Chunk("indx", ToBytes(index));
+        file.End();
+    };
+    return BuildSimpleAvi(avi);
+}
 } // namespace KrTest
 
 #endif

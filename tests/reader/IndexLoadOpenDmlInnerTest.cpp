@@ -44,36 +44,6 @@ PlacesAndSizes Without(PlacesAndSizes list, size_t first, size_t end)
     list.erase(list.begin() + static_cast<ptrdiff_t>(first), list.begin() + static_cast<ptrdiff_t>(end));
     return list;
 }
-
-// A file whose last bytes are the super index of its one stream: the stream's list stands behind 'movi'.
-SKrBuiltAvi WithSuperIndexAtTheEnd(size_t entries)
-{
-    SKrSimpleAvi avi;
-    avi.index = EKrIndexKind::None;
-    avi.mainHeader.streams = 1;
-    avi.streams.clear();
-    avi.junkBeforeMovi = 100; // the segment is no file worth reading without
-    SKrBuiltChunk stdIndex;
-    avi.endOfMovi = [&stdIndex](CKrAviBuilder& file)
-    {
-        const uint64_t data = file.Chunk("00dc", KrBytes(50, 1)).data;
-        stdIndex = file.Chunk("ix00", ToBytes(SKrTestStdIndex{.entries = {{data, 50, true}}}));
-    };
-    avi.endOfFile = [&stdIndex, entries](CKrAviBuilder& file)
-    {
-        const SKrSimpleStream video = VideoStream({});
-        file.List("strl",
-                  [&]
-                  {
-                      file.Chunk("strh", ToBytes(video.header));
-                      file.Chunk("strf", video.format);
-                      SKrTestSuperIndex index;
-                      index.entries.assign(entries, {stdIndex.header, stdIndex.size + 8, 1});
-                      file.Chunk("indx", ToBytes(index));
-                  });
-    };
-    return BuildSimpleAvi(avi);
-}
 } // namespace
 
 TEST(IndexLoadOpenDml, LoadOfVideo_KeepsCountAndLargestChunk)

@@ -136,6 +136,14 @@ TEST(HostReader, MatchWithoutNode_DoesNotCount)
     ExpectNothing(Interface(host));
     CHostReader first({{.children = {Junk(), nodeless, Junk()}}});
     ExpectNothing(Interface(first));
+    CHostReader second({{.children = {nodeless, KrlA(2)}}});
+    EXPECT_EQ(AskMode(Interface(second), 1), Mode(2)) << "the next one does";
+}
+
+TEST(HostReader, FirstSegmentWithoutNode_EndsTheSearch)
+{
+    CHostReader host({{.hasNode = false}, {.children = {KrlA(1)}}, {.children = {KrlA(2)}}});
+    ExpectNothing(Interface(host));
 }
 
 TEST(HostReader, ReadThatComesShort_IsAFailure)

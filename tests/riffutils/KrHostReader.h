@@ -38,6 +38,7 @@ public:
     {
         std::vector<SKrHostChunk> children{};
         bool walkFails = false;
+        bool hasNode = true;
     };
 
     explicit CHostReader(std::vector<SKrHostSegment> segments) : m_segments(std::move(segments))
@@ -90,7 +91,8 @@ public:
     {
         Note("FindNextRiffSegment");
         EXPECT_TRUE(formType != nullptr && size != nullptr && dataOffset != nullptr && node != nullptr);
-        *node = &m_segmentNodes[t_segment];
+        if (m_segments[t_segment].hasNode)
+            *node = &m_segmentNodes[t_segment];
         return ++t_segment < m_segments.size() ? 1 : 0;
     }
     int FindFirstSubChunk(SKrRiffChunkNode* node) override

@@ -55,7 +55,7 @@ def test_frames_and_audio_of_every_kind_of_file(kravi):
 
 
 def test_more_chunks_than_one_search_takes(kravi):
-    frames = [struct.pack("<I", number) for number in range(140000)]
+    frames = [struct.pack("<IB", number, 7) for number in range(140000)]  # odd, so that each is padded
     kravi.write("clip.avi", avi.simple_avi([avi.video(frames)], idx1=False))
     result = extract(kravi, "clip.avi", "--video", "v")
     equal(result["video"]["frames"], len(frames), "frames")

@@ -86,8 +86,12 @@ std::vector<std::string> Utf8Arguments(int argc, char** argv)
     return {argv + std::min(argc, 1), argv + argc};
 }
 
-CKrConsole::CKrConsole() = default;
-CKrConsole::~CKrConsole() = default;
+unsigned PrepareConsole()
+{
+    return 0; // bytes pass as they are
+}
+
+void RestoreConsole(unsigned) {}
 
 bool IsStandardErrorTerminal()
 {
@@ -118,7 +122,7 @@ SKrFileProbe ProbeForReading(const std::string& path)
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0)
         return FailedProbe(errno);
-    const SKrFileProbe probe = ProbeOpenFile(descriptor);
+    SKrFileProbe probe = ProbeOpenFile(descriptor);
     ::close(descriptor);
     return probe;
 }

@@ -120,18 +120,20 @@ std::vector<std::string> Utf8Arguments(int, char**)
     return arguments;
 }
 
-CKrConsole::CKrConsole() : m_codePage(GetConsoleOutputCP())
+unsigned PrepareConsole()
 {
-    if (m_codePage != 0)
+    const unsigned codePage = GetConsoleOutputCP(); // 0 without a console
+    if (codePage != 0)
         SetConsoleOutputCP(CP_UTF8);
     _setmode(_fileno(stdout), _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
+    return codePage;
 }
 
-CKrConsole::~CKrConsole()
+void RestoreConsole(unsigned before)
 {
-    if (m_codePage != 0)
-        SetConsoleOutputCP(m_codePage);
+    if (before != 0)
+        SetConsoleOutputCP(before);
 }
 
 bool IsStandardErrorTerminal()

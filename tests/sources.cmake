@@ -117,7 +117,6 @@ set(KR_INNER_TEST_SOURCES
 )
 
 set(KR_MODULE_TEST_SOURCES
-  module/ModuleTest.cpp
   module/UnloadTest.cpp
 )
 

@@ -18,6 +18,7 @@ set(KR_PUBLIC_TEST_SOURCES
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
   reader/AudioStatisticsTest.cpp
+  reader/BigFileTest.cpp
   reader/ChunkSearchTest.cpp
   reader/ChunkTreeDamageTest.cpp
   reader/ChunkTreeLastSegmentTest.cpp
@@ -26,7 +27,6 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/HeaderParseFileTest.cpp
   reader/HeaderParseListTest.cpp
   reader/HeaderParseVideoTest.cpp
-  reader/LargeFileTest.cpp
   reader/OldIndexLoadTest.cpp
   reader/OpenDmlIndexLoadTest.cpp
   reader/PixelAspectTest.cpp
@@ -84,7 +84,8 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkTreeInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
-  reader/HostileFilesInnerTest.cpp
+  reader/HostileFileCountsInnerTest.cpp
+  reader/HostileFileShapesInnerTest.cpp
   reader/IndexLoadArrayInnerTest.cpp
   reader/IndexLoadOldInnerTest.cpp
   reader/IndexLoadOpenDmlInnerTest.cpp

@@ -96,12 +96,12 @@ TEST(BigFile, OffsetOf32Bits_CountsFromABaseBeyond4GiBWithoutWrapping)
     SKrBuiltAvi built = BuildSimpleAvi(SixSegments());
     const uint64_t stdIndex = built.Find("ix01", 4).data;
     PutU64(built.content, stdIndex + 12, 5 * kGiB);
-    built.content.PutU32(stdIndex + 24, 0x70000000); // 6.75 GiB, inside the file
+    built.content.PutU32(stdIndex + 24, 0x60000000); // 6.5 GiB, inside the file
     built.content.PutU32(stdIndex + 24 + 8,
                          0xFFFFFFFF); // 9 GiB less a byte, beyond it, though low in 32 bits
     CKrParsedInMemory file(built.content);
     PlacesAndSizes expected = ChunksOf(built, 1);
-    expected[8].first = 5 * kGiB + 0x70000000;
+    expected[8].first = 5 * kGiB + 0x60000000;
     expected.erase(expected.begin() + 9);
     EXPECT_EQ(LoadAudioOf(file.Reader()).entries, expected);
 }

@@ -216,6 +216,23 @@ TEST_F(ChunkTree, ZerosBeforeASegment_LoseIt)
     }
 }
 
+// Seven zeros are four empty headers, the fifth ends the walk. What is read at the last three zeros is a
+// chunk of four bytes, so that the segment behind it can be found at all.
+TEST_F(ChunkTree, FifthEmptyHeaderBeforeASegment_EndsTheWalk)
+{
+    for (const uint32_t zeros : {7u, 9u})
+    {
+        CKrAviBuilder file;
+        file.Riff("AVI ", [&] { file.Chunk("JUNK", KrBytes(300, 1)); });
+        file.Zeros(zeros);
+        file.Raw(KrBytes{1, 4, 0, 0, 0, 9, 9, 9, 9});
+        file.Riff("AVIX", [&] { file.Chunk("JUNK", KrBytes(4, 1)); });
+        m_reader->Close();
+        Open(file.Content());
+        EXPECT_EQ(SegmentLines().size(), zeros == 7 ? 2u : 1u) << zeros << " zeros";
+    }
+}
+
 TEST_F(ChunkTree, SegmentOfOddSize_NextStartsEven)
 {
     CKrAviBuilder file;

@@ -139,8 +139,8 @@ TEST(PixelAspectArithmetic, RatioWithin0_0001Of1_LeavesTheDisplayWidth)
 
 TEST(PixelAspectArithmetic, RatioJustBeyond0_0001Of1_Scales)
 {
-    EXPECT_EQ(Scaled(60000, 100011, 100000), 60007); // 60006.6
-    EXPECT_EQ(Scaled(60000, 99989, 100000), 59993);  // 59993.4
+    EXPECT_EQ(Scaled(60000, 1000101, 1000000), 60006); // 60006.06
+    EXPECT_EQ(Scaled(60000, 999899, 1000000), 59994);  // 59993.94
 }
 
 TEST(PixelAspectArithmetic, RatioOfMinus1_IsNotSquare)

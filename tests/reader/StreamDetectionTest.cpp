@@ -168,7 +168,7 @@ TEST(StreamDetection, ZerosBetweenChunks_AreSteppedOver)
     {
         file.Zeros(13);
         file.Chunk("00dc", KrBytes(6, 1));
-        file.Zeros(7);
+        file.Zeros(17);
         file.Chunk("01wb", KrBytes(6, 1));
     };
     ExpectIds(avi, "00dc", "01wb");

@@ -24,7 +24,6 @@ packages=("${KR_BUILD_PACKAGES[@]}" googletest)
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
 mkdir -p build
-export ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 TSAN_OPTIONS=halt_on_error=1
 passed=0
 failed=0
 

@@ -60,7 +60,7 @@ void CKrFileContent::PutU32(uint64_t position, uint32_t value)
 
 size_t CKrFileContent::Read(uint64_t position, void* buffer, size_t count) const
 {
-    if (position >= m_size)
+    if (position >= m_size || count == 0)
         return 0;
     const auto came = static_cast<size_t>(std::min<uint64_t>(count, m_size - position));
     const uint64_t end = position + came;

@@ -9,6 +9,8 @@ add_library(KrRiffUtilsObjects OBJECT
   format/KrFrameTables.cpp
   format/KrPrivateChunks.cpp
   platform/KrPlatform.cpp
+  pool/KrdsMediaSample.cpp
+  pool/KrdsMediaSamplePool.cpp
   reader/KrAudioChunkStatistics.cpp
   reader/KrChunkLookup.cpp
   reader/KrChunkSearch.cpp
@@ -23,15 +25,31 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrVideoFormat.cpp
   riffutils/KrPrivateChunkQuery.cpp
   riffutils/KrReaderCache.cpp
-  riffutils/KrRiffUtils.cpp)
+  riffutils/KrRiffUtils.cpp
+  writer/KrAviFile.cpp
+  writer/KrAviFileSegments.cpp
+  writer/KrAviWriter.cpp
+  writer/KrAviWriterWorker.cpp
+  writer/KrHeaderLayout.cpp
+  writer/KrRiffFileChunk.cpp
+  writer/KrSampleQueue.cpp
+  writer/KrStreamIndex.cpp
+  writer/KrWriterSetup.cpp)
 if(WIN32)
-  target_sources(KrRiffUtilsObjects PRIVATE platform/win32/KrFilesWin32.cpp)
+  target_sources(KrRiffUtilsObjects PRIVATE
+    platform/win32/KrClockWin32.cpp
+    platform/win32/KrFilesWin32.cpp
+    platform/win32/KrWritableFileWin32.cpp)
   set(KR_MODULE_HOOK platform/win32/KrModuleWin32.cpp)
 else()
-  target_sources(KrRiffUtilsObjects PRIVATE platform/posix/KrFilesPosix.cpp)
+  target_sources(KrRiffUtilsObjects PRIVATE
+    platform/posix/KrClockPosix.cpp
+    platform/posix/KrFilesPosix.cpp
+    platform/posix/KrNativePath.cpp
+    platform/posix/KrWritableFilePosix.cpp)
   set(KR_MODULE_HOOK platform/posix/KrModulePosix.cpp)
 endif()
-target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils)
+target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils KrKernel KrWinUtils)
 
 add_library(KrRiffUtils SHARED ${KR_MODULE_HOOK})
 target_link_libraries(KrRiffUtils PRIVATE KrRiffUtilsObjects)

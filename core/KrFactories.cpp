@@ -1,7 +1,10 @@
 // The exported factories, and what only they can tell about the objects that they made.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "core/KrOwnReader.h"
+#include "core/KrRef.h"
+#include "pool/KrdsMediaSamplePool.h"
 #include "reader/KrRiffReader.h"
+#include "writer/KrAviWriter.h"
 
 #include <new>
 
@@ -13,6 +16,41 @@ int KrCreateRiffReader(IKrRiffReader** out)
     try
     {
         *out = new CKrRiffReader(KrPlatform::FileSystem());
+    }
+    catch (const std::bad_alloc&)
+    {
+        return 0;
+    }
+    return 1;
+}
+
+int KrCreateAviWriter(IKrAviWriter** out)
+{
+    if (out == nullptr)
+        return 0;
+    *out = nullptr;
+    try
+    {
+        *out = new CKrAviWriter;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return 0;
+    }
+    return 1;
+}
+
+int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out)
+{
+    if (out == nullptr || capacity == 0)
+        return 0;
+    try
+    {
+        auto* const pool = new CKrdsMediaSamplePool;
+        CKrRef<IKrdsMediaSamplePool> owned = CKrRef<IKrdsMediaSamplePool>::Adopt(pool);
+        if (!pool->SetUp(capacity))
+            return 0;
+        *out = owned.Detach();
     }
     catch (const std::bad_alloc&)
     {

@@ -27,17 +27,21 @@ public:
 
     uint32_t Release() override
     {
-        const uint32_t before = m_references.fetch_sub(1);
-        if (before == 1)
-        {
+        const uint32_t left = DropReference();
+        if (left == 0)
             delete this;
-            return 0;
-        }
-        // The count is not read again: another thread may have destroyed the object by now.
-        return std::max(before - 1, 1u);
+        return left;
     }
 
 protected:
+    // Gives a reference back: 0 when it was the last one, else the count, at least 1. The count is not read
+    // again: another thread may have destroyed the object by now.
+    uint32_t DropReference()
+    {
+        const uint32_t before = m_references.fetch_sub(1);
+        return before == 1 ? 0 : std::max(before - 1, 1u);
+    }
+
     CKrObject() = default;
     virtual ~CKrObject() = default;
 

@@ -8,6 +8,8 @@
 class CKrByteReader;
 class CKrByteWriter;
 
+inline constexpr uint32_t kAviifKeyFrame = 0x10; // in `flags` of an 'idx1' entry
+
 // One entry of 'idx1'.
 struct SKrOldIndexEntry
 {

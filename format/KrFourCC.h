@@ -26,18 +26,23 @@ inline constexpr uint32_t kFccAvix = KrFourCC("AVIX");
 inline constexpr uint32_t kFccHdrl = KrFourCC("hdrl");
 inline constexpr uint32_t kFccStrl = KrFourCC("strl");
 inline constexpr uint32_t kFccMovi = KrFourCC("movi");
+inline constexpr uint32_t kFccOdml = KrFourCC("odml");
 
 // Header chunks and stream types
 inline constexpr uint32_t kFccAvih = KrFourCC("avih");
 inline constexpr uint32_t kFccStrh = KrFourCC("strh");
 inline constexpr uint32_t kFccStrf = KrFourCC("strf");
+inline constexpr uint32_t kFccDmlh = KrFourCC("dmlh");
 inline constexpr uint32_t kFccVids = KrFourCC("vids");
 inline constexpr uint32_t kFccAuds = KrFourCC("auds");
 
 // Indexes and filler
 inline constexpr uint32_t kFccIdx1 = KrFourCC("idx1");
 inline constexpr uint32_t kFccIndx = KrFourCC("indx");
+inline constexpr uint32_t kFccIx00 = KrFourCC("ix00");
+inline constexpr uint32_t kFccIx01 = KrFourCC("ix01");
 inline constexpr uint32_t kFccJunk = KrFourCC("JUNK");
+inline constexpr uint32_t kFccAbsoluteIdx1 = KrFourCC("7Fxx"); // entry that belongs to no chunk
 
 // Private information chunks
 inline constexpr uint32_t kFccKrlA = KrFourCC("KrlA");

@@ -1,4 +1,4 @@
-// The choice between the operating system's files and those of a test.
+// The choice between the operating system's files and time and those of a test.
 #include "platform/KrPlatform.h"
 
 #include <atomic>
@@ -7,6 +7,7 @@ namespace
 {
 // Null: the operating system's. Atomic, since readers open their files on any thread.
 std::atomic<IKrFileSystem*> g_replacement = nullptr;
+std::atomic<IKrClock*> g_replacementClock = nullptr;
 } // namespace
 
 namespace KrPlatform
@@ -25,5 +26,18 @@ CFileSystemScope::CFileSystemScope(IKrFileSystem& fileSystem)
 CFileSystemScope::~CFileSystemScope()
 {
     g_replacement = m_previous;
+}
+
+IKrClock& Clock()
+{
+    IKrClock* const replacement = g_replacementClock;
+    return replacement != nullptr ? *replacement : OsClock();
+}
+
+CClockScope::CClockScope(IKrClock& clock) : m_previous(g_replacementClock.exchange(&clock)) {}
+
+CClockScope::~CClockScope()
+{
+    g_replacementClock = m_previous;
 }
 } // namespace KrPlatform

@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 
-// What a read did. A read that ends early at the end of the file is no failure: it brings fewer bytes.
+// What a read or a write did. A read that ends early at the end of the file is no failure: it brings fewer
+// bytes.
 struct SKrTransfer
 {
-    size_t bytes = 0;     // bytes that came
+    size_t bytes = 0;     // bytes that came, or that were written
     uint32_t osError = 0; // the system's error number; 0 when nothing failed
 
     bool Failed() const { return osError != 0; }
@@ -35,6 +37,38 @@ public:
     [[nodiscard]] virtual SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) = 0;
 };
 
+// A range of a file in memory. What is put there is in the file, also when the process dies. Unmapped by its
+// destructor, which must come before that of the file.
+class IKrMappedView
+{
+public:
+    virtual ~IKrMappedView() = default;
+
+    // The first byte of the range that was asked for.
+    [[nodiscard]] virtual uint8_t* Data() = 0;
+};
+
+using KrByteSpan = std::span<const uint8_t>;
+
+// A file that is being written. Closed by its destructor.
+class IKrWritableFile
+{
+public:
+    virtual ~IKrWritableFile() = default;
+
+    // Writes the parts one behind the other from an absolute position on, with as few calls as the system
+    // allows. Transfers are repeated until all is written or the system reports an error; the bytes that were
+    // written before the error are counted.
+    [[nodiscard]] virtual SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) = 0;
+
+    // Hands what was written to the device. False when that failed.
+    virtual bool Flush() = 0;
+
+    // Maps a range for writing, which must lie inside the file and not be empty: null when the system cannot.
+    // The view itself starts at a multiple of the system's allocation granularity.
+    [[nodiscard]] virtual std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) = 0;
+};
+
 class IKrFileSystem
 {
 public:
@@ -43,6 +77,37 @@ public:
     // Opens an existing regular file, shared with other readers only: null when it is missing, is not a
     // regular file, or is open for writing elsewhere.
     [[nodiscard]] virtual std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) = 0;
+
+    // Makes a file anew for reading and writing, an old one of that name emptied, shared with readers only:
+    // null when that is not possible, also while anybody has it open.
+    [[nodiscard]] virtual std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) = 0;
+
+    // Whether there is anything of that name.
+    [[nodiscard]] virtual bool Exists(const wchar_t* path) = 0;
+
+    // Deletes a file. False when it is not there, or is open anywhere.
+    virtual bool Delete(const wchar_t* path) = 0;
+
+    // Sector size of the volume that a folder lies on, in bytes; 0 when the system does not tell. An empty
+    // name means the current folder.
+    [[nodiscard]] virtual uint32_t BytesPerSector(const wchar_t* folder) = 0;
+};
+
+// Time as the writer sees it.
+class IKrClock
+{
+public:
+    virtual ~IKrClock() = default;
+
+    // Milliseconds from some start, modulo 2^32.
+    [[nodiscard]] virtual uint32_t TickCount() = 0;
+
+    // A counter of high resolution, and how often it counts in a second.
+    [[nodiscard]] virtual int64_t PerformanceCounter() = 0;
+    [[nodiscard]] virtual int64_t PerformanceFrequency() = 0;
+
+    // Waits on the calling thread.
+    virtual void Sleep(uint32_t milliseconds) = 0;
 };
 
 namespace KrPlatform
@@ -60,6 +125,12 @@ IKrFileSystem& OsFileSystem();
 // The file system that newly opened files come from: the operating system's, unless a test put another here.
 IKrFileSystem& FileSystem();
 
+// The operating system's time.
+IKrClock& OsClock();
+
+// The clock that writers take when they are made: the operating system's, unless something else was put here.
+IKrClock& Clock();
+
 // Whether two paths are equal without regard to case, by the rule of the platform's own tables.
 bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right);
 
@@ -74,6 +145,19 @@ public:
 
 private:
     IKrFileSystem* m_previous;
+};
+
+// Puts another clock in place while it lives. From one thread.
+class CClockScope
+{
+public:
+    explicit CClockScope(IKrClock& clock);
+    ~CClockScope();
+    CClockScope(const CClockScope&) = delete;
+    CClockScope& operator=(const CClockScope&) = delete;
+
+private:
+    IKrClock* m_previous;
 };
 } // namespace KrPlatform
 

@@ -1,6 +1,7 @@
 # The sources of the test programs, by name.
 set(KR_TEST_SUPPORT_SOURCES
   support/KrAviBuilder.cpp
+  support/KrAviChecker.cpp
   support/KrAviRecords.cpp
   support/KrByteWriter.cpp
   support/KrCountingFileSystem.cpp
@@ -9,6 +10,7 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrMemoryFileSystem.cpp
   support/KrSimpleAvi.cpp
   support/KrTempFolder.cpp
+  support/KrWrittenHeader.cpp
 )
 
 set(KR_PUBLIC_TEST_SOURCES
@@ -115,6 +117,9 @@ set(KR_INNER_TEST_SOURCES
   support/RefTest.cpp
   support/SimpleAviTest.cpp
   support/TempFolderTest.cpp
+  writer/WriterIndexInnerTest.cpp
+  writer/WriterLayoutInnerTest.cpp
+  writer/WriterOpenInnerTest.cpp
 )
 
 set(KR_MODULE_TEST_SOURCES

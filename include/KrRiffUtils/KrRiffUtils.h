@@ -3,8 +3,11 @@
 #ifndef KRRIFFUTILS_KRRIFFUTILS_H
 #define KRRIFFUTILS_KRRIFFUTILS_H
 
+#include "IKrAviWriter.h"
+#include "IKrMediaSample.h"
 #include "IKrRiffReader.h"
 #include "IKrUnknown.h"
+#include "IKrdsMediaSamplePool.h"
 #include "KrFramework.h"
 #include "KrPlatformTypes.h"
 #include "KrRiffTypes.h"
@@ -17,6 +20,13 @@
 // Creates a reader. The caller owns its one reference and ends it with Release. Returns 1; when memory
 // is short, 0 and a null pointer.
 int KrCreateRiffReader(IKrRiffReader** out);
+
+// Creates a writer, likewise.
+int KrCreateAviWriter(IKrAviWriter** out);
+
+// Creates a pool of that many samples, at least 1. The caller owns its one reference. Returns 1; 0 with `out`
+// untouched when an argument is null or 0, or memory is short.
+int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out);
 
 // What a file declares about its pictures in the suite's private information chunks. The queries never
 // fall back to the AVI headers. They return 1 when a value was found, else 0.

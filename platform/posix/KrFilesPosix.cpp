@@ -2,6 +2,8 @@
 // holds a shared lock, whoever writes an exclusive one, and nobody waits.
 #include "platform/KrPlatform.h"
 #include "platform/posix/KrFileDescriptor.h"
+#include "platform/posix/KrNativePath.h"
+#include "platform/posix/KrWritableFilePosix.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -18,54 +20,11 @@
 #include <utility>
 
 static_assert(sizeof(off_t) == 8, "positions need 64 bits");
-static_assert(sizeof(wchar_t) == 4, "a wide character is a code point");
 
 namespace
 {
 // The most that one call is asked for; some systems refuse or cut what does not fit 31 bits.
 constexpr size_t kMostBytesPerCall = size_t{1} << 30;
-
-// Appends a code point; false when it is none (a surrogate, or beyond the last plane).
-bool AppendUtf8(std::string& out, uint32_t codePoint)
-{
-    const auto tail = [codePoint](int shift)
-    {
-        return static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
-    };
-    if (codePoint < 0x80)
-    {
-        out += static_cast<char>(codePoint);
-    }
-    else if (codePoint < 0x800)
-    {
-        out += {static_cast<char>(0xC0 | (codePoint >> 6)), tail(0)};
-    }
-    else if (codePoint < 0x10000)
-    {
-        if (codePoint >= 0xD800 && codePoint <= 0xDFFF)
-            return false;
-        out += {static_cast<char>(0xE0 | (codePoint >> 12)), tail(6), tail(0)};
-    }
-    else
-    {
-        if (codePoint > 0x10FFFF)
-            return false;
-        out += {static_cast<char>(0xF0 | (codePoint >> 18)), tail(12), tail(6), tail(0)};
-    }
-    return true;
-}
-
-// The path as the system takes it, or nothing when it holds what is no character.
-std::optional<std::string> NativePath(const wchar_t* path)
-{
-    std::string native;
-    for (; *path != L'\0'; ++path)
-    {
-        if (!AppendUtf8(native, static_cast<uint32_t>(*path)))
-            return std::nullopt;
-    }
-    return native;
-}
 
 class CPosixFile final : public IKrFile
 {
@@ -148,8 +107,6 @@ class CPosixFileSystem final : public IKrFileSystem
 public:
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
     {
-        if (path == nullptr)
-            return nullptr;
         const std::optional<std::string> native = NativePath(path);
         if (!native)
             return nullptr;
@@ -157,6 +114,33 @@ public:
         if (!descriptor.IsOpen() || !IsRegularFile(descriptor.Get()) || !ShareWithReaders(descriptor.Get()))
             return nullptr;
         return std::make_unique<CPosixFile>(std::move(descriptor));
+    }
+
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override
+    {
+        const std::optional<std::string> native = NativePath(path);
+        return native ? CreateWritableFile(*native) : nullptr;
+    }
+
+    bool Exists(const wchar_t* path) override
+    {
+        struct stat facts
+        {
+        };
+        const std::optional<std::string> native = NativePath(path);
+        return native && ::lstat(native->c_str(), &facts) == 0;
+    }
+
+    bool Delete(const wchar_t* path) override
+    {
+        const std::optional<std::string> native = NativePath(path);
+        return native && DeleteUnusedFile(*native);
+    }
+
+    uint32_t BytesPerSector(const wchar_t* folder) override
+    {
+        const std::optional<std::string> native = NativePath(folder);
+        return native ? SectorSizeBelow(native->empty() ? "." : *native) : 0;
     }
 };
 

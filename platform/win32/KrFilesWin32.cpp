@@ -2,6 +2,7 @@
 #include "platform/KrPlatform.h"
 #include "platform/win32/KrFileHandle.h"
 #include "platform/win32/KrLongPath.h"
+#include "platform/win32/KrWritableFileWin32.h"
 
 #include <algorithm>
 #include <climits>
@@ -116,6 +117,45 @@ public:
         if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
             return nullptr;
         return std::make_unique<CWin32File>(std::move(handle));
+    }
+
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override
+    {
+        if (path == nullptr)
+            return nullptr;
+        CKrFileHandle handle(CreateFileW(NativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                         FILE_SHARE_READ, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+                                         nullptr));
+        if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
+            return nullptr;
+        return MakeWritableFile(std::move(handle));
+    }
+
+    bool Exists(const wchar_t* path) override
+    {
+        return path != nullptr && GetFileAttributesW(NativePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+    bool Delete(const wchar_t* path) override
+    {
+        return path != nullptr && DeleteFileW(NativePath(path).c_str());
+    }
+
+    uint32_t BytesPerSector(const wchar_t* folder) override
+    {
+        if (folder == nullptr)
+            return 0;
+        std::wstring root = folder; // the call wants a separator at its end, and null for the current folder
+        if (!root.empty() && root.back() != L'\\' && root.back() != L'/')
+            root += L'\\';
+        DWORD sectorsPerCluster = 0;
+        DWORD bytesPerSector = 0;
+        DWORD freeClusters = 0;
+        DWORD clusters = 0;
+        return GetDiskFreeSpaceW(root.empty() ? nullptr : root.c_str(), &sectorsPerCluster, &bytesPerSector,
+                                 &freeClusters, &clusters)
+                   ? bytesPerSector
+                   : 0;
     }
 };
 } // namespace

@@ -6,16 +6,26 @@
 #include "KrRiffUtils/KrPlatformTypes.h"
 #include "KrRiffUtils/KrRiffTypes.h"
 
+#include <cstddef>
 #include <cstdint>
 
 // Greatest common divisor; 0 when either value is 0.
 uint32_t KrComputeGCD(uint32_t left, uint32_t right);
+
+// Sets 32-bit words to a value.
+void KrFill32(uint32_t* to, uint32_t value, size_t count);
 
 namespace KrAudioUtils
 {
 // Converts a WAVEFORMATEX, behind which its cbSize further bytes must be readable. Returns non-zero, or 0
 // with `info` untouched when there is no channel or no sample rate.
 int WaveFormat2KrWaveFormat(const WAVEFORMATEX* format, SKrWaveFormatInfo& info);
+
+// Number of audio sample frames that belong to the video frames [first, first + count). The cumulative count
+// up to a frame is rounded to the nearest whole number, halves up, so that nothing drifts. 0 for an unknown
+// rate.
+uint64_t GetAudioSampleCounts(const uint32_t& samplesPerSec, const EKrFrameRate& frameRate, uint32_t first,
+                              uint32_t count);
 } // namespace KrAudioUtils
 
 #endif

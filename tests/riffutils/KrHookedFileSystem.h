@@ -31,6 +31,14 @@ public:
         return file == nullptr ? nullptr : std::make_unique<CFile>(*this, path, std::move(file));
     }
 
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override
+    {
+        return m_inner.CreateForWriting(path);
+    }
+    bool Exists(const wchar_t* path) override { return m_inner.Exists(path); }
+    bool Delete(const wchar_t* path) override { return m_inner.Delete(path); }
+    uint32_t BytesPerSector(const wchar_t* folder) override { return m_inner.BytesPerSector(folder); }
+
 private:
     class CFile : public IKrFile
     {

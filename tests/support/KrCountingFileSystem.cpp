@@ -61,6 +61,48 @@ private:
     std::unique_ptr<IKrFile> m_inner;
     std::shared_ptr<CKrCountingFileSystem::SKrTally> m_tally;
 };
+
+class CCountingWritableFile final : public IKrWritableFile
+{
+public:
+    CCountingWritableFile(std::unique_ptr<IKrWritableFile> inner,
+                          std::shared_ptr<CKrCountingFileSystem::SKrTally> tally)
+        : m_inner(std::move(inner)), m_tally(std::move(tally))
+    {
+        m_tally->Add(&SKrFileCalls::openFiles);
+    }
+
+    ~CCountingWritableFile() override
+    {
+        const std::scoped_lock lock(m_tally->mutex);
+        --m_tally->calls.openFiles;
+    }
+
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        const SKrTransfer transfer = m_inner->WriteAt(position, parts);
+        const std::scoped_lock lock(m_tally->mutex);
+        ++m_tally->calls.writes;
+        m_tally->calls.written += transfer.bytes;
+        return transfer;
+    }
+
+    bool Flush() override
+    {
+        m_tally->Add(&SKrFileCalls::flushes);
+        return m_inner->Flush();
+    }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        m_tally->Add(&SKrFileCalls::maps);
+        return m_inner->Map(position, length);
+    }
+
+private:
+    std::unique_ptr<IKrWritableFile> m_inner;
+    std::shared_ptr<CKrCountingFileSystem::SKrTally> m_tally;
+};
 } // namespace
 
 CKrCountingFileSystem::CKrCountingFileSystem(IKrFileSystem& inner)
@@ -96,5 +138,14 @@ std::unique_ptr<IKrFile> CKrCountingFileSystem::OpenForReading(const wchar_t* pa
     if (!file)
         return nullptr;
     return std::make_unique<CCountingFile>(std::move(file), m_tally);
+}
+
+std::unique_ptr<IKrWritableFile> CKrCountingFileSystem::CreateForWriting(const wchar_t* path)
+{
+    m_tally->Add(&SKrFileCalls::creates);
+    std::unique_ptr<IKrWritableFile> file = m_inner.CreateForWriting(path);
+    if (!file)
+        return nullptr;
+    return std::make_unique<CCountingWritableFile>(std::move(file), m_tally);
 }
 } // namespace KrTest

@@ -28,6 +28,12 @@ struct SKrFileCalls
     uint64_t seeks = 0;     // calls to Seek
     uint64_t reads = 0;     // calls to ReadAt
     uint64_t bytes = 0;     // bytes that came in all reads
+
+    uint64_t creates = 0; // calls to CreateForWriting, refused ones included
+    uint64_t writes = 0;  // calls to WriteAt
+    uint64_t written = 0; // bytes of all writes
+    uint64_t flushes = 0; // calls to Flush
+    uint64_t maps = 0;    // calls to Map
 };
 
 // Counts from any thread. The wrapped file system must outlive the files opened here; the counts live as long
@@ -47,6 +53,10 @@ public:
     void Reset();
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    bool Exists(const wchar_t* path) override { return m_inner.Exists(path); }
+    bool Delete(const wchar_t* path) override { return m_inner.Delete(path); }
+    uint32_t BytesPerSector(const wchar_t* folder) override { return m_inner.BytesPerSector(folder); }
 
     struct SKrTally; // private to the implementation
 

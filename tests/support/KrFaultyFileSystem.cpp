@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace KrTest
 {
@@ -14,14 +15,14 @@ namespace
 struct SFault
 {
     uint32_t osError = 0;
-    std::optional<size_t> shortenTo; // reads only: no error, but so many bytes at most
+    std::optional<size_t> shortenTo; // reads and writes only: so many bytes at most
 };
 } // namespace
 
 struct CKrFaultyFileSystem::SKrPlan
 {
     std::mutex mutex; // guards the rest
-    std::array<uint64_t, 4> calls{};
+    std::array<uint64_t, kFileCallKinds> calls{};
     uint64_t faultyNumber = 0; // 0: nothing planned
     EKrFileCall faultyKind = EKrFileCall::Open;
     EKrFaultSpan span = EKrFaultSpan::Once;
@@ -103,6 +104,42 @@ private:
     std::unique_ptr<IKrFile> m_inner;
     std::shared_ptr<CKrFaultyFileSystem::SKrPlan> m_plan;
 };
+
+class CFaultyWritableFile final : public IKrWritableFile
+{
+public:
+    CFaultyWritableFile(std::unique_ptr<IKrWritableFile> inner,
+                        std::shared_ptr<CKrFaultyFileSystem::SKrPlan> plan)
+        : m_inner(std::move(inner)), m_plan(std::move(plan))
+    {
+    }
+
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        const std::optional<SFault> fault = m_plan->Count(EKrFileCall::Write);
+        if (!fault)
+            return m_inner->WriteAt(position, parts);
+        size_t left = fault->shortenTo.value_or(0);
+        std::vector<KrByteSpan> first;
+        for (const KrByteSpan part : parts)
+        {
+            first.push_back(part.first(std::min(left, part.size())));
+            left -= first.back().size();
+        }
+        return {m_inner->WriteAt(position, first).bytes, fault->osError};
+    }
+
+    bool Flush() override { return !m_plan->Count(EKrFileCall::Flush) && m_inner->Flush(); }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        return m_plan->Count(EKrFileCall::Map) ? nullptr : m_inner->Map(position, length);
+    }
+
+private:
+    std::unique_ptr<IKrWritableFile> m_inner;
+    std::shared_ptr<CKrFaultyFileSystem::SKrPlan> m_plan;
+};
 } // namespace
 
 CKrFaultyFileSystem::CKrFaultyFileSystem(IKrFileSystem& inner)
@@ -120,6 +157,11 @@ void CKrFaultyFileSystem::FailCall(EKrFileCall kind, uint64_t number, EKrFaultSp
 void CKrFaultyFileSystem::ShortenRead(uint64_t number, size_t bytes, EKrFaultSpan span)
 {
     m_plan->Make(EKrFileCall::Read, number, span, {0, bytes});
+}
+
+void CKrFaultyFileSystem::ShortenWrite(uint64_t number, size_t bytes, EKrFaultSpan span)
+{
+    m_plan->Make(EKrFileCall::Write, number, span, {kAnyError, bytes});
 }
 
 void CKrFaultyFileSystem::Reset()
@@ -155,5 +197,30 @@ std::unique_ptr<IKrFile> CKrFaultyFileSystem::OpenForReading(const wchar_t* path
     if (!file)
         return nullptr;
     return std::make_unique<CFaultyFile>(std::move(file), m_plan);
+}
+
+std::unique_ptr<IKrWritableFile> CKrFaultyFileSystem::CreateForWriting(const wchar_t* path)
+{
+    if (m_plan->Count(EKrFileCall::Create))
+        return nullptr;
+    std::unique_ptr<IKrWritableFile> file = m_inner.CreateForWriting(path);
+    if (!file)
+        return nullptr;
+    return std::make_unique<CFaultyWritableFile>(std::move(file), m_plan);
+}
+
+bool CKrFaultyFileSystem::Exists(const wchar_t* path)
+{
+    return !m_plan->Count(EKrFileCall::Exists) && m_inner.Exists(path);
+}
+
+bool CKrFaultyFileSystem::Delete(const wchar_t* path)
+{
+    return !m_plan->Count(EKrFileCall::Delete) && m_inner.Delete(path);
+}
+
+uint32_t CKrFaultyFileSystem::BytesPerSector(const wchar_t* folder)
+{
+    return m_plan->Count(EKrFileCall::SectorQuery) ? 0 : m_inner.BytesPerSector(folder);
 }
 } // namespace KrTest

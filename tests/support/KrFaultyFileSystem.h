@@ -16,8 +16,17 @@ enum class EKrFileCall
     Open,
     Size,
     Seek,
-    Read
+    Read,
+    Create,
+    Write,
+    Flush,
+    Map,
+    Exists,
+    Delete,
+    SectorQuery
 };
+
+inline constexpr size_t kFileCallKinds = 11;
 
 enum class EKrFaultSpan
 {
@@ -34,8 +43,9 @@ struct SKrReadRequest
 };
 
 // Calls are numbered from 1, each kind on its own, over all files together. At most one fault is planned at a
-// time. A failing call does not reach the wrapped file system: an open returns null, a size nothing, a seek
-// false, a read no bytes and the error number. May be used from any thread.
+// time. A failing call does not reach the wrapped file system: an open, a create and a map return null, a
+// size nothing, a seek, a flush, an existence query and a delete false, a sector query 0, a read or a write
+// no bytes and the error number. May be used from any thread.
 class CKrFaultyFileSystem : public IKrFileSystem
 {
 public:
@@ -52,6 +62,10 @@ public:
     // Replaces an earlier plan.
     void ShortenRead(uint64_t number, size_t bytes, EKrFaultSpan span = EKrFaultSpan::Once);
 
+    // Plans that the n-th write writes `bytes` bytes at most and fails then, as on a full disk. Replaces an
+    // earlier plan.
+    void ShortenWrite(uint64_t number, size_t bytes, EKrFaultSpan span = EKrFaultSpan::Once);
+
     // Drops the plan and counts from zero again. The hook stays.
     void Reset();
 
@@ -66,6 +80,10 @@ public:
     void SetBeforeRead(std::function<void(const SKrReadRequest&)> hook);
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    bool Exists(const wchar_t* path) override;
+    bool Delete(const wchar_t* path) override;
+    uint32_t BytesPerSector(const wchar_t* folder) override;
 
     struct SKrPlan; // private to the implementation
 

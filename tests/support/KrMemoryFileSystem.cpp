@@ -1,5 +1,9 @@
 #include "tests/support/KrMemoryFileSystem.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <set>
+#include <stdexcept>
 #include <utility>
 
 namespace KrTest
@@ -7,13 +11,85 @@ namespace KrTest
 namespace
 {
 constexpr uint32_t kBadPosition = 22;
+constexpr uint32_t kDiskFull = 28;
+constexpr size_t kHolePiece = 4096; // zeros in pieces of this size are not stored at the end of a file
+
+class CMemoryView;
+} // namespace
+
+// What all files share.
+struct CKrMemoryFileSystem::SKrDisk
+{
+    std::mutex mutex; // guards everything in the file system but the bytes of views
+    uint64_t capacity = UINT64_MAX;
+    size_t openFiles = 0;
+    size_t openViews = 0;
+};
+
+struct CKrMemoryFileSystem::SKrNode
+{
+    CKrFileContent content;
+    std::set<CMemoryView*> views;
+    int readers = 0;
+    int writers = 0;
+
+    [[nodiscard]] bool IsOpen() const { return readers + writers > 0; }
+};
+
+namespace
+{
+using SDisk = CKrMemoryFileSystem::SKrDisk;
+using SNode = CKrMemoryFileSystem::SKrNode;
+
+class CMemoryView final : public IKrMappedView
+{
+public:
+    CMemoryView(std::shared_ptr<SDisk> disk, std::shared_ptr<SNode> node, uint64_t position, size_t length)
+        : m_disk(std::move(disk)), m_node(std::move(node)), m_position(position),
+          m_bytes(m_node->content.Range(position, length))
+    {
+        m_node->views.insert(this);
+        ++m_disk->openViews;
+    }
+
+    ~CMemoryView() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        PutInto(m_node->content);
+        m_node->views.erase(this);
+        --m_disk->openViews;
+    }
+
+    uint8_t* Data() override { return m_bytes.data(); }
+
+    void PutInto(CKrFileContent& content) const { content.Put(m_position, m_bytes); }
+
+private:
+    std::shared_ptr<SDisk> m_disk;
+    std::shared_ptr<SNode> m_node;
+    uint64_t m_position;
+    KrBytes m_bytes;
+};
 
 class CMemoryFile final : public IKrFile
 {
 public:
-    explicit CMemoryFile(std::shared_ptr<const CKrFileContent> content) : m_content(std::move(content)) {}
+    CMemoryFile(std::shared_ptr<SDisk> disk, std::shared_ptr<SNode> node)
+        : m_disk(std::move(disk)), m_node(std::move(node))
+    {
+        ++m_node->readers;
+        ++m_disk->openFiles;
+    }
 
-    std::optional<uint64_t> Size() override { return m_content->Size(); }
+    ~CMemoryFile() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        --m_node->readers;
+        --m_disk->openFiles;
+    }
+
+    // Nobody writes what is open for reading: no lock is needed.
+    std::optional<uint64_t> Size() override { return m_node->content.Size(); }
 
     bool Seek(uint64_t position) override { return KrPlatform::IsFilePosition(position); }
 
@@ -21,35 +97,187 @@ public:
     {
         if (!KrPlatform::IsFilePosition(position))
             return {0, kBadPosition};
-        return {m_content->Read(position, buffer, count), 0};
+        return {m_node->content.Read(position, buffer, count), 0};
     }
 
 private:
-    std::shared_ptr<const CKrFileContent> m_content;
+    std::shared_ptr<SDisk> m_disk;
+    std::shared_ptr<SNode> m_node;
+};
+
+class CMemoryWritableFile final : public IKrWritableFile
+{
+public:
+    CMemoryWritableFile(std::shared_ptr<SDisk> disk, std::shared_ptr<SNode> node)
+        : m_disk(std::move(disk)), m_node(std::move(node))
+    {
+        ++m_node->writers;
+        ++m_disk->openFiles;
+    }
+
+    ~CMemoryWritableFile() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        --m_node->writers;
+        --m_disk->openFiles;
+    }
+
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        SKrTransfer total;
+        for (const KrByteSpan part : parts)
+        {
+            const uint64_t at = position + total.bytes;
+            if (!KrPlatform::IsFilePosition(at))
+                return {total.bytes, kBadPosition};
+            const uint64_t room = m_disk->capacity - std::min(m_disk->capacity, at);
+            const auto written = static_cast<size_t>(std::min<uint64_t>(part.size(), room));
+            Put(at, part.first(written));
+            total.bytes += written;
+            if (written < part.size())
+                return {total.bytes, kDiskFull};
+        }
+        return total;
+    }
+
+    bool Flush() override { return true; }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        if (length == 0 || position + length > m_node->content.Size())
+            return nullptr;
+        return std::make_unique<CMemoryView>(m_disk, m_node, position, length);
+    }
+
+private:
+    static bool IsZero(KrByteSpan bytes)
+    {
+        return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
+    }
+
+    // Zeros behind the end become a hole.
+    void Put(uint64_t position, KrByteSpan bytes)
+    {
+        CKrFileContent& content = m_node->content;
+        while (!bytes.empty())
+        {
+            size_t count = std::min(bytes.size(), kHolePiece);
+            if (position >= content.Size() && count == kHolePiece && IsZero(bytes.first(count)))
+                content.Resize(position + count);
+            else
+                content.Put(position, bytes.first(count));
+            position += count;
+            bytes = bytes.subspan(count);
+        }
+    }
+
+    std::shared_ptr<SDisk> m_disk;
+    std::shared_ptr<SNode> m_node;
 };
 } // namespace
 
+CKrMemoryFileSystem::CKrMemoryFileSystem() : m_disk(std::make_shared<SKrDisk>()) {}
+
+CKrMemoryFileSystem::~CKrMemoryFileSystem() = default;
+
+std::shared_ptr<CKrMemoryFileSystem::SKrNode> CKrMemoryFileSystem::Find(const std::wstring& path) const
+{
+    const auto found = m_files.find(path);
+    return found == m_files.end() ? nullptr : found->second;
+}
+
 void CKrMemoryFileSystem::Set(const std::wstring& path, CKrFileContent content)
 {
-    auto shared = std::make_shared<const CKrFileContent>(std::move(content));
-    const std::scoped_lock lock(m_mutex);
-    m_files[path] = std::move(shared);
+    auto node = std::make_shared<SKrNode>();
+    node->content = std::move(content);
+    const std::scoped_lock lock(m_disk->mutex);
+    m_files[path] = std::move(node);
 }
 
 bool CKrMemoryFileSystem::Remove(const std::wstring& path)
 {
-    const std::scoped_lock lock(m_mutex);
+    const std::scoped_lock lock(m_disk->mutex);
     return m_files.erase(path) != 0;
+}
+
+CKrFileContent CKrMemoryFileSystem::Content(const std::wstring& path) const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    if (node == nullptr)
+        throw std::out_of_range("no such file");
+    CKrFileContent content = node->content;
+    for (const CMemoryView* const view : node->views)
+        view->PutInto(content);
+    return content;
+}
+
+std::wstring CKrMemoryFileSystem::LastVolumeFolder() const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return m_lastVolumeFolder;
+}
+
+void CKrMemoryFileSystem::SetCapacity(uint64_t bytes)
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    m_disk->capacity = bytes;
+}
+
+size_t CKrMemoryFileSystem::OpenFiles() const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return m_disk->openFiles;
+}
+
+size_t CKrMemoryFileSystem::OpenViews() const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return m_disk->openViews;
 }
 
 std::unique_ptr<IKrFile> CKrMemoryFileSystem::OpenForReading(const wchar_t* path)
 {
     if (path == nullptr)
         return nullptr;
-    const std::scoped_lock lock(m_mutex);
-    const auto found = m_files.find(path);
-    if (found == m_files.end())
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    if (node == nullptr || node->writers > 0)
         return nullptr;
-    return std::make_unique<CMemoryFile>(found->second);
+    return std::make_unique<CMemoryFile>(m_disk, node);
+}
+
+std::unique_ptr<IKrWritableFile> CKrMemoryFileSystem::CreateForWriting(const wchar_t* path)
+{
+    if (path == nullptr || *path == L'\0')
+        return nullptr;
+    const std::scoped_lock lock(m_disk->mutex);
+    std::shared_ptr<SKrNode>& node = m_files[path];
+    if (node != nullptr && node->IsOpen())
+        return nullptr;
+    node = std::make_shared<SKrNode>();
+    return std::make_unique<CMemoryWritableFile>(m_disk, node);
+}
+
+bool CKrMemoryFileSystem::Exists(const wchar_t* path)
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return Find(path) != nullptr;
+}
+
+bool CKrMemoryFileSystem::Delete(const wchar_t* path)
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    return node != nullptr && !node->IsOpen() && m_files.erase(path) != 0;
+}
+
+uint32_t CKrMemoryFileSystem::BytesPerSector(const wchar_t* folder)
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    m_lastVolumeFolder = folder;
+    return m_bytesPerSector;
 }
 } // namespace KrTest

@@ -5,13 +5,15 @@
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFileContent.h"
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 
 namespace KrTest
 {
-// Paths are compared exactly. All operations may be called from any thread.
+// Paths are compared exactly. All operations may be called from any thread. Share rules are those of the real
+// file systems: what is being written is opened by nobody else, what is open is not deleted or replaced.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);
@@ -25,11 +27,40 @@ public:
     // Whether there was such a file. Files that are open stay readable.
     bool Remove(const std::wstring& path);
 
+    // What a file holds now, that of live views included. Throws std::out_of_range when there is no such
+    // file.
+    [[nodiscard]] CKrFileContent Content(const std::wstring& path) const;
+
+    // What the volume of any folder says; 512 at first.
+    void SetBytesPerSector(uint32_t bytes) { m_bytesPerSector = bytes; }
+    [[nodiscard]] std::wstring LastVolumeFolder() const;
+
+    // A full disk: writes that would make a file longer than that come short.
+    void SetCapacity(uint64_t bytes);
+
+    // Files that are open, and views that are mapped.
+    [[nodiscard]] size_t OpenFiles() const;
+    [[nodiscard]] size_t OpenViews() const;
+
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    bool Exists(const wchar_t* path) override;
+    bool Delete(const wchar_t* path) override;
+    uint32_t BytesPerSector(const wchar_t* folder) override;
+
+    struct SKrDisk; // private to the implementation
+    struct SKrNode;
+
+    CKrMemoryFileSystem();
+    ~CKrMemoryFileSystem() override;
 
 private:
-    std::mutex m_mutex; // guards m_files
-    std::map<std::wstring, std::shared_ptr<const CKrFileContent>> m_files;
+    [[nodiscard]] std::shared_ptr<SKrNode> Find(const std::wstring& path) const;
+
+    std::shared_ptr<SKrDisk> m_disk;
+    std::map<std::wstring, std::shared_ptr<SKrNode>> m_files; // guarded by the disk's mutex
+    uint32_t m_bytesPerSector = 512;
+    std::wstring m_lastVolumeFolder; // guarded by the disk's mutex
 };
 } // namespace KrTest
 

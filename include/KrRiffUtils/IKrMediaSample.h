@@ -1,0 +1,35 @@
+// A media sample that the pool lends and the writer takes.
+#ifndef KRRIFFUTILS_IKRMEDIASAMPLE_H
+#define KRRIFFUTILS_IKRMEDIASAMPLE_H
+
+#include "IKrUnknown.h"
+
+#include <stdint.h>
+
+// Something that a pool lends and takes back.
+class IKrPoolElement : public IKrUnknown
+{
+public:
+    // Gives up what the element holds. For the pool alone: it takes no lock.
+    virtual void ResetElement() = 0;
+};
+
+// A frame or a block of audio in a buffer. The operations may be called from any thread, but LockBuffer and
+// the UnlockBuffer that belongs to it from the same one. Hosts may implement this interface themselves.
+class IKrMediaSample : public IKrPoolElement
+{
+public:
+    // Locks the buffer for the calling thread until UnlockBuffer and gives its address and the number of
+    // valid bytes, at least 1. Other threads that lock it, or ask for the length, wait. The same thread may
+    // lock again; each lock needs its unlock. Returns 1, or 0 with nothing locked (the outputs may have been
+    // written) when there is no buffer or it is empty. The memory stays the owner's.
+    virtual int LockBuffer(uint8_t** data, int32_t* length) = 0;
+
+    // Ends a LockBuffer of the calling thread. Without one it does nothing.
+    virtual void UnlockBuffer() = 0;
+
+    // Number of valid bytes in the buffer; 0 when there is none.
+    virtual uint32_t GetDataLength() = 0;
+};
+
+#endif

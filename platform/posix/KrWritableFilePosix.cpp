@@ -1,0 +1,182 @@
+#include "platform/posix/KrWritableFilePosix.h"
+
+#include "platform/posix/KrFileDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+namespace
+{
+constexpr mode_t kNewFileMode = 0666; // less what the process masks
+constexpr uint32_t kUsualSectorSize = 512;
+constexpr size_t kMostParts = IOV_MAX < 64 ? IOV_MAX : 64; // of one call
+
+class CPosixView final : public IKrMappedView
+{
+public:
+    CPosixView(void* start, size_t length, size_t before) : m_start(start), m_length(length), m_before(before)
+    {
+    }
+    ~CPosixView() override { ::munmap(m_start, m_length); }
+    CPosixView(const CPosixView&) = delete;
+    CPosixView& operator=(const CPosixView&) = delete;
+
+    uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
+
+private:
+    void* m_start;
+    size_t m_length;
+    size_t m_before; // bytes of the view before the range
+};
+
+// What is left of the parts behind the first `done` bytes, as far as one call takes it.
+int PartsBehind(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMostParts])
+{
+    size_t count = 0;
+    for (const KrByteSpan& part : parts)
+    {
+        const size_t skipped = std::min(done, part.size());
+        done -= skipped;
+        if (skipped == part.size())
+            continue;
+        out[count].iov_base = const_cast<uint8_t*>(part.data() + skipped);
+        out[count].iov_len = part.size() - skipped;
+        if (++count == kMostParts)
+            break;
+    }
+    return static_cast<int>(count);
+}
+
+class CPosixWritableFile final : public IKrWritableFile
+{
+public:
+    explicit CPosixWritableFile(CKrFileDescriptor descriptor) : m_descriptor(std::move(descriptor)) {}
+
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        size_t done = 0;
+        for (;;)
+        {
+            iovec left[kMostParts];
+            const int count = PartsBehind(parts, done, left);
+            if (count == 0)
+                return {done, 0};
+            if (!KrPlatform::IsFilePosition(position + done))
+                return {done, EFBIG};
+            const ssize_t written =
+                ::pwritev(m_descriptor.Get(), left, count, static_cast<off_t>(position + done));
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0)
+                return {done, static_cast<uint32_t>(written < 0 ? errno : ENOSPC)};
+            done += static_cast<size_t>(written);
+        }
+    }
+
+    bool Flush() override { return ::fdatasync(m_descriptor.Get()) == 0; }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        static const auto pageSize = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+        struct stat facts
+        {
+        };
+        if (length == 0 || ::fstat(m_descriptor.Get(), &facts) != 0 ||
+            position + length > static_cast<uint64_t>(facts.st_size))
+            return nullptr;
+        const auto before = static_cast<size_t>(position % pageSize);
+        void* const start = ::mmap(nullptr, before + length, PROT_READ | PROT_WRITE, MAP_SHARED,
+                                   m_descriptor.Get(), static_cast<off_t>(position - before));
+        if (start == MAP_FAILED)
+            return nullptr;
+        return std::make_unique<CPosixView>(start, before + length, before);
+    }
+
+private:
+    CKrFileDescriptor m_descriptor;
+};
+
+int OpenRetrying(const std::string& path, int flags)
+{
+    int descriptor = -1;
+    do
+        descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
+    while (descriptor < 0 && errno == EINTR);
+    return descriptor;
+}
+
+// False when anybody has the file open through this library, here or in another process. File systems without
+// such locks share with everybody.
+bool HoldAlone(int descriptor)
+{
+    int result = -1;
+    do
+        result = ::flock(descriptor, LOCK_EX | LOCK_NB);
+    while (result != 0 && errno == EINTR);
+    return result == 0 || errno != EWOULDBLOCK;
+}
+
+bool IsRegularFile(int descriptor)
+{
+    struct stat facts
+    {
+    };
+    return ::fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
+// The number in a file of one line, or 0.
+uint32_t NumberIn(const std::string& path)
+{
+    uint32_t number = 0;
+    std::ifstream(path) >> number;
+    return number;
+}
+} // namespace
+
+std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path)
+{
+    // Not emptied by the open itself: first it must be certain that nobody uses the file.
+    CKrFileDescriptor descriptor(OpenRetrying(path, O_RDWR | O_CREAT));
+    if (!descriptor.IsOpen() || !IsRegularFile(descriptor.Get()) || !HoldAlone(descriptor.Get()) ||
+        ::ftruncate(descriptor.Get(), 0) != 0)
+        return nullptr;
+    return std::make_unique<CPosixWritableFile>(std::move(descriptor));
+}
+
+bool DeleteUnusedFile(const std::string& path)
+{
+    // What cannot be opened (a dangling link, no right to read it) is nobody's open file.
+    const CKrFileDescriptor descriptor(OpenRetrying(path, O_RDONLY));
+    if (descriptor.IsOpen() && !HoldAlone(descriptor.Get()))
+        return false;
+    return ::unlink(path.c_str()) == 0;
+}
+
+uint32_t SectorSizeBelow(const std::string& folder)
+{
+    struct stat facts
+    {
+    };
+    if (::stat(folder.c_str(), &facts) != 0)
+        return 0;
+    const std::string device =
+        "/sys/dev/block/" + std::to_string(major(facts.st_dev)) + ":" + std::to_string(minor(facts.st_dev));
+    for (const char* const queue : {"/queue", "/../queue"}) // a disk's own, or that of a partition's disk
+    {
+        if (const uint32_t size = NumberIn(device + queue + "/logical_block_size"); size != 0)
+            return size;
+    }
+    return kUsualSectorSize;
+}

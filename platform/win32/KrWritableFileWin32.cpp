@@ -1,0 +1,123 @@
+#include "platform/win32/KrWritableFileWin32.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace
+{
+constexpr size_t kMostBytesPerCall = size_t{1} << 30;
+constexpr size_t kSmallPart =
+    16 * 1024; // smaller parts are joined, since there is no buffered gathered write
+
+class CWin32View final : public IKrMappedView
+{
+public:
+    CWin32View(void* start, size_t before) : m_start(start), m_before(before) {}
+    ~CWin32View() override { UnmapViewOfFile(m_start); }
+    CWin32View(const CWin32View&) = delete;
+    CWin32View& operator=(const CWin32View&) = delete;
+
+    uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
+
+private:
+    void* m_start;
+    size_t m_before; // bytes of the view before the range
+};
+
+uint64_t AllocationGranularity()
+{
+    static const uint64_t granularity = []
+    {
+        SYSTEM_INFO facts{};
+        GetSystemInfo(&facts);
+        return uint64_t{facts.dwAllocationGranularity};
+    }();
+    return granularity;
+}
+
+class CWin32WritableFile final : public IKrWritableFile
+{
+public:
+    explicit CWin32WritableFile(CKrFileHandle handle) : m_handle(std::move(handle)) {}
+
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        SKrTransfer total;
+        m_joined.clear();
+        for (const KrByteSpan& part : parts)
+        {
+            if (part.size() < kSmallPart)
+            {
+                m_joined.insert(m_joined.end(), part.begin(), part.end());
+                if (m_joined.size() < kSmallPart)
+                    continue;
+            }
+            if (!Write(position, m_joined, total))
+                return total;
+            m_joined.clear();
+            if (part.size() >= kSmallPart && !Write(position, part, total))
+                return total;
+        }
+        static_cast<void>(Write(position, m_joined, total));
+        return total;
+    }
+
+    bool Flush() override { return FlushFileBuffers(m_handle.Get()); }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        LARGE_INTEGER size{};
+        if (length == 0 || !GetFileSizeEx(m_handle.Get(), &size) ||
+            position + length > static_cast<uint64_t>(size.QuadPart))
+            return nullptr;
+        const HANDLE mapping = CreateFileMappingW(m_handle.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr);
+        if (mapping == nullptr)
+            return nullptr;
+        const auto before = static_cast<size_t>(position % AllocationGranularity());
+        const uint64_t start = position - before;
+        void* const view = MapViewOfFile(mapping, FILE_MAP_WRITE, static_cast<DWORD>(start >> 32),
+                                         static_cast<DWORD>(start), before + length);
+        CloseHandle(mapping); // the view keeps the mapping
+        return view != nullptr ? std::make_unique<CWin32View>(view, before) : nullptr;
+    }
+
+private:
+    // Writes behind what `total` counts already.
+    [[nodiscard]] bool Write(uint64_t position, KrByteSpan bytes, SKrTransfer& total)
+    {
+        while (!bytes.empty())
+        {
+            const uint64_t at = position + total.bytes;
+            if (!KrPlatform::IsFilePosition(at))
+            {
+                total.osError = ERROR_NEGATIVE_SEEK;
+                return false;
+            }
+            OVERLAPPED place{};
+            place.Offset = static_cast<DWORD>(at);
+            place.OffsetHigh = static_cast<DWORD>(at >> 32);
+            DWORD written = 0;
+            const auto wanted = static_cast<DWORD>(std::min(bytes.size(), kMostBytesPerCall));
+            const BOOL ok = WriteFile(m_handle.Get(), bytes.data(), wanted, &written, &place);
+            total.bytes += written;
+            bytes = bytes.subspan(written);
+            if (!ok || written == 0)
+            {
+                total.osError = ok ? ERROR_DISK_FULL : GetLastError();
+                return false;
+            }
+        }
+        return true;
+    }
+
+    CKrFileHandle m_handle;
+    std::vector<uint8_t> m_joined; // one write's small parts; kept for its memory
+};
+} // namespace
+
+std::unique_ptr<IKrWritableFile> MakeWritableFile(CKrFileHandle handle)
+{
+    return std::make_unique<CWin32WritableFile>(std::move(handle));
+}

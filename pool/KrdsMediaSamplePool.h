@@ -1,0 +1,24 @@
+// The pool of media samples.
+#ifndef KR_POOL_KRDSMEDIASAMPLEPOOL_H
+#define KR_POOL_KRDSMEDIASAMPLEPOOL_H
+
+#include "KrRiffUtils/IKrdsMediaSamplePool.h"
+#include "core/KrObject.h"
+#include "core/KrRef.h"
+#include "siblings/KrKernel/KrPoolManager.h"
+
+class CKrdsMediaSamplePool final : public CKrObject<IKrdsMediaSamplePool>
+{
+public:
+    // Makes the elements. False when that fails.
+    [[nodiscard]] bool SetUp(unsigned long capacity);
+
+    int GetSample(unsigned long wait, IMediaSample* source, IKrMediaSample** out) override;
+
+private:
+    class CKrdsMediaSampleAllocator;
+
+    CKrRef<IKrPoolManager> m_manager; // null until set up
+};
+
+#endif

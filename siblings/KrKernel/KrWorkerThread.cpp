@@ -1,0 +1,126 @@
+#include "siblings/KrKernel/KrWorkerThread.h"
+
+#include "core/KrObject.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+
+namespace
+{
+// What the thread and its object share: it outlives the object when that goes on the thread itself.
+struct SKrRun
+{
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool running = false; // guarded by mutex
+};
+
+class CKrWorkerThread final : public CKrObject<IKrWorkerThread>
+{
+public:
+    ~CKrWorkerThread() override
+    {
+        m_thread.request_stop();
+        if (IsOnWorker())
+            m_thread.detach();
+    }
+
+    int SetPriority(int) override { return 1; }
+    int UseDefaults() override { return 1; }
+
+    int SetWorkRoutine(KrWorkRoutine routine, void* context) override
+    {
+        m_routine = routine;
+        m_context = context;
+        return 1;
+    }
+
+    int Start() override
+    {
+        if (m_routine == nullptr || IsRunning())
+            return 0;
+        SetRunning(true);
+        try
+        {
+            m_thread = std::jthread(&CKrWorkerThread::Run, m_run, m_routine, m_context);
+        }
+        catch (const std::system_error&)
+        {
+            SetRunning(false);
+            return 0;
+        }
+        return 1;
+    }
+
+    void Stop() override { m_thread.request_stop(); }
+
+    int WaitForEnd(uint32_t milliseconds) override
+    {
+        if (IsOnWorker())
+            return 0;
+        std::unique_lock guard(m_run->mutex);
+        const auto hasEnded = [this]
+        {
+            return !m_run->running;
+        };
+        if (milliseconds != kKrWaitForEver)
+            return m_run->ended.wait_for(guard, std::chrono::milliseconds(milliseconds), hasEnded) ? 1 : 0;
+        m_run->ended.wait(guard, hasEnded);
+        return 1;
+    }
+
+    int StopAndWait(uint32_t milliseconds) override
+    {
+        Stop();
+        return WaitForEnd(milliseconds);
+    }
+
+private:
+    static void Run(std::stop_token stop, std::shared_ptr<SKrRun> run, KrWorkRoutine routine, void* context)
+    {
+        routine(context, std::move(stop));
+        const std::lock_guard guard(run->mutex);
+        run->running = false;
+        run->ended.notify_all();
+    }
+
+    bool IsOnWorker() const { return m_thread.get_id() == std::this_thread::get_id(); }
+
+    bool IsRunning() const
+    {
+        const std::lock_guard guard(m_run->mutex);
+        return m_run->running;
+    }
+
+    void SetRunning(bool running)
+    {
+        const std::lock_guard guard(m_run->mutex);
+        m_run->running = running;
+    }
+
+    KrWorkRoutine m_routine = nullptr;
+    void* m_context = nullptr;
+    const std::shared_ptr<SKrRun> m_run = std::make_shared<SKrRun>();
+    std::jthread m_thread; // joined by its destructor
+};
+} // namespace
+
+int KrCreateWorkerThread(int, IKrWorkerThread** out)
+{
+    if (out == nullptr)
+        return 0;
+    try
+    {
+        *out = new CKrWorkerThread;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return 0;
+    }
+    return 1;
+}

@@ -1,0 +1,272 @@
+#include "tests/support/KrAviChecker.h"
+
+#include "tests/support/KrByteWriter.h"
+#include "tests/support/KrWrittenHeader.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace KrTest
+{
+namespace
+{
+constexpr uint32_t kSegmentLimit = 0x3FC6E600;
+constexpr uint32_t kStdIndexSize = 32256;
+constexpr uint32_t kStdIndexEntries = 4028;
+constexpr uint32_t kIndexSlack = 3 * kStdIndexSize; // indexes may be put behind what was reserved
+
+std::string Describe(const char* what, uint64_t position, const std::string& more = {})
+{
+    char text[200];
+    std::snprintf(text, sizeof text, "at %llu: %s %s", static_cast<unsigned long long>(position), what,
+                  more.c_str());
+    return text;
+}
+
+class CChecker
+{
+public:
+    CChecker(const CKrFileContent& file, const SKrWritten& from) : m_file(file), m_from(from) {}
+
+    SKrCheckedAvi Run()
+    {
+        m_headerSize = WrittenHeader(m_file, m_from, m_result).size();
+        uint64_t position = 0;
+        while (position < m_file.Size() && m_result.problems.empty())
+            position = CheckSegment(position);
+        m_result.segments.push_back(position);
+        for (const SKrWrittenIndex& index : m_result.videoIndexes)
+            CheckStdIndex(index, "ix00", VideoId());
+        for (const SKrWrittenIndex& index : m_result.audioIndexes)
+            CheckStdIndex(index, "ix01", "01wb");
+        m_result.maxBytesPerSec = U32(32 + 4);
+        Compare(0, WrittenHeader(m_file, m_from, m_result), "headers");
+        return std::move(m_result);
+    }
+
+private:
+    struct SChunk
+    {
+        std::string id;
+        uint32_t size;
+    };
+
+    std::string VideoId() const { return m_from.codec.empty() ? "00db" : "00dc"; }
+
+    void Problem(std::string text)
+    {
+        if (m_result.problems.size() < 20)
+            m_result.problems.push_back(std::move(text));
+    }
+
+    uint32_t U32(uint64_t position) const
+    {
+        uint8_t bytes[4] = {};
+        m_file.Read(position, bytes, 4);
+        return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | uint32_t{bytes[3]} << 24;
+    }
+
+    std::string Text(uint64_t position) const
+    {
+        char bytes[4] = {};
+        m_file.Read(position, bytes, 4);
+        return std::string(bytes, 4);
+    }
+
+    SChunk ChunkAt(uint64_t position) const { return {Text(position), U32(position + 4)}; }
+
+    void Compare(uint64_t position, const KrBytes& wanted, const char* what)
+    {
+        KrBytes there(wanted.size());
+        if (m_file.Read(position, there.data(), there.size()) != there.size())
+            return Problem(Describe(what, position, "cut by the end of the file"));
+        const auto [left, right] = std::ranges::mismatch(there, wanted);
+        if (left != there.end())
+            Problem(Describe(what, position + static_cast<uint64_t>(left - there.begin()),
+                             std::to_string(*left) + " for " + std::to_string(*right)));
+    }
+
+    // Holes are zeros, so only what is stored is looked at.
+    void CheckZeros(uint64_t position, uint64_t count)
+    {
+        KrBytes bytes(static_cast<size_t>(std::min<uint64_t>(count, 65536)));
+        for (uint64_t done = 0; done < count; done += bytes.size())
+        {
+            const auto part = static_cast<size_t>(std::min<uint64_t>(count - done, bytes.size()));
+            m_file.Read(position + done, bytes.data(), part);
+            if (std::any_of(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(part),
+                            [](uint8_t byte) { return byte != 0; }))
+                return Problem(Describe("padding is not zero", position + done));
+        }
+    }
+
+    // Checks a segment and answers where the next one starts.
+    uint64_t CheckSegment(uint64_t start)
+    {
+        const bool isFirst = start == 0;
+        const size_t number = m_result.segments.size();
+        m_result.segments.push_back(start);
+        const uint64_t end = start + 8 + U32(start + 4);
+        if (Text(start) != "RIFF" || Text(start + 8) != (isFirst ? "AVI " : "AVIX"))
+            Problem(Describe("no segment", start));
+        if (end > m_file.Size())
+            Problem(Describe("segment reaches beyond the file", start));
+        if (end - start > kSegmentLimit + (m_from.hasDirectChunks ? UINT32_MAX : kIndexSlack))
+            Problem(Describe("segment is too large", start));
+        const uint64_t movi = isFirst ? m_headerSize - 12 : start + 12;
+        const uint64_t moviEnd = movi + 8 + U32(movi + 4);
+        if (Text(movi) != "LIST" || Text(movi + 8) != "movi" || moviEnd > end)
+            Problem(Describe("no 'movi'", movi));
+        if (!isFirst)
+            CheckStartOfExtension(movi + 12);
+        if (m_result.problems.empty())
+            WalkMovi(movi + 12, moviEnd, number, isFirst);
+        if (isFirst)
+            CheckOldIndex(moviEnd, end);
+        else if (moviEnd != end)
+            Problem(Describe("bytes behind 'movi'", moviEnd));
+        return end;
+    }
+
+    void CheckStartOfExtension(uint64_t position)
+    {
+        if (position % m_from.bytesPerSector == 0)
+            return;
+        const SChunk junk = ChunkAt(position);
+        if (junk.id != "JUNK" || position + 8 + junk.size != RoundUpTo(position + 8, m_from.bytesPerSector))
+            Problem(Describe("no 'JUNK' to the sector", position));
+    }
+
+    void WalkMovi(uint64_t position, uint64_t end, size_t segment, bool isFirst)
+    {
+        if (isFirst && position % m_from.bytesPerSector != 0)
+            Problem(Describe("'movi' does not end on a sector", position));
+        bool needsPadding = false;
+        while (position < end && m_result.problems.empty())
+        {
+            const SChunk chunk = ChunkAt(position);
+            const uint64_t next = position + 8 + chunk.size;
+            if (needsPadding && chunk.id != "JUNK")
+                Problem(Describe("no padding behind a chunk", position));
+            if (chunk.id == "JUNK")
+            {
+                CheckZeros(position + 8, chunk.size);
+                if (needsPadding && next != RoundUpTo(position + 8, m_from.bytesPerSector))
+                    Problem(Describe("padding ends elsewhere", position));
+            }
+            needsPadding = Take(chunk, position, segment) && !m_from.hasDirectChunks &&
+                           next % m_from.bytesPerSector != 0;
+            position = next;
+        }
+        if (position != end)
+            Problem(Describe("'movi' ends inside a chunk", end));
+        if (needsPadding)
+            Problem(Describe("no padding behind the last chunk", position));
+    }
+
+    // Notes what a chunk is; true for data.
+    bool Take(const SChunk& chunk, uint64_t position, size_t segment)
+    {
+        if (chunk.id == "JUNK")
+            return false;
+        if (chunk.id == "ix00" || (chunk.id == "ix01" && m_from.pcm))
+        {
+            if (chunk.size + 8 != kStdIndexSize)
+                Problem(Describe("standard index of another size", position));
+            (chunk.id == "ix00" ? m_result.videoIndexes : m_result.audioIndexes).push_back({position, {}});
+            return false;
+        }
+        const bool isVideo = chunk.id == VideoId();
+        if (!isVideo && !(m_from.pcm && chunk.id == "01wb"))
+        {
+            Problem(Describe("unknown chunk", position, chunk.id));
+            return false;
+        }
+        auto& indexes = isVideo ? m_result.videoIndexes : m_result.audioIndexes;
+        const SKrWrittenChunk data{position + 8, chunk.size, segment};
+        (isVideo ? m_result.video : m_result.audio).push_back(data);
+        m_result.order += isVideo ? 'V' : 'A';
+        if (indexes.empty())
+            Problem(Describe("data before its standard index", position));
+        else
+            indexes.back().chunks.push_back(data);
+        return true;
+    }
+
+    void CheckStdIndex(const SKrWrittenIndex& index, const char* id, const std::string& stream)
+    {
+        const size_t kept = std::min<size_t>(index.chunks.size(), kStdIndexEntries);
+        if (kept < index.chunks.size() && !m_from.hasDirectChunks)
+            Problem(Describe("more chunks than the index holds", index.position));
+        const uint64_t base = kept == 0 ? 0 : index.chunks[0].data - 8;
+        CKrTestByteWriter out;
+        out.FourCc(id)
+            .U32(kStdIndexSize - 8)
+            .U16(2)
+            .U8(0)
+            .U8(1)
+            .U32(static_cast<uint32_t>(kept))
+            .FourCc(stream);
+        out.U64(base).U32(0);
+        for (size_t number = 0; number < kept; ++number)
+            out.U32(static_cast<uint32_t>(index.chunks[number].data - base)).U32(index.chunks[number].size);
+        KrBytes wanted = out.Bytes();
+        wanted.resize(kStdIndexSize);
+        Compare(index.position, wanted, id);
+    }
+
+    void CheckOldIndex(uint64_t position, uint64_t end)
+    {
+        struct SEntry
+        {
+            uint64_t header;
+            bool isVideo;
+            uint32_t size;
+        };
+        std::vector<SEntry> entries;
+        for (const bool isVideo : {true, false})
+        {
+            for (const SKrWrittenChunk& chunk : isVideo ? m_result.video : m_result.audio)
+                entries.push_back({chunk.data - 8, isVideo, chunk.size});
+        }
+        std::ranges::sort(entries, {}, &SEntry::header);
+        const uint64_t bytes = 16 * (entries.size() + 1);
+        const uint64_t filled = position + bytes + 24;
+        const uint64_t padding = RoundUpTo(filled, m_from.bytesPerSector) - filled + 16;
+        CKrTestByteWriter out;
+        out.FourCc("idx1").U32(static_cast<uint32_t>(bytes + padding));
+        out.FourCc("7Fxx").U32(0).U32(static_cast<uint32_t>(m_headerSize)).U32(0);
+        for (const SEntry& entry : entries)
+            out.FourCc(entry.isVideo ? VideoId() : "01wb")
+                .U32(0x10)
+                .U32(static_cast<uint32_t>(entry.header))
+                .U32(entry.size);
+        for (uint64_t number = 0; number < padding / 16; ++number)
+            out.FourCc("7Fxx").U32(0).U32(0).U32(0);
+        KrBytes wanted = out.Bytes();
+        wanted.resize(static_cast<size_t>(8 + bytes + padding));
+        Compare(position, wanted, "idx1");
+        if (end != position + wanted.size())
+            Problem(Describe("segment does not end with its 'idx1'", end));
+    }
+
+    const CKrFileContent& m_file;
+    const SKrWritten& m_from;
+    SKrCheckedAvi m_result;
+    uint64_t m_headerSize = 0;
+};
+} // namespace
+
+SKrCheckedAvi CheckWrittenAvi(const CKrFileContent& file, const SKrWritten& from)
+{
+    return CChecker(file, from).Run();
+}
+
+std::vector<uint32_t> SizesOf(const std::vector<SKrWrittenChunk>& chunks)
+{
+    std::vector<uint32_t> sizes;
+    for (const SKrWrittenChunk& chunk : chunks)
+        sizes.push_back(chunk.size);
+    return sizes;
+}
+} // namespace KrTest

@@ -1,0 +1,53 @@
+// Media samples for the writer's tests.
+#ifndef KR_TESTS_SUPPORT_KRTESTSAMPLE_H
+#define KR_TESTS_SUPPORT_KRTESTSAMPLE_H
+
+#include "KrRiffUtils/IKrMediaSample.h"
+#include "core/KrObject.h"
+#include "tests/support/KrFileContent.h"
+#include "tests/support/KrRef.h"
+
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+namespace KrTest
+{
+// A host's own sample: bytes in memory.
+class CKrTestSample final : public CKrObject<IKrMediaSample>
+{
+public:
+    explicit CKrTestSample(KrBytes bytes) : m_bytes(std::move(bytes)) { ++s_alive; }
+    ~CKrTestSample() override { --s_alive; }
+
+    // Samples that were not destroyed yet.
+    static int Alive() { return s_alive; }
+
+    void RefuseLocks() { m_refusesLocks = true; }
+    [[nodiscard]] int Locks() const { return m_locks; } // that are held now
+
+    void ResetElement() override {}
+
+    int LockBuffer(uint8_t** data, int32_t* length) override
+    {
+        if (m_refusesLocks)
+            return 0;
+        ++m_locks;
+        *data = m_bytes.data();
+        *length = static_cast<int32_t>(m_bytes.size());
+        return 1;
+    }
+
+    void UnlockBuffer() override { --m_locks; }
+    uint32_t GetDataLength() override { return static_cast<uint32_t>(m_bytes.size()); }
+
+private:
+    inline static std::atomic<int> s_alive = 0;
+
+    KrBytes m_bytes;
+    std::atomic<int> m_locks = 0;
+    std::atomic<bool> m_refusesLocks = false;
+};
+} // namespace KrTest
+
+#endif

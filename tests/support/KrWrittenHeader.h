@@ -1,0 +1,20 @@
+// The headers that the library's writer must have put into a file.
+#ifndef KR_TESTS_SUPPORT_KRWRITTENHEADER_H
+#define KR_TESTS_SUPPORT_KRWRITTENHEADER_H
+
+#include "tests/support/KrAviChecker.h"
+
+namespace KrTest
+{
+constexpr uint64_t RoundUpTo(uint64_t value, uint64_t multiple)
+{
+    return (value + multiple - 1) / multiple * multiple;
+}
+
+// All bytes up to the type of the first 'movi', for a file behind whose headers that was found. Sizes of
+// segments are taken from the file.
+[[nodiscard]] KrBytes WrittenHeader(const CKrFileContent& file, const SKrWritten& from,
+                                    const SKrCheckedAvi& found);
+} // namespace KrTest
+
+#endif

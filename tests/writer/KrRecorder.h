@@ -1,0 +1,189 @@
+// A writer on a file system in memory and a clock that only sleeping moves.
+#ifndef KR_TESTS_WRITER_KRRECORDER_H
+#define KR_TESTS_WRITER_KRRECORDER_H
+
+#include "KrOsTypes.h"
+#include "KrRiffUtils/KrRiffUtils.h"
+#include "tests/support/KrAviChecker.h"
+#include "tests/support/KrByteWriter.h"
+#include "tests/support/KrFaultyFileSystem.h"
+#include "tests/support/KrManualClock.h"
+#include "tests/support/KrMemoryFileSystem.h"
+#include "tests/support/KrRef.h"
+#include "tests/support/KrSimpleAvi.h"
+#include "tests/support/KrTestSample.h"
+#include "writer/KrAviWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KrTest
+{
+inline constexpr wchar_t kRecordedPath[] = L"folder/recorded.avi";
+
+inline int NoWorkerThread(int, IKrWorkerThread**)
+{
+    return 0;
+}
+
+enum class EKrWorker
+{
+    Thread,
+    None // each submission does the worker's part
+};
+
+// The arguments of OpenFile for what a file is to hold: 720 x 576 shown as 768 wide, so that 16:15 is stored.
+inline SKrAviVideoParams ParamsFor(const SKrWritten& written)
+{
+    SKrAviVideoParams params{};
+    params.displayWidth = 768;
+    params.displayHeight = static_cast<uint16_t>(written.height);
+    params.bitCount = written.bitCount;
+    params.frameRate = written.frameRate;
+    params.scanMode = written.scanMode;
+    params.width = static_cast<int32_t>(written.width);
+    params.height = static_cast<int32_t>(written.height);
+    return params;
+}
+
+inline WAVEFORMATEX WaveFormatFor(const SKrPcmFormat& pcm)
+{
+    WAVEFORMATEX format{};
+    format.wFormatTag = 1;
+    format.nChannels = pcm.channels;
+    format.nSamplesPerSec = pcm.samplesPerSec;
+    format.wBitsPerSample = pcm.bitsPerSample;
+    format.nBlockAlign = pcm.BlockAlign();
+    format.nAvgBytesPerSec = pcm.samplesPerSec * pcm.BlockAlign();
+    return format;
+}
+
+class CKrRecorder
+{
+public:
+    explicit CKrRecorder(EKrWorker worker = EKrWorker::Thread)
+    {
+        SKrWriterSurroundings surroundings{faults, clock};
+        if (worker == EKrWorker::None)
+            surroundings.createWorkerThread = &NoWorkerThread;
+        writer = CKrRef<CKrAviWriter>(new CKrAviWriter(surroundings));
+    }
+
+    int Open(const SKrWritten& what)
+    {
+        written = what;
+        files.SetBytesPerSector(what.bytesPerSector);
+        const SKrAviVideoParams params = ParamsFor(what);
+        const WAVEFORMATEX format = WaveFormatFor(what.pcm.value_or(SKrPcmFormat{}));
+        const std::string& codec = what.codec;
+        return writer->OpenFile(kRecordedPath, &params, codec.empty() ? 0 : FourCcValue(codec),
+                                what.pcm ? &format : nullptr);
+    }
+
+    int AddVideo(KrBytes bytes)
+    {
+        const CKrRef<CKrTestSample> sample(new CKrTestSample(std::move(bytes)));
+        return writer->AddVideoSample(sample.Get());
+    }
+
+    int AddAudio(KrBytes bytes)
+    {
+        const CKrRef<CKrTestSample> sample(new CKrTestSample(std::move(bytes)));
+        return writer->AddAudioSample(sample.Get());
+    }
+
+    // A frame or block whose content tells which one it is.
+    int AddPatternVideo(size_t size) { return AddVideo(PatternBytes(0, m_videoCount++, size)); }
+    int AddPatternAudio(size_t size) { return AddAudio(PatternBytes(1, m_audioCount++, size)); }
+
+    // Zeros, which cost no memory in the file.
+    int AddZeroVideo(size_t size) { return AddVideo(KrBytes(size)); }
+    int AddZeroAudio(size_t size) { return AddAudio(KrBytes(size)); }
+
+    [[nodiscard]] CKrFileContent Content() const { return files.Content(kRecordedPath); }
+
+    // Closes the file and checks every byte of it.
+    SKrCheckedAvi Close()
+    {
+        writer->CloseFile();
+        return Check();
+    }
+
+    SKrCheckedAvi Check() const
+    {
+        SKrCheckedAvi checked = CheckWrittenAvi(Content(), written);
+        for (const std::string& problem : checked.problems)
+            ADD_FAILURE() << problem;
+        ExpectReaderAgrees(checked);
+        return checked;
+    }
+
+    // Our reader must give the chunks that the checker found.
+    void ExpectReaderAgrees(const SKrCheckedAvi& checked) const
+    {
+        CKrMemoryFileSystem copy;
+        copy.Set(kRecordedPath, Content());
+        KrPlatform::CFileSystemScope scope(copy);
+        CKrRef<IKrRiffReader> reader;
+        ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+        ASSERT_EQ(reader->Open(kRecordedPath), 1);
+        CArray<SKrChunkIndexEntry> entries;
+        if (!checked.video.empty())
+        {
+            ASSERT_EQ(reader->LoadVideoIndex(entries), 1);
+            ExpectEntries(entries, checked.video, checked.videoIndexes.size());
+        }
+        if (!checked.audio.empty())
+        {
+            SKrAudioChunkPattern pattern;
+            ASSERT_EQ(reader->LoadAudioIndex(entries, &pattern), 1);
+            ExpectEntries(entries, checked.audio, checked.audioIndexes.size());
+        }
+        SKrAviVideoParams format{};
+        uint32_t compression = 0;
+        uint16_t bitCount = 0;
+        int valid = 0;
+        uint32_t chunkId = 0;
+        reader->GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
+        EXPECT_EQ(valid, 1);
+        EXPECT_EQ(format.frameRate, written.frameRate);
+        EXPECT_EQ(format.width, static_cast<int32_t>(written.width));
+    }
+
+    CKrMemoryFileSystem files;
+    CKrFaultyFileSystem faults{files};
+    KrPlatform::CFileSystemScope scope{faults};
+    CKrManualClock clock;
+    SKrWritten written;
+    CKrRef<CKrAviWriter> writer;
+
+private:
+    // The super index enters 2014 standard indexes at most.
+    static void ExpectEntries(const CArray<SKrChunkIndexEntry>& entries,
+                              const std::vector<SKrWrittenChunk>& chunks, size_t indexes)
+    {
+        if (indexes <= 2014)
+        {
+            ASSERT_EQ(static_cast<size_t>(entries.GetSize()), chunks.size());
+        }
+        for (intptr_t number = 0; number < entries.GetSize(); ++number)
+        {
+            const auto& chunk = chunks[static_cast<size_t>(number)];
+            ASSERT_EQ(entries[number].position, chunk.data) << number;
+            ASSERT_EQ(entries[number].size, chunk.size) << number;
+        }
+    }
+
+    size_t m_videoCount = 0;
+    size_t m_audioCount = 0;
+};
+
+// The samples of a stretch of sound that belong to one frame of 25 per second at 48 kHz in stereo.
+inline constexpr size_t kBytesOf25thSecond = 48000 / 25 * 4;
+} // namespace KrTest
+
+#endif

@@ -1,0 +1,186 @@
+// Chunks: their writing, padding, recording and counting. Segments and indexes: KrAviFileSegments.cpp.
+#include "writer/KrAviFile.h"
+
+#include "format/KrAviIndexes.h"
+#include "format/KrBytes.h"
+#include "format/KrChunkHeader.h"
+#include "format/KrFourCC.h"
+#include "writer/KrRiffFileChunk.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+namespace
+{
+using KrHeaderBytes = std::array<uint8_t, kChunkHeaderSize>;
+
+constexpr std::array<uint8_t, 4096> kZeros{};
+
+KrHeaderBytes HeaderBytes(uint32_t id, uint32_t size)
+{
+    KrHeaderBytes bytes;
+    PutLe32(&bytes[0], id);
+    PutLe32(&bytes[4], size);
+    return bytes;
+}
+
+uint64_t TotalSize(std::span<const KrByteSpan> parts)
+{
+    uint64_t total = 0;
+    for (const KrByteSpan& part : parts)
+        total += part.size();
+    return total;
+}
+
+void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
+{
+    for (; count > 0; count -= parts.back().size())
+        parts.push_back(
+            KrByteSpan(kZeros).first(static_cast<size_t>(std::min<uint64_t>(count, kZeros.size()))));
+}
+} // namespace
+
+CKrAviFile::CKrAviFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
+                       std::atomic<bool>& writeFailed)
+    : m_setup(setup), m_writeFailed(writeFailed), m_file(std::move(file)),
+      m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
+      m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))
+{
+}
+
+CKrAviFile::~CKrAviFile()
+{
+    m_videoIndex.Unmap();
+    m_audioIndex.Unmap();
+    m_header.reset();
+    m_firstHeader.reset();
+    m_file->Flush();
+}
+
+CKrStreamIndex& CKrAviFile::Index(EKrStream stream)
+{
+    return stream == EKrStream::Video ? m_videoIndex : m_audioIndex;
+}
+
+// Answers how many bytes were written. Anything less than all sets the error flag.
+uint64_t CKrAviFile::Append(std::span<const KrByteSpan> parts)
+{
+    const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
+    if (written < TotalSize(parts))
+        m_writeFailed = true;
+    return written;
+}
+
+bool CKrAviFile::AppendWhole(std::span<const KrByteSpan> parts)
+{
+    return Append(parts) == TotalSize(parts);
+}
+
+// Bytes of the 'JUNK' chunk that brings the position to a sector boundary.
+uint64_t CKrAviFile::PaddingBehind(uint64_t position) const
+{
+    const uint32_t sector = m_setup.bytesPerSector;
+    return position % sector == 0 ? 0 : KrRoundUp(position + kChunkHeaderSize, sector) - position;
+}
+
+uint64_t CKrAviFile::PredictedSize(uint64_t behind, uint32_t length) const
+{
+    const uint64_t size = uint64_t{length} + kChunkHeaderSize;
+    return size + PaddingBehind(m_position + behind + size);
+}
+
+void CKrAviFile::Advance(uint64_t bytes)
+{
+    m_moviLength += bytes;
+    m_segmentLength += bytes;
+    m_position += bytes;
+}
+
+void CKrAviFile::Record(EKrStream stream, uint32_t length)
+{
+    Index(stream).Record(m_position, length);
+    if (m_segments == 1)
+        RecordInOldIndex(m_setup.ChunkId(stream), kAviifKeyFrame, m_position, length);
+    uint32_t& largest = stream == EKrStream::Video ? m_largestVideo : m_largestAudio;
+    const uint64_t size = uint64_t{length} + kChunkHeaderSize;
+    largest = std::max(largest, static_cast<uint32_t>(size));
+    Advance(size);
+}
+
+void CKrAviFile::Count(EKrStream stream, uint32_t length)
+{
+    if (stream == EKrStream::Video)
+    {
+        ++m_frames;
+        return;
+    }
+    m_audioBytes += length;
+    m_audioIndex.AddDuration(length / m_setup.audio->blockAlign);
+}
+
+// Starts a segment or a standard index where the next chunk would not fit their 32-bit fields.
+bool CKrAviFile::MakeReach(EKrStream stream, uint64_t bytes)
+{
+    if (!FitsSegment32(bytes) && !CloseSegmentAndStartNext())
+        return false;
+    if (Index(stream).Reaches(m_position))
+        return true;
+    if (stream == EKrStream::Video)
+        m_startAudioIndex = true;
+    return StartStdIndex(stream);
+}
+
+// Chunk and padding go out in one write. When that ends inside the padding, the chunk itself is recorded.
+bool CKrAviFile::WriteQueued(EKrStream stream, KrByteSpan data)
+{
+    const auto length = static_cast<uint32_t>(data.size());
+    if (!MakeReach(stream, PredictedSize(0, length)))
+        return false;
+    const size_t chunkSize = data.size() + kChunkHeaderSize;
+    const uint64_t padding = PaddingBehind(m_position + chunkSize);
+    const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
+    const KrHeaderBytes junk = HeaderBytes(kFccJunk, static_cast<uint32_t>(padding - kChunkHeaderSize));
+    m_parts.assign({header, data});
+    if (padding > 0)
+    {
+        m_parts.push_back(junk);
+        AddZeros(m_parts, padding - kChunkHeaderSize);
+    }
+    const uint64_t written = Append(m_parts);
+    if (written < chunkSize)
+        return false;
+    Record(stream, length);
+    if (written < chunkSize + padding)
+        return false;
+    Advance(padding);
+    Count(stream, length);
+    return true;
+}
+
+bool CKrAviFile::WriteDirect(EKrStream stream, KrByteSpan data)
+{
+    const auto length = static_cast<uint32_t>(data.size());
+    if (!FitsSegment32(data.size() + kChunkHeaderSize))
+        return false;
+    const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
+    m_parts.assign({header, data});
+    if (!AppendWhole(m_parts))
+        return false;
+    Record(stream, length);
+    return true;
+}
+
+void CKrAviFile::MeasureDataRate()
+{
+    const uint64_t duration = uint64_t{m_frames - m_measuredFrames} * m_setup.MicroSecPerFrame();
+    if (duration < 1'000'000)
+        return;
+    const double bytes = static_cast<double>(m_position - m_measuredPosition);
+    const double rate = std::round(bytes / (static_cast<double>(duration) / 1'000'000));
+    m_maxBytesPerSec = std::max(m_maxBytesPerSec, static_cast<uint32_t>(std::min<double>(rate, UINT32_MAX)));
+    m_measuredPosition = m_position;
+    m_measuredFrames = m_frames;
+    m_file->Flush();
+}

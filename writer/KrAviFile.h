@@ -1,0 +1,118 @@
+// A file while it is being written: its chunks, indexes and segments. One thread at a time.
+#ifndef KR_WRITER_KRAVIFILE_H
+#define KR_WRITER_KRAVIFILE_H
+
+#include "platform/KrPlatform.h"
+#include "writer/KrHeaderLayout.h"
+#include "writer/KrStreamIndex.h"
+#include "writer/KrWriterSetup.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+// Largest segment. The first one stays below it together with its 'idx1'; later ones may reach it.
+inline constexpr uint32_t kSegmentLimit = 1'069'999'616;
+
+// Any write that fails sets the flag that was given to the constructor, and the operation answers false. The
+// write position stays behind the last thing that was written whole.
+class CKrAviFile
+{
+public:
+    CKrAviFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
+               std::atomic<bool>& writeFailed);
+    ~CKrAviFile();
+    CKrAviFile(const CKrAviFile&) = delete;
+    CKrAviFile& operator=(const CKrAviFile&) = delete;
+
+    // Writes the headers and the first standard index of each stream.
+    [[nodiscard]] bool Begin();
+
+    // Bytes that a queued chunk will take with its padding, `behind` bytes behind the write position.
+    [[nodiscard]] uint64_t PredictedSize(uint64_t behind, uint32_t length) const;
+
+    // Starts a segment unless the current one has room for that many bytes.
+    [[nodiscard]] bool Reserve(uint64_t bytes);
+
+    // Writes a chunk with its padding to the sector, and counts it as a frame or as audio.
+    [[nodiscard]] bool WriteQueued(EKrStream stream, KrByteSpan data);
+
+    // What follows each queued chunk: starts the next standard index or copies entries into the current one.
+    [[nodiscard]] bool KeepIndex(EKrStream stream);
+
+    // Writes a chunk that is neither padded nor counted.
+    [[nodiscard]] bool WriteDirect(EKrStream stream, KrByteSpan data);
+
+    // Measures the data rate, and flushes the file, once a second of video has been written since the last
+    // time.
+    void MeasureDataRate();
+
+    // Writes 'idx1' if that is still to come, and what the standard indexes wait for.
+    [[nodiscard]] bool Finish();
+
+    [[nodiscard]] uint32_t FramesWritten() const { return m_frames; }
+
+private:
+    // Pointers into the mapped headers; null where mapping failed.
+    struct SKrFields
+    {
+        uint8_t* segment = nullptr; // chunk headers of the current segment
+        uint8_t* movi = nullptr;
+        uint8_t* mainHeader = nullptr;
+        uint8_t* videoHeader = nullptr;
+        uint8_t* audioHeader = nullptr;
+        uint8_t* extendedHeader = nullptr;
+    };
+
+    [[nodiscard]] uint64_t Append(std::span<const KrByteSpan> parts);
+    [[nodiscard]] bool AppendWhole(std::span<const KrByteSpan> parts);
+    [[nodiscard]] uint64_t PaddingBehind(uint64_t position) const;
+    void Advance(uint64_t bytes);
+    [[nodiscard]] bool MakeReach(EKrStream stream, uint64_t bytes);
+    void Record(EKrStream stream, uint32_t length);
+    void Count(EKrStream stream, uint32_t length);
+
+    [[nodiscard]] bool StartFirstSegment();
+    [[nodiscard]] bool StartNextSegment();
+    [[nodiscard]] bool CloseSegmentAndStartNext();
+    [[nodiscard]] uint64_t OldIndexTail() const;
+    [[nodiscard]] bool FitsSegment32(uint64_t bytes) const;
+    [[nodiscard]] bool WriteOldIndex();
+    void RecordInOldIndex(uint32_t id, uint32_t flags, uint64_t position, uint32_t size);
+    [[nodiscard]] bool StartStdIndex(EKrStream stream);
+    void Flush(EKrStream stream);
+    void PatchHeaders();
+
+    CKrStreamIndex& Index(EKrStream stream);
+
+    const SKrWriterSetup m_setup;
+    std::atomic<bool>& m_writeFailed;
+    std::unique_ptr<IKrWritableFile> m_file;
+    std::unique_ptr<IKrMappedView> m_firstHeader; // of 'RIFF' 'AVI ', for the whole time
+    std::unique_ptr<IKrMappedView> m_header;      // of the current 'RIFF' 'AVIX'
+    SKrFields m_fields;
+
+    uint64_t m_position = 0;
+    uint32_t m_segments = 0;      // 1 while the first one is written
+    uint64_t m_segmentLength = 0; // of the current one, with its chunk header
+    uint64_t m_moviLength = 0;    // likewise
+
+    uint32_t m_frames = 0;
+    uint64_t m_audioBytes = 0;
+    uint32_t m_largestVideo = 0; // chunk header included
+    uint32_t m_largestAudio = 0;
+    uint32_t m_maxBytesPerSec = 0;
+    uint64_t m_measuredPosition = 0;
+    uint32_t m_measuredFrames = 0;
+
+    CKrStreamIndex m_videoIndex;
+    CKrStreamIndex m_audioIndex;
+    bool m_startAudioIndex = false; // the video index started anew: the audio one follows
+    bool m_flushAudioIndex = false;
+    std::vector<uint8_t> m_oldIndex; // encoded entries of 'idx1'
+    std::vector<KrByteSpan> m_parts; // of one write
+};
+
+#endif

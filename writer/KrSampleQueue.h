@@ -1,0 +1,71 @@
+// The samples that wait to be written, and which of them come next.
+#ifndef KR_WRITER_KRSAMPLEQUEUE_H
+#define KR_WRITER_KRSAMPLEQUEUE_H
+
+#include "KrRiffUtils/IKrMediaSample.h"
+#include "core/KrRef.h"
+#include "writer/KrWriterSetup.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+
+// Samples with a reference each.
+using CKrSampleList = std::list<CKrRef<IKrMediaSample>>;
+
+// What is written together: the audio goes with the first frame.
+struct SKrBatch
+{
+    CKrSampleList video;
+    CKrSampleList audio;
+};
+
+// Keeps audio and video in step: frames are let through as far as the audio that belongs to them is there,
+// and audio as far as it belongs to those frames. The audio that one call makes ready leaves with the frames
+// of a later one. Guarded by its owner's lock.
+class CKrSampleQueue
+{
+public:
+    // Forgets everything but the samples, of which there must be none.
+    void Begin(const SKrWriterSetup& setup);
+
+    void Push(EKrStream stream, IKrMediaSample* sample);
+
+    // The next frames and their audio, for a file with audio of which that many frames are written.
+    [[nodiscard]] SKrBatch TakeBatch(uint32_t framesWritten);
+
+    // The sample that came first, or null. Audio that is ready comes before audio that waits.
+    [[nodiscard]] CKrRef<IKrMediaSample> TakeVideo();
+    [[nodiscard]] CKrRef<IKrMediaSample> TakeReadyAudio();
+    [[nodiscard]] CKrRef<IKrMediaSample> TakeWaitingAudio();
+
+    // Everything, for whoever lets go of it.
+    [[nodiscard]] CKrSampleList TakeAll();
+
+    struct SKrSizes
+    {
+        size_t video = 0;
+        size_t audio = 0;
+        size_t readyAudio = 0;
+
+        bool operator==(const SKrSizes&) const = default;
+    };
+
+    [[nodiscard]] SKrSizes Sizes() const { return {m_video.size(), m_audio.size(), m_readyAudio.size()}; }
+
+private:
+    [[nodiscard]] uint64_t AudioBytesOf(uint32_t frames) const;
+    [[nodiscard]] uint64_t HeadLength() const;
+    [[nodiscard]] bool TargetCoversHead(uint64_t target) const;
+    void MakeAudioReady(uint64_t target);
+
+    uint32_t m_samplesPerSec = 0;
+    uint32_t m_blockAlign = 0;
+    EKrFrameRate m_frameRate{};
+    uint64_t m_scheduledBytes = 0; // of all audio that was ever made ready
+    CKrSampleList m_video;
+    CKrSampleList m_audio;
+    CKrSampleList m_readyAudio;
+};
+
+#endif

@@ -1,0 +1,77 @@
+// The OpenDML index of one stream: the standard index that is being filled, and its entry in the super index.
+#ifndef KR_WRITER_KRSTREAMINDEX_H
+#define KR_WRITER_KRSTREAMINDEX_H
+
+#include "platform/KrPlatform.h"
+#include "writer/KrWriterSetup.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+// Whole chunk of a standard index: 32 bytes of headers and room for 4028 chunks.
+inline constexpr uint32_t kStdIndexSize = 32256;
+inline constexpr uint32_t kStdIndexCapacity = 4028;
+inline constexpr uint32_t kSuperIndexCapacity = 2014;
+
+// Entries wait in memory until Flush copies them into the mapped standard index. All positions are absolute.
+class CKrStreamIndex
+{
+public:
+    CKrStreamIndex(EKrStream stream, uint32_t chunkId);
+
+    // Bytes of an empty standard index.
+    [[nodiscard]] const std::vector<uint8_t>& EmptyStdIndex() const { return m_empty; }
+
+    // Takes the place of the super index's chunk in the mapped header, null when that could not be mapped,
+    // and writes its fields.
+    void SetSuperIndex(uint8_t* chunk);
+
+    // Makes the standard index that was written at `position` the current one, and enters it in the super
+    // index while that has room. `view` is null when it could not be mapped: its entries then keep waiting.
+    void StartStdIndex(uint64_t position, std::unique_ptr<IKrMappedView> view);
+
+    // Whether there is a current standard index in memory.
+    [[nodiscard]] bool HasStdIndex() const { return m_view != nullptr; }
+
+    // Drops the current standard index and what did not fit into it.
+    void EndStdIndex();
+
+    // Whether a payload that starts behind a header at this position is in the reach of the 32-bit offsets.
+    [[nodiscard]] bool Reaches(uint64_t position) const;
+
+    // Notes a chunk, unless the standard index has no room for it or does not reach it.
+    void Record(uint64_t position, uint32_t length);
+
+    [[nodiscard]] size_t Pending() const { return m_pending.size(); }
+    [[nodiscard]] bool IsFull() const { return Pending() + m_copied >= kStdIndexCapacity; }
+
+    // Adds audio sample frames to the duration of the current super index entry.
+    void AddDuration(uint32_t samples);
+
+    // Copies what waits into the mapped standard index. Video adds its frames to the duration.
+    void Flush();
+
+    // Lets go of everything that lies in the file.
+    void Unmap();
+
+private:
+    struct SKrPending
+    {
+        uint32_t offset = 0;
+        uint32_t size = 0;
+    };
+
+    const EKrStream m_stream;
+    const uint32_t m_chunkId;
+    std::vector<uint8_t> m_empty;
+    uint8_t* m_superIndex = nullptr; // its chunk header
+    uint8_t* m_duration = nullptr;   // of the current super index entry
+    uint32_t m_superEntries = 0;
+    std::unique_ptr<IKrMappedView> m_view;
+    uint32_t m_copied = 0;
+    uint64_t m_base = 0; // position of the first chunk; 0: none yet
+    std::vector<SKrPending> m_pending;
+};
+
+#endif

@@ -1,0 +1,45 @@
+// The count of work that waits for the worker.
+#ifndef KR_WRITER_KRWORKSIGNAL_H
+#define KR_WRITER_KRWORKSIGNAL_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <stop_token>
+
+class CKrWorkSignal
+{
+public:
+    void Reset()
+    {
+        const std::lock_guard guard(m_mutex);
+        m_count = 0;
+    }
+
+    void Add()
+    {
+        {
+            const std::lock_guard guard(m_mutex);
+            ++m_count;
+        }
+        m_changed.notify_one();
+    }
+
+    // Waits for work, of which it takes one, or for the stop, which goes first.
+    [[nodiscard]] bool WaitForWork(const std::stop_token& stop)
+    {
+        std::unique_lock guard(m_mutex);
+        m_changed.wait(guard, stop, [this] { return m_count > 0; });
+        if (stop.stop_requested())
+            return false;
+        --m_count;
+        return true;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable_any m_changed;
+    uint64_t m_count = 0; // guarded by m_mutex
+};
+
+#endif

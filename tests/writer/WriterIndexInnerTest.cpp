@@ -20,7 +20,7 @@ uint32_t EntriesInFile(const CKrRecorder& recorder, uint64_t indexPosition)
     return GetLe32(recorder.Content().Range(indexPosition + 12, 4).data());
 }
 
-constexpr uint64_t kFirstVideoIndex = 33280; // without audio, at 512 bytes per sector
+constexpr uint64_t kFirstVideoIndex = 33792; // without audio, at 512 bytes per sector
 constexpr uint64_t kFirstVideoIndexBesideAudio = 66048;
 constexpr uint64_t kFirstAudioIndex = kFirstVideoIndexBesideAudio + 32256;
 } // namespace

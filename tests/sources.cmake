@@ -117,9 +117,14 @@ set(KR_INNER_TEST_SOURCES
   support/RefTest.cpp
   support/SimpleAviTest.cpp
   support/TempFolderTest.cpp
+  writer/WriterDirectInnerTest.cpp
+  writer/WriterFaultInnerTest.cpp
   writer/WriterIndexInnerTest.cpp
   writer/WriterLayoutInnerTest.cpp
   writer/WriterOpenInnerTest.cpp
+  writer/WriterQueueInnerTest.cpp
+  writer/WriterSegmentInnerTest.cpp
+  writer/WriterTimeInnerTest.cpp
 )
 
 set(KR_MODULE_TEST_SOURCES

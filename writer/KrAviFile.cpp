@@ -127,8 +127,7 @@ bool CKrAviFile::MakeReach(EKrStream stream, uint64_t bytes)
         return false;
     if (Index(stream).Reaches(m_position))
         return true;
-    if (stream == EKrStream::Video)
-        m_startAudioIndex = true;
+    m_startAudioIndex = stream == EKrStream::Video; // as when an index is full
     return StartStdIndex(stream);
 }
 

@@ -111,7 +111,7 @@ private:
             Problem(Describe("no segment", start));
         if (end > m_file.Size())
             Problem(Describe("segment reaches beyond the file", start));
-        if (end - start > kSegmentLimit + (m_from.hasDirectChunks ? UINT32_MAX : kIndexSlack))
+        if (end - start > uint64_t{kSegmentLimit} + (m_from.hasDirectChunks ? UINT32_MAX : kIndexSlack))
             Problem(Describe("segment is too large", start));
         const uint64_t movi = isFirst ? m_headerSize - 12 : start + 12;
         const uint64_t moviEnd = movi + 8 + U32(movi + 4);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -154,7 +155,8 @@ public:
 private:
     static bool IsZero(KrByteSpan bytes)
     {
-        return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == 0; });
+        static constexpr uint8_t zeros[kHolePiece] = {};
+        return bytes.size() <= sizeof zeros && std::memcmp(bytes.data(), zeros, bytes.size()) == 0;
     }
 
     // Zeros behind the end become a hole.

@@ -9,6 +9,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
 #include <utility>
 
 namespace KrTest
@@ -47,6 +49,35 @@ private:
     KrBytes m_bytes;
     std::atomic<int> m_locks = 0;
     std::atomic<bool> m_refusesLocks = false;
+};
+
+// Zeros, of any length, that cost no memory beyond one buffer for all of them.
+class CKrZeroSample final : public CKrObject<IKrMediaSample>
+{
+public:
+    static constexpr size_t kMostBytes = size_t{64} << 20;
+
+    explicit CKrZeroSample(size_t length) : m_length(length)
+    {
+        if (length > kMostBytes)
+            throw std::length_error("larger than the buffer of zeros");
+    }
+
+    void ResetElement() override {}
+
+    int LockBuffer(uint8_t** data, int32_t* length) override
+    {
+        static void* const zeros = std::calloc(1, kMostBytes);
+        *data = static_cast<uint8_t*>(zeros);
+        *length = static_cast<int32_t>(m_length);
+        return 1;
+    }
+
+    void UnlockBuffer() override {}
+    uint32_t GetDataLength() override { return static_cast<uint32_t>(m_length); }
+
+private:
+    size_t m_length;
 };
 } // namespace KrTest
 

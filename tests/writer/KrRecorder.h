@@ -101,8 +101,14 @@ public:
     int AddPatternAudio(size_t size) { return AddAudio(PatternBytes(1, m_audioCount++, size)); }
 
     // Zeros, which cost no memory in the file.
-    int AddZeroVideo(size_t size) { return AddVideo(KrBytes(size)); }
-    int AddZeroAudio(size_t size) { return AddAudio(KrBytes(size)); }
+    int AddZeroVideo(size_t size)
+    {
+        return writer->AddVideoSample(CKrRef<CKrZeroSample>(new CKrZeroSample(size)).Get());
+    }
+    int AddZeroAudio(size_t size)
+    {
+        return writer->AddAudioSample(CKrRef<CKrZeroSample>(new CKrZeroSample(size)).Get());
+    }
 
     [[nodiscard]] CKrFileContent Content() const { return files.Content(kRecordedPath); }
 

@@ -1,0 +1,153 @@
+// Chunks that are written directly: neither padded nor counted, alone and beside queued ones.
+#include "format/KrBytes.h"
+#include "tests/writer/KrRecorder.h"
+
+#include <thread>
+
+using namespace KrTest;
+
+namespace
+{
+SKrWritten Direct(bool withAudio = true)
+{
+    SKrWritten written;
+    written.hasDirectChunks = true;
+    if (withAudio)
+        written.pcm = SKrPcmFormat{};
+    return written;
+}
+
+class WriterDirect : public testing::Test
+{
+protected:
+    int Video(const KrBytes& bytes)
+    {
+        return m_recorder.writer->WriteVideoChunk(bytes.data(), static_cast<int32_t>(bytes.size()));
+    }
+    int Audio(const KrBytes& bytes)
+    {
+        return m_recorder.writer->WriteAudioChunk(bytes.data(), static_cast<int32_t>(bytes.size()));
+    }
+
+    // A field of the first headers.
+    [[nodiscard]] uint32_t Field(uint64_t position) const
+    {
+        return GetLe32(m_recorder.Content().Range(position, 4).data());
+    }
+
+    CKrRecorder m_recorder;
+};
+} // namespace
+
+TEST_F(WriterDirect, Chunks_FollowEachOtherWithoutPadding)
+{
+    ASSERT_EQ(m_recorder.Open(Direct()), 1);
+    EXPECT_EQ(Video({1, 2, 3}), 1);
+    EXPECT_EQ(Audio({4, 5, 6, 7, 8}), 1);
+    EXPECT_EQ(Video({9}), 1);
+    const SKrCheckedAvi checked = m_recorder.Close();
+    ASSERT_EQ(checked.order, "VAV");
+    EXPECT_EQ(checked.audio[0].data, checked.video[0].data + 3 + 8) << "an odd length stays odd";
+    EXPECT_EQ(checked.video[1].data, checked.audio[0].data + 5 + 8);
+    EXPECT_EQ(m_recorder.Content().Range(checked.video[0].data, 3), (KrBytes{1, 2, 3}));
+}
+
+TEST_F(WriterDirect, Counters_StayAtZeroButForTheLargestChunk)
+{
+    ASSERT_EQ(m_recorder.Open(Direct()), 1);
+    EXPECT_EQ(Video(KrBytes(1000)), 1);
+    EXPECT_EQ(Audio(KrBytes(2000)), 1);
+    m_recorder.Close();
+    EXPECT_EQ(Field(32 + 16), 0u) << "frames";
+    EXPECT_EQ(Field(32 + 28), 2008u) << "suggested buffer size";
+    EXPECT_EQ(Field(108 + 36), 1008u);
+    EXPECT_EQ(Field(32520), 0u) << "audio samples";
+    EXPECT_EQ(Field(212 + 32 + 12), 1u) << "the flush adds them to the video index's duration";
+    EXPECT_EQ(Field(32580 + 32 + 12), 0u) << "not to the audio one";
+}
+
+TEST_F(WriterDirect, BadArguments_AreRefused)
+{
+    EXPECT_EQ(Video({1}), 0) << "no file";
+    ASSERT_EQ(m_recorder.Open(Direct(false)), 1);
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(nullptr, 5), 0);
+    const uint8_t byte = 1;
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(&byte, 0), 0);
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(&byte, -1), 0);
+    EXPECT_EQ(m_recorder.writer->WriteAudioChunk(&byte, 1), 0) << "no audio stream";
+    EXPECT_EQ(m_recorder.Close().order, "");
+    EXPECT_EQ(Video({1}), 0) << "closed";
+}
+
+TEST_F(WriterDirect, FailedWrite_RefusesLaterSamples)
+{
+    ASSERT_EQ(m_recorder.Open(Direct()), 1);
+    ASSERT_EQ(Video({1, 2, 3}), 1);
+    m_recorder.faults.Reset();
+    m_recorder.faults.ShortenWrite(1, 9);
+    EXPECT_EQ(Video({4, 5, 6}), 0);
+    EXPECT_EQ(m_recorder.AddPatternVideo(10), 0);
+    EXPECT_EQ(Video({7, 8, 9}), 1) << "goes where the failed one was to go";
+    const SKrCheckedAvi checked = m_recorder.Close();
+    ASSERT_EQ(checked.video.size(), 2u);
+    EXPECT_EQ(m_recorder.Content().Range(checked.video[1].data, 3), (KrBytes{7, 8, 9}));
+}
+
+TEST_F(WriterDirect, ManyBetweenTwoQueuedSamples_LeaveTheIndexAt4028)
+{
+    ASSERT_EQ(m_recorder.Open(Direct(false)), 1);
+    for (int number = 0; number < 5000; ++number)
+        ASSERT_EQ(Video({1, 2}), 1);
+    ASSERT_EQ(m_recorder.AddVideo({1, 2}), 1);
+    m_recorder.writer->CloseFile();
+    const SKrCheckedAvi checked = CheckWrittenAvi(m_recorder.Content(), m_recorder.written);
+    EXPECT_EQ(checked.problems, std::vector<std::string>{});
+    ASSERT_EQ(checked.videoIndexes.size(), 2u);
+    EXPECT_EQ(checked.videoIndexes[0].chunks.size(), 5001u) << "of which 4028 are entered";
+}
+
+TEST_F(WriterDirect, SegmentBeyond4Gigabytes_IsRefusedBeforeItWraps)
+{
+    ASSERT_EQ(m_recorder.Open(Direct(false)), 1);
+    const std::unique_ptr<uint8_t, decltype(&std::free)> zeros(
+        static_cast<uint8_t*>(std::calloc(1, 512 << 20)), &std::free);
+    int written = 0;
+    while (written < 20 && m_recorder.writer->WriteVideoChunk(zeros.get(), 512 << 20) != 0)
+        ++written;
+    EXPECT_EQ(written, 7) << "the eighth would end beyond 4 GiB";
+    EXPECT_EQ(m_recorder.AddVideo(KrBytes(100)), 1) << "no failure: the next frame starts a segment";
+    const SKrCheckedAvi checked = m_recorder.Close();
+    ASSERT_EQ(checked.video.size(), 8u);
+    EXPECT_EQ(checked.video[7].segment, 1u);
+}
+
+TEST_F(WriterDirect, BesideQueuedOnes_EachIsWrittenWhole)
+{
+    for (const size_t threads : {1u, 2u, 4u})
+    {
+        ASSERT_EQ(m_recorder.Open(Direct()), 1);
+        {
+            std::vector<std::jthread> writers;
+            for (size_t number = 0; number < threads; ++number)
+            {
+                writers.emplace_back(
+                    [this]
+                    {
+                        for (int chunk = 0; chunk < 50; ++chunk)
+                        {
+                            EXPECT_EQ(Video(KrBytes(77, 1)), 1);
+                            EXPECT_EQ(Audio(KrBytes(78, 2)), 1);
+                        }
+                    });
+            }
+            for (int number = 0; number < 50; ++number)
+            {
+                EXPECT_EQ(m_recorder.AddAudio(KrBytes(kBytesOf25thSecond, 3)), 1);
+                EXPECT_EQ(m_recorder.AddVideo(KrBytes(500, 4)), 1);
+            }
+        }
+        const SKrCheckedAvi checked = m_recorder.Close();
+        EXPECT_EQ(checked.video.size(), 50 + 50 * threads);
+        EXPECT_EQ(checked.audio.size(), 50 + 50 * threads);
+    }
+}

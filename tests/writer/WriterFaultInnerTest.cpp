@@ -1,0 +1,197 @@
+// Writes, flushes and views that fail: what is refused then, and what the file still holds.
+#include "format/KrBytes.h"
+#include "tests/writer/KrRecorder.h"
+
+using namespace KrTest;
+
+namespace
+{
+SKrWritten WithAudio()
+{
+    SKrWritten written;
+    written.pcm = SKrPcmFormat{};
+    return written;
+}
+
+// The entries that our reader finds in a file, closed or not.
+size_t FramesReadable(const CKrFileContent& content)
+{
+    CKrMemoryFileSystem copy;
+    copy.Set(kRecordedPath, content);
+    const KrPlatform::CFileSystemScope scope(copy);
+    KrTest::CKrRef<IKrRiffReader> reader;
+    EXPECT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    CArray<SKrChunkIndexEntry> entries;
+    if (reader->Open(kRecordedPath) == 0 || reader->LoadVideoIndex(entries) == 0)
+        return 0; // before the first flush the headers tell of no frame
+    return static_cast<size_t>(entries.GetSize());
+}
+
+class WriterFault : public testing::Test
+{
+protected:
+    // Submits pairs until one is refused or all are in; answers how many frames were accepted.
+    size_t Record(size_t pairs)
+    {
+        size_t frames = 0;
+        for (size_t number = 0; number < pairs; ++number)
+        {
+            if (m_recorder.written.pcm && m_recorder.AddPatternAudio(kBytesOf25thSecond) == 0)
+                break;
+            if (m_recorder.AddPatternVideo(100) == 0)
+                break;
+            ++frames;
+        }
+        return frames;
+    }
+
+    void ExpectNothingLeft()
+    {
+        EXPECT_EQ(m_recorder.files.OpenFiles(), 0u);
+        EXPECT_EQ(m_recorder.files.OpenViews(), 0u);
+        EXPECT_EQ(CKrTestSample::Alive(), 0);
+    }
+
+    CKrRecorder m_recorder{EKrWorker::None};
+};
+} // namespace
+
+TEST_F(WriterFault, FailedWrite_RefusesEverythingBehindAndKeepsWhatWasThere)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    ASSERT_EQ(Record(30), 30u);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0) << "without a worker the submission itself tells";
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
+    EXPECT_EQ(m_recorder.Close().video.size(), 30u) << "the disk has room again: the file is complete";
+    ExpectNothingLeft();
+    ASSERT_EQ(m_recorder.Open({}), 1) << "the next file starts without the error";
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 1);
+}
+
+TEST_F(WriterFault, WithAWorker_QueuedSamplesAreThrownAway)
+{
+    CKrRecorder recorder;
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    recorder.faults.Reset();
+    recorder.faults.FailCall(EKrFileCall::Write, 5, EKrFaultSpan::FromThenOn);
+    while (recorder.AddAudio(KrBytes(kBytesOf25thSecond)) != 0 && recorder.AddVideo(KrBytes(100)) != 0)
+    {
+    }
+    EXPECT_TRUE(recorder.faults.FaultStruck());
+    EXPECT_EQ(recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(recorder.files.OpenFiles(), 0u);
+    EXPECT_EQ(recorder.files.OpenViews(), 0u);
+    EXPECT_EQ(CKrTestSample::Alive(), 0);
+}
+
+// A write that ends inside the data loses the chunk; one that ends inside the padding keeps it.
+TEST_F(WriterFault, ShortWrite_KeepsTheChunkWhenOnlyThePaddingIsCut)
+{
+    for (const size_t bytes : {0u, 7u, 8u, 107u, 108u, 115u, 511u})
+    {
+        SCOPED_TRACE(bytes);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        ASSERT_EQ(Record(3), 3u);
+        m_recorder.faults.Reset();
+        m_recorder.faults.ShortenWrite(1, bytes);
+        EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
+        const bool isKept = bytes >= 108;
+        m_recorder.writer->CloseFile();
+        m_recorder.written.lostFrames = isKept ? 1 : 0;
+        const SKrCheckedAvi checked = CheckWrittenAvi(m_recorder.Content(), m_recorder.written);
+        EXPECT_EQ(FramesReadable(m_recorder.Content()), isKept ? 4u : 3u);
+        if (!isKept)
+        {
+            EXPECT_EQ(checked.problems, std::vector<std::string>{});
+        }
+        ExpectNothingLeft();
+    }
+}
+
+TEST_F(WriterFault, EveryFailedWrite_LeavesTheFramesOfTheLastFlushReadable)
+{
+    for (const SKrWritten& written : {SKrWritten{}, WithAudio()})
+    {
+        const auto record = [&](uint64_t number)
+        {
+            ASSERT_EQ(m_recorder.Open(written) != 0, number > (written.pcm ? 3u : 2u));
+            if (number <= (written.pcm ? 3u : 2u))
+                return;
+            const size_t accepted = Record(60);
+            const bool struckBefore = m_recorder.faults.FaultStruck();
+            EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+            ExpectNothingLeft();
+            if (!struckBefore && !m_recorder.faults.FaultStruck())
+            {
+                EXPECT_EQ(accepted, 60u);
+                EXPECT_EQ(m_recorder.Check().video.size(), 60u);
+            }
+            else
+            {
+                EXPECT_GE(FramesReadable(m_recorder.Content()) + 25, struckBefore ? accepted : 60u);
+            }
+        };
+        EXPECT_GT(ForEveryFailedCall(m_recorder.faults, EKrFileCall::Write, EKrFaultSpan::FromThenOn, record),
+                  60u);
+    }
+}
+
+TEST_F(WriterFault, FailedOldIndexAtClose_SkipsTheLastFlush)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    ASSERT_EQ(Record(30), 30u);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(FramesReadable(m_recorder.Content()), 25u);
+    ExpectNothingLeft();
+}
+
+TEST_F(WriterFault, FullDisk_LeavesAReadableFile)
+{
+    for (uint64_t capacity = 70'000; capacity < 220'000; capacity += 1777)
+    {
+        m_recorder.files.SetCapacity(capacity);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        const size_t accepted = Record(400);
+        ASSERT_LT(accepted, 400u);
+        m_recorder.writer->CloseFile();
+        EXPECT_LE(m_recorder.Content().Size(), capacity);
+        EXPECT_GE(FramesReadable(m_recorder.Content()), accepted / 25 * 25);
+        ExpectNothingLeft();
+        m_recorder.files.SetCapacity(UINT64_MAX);
+    }
+}
+
+TEST_F(WriterFault, FailedFlush_IsNoFailureOfTheRecording)
+{
+    m_recorder.faults.FailCall(EKrFileCall::Flush, 1, EKrFaultSpan::FromThenOn);
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(Record(60), 60u);
+    EXPECT_EQ(m_recorder.Close().video.size(), 60u);
+}
+
+TEST_F(WriterFault, IndexThatCannotBeMapped_LeavesTheOtherStreamComplete)
+{
+    m_recorder.faults.FailCall(EKrFileCall::Map, 3); // headers, video index, audio index
+    ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    EXPECT_EQ(Record(60), 60u);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(FramesReadable(m_recorder.Content()), 60u);
+    ExpectNothingLeft();
+}
+
+TEST_F(WriterFault, SamplesStillQueuedAtTheLastRelease_AreWrittenAndReleased)
+{
+    CKrRecorder recorder;
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 20; ++number)
+        ASSERT_EQ(recorder.AddVideo(KrBytes(100)), 1); // all but the first wait for audio
+    recorder.writer.Reset();
+    EXPECT_EQ(recorder.Check().video.size(), 20u);
+    EXPECT_EQ(CKrTestSample::Alive(), 0);
+    EXPECT_EQ(recorder.files.OpenFiles(), 0u);
+}

@@ -19,6 +19,7 @@ set(KR_PUBLIC_TEST_SOURCES
   include/ArrayTest.cpp
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
+  pool/MediaSamplePoolTest.cpp
   reader/AudioStatisticsTest.cpp
   reader/BigFileTest.cpp
   reader/ChunkSearchTest.cpp
@@ -47,6 +48,7 @@ set(KR_PUBLIC_TEST_SOURCES
   riffutils/QueryReaderTest.cpp
   riffutils/ReaderCacheStressTest.cpp
   riffutils/ReaderCacheTest.cpp
+  writer/WriterTest.cpp
 )
 
 set(KR_INNER_TEST_SOURCES
@@ -74,6 +76,7 @@ set(KR_INNER_TEST_SOURCES
   platform/FilesTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
+  platform/WritableFilesTest.cpp
   reader/AudioChunkStatisticsInnerTest.cpp
   reader/AudioStatisticsInnerTest.cpp
   reader/AudioStatisticsLoadInnerTest.cpp
@@ -110,6 +113,9 @@ set(KR_INNER_TEST_SOURCES
   riffutils/ReaderCacheInnerTest.cpp
   riffutils/ReaderCacheThreadsInnerTest.cpp
   siblings/AVUtilsInnerTest.cpp
+  siblings/AudioSampleCountsInnerTest.cpp
+  siblings/KernelInnerTest.cpp
+  siblings/WinUtilsInnerTest.cpp
   support/AviBuilderTest.cpp
   support/AviRecordsTest.cpp
   support/FileContentTest.cpp

@@ -1,0 +1,228 @@
+// Files being written by the operating system, through the library's seam: one suite for all platforms.
+#include "platform/KrPlatform.h"
+#include "tests/support/KrFileContent.h"
+#include "tests/support/KrTempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <vector>
+
+using namespace KrTest;
+
+namespace
+{
+class WritableFilesTest : public testing::Test
+{
+protected:
+    std::unique_ptr<IKrWritableFile> Create(const std::wstring& path)
+    {
+        return m_files.CreateForWriting(path.c_str());
+    }
+
+    static uint64_t Write(IKrWritableFile& file, uint64_t position, const std::vector<KrBytes>& parts)
+    {
+        const std::vector<KrByteSpan> spans(parts.begin(), parts.end());
+        const SKrTransfer transfer = file.WriteAt(position, spans);
+        EXPECT_EQ(transfer.osError, 0u);
+        return transfer.bytes;
+    }
+
+    KrBytes ReadBack(const std::wstring& path, uint64_t position, size_t count)
+    {
+        KrBytes bytes(count);
+        const auto file = m_files.OpenForReading(path.c_str());
+        if (file == nullptr)
+        {
+            ADD_FAILURE() << "cannot be opened";
+            return {};
+        }
+        bytes.resize(file->ReadAt(position, bytes.data(), count).bytes);
+        return bytes;
+    }
+
+    CKrTempFolder m_folder;
+    IKrFileSystem& m_files = KrPlatform::OsFileSystem();
+    const std::wstring m_path = m_folder.PathOf(L"new.bin");
+};
+} // namespace
+
+TEST_F(WritableFilesTest, Parts_AreWrittenOneBehindTheOther)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Write(*file, 0, {{1, 2}, {}, {3}, {}}), 3u);
+    EXPECT_EQ(Write(*file, 3, {{4, 5, 6}}), 3u);
+    EXPECT_EQ(Write(*file, 1, {{9}}), 1u) << "over what was there";
+    EXPECT_EQ(Write(*file, 6, {}), 0u);
+    EXPECT_TRUE(file->Flush());
+    file.reset();
+    EXPECT_EQ(ReadBack(m_path, 0, 100), (KrBytes{1, 9, 3, 4, 5, 6}));
+}
+
+TEST_F(WritableFilesTest, ManyPartsOfAllSizes_ComeOutInOrder)
+{
+    std::vector<KrBytes> parts;
+    KrBytes all;
+    for (size_t number = 0; number < 300; ++number)
+    {
+        parts.emplace_back(number % 50 == 49 ? 70'000 : number % 7, static_cast<uint8_t>(number));
+        all.insert(all.end(), parts.back().begin(), parts.back().end());
+    }
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Write(*file, 5, parts), all.size());
+    file.reset();
+    EXPECT_EQ(ReadBack(m_path, 5, all.size() + 1), all);
+    EXPECT_EQ(ReadBack(m_path, 0, 5), KrBytes(5)) << "what was skipped reads as zeros";
+}
+
+TEST_F(WritableFilesTest, PositionsBeyond4Gigabytes_AreReached)
+{
+    const uint64_t position = (uint64_t{5} << 30) + 3;
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Write(*file, 0, {{1}}), 1u);
+    EXPECT_EQ(Write(*file, position, {{2, 3}}), 2u);
+    auto view = file->Map(position, 2);
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->Data()[1], 3);
+    view.reset();
+    const KrBytes some{1};
+    const SKrTransfer beyond = file->WriteAt(uint64_t{1} << 63, std::vector<KrByteSpan>{some});
+    EXPECT_TRUE(beyond.Failed());
+    EXPECT_EQ(beyond.bytes, 0u);
+}
+
+TEST_F(WritableFilesTest, OldFile_IsEmptied)
+{
+    m_folder.Write(L"new.bin", KrBytes(5000, 7));
+    ASSERT_NE(Create(m_path), nullptr);
+    EXPECT_EQ(ReadBack(m_path, 0, 10), KrBytes{});
+}
+
+TEST_F(WritableFilesTest, FileThatIsRead_IsNeitherEmptiedNorDeleted)
+{
+    m_folder.Write(L"new.bin", KrBytes{1, 2, 3});
+    auto reader = m_files.OpenForReading(m_path.c_str());
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(Create(m_path), nullptr);
+    EXPECT_FALSE(m_files.Delete(m_path.c_str()));
+    KrBytes bytes(3);
+    EXPECT_EQ(reader->ReadAt(0, bytes.data(), 3).bytes, 3u);
+    EXPECT_EQ(bytes, (KrBytes{1, 2, 3}));
+    reader.reset();
+    EXPECT_TRUE(m_files.Delete(m_path.c_str()));
+}
+
+TEST_F(WritableFilesTest, FileThatIsWritten_IsRefusedToAllOthers)
+{
+    auto writer = Create(m_path);
+    ASSERT_NE(writer, nullptr);
+    EXPECT_EQ(m_files.OpenForReading(m_path.c_str()), nullptr);
+    EXPECT_EQ(Create(m_path), nullptr);
+    EXPECT_FALSE(m_files.Delete(m_path.c_str()));
+    EXPECT_EQ(Write(*writer, 0, {{1}}), 1u) << "goes on";
+    writer.reset();
+    EXPECT_EQ(ReadBack(m_path, 0, 2), KrBytes{1});
+}
+
+TEST_F(WritableFilesTest, PlacesWithoutAFile_AreRefused)
+{
+    EXPECT_EQ(m_files.CreateForWriting(nullptr), nullptr);
+    EXPECT_EQ(Create(L""), nullptr);
+    EXPECT_EQ(Create(m_folder.Path()), nullptr) << "a folder";
+    EXPECT_EQ(Create(m_folder.PathOf(L"missing/new.bin")), nullptr);
+    EXPECT_FALSE(m_files.Delete(nullptr));
+    EXPECT_FALSE(m_files.Delete(m_path.c_str()));
+}
+
+TEST_F(WritableFilesTest, ExistingNames_AreTold)
+{
+    EXPECT_FALSE(m_files.Exists(m_path.c_str()));
+    m_folder.Write(L"new.bin", KrBytes{1});
+    EXPECT_TRUE(m_files.Exists(m_path.c_str()));
+    EXPECT_TRUE(m_files.Delete(m_path.c_str()));
+    EXPECT_FALSE(m_files.Exists(m_path.c_str()));
+    EXPECT_FALSE(m_files.Exists(nullptr));
+    EXPECT_TRUE(m_files.Exists(m_folder.Path().c_str()));
+}
+
+TEST_F(WritableFilesTest, MappedRange_IsTheFile)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {KrBytes(200'000, 1)}), 200'000u);
+    for (const uint64_t position : {0u, 1u, 65'535u, 65'536u, 100'001u})
+    {
+        const auto view = file->Map(position, 50'000);
+        ASSERT_NE(view, nullptr) << position;
+        EXPECT_EQ(view->Data()[0], 1);
+        EXPECT_EQ(view->Data()[49'999], 1);
+    }
+    auto early = file->Map(10, 4);
+    auto late = file->Map(150'000, 4);
+    ASSERT_TRUE(early != nullptr && late != nullptr);
+    early->Data()[0] = 2;
+    late->Data()[3] = 3;
+    ASSERT_EQ(Write(*file, 200'000, {{4}}), 1u) << "the file grows while it is mapped";
+    early.reset();
+    late.reset();
+    file.reset();
+    EXPECT_EQ(ReadBack(m_path, 9, 3), (KrBytes{1, 2, 1}));
+    EXPECT_EQ(ReadBack(m_path, 150'003, 1), KrBytes{3});
+    EXPECT_EQ(ReadBack(m_path, 200'000, 5), KrBytes{4});
+}
+
+TEST_F(WritableFilesTest, RangeOutsideTheFile_IsNotMapped)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->Map(0, 1), nullptr);
+    ASSERT_EQ(Write(*file, 0, {KrBytes(100)}), 100u);
+    EXPECT_EQ(file->Map(0, 0), nullptr);
+    EXPECT_EQ(file->Map(0, 101), nullptr);
+    EXPECT_EQ(file->Map(100, 1), nullptr);
+    EXPECT_NE(file->Map(99, 1), nullptr);
+}
+
+TEST_F(WritableFilesTest, SectorSize_IsAPowerOfTwo)
+{
+    for (const std::wstring& folder : {m_folder.Path(), std::wstring()})
+    {
+        const uint32_t size = m_files.BytesPerSector(folder.c_str());
+        EXPECT_GE(size, 512u);
+        EXPECT_EQ(size & (size - 1), 0u) << size;
+    }
+    EXPECT_EQ(m_files.BytesPerSector(m_folder.PathOf(L"missing").c_str()), 0u);
+    EXPECT_EQ(m_files.BytesPerSector(nullptr), 0u);
+}
+
+TEST(ClockTest, SleepMovesTickAndCounter)
+{
+    IKrClock& clock = KrPlatform::OsClock();
+    const uint32_t tick = clock.TickCount();
+    const int64_t counter = clock.PerformanceCounter();
+    clock.Sleep(30);
+    EXPECT_GE(clock.TickCount() - tick, 15u) << "ticks are coarse";
+    EXPECT_LT(clock.TickCount() - tick, 10'000u);
+    EXPECT_GE(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() * 15 / 1000);
+}
+
+TEST(ClockTest, Scope_ReplacesTheClock)
+{
+    class CStopped : public IKrClock
+    {
+    public:
+        uint32_t TickCount() override { return 7; }
+        int64_t PerformanceCounter() override { return 8; }
+        int64_t PerformanceFrequency() override { return 9; }
+        void Sleep(uint32_t) override {}
+    };
+    CStopped stopped;
+    {
+        const KrPlatform::CClockScope scope(stopped);
+        EXPECT_EQ(&KrPlatform::Clock(), &stopped);
+    }
+    EXPECT_EQ(&KrPlatform::Clock(), &KrPlatform::OsClock());
+}

@@ -1,0 +1,39 @@
+// File helpers that the library expects of its siblings.
+#include "siblings/KrWinUtils/KrWinUtils.h"
+#include "tests/support/KrMemoryFileSystem.h"
+
+#include <gtest/gtest.h>
+
+using namespace KrFileUtils;
+
+TEST(GetPurePath, FolderOfAPath)
+{
+    EXPECT_EQ(GetPurePath(L"a/b/c.avi"), L"a/b");
+    EXPECT_EQ(GetPurePath(L"C:\\videos\\c.avi"), L"C:\\videos");
+    EXPECT_EQ(GetPurePath(L"C:\\videos/c.avi"), L"C:\\videos") << "both separators count";
+    EXPECT_EQ(GetPurePath(L"folder/"), L"folder");
+}
+
+TEST(GetPurePath, Root_KeepsItsSeparator)
+{
+    EXPECT_EQ(GetPurePath(L"/c.avi"), L"/");
+    EXPECT_EQ(GetPurePath(L"C:\\c.avi"), L"C:\\");
+}
+
+TEST(GetPurePath, BareNameOrNothing_IsEmpty)
+{
+    EXPECT_EQ(GetPurePath(L"c.avi"), L"");
+    EXPECT_EQ(GetPurePath(L""), L"");
+    EXPECT_EQ(GetPurePath(nullptr), L"");
+}
+
+TEST(DoesFileExist, AsksTheFileSystem)
+{
+    KrTest::CKrMemoryFileSystem files;
+    const KrPlatform::CFileSystemScope scope(files);
+    EXPECT_EQ(DoesFileExist(L"a.avi"), 0);
+    files.Set(L"a.avi", KrTest::KrBytes{1});
+    EXPECT_NE(DoesFileExist(L"a.avi"), 0);
+    EXPECT_EQ(DoesFileExist(L""), 0);
+    EXPECT_EQ(DoesFileExist(nullptr), 0);
+}

@@ -1,0 +1,9 @@
+// The types of DirectShow's operations.
+#ifndef KR_TESTS_SUPPORT_WIN32_KRCOMTYPES_H
+#define KR_TESTS_SUPPORT_WIN32_KRCOMTYPES_H
+
+#include "KrMediaSampleTypes.h"
+
+using ComBool = BOOL;
+
+#endif

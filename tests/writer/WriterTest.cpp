@@ -1,0 +1,167 @@
+// The writer as a host sees it: samples from the pool, real files, real time.
+#include "KrOsTypes.h"
+#include "KrRiffUtils/KrRiffUtils.h"
+#include "tests/support/KrByteWriter.h"
+#include "tests/support/KrFakeDirectShowSample.h"
+#include "tests/support/KrRef.h"
+#include "tests/support/KrSimpleAvi.h"
+#include "tests/support/KrTempFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <deque>
+
+using namespace KrTest;
+
+namespace
+{
+SKrAviVideoParams Params()
+{
+    SKrAviVideoParams params{};
+    params.displayWidth = 768;
+    params.displayHeight = 576;
+    params.bitCount = 24;
+    params.frameRate = 2;
+    params.scanMode = 2;
+    params.width = 720;
+    params.height = 576;
+    return params;
+}
+
+WAVEFORMATEX Pcm()
+{
+    WAVEFORMATEX format{};
+    format.wFormatTag = 1;
+    format.nChannels = 2;
+    format.nSamplesPerSec = 48000;
+    format.wBitsPerSample = 16;
+    format.nBlockAlign = 4;
+    format.nAvgBytesPerSec = 192000;
+    return format;
+}
+
+class Writer : public testing::Test
+{
+protected:
+    Writer()
+    {
+        EXPECT_EQ(KrCreateAviWriter(m_writer.Put()), 1);
+        EXPECT_EQ(KrCreateMediaSamplePool(200, m_pool.Put()), 1);
+    }
+
+    // Submits bytes through the pool.
+    int Add(bool isVideo, KrBytes bytes)
+    {
+        m_sources.emplace_back(std::move(bytes));
+        KrTest::CKrRef<IKrMediaSample> sample;
+        if (m_pool->GetSample(1000, &m_sources.back(), sample.Put()) == 0)
+            return 0;
+        return isVideo ? m_writer->AddVideoSample(sample.Get()) : m_writer->AddAudioSample(sample.Get());
+    }
+
+    CKrTempFolder m_folder;
+    const std::wstring m_path = m_folder.PathOf(L"new \u00FC\u4E2D.avi");
+    std::deque<CKrFakeDirectShowSample> m_sources;
+    KrTest::CKrRef<IKrAviWriter> m_writer;
+    KrTest::CKrRef<IKrdsMediaSamplePool> m_pool;
+};
+} // namespace
+
+TEST(WriterFactory, MakesAWriterWithOneReference)
+{
+    IKrAviWriter* writer = nullptr;
+    ASSERT_EQ(KrCreateAviWriter(&writer), 1);
+    EXPECT_EQ(writer->AddRef(), 2u);
+    EXPECT_EQ(writer->Release(), 1u);
+    EXPECT_EQ(writer->Release(), 0u);
+}
+
+TEST_F(Writer, RecordedFile_IsReadBackFrameForFrame)
+{
+    const SKrAviVideoParams params = Params();
+    const WAVEFORMATEX format = Pcm();
+    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, FourCcValue("MJPG"), &format), 1);
+    for (size_t number = 0; number < 30; ++number)
+    {
+        ASSERT_EQ(Add(false, PatternBytes(1, number, 7680)), 1);
+        ASSERT_EQ(Add(true, PatternBytes(0, number, 1000 + number)), 1);
+    }
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+    for (const CKrFakeDirectShowSample& source : m_sources)
+        EXPECT_EQ(source.references, 2u) << "only the pool's own samples hold them still";
+    m_pool.Reset();
+    for (const CKrFakeDirectShowSample& source : m_sources)
+        EXPECT_EQ(source.references, 1u);
+
+    KrTest::CKrRef<IKrRiffReader> reader;
+    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    ASSERT_EQ(reader->Open(m_path.c_str()), 1);
+    CArray<SKrChunkIndexEntry> video;
+    CArray<SKrChunkIndexEntry> audio;
+    SKrAudioChunkPattern pattern;
+    ASSERT_EQ(reader->LoadVideoIndex(video), 1);
+    ASSERT_EQ(reader->LoadAudioIndex(audio, &pattern), 1);
+    ASSERT_EQ(video.GetSize(), 30);
+    ASSERT_EQ(audio.GetSize(), 30);
+    for (int number = 0; number < 30; ++number)
+    {
+        for (const bool isVideo : {true, false})
+        {
+            const SKrChunkIndexEntry& entry = isVideo ? video[number] : audio[number];
+            KrBytes bytes(entry.size);
+            ASSERT_EQ(reader->ReadAt(entry.position, bytes.data(), entry.size), entry.size);
+            EXPECT_EQ(bytes, PatternBytes(isVideo ? 0 : 1, static_cast<size_t>(number), entry.size));
+        }
+    }
+    EKrScanMode mode = EKrScanMode::Unknown;
+    EXPECT_EQ(KrRiffUtils::GetAviScanMode(reader.Get(), mode), 1);
+    EXPECT_EQ(mode, EKrScanMode::Progressive);
+    int horizontal = 0;
+    int vertical = 0;
+    EXPECT_EQ(KrRiffUtils::GetAviPixelAspectRatio(reader.Get(), horizontal, vertical), 1);
+    EXPECT_EQ(horizontal, 16);
+    EXPECT_EQ(vertical, 15);
+}
+
+TEST_F(Writer, FileBeingWritten_IsRefusedToReaders)
+{
+    const SKrAviVideoParams params = Params();
+    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
+    KrTest::CKrRef<IKrRiffReader> reader;
+    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    EXPECT_EQ(reader->Open(m_path.c_str()), 0);
+    ASSERT_EQ(Add(true, {1, 2, 3}), 1);
+    m_writer.Reset();
+    EXPECT_EQ(reader->Open(m_path.c_str()), 1);
+
+    KrTest::CKrRef<IKrAviWriter> other;
+    ASSERT_EQ(KrCreateAviWriter(other.Put()), 1);
+    EXPECT_EQ(other->OpenFile(m_path.c_str(), &params, 0, nullptr), 0) << "a reader has it open";
+    reader->Close();
+    EXPECT_EQ(other->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
+}
+
+TEST_F(Writer, PoolThatGoesFirst_LeavesItsQueuedSamplesValid)
+{
+    const SKrAviVideoParams params = Params();
+    const WAVEFORMATEX format = Pcm();
+    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, &format), 1);
+    for (size_t number = 0; number < 5; ++number)
+        ASSERT_EQ(Add(true, PatternBytes(0, number, 500)), 1); // wait for audio
+    m_pool.Reset();
+    m_writer.Reset();
+    for (const CKrFakeDirectShowSample& source : m_sources)
+        EXPECT_EQ(source.references, 1u);
+}
+
+TEST_F(Writer, Pacing_KeepsQueuedChunksFiveMillisecondsApart)
+{
+    const SKrAviVideoParams params = Params();
+    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
+    const auto start = std::chrono::steady_clock::now();
+    for (size_t number = 0; number < 20; ++number)
+        ASSERT_EQ(Add(true, {1}), 1);
+    m_writer->CloseFile();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19 * 4));
+}

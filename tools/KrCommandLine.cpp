@@ -29,7 +29,8 @@ constexpr char kExitCodes[] = "Exit codes:\n"
                               "  2  failed: nothing to report, or the output is not complete\n";
 
 constexpr char kAbout[] =
-    "Looks into AVI files (AVI 1.0 and OpenDML), and takes frames and audio out of them unchanged.";
+    "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
+    "and writes new ones.";
 
 constexpr char kInfoFooter[] =
     "Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers; a\n"
@@ -62,6 +63,34 @@ constexpr char kExtractFooter[] =
     "report says so. Empty chunks are then not found, so that later frames have lower numbers.\n\n"
     "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without\n"
     "chunks; and what is wrong with the file as a whole (see info).\n";
+
+constexpr char kWriteFooter[] =
+    "PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one file "
+    "with "
+    "all\n"
+    "frames. Numbers go up from --start to the first one that is missing.\n\n"
+    "JPEG pictures are stored as they are, as 'MJPG'. Raw pictures are stored as uncompressed frames: 16, 24 "
+    "or "
+    "32\n"
+    "bits in the order of Windows bitmaps; rows are put into the order and the padding of such frames. With\n"
+    "--codec they are stored as they are.\n\n"
+    "The pixel aspect ratio is stored from --display-width; without it pixels are square.\n\n"
+    "Examples:\n"
+    "  kravi write clip.avi --jpeg 'shot%04d.jpg' --audio sound.wav --rate 29.97\n"
+    "  kravi write clip.avi --raw frames.rgb --size 720x576 --bits 24 --display-width 1024\n";
+
+constexpr char kRewrapFooter[] = "Frames and PCM sound come out unchanged, with complete indexes. What the "
+                                 "new file cannot carry is refused "
+                                 "with\n"
+                                 "the reason, or left out where an option says so: further streams, sound "
+                                 "that is not PCM, frame rates other "
+                                 "than\n"
+                                 "23.976, 24, 25, 29.97, 30, 50, 59.94 and 60, format data behind the 40 "
+                                 "bytes of the picture format, frames\n"
+                                 "without data.\n\n"
+                                 "Findings: what is wrong with the file that is read (see info).\n\n"
+                                 "Example:\n"
+                                 "  kravi rewrap download.avi clip.avi --audio 1\n";
 
 constexpr size_t kMostNumberDigits = 18;
 
@@ -98,6 +127,8 @@ public:
         AddTree();
         AddIndex();
         AddExtract();
+        AddWrite();
+        AddRewrap();
     }
 
     int Run(const std::vector<std::string>& arguments)
@@ -160,14 +191,14 @@ private:
     }
 
     CLI::App& AddVerb(const std::string& name, const std::string& about, const std::string& footer,
-                      std::string& file, Verb verb)
+                      std::string& file, Verb verb, const std::string& aboutFile = "The AVI file")
     {
         static const std::map<std::string, EKrProgressMode> kModes = {{"auto", EKrProgressMode::Auto},
                                                                       {"none", EKrProgressMode::None},
                                                                       {"json", EKrProgressMode::Json}};
         CLI::App& app = *m_app.add_subcommand(name, about);
         app.footer(footer + '\n' + kExitCodes);
-        app.add_option("FILE", file, "The AVI file")->required()->type_name("");
+        app.add_option("FILE", file, aboutFile)->required()->type_name("");
         app.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
         app.add_option("--progress", m_progress, "Progress on the error stream: auto, none or json")
             ->transform(CLI::CheckedTransformer(kModes))
@@ -225,6 +256,49 @@ private:
         verb.add_flag("--force", m_extract.force, "Replace files that exist");
     }
 
+    void AddWrite()
+    {
+        CLI::App& verb = AddVerb(
+            "write", "Make an AVI file from pictures and sound", kWriteFooter, m_write.file,
+            [this](auto& report, auto& progress) { RunWrite(m_write, report, progress); },
+            "The AVI file that is written");
+        verb.add_option("--jpeg", m_write.jpeg, "JPEG pictures")->type_name("PATTERN");
+        verb.add_option("--raw", m_write.raw, "Raw pictures")->type_name("PATTERN");
+        AddNumber(verb, "--start", m_write.start, "Number of the first picture (0, or 1 if there is no 0)");
+        verb.add_option("--audio", m_write.audio, "Sound from a WAVE file with PCM")->type_name("NAME");
+        verb.add_option("--rate", m_write.rate, "Frames per second (25)")->type_name("RATE");
+        verb.add_option("--scan", m_write.scan, "upper, lower, progressive (default) or unknown")
+            ->type_name("MODE");
+        AddNumber(verb, "--display-width", m_write.displayWidth, "Width in square pixels");
+        AddNumber(verb, "--aspect-mode", m_write.aspectMode,
+                  "0, 1: by the display width; 3: square; 4, 5: fixed");
+        verb.add_option("--size", m_write.size, "Size of raw pictures")->type_name("WIDTHxHEIGHT");
+        AddNumber(verb, "--bits", m_write.bits, "Bits per pixel of raw pictures (24)");
+        verb.add_option("--codec", m_write.codec, "FourCC of raw pictures that are stored as they are")
+            ->type_name("FOURCC");
+        AddNumber(verb, "--stride", m_write.stride, "Bytes from row to row of raw pictures");
+        verb.add_option("--rows", m_write.rows, "Order of raw rows: top-down (default) or bottom-up")
+            ->type_name("ORDER");
+        verb.add_flag("--force", m_write.force, "Replace a file that exists");
+    }
+
+    void AddRewrap()
+    {
+        CLI::App& verb = AddVerb(
+            "rewrap", "Copy frames and sound of an AVI file into a new one", kRewrapFooter, m_rewrap.file,
+            [this](auto& report, auto& progress) { RunRewrap(m_rewrap, report, progress); });
+        verb.add_option("OUTPUT", m_rewrap.output, "The AVI file that is written")->required()->type_name("");
+        AddNumber(verb, "--video", m_rewrap.video, "The video stream to take, by its number");
+        AddNumber(verb, "--audio", m_rewrap.audio, "The audio stream to take, by its number");
+        verb.add_flag("--no-audio", m_rewrap.noAudio, "Leave the sound out");
+        verb.add_option("--rate", m_rewrap.rate, "Frames per second, instead of the file's own")
+            ->type_name("RATE");
+        verb.add_flag("--lossy-header", m_rewrap.lossyHeader,
+                      "Leave out further format data, and streams that are neither video nor audio");
+        verb.add_flag("--drop-empty", m_rewrap.dropEmpty, "Leave out frames without data");
+        verb.add_flag("--force", m_rewrap.force, "Replace a file that exists");
+    }
+
     CLI::App m_app;
     bool m_json = false;
     EKrProgressMode m_progress = EKrProgressMode::Auto;
@@ -234,6 +308,8 @@ private:
     SKrTreeOptions m_tree;
     SKrIndexOptions m_index;
     SKrExtractOptions m_extract;
+    SKrWriteOptions m_write;
+    SKrRewrapOptions m_rewrap;
 };
 } // namespace
 

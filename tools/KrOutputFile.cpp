@@ -23,6 +23,15 @@ unsigned NextNumber()
 }
 } // namespace
 
+std::string FreeTemporaryName(const std::string& target)
+{
+    std::string name;
+    do
+        name = TemporaryName(target, NextNumber());
+    while (TargetAt(name) != EKrTarget::Free);
+    return name;
+}
+
 void CheckTarget(const std::string& target, bool replace, const std::string& source)
 {
     switch (TargetAt(target))

@@ -14,6 +14,9 @@ namespace KrTool
 // regular file, or it is the file `source` that is being read.
 void CheckTarget(const std::string& target, bool replace, const std::string& source);
 
+// A name in the target's folder that nothing has now.
+std::string FreeTemporaryName(const std::string& target);
+
 // Written under a temporary name in the target's folder. Without Commit the destructor removes it.
 class CKrOutputFile
 {

@@ -54,6 +54,40 @@ struct SKrExtractOptions
 };
 void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress);
 
+struct SKrWriteOptions
+{
+    std::string file;  // that is written
+    std::string jpeg;  // pattern; this or raw
+    std::string raw;   // pattern or name
+    std::string audio; // WAVE file; empty: no sound
+    std::optional<uint64_t> start;
+    std::string rate = "25";
+    std::string scan = "progressive";
+    std::optional<uint64_t> aspectMode;
+    std::optional<uint64_t> displayWidth;
+    std::string size; // of raw pictures, WIDTHxHEIGHT
+    uint64_t bits = 24;
+    std::string codec; // of raw pictures; empty: uncompressed
+    uint64_t stride = 0;
+    std::string rows = "top-down";
+    bool force = false;
+};
+void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& progress);
+
+struct SKrRewrapOptions
+{
+    std::string file;
+    std::string output;
+    std::optional<uint64_t> video; // stream numbers
+    std::optional<uint64_t> audio;
+    bool noAudio = false;
+    std::string rate; // instead of the file's own
+    bool lossyHeader = false;
+    bool dropEmpty = false;
+    bool force = false;
+};
+void RunRewrap(const SKrRewrapOptions& options, CKrReport& report, CKrProgress& progress);
+
 // What is wrong with a file as a whole, whatever it was opened for.
 void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report);
 } // namespace KrTool

@@ -2,11 +2,7 @@
 #ifndef KR_TESTS_SUPPORT_KRFAKEDIRECTSHOWSAMPLE_H
 #define KR_TESTS_SUPPORT_KRFAKEDIRECTSHOWSAMPLE_H
 
-#if defined(_WIN32)
-#include "tests/support/win32/KrComTypes.h"
-#else
-#include "tests/support/posix/KrComTypes.h"
-#endif
+#include "KrComTypes.h"
 #include "tests/support/KrFileContent.h"
 
 #include <atomic>

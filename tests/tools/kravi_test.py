@@ -4,7 +4,9 @@
 The launcher, such as an emulator, is put before the program. Ends with the line "N passed, N failed".
 """
 
+import contextlib
 import os
+import subprocess
 import sys
 
 import cases_extract
@@ -14,12 +16,32 @@ import cases_report
 from kravi_runner import run_cases
 
 
+CASES = [cases_files, cases_report, cases_extract, cases_hostile]
+
+
+@contextlib.contextmanager
+def kept_awake(launcher):
+    """An emulator takes seconds to start its services, and ends them when its last program ends: one stays."""
+    if not launcher:
+        yield
+        return
+    waiting = subprocess.Popen([*launcher, "cmd.exe"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+    try:
+        yield
+    finally:
+        waiting.stdin.close()
+        waiting.wait()
+
+
 def main(arguments):
     if not arguments:
         print(__doc__, file=sys.stderr)
         return 2
     program = os.path.abspath(arguments[0])
-    passed, failed = run_cases([cases_files, cases_report, cases_extract, cases_hostile], [*arguments[1:], program])
+    launcher = arguments[1:]
+    with kept_awake(launcher):
+        passed, failed = run_cases(CASES, [*launcher, program])
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

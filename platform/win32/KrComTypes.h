@@ -1,6 +1,6 @@
 // The types of DirectShow's operations.
-#ifndef KR_TESTS_SUPPORT_WIN32_KRCOMTYPES_H
-#define KR_TESTS_SUPPORT_WIN32_KRCOMTYPES_H
+#ifndef KR_PLATFORM_WIN32_KRCOMTYPES_H
+#define KR_PLATFORM_WIN32_KRCOMTYPES_H
 
 #include "KrMediaSampleTypes.h"
 

@@ -1,6 +1,6 @@
 // The names that Windows has for the types of DirectShow's operations.
-#ifndef KR_TESTS_SUPPORT_POSIX_KRCOMTYPES_H
-#define KR_TESTS_SUPPORT_POSIX_KRCOMTYPES_H
+#ifndef KR_PLATFORM_POSIX_KRCOMTYPES_H
+#define KR_PLATFORM_POSIX_KRCOMTYPES_H
 
 #include "KrRiffUtils/KrPlatformTypes.h"
 

@@ -1,0 +1,246 @@
+// kravi rewrap: the frames and the sound of a file in a new one, unchanged.
+#include "tools/KrAviFacts.h"
+#include "tools/KrAviFile.h"
+#include "tools/KrLittleEndian.h"
+#include "tools/KrOutputFile.h"
+#include "tools/KrProgress.h"
+#include "tools/KrRecording.h"
+#include "tools/KrRecordingOptions.h"
+#include "tools/KrReport.h"
+#include "tools/KrStreamChunks.h"
+#include "tools/KrText.h"
+#include "tools/KrToolError.h"
+#include "tools/KrVerbs.h"
+#include "tools/KrWaveInput.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kBitmapHeaderSize = 40;
+constexpr uint16_t kTagPcm = 1;
+constexpr uint64_t kLargestChunk = INT32_MAX;
+
+// The bytes of a stream's chunks as one sequence. Parts are asked for in order.
+class CKrJoinedChunks
+{
+public:
+    CKrJoinedChunks(std::shared_ptr<IKrFile> file, std::string path, Chunks chunks)
+        : m_file(std::move(file)), m_path(std::move(path)), m_chunks(std::move(chunks))
+    {
+    }
+
+    SKrSampleBytes Next(uint32_t length)
+    {
+        Chunks ranges;
+        uint32_t left = length;
+        while (left > 0 && m_chunk < m_chunks.size())
+        {
+            const SKrChunkIndexEntry& chunk = m_chunks[m_chunk];
+            const uint32_t taken = std::min(left, chunk.size - m_inChunk);
+            if (taken > 0)
+                ranges.push_back({chunk.position + m_inChunk, taken, 0});
+            left -= taken;
+            m_inChunk += taken;
+            if (m_inChunk == chunk.size)
+            {
+                ++m_chunk;
+                m_inChunk = 0;
+            }
+        }
+        return {length, [file = m_file, path = m_path, ranges](uint8_t* buffer)
+                {
+                    for (const SKrChunkIndexEntry& range : ranges)
+                    {
+                        ReadExactly(*file, path, range.position, buffer, range.size);
+                        buffer += range.size;
+                    }
+                }};
+    }
+
+private:
+    std::shared_ptr<IKrFile> m_file;
+    std::string m_path;
+    Chunks m_chunks;
+    size_t m_chunk = 0;
+    uint32_t m_inChunk = 0;
+};
+
+class CKrRewrap
+{
+public:
+    CKrRewrap(const SKrRewrapOptions& options, CKrReport& report, CKrProgress& progress)
+        : m_options(options), m_report(report), m_progress(progress), m_file(options.file),
+          m_facts(ReadFacts(m_file, progress)), m_source(OpenInput(options.file))
+    {
+        ReportFileFindings(m_file, m_facts, report);
+    }
+
+    void Run()
+    {
+        CheckTarget(m_options.output, m_options.force, m_options.file);
+        CheckOtherStreams();
+        PrepareVideo();
+        PrepareAudio();
+        Write();
+    }
+
+private:
+    [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_file.Path(), cause); }
+
+    // What the writer has no place for is left out only when the user asked for that.
+    void CheckOtherStreams() const
+    {
+        const auto count = [this](auto isOfKind)
+        {
+            return std::ranges::count_if(m_facts.streams, isOfKind);
+        };
+        if (!m_options.video && count([](auto& stream) { return stream.IsVideo(); }) > 1)
+            Refuse("it has more than one video stream; --video N chooses one");
+        if (!m_options.audio && !m_options.noAudio &&
+            count([](auto& stream) { return stream.IsAudio(); }) > 1)
+            Refuse("it has more than one audio stream; --audio N chooses one, --no-audio leaves them out");
+        if (!m_options.lossyHeader &&
+            count([](auto& stream) { return !stream.IsVideo() && !stream.IsAudio(); }) > 0)
+            Refuse("it has streams that are neither video nor audio; --lossy-header leaves them out");
+    }
+
+    Chunks ChunksOf(EKrStreamKind kind, const std::optional<uint64_t>& wanted, const SKrStreamHeader*& header)
+    {
+        std::optional<uint32_t> number;
+        if (wanted)
+            number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
+        SKrStreamChunks stream = ChunksOfStream(m_file, m_facts, kind, number, m_report, m_progress);
+        if (stream.stream >= m_facts.streams.size())
+            Refuse("its headers do not describe stream " + std::to_string(stream.stream));
+        header = &m_facts.streams[stream.stream];
+        if (CountCutChunks(m_file, stream.chunks) != 0)
+            Refuse("chunks of stream " + std::to_string(stream.stream) + " reach behind the end of the file");
+        return std::move(stream.chunks);
+    }
+
+    void PrepareVideo()
+    {
+        const SKrStreamHeader* header = nullptr;
+        m_frames = ChunksOf(EKrStreamKind::Video, m_options.video, header);
+        TakeVideoFormat(*header);
+        const size_t all = m_frames.size();
+        std::erase_if(m_frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
+        if (m_frames.size() != all && !m_options.dropEmpty)
+            Refuse(Counted(all - m_frames.size(), "frame") +
+                   " have no data, by which some programs repeat a frame; --drop-empty leaves them out");
+        if (m_frames.size() != all)
+            m_report.Note("left out: " + Counted(all - m_frames.size(), "frame") + " without data");
+        if (m_frames.empty())
+            Refuse("it has no frames");
+        if (std::ranges::max(m_frames, {}, &SKrChunkIndexEntry::size).size > kLargestChunk)
+            Refuse("a frame is larger than 2 GiB");
+    }
+
+    void TakeVideoFormat(const SKrStreamHeader& header)
+    {
+        const std::vector<uint8_t>& strf = header.format;
+        if (strf.size() < kBitmapHeaderSize)
+            Refuse("its video format is not complete");
+        if (strf.size() > kBitmapHeaderSize && !m_options.lossyHeader)
+            Refuse("its video format has " + std::to_string(strf.size() - kBitmapHeaderSize) +
+                   " bytes behind the 40 that the writer stores; --lossy-header leaves them out");
+        const auto width = static_cast<int32_t>(GetLe32(strf, 4));
+        const auto height = static_cast<int32_t>(GetLe32(strf, 8));
+        if (width < 1 || height < 1)
+            Refuse("its pictures have no size that the writer stores (" + std::to_string(width) + " x " +
+                   std::to_string(height) + "; a negative height means rows from the top)");
+        std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
+        if (!m_options.rate.empty())
+            code = ParseFrameRate(m_options.rate);
+        if (!code)
+            Refuse("its frame rate " + std::to_string(header.rate) + "/" + std::to_string(header.scale) +
+                   " is none that the writer has; --rate sets another one");
+        m_format.video = ReaderFormat();
+        m_format.video.width = width;
+        m_format.video.height = height;
+        m_format.video.bitCount = static_cast<uint8_t>(GetLe16(strf, 14));
+        m_format.video.frameRate = *code;
+        m_format.codec = GetLe32(strf, 16);
+    }
+
+    // Scan mode and pixel aspect ratio as the reader knows them.
+    SKrAviVideoParams ReaderFormat() const
+    {
+        SKrAviVideoParams known{};
+        uint32_t compression = 0;
+        uint16_t bitCount = 0;
+        int valid = 0;
+        uint32_t chunkId = 0;
+        m_file.Reader().GetVideoStreamInfo(&known, &compression, &bitCount, &valid, &chunkId);
+        if (valid != 0)
+            return known;
+        known = {};
+        known.aspectMode = 3;
+        known.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
+        return known;
+    }
+
+    void PrepareAudio()
+    {
+        const bool hasAudio =
+            std::ranges::any_of(m_facts.streams, [](auto& stream) { return stream.IsAudio(); });
+        if (m_options.noAudio || (!hasAudio && !m_options.audio))
+            return;
+        const SKrStreamHeader* header = nullptr;
+        Chunks chunks = ChunksOf(EKrStreamKind::Audio, m_options.audio, header);
+        const SKrAudioFormat format = AudioFormat(*header);
+        if (format.tag != kTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
+            Refuse("its audio is not PCM; --no-audio leaves it out");
+        if (header->format.size() > 18 && !m_options.lossyHeader)
+            Refuse(
+                "its audio format has bytes that the writer does not store; --lossy-header leaves them out");
+        m_format.audio =
+            SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
+        m_audioBytes = TotalBytes(chunks);
+        m_audio.emplace(m_source, m_file.Path(), std::move(chunks));
+    }
+
+    void Write()
+    {
+        CKrRecording recording(m_options.output, m_options.force, m_format, m_progress);
+        CKrSoundByFrame sound(m_format.audio.value_or(SKrPcm{}), m_format.video.frameRate, m_audioBytes,
+                              [this](uint64_t, uint32_t length) { return m_audio->Next(length); });
+        CKrJoinedChunks frames(m_source, m_file.Path(), m_frames);
+        m_progress.Begin("frames", m_frames.size());
+        for (size_t number = 0; number < m_frames.size(); ++number)
+        {
+            sound.AddForFrame(recording);
+            recording.AddFrame(frames.Next(m_frames[number].size));
+            m_progress.Advance(number);
+        }
+        sound.AddRest(recording);
+        const SKrRecordingResult result = recording.Commit();
+        m_progress.End();
+        m_report.Fact("file", m_file.Path());
+        ReportRecording(result, m_format, m_options.output, m_report);
+    }
+
+    const SKrRewrapOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    CKrAviFile m_file;
+    SKrAviFacts m_facts;
+    std::shared_ptr<IKrFile> m_source;
+    SKrRecordingFormat m_format;
+    Chunks m_frames;
+    std::optional<CKrJoinedChunks> m_audio;
+    uint64_t m_audioBytes = 0;
+};
+} // namespace
+
+void RunRewrap(const SKrRewrapOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    CKrRewrap(options, report, progress).Run();
+}
+} // namespace KrTool

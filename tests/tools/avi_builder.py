@@ -12,7 +12,7 @@ def lst(list_type, *parts):
 
 
 def video_format(width=64, height=48, bits=24, compression=b"MJPG"):
-    return struct.pack("<IiiHH4sIiiII", 40, width, height, 1, bits, compression, width * height * 3, 0, 0, 0, 0)
+    return struct.pack("<IiiHH4sIiiII", 40, width, height, 1, bits, compression, width * abs(height) * 3, 0, 0, 0, 0)
 
 
 def pcm_format(rate=48000, channels=2, bits=16):

@@ -55,6 +55,9 @@ class Kravi:
         with open(self.path(name), "rb") as file:
             return file.read()
 
+    def remove(self, name):
+        os.remove(self.path(name))
+
     def names(self):
         return sorted(os.listdir(self.folder))
 

@@ -13,10 +13,11 @@ import cases_extract
 import cases_files
 import cases_hostile
 import cases_report
+import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_hostile]
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_hostile]
 
 
 @contextlib.contextmanager

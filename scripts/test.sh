@@ -18,7 +18,7 @@ case "${1:-}" in
     ;;
 esac
 
-packages=("${KR_BUILD_PACKAGES[@]}" googletest)
+packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" googletest)
 [ "${1:-}" = --quick ] || packages+=("${KR_TEST_PACKAGES[@]}")
 [ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }

@@ -8,14 +8,18 @@
 
 #include <new>
 
-int KrCreateRiffReader(IKrRiffReader** out)
+namespace
+{
+// Stores what `make` makes, or null when memory is short.
+template <class Interface, class Make>
+int Create(Interface** out, Make&& make)
 {
     if (out == nullptr)
         return 0;
     *out = nullptr;
     try
     {
-        *out = new CKrRiffReader(KrPlatform::FileSystem());
+        *out = make();
     }
     catch (const std::bad_alloc&)
     {
@@ -23,21 +27,16 @@ int KrCreateRiffReader(IKrRiffReader** out)
     }
     return 1;
 }
+} // namespace
+
+int KrCreateRiffReader(IKrRiffReader** out)
+{
+    return Create(out, [] { return new CKrRiffReader(KrPlatform::FileSystem()); });
+}
 
 int KrCreateAviWriter(IKrAviWriter** out)
 {
-    if (out == nullptr)
-        return 0;
-    *out = nullptr;
-    try
-    {
-        *out = new CKrAviWriter;
-    }
-    catch (const std::bad_alloc&)
-    {
-        return 0;
-    }
-    return 1;
+    return Create(out, [] { return new CKrAviWriter; });
 }
 
 int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out)

@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_KRSAMPLELOADER_H
 #define KR_TOOLS_KRSAMPLELOADER_H
 
-#include "KrComTypes.h"
+#include "platform/KrBareDirectShowSample.h"
 
 #include <atomic>
 #include <cstddef>
@@ -52,7 +52,7 @@ private:
 };
 
 // A DirectShow sample around such bytes. Ends with its last Release.
-class CKrLazySample final : public IMediaSample
+class CKrLazySample final : public CKrBareDirectShowSample
 {
 public:
     CKrLazySample(std::shared_ptr<CKrSampleLoader> loader, SKrSampleBytes bytes)
@@ -61,28 +61,12 @@ public:
     }
     virtual ~CKrLazySample() { m_loader->Forget(this); }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_FAIL; }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override;
 
     HRESULT STDMETHODCALLTYPE GetPointer(BYTE** buffer) override;
     LONG STDMETHODCALLTYPE GetSize() override { return static_cast<LONG>(m_bytes.length); }
     LONG STDMETHODCALLTYPE GetActualDataLength() override { return static_cast<LONG>(m_bytes.length); }
-
-    // The writer asks for none of these.
-    HRESULT STDMETHODCALLTYPE GetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE IsSyncPoint() override { return S_OK; }
-    HRESULT STDMETHODCALLTYPE SetSyncPoint(ComBool) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE IsPreroll() override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetPreroll(ComBool) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetActualDataLength(LONG) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE GetMediaType(AM_MEDIA_TYPE**) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetMediaType(AM_MEDIA_TYPE*) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE IsDiscontinuity() override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetDiscontinuity(ComBool) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return E_FAIL; }
-    HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return E_FAIL; }
 
 private:
     std::atomic<ULONG> m_references = 1;

@@ -150,6 +150,7 @@ int CKrAviWriter::CloseFile()
     if (StopAccepting())
     {
         m_worker->Stop();
+        m_work.WakeForStop();
         m_worker->WaitForEnd(kKrWaitForEver);
     }
     else if (m_file != nullptr)

@@ -25,11 +25,19 @@ public:
         m_changed.notify_one();
     }
 
+    // Lets whoever waits look at its stop token, which does not notify by itself: the standard library's own
+    // notification of stops has lost wake-ups on Windows.
+    void WakeForStop()
+    {
+        const std::lock_guard guard(m_mutex);
+        m_changed.notify_all();
+    }
+
     // Waits for work, of which it takes one, or for the stop, which goes first.
     [[nodiscard]] bool WaitForWork(const std::stop_token& stop)
     {
         std::unique_lock guard(m_mutex);
-        m_changed.wait(guard, stop, [this] { return m_count > 0; });
+        m_changed.wait(guard, [&] { return stop.stop_requested() || m_count > 0; });
         if (stop.stop_requested())
             return false;
         --m_count;
@@ -38,7 +46,7 @@ public:
 
 private:
     std::mutex m_mutex;
-    std::condition_variable_any m_changed;
+    std::condition_variable m_changed;
     uint64_t m_count = 0; // guarded by m_mutex
 };
 

@@ -17,7 +17,8 @@ struct SKrRun
 {
     std::mutex mutex;
     std::condition_variable ended;
-    bool running = false; // guarded by mutex
+    bool running = false;   // guarded by mutex
+    std::thread::id worker; // guarded by mutex
 };
 
 class CKrWorkerThread final : public CKrObject<IKrWorkerThread>
@@ -83,13 +84,22 @@ public:
 private:
     static void Run(std::stop_token stop, std::shared_ptr<SKrRun> run, KrWorkRoutine routine, void* context)
     {
+        {
+            const std::lock_guard guard(run->mutex);
+            run->worker = std::this_thread::get_id();
+        }
         routine(context, std::move(stop));
         const std::lock_guard guard(run->mutex);
         run->running = false;
+        run->worker = {};
         run->ended.notify_all();
     }
 
-    bool IsOnWorker() const { return m_thread.get_id() == std::this_thread::get_id(); }
+    bool IsOnWorker() const
+    {
+        const std::lock_guard guard(m_run->mutex);
+        return m_run->worker == std::this_thread::get_id();
+    }
 
     bool IsRunning() const
     {

@@ -28,7 +28,8 @@ public:
     // Fails while the routine runs, without a routine, and when the system has no thread to give.
     virtual int Start() = 0;
 
-    // Asks the routine to end.
+    // Asks the routine to end. Only the token tells it: whoever stops a routine that waits for something else
+    // wakes it as well.
     virtual void Stop() = 0;
 
     // Waits until the routine has ended, 0xFFFFFFFF milliseconds for ever. 0 when the time was up before.

@@ -25,7 +25,8 @@ bool Make(const std::wstring& path, bool withAudio, bool isLarge)
     for (size_t number = 0; number < frames; ++number)
     {
         ok = ok && (!withAudio || recorder.AddPatternAudio(kBytesOf25thSecond) != 0);
-        ok = ok && (isLarge ? recorder.AddZeroVideo(kLargeFrame) : recorder.AddPatternVideo(1000 + number)) != 0;
+        ok = ok &&
+             (isLarge ? recorder.AddZeroVideo(kLargeFrame) : recorder.AddPatternVideo(1000 + number)) != 0;
     }
     const SKrCheckedAvi checked = recorder.Close();
     const CKrFileContent content = recorder.Content();

@@ -7,8 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -26,9 +25,8 @@ struct SWork
     {
         auto& work = *static_cast<SWork*>(context);
         ++work.runs;
-        std::mutex mutex;
-        std::unique_lock lock(mutex);
-        std::condition_variable_any().wait(lock, stop, [] { return false; });
+        while (!stop.stop_requested())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         ++work.stops;
         return 0;
     }

@@ -5,6 +5,7 @@
 #include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
+#include "tests/writer/KrWriterArguments.h"
 
 #include <uuids.h>
 
@@ -111,20 +112,8 @@ TEST_F(DirectShowSample, Recording_IsReadBackFrameForFrame)
     ASSERT_EQ(KrCreateMediaSamplePool(30, m_pool.Put()), 1);
     KrTest::CKrRef<IKrAviWriter> writer;
     ASSERT_EQ(KrCreateAviWriter(writer.Put()), 1);
-    SKrAviVideoParams params{};
-    params.displayWidth = 720;
-    params.displayHeight = 576;
-    params.bitCount = 24;
-    params.frameRate = 2;
-    params.width = 720;
-    params.height = 576;
-    WAVEFORMATEX format{};
-    format.wFormatTag = 1;
-    format.nChannels = 2;
-    format.nSamplesPerSec = 48000;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = 4;
-    format.nAvgBytesPerSec = 192000;
+    const SKrAviVideoParams params = ParamsFor({});
+    const WAVEFORMATEX format = WaveFormatFor({});
     const CKrTempFolder folder;
     const std::wstring path = folder.PathOf(L"captured.avi");
     ASSERT_EQ(writer->OpenFile(path.c_str(), &params, FourCcValue("MJPG"), &format), 1);

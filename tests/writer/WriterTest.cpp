@@ -6,6 +6,7 @@
 #include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
+#include "tests/writer/KrWriterArguments.h"
 
 #include <gtest/gtest.h>
 
@@ -18,27 +19,7 @@ namespace
 {
 SKrAviVideoParams Params()
 {
-    SKrAviVideoParams params{};
-    params.displayWidth = 768;
-    params.displayHeight = 576;
-    params.bitCount = 24;
-    params.frameRate = 2;
-    params.scanMode = 2;
-    params.width = 720;
-    params.height = 576;
-    return params;
-}
-
-WAVEFORMATEX Pcm()
-{
-    WAVEFORMATEX format{};
-    format.wFormatTag = 1;
-    format.nChannels = 2;
-    format.nSamplesPerSec = 48000;
-    format.wBitsPerSample = 16;
-    format.nBlockAlign = 4;
-    format.nAvgBytesPerSec = 192000;
-    return format;
+    return ParamsFor({.scanMode = 2});
 }
 
 class Writer : public testing::Test
@@ -80,7 +61,7 @@ TEST(WriterFactory, MakesAWriterWithOneReference)
 TEST_F(Writer, RecordedFile_IsReadBackFrameForFrame)
 {
     const SKrAviVideoParams params = Params();
-    const WAVEFORMATEX format = Pcm();
+    const WAVEFORMATEX format = WaveFormatFor({});
     ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, FourCcValue("MJPG"), &format), 1);
     for (size_t number = 0; number < 30; ++number)
     {
@@ -145,7 +126,7 @@ TEST_F(Writer, FileBeingWritten_IsRefusedToReaders)
 TEST_F(Writer, PoolThatGoesFirst_LeavesItsQueuedSamplesValid)
 {
     const SKrAviVideoParams params = Params();
-    const WAVEFORMATEX format = Pcm();
+    const WAVEFORMATEX format = WaveFormatFor({});
     ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, &format), 1);
     for (size_t number = 0; number < 5; ++number)
         ASSERT_EQ(Add(true, PatternBytes(0, number, 500)), 1); // wait for audio

@@ -26,13 +26,13 @@ def kept_awake(launcher):
     if not launcher:
         yield
         return
-    waiting = subprocess.Popen([*launcher, "cmd.exe"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL)
+    waiting = subprocess.Popen([*launcher, "cmd.exe", "/c", "echo ready & pause"], stdin=subprocess.PIPE,
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    waiting.stdout.readline()  # programs that start while it starts itself can get stuck
     try:
         yield
     finally:
-        waiting.stdin.close()
-        waiting.wait()
+        waiting.communicate()
 
 
 def main(arguments):

@@ -2,6 +2,8 @@
 set(KR_TEST_SUPPORT_SOURCES
   support/KrAviBuilder.cpp
   support/KrAviChecker.cpp
+  support/KrAviCheckerRules.cpp
+  support/KrAviCheckerUnfinished.cpp
   support/KrAviRecords.cpp
   support/KrByteWriter.cpp
   support/KrCountingFileSystem.cpp
@@ -10,6 +12,7 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrMemoryFileSystem.cpp
   support/KrSimpleAvi.cpp
   support/KrTempFolder.cpp
+  support/KrWrittenAviBuilder.cpp
   support/KrWrittenHeader.cpp
 )
 
@@ -71,6 +74,7 @@ set(KR_INNER_TEST_SOURCES
   format/StreamHeaderInnerTest.cpp
   format/SuperIndexInnerTest.cpp
   format/WaveFormatInnerTest.cpp
+  platform/ClockTest.cpp
   platform/EqualIgnoringCaseTest.cpp
   platform/FileSystemScopeTest.cpp
   platform/FilesTest.cpp
@@ -123,12 +127,15 @@ set(KR_INNER_TEST_SOURCES
   support/RefTest.cpp
   support/SimpleAviTest.cpp
   support/TempFolderTest.cpp
+  support/WritingFakesTest.cpp
+  writer/AviCheckerInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
   writer/WriterIndexInnerTest.cpp
   writer/WriterLayoutInnerTest.cpp
   writer/WriterOpenInnerTest.cpp
   writer/WriterQueueInnerTest.cpp
+  writer/WriterRollOverInnerTest.cpp
   writer/WriterSegmentInnerTest.cpp
   writer/WriterTimeInnerTest.cpp
 )
@@ -144,5 +151,6 @@ if(WIN32)
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryWin32.cpp)
 else()
   list(APPEND KR_TEST_SUPPORT_SOURCES support/posix/KrOsTestFilesPosix.cpp)
+  list(APPEND KR_INNER_TEST_SOURCES posix/WriteLimitTest.cpp)
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
 endif()

@@ -3,10 +3,9 @@
 #include "platform/KrPlatform.h"
 #include "platform/posix/KrFileDescriptor.h"
 #include "platform/posix/KrNativePath.h"
+#include "platform/posix/KrOpenFile.h"
 #include "platform/posix/KrWritableFilePosix.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -74,34 +73,6 @@ private:
     CKrFileDescriptor m_descriptor;
 };
 
-int OpenRetrying(const char* path)
-{
-    // Non-blocking, so that a pipe without a writer does not hold us up before it is refused.
-    int descriptor = -1;
-    do
-        descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    while (descriptor < 0 && errno == EINTR);
-    return descriptor;
-}
-
-bool IsRegularFile(int descriptor)
-{
-    struct stat facts
-    {
-    };
-    return ::fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
-}
-
-// False only when somebody writes the file. File systems without such locks let everybody read.
-bool ShareWithReaders(int descriptor)
-{
-    int result = -1;
-    do
-        result = ::flock(descriptor, LOCK_SH | LOCK_NB);
-    while (result != 0 && errno == EINTR);
-    return result == 0 || errno != EWOULDBLOCK;
-}
-
 class CPosixFileSystem final : public IKrFileSystem
 {
 public:
@@ -110,10 +81,10 @@ public:
         const std::optional<std::string> native = NativePath(path);
         if (!native)
             return nullptr;
-        CKrFileDescriptor descriptor(OpenRetrying(native->c_str()));
-        if (!descriptor.IsOpen() || !IsRegularFile(descriptor.Get()) || !ShareWithReaders(descriptor.Get()))
+        CKrFileDescriptor file = OpenNative(*native, O_RDONLY);
+        if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_SH))
             return nullptr;
-        return std::make_unique<CPosixFile>(std::move(descriptor));
+        return std::make_unique<CPosixFile>(std::move(file));
     }
 
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override

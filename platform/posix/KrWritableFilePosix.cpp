@@ -1,9 +1,9 @@
 #include "platform/posix/KrWritableFilePosix.h"
 
+#include "platform/KrFileRange.h"
 #include "platform/posix/KrFileDescriptor.h"
+#include "platform/posix/KrOpenFile.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -15,13 +15,12 @@
 #include <climits>
 #include <fstream>
 #include <utility>
-#include <vector>
 
 namespace
 {
-constexpr mode_t kNewFileMode = 0666; // less what the process masks
 constexpr uint32_t kUsualSectorSize = 512;
 constexpr size_t kMostParts = IOV_MAX < 64 ? IOV_MAX : 64; // of one call
+constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 
 class CPosixView final : public IKrMappedView
 {
@@ -45,6 +44,7 @@ private:
 int PartsBehind(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMostParts])
 {
     size_t count = 0;
+    size_t room = kMostBytesPerCall;
     for (const KrByteSpan& part : parts)
     {
         const size_t skipped = std::min(done, part.size());
@@ -52,8 +52,9 @@ int PartsBehind(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMo
         if (skipped == part.size())
             continue;
         out[count].iov_base = const_cast<uint8_t*>(part.data() + skipped);
-        out[count].iov_len = part.size() - skipped;
-        if (++count == kMostParts)
+        out[count].iov_len = std::min(part.size() - skipped, room);
+        room -= out[count].iov_len;
+        if (++count == kMostParts || room == 0)
             break;
     }
     return static_cast<int>(count);
@@ -93,8 +94,8 @@ public:
         struct stat facts
         {
         };
-        if (length == 0 || ::fstat(m_descriptor.Get(), &facts) != 0 ||
-            position + length > static_cast<uint64_t>(facts.st_size))
+        if (::fstat(m_descriptor.Get(), &facts) != 0 ||
+            !KrPlatform::IsRangeInside(position, length, static_cast<uint64_t>(facts.st_size)))
             return nullptr;
         const auto before = static_cast<size_t>(position % pageSize);
         void* const start = ::mmap(nullptr, before + length, PROT_READ | PROT_WRITE, MAP_SHARED,
@@ -108,33 +109,31 @@ private:
     CKrFileDescriptor m_descriptor;
 };
 
-int OpenRetrying(const std::string& path, int flags)
+// Whether the name still means the file that was opened by it. Between the open and the lock somebody else
+// may have deleted the file, and made another one of that name.
+bool HasName(const CKrFileDescriptor& file, const std::string& path)
 {
-    int descriptor = -1;
-    do
-        descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kNewFileMode);
-    while (descriptor < 0 && errno == EINTR);
-    return descriptor;
+    struct stat opened
+    {
+    };
+    struct stat named
+    {
+    };
+    return ::fstat(file.Get(), &opened) == 0 && ::stat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-// False when anybody has the file open through this library, here or in another process. File systems without
-// such locks share with everybody.
-bool HoldAlone(int descriptor)
-{
-    int result = -1;
-    do
-        result = ::flock(descriptor, LOCK_EX | LOCK_NB);
-    while (result != 0 && errno == EINTR);
-    return result == 0 || errno != EWOULDBLOCK;
-}
-
-bool IsRegularFile(int descriptor)
+bool IsLink(const std::string& path)
 {
     struct stat facts
     {
     };
-    return ::fstat(descriptor, &facts) == 0 && S_ISREG(facts.st_mode);
+    return ::lstat(path.c_str(), &facts) == 0 && S_ISLNK(facts.st_mode);
 }
+
+// How often an open is repeated when the name meant something else afterwards. Some network file systems
+// number their files anew at each look: there it has to end.
+constexpr int kMostOpens = 20;
 
 // The number in a file of one line, or 0.
 uint32_t NumberIn(const std::string& path)
@@ -147,21 +146,34 @@ uint32_t NumberIn(const std::string& path)
 
 std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path)
 {
-    // Not emptied by the open itself: first it must be certain that nobody uses the file.
-    CKrFileDescriptor descriptor(OpenRetrying(path, O_RDWR | O_CREAT));
-    if (!descriptor.IsOpen() || !IsRegularFile(descriptor.Get()) || !HoldAlone(descriptor.Get()) ||
-        ::ftruncate(descriptor.Get(), 0) != 0)
-        return nullptr;
-    return std::make_unique<CPosixWritableFile>(std::move(descriptor));
+    for (int opens = 1;; ++opens)
+    {
+        // Not emptied by the open itself: first it must be certain that nobody uses the file.
+        CKrFileDescriptor file = OpenNative(path, O_RDWR | O_CREAT);
+        if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_EX))
+            return nullptr;
+        if (!HasName(file, path) && opens < kMostOpens)
+            continue;
+        if (::ftruncate(file.Get(), 0) != 0)
+            return nullptr;
+        return std::make_unique<CPosixWritableFile>(std::move(file));
+    }
 }
 
 bool DeleteUnusedFile(const std::string& path)
 {
-    // What cannot be opened (a dangling link, no right to read it) is nobody's open file.
-    const CKrFileDescriptor descriptor(OpenRetrying(path, O_RDONLY));
-    if (descriptor.IsOpen() && !HoldAlone(descriptor.Get()))
-        return false;
-    return ::unlink(path.c_str()) == 0;
+    for (int opens = 1;; ++opens)
+    {
+        // What is there and cannot be opened (a dangling link, no right to read it) is nobody's open file.
+        const CKrFileDescriptor file = OpenNative(path, O_RDONLY);
+        // Devices and pipes are never deleted.
+        if (file.IsOpen() ? !IsRegularFile(file) || !HoldLock(file, LOCK_EX)
+                          : errno == ENOENT && !IsLink(path))
+            return false;
+        if (file.IsOpen() && !HasName(file, path) && opens < kMostOpens)
+            continue;
+        return ::unlink(path.c_str()) == 0;
+    }
 }
 
 uint32_t SectorSizeBelow(const std::string& folder)
@@ -169,7 +181,7 @@ uint32_t SectorSizeBelow(const std::string& folder)
     struct stat facts
     {
     };
-    if (::stat(folder.c_str(), &facts) != 0)
+    if (::stat(folder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode))
         return 0;
     const std::string device =
         "/sys/dev/block/" + std::to_string(major(facts.st_dev)) + ":" + std::to_string(minor(facts.st_dev));

@@ -145,7 +145,8 @@ public:
     {
         if (folder == nullptr)
             return 0;
-        std::wstring root = folder; // the call wants a separator at its end, and null for the current folder
+        // The call wants a separator at the end, and null for the current folder.
+        std::wstring root = *folder == L'\0' ? std::wstring() : NativePath(folder);
         if (!root.empty() && root.back() != L'\\' && root.back() != L'/')
             root += L'\\';
         DWORD sectorsPerCluster = 0;

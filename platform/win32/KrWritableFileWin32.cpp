@@ -1,5 +1,7 @@
 #include "platform/win32/KrWritableFileWin32.h"
 
+#include "platform/KrFileRange.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -69,8 +71,8 @@ public:
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {
         LARGE_INTEGER size{};
-        if (length == 0 || !GetFileSizeEx(m_handle.Get(), &size) ||
-            position + length > static_cast<uint64_t>(size.QuadPart))
+        if (!GetFileSizeEx(m_handle.Get(), &size) ||
+            !KrPlatform::IsRangeInside(position, length, static_cast<uint64_t>(size.QuadPart)))
             return nullptr;
         const HANDLE mapping = CreateFileMappingW(m_handle.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr);
         if (mapping == nullptr)

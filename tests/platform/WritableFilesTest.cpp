@@ -1,11 +1,16 @@
 // Files being written by the operating system, through the library's seam: one suite for all platforms.
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFileContent.h"
+#include "tests/support/KrOsTestFiles.h"
 #include "tests/support/KrTempFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <string>
+#include <thread>
 #include <vector>
 
 using namespace KrTest;
@@ -39,6 +44,16 @@ protected:
         }
         bytes.resize(file->ReadAt(position, bytes.data(), count).bytes);
         return bytes;
+    }
+
+    // What another program sees that does not ask who else has the file open.
+    static KrBytes Peek(const std::wstring& path, uint64_t position, size_t count)
+    {
+        std::ifstream in(Os::StdPath(path), std::ios::binary);
+        in.seekg(static_cast<std::streamoff>(position));
+        std::string text(count, '\0');
+        in.read(text.data(), static_cast<std::streamsize>(count));
+        return {text.begin(), text.begin() + static_cast<ptrdiff_t>(in.gcount())};
     }
 
     CKrTempFolder m_folder;
@@ -75,6 +90,22 @@ TEST_F(WritableFilesTest, ManyPartsOfAllSizes_ComeOutInOrder)
     file.reset();
     EXPECT_EQ(ReadBack(m_path, 5, all.size() + 1), all);
     EXPECT_EQ(ReadBack(m_path, 0, 5), KrBytes(5)) << "what was skipped reads as zeros";
+}
+
+TEST_F(WritableFilesTest, LargePart_ComesOutWhole)
+{
+    KrBytes large(5'000'001);
+    for (size_t index = 0; index < large.size(); ++index)
+        large[index] = static_cast<uint8_t>(index % 251);
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Write(*file, 0, {{1, 2, 3}, large, {4}}), large.size() + 4);
+    file.reset();
+    const KrBytes written = ReadBack(m_path, 0, large.size() + 5);
+    ASSERT_EQ(written.size(), large.size() + 4);
+    EXPECT_TRUE(std::equal(large.begin(), large.end(), written.begin() + 3));
+    EXPECT_EQ(written.front(), 1);
+    EXPECT_EQ(written.back(), 4);
 }
 
 TEST_F(WritableFilesTest, PositionsBeyond4Gigabytes_AreReached)
@@ -127,14 +158,91 @@ TEST_F(WritableFilesTest, FileThatIsWritten_IsRefusedToAllOthers)
     EXPECT_EQ(ReadBack(m_path, 0, 2), KrBytes{1});
 }
 
+TEST_F(WritableFilesTest, FileThatAnotherProgramWrites_IsLeftAsItIs)
+{
+    m_folder.Write(L"new.bin", KrBytes{1, 2, 3});
+    {
+        const CKrForeignWriter other(m_path);
+        ASSERT_TRUE(other.IsOpen());
+        EXPECT_EQ(Create(m_path), nullptr);
+    }
+    EXPECT_EQ(ReadBack(m_path, 0, 4), (KrBytes{1, 2, 3}));
+    EXPECT_NE(Create(m_path), nullptr);
+}
+
+TEST_F(WritableFilesTest, FileThatIsBeingWritten_KeepsItsNameWhileOthersDelete)
+{
+    std::atomic<bool> stop = false;
+    const auto keepDeleting = [&]
+    {
+        while (!stop)
+            m_files.Delete(m_path.c_str());
+    };
+    std::vector<std::jthread> deleters;
+    deleters.emplace_back(keepDeleting);
+    deleters.emplace_back(keepDeleting);
+    int made = 0;
+    int lost = 0;
+    for (int round = 0; round < 1000; ++round)
+    {
+        const auto file = Create(m_path);
+        made += file != nullptr ? 1 : 0;
+        lost += file != nullptr && !m_files.Exists(m_path.c_str()) ? 1 : 0;
+    }
+    stop = true;
+    deleters.clear();
+    EXPECT_GT(made, 0);
+    EXPECT_EQ(lost, 0);
+}
+
+TEST_F(WritableFilesTest, NamesOfAllScriptsAndLongPaths_AreMadeAndDeleted)
+{
+    std::wstring name = L"folder with a name of fifty characters, all of them 1";
+    m_folder.MakeFolder(name);
+    while (m_folder.PathOf(name).size() < 300)
+    {
+        name += Os::kSeparator + std::wstring(L"folder with a name of fifty characters, all of them 2");
+        m_folder.MakeFolder(name);
+    }
+    EXPECT_EQ(m_files.BytesPerSector(m_folder.PathOf(name).c_str()),
+              m_files.BytesPerSector(m_folder.Path().c_str()));
+    for (const std::wstring& path : {m_folder.PathOf(name + Os::kSeparator + L"long.avi"),
+                                     m_folder.PathOf(L"\u00e4 \u6620\u753b \U0001F3AC.avi")})
+    {
+        auto file = Create(path);
+        ASSERT_NE(file, nullptr);
+        EXPECT_EQ(Write(*file, 0, {{1, 2}}), 2u);
+        file.reset();
+        EXPECT_EQ(Peek(path, 0, 3), (KrBytes{1, 2}));
+        EXPECT_TRUE(m_files.Exists(path.c_str()));
+        EXPECT_TRUE(m_files.Delete(path.c_str()));
+        EXPECT_FALSE(m_files.Exists(path.c_str()));
+    }
+}
+
 TEST_F(WritableFilesTest, PlacesWithoutAFile_AreRefused)
 {
     EXPECT_EQ(m_files.CreateForWriting(nullptr), nullptr);
     EXPECT_EQ(Create(L""), nullptr);
     EXPECT_EQ(Create(m_folder.Path()), nullptr) << "a folder";
     EXPECT_EQ(Create(m_folder.PathOf(L"missing/new.bin")), nullptr);
+    EXPECT_EQ(Create(L"NUL\xD83C"), nullptr) << "no text";
     EXPECT_FALSE(m_files.Delete(nullptr));
     EXPECT_FALSE(m_files.Delete(m_path.c_str()));
+    EXPECT_FALSE(m_files.Delete(m_folder.Path().c_str()));
+    EXPECT_TRUE(m_files.Exists(m_folder.Path().c_str()));
+}
+
+TEST_F(WritableFilesTest, Devices_AreRefused)
+{
+    EXPECT_EQ(Create(Os::kSeparator == L'/' ? L"/dev/null" : L"\\\\.\\NUL"), nullptr);
+    const std::wstring pipe = m_folder.PathOf(L"pipe.avi");
+    if (Os::MakeFifo(pipe))
+    {
+        EXPECT_EQ(Create(pipe), nullptr);
+        EXPECT_FALSE(m_files.Delete(pipe.c_str()));
+        EXPECT_TRUE(m_files.Exists(pipe.c_str()));
+    }
 }
 
 TEST_F(WritableFilesTest, ExistingNames_AreTold)
@@ -174,6 +282,20 @@ TEST_F(WritableFilesTest, MappedRange_IsTheFile)
     EXPECT_EQ(ReadBack(m_path, 200'000, 5), KrBytes{4});
 }
 
+TEST_F(WritableFilesTest, WhatIsPutIntoAView_IsInTheFileAtOnce)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {KrBytes(70'000, 1)}), 70'000u);
+    const auto view = file->Map(66'000, 3);
+    ASSERT_NE(view, nullptr);
+    view->Data()[1] = 9;
+    EXPECT_EQ(Peek(m_path, 66'000, 3), (KrBytes{1, 9, 1})) << "still mapped";
+    ASSERT_EQ(Write(*file, 66'002, {{8, 7}}), 2u);
+    EXPECT_EQ(view->Data()[2], 8) << "what is written is seen in the view";
+    EXPECT_EQ(Peek(m_path, 65'999, 5), (KrBytes{1, 1, 9, 8, 7}));
+}
+
 TEST_F(WritableFilesTest, RangeOutsideTheFile_IsNotMapped)
 {
     auto file = Create(m_path);
@@ -183,6 +305,9 @@ TEST_F(WritableFilesTest, RangeOutsideTheFile_IsNotMapped)
     EXPECT_EQ(file->Map(0, 0), nullptr);
     EXPECT_EQ(file->Map(0, 101), nullptr);
     EXPECT_EQ(file->Map(100, 1), nullptr);
+    EXPECT_EQ(file->Map(UINT64_MAX, 2), nullptr);
+    EXPECT_EQ(file->Map(UINT64_MAX - 4095, 4096), nullptr);
+    EXPECT_EQ(file->Map(1, SIZE_MAX), nullptr);
     EXPECT_NE(file->Map(99, 1), nullptr);
 }
 
@@ -194,35 +319,9 @@ TEST_F(WritableFilesTest, SectorSize_IsAPowerOfTwo)
         EXPECT_GE(size, 512u);
         EXPECT_EQ(size & (size - 1), 0u) << size;
     }
+    const std::wstring withSeparator = m_folder.Path() + Os::kSeparator;
+    EXPECT_EQ(m_files.BytesPerSector(withSeparator.c_str()), m_files.BytesPerSector(m_folder.Path().c_str()));
     EXPECT_EQ(m_files.BytesPerSector(m_folder.PathOf(L"missing").c_str()), 0u);
+    EXPECT_EQ(m_files.BytesPerSector(m_folder.Write(L"file", KrBytes{1}).c_str()), 0u);
     EXPECT_EQ(m_files.BytesPerSector(nullptr), 0u);
-}
-
-TEST(ClockTest, SleepMovesTickAndCounter)
-{
-    IKrClock& clock = KrPlatform::OsClock();
-    const uint32_t tick = clock.TickCount();
-    const int64_t counter = clock.PerformanceCounter();
-    clock.Sleep(30);
-    EXPECT_GE(clock.TickCount() - tick, 15u) << "ticks are coarse";
-    EXPECT_LT(clock.TickCount() - tick, 10'000u);
-    EXPECT_GE(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() * 15 / 1000);
-}
-
-TEST(ClockTest, Scope_ReplacesTheClock)
-{
-    class CStopped : public IKrClock
-    {
-    public:
-        uint32_t TickCount() override { return 7; }
-        int64_t PerformanceCounter() override { return 8; }
-        int64_t PerformanceFrequency() override { return 9; }
-        void Sleep(uint32_t) override {}
-    };
-    CStopped stopped;
-    {
-        const KrPlatform::CClockScope scope(stopped);
-        EXPECT_EQ(&KrPlatform::Clock(), &stopped);
-    }
-    EXPECT_EQ(&KrPlatform::Clock(), &KrPlatform::OsClock());
 }

@@ -1,26 +1,25 @@
 #include "tests/support/KrAviChecker.h"
 
+#include "tests/support/KrAviCheckerRules.h"
+#include "tests/support/KrAviCheckerUnfinished.h"
 #include "tests/support/KrByteWriter.h"
+#include "tests/support/KrOsTestFiles.h"
 #include "tests/support/KrWrittenHeader.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <fstream>
+#include <iterator>
 
 namespace KrTest
 {
 namespace
 {
-constexpr uint32_t kSegmentLimit = 0x3FC6E600;
 constexpr uint32_t kStdIndexSize = 32256;
 constexpr uint32_t kStdIndexEntries = 4028;
-constexpr uint32_t kIndexSlack = 3 * kStdIndexSize; // indexes may be put behind what was reserved
 
 std::string Describe(const char* what, uint64_t position, const std::string& more = {})
 {
-    char text[200];
-    std::snprintf(text, sizeof text, "at %llu: %s %s", static_cast<unsigned long long>(position), what,
-                  more.c_str());
-    return text;
+    return DescribeProblem(what, position, more);
 }
 
 class CChecker
@@ -35,12 +34,9 @@ public:
         while (position < m_file.Size() && m_result.problems.empty())
             position = CheckSegment(position);
         m_result.segments.push_back(position);
-        for (const SKrWrittenIndex& index : m_result.videoIndexes)
-            CheckStdIndex(index, "ix00", VideoId());
-        for (const SKrWrittenIndex& index : m_result.audioIndexes)
-            CheckStdIndex(index, "ix01", "01wb");
         m_result.maxBytesPerSec = U32(32 + 4);
-        Compare(0, WrittenHeader(m_file, m_from, m_result), "headers");
+        if (m_result.problems.empty()) // else what was found is not all
+            CheckWhatWasFound();
         return std::move(m_result);
     }
 
@@ -50,6 +46,25 @@ private:
         std::string id;
         uint32_t size;
     };
+
+    void CheckWhatWasFound()
+    {
+        for (const SKrWrittenIndex& index : m_result.videoIndexes)
+            CheckStdIndex(index, "ix00", VideoId());
+        for (const SKrWrittenIndex& index : m_result.audioIndexes)
+            CheckStdIndex(index, "ix01", "01wb");
+        Compare(0, WrittenHeader(m_file, m_from, m_result), "headers");
+        if (m_from.queuedVideo && m_result.video.size() != *m_from.queuedVideo)
+            Problem(Describe("frames", 0, std::to_string(m_result.video.size())));
+        CheckFirstIndexes(m_items, m_from.pcm.has_value(), m_result.problems);
+        if (m_from.hasDirectChunks || !m_result.problems.empty())
+            return;
+        CheckIndexStarts(m_items, m_from.pcm.has_value(), m_result.problems);
+        CheckSegmentStarts(m_items, m_segments, m_from.bytesPerSector, m_result.problems);
+        if (m_from.lostFrames == 0)
+            CheckDataRate(m_items, U32(32), m_result.video.size(), m_file.Size(), m_result.maxBytesPerSec,
+                          m_result.problems);
+    }
 
     std::string VideoId() const { return m_from.codec.empty() ? "00db" : "00dc"; }
 
@@ -89,14 +104,18 @@ private:
     // Holes are zeros, so only what is stored is looked at.
     void CheckZeros(uint64_t position, uint64_t count)
     {
-        KrBytes bytes(static_cast<size_t>(std::min<uint64_t>(count, 65536)));
-        for (uint64_t done = 0; done < count; done += bytes.size())
+        auto extent = m_file.Extents().upper_bound(position);
+        if (extent != m_file.Extents().begin())
+            --extent;
+        for (; extent != m_file.Extents().end() && extent->first < position + count; ++extent)
         {
-            const auto part = static_cast<size_t>(std::min<uint64_t>(count - done, bytes.size()));
-            m_file.Read(position + done, bytes.data(), part);
-            if (std::any_of(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(part),
-                            [](uint8_t byte) { return byte != 0; }))
-                return Problem(Describe("padding is not zero", position + done));
+            const auto& [start, bytes] = *extent;
+            for (uint64_t at = std::max(start, position);
+                 at < std::min(start + bytes.size(), position + count); ++at)
+            {
+                if (bytes[static_cast<size_t>(at - start)] != 0)
+                    return Problem(Describe("padding is not zero", at));
+            }
         }
     }
 
@@ -111,16 +130,13 @@ private:
             Problem(Describe("no segment", start));
         if (end > m_file.Size())
             Problem(Describe("segment reaches beyond the file", start));
-        if (end - start > uint64_t{kSegmentLimit} + (m_from.hasDirectChunks ? UINT32_MAX : kIndexSlack))
-            Problem(Describe("segment is too large", start));
         const uint64_t movi = isFirst ? m_headerSize - 12 : start + 12;
         const uint64_t moviEnd = movi + 8 + U32(movi + 4);
         if (Text(movi) != "LIST" || Text(movi + 8) != "movi" || moviEnd > end)
             Problem(Describe("no 'movi'", movi));
-        if (!isFirst)
-            CheckStartOfExtension(movi + 12);
+        m_segments.push_back({start, moviEnd});
         if (m_result.problems.empty())
-            WalkMovi(movi + 12, moviEnd, number, isFirst);
+            WalkMovi(isFirst ? movi + 12 : BehindStartOfExtension(movi + 12), moviEnd, number);
         if (isFirst)
             CheckOldIndex(moviEnd, end);
         else if (moviEnd != end)
@@ -128,52 +144,52 @@ private:
         return end;
     }
 
-    void CheckStartOfExtension(uint64_t position)
+    // Checks the padding at a position and answers where it ends.
+    uint64_t BehindPadding(uint64_t position)
     {
-        if (position % m_from.bytesPerSector == 0)
-            return;
         const SChunk junk = ChunkAt(position);
-        if (junk.id != "JUNK" || position + 8 + junk.size != RoundUpTo(position + 8, m_from.bytesPerSector))
-            Problem(Describe("no 'JUNK' to the sector", position));
+        const uint64_t end = RoundUpTo(position + 8, m_from.bytesPerSector);
+        if (junk.id != "JUNK")
+            Problem(Describe("no padding to the sector", position));
+        else if (position + 8 + junk.size != end)
+            Problem(Describe("padding ends elsewhere", position));
+        else
+            CheckZeros(position + 8, junk.size);
+        return end;
     }
 
-    void WalkMovi(uint64_t position, uint64_t end, size_t segment, bool isFirst)
+    uint64_t BehindStartOfExtension(uint64_t position)
     {
-        if (isFirst && position % m_from.bytesPerSector != 0)
-            Problem(Describe("'movi' does not end on a sector", position));
-        bool needsPadding = false;
+        return position % m_from.bytesPerSector == 0 ? position : BehindPadding(position);
+    }
+
+    void WalkMovi(uint64_t position, uint64_t end, size_t segment)
+    {
         while (position < end && m_result.problems.empty())
         {
             const SChunk chunk = ChunkAt(position);
             const uint64_t next = position + 8 + chunk.size;
-            if (needsPadding && chunk.id != "JUNK")
-                Problem(Describe("no padding behind a chunk", position));
-            if (chunk.id == "JUNK")
-            {
-                CheckZeros(position + 8, chunk.size);
-                if (needsPadding && next != RoundUpTo(position + 8, m_from.bytesPerSector))
-                    Problem(Describe("padding ends elsewhere", position));
-            }
-            needsPadding = Take(chunk, position, segment) && !m_from.hasDirectChunks &&
-                           next % m_from.bytesPerSector != 0;
+            const bool isData = Take(chunk, position, segment);
             position = next;
+            if (!isData || position % m_from.bytesPerSector == 0)
+                continue;
+            // Direct chunks have no padding; which ones are direct cannot be seen.
+            if (!m_from.hasDirectChunks || ChunkAt(position).id == "JUNK")
+                position = BehindPadding(position);
         }
-        if (position != end)
+        if (position != end && m_result.problems.empty())
             Problem(Describe("'movi' ends inside a chunk", end));
-        if (needsPadding)
-            Problem(Describe("no padding behind the last chunk", position));
     }
 
     // Notes what a chunk is; true for data.
     bool Take(const SChunk& chunk, uint64_t position, size_t segment)
     {
-        if (chunk.id == "JUNK")
-            return false;
         if (chunk.id == "ix00" || (chunk.id == "ix01" && m_from.pcm))
         {
             if (chunk.size + 8 != kStdIndexSize)
                 Problem(Describe("standard index of another size", position));
             (chunk.id == "ix00" ? m_result.videoIndexes : m_result.audioIndexes).push_back({position, {}});
+            m_items.push_back({position, chunk.size, true, chunk.id == "ix00", segment});
             return false;
         }
         const bool isVideo = chunk.id == VideoId();
@@ -182,6 +198,9 @@ private:
             Problem(Describe("unknown chunk", position, chunk.id));
             return false;
         }
+        if (chunk.size == 0)
+            Problem(Describe("data chunk of no bytes", position));
+        m_items.push_back({position, chunk.size, false, isVideo, segment});
         auto& indexes = isVideo ? m_result.videoIndexes : m_result.audioIndexes;
         const SKrWrittenChunk data{position + 8, chunk.size, segment};
         (isVideo ? m_result.video : m_result.audio).push_back(data);
@@ -253,13 +272,28 @@ private:
     const CKrFileContent& m_file;
     const SKrWritten& m_from;
     SKrCheckedAvi m_result;
+    std::vector<SKrWrittenItem> m_items; // in the order of the file
+    std::vector<SKrWrittenSegment> m_segments;
     uint64_t m_headerSize = 0;
 };
 } // namespace
 
 SKrCheckedAvi CheckWrittenAvi(const CKrFileContent& file, const SKrWritten& from)
 {
+    if (!from.isComplete)
+        return CheckUnfinishedAvi(file, from);
     return CChecker(file, from).Run();
+}
+
+SKrCheckedAvi CheckWrittenFile(const std::wstring& path, SKrWritten from)
+{
+    std::ifstream file(Os::StdPath(path), std::ios::binary);
+    KrBytes bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (bytes.size() > 44)
+        from.bytesPerSector = static_cast<uint32_t>(bytes[40] | bytes[41] << 8 | bytes[42] << 16);
+    if (from.bytesPerSector == 0 || from.bytesPerSector % 512 != 0)
+        return {.problems = {"no sector size in the headers"}};
+    return CheckWrittenAvi(std::move(bytes), from);
 }
 
 std::vector<uint32_t> SizesOf(const std::vector<SKrWrittenChunk>& chunks)

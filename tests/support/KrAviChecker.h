@@ -36,8 +36,10 @@ struct SKrWritten
     uint32_t aspectVertical = 15;
     std::optional<SKrPcmFormat> pcm{};
     uint32_t bytesPerSector = 512;
-    bool hasDirectChunks = false; // which are neither padded nor counted
-    uint32_t lostFrames = 0;      // written whole, but not counted: their padding failed
+    bool hasDirectChunks = false;        // which are neither padded nor counted
+    uint32_t lostFrames = 0;             // written whole, but not counted: their padding failed
+    std::optional<size_t> queuedVideo{}; // frames that must be there, where that is known
+    bool isComplete = true;              // else not closed, or writing failed
 };
 
 struct SKrWrittenChunk
@@ -57,17 +59,20 @@ struct SKrWrittenIndex
 
 struct SKrCheckedAvi
 {
-    std::vector<std::string> problems;  // empty: every byte is as it must be
-    std::vector<uint64_t> segments;     // positions of the 'RIFF' headers, and the end of the last one
-    std::vector<SKrWrittenChunk> video; // in the order of the file
-    std::vector<SKrWrittenChunk> audio;
-    std::vector<SKrWrittenIndex> videoIndexes;
-    std::vector<SKrWrittenIndex> audioIndexes;
-    std::string order;           // a letter for each data chunk: V or A
+    std::vector<std::string> problems{};  // empty: every byte is as it must be
+    std::vector<uint64_t> segments{};     // positions of the 'RIFF' headers, and the end of the last one
+    std::vector<SKrWrittenChunk> video{}; // in the order of the file
+    std::vector<SKrWrittenChunk> audio{};
+    std::vector<SKrWrittenIndex> videoIndexes{};
+    std::vector<SKrWrittenIndex> audioIndexes{};
+    std::string order{};         // a letter for each data chunk: V or A
     uint32_t maxBytesPerSec = 0; // from 'avih'
 };
 
 [[nodiscard]] SKrCheckedAvi CheckWrittenAvi(const CKrFileContent& file, const SKrWritten& from);
+
+// The same for a small file on the disk, whose volume decides on the sector size.
+[[nodiscard]] SKrCheckedAvi CheckWrittenFile(const std::wstring& path, SKrWritten from);
 
 // Sizes of chunks, for comparisons.
 [[nodiscard]] std::vector<uint32_t> SizesOf(const std::vector<SKrWrittenChunk>& chunks);

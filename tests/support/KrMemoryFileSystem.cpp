@@ -1,5 +1,7 @@
 #include "tests/support/KrMemoryFileSystem.h"
 
+#include "platform/KrFileRange.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -24,6 +26,7 @@ struct CKrMemoryFileSystem::SKrDisk
     std::mutex mutex; // guards everything in the file system but the bytes of views
     uint64_t capacity = UINT64_MAX;
     size_t openFiles = 0;
+    size_t openWritableFiles = 0;
     size_t openViews = 0;
 };
 
@@ -62,6 +65,21 @@ public:
     }
 
     uint8_t* Data() override { return m_bytes.data(); }
+
+    [[nodiscard]] bool Overlaps(uint64_t position, uint64_t length) const
+    {
+        return position < m_position + m_bytes.size() && m_position < position + length;
+    }
+
+    // What is written to the file is seen in the view.
+    void Take(uint64_t position, KrByteSpan bytes)
+    {
+        if (!Overlaps(position, bytes.size()))
+            return;
+        const uint64_t start = std::max(position, m_position);
+        const uint64_t end = std::min(position + bytes.size(), m_position + m_bytes.size());
+        std::memcpy(m_bytes.data() + (start - m_position), bytes.data() + (start - position), end - start);
+    }
 
     void PutInto(CKrFileContent& content) const { content.Put(m_position, m_bytes); }
 
@@ -114,6 +132,7 @@ public:
     {
         ++m_node->writers;
         ++m_disk->openFiles;
+        ++m_disk->openWritableFiles;
     }
 
     ~CMemoryWritableFile() override
@@ -121,6 +140,7 @@ public:
         const std::scoped_lock lock(m_disk->mutex);
         --m_node->writers;
         --m_disk->openFiles;
+        --m_disk->openWritableFiles;
     }
 
     SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
@@ -129,12 +149,16 @@ public:
         SKrTransfer total;
         for (const KrByteSpan part : parts)
         {
+            if (part.empty())
+                continue;
             const uint64_t at = position + total.bytes;
             if (!KrPlatform::IsFilePosition(at))
                 return {total.bytes, kBadPosition};
             const uint64_t room = m_disk->capacity - std::min(m_disk->capacity, at);
             const auto written = static_cast<size_t>(std::min<uint64_t>(part.size(), room));
             Put(at, part.first(written));
+            for (CMemoryView* const view : m_node->views)
+                view->Take(at, part.first(written));
             total.bytes += written;
             if (written < part.size())
                 return {total.bytes, kDiskFull};
@@ -147,8 +171,13 @@ public:
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {
         const std::scoped_lock lock(m_disk->mutex);
-        if (length == 0 || position + length > m_node->content.Size())
+        if (!KrPlatform::IsRangeInside(position, length, m_node->content.Size()))
             return nullptr;
+        for (const CMemoryView* const view : m_node->views)
+        {
+            if (view->Overlaps(position, length))
+                throw std::logic_error("views that overlap");
+        }
         return std::make_unique<CMemoryView>(m_disk, m_node, position, length);
     }
 
@@ -234,6 +263,12 @@ size_t CKrMemoryFileSystem::OpenFiles() const
     return m_disk->openFiles;
 }
 
+size_t CKrMemoryFileSystem::OpenWritableFiles() const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return m_disk->openWritableFiles;
+}
+
 size_t CKrMemoryFileSystem::OpenViews() const
 {
     const std::scoped_lock lock(m_disk->mutex);
@@ -265,12 +300,16 @@ std::unique_ptr<IKrWritableFile> CKrMemoryFileSystem::CreateForWriting(const wch
 
 bool CKrMemoryFileSystem::Exists(const wchar_t* path)
 {
+    if (path == nullptr)
+        return false;
     const std::scoped_lock lock(m_disk->mutex);
     return Find(path) != nullptr;
 }
 
 bool CKrMemoryFileSystem::Delete(const wchar_t* path)
 {
+    if (path == nullptr)
+        return false;
     const std::scoped_lock lock(m_disk->mutex);
     const std::shared_ptr<SKrNode> node = Find(path);
     return node != nullptr && !node->IsOpen() && m_files.erase(path) != 0;
@@ -278,6 +317,8 @@ bool CKrMemoryFileSystem::Delete(const wchar_t* path)
 
 uint32_t CKrMemoryFileSystem::BytesPerSector(const wchar_t* folder)
 {
+    if (folder == nullptr)
+        return 0;
     const std::scoped_lock lock(m_disk->mutex);
     m_lastVolumeFolder = folder;
     return m_bytesPerSector;

@@ -14,6 +14,7 @@ namespace KrTest
 {
 // Paths are compared exactly. All operations may be called from any thread. Share rules are those of the real
 // file systems: what is being written is opened by nobody else, what is open is not deleted or replaced.
+// Views of one file must not overlap while they live: mapping such a range throws std::logic_error.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);
@@ -38,8 +39,9 @@ public:
     // A full disk: writes that would make a file longer than that come short.
     void SetCapacity(uint64_t bytes);
 
-    // Files that are open, and views that are mapped.
+    // Files that are open, those of them that are being written, and views that are mapped.
     [[nodiscard]] size_t OpenFiles() const;
+    [[nodiscard]] size_t OpenWritableFiles() const;
     [[nodiscard]] size_t OpenViews() const;
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;

@@ -123,6 +123,7 @@ TEST_F(DirectShowSample, Recording_IsReadBackFrameForFrame)
         ASSERT_EQ(Add(*writer.Get(), true, PatternBytes(0, number, 500 + number)), 1);
     }
     writer->CloseFile();
+    EXPECT_EQ(CheckWrittenFile(path, {.pcm = SKrPcmFormat{}}).problems, std::vector<std::string>{});
 
     KrTest::CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);

@@ -45,6 +45,8 @@ TEST_F(WriterSegment, TwoAndThreeSegments_AreCompleteFiles)
     {
         Open(512);
         AddLargeFrames(frames);
+        EXPECT_EQ(m_recorder.files.OpenViews(), 3u)
+            << "first headers, those of the segment, the standard index";
         const SKrCheckedAvi checked = m_recorder.Close();
         EXPECT_EQ(checked.segments.size() - 1, frames / 20 + 1);
         EXPECT_EQ(checked.video.size(), frames);

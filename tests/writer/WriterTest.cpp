@@ -75,6 +75,8 @@ TEST_F(Writer, RecordedFile_IsReadBackFrameForFrame)
     for (const CKrFakeDirectShowSample& source : m_sources)
         EXPECT_EQ(source.references, 1u);
 
+    EXPECT_EQ(CheckWrittenFile(m_path, {.scanMode = 2, .pcm = SKrPcmFormat{}}).problems,
+              std::vector<std::string>{});
     KrTest::CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     ASSERT_EQ(reader->Open(m_path.c_str()), 1);

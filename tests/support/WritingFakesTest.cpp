@@ -1,0 +1,315 @@
+// The writing side of the file systems that tests put in the place of the operating system's, and their
+// clock.
+#include "tests/support/KrCountingFileSystem.h"
+#include "tests/support/KrFaultyFileSystem.h"
+#include "tests/support/KrManualClock.h"
+#include "tests/support/KrMemoryFileSystem.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+using namespace KrTest;
+
+namespace
+{
+SKrTransfer Write(IKrWritableFile& file, uint64_t position, const std::vector<KrBytes>& parts)
+{
+    const std::vector<KrByteSpan> spans(parts.begin(), parts.end());
+    return file.WriteAt(position, spans);
+}
+
+class WritingFakesTest : public testing::Test
+{
+protected:
+    KrBytes Bytes() const { return m_files.Content(L"a.avi").ToBytes(); }
+
+    // Asks, deletes, creates, writes twice, maps and flushes. Returns whether all of it worked.
+    static bool UseFile(IKrFileSystem& files)
+    {
+        if (files.BytesPerSector(L"folder") == 0)
+            return false;
+        if (!files.Exists(L"a.avi") || !files.Delete(L"a.avi"))
+            return false;
+        const auto file = files.CreateForWriting(L"a.avi");
+        if (!file || Write(*file, 0, {{1, 2}, {3}}).Failed() || Write(*file, 3, {{4}}).Failed())
+            return false;
+        return file->Map(1, 2) != nullptr && file->Flush();
+    }
+
+    CKrMemoryFileSystem m_files;
+};
+} // namespace
+
+TEST_F(WritingFakesTest, MemoryFile_HoldsWhatWasWrittenAtAnyMoment)
+{
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(Bytes(), KrBytes());
+    EXPECT_EQ(Write(*file, 2, {{1, 2}, {}, {3}}).bytes, 3u);
+    EXPECT_EQ(Bytes(), (KrBytes{0, 0, 1, 2, 3}));
+    EXPECT_EQ(Write(*file, 3, {{9}}).bytes, 1u);
+    EXPECT_TRUE(file->Flush());
+    file.reset();
+    EXPECT_EQ(Bytes(), (KrBytes{0, 0, 1, 9, 3}));
+    EXPECT_THROW(static_cast<void>(m_files.Content(L"missing")), std::out_of_range);
+
+    const auto reader = m_files.OpenForReading(L"a.avi");
+    ASSERT_NE(reader, nullptr);
+    KrBytes bytes(3);
+    EXPECT_EQ(reader->ReadAt(2, bytes.data(), 3).bytes, 3u);
+    EXPECT_EQ(bytes, (KrBytes{1, 9, 3}));
+}
+
+TEST_F(WritingFakesTest, MemoryView_IsTheFile)
+{
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {{1, 2, 3, 4, 5, 6}}).bytes, 6u);
+    auto view = file->Map(1, 3);
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->Data()[0], 2);
+    view->Data()[0] = 9;
+    EXPECT_EQ(Bytes(), (KrBytes{1, 9, 3, 4, 5, 6})) << "still mapped";
+    ASSERT_EQ(Write(*file, 3, {{7, 8}}).bytes, 2u);
+    EXPECT_EQ(view->Data()[2], 7) << "what is written is seen in the view";
+    ASSERT_EQ(Write(*file, 0, {{5}}).bytes, 1u) << "in front of the view";
+    view.reset();
+    EXPECT_EQ(Bytes(), (KrBytes{5, 9, 3, 7, 8, 6}));
+}
+
+TEST_F(WritingFakesTest, RangesOutsideTheMemoryFileOrMappedAlready_AreNotMapped)
+{
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {{1, 2, 3, 4}}).bytes, 4u);
+    EXPECT_EQ(file->Map(0, 0), nullptr);
+    EXPECT_EQ(file->Map(2, 3), nullptr);
+    EXPECT_EQ(file->Map(UINT64_MAX, 2), nullptr);
+    const auto view = file->Map(1, 2);
+    ASSERT_NE(view, nullptr);
+    EXPECT_THROW(static_cast<void>(file->Map(2, 1)), std::logic_error);
+    const auto before = file->Map(0, 1);
+    const auto behind = file->Map(3, 1);
+    EXPECT_TRUE(before != nullptr && behind != nullptr);
+    EXPECT_EQ(m_files.OpenViews(), 3u);
+}
+
+TEST_F(WritingFakesTest, OpenMemoryFile_IsNeitherReplacedNorDeleted)
+{
+    auto writer = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(writer, nullptr);
+    EXPECT_EQ(m_files.OpenFiles(), 1u);
+    EXPECT_EQ(m_files.OpenWritableFiles(), 1u);
+    EXPECT_EQ(m_files.OpenForReading(L"a.avi"), nullptr);
+    EXPECT_EQ(m_files.CreateForWriting(L"a.avi"), nullptr);
+    EXPECT_FALSE(m_files.Delete(L"a.avi"));
+    ASSERT_EQ(Write(*writer, 0, {{1}}).bytes, 1u);
+    writer.reset();
+    EXPECT_EQ(m_files.OpenFiles(), 0u);
+    EXPECT_EQ(m_files.OpenWritableFiles(), 0u);
+
+    auto reader = m_files.OpenForReading(L"a.avi");
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(m_files.OpenFiles(), 1u);
+    EXPECT_EQ(m_files.OpenWritableFiles(), 0u);
+    EXPECT_NE(m_files.OpenForReading(L"a.avi"), nullptr);
+    EXPECT_EQ(m_files.CreateForWriting(L"a.avi"), nullptr);
+    EXPECT_FALSE(m_files.Delete(L"a.avi"));
+    EXPECT_EQ(Bytes(), KrBytes{1});
+    reader.reset();
+    EXPECT_NE(m_files.CreateForWriting(L"a.avi"), nullptr);
+    EXPECT_EQ(Bytes(), KrBytes()) << "made anew";
+    EXPECT_TRUE(m_files.Delete(L"a.avi"));
+    EXPECT_FALSE(m_files.Exists(L"a.avi"));
+    EXPECT_FALSE(m_files.Delete(L"a.avi"));
+}
+
+TEST_F(WritingFakesTest, NamesAndVolumes_AreAnsweredAsTheRealOnesDo)
+{
+    EXPECT_EQ(m_files.CreateForWriting(nullptr), nullptr);
+    EXPECT_EQ(m_files.CreateForWriting(L""), nullptr);
+    EXPECT_FALSE(m_files.Exists(nullptr));
+    EXPECT_FALSE(m_files.Delete(nullptr));
+    EXPECT_EQ(m_files.BytesPerSector(nullptr), 0u);
+    EXPECT_EQ(m_files.BytesPerSector(L"one"), 512u);
+    m_files.SetBytesPerSector(4096);
+    EXPECT_EQ(m_files.BytesPerSector(L""), 4096u);
+    EXPECT_EQ(m_files.LastVolumeFolder(), L"");
+    m_files.SetBytesPerSector(0);
+    EXPECT_EQ(m_files.BytesPerSector(L"two"), 0u);
+    EXPECT_EQ(m_files.LastVolumeFolder(), L"two");
+    m_files.Set(L"a.avi", KrBytes{1});
+    EXPECT_TRUE(m_files.Exists(L"a.avi"));
+}
+
+TEST_F(WritingFakesTest, FullDisk_CutsTheWriteAndCountsWhatWent)
+{
+    m_files.SetCapacity(5);
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    const SKrTransfer cut = Write(*file, 1, {{1, 2, 3}, {4, 5, 6}, {7}});
+    EXPECT_TRUE(cut.Failed());
+    EXPECT_EQ(cut.bytes, 4u);
+    EXPECT_EQ(Bytes(), (KrBytes{0, 1, 2, 3, 4}));
+    const SKrTransfer nothing = Write(*file, 9, {{1}});
+    EXPECT_TRUE(nothing.Failed());
+    EXPECT_EQ(nothing.bytes, 0u);
+    EXPECT_FALSE(Write(*file, 0, {{9}, {}}).Failed()) << "there is room for it";
+    m_files.SetCapacity(UINT64_MAX);
+    EXPECT_EQ(Write(*file, 5, {{5}}).bytes, 1u);
+    EXPECT_TRUE(Write(*file, uint64_t{1} << 63, {{1}}).Failed());
+    EXPECT_EQ(Bytes(), (KrBytes{9, 1, 2, 3, 4, 5}));
+}
+
+TEST_F(WritingFakesTest, GigabytesOfZeros_TakeNoMemory)
+{
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    const KrBytes zeros(16 << 20);
+    const KrBytes head{1, 2, 3};
+    const std::vector<KrByteSpan> parts{head, zeros};
+    uint64_t position = 0;
+    while (position < (uint64_t{5} << 30))
+    {
+        const SKrTransfer transfer = file->WriteAt(position, parts);
+        ASSERT_FALSE(transfer.Failed());
+        position += transfer.bytes;
+    }
+    ASSERT_EQ(Write(*file, position, {{7}}).bytes, 1u);
+    const CKrFileContent content = m_files.Content(L"a.avi");
+    EXPECT_EQ(content.Size(), position + 1);
+    uint64_t stored = 0;
+    for (const auto& [start, bytes] : content.Extents())
+        stored += bytes.size();
+    EXPECT_LT(stored, uint64_t{4} << 20);
+    EXPECT_EQ(content.Range(position - 1, 2), (KrBytes{0, 7}));
+    EXPECT_EQ(content.Range(zeros.size() + 2, 5), (KrBytes{0, 1, 2, 3, 0})) << "the second head";
+}
+
+TEST_F(WritingFakesTest, CountingFileSystem_CountsTheWritingCalls)
+{
+    m_files.Set(L"a.avi", KrBytes{1});
+    CKrCountingFileSystem counting(m_files);
+    EXPECT_TRUE(UseFile(counting));
+    auto file = counting.CreateForWriting(L"a.avi");
+    EXPECT_EQ(counting.CreateForWriting(L"a.avi"), nullptr);
+    SKrFileCalls calls = counting.Calls();
+    EXPECT_EQ(calls.creates, 3u) << "the refused one too";
+    EXPECT_EQ(calls.openFiles, 1u);
+    EXPECT_EQ(calls.writes, 2u);
+    EXPECT_EQ(calls.written, 4u);
+    EXPECT_EQ(calls.maps, 1u);
+    EXPECT_EQ(calls.flushes, 1u);
+    counting.Reset();
+    calls = counting.Calls();
+    EXPECT_EQ(calls.creates + calls.writes + calls.written + calls.maps + calls.flushes, 0u);
+    file.reset();
+    EXPECT_EQ(counting.Calls().openFiles, 0u);
+}
+
+TEST_F(WritingFakesTest, EveryKindOfWritingCall_CanFail)
+{
+    struct SKind
+    {
+        EKrFileCall kind;
+        uint64_t calls; // that the operation makes
+    };
+    for (const SKind& expected :
+         {SKind{EKrFileCall::SectorQuery, 1}, SKind{EKrFileCall::Exists, 1}, SKind{EKrFileCall::Delete, 1},
+          SKind{EKrFileCall::Create, 1}, SKind{EKrFileCall::Write, 2}, SKind{EKrFileCall::Map, 1},
+          SKind{EKrFileCall::Flush, 1}})
+    {
+        CKrFaultyFileSystem faulty(m_files);
+        std::vector<bool> worked;
+        const uint64_t struck = ForEveryFailedCall(faulty, expected.kind, EKrFaultSpan::Once,
+                                                   [&](uint64_t)
+                                                   {
+                                                       m_files.Set(L"a.avi", KrBytes{1});
+                                                       worked.push_back(UseFile(faulty));
+                                                   });
+        const int number = static_cast<int>(expected.kind);
+        EXPECT_EQ(struck, expected.calls) << "kind " << number;
+        std::vector<bool> expectedToWork(expected.calls, false);
+        expectedToWork.push_back(true);
+        EXPECT_EQ(worked, expectedToWork) << "kind " << number;
+        EXPECT_EQ(faulty.Calls(expected.kind), expected.calls) << "kind " << number;
+    }
+}
+
+TEST_F(WritingFakesTest, FailedWritingCalls_DoNotReachTheFile)
+{
+    m_files.Set(L"a.avi", KrBytes{1, 2});
+    CKrFaultyFileSystem faulty(m_files);
+    faulty.FailCall(EKrFileCall::Create, 1);
+    EXPECT_EQ(faulty.CreateForWriting(L"a.avi"), nullptr);
+    faulty.FailCall(EKrFileCall::Delete, 1);
+    EXPECT_FALSE(faulty.Delete(L"a.avi"));
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2}));
+    const auto file = faulty.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    faulty.FailCall(EKrFileCall::Write, 2, EKrFaultSpan::FromThenOn, 23);
+    EXPECT_FALSE(Write(*file, 0, {{1}}).Failed());
+    EXPECT_EQ(Write(*file, 1, {{2}}).osError, 23u);
+    EXPECT_EQ(Write(*file, 1, {{2}}).bytes, 0u);
+    EXPECT_EQ(Bytes(), KrBytes{1});
+}
+
+TEST_F(WritingFakesTest, ShortenedWrite_WritesTheFirstBytesAndFails)
+{
+    CKrFaultyFileSystem faulty(m_files);
+    const auto file = faulty.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    faulty.ShortenWrite(2, 3);
+    EXPECT_FALSE(Write(*file, 0, {{1, 2}}).Failed());
+    const SKrTransfer cut = Write(*file, 2, {{3, 4}, {5, 6}, {7}});
+    EXPECT_TRUE(faulty.FaultStruck());
+    EXPECT_TRUE(cut.Failed());
+    EXPECT_EQ(cut.bytes, 3u);
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 4, 5}));
+    EXPECT_FALSE(Write(*file, 5, {{6}}).Failed());
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 4, 5, 6}));
+}
+
+TEST(ManualClock, MovesOnlyBySleepAndAdvance)
+{
+    CKrManualClock clock(5);
+    EXPECT_EQ(clock.TickCount(), 5u);
+    const int64_t counter = clock.PerformanceCounter();
+    clock.Sleep(7);
+    clock.Advance(100);
+    clock.Sleep(0);
+    EXPECT_EQ(clock.TickCount(), 112u);
+    EXPECT_EQ(clock.PerformanceCounter() - counter, 107 * clock.PerformanceFrequency() / 1000);
+    EXPECT_EQ(clock.Sleeps(), (std::vector<uint32_t>{7, 0}));
+}
+
+TEST(ManualClock, TickWraps_CounterGoesOn)
+{
+    CKrManualClock clock(UINT32_MAX - 1);
+    const int64_t counter = clock.PerformanceCounter();
+    clock.Sleep(4);
+    EXPECT_EQ(clock.TickCount(), 2u);
+    EXPECT_EQ(clock.PerformanceCounter() - counter, 4 * clock.PerformanceFrequency() / 1000);
+}
+
+TEST(ManualClock, SleepsOfManyThreads_AreAllCounted)
+{
+    CKrManualClock clock(0);
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < 4; ++thread)
+        {
+            threads.emplace_back(
+                [&]
+                {
+                    for (int round = 0; round < 500; ++round)
+                        clock.Sleep(1);
+                });
+        }
+    }
+    EXPECT_EQ(clock.TickCount(), 2000u);
+    EXPECT_EQ(clock.Sleeps().size(), 2000u);
+}

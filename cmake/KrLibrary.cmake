@@ -40,7 +40,11 @@ if(WIN32)
     platform/win32/KrClockWin32.cpp
     platform/win32/KrFilesWin32.cpp
     platform/win32/KrWritableFileWin32.cpp)
-  set(KR_MODULE_HOOK platform/win32/KrModuleWin32.cpp)
+  if(KR_USE_MFC)
+    set(KR_MODULE_HOOK platform/win32/KrModuleMfc.cpp)
+  else()
+    set(KR_MODULE_HOOK platform/win32/KrModuleWin32.cpp)
+  endif()
 else()
   target_sources(KrRiffUtilsObjects PRIVATE
     platform/posix/KrClockPosix.cpp

@@ -6,6 +6,7 @@
 #include "reader/KrSubscript.h"
 
 #include <algorithm>
+#include <new>
 
 namespace
 {
@@ -65,12 +66,23 @@ bool CKrChunkSearch::Scan(CKrFileCursor& cursor)
             EKrLookupStatus::Found)
             return false;
         if (Matches(chunk))
-        {
-            m_found.push_back(chunk);
-            return true;
-        }
+            return Keep(chunk);
         cursor.SeekTo(PositionOfNextHeader(chunk));
     }
+}
+
+// A match that memory is too short for is none. What was found before stays as it is.
+bool CKrChunkSearch::Keep(const SKrRiffChunkInfo& chunk)
+{
+    try
+    {
+        m_found.push_back(chunk);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return false;
+    }
+    return true;
 }
 
 // Kept: empty chunks are passed over, except empty 'JUNK'.

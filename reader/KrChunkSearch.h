@@ -32,6 +32,7 @@ public:
 private:
     [[nodiscard]] bool Scan(CKrFileCursor& cursor);
     bool Matches(const SKrRiffChunkInfo& chunk) const;
+    [[nodiscard]] bool Keep(const SKrRiffChunkInfo& chunk);
 
     std::vector<uint32_t> m_ids; // sorted
     uint64_t m_startPosition = 0;

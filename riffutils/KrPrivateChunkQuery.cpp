@@ -25,16 +25,15 @@ SCandidates FindCandidates(IKrRiffReader& reader)
     SCandidates candidates;
     if (reader.FindFirstRiffSegment() == 0)
         return candidates;
-    for (bool more = true; more;)
+    SKrRiffChunkNode** place = &candidates.first;
+    for (bool more = true; more; place = &candidates.last)
     {
         uint32_t formType = 0;
         uint32_t size = 0;
         uint64_t dataOffset = 0;
         SKrRiffChunkNode* node = nullptr;
         more = reader.FindNextRiffSegment(&formType, &size, &dataOffset, &node) != 0;
-        (candidates.first == nullptr ? candidates.first : candidates.last) = node;
-        if (node == nullptr)
-            break;
+        *place = node;
     }
     return candidates;
 }
@@ -84,13 +83,20 @@ std::optional<SPrivateData> ReadPrivateChunk(IKrRiffReader& reader, uint32_t wan
     const SKrRiffChunkNode* const node = FindPrivateChunk(reader, wanted);
     if (node == nullptr)
         return std::nullopt;
-    SKrRiffChunkInfo chunk = node->chunk;
+    const SKrRiffChunkInfo& chunk = node->chunk;
+    SPrivateData data;
+    if (chunk.cksize <= kLargestRead)
+    {
+        // The node's own record: a host's reader may know it by its address.
+        data.size = reader.ReadChunkData(&chunk, data.buffer.data(), chunk.cksize);
+        return data.size == chunk.cksize ? std::optional(data) : std::nullopt;
+    }
     if (whole && chunk.offset + chunk.cksize > reader.GetFileLength())
         return std::nullopt;
-    chunk.cksize = std::min(chunk.cksize, kLargestRead);
-    SPrivateData data;
-    data.size = chunk.cksize;
-    if (reader.ReadChunkData(&chunk, data.buffer.data(), kLargestRead) != chunk.cksize)
+    SKrRiffChunkInfo head = chunk;
+    head.cksize = kLargestRead;
+    data.size = reader.ReadChunkData(&head, data.buffer.data(), kLargestRead);
+    if (data.size != kLargestRead)
         return std::nullopt;
     return data;
 }

@@ -121,6 +121,10 @@ set(KR_INNER_TEST_SOURCES
   siblings/KernelInnerTest.cpp
   siblings/WinUtilsInnerTest.cpp
   support/AviBuilderTest.cpp
+  support/AviCheckerEndsTest.cpp
+  support/AviCheckerOrderTest.cpp
+  support/AviCheckerTest.cpp
+  support/AviCheckerUnfinishedTest.cpp
   support/AviRecordsTest.cpp
   support/FileContentTest.cpp
   support/FileSystemFakesTest.cpp

@@ -1,5 +1,6 @@
 // The reader factory when memory is short: this test program's own allocation functions fail on demand.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "tests/core/KrFailingAllocation.h"
 
 #include <gtest/gtest.h>
 
@@ -8,20 +9,13 @@
 
 namespace
 {
-// The n-th allocation from now on fails, 0: none. Of this thread only.
 thread_local unsigned t_failingAllocation = 0;
-
-class CFailingAllocation
-{
-public:
-    explicit CFailingAllocation(unsigned number) { t_failingAllocation = number; }
-    ~CFailingAllocation() { t_failingAllocation = 0; }
-    CFailingAllocation(const CFailingAllocation&) = delete;
-    CFailingAllocation& operator=(const CFailingAllocation&) = delete;
-
-    [[nodiscard]] bool Struck() const { return t_failingAllocation == 0; }
-};
 } // namespace
+
+unsigned& KrTest::FailingAllocation()
+{
+    return t_failingAllocation;
+}
 
 void* operator new(size_t size)
 {
@@ -52,7 +46,7 @@ TEST(ReaderFactoryMemory, AnyFailedAllocation_GivesZeroAndANullPointer)
         int status = -1;
         bool struck = false;
         {
-            const CFailingAllocation failing(number);
+            const KrTest::CFailingAllocation failing(number);
             status = KrCreateRiffReader(&reader);
             struck = failing.Struck();
         }

@@ -1,6 +1,7 @@
 // The chunk search over failing reads and beyond the sizes of ordinary files.
 #include "reader/KrRiffReader.h"
 
+#include "tests/core/KrFailingAllocation.h"
 #include "tests/reader/ReaderOpenSupport.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
@@ -90,4 +91,30 @@ TEST_F(ChunkSearchFar, ChunksBeyondFourGigabytes_AreFoundWithTheirWholePosition)
     EXPECT_EQ(Line(NextMatch(*m_reader)), Line(mark));
     ASSERT_EQ(StartSearch(*m_reader, {"mark"}, mark.header), 1) << "as a start, too";
     EXPECT_EQ(Line(NextMatch(*m_reader)), Line(mark));
+}
+
+TEST_F(ChunkSearchFar, ShortMemory_IsNoMatchAndNoException)
+{
+    constexpr int kMatches = 100; // more than one block of records holds
+    m_file.Riff("AVI ",
+                [&]
+                {
+                    m_file.List("hdrl", [] {});
+                    for (int count = 0; count < kMatches; ++count)
+                        m_file.Chunk("mark", KrBytes(4, 1));
+                });
+    Open(m_file.Content());
+    ASSERT_EQ(StartSearch(*m_reader, {"mark"}), 1);
+    int found = 1;
+    int struck = 0;
+    for (int call = 0; call < 3 * kMatches && found < kMatches; ++call)
+    {
+        uint32_t id, type, size;
+        uint64_t offset;
+        const CFailingAllocation failing(call % 2);
+        found += m_reader->FindNextChunk(&id, &type, &size, &offset, nullptr);
+        struck += call % 2 != 0 && failing.Struck();
+    }
+    EXPECT_EQ(found, kMatches) << "the search goes on";
+    EXPECT_GT(struck, 0);
 }

@@ -102,6 +102,12 @@ TEST(HostReader, FirstSegmentWithoutTheChunk_LeadsToTheLastAndToNoOther)
     EXPECT_EQ(AskAspect(Interface(host), 2), kNoAspect);
 }
 
+TEST(HostReader, MiddleSegmentWithoutNode_DoesNotHideTheLast)
+{
+    CHostReader host({{.children = {Junk()}}, {.children = {}, .hasNode = false}, {.children = {KrlA(2)}}});
+    EXPECT_EQ(AskMode(Interface(host), 1), Mode(2));
+}
+
 TEST(HostReader, FirstMatch_EndsTheWalk)
 {
     CHostReader host({{.children = {KrlA(1), Junk(), KrlA(2)}}, {.children = {KrlA(0)}}});

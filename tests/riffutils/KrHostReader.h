@@ -127,6 +127,11 @@ public:
             {
                 if (m_childNodes[segment][index].chunk.offset != chunk->offset)
                     continue;
+                if (chunk->cksize <= 512)
+                {
+                    EXPECT_EQ(chunk, &m_childNodes[segment][index].chunk) << "the node's own record";
+                    EXPECT_EQ(bufferSize, chunk->cksize);
+                }
                 const SKrHostChunk& child = m_segments[segment].children[index];
                 const size_t count = std::min<size_t>({chunk->cksize, child.readable, child.data.size()});
                 std::copy_n(child.data.begin(), count, buffer);

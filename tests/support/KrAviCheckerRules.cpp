@@ -13,6 +13,13 @@ constexpr uint64_t kSegmentLimit = 1'069'999'616;
 constexpr uint32_t kStdIndexSize = 32256;
 constexpr size_t kStdIndexEntries = 4028;
 
+// One broken rule may be broken by thousands of chunks.
+void Add(KrProblems& problems, const char* what, uint64_t position)
+{
+    if (problems.size() < 20)
+        problems.push_back(DescribeProblem(what, position));
+}
+
 // The chunks that the current standard index of a stream holds.
 struct SIndexFill
 {
@@ -75,10 +82,7 @@ private:
             m_due = item.isVideo;
     }
 
-    void Problem(const char* what, uint64_t position)
-    {
-        m_problems.push_back(DescribeProblem(what, position));
-    }
+    void Problem(const char* what, uint64_t position) { Add(m_problems, what, position); }
 
     KrProblems& m_problems;
     SIndexFill m_video;
@@ -168,10 +172,7 @@ private:
                             : end <= kSegmentLimit;
     }
 
-    void Problem(const char* what, uint64_t position)
-    {
-        m_problems.push_back(DescribeProblem(what, position));
-    }
+    void Problem(const char* what, uint64_t position) { Add(m_problems, what, position); }
 
     const std::vector<SKrWrittenItem>& m_items;
     const std::vector<SKrWrittenSegment>& m_segments;

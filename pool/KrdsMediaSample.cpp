@@ -2,7 +2,6 @@
 
 #include "KrMediaSampleTypes.h"
 
-#include <algorithm>
 #include <utility>
 
 CKrdsMediaSample::~CKrdsMediaSample()

@@ -10,17 +10,24 @@ class CKrdsMediaSamplePool::CKrdsMediaSampleAllocator final : public CKrObject<I
 public:
     int CreateElement(IKrPoolElement** out) override
     {
-        *out = new (std::nothrow) CKrdsMediaSample;
-        return *out != nullptr ? 1 : 0;
+        *out = nullptr;
+        try
+        {
+            *out = new CKrdsMediaSample;
+        }
+        catch (const std::bad_alloc&)
+        {
+            return 0;
+        }
+        return 1;
     }
 };
 
-bool CKrdsMediaSamplePool::SetUp(unsigned long capacity)
+bool CKrdsMediaSamplePool::SetUp(unsigned long capacity, KrManagerFactory createManager)
 {
     const auto allocator = CKrRef<IKrPoolElementAllocator>::Adopt(new CKrdsMediaSampleAllocator);
     IKrPoolManager* manager = nullptr;
-    if (KrCreatePoolManager(allocator.Get(), capacity, &manager) == 0)
-        return false;
+    createManager(allocator.Get(), capacity, &manager); // the manager itself tells whether there is one
     m_manager = CKrRef<IKrPoolManager>::Adopt(manager);
     return static_cast<bool>(m_manager);
 }

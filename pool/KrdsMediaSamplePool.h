@@ -10,8 +10,11 @@
 class CKrdsMediaSamplePool final : public CKrObject<IKrdsMediaSamplePool>
 {
 public:
+    using KrManagerFactory = int (*)(IKrPoolElementAllocator* allocator, unsigned long capacity,
+                                     IKrPoolManager** out);
+
     // Makes the elements. False when that fails.
-    [[nodiscard]] bool SetUp(unsigned long capacity);
+    [[nodiscard]] bool SetUp(unsigned long capacity, KrManagerFactory createManager = &KrCreatePoolManager);
 
     int GetSample(unsigned long wait, IMediaSample* source, IKrMediaSample** out) override;
 

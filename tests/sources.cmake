@@ -81,6 +81,9 @@ set(KR_INNER_TEST_SOURCES
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
   platform/WritableFilesTest.cpp
+  pool/MediaSampleInnerTest.cpp
+  pool/MediaSamplePoolInnerTest.cpp
+  pool/MediaSamplePoolMemoryInnerTest.cpp
   reader/AudioChunkStatisticsInnerTest.cpp
   reader/AudioStatisticsInnerTest.cpp
   reader/AudioStatisticsLoadInnerTest.cpp
@@ -118,8 +121,9 @@ set(KR_INNER_TEST_SOURCES
   riffutils/ReaderCacheThreadsInnerTest.cpp
   siblings/AVUtilsInnerTest.cpp
   siblings/AudioSampleCountsInnerTest.cpp
-  siblings/KernelInnerTest.cpp
+  siblings/PoolManagerInnerTest.cpp
   siblings/WinUtilsInnerTest.cpp
+  siblings/WorkerThreadInnerTest.cpp
   support/AviBuilderTest.cpp
   support/AviCheckerEndsTest.cpp
   support/AviCheckerOrderTest.cpp

@@ -24,8 +24,8 @@ int KrCreateRiffReader(IKrRiffReader** out);
 // Creates a writer, likewise.
 int KrCreateAviWriter(IKrAviWriter** out);
 
-// Creates a pool of that many samples, at least 1. The caller owns its one reference. Returns 1; 0 with `out`
-// untouched when an argument is null or 0, or memory is short.
+// Creates a pool of that many samples, 1 to 1,048,576. The caller owns its one reference. Returns 1; 0 with
+// `out` untouched when it is null, the capacity is out of range, or memory is short.
 int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out);
 
 // What a file declares about its pictures in the suite's private information chunks. The queries never

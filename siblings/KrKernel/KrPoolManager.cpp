@@ -3,31 +3,42 @@
 #include "core/KrObject.h"
 #include "core/KrRef.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <new>
-#include <stdexcept>
-#include <vector>
+#include <utility>
 
 namespace
 {
 constexpr unsigned long kWaitForEver = 0xFFFFFFFF; // and beyond, where the type has more bits
 
+struct SKrSlot
+{
+    CKrRef<IKrPoolElement> element; // the manager's own reference
+    CKrPoolMember* member;          // part of the element
+};
+
+// Elements move between lists without allocating, since they come back from inside a Release.
+using KrSlots = std::list<SKrSlot>;
+
+void Destroy(KrSlots& slots)
+{
+    for (SKrSlot& slot : slots)
+    {
+        slot.member->SetOwner(nullptr); // to us it does not come back
+        slot.element.Reset();
+    }
+}
+
+// Two counts: the shared one keeps the object itself, with one reference for each lent element; the users'
+// tells when nobody can ask for elements any more.
 class CKrPoolManager final : public CKrObject<IKrPoolManager>
 {
 public:
-    ~CKrPoolManager() override
-    {
-        // Nothing is lent any more: each lent element holds a reference to its manager.
-        for (IKrPoolElement* const element : m_free)
-        {
-            MemberOf(element)->SetOwner(nullptr);
-            element->Release();
-        }
-    }
-
     [[nodiscard]] bool Fill(IKrPoolElementAllocator& allocator, unsigned long capacity)
     {
         for (unsigned long number = 0; number < capacity; ++number)
@@ -35,13 +46,28 @@ public:
             IKrPoolElement* element = nullptr;
             if (allocator.CreateElement(&element) == 0 || element == nullptr)
                 return false;
-            CKrRef<IKrPoolElement> owned = CKrRef<IKrPoolElement>::Adopt(element);
-            if (MemberOf(element) == nullptr)
+            auto owned = CKrRef<IKrPoolElement>::Adopt(element);
+            // Elements are made by the library's own allocator, thus by the same compiler.
+            auto* const member = dynamic_cast<CKrPoolMember*>(element);
+            if (member == nullptr)
                 return false;
-            m_free.push_back(element);
-            MemberOf(owned.Detach())->SetOwner(this);
+            m_free.push_back({std::move(owned), member});
+            member->SetOwner(this);
         }
         return true;
+    }
+
+    uint32_t AddRef() override
+    {
+        ++m_users;
+        return CKrObject::AddRef();
+    }
+
+    uint32_t Release() override
+    {
+        if (--m_users == 0)
+            Close();
+        return CKrObject::Release();
     }
 
     int GetElement(unsigned long wait, IKrPoolElement** out) override
@@ -57,9 +83,9 @@ public:
             m_returned.wait(guard, hasFree);
         else if (!m_returned.wait_for(guard, std::chrono::milliseconds(wait), hasFree))
             return 0;
-        IKrPoolElement* const element = m_free.front();
-        m_free.pop_front();
-        AddRef(); // for the lent element
+        m_lent.splice(m_lent.end(), m_free, m_free.begin());
+        CKrObject::AddRef(); // for the lent element
+        IKrPoolElement* const element = m_lent.back().element.Get();
         element->AddRef();
         *out = element;
         return 1;
@@ -67,44 +93,59 @@ public:
 
     void ReturnElement(IKrPoolElement* element) override
     {
+        KrSlots notNeeded;
         {
             const std::lock_guard guard(m_mutex);
-            m_free.push_back(element);
+            // What was lent first mostly comes back first.
+            const auto slot =
+                std::find_if(m_lent.begin(), m_lent.end(),
+                             [element](const SKrSlot& lent) { return lent.element.Get() == element; });
+            if (slot == m_lent.end())
+                return; // it is back already
+            KrSlots& to = m_closed ? notNeeded : m_free;
+            to.splice(to.end(), m_lent, slot);
         }
         m_returned.notify_one();
-        Release(); // may be the last one
+        Destroy(notNeeded);
+        CKrObject::Release(); // may be the last one
     }
 
 private:
-    // Elements are made by the library's own allocator, thus by the same compiler.
-    static CKrPoolMember* MemberOf(IKrPoolElement* element) { return dynamic_cast<CKrPoolMember*>(element); }
+    // Lets the idle elements go; those that are lent follow when they come back.
+    void Close()
+    {
+        KrSlots idle;
+        {
+            const std::lock_guard guard(m_mutex);
+            m_closed = true;
+            idle.swap(m_free);
+        }
+        Destroy(idle);
+    }
 
-    std::mutex m_mutex;
+    std::atomic<uint32_t> m_users = 1;
+    std::mutex m_mutex; // held around the lists only, never while an element is destroyed
     std::condition_variable m_returned;
-    std::deque<IKrPoolElement*> m_free; // guarded by m_mutex; the longest idle first, one reference each
+    KrSlots m_free;        // guarded by m_mutex; the longest idle first
+    KrSlots m_lent;        // guarded by m_mutex; the longest lent first
+    bool m_closed = false; // guarded by m_mutex
 };
 } // namespace
 
 int KrCreatePoolManager(IKrPoolElementAllocator* allocator, unsigned long capacity, IKrPoolManager** out)
 {
-    if (allocator == nullptr || capacity == 0 || out == nullptr)
+    if (allocator == nullptr || capacity == 0 || capacity > kKrMaxPoolCapacity || out == nullptr)
         return 0;
     try
     {
-        std::vector<IKrPoolElement*>().reserve(
-            capacity); // more than the machine has: fails before any is made
         auto* const manager = new CKrPoolManager;
-        CKrRef<IKrPoolManager> owned = CKrRef<IKrPoolManager>::Adopt(manager);
+        auto owned = CKrRef<IKrPoolManager>::Adopt(manager);
         if (!manager->Fill(*allocator, capacity))
             return 0;
         *out = owned.Detach();
         return 1;
     }
     catch (const std::bad_alloc&)
-    {
-        return 0;
-    }
-    catch (const std::length_error&)
     {
         return 0;
     }

@@ -22,7 +22,8 @@ public:
     // all bits set for ever. 0 when none came free in time.
     virtual int GetElement(unsigned long wait, IKrPoolElement** out) = 0;
 
-    // Takes an element back, which calls this from its Release once only the manager's reference is left.
+    // Takes an element back, which calls this from its Release once only the manager's reference is left. An
+    // element that is not lent is left alone.
     virtual void ReturnElement(IKrPoolElement* element) = 0;
 };
 
@@ -41,9 +42,13 @@ private:
         nullptr; // not counted; set before the element is lent, until the manager has gone
 };
 
+// Beyond what anybody has buffers for. Systems that promise more memory than they have would let a senseless
+// capacity fill the machine before anything fails.
+inline constexpr unsigned long kKrMaxPoolCapacity = 1ul << 20;
+
 // Makes a manager with `capacity` elements, all created at once; each must be a CKrPoolMember. Lent elements
-// stay valid when the manager is released before them. 0 with `out` untouched when an argument is null or 0,
-// or an element cannot be made.
+// stay valid when the manager is released before them, and are destroyed as they come back. 0 with `out`
+// untouched when a pointer is null, the capacity is 0 or above the limit, or an element cannot be made.
 int KrCreatePoolManager(IKrPoolElementAllocator* allocator, unsigned long capacity, IKrPoolManager** out);
 
 #endif

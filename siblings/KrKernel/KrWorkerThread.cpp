@@ -41,20 +41,25 @@ public:
         return 1;
     }
 
+    // The routine waits for the lock, so that it finds m_thread complete.
     int Start() override
     {
-        if (m_routine == nullptr || IsRunning())
+        const std::lock_guard guard(m_run->mutex);
+        if (m_routine == nullptr || m_run->running)
             return 0;
-        SetRunning(true);
         try
         {
             m_thread = std::jthread(&CKrWorkerThread::Run, m_run, m_routine, m_context);
         }
         catch (const std::system_error&)
         {
-            SetRunning(false);
             return 0;
         }
+        catch (const std::bad_alloc&)
+        {
+            return 0;
+        }
+        m_run->running = true;
         return 1;
     }
 
@@ -99,18 +104,6 @@ private:
     {
         const std::lock_guard guard(m_run->mutex);
         return m_run->worker == std::this_thread::get_id();
-    }
-
-    bool IsRunning() const
-    {
-        const std::lock_guard guard(m_run->mutex);
-        return m_run->running;
-    }
-
-    void SetRunning(bool running)
-    {
-        const std::lock_guard guard(m_run->mutex);
-        m_run->running = running;
     }
 
     KrWorkRoutine m_routine = nullptr;

@@ -12,8 +12,8 @@
 using KrWorkRoutine = uint32_t (*)(void* context, std::stop_token stop);
 
 // A thread that can be started and stopped again and again. Operations that answer an int give non-zero for
-// success. Start, Stop and the waits are for one thread at a time; the waits may be called from the worker's
-// own thread, where they answer 0 at once.
+// success. Start, Stop and the waits are for one thread at a time. The routine may call them too: Start and
+// the waits answer 0 at once there.
 class IKrWorkerThread : public IKrUnknown
 {
 public:
@@ -25,7 +25,7 @@ public:
     // The routine of the next start.
     virtual int SetWorkRoutine(KrWorkRoutine routine, void* context) = 0;
 
-    // Fails while the routine runs, without a routine, and when the system has no thread to give.
+    // Fails while the routine runs, without a routine, and when the system has no thread or memory to give.
     virtual int Start() = 0;
 
     // Asks the routine to end. Only the token tells it: whoever stops a routine that waits for something else
@@ -40,8 +40,8 @@ public:
 
 inline constexpr uint32_t kKrWaitForEver = 0xFFFFFFFF;
 
-// Makes a thread that does not run yet. The last Release ends it and waits. 0 for a null pointer and when
-// memory is short.
+// Makes a thread that does not run yet. The last Release asks it to end and waits; on the worker's own thread
+// it leaves the routine to end by itself. 0 for a null pointer and when memory is short.
 int KrCreateWorkerThread(int kind, IKrWorkerThread** out);
 
 #endif

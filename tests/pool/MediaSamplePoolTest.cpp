@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <deque>
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -31,31 +33,45 @@ protected:
     KrTest::CKrRef<IKrdsMediaSamplePool> m_pool;
 };
 
-// Whether another thread can lock the sample's buffer now.
-bool AnotherThreadLocks(IKrMediaSample& sample, int milliseconds = 100)
+constexpr std::chrono::milliseconds kAWhile{30};
+constexpr std::chrono::seconds kAtMost{30};
+
+// Another thread locks the sample's buffer, and unlocks it as soon as it has got it.
+std::future<int> LockElsewhere(IKrMediaSample& sample)
 {
-    std::atomic<bool> locked = false;
-    auto* const kept = &sample;
-    kept->AddRef();
-    std::thread other(
-        [kept, &locked]
-        {
-            uint8_t* data = nullptr;
-            int32_t length = 0;
-            if (kept->LockBuffer(&data, &length) != 0)
-            {
-                locked = true;
-                kept->UnlockBuffer();
-            }
-        });
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    const bool result = locked;
-    // Whoever holds the buffer lets it go, so that the thread can end.
-    for (int number = 0; number < 3; ++number)
-        sample.UnlockBuffer();
-    other.join();
-    kept->Release();
-    return result;
+    return std::async(std::launch::async,
+                      [&sample]
+                      {
+                          uint8_t* data = nullptr;
+                          int32_t length = 0;
+                          const int locked = sample.LockBuffer(&data, &length);
+                          if (locked != 0)
+                              sample.UnlockBuffer();
+                          return locked;
+                      });
+}
+
+template <class T>
+bool EndsWithin(const std::future<T>& work, std::chrono::milliseconds time)
+{
+    return work.wait_for(time) == std::future_status::ready;
+}
+
+// Entry of an interface's table of virtual operations. Entry 0 is the destructor's; outside Windows that has
+// two entries.
+template <class Operation>
+Operation* EntryOf(const void* object, size_t slot)
+{
+#if defined(_WIN32)
+    const size_t index = slot;
+#else
+    const size_t index = slot + 1;
+#endif
+    const char* table = nullptr;
+    std::memcpy(&table, object, sizeof table);
+    Operation* entry = nullptr;
+    std::memcpy(&entry, table + index * sizeof entry, sizeof entry);
+    return entry;
 }
 } // namespace
 
@@ -65,7 +81,48 @@ TEST(MediaSamplePoolFactory, BadArguments_AreRefusedAndLeaveTheOutputAlone)
     IKrdsMediaSamplePool* pool = mark;
     EXPECT_EQ(KrCreateMediaSamplePool(0, &pool), 0);
     EXPECT_EQ(pool, mark);
+    EXPECT_EQ(KrCreateMediaSamplePool(0, nullptr), 0);
     EXPECT_EQ(KrCreateMediaSamplePool(8, nullptr), 0);
+}
+
+TEST(MediaSamplePoolFactory, SenselessCapacity_IsRefusedAtOnce)
+{
+    auto* const mark = reinterpret_cast<IKrdsMediaSamplePool*>(uintptr_t{16});
+    IKrdsMediaSamplePool* pool = mark;
+    for (const unsigned long capacity : {(1ul << 20) + 1, 1'000'000'000ul, 0xFFFFFFFFul, ~0ul})
+        EXPECT_EQ(KrCreateMediaSamplePool(capacity, &pool), 0) << capacity;
+    EXPECT_EQ(pool, mark);
+}
+
+TEST_F(MediaSamplePool, NewPool_HasOneReference)
+{
+    Make(2);
+    EXPECT_EQ(m_pool->AddRef(), 2u);
+    EXPECT_EQ(m_pool->Release(), 1u);
+    EXPECT_EQ(m_pool.Detach()->Release(), 0u);
+}
+
+TEST_F(MediaSamplePool, OperationsStandInTheirSlots)
+{
+    Make(1);
+    const auto getSample =
+        EntryOf<int(void*, unsigned long, IMediaSample*, IKrMediaSample**)>(m_pool.Get(), 3);
+    KrTest::CKrRef<IKrMediaSample> lent;
+    ASSERT_EQ(getSample(m_pool.Get(), 0, &m_source, lent.Put()), 1);
+    IKrMediaSample* const sample = lent.Get();
+    EXPECT_EQ(EntryOf<uint32_t(void*)>(sample, 1)(sample), 3u) << "AddRef";
+    EXPECT_EQ(EntryOf<uint32_t(void*)>(sample, 2)(sample), 2u) << "Release";
+    uint8_t* data = nullptr;
+    int32_t length = 0;
+    EXPECT_EQ(EntryOf<int(void*, uint8_t**, int32_t*)>(sample, 4)(sample, &data, &length), 1);
+    EXPECT_EQ(data, m_source.bytes.data());
+    auto other = LockElsewhere(*sample);
+    EXPECT_FALSE(EndsWithin(other, kAWhile));
+    EntryOf<void(void*)>(sample, 5)(sample); // UnlockBuffer
+    EXPECT_EQ(other.get(), 1);
+    EXPECT_EQ(EntryOf<uint32_t(void*)>(sample, 6)(sample), 4u) << "GetDataLength";
+    EntryOf<void(void*)>(sample, 3)(sample); // ResetElement
+    EXPECT_EQ(m_source.references, 1u);
 }
 
 TEST_F(MediaSamplePool, LentSample_WrapsTheSource)
@@ -103,7 +160,9 @@ TEST_F(MediaSamplePool, EmptyPool_RefusesAndWrapsNothing)
     auto* const mark = reinterpret_cast<IKrMediaSample*>(uintptr_t{16});
     IKrMediaSample* sample = mark;
     EXPECT_EQ(m_pool->GetSample(0, &other, &sample), 0);
-    EXPECT_EQ(m_pool->GetSample(20, &other, &sample), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(m_pool->GetSample(30, &other, &sample), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(29));
     EXPECT_EQ(sample, mark);
     EXPECT_EQ(other.references, 1u);
 }
@@ -165,7 +224,7 @@ TEST_F(MediaSamplePool, EmptyBuffers_CannotBeLocked)
     m_source.pointerResult = 1; // a success that is not plain
     EXPECT_EQ(sample->LockBuffer(&data, &length), 1);
     sample->UnlockBuffer();
-    EXPECT_TRUE(AnotherThreadLocks(*sample)) << "nothing is left locked";
+    EXPECT_EQ(LockElsewhere(*sample).get(), 1) << "nothing is left locked";
 }
 
 TEST_F(MediaSamplePool, LockedBuffer_IsForItsThreadAlone)
@@ -175,8 +234,31 @@ TEST_F(MediaSamplePool, LockedBuffer_IsForItsThreadAlone)
     uint8_t* data = nullptr;
     int32_t length = 0;
     ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
-    EXPECT_FALSE(AnotherThreadLocks(*sample, 30));
-    EXPECT_TRUE(AnotherThreadLocks(*sample)) << "unlocked meanwhile";
+    auto lock = LockElsewhere(*sample);
+    auto dataLength = std::async(std::launch::async, [&] { return sample->GetDataLength(); });
+    EXPECT_FALSE(EndsWithin(lock, kAWhile));
+    EXPECT_FALSE(EndsWithin(dataLength, kAWhile));
+    EXPECT_EQ(sample->GetDataLength(), 4u) << "the holder may ask";
+    sample->UnlockBuffer();
+    EXPECT_TRUE(EndsWithin(lock, kAtMost));
+    EXPECT_EQ(lock.get(), 1);
+    EXPECT_EQ(dataLength.get(), 4u);
+}
+
+TEST_F(MediaSamplePool, LockThatFails_KeepsTheLocksBefore)
+{
+    Make(1);
+    const auto sample = Get(&m_source);
+    uint8_t* data = nullptr;
+    int32_t length = 0;
+    ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
+    m_source.hasNoPointer = true;
+    EXPECT_EQ(sample->LockBuffer(&data, &length), 0);
+    m_source.hasNoPointer = false;
+    auto other = LockElsewhere(*sample);
+    EXPECT_FALSE(EndsWithin(other, kAWhile));
+    sample->UnlockBuffer();
+    EXPECT_TRUE(EndsWithin(other, kAtMost)) << "one unlock is enough";
 }
 
 TEST_F(MediaSamplePool, TwoLocks_NeedTwoUnlocks)
@@ -187,9 +269,11 @@ TEST_F(MediaSamplePool, TwoLocks_NeedTwoUnlocks)
     int32_t length = 0;
     ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
     ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
+    auto other = LockElsewhere(*sample);
     sample->UnlockBuffer();
-    EXPECT_FALSE(AnotherThreadLocks(*sample, 30));
-    EXPECT_TRUE(AnotherThreadLocks(*sample));
+    EXPECT_FALSE(EndsWithin(other, kAWhile));
+    sample->UnlockBuffer();
+    EXPECT_TRUE(EndsWithin(other, kAtMost));
 }
 
 TEST_F(MediaSamplePool, SurplusUnlock_IsHarmless)
@@ -198,22 +282,36 @@ TEST_F(MediaSamplePool, SurplusUnlock_IsHarmless)
     const auto sample = Get(&m_source);
     sample->UnlockBuffer();
     sample->UnlockBuffer();
-    EXPECT_TRUE(AnotherThreadLocks(*sample));
     uint8_t* data = nullptr;
     int32_t length = 0;
-    EXPECT_EQ(sample->LockBuffer(&data, &length), 1);
-    EXPECT_FALSE(AnotherThreadLocks(*sample, 30));
+    ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
+    auto other = LockElsewhere(*sample);
+    EXPECT_FALSE(EndsWithin(other, kAWhile)) << "unlocks are not saved up";
+    for (int number = 0; number < 3; ++number)
+        sample->UnlockBuffer();
+    EXPECT_TRUE(EndsWithin(other, kAtMost));
 }
 
-TEST_F(MediaSamplePool, LentSamples_OutliveThePool)
+TEST_F(MediaSamplePool, LentSamples_OutliveThePoolAndGoAsTheyComeBack)
 {
-    Make(2);
-    auto sample = Get(&m_source);
+    Make(3);
+    CKrFakeDirectShowSample other;
+    CKrFakeDirectShowSample idle;
+    auto first = Get(&m_source);
+    auto second = Get(&other);
+    Get(&idle).Reset();
+    EXPECT_EQ(idle.references, 2u);
     m_pool.Reset();
-    EXPECT_EQ(sample->GetDataLength(), 4u);
-    EXPECT_EQ(m_source.references, 2u);
-    sample.Reset();
-    EXPECT_EQ(m_source.references, 1u);
+    EXPECT_EQ(idle.references, 1u);
+    EXPECT_EQ(first->GetDataLength(), 4u);
+    first.Reset();
+    EXPECT_EQ(m_source.references, 1u) << "although another one is still lent";
+    uint8_t* data = nullptr;
+    int32_t length = 0;
+    EXPECT_EQ(second->LockBuffer(&data, &length), 1);
+    second->UnlockBuffer();
+    second.Reset();
+    EXPECT_EQ(other.references, 1u);
 }
 
 TEST_F(MediaSamplePool, WaitForASample_EndsWhenOneComesBack)

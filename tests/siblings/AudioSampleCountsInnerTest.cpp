@@ -58,6 +58,42 @@ TEST(AudioSampleCounts, LargestArguments_DoNotOverflow)
     EXPECT_NEAR(static_cast<double>(all), expected, expected * 1e-12);
 }
 
+// Both sides of the rounding rule may wrap: their difference is small, and exact all the same. What it leaves
+// open are multiples far from the quotient of doubles.
+TEST(AudioSampleCounts, EveryRate_IsExactForAnyArguments)
+{
+    const uint32_t values[] = {0,     1,          2,          1000,       1001,       30000,
+                               65537, 0x7FFFFFFF, 0x80000000, 0x90ABCDEF, 0xFFFFFFFE, 0xFFFFFFFF};
+    for (uint32_t code = 0; code < 8; ++code)
+    {
+        const auto frameRate = static_cast<EKrFrameRate>(code);
+        const auto [rate, scale] = kRates[code];
+        for (const uint32_t samplesPerSec : values)
+        {
+            for (const uint32_t frames : values)
+            {
+                const uint64_t count = GetAudioSampleCounts(samplesPerSec, frameRate, 0, frames);
+                const auto off =
+                    static_cast<int64_t>(2 * count * rate - 2 * (frames * (samplesPerSec * scale)));
+                EXPECT_GT(off, -static_cast<int64_t>(rate)) << code << " " << samplesPerSec << " " << frames;
+                EXPECT_LE(off, static_cast<int64_t>(rate)) << code << " " << samplesPerSec << " " << frames;
+                const double about = static_cast<double>(frames) * samplesPerSec *
+                                     static_cast<double>(scale) / static_cast<double>(rate);
+                EXPECT_NEAR(static_cast<double>(count), about, 1 + about * 1e-12);
+                for (const uint32_t first : values)
+                {
+                    EXPECT_EQ(GetAudioSampleCounts(samplesPerSec, frameRate, 0, first) +
+                                  GetAudioSampleCounts(samplesPerSec, frameRate, first, frames),
+                              first <= 0xFFFFFFFF - frames
+                                  ? GetAudioSampleCounts(samplesPerSec, frameRate, 0, first + frames)
+                                  : GetAudioSampleCounts(samplesPerSec, frameRate, 0, frames) +
+                                        GetAudioSampleCounts(samplesPerSec, frameRate, frames, first));
+                }
+            }
+        }
+    }
+}
+
 TEST(AudioSampleCounts, NothingOrAnUnknownRate_IsNone)
 {
     EXPECT_EQ(GetAudioSampleCounts(48000, EKrFrameRate::Rate25, 7, 0), 0u);

@@ -11,13 +11,19 @@ TEST(GetPurePath, FolderOfAPath)
     EXPECT_EQ(GetPurePath(L"a/b/c.avi"), L"a/b");
     EXPECT_EQ(GetPurePath(L"C:\\videos\\c.avi"), L"C:\\videos");
     EXPECT_EQ(GetPurePath(L"C:\\videos/c.avi"), L"C:\\videos") << "both separators count";
+    EXPECT_EQ(GetPurePath(L"a/b\\c.avi"), L"a/b");
     EXPECT_EQ(GetPurePath(L"folder/"), L"folder");
+    EXPECT_EQ(GetPurePath(L"\\\\server\\share\\c.avi"), L"\\\\server\\share");
+    EXPECT_EQ(GetPurePath(L"..\\c.avi"), L"..");
+    EXPECT_EQ(GetPurePath(L"a.b/c"), L"a.b");
 }
 
 TEST(GetPurePath, Root_KeepsItsSeparator)
 {
     EXPECT_EQ(GetPurePath(L"/c.avi"), L"/");
+    EXPECT_EQ(GetPurePath(L"\\c.avi"), L"\\");
     EXPECT_EQ(GetPurePath(L"C:\\c.avi"), L"C:\\");
+    EXPECT_EQ(GetPurePath(L"C:/c.avi"), L"C:/");
 }
 
 TEST(GetPurePath, BareNameOrNothing_IsEmpty)

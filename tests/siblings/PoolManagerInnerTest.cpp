@@ -1,115 +1,17 @@
-// The worker thread and the pool manager that the library expects of its siblings.
+// The pool manager that the library expects of its sibling.
 #include "core/KrObject.h"
 #include "siblings/KrKernel/KrPoolManager.h"
-#include "siblings/KrKernel/KrWorkerThread.h"
 #include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
+#include <new>
 #include <thread>
 #include <vector>
 
 using KrTest::CKrRef;
-
-namespace
-{
-// What a work routine is given and what it tells.
-struct SWork
-{
-    std::atomic<int> runs = 0;
-    std::atomic<int> stops = 0;
-
-    static uint32_t UntilStopped(void* context, std::stop_token stop)
-    {
-        auto& work = *static_cast<SWork*>(context);
-        ++work.runs;
-        while (!stop.stop_requested())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        ++work.stops;
-        return 0;
-    }
-
-    static uint32_t Once(void* context, std::stop_token)
-    {
-        ++static_cast<SWork*>(context)->runs;
-        return 0;
-    }
-};
-
-class WorkerThread : public testing::Test
-{
-protected:
-    WorkerThread() { EXPECT_EQ(KrCreateWorkerThread(15, m_thread.Put()), 1); }
-
-    SWork m_work;
-    CKrRef<IKrWorkerThread> m_thread;
-};
-} // namespace
-
-TEST_F(WorkerThread, StartsAndStopsAgainAndAgain)
-{
-    EXPECT_EQ(m_thread->SetPriority(0), 1);
-    EXPECT_EQ(m_thread->UseDefaults(), 1);
-    EXPECT_EQ(m_thread->SetWorkRoutine(&SWork::UntilStopped, &m_work), 1);
-    for (int round = 1; round <= 3; ++round)
-    {
-        EXPECT_EQ(m_thread->Start(), 1);
-        EXPECT_EQ(m_thread->Start(), 0) << "it runs";
-        EXPECT_EQ(m_thread->WaitForEnd(1), 0) << "nobody asked it to end";
-        m_thread->Stop();
-        EXPECT_EQ(m_thread->WaitForEnd(kKrWaitForEver), 1);
-        EXPECT_EQ(m_work.runs, round);
-        EXPECT_EQ(m_work.stops, round);
-    }
-}
-
-TEST_F(WorkerThread, WithoutARoutine_DoesNotStart)
-{
-    EXPECT_EQ(m_thread->Start(), 0);
-    m_thread->Stop();
-    EXPECT_EQ(m_thread->WaitForEnd(kKrWaitForEver), 1) << "nothing to wait for";
-}
-
-TEST_F(WorkerThread, StopAndWait_DoesBoth)
-{
-    m_thread->SetWorkRoutine(&SWork::UntilStopped, &m_work);
-    ASSERT_EQ(m_thread->Start(), 1);
-    EXPECT_EQ(m_thread->StopAndWait(10'000), 1);
-    EXPECT_EQ(m_work.stops, m_work.runs);
-}
-
-TEST_F(WorkerThread, LastRelease_EndsTheRoutine)
-{
-    m_thread->SetWorkRoutine(&SWork::UntilStopped, &m_work);
-    ASSERT_EQ(m_thread->Start(), 1);
-    while (m_work.runs == 0)
-        std::this_thread::yield();
-    m_thread.Reset();
-    EXPECT_EQ(m_work.stops, 1);
-}
-
-TEST_F(WorkerThread, WaitOnTheThreadItself_IsNoDeadlock)
-{
-    static std::atomic<int> answer;
-    answer = -1;
-    m_thread->SetWorkRoutine(
-        [](void* context, std::stop_token) -> uint32_t
-        {
-            answer = static_cast<IKrWorkerThread*>(context)->WaitForEnd(kKrWaitForEver);
-            return 0;
-        },
-        m_thread.Get());
-    ASSERT_EQ(m_thread->Start(), 1);
-    EXPECT_EQ(m_thread->WaitForEnd(kKrWaitForEver), 1);
-    EXPECT_EQ(answer, 0);
-}
-
-TEST(WorkerThreadFactory, NullPointer_IsRefused)
-{
-    EXPECT_EQ(KrCreateWorkerThread(15, nullptr), 0);
-}
 
 namespace
 {
@@ -138,18 +40,47 @@ private:
     int m_number;
 };
 
+// An element that cannot be told its owner.
+class CStranger final : public CKrObject<IKrPoolElement>
+{
+public:
+    CStranger() { ++g_elements; }
+    ~CStranger() override { --g_elements; }
+
+    void ResetElement() override {}
+};
+
 class CAllocator final : public CKrObject<IKrPoolElementAllocator>
 {
 public:
+    enum class EKrFailure
+    {
+        Refusal,
+        NoElement,
+        Exception,
+        Stranger
+    };
+
     int failAt = -1;
+    EKrFailure failure = EKrFailure::Refusal;
     int created = 0;
 
     int CreateElement(IKrPoolElement** out) override
     {
         if (created == failAt)
-            return 0;
+            return Fail(out);
         *out = new CElement(created++);
         return 1;
+    }
+
+private:
+    int Fail(IKrPoolElement** out) const
+    {
+        if (failure == EKrFailure::Exception)
+            throw std::bad_alloc();
+        if (failure == EKrFailure::Stranger)
+            *out = new CStranger;
+        return failure == EKrFailure::Refusal ? 0 : 1;
     }
 };
 
@@ -228,24 +159,90 @@ TEST_F(PoolManager, WaitForEver_EndsWhenAnElementComesBack)
     }
 }
 
-TEST_F(PoolManager, LentElements_OutliveTheManager)
+TEST_F(PoolManager, ReturnOfAnElementThatIsNotLent_ChangesNothing)
 {
-    Make(3);
-    auto lent = Get();
+    Make(2);
+    auto element = Get();
+    IKrPoolElement* const returned = element.Get();
+    element.Reset();
+    m_manager->ReturnElement(returned);
+    const auto first = Get();
+    const auto second = Get();
+    EXPECT_EQ(NumberOf(first), 1);
+    EXPECT_EQ(NumberOf(second), 0);
+    EXPECT_FALSE(Get()) << "it was taken back once";
+}
+
+TEST_F(PoolManager, LentElements_OutliveTheManagerAndGoAsTheyComeBack)
+{
+    Make(4);
+    auto first = Get();
+    auto second = Get();
     m_manager.Reset();
-    EXPECT_EQ(g_elements, 3) << "the manager waits for what is lent";
-    EXPECT_EQ(NumberOf(lent), 0);
-    lent.Reset();
+    EXPECT_EQ(g_elements, 2) << "nobody can ask for the others any more";
+    EXPECT_EQ(NumberOf(second), 1);
+    second.Reset();
+    EXPECT_EQ(g_elements, 1);
+    EXPECT_EQ(NumberOf(first), 0);
+    first.Reset();
     EXPECT_EQ(g_elements, 0);
+}
+
+TEST_F(PoolManager, OneOfTwoUsersGoes_NothingChanges)
+{
+    Make(2);
+    auto other = CKrRef<IKrPoolManager>::Share(m_manager.Get());
+    auto element = Get();
+    other.Reset();
+    EXPECT_EQ(g_elements, 2);
+    element.Reset();
+    EXPECT_EQ(g_elements, 2);
+    EXPECT_TRUE(Get());
+}
+
+TEST_F(PoolManager, ReleasedWhileElementsComeBack_DestroysEachOnce)
+{
+    for (int round = 0; round < 50; ++round)
+    {
+        Make(4);
+        std::vector<std::jthread> users;
+        for (int user = 0; user < 3; ++user)
+        {
+            users.emplace_back([element = Get()]() mutable { element.Reset(); });
+        }
+        m_manager.Reset();
+        users.clear();
+        ASSERT_EQ(g_elements, 0);
+    }
 }
 
 TEST_F(PoolManager, ElementThatCannotBeMade_FailsTheManager)
 {
-    m_allocator->failAt = 2;
+    using enum CAllocator::EKrFailure;
+    for (const auto failure : {Refusal, NoElement, Exception, Stranger})
+    {
+        for (const int failAt : {0, 2})
+        {
+            m_allocator->created = 0;
+            m_allocator->failAt = failAt;
+            m_allocator->failure = failure;
+            auto* const mark = reinterpret_cast<IKrPoolManager*>(this);
+            IKrPoolManager* manager = mark;
+            EXPECT_EQ(KrCreatePoolManager(m_allocator.Get(), 3, &manager), 0);
+            EXPECT_EQ(manager, mark);
+            EXPECT_EQ(m_allocator->created, failAt);
+            EXPECT_EQ(g_elements, 0);
+        }
+    }
+}
+
+TEST_F(PoolManager, SenselessCapacity_FailsBeforeAnythingIsMade)
+{
     IKrPoolManager* none = nullptr;
-    EXPECT_EQ(KrCreatePoolManager(m_allocator.Get(), 3, &none), 0);
+    for (const unsigned long capacity : {kKrMaxPoolCapacity + 1, 1'000'000'000ul, 0xFFFFFFFFul, ~0ul})
+        EXPECT_EQ(KrCreatePoolManager(m_allocator.Get(), capacity, &none), 0) << capacity;
     EXPECT_EQ(none, nullptr);
-    EXPECT_EQ(g_elements, 0);
+    EXPECT_EQ(m_allocator->created, 0);
 }
 
 TEST_F(PoolManager, BadArguments_AreRefused)
@@ -255,6 +252,22 @@ TEST_F(PoolManager, BadArguments_AreRefused)
     EXPECT_EQ(KrCreatePoolManager(m_allocator.Get(), 0, &none), 0);
     EXPECT_EQ(KrCreatePoolManager(m_allocator.Get(), 1, nullptr), 0);
     EXPECT_EQ(none, nullptr);
+}
+
+TEST_F(PoolManager, EveryWaiter_IsServed)
+{
+    Make(1);
+    auto only = Get();
+    std::atomic<int> served = 0;
+    {
+        std::vector<std::jthread> waiters;
+        for (int waiter = 0; waiter < 5; ++waiter)
+            waiters.emplace_back([&] { served += NumberOf(Get(~0ul)) == 0 ? 1 : 0; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_EQ(served, 0);
+        only.Reset();
+    }
+    EXPECT_EQ(served, 5);
 }
 
 TEST_F(PoolManager, ManyThreads_ShareFewElements)
@@ -272,6 +285,7 @@ TEST_F(PoolManager, ManyThreads_ShareFewElements)
                     const auto element = Get(~0ul);
                     EXPECT_TRUE(element);
                     EXPECT_LE(++lentNow, 2);
+                    std::this_thread::yield();
                     --lentNow;
                 }
             });

@@ -66,6 +66,16 @@ def test_jpegs_and_sound(kravi):
     check("2:1" in exit_code(kravi("info", "out.avi"), 0).out, "pixel aspect")
 
 
+def test_checker_sees_damage(kravi):
+    """What looks at each written file here does find what is wrong."""
+    jpegs(kravi, 3)
+    written(kravi, "--jpeg", "f%03d.jpg")
+    data = bytearray(kravi.read("out.avi"))
+    data[data.rindex(b"idx1") + 24] ^= 0x10
+    kravi.write("damaged.avi", data)
+    equal((kravi.problems("out.avi"), kravi.problems("damaged.avi") != ""), ("", True), "problems")
+
+
 def test_numbers_may_start_anywhere(kravi):
     frames = jpegs(kravi, 3, first=1)
     equal(written(kravi, "--jpeg", "f%03d.jpg")["frames"], 3, "from 1")

@@ -9,6 +9,7 @@ import tempfile
 import traceback
 
 TIMEOUT = 120
+WRITING_VERBS = {"write": 1, "rewrap": 2}  # and the argument that is the file written
 
 
 class Result:
@@ -27,8 +28,9 @@ class Result:
 class Kravi:
     """The program, and the folder of one test case, which relative names are in."""
 
-    def __init__(self, command, folder):
-        self.command, self.folder = command, folder
+    def __init__(self, launcher, program, checker, folder):
+        self.command, self.folder = [*launcher, program], folder
+        self.checker = [*launcher, checker]
 
     @property
     def is_emulated(self):
@@ -37,7 +39,18 @@ class Kravi:
     def __call__(self, *arguments):
         done = subprocess.run([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
-        return Result(done)
+        result = Result(done)
+        if result.code == 0 and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
+            check(not self.problems(arguments[WRITING_VERBS[arguments[0]]]), f"written: {arguments}")
+        return result
+
+    def problems(self, name):
+        """What is wrong with a file that kravi wrote, byte by byte."""
+        done = subprocess.run([*self.checker, name], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, timeout=TIMEOUT, check=False)
+        text = done.stdout.decode("utf-8")
+        equal(done.returncode, 1 if text else 0, "exit code of the checker")
+        return text
 
     def start(self, *arguments):
         return subprocess.Popen([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
@@ -82,7 +95,7 @@ def exit_code(result, wanted):
     return result
 
 
-def run_cases(modules, command):
+def run_cases(modules, launcher, program, checker):
     """Runs every function whose name starts with test_; returns how many passed and failed."""
     passed = failed = 0
     for module in modules:
@@ -91,7 +104,7 @@ def run_cases(modules, command):
                 continue
             folder = tempfile.mkdtemp(prefix="kravi-test-")
             try:
-                case(Kravi(command, folder))
+                case(Kravi(launcher, program, checker, folder))
                 passed += 1
             except Exception:  # whatever goes wrong fails this case alone
                 failed += 1

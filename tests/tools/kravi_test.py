@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Tests of kravi as a program: kravi_test.py PROGRAM [LAUNCHER...]
+"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [LAUNCHER...]
 
-The launcher, such as an emulator, is put before the program. Ends with the line "N passed, N failed".
+CHECKER is the program that checks each file which kravi writes. The launcher, such as an emulator, is put before
+both. Ends with the line "N passed, N failed".
 """
 
 import contextlib
@@ -36,13 +37,13 @@ def kept_awake(launcher):
 
 
 def main(arguments):
-    if not arguments:
+    if len(arguments) < 2:
         print(__doc__, file=sys.stderr)
         return 2
-    program = os.path.abspath(arguments[0])
-    launcher = arguments[1:]
+    program, checker = (os.path.abspath(path) for path in arguments[:2])
+    launcher = arguments[2:]
     with kept_awake(launcher):
-        passed, failed = run_cases(CASES, [*launcher, program])
+        passed, failed = run_cases(CASES, launcher, program, checker)
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

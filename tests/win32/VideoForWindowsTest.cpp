@@ -5,6 +5,8 @@
 
 #include <vfw.h>
 
+#include <algorithm>
+
 using namespace KrTest;
 
 namespace
@@ -17,7 +19,8 @@ struct SFound
     std::vector<uint32_t> frameSizes;
 };
 
-SFound Open(const std::wstring& path)
+// Reads as many frames as are known to be in reach: what is asked for others ends the program in some versions.
+SFound Open(const std::wstring& path, size_t framesInReach)
 {
     SFound found;
     PAVIFILE file = nullptr;
@@ -30,7 +33,7 @@ SFound Open(const std::wstring& path)
     PAVISTREAM video = nullptr;
     EXPECT_EQ(AVIFileGetStream(file, &video, streamtypeVIDEO, 0), 0);
     found.frames = AVIStreamLength(video);
-    for (LONG number = 0; number < found.frames; ++number)
+    for (LONG number = 0; number < static_cast<LONG>(framesInReach); ++number)
     {
         LONG bytes = 0;
         LONG samples = 0;
@@ -73,7 +76,13 @@ protected:
                       1);
         }
         m_checked = recorder.Close();
-        return Open(m_folder.Write(L"recorded.avi", recorder.Content()));
+        return Open(m_folder.Write(L"recorded.avi", recorder.Content()), FramesOfFirstSegment());
+    }
+
+    [[nodiscard]] size_t FramesOfFirstSegment() const
+    {
+        return static_cast<size_t>(std::count_if(m_checked.video.begin(), m_checked.video.end(),
+                                                 [](const SKrWrittenChunk& chunk) { return chunk.segment == 0; }));
     }
 
     CKrTempFolder m_folder;
@@ -85,6 +94,7 @@ TEST_F(VideoForWindows, VideoAlone_IsFoundWhole)
 {
     const SFound found = Record(false, 60);
     EXPECT_EQ(found.streams, 1u);
+    EXPECT_EQ(found.frames, 60);
     EXPECT_EQ(found.frameSizes, SizesOf(m_checked.video));
 }
 
@@ -92,6 +102,25 @@ TEST_F(VideoForWindows, VideoAndSound_AreFoundWhole)
 {
     const SFound found = Record(true, 60);
     EXPECT_EQ(found.streams, 2u);
+    EXPECT_EQ(found.frames, 60);
     EXPECT_EQ(found.frameSizes, SizesOf(m_checked.video));
     EXPECT_EQ(found.samples, 60 * 1920);
+}
+
+// Video for Windows is older than files of several segments: it finds what 'idx1' lists, which is the first one.
+// Its length of the streams is that of the headers all the same.
+TEST_F(VideoForWindows, ThreeSegments_AreFoundAsFarAsTheFirst)
+{
+    constexpr size_t kLargeFrame = 60'000'000;
+    constexpr size_t kFrames = 50;
+    for (const bool withAudio : {false, true})
+    {
+        SCOPED_TRACE(withAudio);
+        const SFound found = Record(withAudio, kFrames, kLargeFrame);
+        ASSERT_EQ(m_checked.segments.size(), 4u) << "three segments and the end of the last";
+        EXPECT_EQ(found.streams, withAudio ? 2u : 1u);
+        EXPECT_EQ(found.frames, static_cast<LONG>(kFrames));
+        EXPECT_EQ(found.frameSizes, std::vector<uint32_t>(FramesOfFirstSegment(), kLargeFrame));
+        EXPECT_EQ(found.samples, withAudio ? static_cast<LONG>(kFrames) * 1920 : 0);
+    }
 }

@@ -141,11 +141,13 @@ set(KR_INNER_TEST_SOURCES
   writer/WriterFaultInnerTest.cpp
   writer/WriterIndexInnerTest.cpp
   writer/WriterLayoutInnerTest.cpp
+  writer/WriterMemoryInnerTest.cpp
   writer/WriterOpenInnerTest.cpp
   writer/WriterQueueInnerTest.cpp
   writer/WriterRollOverInnerTest.cpp
   writer/WriterSegmentInnerTest.cpp
   writer/WriterTimeInnerTest.cpp
+  writer/WriterWorkerInnerTest.cpp
 )
 
 set(KR_MODULE_TEST_SOURCES

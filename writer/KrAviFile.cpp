@@ -98,6 +98,13 @@ void CKrAviFile::Advance(uint64_t bytes)
     m_position += bytes;
 }
 
+// Before a chunk is written, so that nothing can fail between it and its entries.
+void CKrAviFile::MakeRoomForEntries()
+{
+    if (m_segments == 1 && m_oldIndex.capacity() - m_oldIndex.size() < SKrOldIndexEntry::kEncodedSize)
+        m_oldIndex.reserve(2 * m_oldIndex.capacity() + SKrOldIndexEntry::kEncodedSize);
+}
+
 void CKrAviFile::Record(EKrStream stream, uint32_t length)
 {
     Index(stream).Record(m_position, length);
@@ -147,6 +154,7 @@ bool CKrAviFile::WriteQueued(EKrStream stream, KrByteSpan data)
         m_parts.push_back(junk);
         AddZeros(m_parts, padding - kChunkHeaderSize);
     }
+    MakeRoomForEntries();
     const uint64_t written = Append(m_parts);
     if (written < chunkSize)
         return false;
@@ -165,6 +173,7 @@ bool CKrAviFile::WriteDirect(EKrStream stream, KrByteSpan data)
         return false;
     const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
     m_parts.assign({header, data});
+    MakeRoomForEntries();
     if (!AppendWhole(m_parts))
         return false;
     Record(stream, length);

@@ -71,12 +71,14 @@ private:
     [[nodiscard]] uint64_t PaddingBehind(uint64_t position) const;
     void Advance(uint64_t bytes);
     [[nodiscard]] bool MakeReach(EKrStream stream, uint64_t bytes);
+    void MakeRoomForEntries();
     void Record(EKrStream stream, uint32_t length);
     void Count(EKrStream stream, uint32_t length);
 
     [[nodiscard]] bool StartFirstSegment();
     [[nodiscard]] bool StartNextSegment();
     [[nodiscard]] bool CloseSegmentAndStartNext();
+    [[nodiscard]] bool IsBetweenSegments() const;
     [[nodiscard]] uint64_t OldIndexTail() const;
     [[nodiscard]] bool FitsSegment32(uint64_t bytes) const;
     [[nodiscard]] bool WriteOldIndex();

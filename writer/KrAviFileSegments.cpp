@@ -96,6 +96,12 @@ bool CKrAviFile::CloseSegmentAndStartNext()
     return (m_segments > 1 || WriteOldIndex()) && StartNextSegment();
 }
 
+// The first segment has its 'idx1', but the headers of the next could not be written: nothing fits here any more.
+bool CKrAviFile::IsBetweenSegments() const
+{
+    return m_segments == 1 && m_oldIndex.empty();
+}
+
 // Bytes that the first segment still needs for its 'idx1'.
 uint64_t CKrAviFile::OldIndexTail() const
 {
@@ -109,7 +115,7 @@ bool CKrAviFile::Reserve(uint64_t bytes)
         return true;
     const bool fits = m_segments == 1 ? OldIndexTail() + m_segmentLength + bytes < kSegmentLimit
                                       : m_segmentLength + bytes <= kSegmentLimit;
-    return fits || CloseSegmentAndStartNext();
+    return (fits && !IsBetweenSegments()) || CloseSegmentAndStartNext();
 }
 
 // Whether the segment's size field can still hold it with that many bytes more. Chunks that are written
@@ -118,7 +124,7 @@ bool CKrAviFile::FitsSegment32(uint64_t bytes) const
 {
     const uint64_t tail =
         m_segments == 1 ? OldIndexTail() + SKrOldIndexEntry::kEncodedSize + kStdIndexSize : 0;
-    return m_segmentLength + bytes + tail <= UINT32_MAX;
+    return !IsBetweenSegments() && m_segmentLength + bytes + tail <= UINT32_MAX;
 }
 
 void CKrAviFile::RecordInOldIndex(uint32_t id, uint32_t flags, uint64_t position, uint32_t size)
@@ -169,7 +175,9 @@ bool CKrAviFile::StartStdIndex(EKrStream stream)
         return false;
     index.StartStdIndex(m_position, m_file->Map(m_position, kStdIndexSize));
     Advance(kStdIndexSize);
-    return true;
+    // What waited while no index could be mapped may leave no room in this one.
+    const bool hasRoom = !index.IsFull() && index.Reaches(m_position);
+    return hasRoom || !index.HasStdIndex() || StartStdIndex(stream);
 }
 
 bool CKrAviFile::KeepIndex(EKrStream stream)

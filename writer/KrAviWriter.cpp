@@ -78,16 +78,14 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
 {
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
         return false;
-    std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
-    if (created == nullptr)
-        return false;
-    const uint32_t bytesPerSector = m_fileSystem.BytesPerSector(KrFileUtils::GetPurePath(path).c_str());
-    setup.bytesPerSector = bytesPerSector != 0 ? bytesPerSector : kDefaultBytesPerSector;
-
     m_writeFailed = false;
     std::unique_ptr<CKrAviFile> file;
     try
     {
+        std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
+        if (created == nullptr)
+            return false;
+        setup.bytesPerSector = SectorSizeFor(path);
         file = std::make_unique<CKrAviFile>(std::move(created), setup, m_writeFailed);
         PrepareWorker();
         if (!file->Begin())
@@ -100,7 +98,6 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     catch (...)
     {
         file.reset();
-        created.reset();
         m_fileSystem.Delete(path);
         throw;
     }
@@ -114,6 +111,12 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     const std::lock_guard guard(m_fileLock);
     m_file = std::move(file);
     return true;
+}
+
+uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
+{
+    const uint32_t size = m_fileSystem.BytesPerSector(KrFileUtils::GetPurePath(path).c_str());
+    return size != 0 ? size : kDefaultBytesPerSector;
 }
 
 // The thread is made for the first file and serves the later ones too.
@@ -155,8 +158,10 @@ int CKrAviWriter::CloseFile()
     }
     else if (m_file != nullptr)
     {
-        FinishFile();
+        FinishQueue();
     }
+    if (m_file != nullptr)
+        FinishIndexes(); // after a worker too, which may have failed to write 'idx1'
     CloseTheFile();
     ReleaseQueued();
     return 1;

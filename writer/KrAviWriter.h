@@ -56,6 +56,7 @@ private:
     };
 
     [[nodiscard]] bool CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup);
+    [[nodiscard]] uint32_t SectorSizeFor(const wchar_t* path) const;
     void PrepareWorker();
     void StartWorker();
     [[nodiscard]] bool StopAccepting();
@@ -66,7 +67,9 @@ private:
 
     static uint32_t WorkRoutine(void* context, std::stop_token stop);
     void Work(const std::stop_token& stop);
-    void FinishFile();
+    template <class Step> void FailWhereMemoryIsShort(Step step);
+    void FinishQueue();
+    void FinishIndexes();
     [[nodiscard]] bool RunStep();
     [[nodiscard]] bool RunFinalStep();
     [[nodiscard]] bool WriteNext();

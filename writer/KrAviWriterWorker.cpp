@@ -49,38 +49,46 @@ uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
     return 0;
 }
 
-void CKrAviWriter::Work(const std::stop_token& stop)
-{
-    while (m_work.WaitForWork(stop))
-    {
-        try
-        {
-            static_cast<void>(RunStep());
-        }
-        catch (const std::bad_alloc&)
-        {
-            m_writeFailed = true;
-        }
-        if (m_writeFailed)
-            ReleaseQueued();
-    }
-    FinishFile();
-}
-
-// What completes a file: everything that is queued, the indexes, the headers.
-void CKrAviWriter::FinishFile()
+// On a thread that nobody waits for with an exception.
+template <class Step> void CKrAviWriter::FailWhereMemoryIsShort(Step step)
 {
     try
     {
-        static_cast<void>(RunFinalStep());
-        const CKrLockScope step(m_stepLock);
-        const std::lock_guard guard(m_fileLock);
-        static_cast<void>(m_file->Finish());
+        step();
     }
     catch (const std::bad_alloc&)
     {
         m_writeFailed = true;
     }
+}
+
+void CKrAviWriter::Work(const std::stop_token& stop)
+{
+    while (m_work.WaitForWork(stop))
+    {
+        FailWhereMemoryIsShort([this] { static_cast<void>(RunStep()); });
+        if (m_writeFailed)
+            ReleaseQueued();
+    }
+    FinishQueue();
+    FinishIndexes();
+}
+
+void CKrAviWriter::FinishQueue()
+{
+    FailWhereMemoryIsShort([this] { static_cast<void>(RunFinalStep()); });
+}
+
+// Writes what the file still needs, also when not all samples could be written.
+void CKrAviWriter::FinishIndexes()
+{
+    FailWhereMemoryIsShort(
+        [this]
+        {
+            const CKrLockScope step(m_stepLock);
+            const std::lock_guard guard(m_fileLock);
+            static_cast<void>(m_file->Finish());
+        });
 }
 
 // Moves what is due. False when writing failed, now or before.

@@ -25,19 +25,32 @@ constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 class CPosixView final : public IKrMappedView
 {
 public:
-    CPosixView(void* start, size_t length, size_t before) : m_start(start), m_length(length), m_before(before)
+    CPosixView() = default;
+    ~CPosixView() override
     {
+        if (m_start != MAP_FAILED)
+            ::munmap(m_start, m_length);
     }
-    ~CPosixView() override { ::munmap(m_start, m_length); }
     CPosixView(const CPosixView&) = delete;
     CPosixView& operator=(const CPosixView&) = delete;
+
+    // Maps a range that lies in the file. Once at most.
+    [[nodiscard]] bool Map(const CKrFileDescriptor& file, uint64_t position, size_t length)
+    {
+        static const auto pageSize = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+        m_before = static_cast<size_t>(position % pageSize);
+        m_length = m_before + length;
+        m_start = ::mmap(nullptr, m_length, PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(),
+                         static_cast<off_t>(position - m_before));
+        return m_start != MAP_FAILED;
+    }
 
     uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
 
 private:
-    void* m_start;
-    size_t m_length;
-    size_t m_before; // bytes of the view before the range
+    void* m_start = MAP_FAILED;
+    size_t m_length = 0;
+    size_t m_before = 0; // bytes of the view before the range
 };
 
 // What is left of the parts behind the first `done` bytes, as far as one call takes it.
@@ -90,19 +103,16 @@ public:
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {
-        static const auto pageSize = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
         struct stat facts
         {
         };
         if (::fstat(m_descriptor.Get(), &facts) != 0 ||
             !KrPlatform::IsRangeInside(position, length, static_cast<uint64_t>(facts.st_size)))
             return nullptr;
-        const auto before = static_cast<size_t>(position % pageSize);
-        void* const start = ::mmap(nullptr, before + length, PROT_READ | PROT_WRITE, MAP_SHARED,
-                                   m_descriptor.Get(), static_cast<off_t>(position - before));
-        if (start == MAP_FAILED)
+        auto view = std::make_unique<CPosixView>();
+        if (!view->Map(m_descriptor, position, length))
             return nullptr;
-        return std::make_unique<CPosixView>(start, before + length, before);
+        return view;
     }
 
 private:

@@ -13,21 +13,6 @@ constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 constexpr size_t kSmallPart =
     16 * 1024; // smaller parts are joined, since there is no buffered gathered write
 
-class CWin32View final : public IKrMappedView
-{
-public:
-    CWin32View(void* start, size_t before) : m_start(start), m_before(before) {}
-    ~CWin32View() override { UnmapViewOfFile(m_start); }
-    CWin32View(const CWin32View&) = delete;
-    CWin32View& operator=(const CWin32View&) = delete;
-
-    uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
-
-private:
-    void* m_start;
-    size_t m_before; // bytes of the view before the range
-};
-
 uint64_t AllocationGranularity()
 {
     static const uint64_t granularity = []
@@ -39,10 +24,46 @@ uint64_t AllocationGranularity()
     return granularity;
 }
 
+class CWin32View final : public IKrMappedView
+{
+public:
+    CWin32View() = default;
+    ~CWin32View() override
+    {
+        if (m_start != nullptr)
+            UnmapViewOfFile(m_start);
+    }
+    CWin32View(const CWin32View&) = delete;
+    CWin32View& operator=(const CWin32View&) = delete;
+
+    // Maps a range that lies in the file. Once at most.
+    [[nodiscard]] bool Map(HANDLE file, uint64_t position, size_t length)
+    {
+        const HANDLE mapping = CreateFileMappingW(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+        if (mapping == nullptr)
+            return false;
+        m_before = static_cast<size_t>(position % AllocationGranularity());
+        const uint64_t start = position - m_before;
+        m_start = MapViewOfFile(mapping, FILE_MAP_WRITE, static_cast<DWORD>(start >> 32),
+                                static_cast<DWORD>(start), m_before + length);
+        CloseHandle(mapping); // the view keeps the mapping
+        return m_start != nullptr;
+    }
+
+    uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
+
+private:
+    void* m_start = nullptr;
+    size_t m_before = 0; // bytes of the view before the range
+};
+
 class CWin32WritableFile final : public IKrWritableFile
 {
 public:
-    explicit CWin32WritableFile(CKrFileHandle handle) : m_handle(std::move(handle)) {}
+    explicit CWin32WritableFile(CKrFileHandle handle) : m_handle(std::move(handle))
+    {
+        m_joined.reserve(2 * kSmallPart); // all that is ever joined, so that no write ends in the middle
+    }
 
     SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
     {
@@ -74,15 +95,10 @@ public:
         if (!GetFileSizeEx(m_handle.Get(), &size) ||
             !KrPlatform::IsRangeInside(position, length, static_cast<uint64_t>(size.QuadPart)))
             return nullptr;
-        const HANDLE mapping = CreateFileMappingW(m_handle.Get(), nullptr, PAGE_READWRITE, 0, 0, nullptr);
-        if (mapping == nullptr)
+        auto view = std::make_unique<CWin32View>();
+        if (!view->Map(m_handle.Get(), position, length))
             return nullptr;
-        const auto before = static_cast<size_t>(position % AllocationGranularity());
-        const uint64_t start = position - before;
-        void* const view = MapViewOfFile(mapping, FILE_MAP_WRITE, static_cast<DWORD>(start >> 32),
-                                         static_cast<DWORD>(start), before + length);
-        CloseHandle(mapping); // the view keeps the mapping
-        return view != nullptr ? std::make_unique<CWin32View>(view, before) : nullptr;
+        return view;
     }
 
 private:

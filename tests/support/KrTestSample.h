@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace KrTest
@@ -27,6 +28,7 @@ public:
 
     void RefuseLocks() { m_refusesLocks = true; }
     [[nodiscard]] int Locks() const { return m_locks; } // that are held now
+    [[nodiscard]] std::thread::id LockedBy() const { return m_lockedBy; } // the last time
 
     void ResetElement() override {}
 
@@ -35,6 +37,7 @@ public:
         if (m_refusesLocks)
             return 0;
         ++m_locks;
+        m_lockedBy = std::this_thread::get_id();
         *data = m_bytes.data();
         *length = static_cast<int32_t>(m_bytes.size());
         return 1;
@@ -49,6 +52,7 @@ private:
     KrBytes m_bytes;
     std::atomic<int> m_locks = 0;
     std::atomic<bool> m_refusesLocks = false;
+    std::atomic<std::thread::id> m_lockedBy = std::thread::id();
 };
 
 // Zeros, of any length, that cost no memory beyond one buffer for all of them.

@@ -12,6 +12,7 @@
 #include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTestSample.h"
+#include "tests/writer/KrStoppedWorker.h"
 #include "tests/writer/KrWriterArguments.h"
 #include "writer/KrAviWriter.h"
 
@@ -34,7 +35,8 @@ inline int NoWorkerThread(int, IKrWorkerThread**)
 enum class EKrWorker
 {
     Thread,
-    None // each submission does the worker's part
+    None,   // each submission does the worker's part
+    Stopped // everything waits for the close
 };
 
 class CKrRecorder
@@ -45,6 +47,8 @@ public:
         SKrWriterSurroundings surroundings{faults, clock};
         if (worker == EKrWorker::None)
             surroundings.createWorkerThread = &NoWorkerThread;
+        if (worker == EKrWorker::Stopped)
+            surroundings.createWorkerThread = &CKrStoppedWorker::Create;
         writer = CKrRef<CKrAviWriter>(new CKrAviWriter(surroundings));
     }
 

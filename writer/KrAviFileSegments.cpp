@@ -96,7 +96,8 @@ bool CKrAviFile::CloseSegmentAndStartNext()
     return (m_segments > 1 || WriteOldIndex()) && StartNextSegment();
 }
 
-// The first segment has its 'idx1', but the headers of the next could not be written: nothing fits here any more.
+// The first segment has its 'idx1', but the headers of the next could not be written: nothing fits here any
+// more.
 bool CKrAviFile::IsBetweenSegments() const
 {
     return m_segments == 1 && m_oldIndex.empty();

@@ -67,7 +67,8 @@ private:
 
     static uint32_t WorkRoutine(void* context, std::stop_token stop);
     void Work(const std::stop_token& stop);
-    template <class Step> void FailWhereMemoryIsShort(Step step);
+    template <class Step>
+    void FailWhereMemoryIsShort(Step step);
     void FinishQueue();
     void FinishIndexes();
     [[nodiscard]] bool RunStep();

@@ -50,7 +50,8 @@ uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
 }
 
 // On a thread that nobody waits for with an exception.
-template <class Step> void CKrAviWriter::FailWhereMemoryIsShort(Step step)
+template <class Step>
+void CKrAviWriter::FailWhereMemoryIsShort(Step step)
 {
     try
     {

@@ -28,6 +28,7 @@ struct CKrMemoryFileSystem::SKrDisk
     size_t openFiles = 0;
     size_t openWritableFiles = 0;
     size_t openViews = 0;
+    size_t mostOpenViews = 0;
 };
 
 struct CKrMemoryFileSystem::SKrNode
@@ -54,6 +55,7 @@ public:
     {
         m_node->views.insert(this);
         ++m_disk->openViews;
+        m_disk->mostOpenViews = std::max(m_disk->mostOpenViews, m_disk->openViews);
     }
 
     ~CMemoryView() override
@@ -273,6 +275,12 @@ size_t CKrMemoryFileSystem::OpenViews() const
 {
     const std::scoped_lock lock(m_disk->mutex);
     return m_disk->openViews;
+}
+
+size_t CKrMemoryFileSystem::MostOpenViews() const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    return m_disk->mostOpenViews;
 }
 
 std::unique_ptr<IKrFile> CKrMemoryFileSystem::OpenForReading(const wchar_t* path)

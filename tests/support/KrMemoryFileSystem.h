@@ -43,6 +43,7 @@ public:
     [[nodiscard]] size_t OpenFiles() const;
     [[nodiscard]] size_t OpenWritableFiles() const;
     [[nodiscard]] size_t OpenViews() const;
+    [[nodiscard]] size_t MostOpenViews() const; // at one time, so far
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;

@@ -27,7 +27,7 @@ public:
     static int Alive() { return s_alive; }
 
     void RefuseLocks() { m_refusesLocks = true; }
-    [[nodiscard]] int Locks() const { return m_locks; } // that are held now
+    [[nodiscard]] int Locks() const { return m_locks; }                   // that are held now
     [[nodiscard]] std::thread::id LockedBy() const { return m_lockedBy; } // the last time
 
     void ResetElement() override {}

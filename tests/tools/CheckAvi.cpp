@@ -1,5 +1,5 @@
-// Checks every byte of files that the library's writer made: KrCheckAvi FILE... What a file was written from is
-// taken from its own headers; the rest must agree with them. Ends with 0 when no byte is wrong.
+// Checks every byte of files that the library's writer made: KrCheckAvi FILE... What a file was written from
+// is taken from its own headers; the rest must agree with them. Ends with 0 when no byte is wrong.
 #include "tests/support/KrAviChecker.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace
 {
 // Positions in the header that the writer lays out.
 constexpr size_t kVideoList = 88;
-constexpr size_t kVideoHeader = kVideoList + 12 + 8;  // data of 'strh'
+constexpr size_t kVideoHeader = kVideoList + 12 + 8;   // data of 'strh'
 constexpr size_t kVideoFormat = kVideoHeader + 56 + 8; // data of 'strf'
 constexpr size_t kHeaderEnd = 100'000;
 
@@ -46,8 +46,8 @@ public:
 
     [[nodiscard]] size_t Find(const std::string& text) const
     {
-        return static_cast<size_t>(
-            std::distance(m_bytes.begin(), std::search(m_bytes.begin(), m_bytes.end(), text.begin(), text.end())));
+        return static_cast<size_t>(std::distance(
+            m_bytes.begin(), std::search(m_bytes.begin(), m_bytes.end(), text.begin(), text.end())));
     }
 
 private:

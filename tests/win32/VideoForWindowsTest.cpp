@@ -19,7 +19,8 @@ struct SFound
     std::vector<uint32_t> frameSizes;
 };
 
-// Reads as many frames as are known to be in reach: what is asked for others ends the program in some versions.
+// Reads as many frames as are known to be in reach: what is asked for others ends the program in some
+// versions.
 SFound Open(const std::wstring& path, size_t framesInReach)
 {
     SFound found;
@@ -82,7 +83,8 @@ protected:
     [[nodiscard]] size_t FramesOfFirstSegment() const
     {
         return static_cast<size_t>(std::count_if(m_checked.video.begin(), m_checked.video.end(),
-                                                 [](const SKrWrittenChunk& chunk) { return chunk.segment == 0; }));
+                                                 [](const SKrWrittenChunk& chunk)
+                                                 { return chunk.segment == 0; }));
     }
 
     CKrTempFolder m_folder;
@@ -107,8 +109,8 @@ TEST_F(VideoForWindows, VideoAndSound_AreFoundWhole)
     EXPECT_EQ(found.samples, 60 * 1920);
 }
 
-// Video for Windows is older than files of several segments: it finds what 'idx1' lists, which is the first one.
-// Its length of the streams is that of the headers all the same.
+// Video for Windows is older than files of several segments: it finds what 'idx1' lists, which is the first
+// one. Its length of the streams is that of the headers all the same.
 TEST_F(VideoForWindows, ThreeSegments_AreFoundAsFarAsTheFirst)
 {
     constexpr size_t kLargeFrame = 60'000'000;

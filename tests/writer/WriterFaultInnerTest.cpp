@@ -103,6 +103,7 @@ TEST_F(WriterFault, ShortWrite_KeepsTheChunkWhenOnlyThePaddingIsCut)
         m_recorder.written.lostFrames = isKept ? 1 : 0;
         const SKrCheckedAvi checked = CheckWrittenAvi(m_recorder.Content(), m_recorder.written);
         EXPECT_EQ(FramesReadable(m_recorder.Content()), isKept ? 4u : 3u);
+        EXPECT_EQ(GetLe32(m_recorder.Content().Range(48, 4).data()), 3u) << "counted in the headers";
         if (!isKept)
         {
             EXPECT_EQ(checked.problems, std::vector<std::string>{});
@@ -194,4 +195,47 @@ TEST_F(WriterFault, SamplesStillQueuedAtTheLastRelease_AreWrittenAndReleased)
     EXPECT_EQ(recorder.Check().video.size(), 20u);
     EXPECT_EQ(CKrTestSample::Alive(), 0);
     EXPECT_EQ(recorder.files.OpenFiles(), 0u);
+}
+
+TEST_F(WriterFault, AudioWhosePaddingIsCut_IsNotCounted)
+{
+    ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(Record(3), 3u); // V A V A V: the next pair writes A V
+    m_recorder.faults.Reset();
+    m_recorder.faults.ShortenWrite(1, 8 + kBytesOf25thSecond);
+    EXPECT_EQ(Record(1), 0u);
+    m_recorder.writer->CloseFile();
+    const CKrFileContent file = m_recorder.Content();
+    constexpr uint64_t kAudioIndex = 32580;
+    EXPECT_EQ(GetLe32(file.Range(kAudioIndex - 60, 4).data()), 2u * 1920) << "dwLength";
+    EXPECT_EQ(GetLe32(file.Range(kAudioIndex + 32 + 12, 4).data()), 2u * 1920) << "duration";
+}
+
+// The index of entry 4028 cannot be written: the frames before it keep theirs.
+TEST_F(WriterFault, NextIndexThatFails_LeavesTheFramesBeforeItIndexed)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    ASSERT_EQ(Record(4027), 4027u);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the frame, then the index
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
+    m_recorder.writer->CloseFile();
+    EXPECT_EQ(FramesReadable(m_recorder.Content()), 4028u);
+    ExpectNothingLeft();
+}
+
+TEST_F(WriterFault, HeadersThatCannotBeMapped_LeaveTheIndexesFilled)
+{
+    m_recorder.faults.FailCall(EKrFileCall::Map, 1);
+    ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    EXPECT_EQ(Record(60), 60u);
+    m_recorder.writer->CloseFile();
+    const CKrFileContent file = m_recorder.Content();
+    const uint64_t first = 66048; // behind the headers of a file with audio
+    EXPECT_EQ(GetLe32(file.Range(first + 12, 4).data()), 60u);
+    EXPECT_EQ(GetLe32(file.Range(first + 32256 + 12, 4).data()), 60u);
+    EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 0u) << "not patched";
+    ExpectNothingLeft();
 }

@@ -157,6 +157,70 @@ TEST(WriterIndex, IndexThatCannotBeMapped_KeepsItsEntriesForTheNext)
     const uint64_t second = GetLe64(file.Range(212 + 32 + 16, 8).data());
     EXPECT_EQ(GetLe32(file.Range(second, 4).data()), FourCcValue("ix00"));
     EXPECT_EQ(EntriesInFile(recorder, second), 4028u) << "those that waited";
+    const uint64_t third = GetLe64(file.Range(212 + 32 + 32, 8).data());
+    EXPECT_EQ(EntriesInFile(recorder, third), 72u) << "the others have one of their own";
+}
+
+// Several blocks belong to each frame, so that the audio has as many entries before the video has.
+TEST(WriterIndex, AudioWithMoreChunks_IsFlushedByItsOwnCount)
+{
+    CKrRecorder recorder(EKrWorker::None);
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 5; ++number)
+    {
+        for (int block = 0; block < 10; ++block)
+            ASSERT_EQ(recorder.AddZeroAudio(kBytesOf25thSecond / 10), 1);
+        ASSERT_EQ(recorder.AddVideo({1}), 1);
+    }
+    EXPECT_EQ(EntriesInFile(recorder, kFirstVideoIndexBesideAudio), 0u);
+    EXPECT_EQ(EntriesInFile(recorder, kFirstAudioIndex), 25u) << "of the 40 that are written";
+    recorder.Close();
+}
+
+TEST(WriterIndex, AudioWithMoreChunks_StartsItsNextIndexByItself)
+{
+    CKrRecorder recorder(EKrWorker::None);
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 500; ++number)
+    {
+        for (int block = 0; block < 10; ++block)
+            ASSERT_EQ(recorder.AddZeroAudio(kBytesOf25thSecond / 10), 1);
+        ASSERT_EQ(recorder.AddVideo({1}), 1);
+    }
+    const SKrCheckedAvi checked = recorder.Close();
+    EXPECT_EQ(checked.videoIndexes.size(), 1u);
+    ASSERT_EQ(checked.audioIndexes.size(), 2u);
+    EXPECT_EQ(checked.audioIndexes[0].chunks.size(), 4028u);
+    EXPECT_EQ(checked.audioIndexes[1].chunks.size(), 5000u - 4028);
+}
+
+// The video's flush is followed by one of the audio, not by one for each of its chunks.
+TEST(WriterIndex, FlushOfTheVideo_IsFollowedOnce)
+{
+    CKrRecorder recorder(EKrWorker::None);
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 30; ++number)
+    {
+        ASSERT_EQ(recorder.AddZeroAudio(kBytesOf25thSecond), 1);
+        ASSERT_EQ(recorder.AddVideo({1}), 1);
+    }
+    // V A V A ...: 24 blocks before the 25th frame, whose flush the 25th block follows.
+    EXPECT_EQ(EntriesInFile(recorder, kFirstVideoIndexBesideAudio), 25u);
+    EXPECT_EQ(EntriesInFile(recorder, kFirstAudioIndex), 25u);
+    recorder.Close();
+
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 40; ++number)
+    {
+        if (number % 2 == 0)
+        {
+            ASSERT_EQ(recorder.AddZeroAudio(2 * kBytesOf25thSecond), 1);
+        }
+        ASSERT_EQ(recorder.AddVideo({1}), 1);
+    }
+    const uint32_t flushed = EntriesInFile(recorder, kFirstAudioIndex);
+    EXPECT_GT(flushed, 0u);
+    EXPECT_LT(flushed + 3, recorder.Close().audio.size()) << "those since then wait";
 }
 
 namespace

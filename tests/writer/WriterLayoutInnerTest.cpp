@@ -306,3 +306,75 @@ TEST(WriterLayout, FormatWithMoreThanPcm_KeepsItsFirst16Bytes)
     ASSERT_EQ(recorder.writer->OpenFile(kRecordedPath, &params, FourCcValue("MJPG"), &format), 1);
     recorder.Close();
 }
+
+TEST(WriterLayout, HeadersThatEnd8BytesBeforeASector_HaveAnEmptyPadding)
+{
+    SKrWritten written;
+    written.bytesPerSector = 32;
+    CKrRecorder recorder;
+    ASSERT_EQ(recorder.Open(written), 1);
+    AddFrames(recorder, 2);
+    const uint64_t first = recorder.Close().videoIndexes[0].position;
+    EXPECT_EQ(U32(recorder.Content(), first - 20), FourCcValue("JUNK"));
+    EXPECT_EQ(U32(recorder.Content(), first - 16), 0u);
+}
+
+TEST(WriterLayout, ImageSize_IsThatOfWholeBytesPerPixel)
+{
+    SKrWritten written;
+    written.bitCount = 12;
+    CKrRecorder recorder;
+    ASSERT_EQ(recorder.Open(written), 1);
+    recorder.Close();
+    EXPECT_EQ(U32(recorder.Content(), kVideoFormat + 20), 720u * 576);
+}
+
+TEST(WriterLayout, AudioFormat_IsTheCallersOwn)
+{
+    CKrRecorder recorder;
+    const SKrAviVideoParams params = ParamsFor({});
+    WAVEFORMATEX format{};
+    format.wFormatTag = 0x1234;
+    format.nChannels = 3;
+    format.nSamplesPerSec = 44'100;
+    format.nAvgBytesPerSec = 0x01020304;
+    format.nBlockAlign = 7;
+    format.wBitsPerSample = 13;
+    ASSERT_EQ(recorder.writer->OpenFile(kRecordedPath, &params, FourCcValue("MJPG"), &format), 1);
+    recorder.writer->CloseFile();
+    const KrBytes stored = recorder.Content().Range(kAudioIndex - 10 - 18, 18);
+    EXPECT_EQ(stored, (KrBytes{0x34, 0x12, 3, 0, 0x44, 0xAC, 0, 0, 4, 3, 2, 1, 7, 0, 13, 0, 0, 0}));
+}
+
+TEST(WriterLayout, ScanModesBeyondTheKnown_AreStoredToo)
+{
+    for (const int mode : {7, 0x102})
+    {
+        SKrWritten written;
+        written.scanMode = static_cast<uint8_t>(mode);
+        CKrRecorder recorder;
+        recorder.written = written;
+        SKrAviVideoParams params = ParamsFor(written);
+        params.scanMode = mode;
+        ASSERT_EQ(recorder.writer->OpenFile(kRecordedPath, &params, FourCcValue("MJPG"), nullptr), 1);
+        recorder.Close();
+    }
+}
+
+// Durations in the super index count whole samples of each block, the header's length those of all bytes.
+TEST(WriterLayout, AudioBlocksWithPartsOfSamples_CountAsTheyDo)
+{
+    CKrRecorder recorder;
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    for (int number = 0; number < 4; ++number)
+    {
+        ASSERT_EQ(recorder.AddPatternAudio(kBytesOf25thSecond + 3), 1);
+        ASSERT_EQ(recorder.AddPatternVideo(100), 1);
+    }
+    recorder.Close();
+    const CKrFileContent file = recorder.Content();
+    EXPECT_EQ(U32(file, kAudioIndex + 32 + 12), 4u * 1920) << "duration";
+    constexpr uint64_t kAudioHeader = kAudioIndex - 10 - 18 - 8 - 56;
+    EXPECT_EQ(U32(file, kAudioHeader), FourCcValue("auds"));
+    EXPECT_EQ(U32(file, kAudioHeader + 32), 4u * 1920 + 3) << "12 bytes make three more";
+}

@@ -20,7 +20,8 @@ SKrWritten WithAudio()
 
 // Runs the step with its first allocation failing, then the second, until none strikes; answers how many did.
 // The step is told nothing; what it throws is caught here.
-template <class Step, class Check> unsigned ForEveryFailedAllocation(Step&& step, Check&& check)
+template <class Step, class Check>
+unsigned ForEveryFailedAllocation(Step&& step, Check&& check)
 {
     for (unsigned number = 1; number < kMostAllocations; ++number)
     {
@@ -51,15 +52,15 @@ template <class Step, class Check> unsigned ForEveryFailedAllocation(Step&& step
 TEST(WriterMemory, OpenThatMemoryIsTooShortFor_LeavesNoFile)
 {
     CKrRecorder recorder(EKrWorker::None);
-    const unsigned struck = ForEveryFailedAllocation(
-        [&] { return recorder.Open(WithAudio()); },
-        [&](bool hasStruck, bool threw, int status)
-        {
-            EXPECT_EQ(status, hasStruck ? 0 : 1);
-            EXPECT_EQ(threw, hasStruck);
-            EXPECT_EQ(recorder.files.Exists(kRecordedPath), !hasStruck);
-            EXPECT_EQ(recorder.files.OpenFiles(), hasStruck ? 0u : 1u);
-        });
+    const unsigned struck =
+        ForEveryFailedAllocation([&] { return recorder.Open(WithAudio()); },
+                                 [&](bool hasStruck, bool threw, int status)
+                                 {
+                                     EXPECT_EQ(status, hasStruck ? 0 : 1);
+                                     EXPECT_EQ(threw, hasStruck);
+                                     EXPECT_EQ(recorder.files.Exists(kRecordedPath), !hasStruck);
+                                     EXPECT_EQ(recorder.files.OpenFiles(), hasStruck ? 0u : 1u);
+                                 });
     EXPECT_GT(struck, 5u);
     recorder.Close();
 }
@@ -74,19 +75,20 @@ TEST(WriterMemory, DirectChunk_IsRecordedWholeOrNotAtAll)
     // Enough chunks that every vector has to grow now and then.
     for (int number = 0; number < 40; ++number)
     {
-        struck += ForEveryFailedAllocation([&] { return recorder.writer->WriteVideoChunk(bytes.data(), 100); },
-                                           [&](bool, bool threw, int status)
-                                           {
-                                               EXPECT_EQ(status, threw ? 0 : 1);
-                                               accepted += status != 0;
-                                           });
+        struck +=
+            ForEveryFailedAllocation([&] { return recorder.writer->WriteVideoChunk(bytes.data(), 100); },
+                                     [&](bool, bool threw, int status)
+                                     {
+                                         EXPECT_EQ(status, threw ? 0 : 1);
+                                         accepted += status != 0;
+                                     });
     }
     EXPECT_GT(struck, 3u);
     EXPECT_EQ(recorder.Close().video.size(), accepted);
 }
 
-// What is queued may be lost, but the file is completed with what was written. On the disk, since the file system in
-// memory is short of it as well.
+// What is queued may be lost, but the file is completed with what was written. On the disk, since the file
+// system in memory is short of it as well.
 TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
 {
     const CKrTempFolder folder;

@@ -2,7 +2,9 @@
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 
+#include <cstring>
 #include <functional>
+#include <memory>
 
 using namespace KrTest;
 
@@ -231,4 +233,53 @@ TEST_F(WriterOpen, FromInfoThatHasNoVideo_IsRefused)
     ExpectRefused([this] { return m_recorder.writer->OpenFileFromInfo(L"new.avi", nullptr); });
     info.videoStreamCount = 0;
     ExpectRefused([this, &info] { return m_recorder.writer->OpenFileFromInfo(L"new.avi", &info); });
+}
+
+TEST_F(WriterOpen, FromInfo_TakesTheAspectModeAndTheLow16BitsOfTheSize)
+{
+    SKrMediaInfo info = Info();
+    info.aspectMode = 4;
+    m_recorder.written.codec.clear();
+    m_recorder.written.bitCount = 8;
+    m_recorder.written.aspectHorizontal = 648;
+    m_recorder.written.aspectVertical = 720;
+    ASSERT_EQ(m_recorder.writer->OpenFileFromInfo(kRecordedPath, &info), 1);
+    m_recorder.Close();
+
+    info.aspectMode = 0;
+    info.width = 65536 + 720; // displayed as 720 wide
+    m_recorder.written.width = info.width;
+    m_recorder.written.aspectHorizontal = 720 / 16;
+    m_recorder.written.aspectVertical = info.width / 16;
+    ASSERT_EQ(m_recorder.writer->OpenFileFromInfo(kRecordedPath, &info), 1);
+    m_recorder.Close();
+}
+
+TEST_F(WriterOpen, FromInfo_FormsTheBlockAlignIn16Bits)
+{
+    SKrMediaInfo info = Info();
+    info.audioStreamCount = 1;
+    info.channels = 32769;
+    info.bitsPerSample = 16; // 65538 bytes: 2
+    m_recorder.written.codec.clear();
+    m_recorder.written.bitCount = 8;
+    m_recorder.written.aspectHorizontal = m_recorder.written.aspectVertical = 1;
+    m_recorder.written.pcm = SKrPcmFormat{32769, 96000, 16};
+    ASSERT_EQ(m_recorder.written.pcm->BlockAlign(), 2);
+    ASSERT_EQ(m_recorder.writer->OpenFileFromInfo(kRecordedPath, &info), 1);
+    m_recorder.Close();
+    info.bitsPerSample = 15; // one whole byte
+    info.channels = 2;
+    m_recorder.written.pcm = SKrPcmFormat{2, 96000, 15};
+    ASSERT_EQ(m_recorder.writer->OpenFileFromInfo(kRecordedPath, &info), 1);
+    m_recorder.Close();
+}
+
+TEST_F(WriterOpen, AudioFormat_IsReadFor16BytesOnly)
+{
+    const auto bytes = std::make_unique<uint8_t[]>(16);
+    std::memcpy(bytes.get(), &kFormat, 16);
+    ASSERT_EQ(Open(kRecordedPath, &kParams, reinterpret_cast<const WAVEFORMATEX*>(bytes.get())), 1);
+    m_recorder.written.pcm = SKrPcmFormat{};
+    m_recorder.Close();
 }

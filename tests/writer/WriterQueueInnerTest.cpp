@@ -116,6 +116,19 @@ TEST_F(SampleQueue, SeveralBlocks_AreScheduledUpToTheTarget)
     EXPECT_EQ(m_queue.Sizes(), (SSizes{0, 2, 4})) << "4 bytes, not 5";
 }
 
+TEST_F(SampleQueue, ReadyBlocks_AllLeaveInOrderBeforeTheFirstFrameOfTheBatch)
+{
+    for (const size_t size : {1u, 2u, 1u})
+        Push(EKrStream::Audio, size);
+    Push(EKrStream::Audio, 9); // due with the fourth frame
+    Push(EKrStream::Video, 1000);
+    EXPECT_EQ(Take(0), Lengths{1000});
+    EXPECT_EQ(m_queue.Sizes(), (SSizes{0, 1, 3}));
+    for (uint32_t number = 1; number < 6; ++number)
+        Push(EKrStream::Video, 1000 + number);
+    EXPECT_EQ(Take(1), (Lengths{1, 2, 1, 1001, 1002, 1003}));
+}
+
 TEST_F(SampleQueue, BlockThatWouldPassTheTarget_IsNotScheduled)
 {
     Push(EKrStream::Audio, 3);
@@ -135,6 +148,24 @@ TEST(WriterQueue, OneBlockAFrame_AlternatesFromTheFirstFrameOn)
         ASSERT_EQ(recorder.AddPatternVideo(100), 1);
     }
     EXPECT_EQ(recorder.Close().order, "VAVAVAVAVAVAVAVAVAVA");
+}
+
+// 48000 samples a second at 29.97 frames: 1602, 1601, 1602, 1601, 1602.
+TEST(WriterQueue, TargetFollowsTheFrameRate)
+{
+    CKrRecorder recorder(EKrWorker::Stopped);
+    ASSERT_EQ(recorder.Open(WithAudio(48000, 3)), 1);
+    for (int number = 0; number < 5; ++number)
+        ASSERT_EQ(recorder.AddPatternVideo(100), 1);
+    for (const size_t size : {1602u, 1601u, 1602u, 1601u, 1602u})
+        ASSERT_EQ(recorder.AddPatternAudio(size), 1);
+    EXPECT_EQ(recorder.Close().order, "VAVAVAVAVA");
+    ASSERT_EQ(recorder.Open(WithAudio(48000, 3)), 1);
+    for (int number = 0; number < 5; ++number)
+        ASSERT_EQ(recorder.AddPatternVideo(100), 1);
+    for (const size_t size : {1603u, 1600u, 1602u, 1601u, 1602u})
+        ASSERT_EQ(recorder.AddPatternAudio(size), 1);
+    EXPECT_EQ(recorder.Close().order, "VVAAVAVAVA") << "one byte too many for the first frame";
 }
 
 TEST(WriterQueue, VideoAlone_KeepsItsOrder)
@@ -256,6 +287,10 @@ TEST(WriterQueue, Refusals_LeaveNoTrace)
     EXPECT_EQ(recorder.AddVideo({}), 0) << "empty";
     EXPECT_EQ(recorder.AddAudio({1, 2}), 0) << "no audio stream";
     EXPECT_EQ(recorder.writer->AddVideoSample(nullptr), 0);
+    EXPECT_EQ(recorder.writer->AddAudioSample(nullptr), 0);
+    EXPECT_EQ(recorder.Close().order, "");
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    EXPECT_EQ(recorder.AddAudio({}), 0) << "empty";
     EXPECT_EQ(recorder.writer->AddAudioSample(nullptr), 0);
     EXPECT_EQ(recorder.Close().order, "");
     EXPECT_EQ(recorder.AddVideo({1}), 0) << "closed";

@@ -198,3 +198,170 @@ TEST_F(WriterSegment, FramesOf4Megabytes_PassTheReachOfAnIndex)
     EXPECT_LE(reach, uint64_t{0xFFFFFFFF});
     EXPECT_GT(reach, uint64_t{0xFFFFFFFF} - 5'000'000) << "not before it must";
 }
+
+TEST(WriterSegmentOfWorker, LaterFramesOfABatch_HaveTheirOwnReservation)
+{
+    CKrRecorder recorder(EKrWorker::Stopped);
+    SKrWritten written;
+    written.pcm = SKrPcmFormat{.channels = 2, .samplesPerSec = 25, .bitsPerSample = 16};
+    ASSERT_EQ(recorder.Open(written), 1);
+    ASSERT_EQ(recorder.AddZeroVideo(kLargeFrame), 1);
+    ASSERT_EQ(recorder.AddZeroAudio(4), 1);
+    for (int number = 1; number < 25; ++number)
+        ASSERT_EQ(recorder.AddZeroVideo(kLargeFrame), 1);
+    ASSERT_EQ(recorder.AddZeroAudio(4 * 25), 1); // takes all other frames in one batch
+    const SKrCheckedAvi checked = recorder.Close();
+    EXPECT_EQ(checked.order, "VA" + std::string(24, 'V') + "A");
+    EXPECT_EQ(checked.video[16].segment, 0u);
+    EXPECT_EQ(checked.video[17].segment, 1u);
+}
+
+TEST(WriterSegmentOfWorker, FramesOfTheLastDrain_HaveTheirReservation)
+{
+    CKrRecorder recorder(EKrWorker::Stopped);
+    SKrWritten written;
+    written.pcm = SKrPcmFormat{.channels = 2, .samplesPerSec = 25, .bitsPerSample = 16};
+    ASSERT_EQ(recorder.Open(written), 1);
+    for (int number = 0; number < 20; ++number)
+        ASSERT_EQ(recorder.AddZeroVideo(kLargeFrame), 1);
+    const SKrCheckedAvi checked = recorder.Close();
+    EXPECT_EQ(checked.video.size(), 20u);
+    EXPECT_EQ(checked.segments.size() - 1, 2u);
+}
+
+TEST_F(WriterSegment, HeadersOfALaterSegment_AreAlignedFromWhereTheyLie)
+{
+    for (const uint32_t sector : {32u, 4096u})
+    {
+        SCOPED_TRACE(sector);
+        Open(sector);
+        AddLargeFrames(20);
+        const SKrCheckedAvi checked = m_recorder.Close();
+        ASSERT_EQ(checked.segments.size() - 1, 2u);
+        EXPECT_EQ((checked.video[17].data - 8) % sector, 0u);
+        // Headers of 24 bytes, and a 'JUNK' of 8 to the next 32; or to the next 4096.
+        EXPECT_EQ(checked.video[17].data - 8 - checked.segments[1], sector);
+    }
+}
+
+// Behind an unpadded chunk each part of a group is predicted where the parts before it end.
+TEST_F(WriterSegment, GroupAtAnOddPosition_IsPredictedPartByPart)
+{
+    for (const uint64_t beyond : {0u, 4096u})
+    {
+        SCOPED_TRACE(beyond);
+        Open(4096, true);
+        m_recorder.written.hasDirectChunks = true;
+        AddLargeFrames(1);
+        for (int number = 1; number < 17; ++number)
+        {
+            ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
+            ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
+        }
+        while (Size() % 4096 != 9)
+        {
+            const KrBytes bytes((2 * 4096 + 9 - Size() % 4096) % 4096 + 4096 - 8);
+            ASSERT_EQ(m_recorder.writer->WriteVideoChunk(bytes.data(), static_cast<int32_t>(bytes.size())),
+                      1);
+        }
+        // Audio to the next boundary, then a frame that ends on one: no more than 1536 bytes below the limit.
+        const uint64_t tail = OldIndexTail(1 + 17 + 15 + 1, 4096);
+        const uint64_t left = (kSegmentLimit - tail - Size() - (4096 - 9)) / 4096 * 4096 + beyond;
+        ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
+        ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 1);
+        const SKrCheckedAvi checked = m_recorder.Close();
+        EXPECT_EQ(checked.segments.size() - 1, 1 + beyond / 4096);
+    }
+}
+
+// An odd chunk in front leaves the segment at an odd position; its data starts on a sector all the same.
+TEST_F(WriterSegment, HeadersBehindAnUnpaddedChunk_AreAlignedToo)
+{
+    m_recorder.written.hasDirectChunks = true;
+    ASSERT_EQ(m_recorder.Open({.hasDirectChunks = true}), 1);
+    AddLargeFrames(34); // the first segment ends aligned by its 'idx1'; the second ends here
+    const uint8_t bytes[101] = {};
+    ASSERT_EQ(m_recorder.writer->WriteVideoChunk(bytes, 101), 1);
+    const uint64_t third = Size();
+    AddLargeFrames(1);
+    ASSERT_EQ(GetLe32(m_recorder.Content().Range(third + 8, 4).data()), FourCcValue("AVIX"));
+    const CKrFileContent file = m_recorder.Content();
+    const uint64_t data = file.Size() - 512 - kLargeFrame / 512 * 512; // the large frame and its padding
+    m_recorder.writer->CloseFile();
+    EXPECT_EQ(file.Size() % 512, 0u);
+    EXPECT_EQ(GetLe32(file.Range(data, 4).data()), FourCcValue("00dc"));
+}
+
+TEST_F(WriterSegment, OneViewOfLaterHeadersAtATime)
+{
+    Open(512);
+    AddLargeFrames(60);
+    EXPECT_EQ(m_recorder.files.MostOpenViews(), 3u);
+    EXPECT_EQ(m_recorder.Close().segments.size() - 1, 4u);
+}
+
+TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
+{
+    Open(512, true);
+    AddLargeFrames(1);
+    for (int number = 1; number < 17; ++number)
+    {
+        ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
+        ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
+    }
+    // Direct chunks know no limit: beyond it, anything that is reserved starts a segment.
+    m_recorder.written.hasDirectChunks = true;
+    const KrBytes direct(59'000'000);
+    ASSERT_EQ(m_recorder.writer->WriteVideoChunk(direct.data(), static_cast<int32_t>(direct.size())), 1);
+    const uint64_t size = Size();
+    ASSERT_GT(size, kSegmentLimit);
+    const KrTest::CKrRef<CKrTestSample> audio(new CKrTestSample(KrBytes(4)));
+    const KrTest::CKrRef<CKrTestSample> video(new CKrTestSample(KrBytes(4)));
+    audio->RefuseLocks();
+    video->RefuseLocks();
+    ASSERT_EQ(m_recorder.writer->AddAudioSample(audio.Get()), 1);
+    ASSERT_EQ(m_recorder.writer->AddVideoSample(video.Get()), 1);
+    EXPECT_EQ(Size(), size);
+    m_recorder.writer->CloseFile();
+}
+
+// Between 'idx1' and headers that could not be written nothing belongs to any segment.
+TEST_F(WriterSegment, HeadersThatFail_LetNoChunkBehindTheOldIndex)
+{
+    Open(512);
+    AddLargeFrames(17);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // 'idx1', then the headers
+    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    const uint8_t byte = 1;
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(&byte, 1), 0);
+    const SKrCheckedAvi checked = m_recorder.Close();
+    EXPECT_EQ(checked.video.size(), 17u);
+    EXPECT_EQ(checked.segments.size() - 1, 1u);
+}
+
+TEST_F(WriterSegment, OldIndexThatFails_IsWrittenAtTheClose)
+{
+    Open(512);
+    AddLargeFrames(17);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
+    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
+    EXPECT_EQ(m_recorder.Close().video.size(), 17u);
+}
+
+TEST_F(WriterSegment, LaterHeadersThatCannotBeMapped_StayAsTheyWereWritten)
+{
+    Open(512);
+    AddLargeFrames(17);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Map, 1);
+    AddLargeFrames(3);
+    m_recorder.writer->CloseFile();
+    const CKrFileContent file = m_recorder.Content();
+    const uint64_t second = uint64_t{GetLe32(file.Range(4, 4).data())} + 8;
+    EXPECT_EQ(GetLe32(file.Range(second + 8, 4).data()), FourCcValue("AVIX"));
+    EXPECT_EQ(GetLe32(file.Range(second + 4, 4).data()), 512u - 8) << "the headers alone";
+    EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 20u) << "frames in all, in the first headers";
+}

@@ -60,6 +60,18 @@ TEST(WriterPacing, SubmissionsPauseAndQueuedChunksArePaced)
     recorder.Close();
 }
 
+TEST(WriterPacing, EachFile_StartsAnew)
+{
+    CKrRecorder recorder(EKrWorker::None);
+    for (int round = 0; round < 2; ++round)
+    {
+        ASSERT_EQ(recorder.Open({}), 1);
+        ASSERT_EQ(recorder.AddVideo({1, 2, 3}), 1);
+        recorder.Close();
+    }
+    EXPECT_EQ(recorder.clock.Sleeps(), (std::vector<uint32_t>{1, 1, 1, 1}));
+}
+
 TEST(WriterPacing, DirectChunks_AreNotPaced)
 {
     CKrRecorder recorder(EKrWorker::None);
@@ -133,4 +145,15 @@ TEST(WriterDataRate, LessThanASecond_IsNotMeasured)
     for (int number = 0; number < 24; ++number)
         ASSERT_EQ(recorder.AddZeroVideo(5112), 1);
     EXPECT_EQ(recorder.Close().maxBytesPerSec, 0u);
+}
+
+TEST(WriterDataRate, IsMeasuredAfterAFailedStepToo)
+{
+    CKrRecorder recorder(EKrWorker::Stopped);
+    ASSERT_EQ(recorder.Open({}), 1);
+    for (int number = 0; number < 26; ++number)
+        ASSERT_EQ(recorder.AddZeroVideo(5112), 1);
+    recorder.faults.Reset();
+    recorder.faults.FailCall(EKrFileCall::Write, 26);
+    EXPECT_EQ(recorder.Close().maxBytesPerSec, 33792u + 32256 + 25 * 5120);
 }

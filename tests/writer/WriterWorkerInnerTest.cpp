@@ -140,6 +140,17 @@ TEST_F(WriterWorker, OneFailedWrite_EndsTheDrainAndTheFileIsStillCompleted)
     EXPECT_EQ(m_recorder.files.OpenFiles(), 0u);
 }
 
+TEST_F(WriterWorker, AfterAFailedWrite_TheCloseWritesNoSample)
+{
+    ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    AddVideo(3);
+    FailWrite(1);
+    const uint8_t byte = 1;
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(&byte, 1), 0);
+    EXPECT_EQ(m_recorder.Close().order, "") << "but completes the file";
+    EXPECT_EQ(CKrTestSample::Alive(), 0);
+}
+
 TEST_F(WriterWorker, OldIndexThatFailsOnce_IsWrittenByTheClose)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);

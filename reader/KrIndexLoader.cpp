@@ -5,7 +5,7 @@
 #include "format/KrFourCC.h"
 #include "platform/KrPlatform.h"
 #include "reader/KrAudioChunkStatistics.h"
-#include "reader/KrIndexArray.h"
+#include "reader/KrHostArray.h"
 
 #include <algorithm>
 #include <new>
@@ -112,7 +112,7 @@ template <class Sink>
 bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
                           Sink&& sink)
 {
-    if (!KrIndexArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
+    if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
         return false;
     m_produced = 0;
     try
@@ -124,7 +124,7 @@ bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t
     {
         return false;
     }
-    KrIndexArray::CutTo(out, m_produced);
+    KrHostArray::CutTo(out, m_produced);
     return true;
 }
 
@@ -182,7 +182,7 @@ template <class Sink>
 bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sink& sink)
 {
     SSuperIndex super;
-    if (!ReadSuperIndex(index.indexPosition, super) || !KrIndexArray::TrySetSize(out, super.totalEntries))
+    if (!ReadSuperIndex(index.indexPosition, super) || !KrHostArray::TrySetSize(out, super.totalEntries))
         return false;
     sink.Begin(super.totalEntries);
     for (const uint64_t position : super.positions)
@@ -243,7 +243,7 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
     const uint64_t entries = std::min<uint64_t>(index.oldIndexEntries, FileHoldsFrom(index.indexPosition) /
                                                                            SKrOldIndexEntry::kEncodedSize);
     std::vector<uint8_t> bytes;
-    if (!KrIndexArray::TrySetSize(out, entries) ||
+    if (!KrHostArray::TrySetSize(out, entries) ||
         !ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize, bytes))
         return false;
     sink.Begin(bytes.size() / SKrOldIndexEntry::kEncodedSize);

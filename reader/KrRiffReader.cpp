@@ -2,6 +2,7 @@
 
 #include "format/KrFourCC.h"
 #include "reader/KrHeaderParser.h"
+#include "reader/KrHostArray.h"
 
 #include <atomic>
 #include <cstring>
@@ -229,7 +230,7 @@ SKrRiffChunkInfo* CKrRiffReader::GetLastRiffSegment()
 
 int CKrRiffReader::FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition)
 {
-    if (fourccs == nullptr || fourccs->IsEmpty())
+    if (fourccs == nullptr || !KrHostArray::IsUsable(*fourccs) || fourccs->IsEmpty())
         return 0;
     CKrTryLockScope scope(m_lock);
     if (!scope.Entered())

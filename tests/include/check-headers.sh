@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# check-headers.sh COMPILER INCLUDE_FOLDER: each public header compiles alone as C++17 without a warning, with
-# and without exceptions, and for Windows also on either side of the platform's own header.
+# check-headers.sh COMPILER INCLUDE_FOLDER [OPTION...]: each public header compiles alone as C++17 without a warning,
+# with and without exceptions, and where there is a <windows.h> also on either side of it.
 set -euo pipefail
 compiler=$1
 include=$2
-strict=(-std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ -I "$include" -)
-windows=$("$compiler" -dM -E -x c++ /dev/null | grep -c '#define _WIN32 ' || true)
+options=("${@:3}")
+strict=("${options[@]}" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ -I "$include" -)
+windows=0 # whether the platform's own header is at hand
+echo '#include <windows.h>' | "$compiler" "${options[@]}" -fsyntax-only -x c++ - 2>/dev/null && windows=1
 
 count=0
 compile() {

@@ -1,19 +1,20 @@
-// The caller's index array, as the loaders use it.
-#ifndef KR_READER_KRINDEXARRAY_H
-#define KR_READER_KRINDEXARRAY_H
+// The caller's arrays, as the reader uses them.
+#ifndef KR_READER_KRHOSTARRAY_H
+#define KR_READER_KRHOSTARRAY_H
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
 
 #include <cstdint>
 
-namespace KrIndexArray
+namespace KrHostArray
 {
 using Entries = CArray<SKrChunkIndexEntry>;
 
 #if defined(KR_USE_MFC)
 
-inline bool IsUsable(const Entries&)
+template <class Array>
+bool IsUsable(const Array&)
 {
     return true;
 }
@@ -36,9 +37,10 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
 
 // An array of another kind, from a host built with a framework that the library was not, must not be
 // touched: its memory belongs to that framework.
-inline bool IsUsable(const Entries& entries)
+template <class Array>
+bool IsUsable(const Array& array)
 {
-    return entries.IsStandIn();
+    return array.IsStandIn();
 }
 
 inline bool TrySetSize(Entries& entries, uint64_t size)
@@ -56,6 +58,6 @@ inline void CutTo(Entries& entries, uint64_t size)
     entries.SetSize(static_cast<intptr_t>(size));
     entries.FreeExtra();
 }
-} // namespace KrIndexArray
+} // namespace KrHostArray
 
 #endif

@@ -1,0 +1,56 @@
+# What is installed, and the archive of it for Windows.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS KrRiffUtils EXPORT KrRiffUtils
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/KrRiffUtils DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+
+# find_package(KrRiffUtils)
+set(KR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KrRiffUtils)
+install(EXPORT KrRiffUtils NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsTargets.cmake)
+configure_package_config_file(cmake/KrRiffUtilsConfig.cmake.in ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake
+  INSTALL_DESTINATION ${KR_PACKAGE_DIR})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake ${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake
+  DESTINATION ${KR_PACKAGE_DIR})
+
+# pkg-config. Paths are relative to the file, so that the tree can be moved.
+if(NOT MSVC)
+  file(RELATIVE_PATH KR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  configure_file(cmake/KrRiffUtils.pc.in ${CMAKE_BINARY_DIR}/KrRiffUtils.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+
+# The import library for Microsoft's linkers beside the one for mingw. Same functions, other names.
+if(MINGW)
+  find_program(KR_LLVM_LIB NAMES llvm-lib-19 llvm-lib-20 llvm-lib-18 llvm-lib DOC "Makes KrRiffUtils.lib")
+  if(KR_LLVM_LIB)
+    set(ms_import_library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/KrRiffUtils.lib)
+    add_custom_command(OUTPUT ${ms_import_library}
+      COMMAND ${KR_LLVM_LIB} /nologo /machine:x64 /def:${KR_MODULE_DEFINITION} /out:${ms_import_library}
+      DEPENDS ${KR_MODULE_DEFINITION} COMMENT "Making KrRiffUtils.lib" VERBATIM)
+    add_custom_target(KrMicrosoftImportLibrary ALL DEPENDS ${ms_import_library})
+    install(FILES ${ms_import_library} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  else()
+    message(STATUS "No llvm-lib: KrRiffUtils.lib, for Microsoft's linkers, is not made")
+  endif()
+endif()
+
+set(CPACK_PACKAGE_NAME KrRiffUtils)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME KrRiffUtils-${PROJECT_VERSION}-win64)
+else()
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_PACKAGE_FILE_NAME KrRiffUtils-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROCESSOR})
+endif()
+set(CPACK_OUTPUT_FILE_PREFIX ${CMAKE_BINARY_DIR}/package)
+include(CPack)

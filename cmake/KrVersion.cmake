@@ -1,0 +1,11 @@
+# Gives a Windows program or DLL its version resource: TYPE is VFT_DLL or VFT_APP.
+function(kr_add_version_resource target type file_name description)
+  if(NOT WIN32)
+    return()
+  endif()
+  set(KR_FILE_TYPE ${type})
+  set(KR_FILE_NAME ${file_name})
+  set(KR_FILE_DESCRIPTION ${description})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/KrVersion.rc.in ${CMAKE_BINARY_DIR}/${target}.rc @ONLY)
+  target_sources(${target} PRIVATE ${CMAKE_BINARY_DIR}/${target}.rc)
+endfunction()

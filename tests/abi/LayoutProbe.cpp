@@ -1,0 +1,18 @@
+// Needs the tables of all interfaces, so that a compiler that is asked for them prints them.
+#include "KrRiffUtils/KrRiffUtils.h"
+
+void DeleteAll(IKrUnknown* unknown, IKrRiffReader* reader, IKrAviWriter* writer, IKrPoolElement* element,
+               IKrMediaSample* sample, IKrdsMediaSamplePool* pool);
+
+#if defined(_MSC_VER)
+void DeleteAll(IKrUnknown* unknown, IKrRiffReader* reader, IKrAviWriter* writer, IKrPoolElement* element,
+               IKrMediaSample* sample, IKrdsMediaSamplePool* pool)
+{
+    delete unknown;
+    delete reader;
+    delete writer;
+    delete element;
+    delete sample;
+    delete pool;
+}
+#endif

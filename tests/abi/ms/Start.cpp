@@ -1,0 +1,51 @@
+// The little that programs need in Microsoft's ABI where Microsoft's own runtime is not at hand: the system's old C
+// library, and an entry point that calls main or wmain.
+#include <stdlib.h>
+
+extern "C"
+{
+    int _fltused = 0;
+    __declspec(dllimport) int __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*** environment, int wildcards,
+                                             int* start);
+}
+
+// The only objects on this heap are the programs' own.
+void* operator new(size_t size)
+{
+    return malloc(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    free(memory);
+}
+
+void operator delete(void* memory, size_t) noexcept
+{
+    free(memory);
+}
+
+extern "C" int _purecall()
+{
+    exit(99);
+}
+
+#if defined(KR_WIDE_MAIN)
+extern "C" int wmain(int count, wchar_t** arguments);
+#else
+int main();
+#endif
+
+extern "C" void KrStart()
+{
+    int count = 0;
+    wchar_t** arguments = nullptr;
+    wchar_t** environment = nullptr;
+    int start = 0;
+    __wgetmainargs(&count, &arguments, &environment, 0, &start);
+#if defined(KR_WIDE_MAIN)
+    exit(wmain(count, arguments));
+#else
+    exit(main());
+#endif
+}

@@ -1,0 +1,9 @@
+// Of the system's old C library, for compilers that come without headers for it.
+#pragma once
+#include <stddef.h>
+extern "C"
+{
+    void* malloc(size_t size);
+    void free(void* memory);
+    [[noreturn]] void exit(int code);
+}

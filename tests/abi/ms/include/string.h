@@ -1,0 +1,9 @@
+// Of the system's old C library, for compilers that come without headers for it.
+#pragma once
+#include <stddef.h>
+extern "C"
+{
+    int memcmp(const void* left, const void* right, size_t count);
+    void* memcpy(void* to, const void* from, size_t count);
+    void* memset(void* memory, int value, size_t count);
+}

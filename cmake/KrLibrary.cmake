@@ -39,6 +39,7 @@ if(WIN32)
   target_sources(KrRiffUtilsObjects PRIVATE
     platform/win32/KrClockWin32.cpp
     platform/win32/KrFilesWin32.cpp
+    platform/win32/KrModuleHoldWin32.cpp
     platform/win32/KrWritableFileWin32.cpp)
   if(KR_USE_MFC)
     set(KR_MODULE_HOOK platform/win32/KrModuleMfc.cpp)
@@ -49,11 +50,12 @@ else()
   target_sources(KrRiffUtilsObjects PRIVATE
     platform/posix/KrClockPosix.cpp
     platform/posix/KrFilesPosix.cpp
+    platform/posix/KrModuleHoldPosix.cpp
     platform/posix/KrNativePath.cpp
     platform/posix/KrWritableFilePosix.cpp)
   set(KR_MODULE_HOOK platform/posix/KrModulePosix.cpp)
 endif()
-target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils KrKernel KrWinUtils)
+target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils KrKernel KrWinUtils ${CMAKE_DL_LIBS})
 
 add_library(KrRiffUtils SHARED ${KR_MODULE_HOOK})
 target_link_libraries(KrRiffUtils PRIVATE KrRiffUtilsObjects)

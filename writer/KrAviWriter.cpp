@@ -137,6 +137,8 @@ void CKrAviWriter::StartWorker()
 {
     const CKrLockScope scope(m_lock);
     m_workerRunning = m_worker && m_worker->Start() != 0;
+    if (m_workerRunning)
+        m_moduleHold.Take();
 }
 
 // Ends the submissions; what was accepted before is still written. Answers whether a worker has to be
@@ -155,6 +157,7 @@ int CKrAviWriter::CloseFile()
         m_worker->Stop();
         m_work.WakeForStop();
         m_worker->WaitForEnd(kKrWaitForEver);
+        m_moduleHold.Drop();
     }
     else if (m_file != nullptr)
     {

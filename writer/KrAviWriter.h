@@ -10,6 +10,7 @@
 #include "core/KrObject.h"
 #include "core/KrReentrantLock.h"
 #include "core/KrRef.h"
+#include "platform/KrModuleHold.h"
 #include "platform/KrPlatform.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "writer/KrAviFile.h"
@@ -104,6 +105,7 @@ private:
     std::vector<uint32_t> m_groupLengths; // under m_stepLock
     CKrWorkSignal m_work;
     CKrRef<IKrWorkerThread> m_worker; // null when none could be made
+    CKrModuleHold m_moduleHold;       // while the worker runs
 };
 
 #endif

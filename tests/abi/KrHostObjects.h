@@ -5,8 +5,12 @@
 #include "KrHostPlatform.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 
-// Objects of a test program that uses one thread at a time, apart from the writer's: the counts are read only when the
-// writer is closed.
+// Counts change on the host's thread and on the writer's.
+inline uint32_t Count(int& references, int change)
+{
+    return static_cast<uint32_t>(__atomic_add_fetch(&references, change, __ATOMIC_SEQ_CST));
+}
+
 class CHostSource final : public IMediaSample
 {
 public:
@@ -15,8 +19,8 @@ public:
     int m_references = 1;
 
     int32_t QueryInterface(const KrGuid&, void**) override { return -1; }
-    uint32_t AddRef() override { return static_cast<uint32_t>(++m_references); }
-    uint32_t Release() override { return static_cast<uint32_t>(--m_references); }
+    uint32_t AddRef() override { return Count(m_references, 1); }
+    uint32_t Release() override { return Count(m_references, -1); }
     int32_t GetPointer(uint8_t** buffer) override
     {
         *buffer = m_data;
@@ -54,8 +58,8 @@ public:
     int m_references = 1;
     int m_locks = 0;
 
-    uint32_t AddRef() override { return static_cast<uint32_t>(++m_references); }
-    uint32_t Release() override { return static_cast<uint32_t>(--m_references); }
+    uint32_t AddRef() override { return Count(m_references, 1); }
+    uint32_t Release() override { return Count(m_references, -1); }
     void ResetElement() override {}
     int LockBuffer(uint8_t** data, int32_t* length) override
     {

@@ -22,6 +22,9 @@ private:
     void* m_handle;
 };
 
+// Whether the library is in the process, whoever holds it.
+[[nodiscard]] bool IsLoaded(const char* path);
+
 // Whether the file could be opened for writing by somebody who shares it with nobody: false while a reader
 // has it open.
 [[nodiscard]] bool CanBeHeldForWriting(const std::wstring& path);

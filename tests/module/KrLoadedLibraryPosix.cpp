@@ -26,6 +26,15 @@ void* CKrLoadedLibrary::Function(const char* name) const
     return dlsym(m_handle, name);
 }
 
+bool KrTest::IsLoaded(const char* path)
+{
+    void* const handle = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+    if (handle == nullptr)
+        return false;
+    dlclose(handle);
+    return true;
+}
+
 bool KrTest::CanBeHeldForWriting(const std::wstring& path)
 {
     const int file = open(Os::StdPath(path).c_str(), O_RDWR | O_CLOEXEC);

@@ -22,6 +22,11 @@ void* CKrLoadedLibrary::Function(const char* name) const
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(m_handle), name));
 }
 
+bool KrTest::IsLoaded(const char* path)
+{
+    return GetModuleHandleA(path) != nullptr;
+}
+
 bool KrTest::CanBeHeldForWriting(const std::wstring& path)
 {
     const HANDLE file =

@@ -17,6 +17,7 @@ namespace
 {
 using QueryByPath = int (*)(const wchar_t*, EKrScanMode&);
 constexpr const char* kScanModeByPath = "_ZN11KrRiffUtils14GetAviScanModeEPKwR11EKrScanMode";
+constexpr const char* kCreateWriter = "_Z17KrCreateAviWriterPP12IKrAviWriter";
 
 class Unload : public testing::Test
 {
@@ -49,6 +50,25 @@ TEST_F(Unload, CachedReader_IsClosed)
         QueryAndKeepOpen(library);
         EXPECT_FALSE(CanBeHeldForWriting(m_path));
     }
+    EXPECT_TRUE(CanBeHeldForWriting(m_path));
+}
+
+// A worker thread holds the library while it runs, not longer.
+TEST_F(Unload, AfterARecording_TheCachedReaderIsClosed)
+{
+    {
+        const CKrLoadedLibrary library(KR_LIBRARY_PATH);
+        QueryAndKeepOpen(library);
+        IKrAviWriter* writer = nullptr;
+        const auto create = reinterpret_cast<int (*)(IKrAviWriter**)>(library.Function(kCreateWriter));
+        ASSERT_EQ(create(&writer), 1);
+        SKrMediaInfo info{};
+        info.videoStreamCount = 1;
+        info.width = info.height = 16;
+        ASSERT_EQ(writer->OpenFileFromInfo(m_folder.PathOf(L"out.avi").c_str(), &info), 1);
+        writer->Release();
+    }
+    EXPECT_FALSE(IsLoaded(KR_LIBRARY_PATH));
     EXPECT_TRUE(CanBeHeldForWriting(m_path));
 }
 

@@ -7,14 +7,14 @@ install(TARGETS KrRiffUtils EXPORT KrRiffUtils
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/KrRiffUtils DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN *.md)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
 # find_package(KrRiffUtils)
 set(KR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KrRiffUtils)
 install(EXPORT KrRiffUtils NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsTargets.cmake)
 configure_package_config_file(cmake/KrRiffUtilsConfig.cmake.in ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake
-  INSTALL_DESTINATION ${KR_PACKAGE_DIR})
+  INSTALL_DESTINATION ${KR_PACKAGE_DIR} PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake ${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake
   DESTINATION ${KR_PACKAGE_DIR})

@@ -1,5 +1,5 @@
-// Lets the examples start in the same way everywhere: Run gets the program's arguments as wide text, which is how
-// paths cross the library's interface.
+// Lets the examples start in the same way everywhere: Run gets the program's arguments as wide text, which is
+// how paths cross the library's interface.
 #ifndef KR_EXAMPLES_KREXAMPLEMAIN_H
 #define KR_EXAMPLES_KREXAMPLEMAIN_H
 

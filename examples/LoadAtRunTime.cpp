@@ -25,7 +25,8 @@ bool PrintStreams(IKrRiffReader& reader, const wchar_t* path)
     uint32_t chunkId = 0;
     const uint32_t frames = reader.GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
     if (valid != 0)
-        printf("%u frames of %d x %d\n", frames, static_cast<int>(format.width), static_cast<int>(format.height));
+        printf("%u frames of %d x %d\n", frames, static_cast<int>(format.width),
+               static_cast<int>(format.height));
     SKrWaveFormatInfo sound = {};
     double seconds = 0;
     if (reader.GetAudioStreamInfo(&sound, &valid, &chunkId, &seconds) != 0 && valid != 0)

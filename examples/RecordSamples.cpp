@@ -10,7 +10,8 @@
 
 namespace
 {
-const int kFrames = 50, kWidth = 64, kHeight = 48, kFrameBytes = kWidth * kHeight * 3, kAudioBytes = 48000 / 25 * 4;
+const int kFrames = 50, kWidth = 64, kHeight = 48, kFrameBytes = kWidth * kHeight * 3,
+          kAudioBytes = 48000 / 25 * 4;
 
 // Puts one buffer of the allocator into the writer, through a sample that the pool lends.
 bool Add(IMemAllocator& allocator, IKrdsMediaSamplePool& pool, IKrAviWriter& writer, bool isVideo, int number)
@@ -35,8 +36,8 @@ bool Add(IMemAllocator& allocator, IKrdsMediaSamplePool& pool, IKrAviWriter& wri
 
 bool Record(IMemAllocator& allocator, IKrdsMediaSamplePool& pool, IKrAviWriter& writer, const wchar_t* path)
 {
-    SKrAviVideoParams video = {kWidth, kHeight, 24, {}, 0, 0, 2 /* 25 frames per second */, 2 /* progressive */,
-                               0,      kWidth,  kHeight};
+    SKrAviVideoParams video = {
+        kWidth, kHeight, 24, {}, 0, 0, 2 /* 25 frames per second */, 2 /* progressive */, 0, kWidth, kHeight};
     WAVEFORMATEX audio = {WAVE_FORMAT_PCM, 2, 48000, 48000 * 4, 4, 16, 0};
     bool done = writer.OpenFile(path, &video, 0 /* uncompressed */, &audio) != 0;
     for (int number = 0; done && number < kFrames; ++number)
@@ -51,7 +52,8 @@ int Run(int count, const wchar_t* const* arguments)
     if (count != 2 || FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)))
         return 2;
     IMemAllocator* allocator = nullptr;
-    CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator, (void**)&allocator);
+    CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
+                     (void**)&allocator);
     ALLOCATOR_PROPERTIES wanted = {12, kFrameBytes, 1, 0}, got = {}; // more buffers than the pool has samples
     IKrdsMediaSamplePool* pool = nullptr;
     IKrAviWriter* writer = nullptr;

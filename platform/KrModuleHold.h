@@ -1,5 +1,5 @@
-// Keeps the library loaded while a thread of its own runs: a host that unloads it meanwhile must not take the code
-// away from under that thread.
+// Keeps the library loaded while a thread of its own runs: a host that unloads it meanwhile must not take the
+// code away from under that thread.
 #ifndef KR_PLATFORM_KRMODULEHOLD_H
 #define KR_PLATFORM_KRMODULEHOLD_H
 

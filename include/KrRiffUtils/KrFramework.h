@@ -29,6 +29,7 @@ extern "C"
 #include <stdlib.h>
 #endif
 
+// Whether the program that includes this is compiled with exceptions.
 #if defined(__cpp_exceptions) || defined(_CPPUNWIND) || defined(__EXCEPTIONS)
 #define KR_FRAMEWORK_EXCEPTIONS 1
 #else
@@ -67,6 +68,7 @@ inline void* Resize(void* memory, size_t size)
 #endif
 }
 
+// Gives a block back; null is allowed.
 inline void Free(void* memory)
 {
 #if defined(_WIN32)
@@ -77,6 +79,7 @@ inline void Free(void* memory)
 #endif
 }
 
+// What takes the place of an exception in programs without them.
 [[noreturn]] inline void StopProgram()
 {
 #if defined(_MSC_VER) && !defined(__clang__)
@@ -86,6 +89,7 @@ inline void Free(void* memory)
 #endif
 }
 
+// Throws CInvalidArgException.
 [[noreturn]] inline void FailBadIndex()
 {
 #if KR_FRAMEWORK_EXCEPTIONS
@@ -95,6 +99,7 @@ inline void Free(void* memory)
 #endif
 }
 
+// Throws CMemoryException.
 [[noreturn]] inline void FailNoMemory()
 {
 #if KR_FRAMEWORK_EXCEPTIONS
@@ -114,16 +119,23 @@ class CArray
     static_assert(__is_trivially_copyable(TYPE), "elements cross module boundaries as plain bytes");
 
 public:
+    // Makes an empty array, which has no memory of its own yet.
     CArray() : m_tag(kTag), m_data(nullptr), m_size(0), m_capacity(0), m_growBy(0) {}
     ~CArray() { KrFrameworkMemory::Free(m_data); }
     CArray(const CArray&) = delete;
     CArray& operator=(const CArray&) = delete;
 
+    // Number of elements.
     intptr_t GetSize() const { return m_size; }
     intptr_t GetCount() const { return m_size; }
+
+    // Index of the last element, -1 when there is none.
     intptr_t GetUpperBound() const { return m_size - 1; }
+
+    // Whether there is no element.
     bool IsEmpty() const { return m_size == 0; }
 
+    // One element, by its index from 0.
     const TYPE& GetAt(intptr_t index) const { return m_data[Checked(index)]; }
     TYPE& GetAt(intptr_t index) { return m_data[Checked(index)]; }
     void SetAt(intptr_t index, ARG_TYPE element) { m_data[Checked(index)] = element; }
@@ -160,6 +172,7 @@ public:
         return true;
     }
 
+    // Appends an element and returns its index.
     intptr_t Add(ARG_TYPE element)
     {
         const TYPE copy = element; // the element may lie in this array, which moves when it grows
@@ -168,6 +181,7 @@ public:
         return m_size - 1;
     }
 
+    // Inserts an element `count` times before the index, at the end of a longer array when that lies beyond.
     void InsertAt(intptr_t index, ARG_TYPE element, intptr_t count = 1)
     {
         if (index < 0 || count < 0)
@@ -184,6 +198,7 @@ public:
             m_data[index + offset] = copy;
     }
 
+    // Removes elements; those behind them move up.
     void RemoveAt(intptr_t index, intptr_t count = 1)
     {
         if (index < 0 || count < 0 || index > m_size || count > m_size - index)
@@ -202,6 +217,7 @@ public:
         m_capacity = 0;
     }
 
+    // Makes this array equal to the other.
     void Copy(const CArray& other)
     {
         if (this == &other)
@@ -294,7 +310,7 @@ class CDWordArray : public CArray<uint32_t, uint32_t>
 // Checks the layout that the library and its hosts share.
 struct SKrArrayLayout
 {
-    typedef CArray<uint32_t, uint32_t> Array;
+    typedef CArray<uint32_t, uint32_t> Array; // stands for all of them
     static_assert(sizeof(Array) == 40 && sizeof(CDWordArray) == 40, "fixed layout");
     static_assert(offsetof(Array, m_tag) == 0 && offsetof(Array, m_data) == 8 &&
                       offsetof(Array, m_size) == 16 && offsetof(Array, m_capacity) == 24 &&

@@ -18,15 +18,16 @@ struct IMediaSample;
 // Head of an audio format block; cbSize bytes of format-specific data may follow it.
 struct tWAVEFORMATEX
 {
-    uint16_t wFormatTag;
-    uint16_t nChannels;
-    uint32_t nSamplesPerSec;
-    uint32_t nAvgBytesPerSec;
-    uint16_t nBlockAlign;
-    uint16_t wBitsPerSample;
-    uint16_t cbSize;
+    uint16_t wFormatTag;      // 1: PCM
+    uint16_t nChannels;       // samples of a sample frame
+    uint32_t nSamplesPerSec;  // sample frames
+    uint32_t nAvgBytesPerSec; // nSamplesPerSec * nBlockAlign for PCM
+    uint16_t nBlockAlign;     // bytes of one sample frame
+    uint16_t wBitsPerSample;  // of one channel
+    uint16_t cbSize;          // of what follows
 };
 #pragma pack(pop)
+// The name that it usually goes by.
 typedef struct tWAVEFORMATEX WAVEFORMATEX;
 
 static_assert(sizeof(WAVEFORMATEX) == 18, "fixed layout");
@@ -38,10 +39,12 @@ struct KrMediaType;
 // are in units of 100 ns.
 struct IMediaSample
 {
+    // As every COM object has them.
     virtual int32_t QueryInterface(const KrGuid& id, void** object) = 0;
     virtual uint32_t AddRef() = 0;
     virtual uint32_t Release() = 0;
 
+    // As DirectShow has them.
     virtual int32_t GetPointer(uint8_t** buffer) = 0;
     virtual int32_t GetSize() = 0;
     virtual int32_t GetTime(int64_t* start, int64_t* end) = 0;

@@ -20,7 +20,7 @@ struct SKrRiffChunkInfo
 // hosts never make any.
 struct SKrRiffChunkNode
 {
-    SKrRiffChunkInfo chunk;
+    SKrRiffChunkInfo chunk; // the chunk that the node stands for
 };
 
 // One data chunk of a stream, as an index gives it.
@@ -40,10 +40,10 @@ struct SKrChunkIndexEntry
 // bytesPerPeriod, chunksPerPeriod, lastChunkBytes are those of the second, third and fourth quarter.
 struct SKrAudioChunkPattern
 {
-    uint32_t kind;
-    uint32_t bytesPerPeriod;
-    uint32_t chunksPerPeriod;
-    uint32_t lastChunkBytes;
+    uint32_t kind;            // 1, or bytes of the first quarter
+    uint32_t bytesPerPeriod;  // or bytes of the second quarter
+    uint32_t chunksPerPeriod; // or bytes of the third quarter
+    uint32_t lastChunkBytes;  // or bytes of the fourth quarter
 };
 
 // Frame rates that have a code (rate / scale).
@@ -62,10 +62,10 @@ enum class EKrFrameRate : uint32_t
 // Field order of the pictures.
 enum class EKrScanMode : int32_t
 {
-    Unknown = -1,
-    UpperFieldFirst = 0,
-    LowerFieldFirst = 1,
-    Progressive = 2
+    Unknown = -1,        // none is declared, or none of those below
+    UpperFieldFirst = 0, // interlaced, as 576- and 1080-line pictures are
+    LowerFieldFirst = 1, // interlaced, as 480- and 486-line pictures are
+    Progressive = 2      // whole pictures
 };
 
 // A video format, as the reader reports it and the writer takes it.
@@ -74,43 +74,43 @@ struct SKrAviVideoParams
     uint16_t displayWidth;  // pixels, with the pixel aspect ratio applied
     uint16_t displayHeight; // pixels
     uint8_t bitCount;       // the reader reports 8; the writer stores it as biBitCount
-    uint8_t padding[3];
-    uint32_t reservedA;  // from the reader: 1 when the stored width is above 720, else 0
-    uint32_t aspectMode; // 0: 4:3 picture, 1: 16:9 picture, 3: size not known to the reader; the writer
-                         // takes 4 (648/720) and 5 (864/720) as well
-    uint32_t frameRate;  // EKrFrameRate code, 0xFFFFFFFF when the reader found none
-    int32_t scanMode;    // EKrScanMode value
-    uint32_t reservedB;  // from the reader: pixel format, 3 for 24 bits, 1 for 32 bits, else 0
-    int32_t width;       // stored width in pixels
-    int32_t height;      // stored height in pixels
+    uint8_t padding[3];     // not used
+    uint32_t reservedA;     // from the reader: 1 when the stored width is above 720, else 0
+    uint32_t aspectMode;    // 0: 4:3 picture, 1: 16:9 picture, 3: size not known to the reader; the writer
+                            // takes 4 (648/720) and 5 (864/720) as well
+    uint32_t frameRate;     // EKrFrameRate code, 0xFFFFFFFF when the reader found none
+    int32_t scanMode;       // EKrScanMode value
+    uint32_t reservedB;     // from the reader: pixel format, 3 for 24 bits, 1 for 32 bits, else 0
+    int32_t width;          // stored width in pixels
+    int32_t height;         // stored height in pixels
 };
 
 // A PCM audio format.
 struct SKrWaveFormatInfo
 {
-    uint32_t formatTag; // WAVE_FORMAT_... value, 1 for PCM
-    uint32_t channels;
-    uint32_t samplesPerSec;
-    uint32_t avgBytesPerSec;
-    uint16_t blockAlign; // bytes of one sample frame (all channels)
-    uint16_t bitsPerSample;
+    uint32_t formatTag;      // WAVE_FORMAT_... value, 1 for PCM
+    uint32_t channels;       // samples of a sample frame
+    uint32_t samplesPerSec;  // sample frames
+    uint32_t avgBytesPerSec; // as the file has it
+    uint16_t blockAlign;     // bytes of one sample frame (all channels)
+    uint16_t bitsPerSample;  // of one channel
 };
 
 // A media description from which the writer can be opened.
 struct SKrMediaInfo
 {
-    uint16_t videoStreamCount;
-    uint16_t audioStreamCount;
-    uint32_t width;  // pixels
-    uint32_t height; // pixels
-    uint32_t reservedA;
-    uint32_t aspectMode;
-    uint32_t frameRate; // EKrFrameRate code
-    int32_t scanMode;   // EKrScanMode value
-    uint32_t reservedB;
-    uint16_t channels;
-    uint16_t bitsPerSample;
-    uint32_t samplesPerSec;
+    uint16_t videoStreamCount; // at least 1
+    uint16_t audioStreamCount; // 0: no sound
+    uint32_t width;            // pixels
+    uint32_t height;           // pixels
+    uint32_t reservedA;        // carried, not used
+    uint32_t aspectMode;       // as in SKrAviVideoParams
+    uint32_t frameRate;        // EKrFrameRate code
+    int32_t scanMode;          // EKrScanMode value
+    uint32_t reservedB;        // carried, not used
+    uint16_t channels;         // of the sound
+    uint16_t bitsPerSample;    // of one channel
+    uint32_t samplesPerSec;    // sample frames
 };
 
 static_assert(sizeof(SKrRiffChunkInfo) == 24 && offsetof(SKrRiffChunkInfo, offset) == 16, "fixed layout");

@@ -15,8 +15,8 @@ const char g_inThisModule = 0;
 void CKrModuleHold::Take()
 {
     HMODULE module = nullptr;
-    if (m_module == nullptr &&
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&g_inThisModule), &module))
+    if (m_module == nullptr && GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                                                  reinterpret_cast<LPCWSTR>(&g_inThisModule), &module))
         m_module = module;
 }
 

@@ -21,7 +21,8 @@ int (*volatile g_modeOfReader)(IKrRiffReader*, EKrScanMode&) = &KrRiffUtils::Get
 int (*volatile g_modeOfPath)(const wchar_t*, EKrScanMode&) = &KrRiffUtils::GetAviScanMode;
 int (*volatile g_chunkModeOfReader)(IKrRiffReader*, int,
                                     EKrScanMode&) = &KrRiffUtils::GetAviScanModeFromPrivateChunk;
-int (*volatile g_chunkModeOfPath)(const wchar_t*, int, EKrScanMode&) = &KrRiffUtils::GetAviScanModeFromPrivateChunk;
+int (*volatile g_chunkModeOfPath)(const wchar_t*, int,
+                                  EKrScanMode&) = &KrRiffUtils::GetAviScanModeFromPrivateChunk;
 int (*volatile g_aspectOfReader)(IKrRiffReader*, int&, int&) = &KrRiffUtils::GetAviPixelAspectRatio;
 int (*volatile g_aspectOfPath)(const wchar_t*, int&, int&) = &KrRiffUtils::GetAviPixelAspectRatio;
 int (*volatile g_chunkAspectOfReader)(IKrRiffReader*, int, int&,

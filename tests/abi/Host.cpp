@@ -1,5 +1,5 @@
-// A host that uses everything that the library offers, and compares every result. It needs no C++ library, so that it
-// builds with each compiler of the platform: writes a file, then reads it.
+// A host that uses everything that the library offers, and compares every result. It needs no C++ library, so
+// that it builds with each compiler of the platform: writes a file, then reads it.
 #include "KrHostObjects.h"
 
 #include <stdio.h>
@@ -45,8 +45,8 @@ void FillPattern()
     }
 }
 
-// Half of the frames through the pool, around the host's DirectShow sample; the others and the sound as the host's own
-// samples.
+// Half of the frames through the pool, around the host's DirectShow sample; the others and the sound as the
+// host's own samples.
 void WriteSamples(IKrAviWriter& writer, IKrdsMediaSamplePool& pool)
 {
     CHostSource* sources[kFrames] = {};
@@ -63,7 +63,8 @@ void WriteSamples(IKrAviWriter& writer, IKrdsMediaSamplePool& pool)
             CHECK(pool.GetSample(5000, sources[number], &sample) == 1);
             uint8_t* data = nullptr;
             int32_t length = 0;
-            CHECK(sample->LockBuffer(&data, &length) == 1 && data == g_video[number] && length == FrameBytes(number));
+            CHECK(sample->LockBuffer(&data, &length) == 1 && data == g_video[number] &&
+                  length == FrameBytes(number));
             sample->UnlockBuffer();
             CHECK(sample->GetDataLength() == static_cast<uint32_t>(FrameBytes(number)));
             CHECK(writer.AddVideoSample(sample) == 1);
@@ -80,7 +81,8 @@ void WriteSamples(IKrAviWriter& writer, IKrdsMediaSamplePool& pool)
     for (int number = 0; number < kFrames; ++number)
     {
         CHECK(sound[number]->m_references == 1 && sound[number]->m_locks == 0);
-        CHECK(frames[number] == nullptr || (frames[number]->m_references == 1 && frames[number]->m_locks == 0));
+        CHECK(frames[number] == nullptr ||
+              (frames[number]->m_references == 1 && frames[number]->m_locks == 0));
         CHECK(sources[number] == nullptr || sources[number]->m_references == 1);
         delete sound[number];
         delete frames[number];
@@ -170,13 +172,15 @@ void ReadStreams(IKrRiffReader& reader)
     int valid = 0;
     uint32_t chunkId = 0;
     CHECK(reader.GetVideoStreamInfo(&video, &compression, &bits, &valid, &chunkId) == kFrames && valid == 1);
-    CHECK(video.width == 720 && video.height == 576 && video.displayWidth == 768 && video.displayHeight == 576);
+    CHECK(video.width == 720 && video.height == 576 && video.displayWidth == 768 &&
+          video.displayHeight == 576);
     CHECK(video.frameRate == 2 && video.scanMode == 1 && video.aspectMode == 0 && video.bitCount == 8);
     CHECK(compression == kMjpg && bits == 24 && chunkId == 0x63643030);
     SKrWaveFormatInfo audio = {};
     double seconds = 0;
     CHECK(reader.GetAudioStreamInfo(&audio, &valid, &chunkId, &seconds) == 1 && valid == 1);
-    CHECK(audio.formatTag == 1 && audio.channels == 2 && audio.samplesPerSec == 48000 && audio.bitsPerSample == 16);
+    CHECK(audio.formatTag == 1 && audio.channels == 2 && audio.samplesPerSec == 48000 &&
+          audio.bitsPerSample == 16);
     CHECK(audio.avgBytesPerSec == 192000 && audio.blockAlign == 4 && chunkId == 0x62773130);
     CHECK(seconds > 1.1999 && seconds < 1.2001);
 }
@@ -227,7 +231,8 @@ void Query(Source source)
         CHECK(mode == EKrScanMode::LowerFieldFirst);
         int horizontal = 0;
         int vertical = 0;
-        CHECK(KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(source, flavour, horizontal, vertical) == 1);
+        CHECK(KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(source, flavour, horizontal, vertical) ==
+              1);
         CHECK(horizontal == 16 && vertical == 15);
     }
     CHECK(KrRiffUtils::GetAviScanModeFromPrivateChunk(source, 3, mode) == 0);

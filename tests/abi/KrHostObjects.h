@@ -97,7 +97,8 @@ public:
         ++m_calls;
         return m_reader.FindFirstRiffSegment();
     }
-    int FindNextRiffSegment(uint32_t* type, uint32_t* size, uint64_t* offset, SKrRiffChunkNode** node) override
+    int FindNextRiffSegment(uint32_t* type, uint32_t* size, uint64_t* offset,
+                            SKrRiffChunkNode** node) override
     {
         ++m_calls;
         return m_reader.FindNextRiffSegment(type, size, offset, node);

@@ -1,5 +1,5 @@
-// Calls each operation on an object whose table of virtual operations notes which slot was called. The same source is
-// built by every compiler of the platform.
+// Calls each operation on an object whose table of virtual operations notes which slot was called. The same
+// source is built by every compiler of the platform.
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include <stdio.h>

@@ -116,6 +116,24 @@ class Windows:
         shutil.copy(self.path("bin", "KrRiffUtils.dll"), build)
         run_examples(build, [self.options.launcher])
 
+    def test_import_library_of_each_linker(self, work):
+        """What find_package names, asked for without a compiler."""
+        for is_microsoft, library in (("FALSE", "libKrRiffUtils.dll.a"), ("TRUE", "KrRiffUtils.lib")):
+            with open(os.path.join(work, "CMakeLists.txt"), "w", encoding="utf-8") as file:
+                file.write(f"""cmake_minimum_required(VERSION 3.16)
+project(Asks LANGUAGES NONE)
+set(MSVC {is_microsoft})
+find_package(KrRiffUtils REQUIRED)
+get_target_property(library KrRiffUtils::KrRiffUtils IMPORTED_IMPLIB_RELEASE)
+file(WRITE answer ${{library}})
+""")
+            run(self.options.cmake, "-S", work, "-B", os.path.join(work, is_microsoft),
+                f"-DCMAKE_PREFIX_PATH={self.package}")
+            with open(os.path.join(work, "answer"), encoding="utf-8") as file:
+                answer = file.read()
+            if not answer.endswith("/lib/" + library) or not os.path.exists(answer):
+                raise AssertionError(answer)
+
     def test_microsoft_consumer(self, work):
         """Microsoft's ABI, by clang and lld, against KrRiffUtils.lib."""
         runtime = os.path.join(work, "msvcrt.lib")

@@ -15,7 +15,8 @@ namespace
 {
 std::string VersionOf(HMODULE module)
 {
-    const HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(VS_VERSION_INFO), reinterpret_cast<LPCWSTR>(RT_VERSION));
+    const HRSRC found =
+        FindResourceW(module, MAKEINTRESOURCEW(VS_VERSION_INFO), reinterpret_cast<LPCWSTR>(RT_VERSION));
     if (found == nullptr)
         return "no resource";
     const auto* const data = static_cast<const uint8_t*>(LockResource(LoadResource(module, found)));
@@ -25,8 +26,9 @@ std::string VersionOf(HMODULE module)
         VS_FIXEDFILEINFO info;
         std::memcpy(&info, data + at, sizeof info);
         if (info.dwSignature == 0xFEEF04BD)
-            return std::to_string(HIWORD(info.dwFileVersionMS)) + "." + std::to_string(LOWORD(info.dwFileVersionMS)) +
-                   "." + std::to_string(HIWORD(info.dwFileVersionLS));
+            return std::to_string(HIWORD(info.dwFileVersionMS)) + "." +
+                   std::to_string(LOWORD(info.dwFileVersionMS)) + "." +
+                   std::to_string(HIWORD(info.dwFileVersionLS));
     }
     return "no version";
 }

@@ -1,12 +1,12 @@
-// The little that programs need in Microsoft's ABI where Microsoft's own runtime is not at hand: the system's old C
-// library, and an entry point that calls main or wmain.
+// The little that programs need in Microsoft's ABI where Microsoft's own runtime is not at hand: the system's
+// old C library, and an entry point that calls main or wmain.
 #include <stdlib.h>
 
 extern "C"
 {
     int _fltused = 0;
-    __declspec(dllimport) int __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*** environment, int wildcards,
-                                             int* start);
+    __declspec(dllimport) int __wgetmainargs(int* count, wchar_t*** arguments, wchar_t*** environment,
+                                             int wildcards, int* start);
 }
 
 // The only objects on this heap are the programs' own.

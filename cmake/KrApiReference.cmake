@@ -1,0 +1,7 @@
+# Target api: the reference of the public headers, in HTML. An item without a comment fails it.
+find_program(KR_DOXYGEN NAMES doxygen DOC "Makes the API reference")
+if(KR_DOXYGEN)
+  configure_file(${PROJECT_SOURCE_DIR}/docs/api/Doxyfile.in ${CMAKE_BINARY_DIR}/Doxyfile @ONLY)
+  add_custom_target(api COMMAND ${KR_DOXYGEN} ${CMAKE_BINARY_DIR}/Doxyfile
+    COMMENT "API reference: ${CMAKE_BINARY_DIR}/api/html/index.html" VERBATIM)
+endif()

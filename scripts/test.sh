@@ -1,16 +1,25 @@
 #!/usr/bin/env bash
-# Builds and tests everything: Linux release, Windows under Wine, address and thread sanitizers.
+# Builds and tests everything: Linux release, Windows under Wine, address and thread sanitizers, ten seconds of each
+# fuzzer.
 #   --quick   the Linux release alone
-#   --full    clang-format and clang-tidy as well
+#   --full    clang-format and clang-tidy as well, a minute of each fuzzer, and more recordings that are killed
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
-stages=(linux windows asan tsan)
+stages=(linux windows asan tsan fuzz)
+fuzz_time=10s
+linux_kills=5
+windows_kills=2
 case "${1:-}" in
 --quick) stages=(linux) ;;
---full) stages=(format lint linux windows asan tsan) ;;
+--full)
+    stages=(format lint linux windows asan tsan fuzz)
+    fuzz_time=1
+    linux_kills=100
+    windows_kills=10
+    ;;
 "") ;;
 *)
     echo "usage: scripts/test.sh [--quick|--full]" >&2
@@ -19,7 +28,7 @@ case "${1:-}" in
 esac
 
 packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" googletest)
-[ "${1:-}" = --quick ] || packages+=("${KR_TEST_PACKAGES[@]}")
+[ "${1:-}" = --quick ] || packages+=("${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
 [ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
@@ -72,9 +81,15 @@ run_stage() {
         cmake --preset lint >"$log" 2>&1 && cmake --build --preset lint >>"$log" 2>&1
         return
         ;;
+    fuzz)
+        scripts/fuzz.sh "$fuzz_time"
+        return
+        ;;
     esac
     rm -f "build/$stage"/reports/*.xml "build/$stage/ctest.xml"
-    cmake --preset "$stage" >"$log" 2>&1 && cmake --build --preset "$stage" >>"$log" 2>&1 || return 1
+    local kills=$linux_kills
+    [ "$stage" != windows ] || kills=$windows_kills
+    cmake --preset "$stage" "-DKR_KILLS=$kills" >"$log" 2>&1 && cmake --build --preset "$stage" >>"$log" 2>&1 || return 1
     ctest --preset "$stage" --output-junit "$PWD/build/$stage/ctest.xml" >>"$log" 2>&1
     [ -e "build/$stage/ctest.xml" ]
 }

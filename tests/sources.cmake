@@ -58,6 +58,7 @@ set(KR_INNER_TEST_SOURCES
   core/ImmortalInnerTest.cpp
   core/ObjectInnerTest.cpp
   core/OwnReaderInnerTest.cpp
+  core/KrAllocationsInner.cpp
   core/ReaderFactoryMemoryInnerTest.cpp
   core/ReentrantLockInnerTest.cpp
   core/RefInnerTest.cpp
@@ -119,6 +120,10 @@ set(KR_INNER_TEST_SOURCES
   riffutils/QueryLockInnerTest.cpp
   riffutils/ReaderCacheInnerTest.cpp
   riffutils/ReaderCacheThreadsInnerTest.cpp
+  reliability/HostileLimitsInnerTest.cpp
+  reliability/LongRecordingInnerTest.cpp
+  reliability/ThreadsInnerTest.cpp
+  reliability/WriterFaultTableInnerTest.cpp
   siblings/AVUtilsInnerTest.cpp
   siblings/AudioSampleCountsInnerTest.cpp
   siblings/PoolManagerInnerTest.cpp

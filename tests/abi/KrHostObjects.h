@@ -63,12 +63,12 @@ public:
     void ResetElement() override {}
     int LockBuffer(uint8_t** data, int32_t* length) override
     {
-        ++m_locks;
+        Count(m_locks, 1);
         *data = m_data;
         *length = m_length;
         return 1;
     }
-    void UnlockBuffer() override { --m_locks; }
+    void UnlockBuffer() override { Count(m_locks, -1); }
     uint32_t GetDataLength() override { return static_cast<uint32_t>(m_length); }
 
 private:

@@ -4,38 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
-namespace
-{
-thread_local unsigned t_failingAllocation = 0;
-} // namespace
-
-unsigned& KrTest::FailingAllocation()
-{
-    return t_failingAllocation;
-}
-
-void* operator new(size_t size)
-{
-    if (t_failingAllocation != 0 && --t_failingAllocation == 0)
-        throw std::bad_alloc();
-    if (void* const memory = std::malloc(size != 0 ? size : 1))
-        return memory;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, size_t) noexcept
-{
-    std::free(memory);
-}
-
 TEST(ReaderFactoryMemory, AnyFailedAllocation_GivesZeroAndANullPointer)
 {
     unsigned failures = 0;

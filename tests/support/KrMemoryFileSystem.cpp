@@ -16,6 +16,7 @@ namespace
 constexpr uint32_t kBadPosition = 22;
 constexpr uint32_t kDiskFull = 28;
 constexpr size_t kHolePiece = 4096; // zeros in pieces of this size are not stored at the end of a file
+constexpr size_t kSmallestHole = 128; // below it the bytes cost less than the bookkeeping
 
 class CMemoryView;
 } // namespace
@@ -197,7 +198,7 @@ private:
         while (!bytes.empty())
         {
             size_t count = std::min(bytes.size(), kHolePiece);
-            if (position >= content.Size() && count == kHolePiece && IsZero(bytes.first(count)))
+            if (position >= content.Size() && count >= kSmallestHole && IsZero(bytes.first(count)))
                 content.Resize(position + count);
             else
                 content.Put(position, bytes.first(count));

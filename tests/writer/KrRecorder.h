@@ -112,7 +112,7 @@ public:
     {
         CKrMemoryFileSystem copy;
         copy.Set(kRecordedPath, Content());
-        KrPlatform::CFileSystemScope scope(copy);
+        const KrPlatform::CFileSystemScope copyScope(copy);
         CKrRef<IKrRiffReader> reader;
         ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
         ASSERT_EQ(reader->Open(kRecordedPath), 1);

@@ -1,0 +1,65 @@
+// What all fuzzers share. The tests' own checks are used as they are: one that fails ends the run, which is
+// what the fuzzer looks for.
+#ifndef KR_FUZZ_KRFUZZING_H
+#define KR_FUZZ_KRFUZZING_H
+
+#include "tests/support/KrFileContent.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace KrFuzz
+{
+inline void StopAtFailures()
+{
+    GTEST_FLAG_SET(break_on_failure, true);
+}
+
+inline KrTest::KrBytes BytesOf(const uint8_t* data, size_t size)
+{
+    return KrTest::KrBytes(data, data + size);
+}
+
+// Takes values from the front of the fuzzer's bytes; zeros when there are no more.
+class CKrScript
+{
+public:
+    CKrScript(const uint8_t* data, size_t size) : m_data(data), m_left(size) {}
+
+    [[nodiscard]] bool IsAtEnd() const { return m_left == 0; }
+
+    uint8_t Byte()
+    {
+        if (m_left == 0)
+            return 0;
+        --m_left;
+        return *m_data++;
+    }
+
+    uint32_t Number(size_t bytes)
+    {
+        uint32_t number = 0;
+        while (bytes-- > 0)
+            number = number << 8 | Byte();
+        return number;
+    }
+
+    [[nodiscard]] KrTest::KrBytes Rest() const { return BytesOf(m_data, m_left); }
+
+private:
+    const uint8_t* m_data;
+    size_t m_left;
+};
+} // namespace KrFuzz
+
+// Called once by the fuzzer.
+extern "C" inline int LLVMFuzzerInitialize(int*, char***)
+{
+    KrFuzz::StopAtFailures();
+    return 0;
+}
+
+#endif

@@ -1,0 +1,159 @@
+// Two hours at 60 frames per second with sound, in a time that only the clock sees.
+#include "tests/core/KrAllocationMeter.h"
+#include "tests/writer/KrRecorder.h"
+
+#include <cstring>
+#include <map>
+
+using namespace KrTest;
+
+namespace
+{
+#if defined(__SANITIZE_THREAD__)
+constexpr uint32_t kSeconds = 10 * 60; // each access is watched there
+#else
+constexpr uint32_t kSeconds = 2 * 60 * 60;
+#endif
+constexpr uint32_t kFramesPerSecond = 60;
+constexpr uint32_t kAudioBytes = 48000 / kFramesPerSecond * 4;
+constexpr uint32_t kStartTick = 0xFFFFFFFF - kSeconds * 1000 / 2; // wraps half way
+
+// Keeps no history, unlike the manual clock.
+class CKrLongClock final : public IKrClock
+{
+public:
+    uint32_t TickCount() override { return static_cast<uint32_t>(kStartTick + m_elapsed); }
+    int64_t PerformanceCounter() override { return static_cast<int64_t>(m_elapsed); }
+    int64_t PerformanceFrequency() override { return 1000; }
+    void Sleep(uint32_t milliseconds) override { m_elapsed += milliseconds; }
+
+    void AdvanceTo(uint64_t elapsed) { m_elapsed = std::max(m_elapsed, elapsed); }
+    [[nodiscard]] bool HasWrapped() const { return m_elapsed > 0xFFFFFFFF - kStartTick; }
+
+private:
+    uint64_t m_elapsed = 0;
+};
+
+// A file of which only what is mapped is kept, for as long as it is.
+class CKrForgetfulFile final : public IKrWritableFile
+{
+public:
+    SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+    {
+        size_t size = 0;
+        for (const KrByteSpan& part : parts)
+            size += part.size();
+        if (size <= m_last.size())
+        {
+            m_lastPosition = position;
+            size_t at = 0;
+            for (const KrByteSpan& part : parts)
+            {
+                if (!part.empty())
+                    std::memcpy(m_last.data() + at, part.data(), part.size());
+                at += part.size();
+            }
+        }
+        return {size, 0};
+    }
+
+    bool Flush() override { return true; }
+
+    std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+    {
+        EXPECT_EQ(position, m_lastPosition) << "what was written last";
+        return std::make_unique<CView>(
+            KrBytes(m_last.begin(), m_last.begin() + static_cast<ptrdiff_t>(length)));
+    }
+
+private:
+    class CView final : public IKrMappedView
+    {
+    public:
+        explicit CView(KrBytes bytes) : m_bytes(std::move(bytes)) {}
+        uint8_t* Data() override { return m_bytes.data(); }
+
+    private:
+        KrBytes m_bytes;
+    };
+
+    KrBytes m_last = KrBytes(256 * 1024);
+    uint64_t m_lastPosition = 0;
+};
+
+class CKrForgetfulFileSystem final : public IKrFileSystem
+{
+public:
+    std::unique_ptr<IKrFile> OpenForReading(const wchar_t*) override { return nullptr; }
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t*) override
+    {
+        return std::make_unique<CKrForgetfulFile>();
+    }
+    bool Exists(const wchar_t*) override { return false; }
+    bool Delete(const wchar_t*) override { return false; }
+    uint32_t BytesPerSector(const wchar_t*) override { return 512; }
+};
+
+SKrWritten What()
+{
+    SKrWritten written;
+    written.frameRate = 7;
+    written.pcm = SKrPcmFormat{};
+    return written;
+}
+
+// A second of pictures and sound, at the pace of the clock.
+void RecordSecond(IKrAviWriter& writer, CKrLongClock& clock, uint32_t second, size_t frameBytes)
+{
+    const KrTest::CKrRef<CKrZeroSample> frame(new CKrZeroSample(frameBytes));
+    const KrTest::CKrRef<CKrZeroSample> sound(new CKrZeroSample(kAudioBytes));
+    for (uint32_t number = 0; number < kFramesPerSecond; ++number)
+    {
+        ASSERT_EQ(writer.AddAudioSample(sound.Get()), 1);
+        ASSERT_EQ(writer.AddVideoSample(frame.Get()), 1);
+        clock.AdvanceTo(uint64_t{second} * 1000 + (number + 1) * 1000 / kFramesPerSecond);
+    }
+}
+} // namespace
+
+// The first segment ends after minutes; its 'idx1' is all that grows.
+TEST(LongRecording, Memory_StaysFlat)
+{
+    CKrForgetfulFileSystem files;
+    CKrLongClock clock;
+    const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({files, clock, &NoWorkerThread}));
+    const SKrWritten written = What();
+    const SKrAviVideoParams params = ParamsFor(written);
+    const WAVEFORMATEX format = WaveFormatFor(*written.pcm);
+    ASSERT_EQ(writer->OpenFile(kRecordedPath, &params, FourCcValue("MJPG"), &format), 1);
+    RecordSecond(*writer.Get(), clock, 0, 60'000);
+    const CKrAllocationMeter meter;
+    size_t mostEntries = 0;
+    for (uint32_t second = 1; second < kSeconds && !HasFatalFailure(); ++second)
+    {
+        RecordSecond(*writer.Get(), clock, second, 60'000);
+        if (uint64_t{second} * kFramesPerSecond * 68'000 < 1'070'000'000)
+            mostEntries = size_t{second} * kFramesPerSecond * 2;
+    }
+    // The vector of entries doubles: at most twice what it holds, and half of that while it moves.
+    EXPECT_LE(meter.Most(), 3 * 16 * mostEntries + 64 * 1024);
+    EXPECT_LE(meter.Now(), 64u * 1024) << "'idx1' has gone with the first segment";
+    EXPECT_TRUE(clock.HasWrapped());
+    EXPECT_EQ(writer->CloseFile(), 1);
+}
+
+TEST(LongRecording, File_IsCompleteAndReadBack)
+{
+    CKrLongClock clock;
+    CKrRecorder recorder(EKrWorker::None);
+    recorder.writer =
+        KrTest::CKrRef<CKrAviWriter>(new CKrAviWriter({recorder.faults, clock, &NoWorkerThread}));
+    ASSERT_EQ(recorder.Open(What()), 1);
+    for (uint32_t second = 0; second < kSeconds && !HasFatalFailure(); ++second)
+        RecordSecond(*recorder.writer.Get(), clock, second, 5000);
+    const SKrCheckedAvi checked = recorder.Close();
+    EXPECT_TRUE(clock.HasWrapped());
+    EXPECT_EQ(checked.video.size(), size_t{kSeconds} * kFramesPerSecond);
+    EXPECT_EQ(checked.audio.size(), size_t{kSeconds} * kFramesPerSecond);
+    EXPECT_GT(checked.segments.size(), kSeconds / 2400 + 1u);
+}

@@ -92,6 +92,20 @@ constexpr char kRewrapFooter[] = "Frames and PCM sound come out unchanged, with 
                                  "Example:\n"
                                  "  kravi rewrap download.avi clip.avi --audio 1\n";
 
+constexpr char kRecoverFooter[] =
+    "Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of "
+    "its\n"
+    "lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk that "
+    "is\n"
+    "there in full comes over, unchanged; the report tells what is lost. What the headers do not tell any\n"
+    "more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits (24) and --pcm, "
+    "which\n"
+    "also stand above what the headers say.\n\n"
+    "Findings: frames and chunks that are lost or left out; bytes that belong to no whole chunk.\n\n"
+    "Examples:\n"
+    "  kravi recover cut.avi whole.avi\n"
+    "  kravi recover headless.avi whole.avi --size 720x576 --rate 25 --codec MJPG --pcm 48000,2,16\n";
+
 constexpr size_t kMostNumberDigits = 18;
 
 // A decimal number; CLI11's own conversion takes octal and hexadecimal ones as well.
@@ -129,6 +143,7 @@ public:
         AddExtract();
         AddWrite();
         AddRewrap();
+        AddRecover();
     }
 
     int Run(const std::vector<std::string>& arguments)
@@ -299,6 +314,25 @@ private:
         verb.add_flag("--force", m_rewrap.force, "Replace a file that exists");
     }
 
+    void AddRecover()
+    {
+        CLI::App& verb = AddVerb(
+            "recover", "Make a complete AVI file out of a damaged one", kRecoverFooter, m_recover.file,
+            [this](auto& report, auto& progress) { RunRecover(m_recover, report, progress); });
+        verb.add_option("OUTPUT", m_recover.output, "The AVI file that is written")
+            ->required()
+            ->type_name("");
+        AddNumber(verb, "--video", m_recover.video, "The video stream to take, by its number");
+        AddNumber(verb, "--audio", m_recover.audio, "The audio stream to take, by its number");
+        verb.add_flag("--no-audio", m_recover.noAudio, "Leave the sound out");
+        verb.add_option("--size", m_recover.size, "Size of the pictures")->type_name("WIDTHxHEIGHT");
+        verb.add_option("--rate", m_recover.rate, "Frames per second")->type_name("RATE");
+        verb.add_option("--codec", m_recover.codec, "FourCC of the frames")->type_name("FOURCC");
+        AddNumber(verb, "--bits", m_recover.bits, "Bits per pixel");
+        verb.add_option("--pcm", m_recover.pcm, "Format of the sound")->type_name("RATE,CHANNELS,BITS");
+        verb.add_flag("--force", m_recover.force, "Replace a file that exists");
+    }
+
     CLI::App m_app;
     bool m_json = false;
     EKrProgressMode m_progress = EKrProgressMode::Auto;
@@ -310,6 +344,7 @@ private:
     SKrExtractOptions m_extract;
     SKrWriteOptions m_write;
     SKrRewrapOptions m_rewrap;
+    SKrRecoverOptions m_recover;
 };
 } // namespace
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string_view>
 #include <utility>
 
@@ -19,7 +20,34 @@ namespace
 {
 constexpr std::array<std::string_view, 8> kRateNames = {"23.976", "24", "25",    "29.97",
                                                         "30",     "50", "59.94", "60"};
+
+uint32_t ParseDimension(const char* from, const char* end)
+{
+    uint32_t value = 0;
+    const auto [behind, error] = std::from_chars(from, end, value);
+    if (error != std::errc() || behind != end || value == 0 || value > 32768)
+        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted, each from 1 to 32768");
+    return value;
+}
 } // namespace
+
+SKrPictureSize ParseSize(const std::string& text)
+{
+    const size_t cross = text.find('x');
+    if (cross == std::string::npos)
+        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted");
+    const char* const from = text.data();
+    return {ParseDimension(from, from + cross), ParseDimension(from + cross + 1, from + text.size())};
+}
+
+uint32_t ParseCodec(const std::string& text)
+{
+    if (text.empty())
+        return 0;
+    if (text.size() != 4)
+        throw CKrToolError({}, "--codec: four characters are wanted");
+    return FourCc(text[0], text[1], text[2], text[3]);
+}
 
 uint32_t ParseFrameRate(const std::string& text)
 {

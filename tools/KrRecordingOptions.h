@@ -1,7 +1,8 @@
-// What kravi's writing verbs have in common: names of rates and modes, and sound cut to frames.
+// What kravi's writing verbs have in common: names of sizes, rates and modes, sound cut to frames.
 #ifndef KR_TOOLS_KRRECORDINGOPTIONS_H
 #define KR_TOOLS_KRRECORDINGOPTIONS_H
 
+#include "tools/KrFrameInput.h"
 #include "tools/KrRecording.h"
 
 #include <cstdint>
@@ -12,6 +13,12 @@
 namespace KrTool
 {
 class CKrReport;
+
+// WIDTHxHEIGHT; throws CKrToolError for anything else.
+SKrPictureSize ParseSize(const std::string& text);
+
+// Four characters; 0 for an empty text.
+uint32_t ParseCodec(const std::string& text);
 
 // A frame rate by its name (23.976, 24, 25, 29.97, 30, 50, 59.94, 60) or code (0 to 7, where that is no
 // name); throws CKrToolError for anything else.

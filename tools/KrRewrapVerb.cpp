@@ -1,6 +1,7 @@
 // kravi rewrap: the frames and the sound of a file in a new one, unchanged.
 #include "tools/KrAviFacts.h"
 #include "tools/KrAviFile.h"
+#include "tools/KrJoinedChunks.h"
 #include "tools/KrLittleEndian.h"
 #include "tools/KrOutputFile.h"
 #include "tools/KrProgress.h"
@@ -25,51 +26,6 @@ namespace
 constexpr size_t kBitmapHeaderSize = 40;
 constexpr uint16_t kTagPcm = 1;
 constexpr uint64_t kLargestChunk = INT32_MAX;
-
-// The bytes of a stream's chunks as one sequence. Parts are asked for in order.
-class CKrJoinedChunks
-{
-public:
-    CKrJoinedChunks(std::shared_ptr<IKrFile> file, std::string path, Chunks chunks)
-        : m_file(std::move(file)), m_path(std::move(path)), m_chunks(std::move(chunks))
-    {
-    }
-
-    SKrSampleBytes Next(uint32_t length)
-    {
-        Chunks ranges;
-        uint32_t left = length;
-        while (left > 0 && m_chunk < m_chunks.size())
-        {
-            const SKrChunkIndexEntry& chunk = m_chunks[m_chunk];
-            const uint32_t taken = std::min(left, chunk.size - m_inChunk);
-            if (taken > 0)
-                ranges.push_back({chunk.position + m_inChunk, taken, 0});
-            left -= taken;
-            m_inChunk += taken;
-            if (m_inChunk == chunk.size)
-            {
-                ++m_chunk;
-                m_inChunk = 0;
-            }
-        }
-        return {length, [file = m_file, path = m_path, ranges](uint8_t* buffer)
-                {
-                    for (const SKrChunkIndexEntry& range : ranges)
-                    {
-                        ReadExactly(*file, path, range.position, buffer, range.size);
-                        buffer += range.size;
-                    }
-                }};
-    }
-
-private:
-    std::shared_ptr<IKrFile> m_file;
-    std::string m_path;
-    Chunks m_chunks;
-    size_t m_chunk = 0;
-    uint32_t m_inChunk = 0;
-};
 
 class CKrRewrap
 {

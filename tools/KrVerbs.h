@@ -88,6 +88,22 @@ struct SKrRewrapOptions
 };
 void RunRewrap(const SKrRewrapOptions& options, CKrReport& report, CKrProgress& progress);
 
+struct SKrRecoverOptions
+{
+    std::string file;
+    std::string output;
+    std::optional<uint64_t> video; // stream numbers
+    std::optional<uint64_t> audio;
+    bool noAudio = false;
+    std::string size; // WIDTHxHEIGHT; this and the next four instead of what the headers say
+    std::string rate;
+    std::string codec;
+    std::optional<uint64_t> bits;
+    std::string pcm; // RATE,CHANNELS,BITS
+    bool force = false;
+};
+void RunRecover(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress);
+
 // What is wrong with a file as a whole, whatever it was opened for.
 void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report);
 } // namespace KrTool

@@ -10,41 +10,12 @@
 #include "tools/KrVerbs.h"
 #include "tools/KrWaveInput.h"
 
-#include <charconv>
-
 namespace KrTool
 {
 namespace
 {
 constexpr uint32_t kJpegBits = 24;
 constexpr uint32_t kSquarePixels = 3;
-
-uint32_t ParseDimension(const char* from, const char* end)
-{
-    uint32_t value = 0;
-    const auto [behind, error] = std::from_chars(from, end, value);
-    if (error != std::errc() || behind != end || value == 0 || value > 32768)
-        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted, each from 1 to 32768");
-    return value;
-}
-
-SKrPictureSize ParseSize(const std::string& text)
-{
-    const size_t cross = text.find('x');
-    if (cross == std::string::npos)
-        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted");
-    const char* const from = text.data();
-    return {ParseDimension(from, from + cross), ParseDimension(from + cross + 1, from + text.size())};
-}
-
-uint32_t ParseCodec(const std::string& text)
-{
-    if (text.empty())
-        return 0;
-    if (text.size() != 4)
-        throw CKrToolError({}, "--codec: four characters are wanted");
-    return FourCc(text[0], text[1], text[2], text[3]);
-}
 
 bool ParseRows(const std::string& text)
 {

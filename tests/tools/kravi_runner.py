@@ -9,7 +9,7 @@ import tempfile
 import traceback
 
 TIMEOUT = 120
-WRITING_VERBS = {"write": 1, "rewrap": 2}  # and the argument that is the file written
+WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2}  # and the argument that is the file written
 
 
 class Result:
@@ -42,7 +42,7 @@ class Kravi:
         result = Result(done)
         if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
             return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends without a word
-        if result.code == 0 and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
+        if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
             check(not self.problems(arguments[WRITING_VERBS[arguments[0]]]), f"written: {arguments}")
         return result
 

@@ -4,6 +4,7 @@
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "format/KrBytes.h"
 #include "tests/killed/KrKilledPattern.h"
+#include "tests/support/KrRef.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -81,11 +82,11 @@ int main(int count, char** arguments)
     stream.close();
     const SFound written = Scan(file);
     const std::string narrow = arguments[1];
-    IKrRiffReader* reader = nullptr;
+    CKrRef<IKrRiffReader> reader;
     CArray<SKrChunkIndexEntry> video;
     CArray<SKrChunkIndexEntry> audio;
     SKrAudioChunkPattern pattern;
-    bool ok = KrCreateRiffReader(&reader) != 0;
+    bool ok = KrCreateRiffReader(reader.Put()) != 0;
     if (ok && reader->Open(std::wstring(narrow.begin(), narrow.end()).c_str()) != 0)
     {
         // Before the first flush the headers tell of no chunk.

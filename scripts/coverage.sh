@@ -17,7 +17,7 @@ filters=()
 for folder in core format platform pool reader riffutils siblings writer; do
     filters+=(--filter "$folder/")
 done
-gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --txt build/coverage/report/lines.txt \
+gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --exclude-unreachable-branches --txt build/coverage/report/lines.txt \
     --html-details build/coverage/report/index.html --print-summary | tail -n 4
-gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --branches \
+gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --exclude-unreachable-branches --branches \
     --txt build/coverage/report/branches.txt

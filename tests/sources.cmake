@@ -113,6 +113,7 @@ set(KR_INNER_TEST_SOURCES
   reader/ReaderFaultsInnerTest.cpp
   reader/ReaderLockBusyInnerTest.cpp
   reader/ReaderLockExitsInnerTest.cpp
+  reader/ReaderMemoryInnerTest.cpp
   reader/ReaderOpenInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp
   reader/StreamInfoInnerTest.cpp

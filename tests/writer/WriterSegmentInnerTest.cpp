@@ -365,3 +365,40 @@ TEST_F(WriterSegment, LaterHeadersThatCannotBeMapped_StayAsTheyWereWritten)
     EXPECT_EQ(GetLe32(file.Range(second + 4, 4).data()), 512u - 8) << "the headers alone";
     EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 20u) << "frames in all, in the first headers";
 }
+
+// The index that a full one asks for finds no room, and the segment that it needs cannot be started.
+TEST_F(WriterSegment, IndexWhoseSegmentFails_EndsTheRecording)
+{
+    Open(512);
+    for (int number = 0; number < 4027; ++number)
+        ASSERT_EQ(m_recorder.AddZeroVideo(number < 17 ? kLargeFrame : 504), 1);
+    const uint64_t tail = OldIndexTail(1 + 4027, 512);
+    const uint64_t left = kSegmentLimit - 512 - tail - Size(); // all that fits, and no index behind it
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the frame, then 'idx1'
+    EXPECT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    m_recorder.written.isComplete = false;
+    EXPECT_EQ(m_recorder.Close().video.size(), 4028u);
+}
+
+// A new index is due before the frame, since its offset would not fit 32 bits.
+TEST_F(WriterSegment, IndexForTheReachThatFails_EndsTheRecording)
+{
+    Open(512);
+    AddLargeFrames(72);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
+    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    m_recorder.writer->CloseFile();
+    CKrMemoryFileSystem copy;
+    copy.Set(kRecordedPath, m_recorder.Content());
+    const KrPlatform::CFileSystemScope copyScope(copy);
+    KrTest::CKrRef<IKrRiffReader> reader;
+    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    ASSERT_EQ(reader->Open(kRecordedPath), 1);
+    CArray<SKrChunkIndexEntry> entries;
+    ASSERT_EQ(reader->LoadVideoIndex(entries), 1);
+    EXPECT_EQ(entries.GetSize(), 72);
+}

@@ -1,0 +1,100 @@
+// Reader and cache when memory is short: a failed load or query, or the allocator's own exception, and
+// nothing lost.
+#include "platform/KrPlatform.h"
+#include "tests/core/KrFailingAllocation.h"
+#include "tests/reader/ReaderFaultSupport.h"
+
+#include <new>
+
+using namespace KrTest;
+
+namespace
+{
+constexpr unsigned kMostAllocations = 10'000;
+} // namespace
+
+TEST(ReaderMemory, LoadThatMemoryIsTooShortFor_Fails)
+{
+    for (const EKrIndexKind kind : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
+    {
+        CKrMemoryFileSystem files;
+        files.Set(L"a.avi", BuildSimpleAvi(FaultyAvi(kind)).content);
+        CKrRiffReader reader(files);
+        ASSERT_EQ(reader.Open(L"a.avi"), 1);
+        CArray<SKrChunkIndexEntry> entries;
+        unsigned number = 1;
+        for (bool struck = true; struck && number < kMostAllocations; ++number)
+        {
+            int status = 0;
+            {
+                const CFailingAllocation failing(number);
+                status = reader.LoadVideoIndex(entries);
+                struck = failing.Struck();
+            }
+            EXPECT_EQ(status, struck ? 0 : 1) << number;
+            EXPECT_TRUE(OtherThreadsGetTheLock(reader));
+        }
+        EXPECT_GT(number, 2u) << "the block of the index at least";
+        EXPECT_EQ(entries.GetSize(), 4);
+    }
+}
+
+TEST(ReaderMemory, QueryByPath_LeavesTheCacheUsable)
+{
+    CKrMemoryFileSystem files;
+    const KrPlatform::CFileSystemScope scope(files);
+    files.Set(L"a.avi", BuildSimpleAvi(FaultyAvi(EKrIndexKind::Idx1)).content);
+    unsigned zeros = 0;
+    unsigned number = 1;
+    for (bool struck = true; struck && number < kMostAllocations; ++number)
+    {
+        EKrScanMode mode = EKrScanMode::Unknown;
+        {
+            const CFailingAllocation failing(number);
+            try
+            {
+                zeros += KrRiffUtils::GetAviScanMode(L"a.avi", mode) == 0;
+            }
+            catch (const std::bad_alloc&)
+            {
+            }
+            struck = failing.Struck();
+        }
+        EXPECT_EQ(KrRiffUtils::GetAviScanMode(L"a.avi", mode), 1) << number;
+        EXPECT_EQ(KrRiffUtils::ClearCache(L"a.avi"), 1) << number;
+        EXPECT_EQ(files.OpenFiles(), 0u) << number;
+    }
+    EXPECT_GT(number, 5u);
+    EXPECT_GT(zeros, 0u) << "no reader can be made";
+}
+
+// A format so far behind that it is read by itself.
+TEST(ReaderFaultFormat, FailedReads_AreNoFormat)
+{
+    SKrSimpleAvi avi = FaultyAvi(EKrIndexKind::Idx1);
+    avi.streams[0].beforeStrf = [](CKrAviBuilder& file)
+    {
+        file.Chunk("JUNK", KrBytes(70'000, 0x33));
+    };
+    CKrMemoryFileSystem memory;
+    CKrFaultyFileSystem files(memory);
+    memory.Set(L"a.avi", BuildSimpleAvi(avi).content);
+    size_t without = 0;
+    const auto open = [&](uint64_t)
+    {
+        CKrRiffReader reader(files);
+        const int status = reader.Open(L"a.avi");
+        const bool struck = files.FaultStruck();
+        SKrAviVideoParams format{};
+        uint32_t compression = 0;
+        uint16_t bits = 0;
+        int valid = 0;
+        uint32_t id = 0;
+        reader.GetVideoStreamInfo(&format, &compression, &bits, &valid, &id);
+        without += status == 1 && valid == 0;
+        EXPECT_TRUE(struck || valid == 1);
+    };
+    for (const size_t bytes : {0u, 20u})
+        EXPECT_GT(ForEveryShortRead(files, bytes, EKrFaultSpan::Once, open), 3u);
+    EXPECT_GT(without, 0u);
+}

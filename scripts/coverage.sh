@@ -18,6 +18,6 @@ for folder in core format platform pool reader riffutils siblings writer; do
     filters+=(--filter "$folder/")
 done
 gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --exclude-unreachable-branches --txt build/coverage/report/lines.txt \
-    --html-details build/coverage/report/index.html --print-summary | tail -n 4
+    --html-details build/coverage/report/index.html --print-summary 2>build/coverage/gcovr.log | grep -E '^(lines|branches)'
 gcovr --root . --object-directory build/coverage "${filters[@]}" --exclude-throw-branches --exclude-unreachable-branches --branches \
-    --txt build/coverage/report/branches.txt
+    --txt build/coverage/report/branches.txt 2>>build/coverage/gcovr.log

@@ -9,13 +9,14 @@ namespace
 {
 constexpr size_t kMostSteps = 400;
 constexpr size_t kLargeFrame = 60'000'000;
+constexpr size_t kMostLarge = 20; // one segment and the start of the next
 
 class CKrHost
 {
 public:
     explicit CKrHost(KrFuzz::CKrScript& script)
         : m_script(script), m_recorder(script.Byte() % 2 == 0 ? EKrWorker::None : EKrWorker::Stopped),
-          m_mayBeLarge(script.Byte() % 16 == 0)
+          m_mayBeLarge(script.Byte() % 64 == 0)
     {
     }
 
@@ -113,10 +114,10 @@ private:
         EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
     }
 
-    // Enough for a few segments. They cost time, and so come in few scripts only.
+    // They cost time, and so come in few scripts only.
     void AddLarge()
     {
-        for (int number = 0; number < 4 && m_large < 40 && m_mayBeLarge; ++number, ++m_large)
+        for (int number = 0; number < 4 && m_large < kMostLarge && m_mayBeLarge; ++number, ++m_large)
             EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
     }
 

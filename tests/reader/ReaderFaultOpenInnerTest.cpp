@@ -78,6 +78,8 @@ protected:
             plan(++number);
             RunOnce(reader);
         } while (m_struck && !HasFailure());
+        m_allStruck += number - 1;
+        RecordProperty("struck", std::to_string(m_allStruck));
         return number - 1;
     }
 
@@ -86,6 +88,7 @@ protected:
     CKrFaultyFileSystem m_files{m_counts};
     std::vector<SKrOutcome> m_truth;
     bool m_struck = false;
+    uint64_t m_allStruck = 0; // runs of this test that met a fault; the report tells them
 };
 } // namespace
 

@@ -65,12 +65,15 @@ protected:
         uint64_t number = 1;
         while (!HasFailure() && RunWith([&] { plan(number); }, check))
             ++number;
+        m_struck += number - 1;
+        RecordProperty("struck", std::to_string(m_struck));
         return number - 1;
     }
 
     CKrMemoryFileSystem m_memory;
     CKrFaultyFileSystem m_files{m_memory};
     SKrOutcome m_truth;
+    uint64_t m_struck = 0; // runs of this test that met a fault; the report tells them
 };
 } // namespace
 

@@ -1,4 +1,5 @@
 // Four threads at once on one reader, and on one pool.
+#include "platform/KrPlatform.h"
 #include "reader/KrRiffReader.h"
 #include "tests/reader/HostileFileSupport.h"
 #include "tests/support/KrFakeDirectShowSample.h"
@@ -51,6 +52,35 @@ TEST(FourThreads, OnOneReader_AreAnsweredOrRefused)
             }
         });
     EXPECT_GT(answered, kRounds) << "a good part of the loads";
+}
+
+// Queries by path and drops of single paths and of all: every query is answered, and in the end no file is open.
+TEST(FourThreads, OnTheCache_AreAllAnswered)
+{
+    CKrMemoryFileSystem files;
+    const KrPlatform::CFileSystemScope scope(files);
+    const wchar_t* const paths[] = {L"a.avi", L"b.avi", L"c.avi"};
+    for (const wchar_t* const path : paths)
+        files.Set(path, BuildSimpleAvi(RichAvi(EKrIndexKind::OpenDml)).content);
+    OnFourThreads(
+        [&](size_t number)
+        {
+            for (size_t round = 0; round < kRounds; ++round)
+            {
+                const wchar_t* const path = paths[(round + number) % std::size(paths)];
+                EKrScanMode mode = EKrScanMode::Unknown;
+                EXPECT_EQ(KrRiffUtils::GetAviScanMode(path, mode), 1);
+                EXPECT_EQ(mode, EKrScanMode::Progressive);
+                int horizontal = 0;
+                int vertical = 0;
+                EXPECT_EQ(KrRiffUtils::GetAviPixelAspectRatio(path, horizontal, vertical), 1);
+                EXPECT_EQ(horizontal * 100 + vertical, 6445);
+                if (round % 7 == number)
+                    KrRiffUtils::ClearCache(round % 2 == 0 ? path : nullptr);
+            }
+        });
+    EXPECT_EQ(KrRiffUtils::ClearCache(nullptr), 1);
+    EXPECT_EQ(files.OpenFiles(), 0u);
 }
 
 TEST(FourThreads, OnOnePool_GetSamplesOfTheirOwn)

@@ -10,7 +10,7 @@ import subprocess
 import time
 
 import avi_builder as avi
-from cases_write import refused, taken_apart
+from cases_write import refused, taken_apart, timeless
 from kravi_runner import check, equal, exit_code
 
 BUILDERS = {"idx1": avi.simple_avi, "odml": avi.open_dml_avi,
@@ -54,9 +54,9 @@ def test_whole_files(kravi):
         check_content(kravi, report, streams[0].chunks, streams[1].chunks, kind)
         equal((report["framesLost"], report["bytesSkipped"], regions(report)), (0, 0, []), f"{kind}: report")
         exit_code(kravi("rewrap", "in.avi", "rewrapped.avi", "--force"), 0)
-        check(kravi.read("out.avi") == kravi.read("rewrapped.avi"), f"{kind}: as rewrapped")
+        check(timeless(kravi.read("out.avi")) == timeless(kravi.read("rewrapped.avi")), f"{kind}: as rewrapped")
         recovered(kravi, kravi.read("out.avi"), code=0)
-        check(kravi.read("out.avi") == kravi.read("rewrapped.avi"), f"{kind}: a second time")
+        check(timeless(kravi.read("out.avi")) == timeless(kravi.read("rewrapped.avi")), f"{kind}: a second time")
 
 
 def test_scan_mode_and_aspect_of_a_cut_file(kravi):

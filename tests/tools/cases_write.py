@@ -46,6 +46,11 @@ def taken_apart(kravi, name="out.avi", audio=True):
     return kravi.read("all"), wave_chunks(kravi.read("sound.wav"))[b"data"] if audio else None
 
 
+def timeless(data):
+    """A written file without its measured data rate, the one thing in it that depends on the worker's timing."""
+    return data[:36] + bytes(4) + data[40:]
+
+
 def refused(kravi, words, *arguments):
     """The verb fails with a message and leaves nothing behind."""
     before = kravi.names()
@@ -175,7 +180,7 @@ def test_rewrap_of_every_kind_of_file(kravi):
         equal(taken_apart(kravi), content, f"{kind}: content")
         exit_code(kravi("index", "out.avi", "--check"), 0)
         exit_code(kravi("rewrap", "out.avi", "again.avi", "--force"), 0)
-        equal(kravi.read("again.avi"), kravi.read("out.avi"), f"{kind}: a second time")
+        check(timeless(kravi.read("again.avi")) == timeless(kravi.read("out.avi")), f"{kind}: a second time")
 
 
 def test_rewrap_keeps_scan_mode_and_aspect(kravi):

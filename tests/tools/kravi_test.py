@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [LAUNCHER...]
+"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [--writing] [LAUNCHER...]
 
-CHECKER is the program that checks each file which kravi writes. The launcher, such as an emulator, is put before
-both. Ends with the line "N passed, N failed".
+CHECKER is the program that checks each file which kravi writes. With --writing only the verbs that write such files are
+tested, which have threads. The launcher, such as an emulator, is put before both programs. Ends with the line "N passed, N failed".
 """
 
 import contextlib
@@ -42,9 +42,10 @@ def main(arguments):
         print(__doc__, file=sys.stderr)
         return 2
     program, checker = (os.path.abspath(path) for path in arguments[:2])
-    launcher = arguments[2:]
+    launcher = [argument for argument in arguments[2:] if argument != "--writing"]
+    cases = [cases_write] if "--writing" in arguments else CASES
     with kept_awake(launcher):
-        passed, failed = run_cases(CASES, launcher, program, checker)
+        passed, failed = run_cases(cases, launcher, program, checker)
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

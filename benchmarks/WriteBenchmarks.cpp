@@ -1,0 +1,153 @@
+// Direct chunks against bare gathered writes, queued frames without pauses, and the close of a long file.
+#include "benchmarks/KrBench.h"
+#include "tests/support/KrTestSample.h"
+#include "writer/KrAviWriter.h"
+
+#include <sys/uio.h>
+
+using namespace KrBench;
+
+namespace
+{
+constexpr uint64_t kMostBytes = uint64_t{900} << 20; // of one file: all in its first segment
+
+// Time that passes, without pauses.
+class CKrHurriedClock final : public IKrClock
+{
+public:
+    uint32_t TickCount() override { return m_ticks += 5; }
+    int64_t PerformanceCounter() override { return 0; }
+    int64_t PerformanceFrequency() override { return 1000; }
+    void Sleep(uint32_t) override {}
+
+private:
+    uint32_t m_ticks = 0;
+};
+
+int WithoutAThread(int, IKrWorkerThread**)
+{
+    return 0;
+}
+
+SKrAviVideoParams Params()
+{
+    SKrAviVideoParams params{};
+    params.width = params.displayWidth = 640;
+    params.height = params.displayHeight = 360;
+    params.frameRate = 2;
+    return params;
+}
+
+CKrHurriedClock g_clock;
+
+KrTest::CKrRef<CKrAviWriter> OpenWriter()
+{
+    KrTest::CKrRef<CKrAviWriter> writer(
+        new CKrAviWriter({KrPlatform::OsFileSystem(), g_clock, &WithoutAThread}));
+    const SKrAviVideoParams params = Params();
+    Require(writer->OpenFile(WidePathOf("written.avi").c_str(), &params, 0x47504A4D, nullptr) != 0, "open");
+    return writer;
+}
+
+// A file that is full starts anew, outside of what is timed.
+void DirectOurs(benchmark::State& state)
+{
+    const std::vector<uint8_t> data(static_cast<size_t>(state.range(0)), 1);
+    KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
+    uint64_t written = 0;
+    for (auto _ : state)
+    {
+        if (writer->WriteVideoChunk(data.data(), static_cast<int32_t>(data.size())) == 0)
+            state.SkipWithError("write");
+        written += data.size();
+        if (written > kMostBytes)
+        {
+            state.PauseTiming();
+            writer.Reset();
+            writer = OpenWriter();
+            written = 0;
+            state.ResumeTiming();
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void DirectFloor(benchmark::State& state)
+{
+    std::vector<uint8_t> data(static_cast<size_t>(state.range(0)), 1);
+    const std::string path = PathOf("floor.bin");
+    const auto open = [&]
+    {
+        return ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    };
+    int file = open();
+    uint8_t header[8] = {};
+    uint64_t written = 0;
+    for (auto _ : state)
+    {
+        const iovec parts[] = {{header, sizeof header}, {data.data(), data.size()}};
+        benchmark::DoNotOptimize(::pwritev(file, parts, 2, static_cast<off_t>(written)));
+        written += data.size() + sizeof header;
+        if (written > kMostBytes)
+        {
+            state.PauseTiming();
+            ::close(file);
+            file = open();
+            written = 0;
+            state.ResumeTiming();
+        }
+    }
+    ::close(file);
+    state.SetBytesProcessed(state.iterations() * state.range(0));
+}
+
+void Queued(benchmark::State& state)
+{
+    KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
+    const KrTest::CKrRef<KrTest::CKrTestSample> sample(
+        new KrTest::CKrTestSample(std::vector<uint8_t>(static_cast<size_t>(state.range(0)), 1)));
+    uint64_t written = 0;
+    for (auto _ : state)
+    {
+        if (writer->AddVideoSample(sample.Get()) == 0)
+            state.SkipWithError("write");
+        written += static_cast<uint64_t>(state.range(0));
+        if (written > kMostBytes)
+        {
+            state.PauseTiming();
+            writer.Reset();
+            writer = OpenWriter();
+            written = 0;
+            state.ResumeTiming();
+        }
+    }
+}
+
+// The close of two hours of small frames: 'idx1', the last flush, the headers.
+void Close(benchmark::State& state)
+{
+    const KrTest::CKrRef<KrTest::CKrTestSample> sample(
+        new KrTest::CKrTestSample(std::vector<uint8_t>(2000, 1)));
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
+        for (int frame = 0; frame < 180'000; ++frame)
+            writer->AddVideoSample(sample.Get());
+        state.ResumeTiming();
+        writer->CloseFile();
+        state.PauseTiming();
+        writer.Reset();
+        state.ResumeTiming();
+    }
+}
+} // namespace
+
+BENCHMARK(DirectOurs)->Name("direct chunk of 4 KB/ours")->Arg(4 << 10);
+BENCHMARK(DirectFloor)->Name("direct chunk of 4 KB/floor")->Arg(4 << 10);
+BENCHMARK(DirectOurs)->Name("direct chunk of 64 KB/ours")->Arg(64 << 10);
+BENCHMARK(DirectFloor)->Name("direct chunk of 64 KB/floor")->Arg(64 << 10);
+BENCHMARK(DirectOurs)->Name("direct chunk of 1 MB/ours")->Arg(1 << 20);
+BENCHMARK(DirectFloor)->Name("direct chunk of 1 MB/floor")->Arg(1 << 20);
+BENCHMARK(Queued)->Name("queued frame of 64 KB/ours")->Arg(64 << 10);
+BENCHMARK(Close)->Name("close of 180,000 frames/ours")->Iterations(1)->Unit(benchmark::kMillisecond);

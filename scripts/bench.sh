@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Benchmarks against a floor of bare system calls and against libavformat: scripts/bench.sh [FILTER]. Makes its input in
+# build/bench/files (about 6 GB), runs everything nine times in random order, and prints a table of ratios.
+set -eu
+cd "$(dirname "$0")/.."
+source scripts/packages.sh
+kr_install "${KR_BUILD_PACKAGES[@]}" googletest libbenchmark-dev libavformat-dev libavcodec-dev libavutil-dev pkg-config
+mkdir -p build
+{ cmake --preset bench && cmake --build --preset bench; } >build/bench.log 2>&1 || {
+    tail -n 40 build/bench.log
+    exit 1
+}
+python3 benchmarks/make_inputs.py build/bench/files >&2
+KR_BENCH_FILES=$PWD/build/bench/files build/bench/bin/KrBenchmarks --benchmark_filter="${1:-.}" \
+    --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true --benchmark_min_time=0.05 \
+    --benchmark_out=build/bench/results.json --benchmark_out_format=json >build/bench/run.log 2>&1 || {
+    tail -n 20 build/bench/run.log
+    exit 1
+}
+python3 benchmarks/report.py build/bench/results.json

@@ -54,7 +54,8 @@ TEST(FourThreads, OnOneReader_AreAnsweredOrRefused)
     EXPECT_GT(answered, kRounds) << "a good part of the loads";
 }
 
-// Queries by path and drops of single paths and of all: every query is answered, and in the end no file is open.
+// Queries by path and drops of single paths and of all: every query is answered, and in the end no file is
+// open.
 TEST(FourThreads, OnTheCache_AreAllAnswered)
 {
     CKrMemoryFileSystem files;

@@ -15,7 +15,7 @@ namespace
 {
 constexpr uint32_t kBadPosition = 22;
 constexpr uint32_t kDiskFull = 28;
-constexpr size_t kHolePiece = 4096; // zeros in pieces of this size are not stored at the end of a file
+constexpr size_t kHolePiece = 4096;   // zeros in pieces of this size are not stored at the end of a file
 constexpr size_t kSmallestHole = 128; // below it the bytes cost less than the bookkeeping
 
 class CMemoryView;

@@ -151,6 +151,7 @@ set(KR_INNER_TEST_SOURCES
   writer/WriterOpenInnerTest.cpp
   writer/WriterQueueInnerTest.cpp
   writer/WriterRollOverInnerTest.cpp
+  writer/WriterSegmentFaultInnerTest.cpp
   writer/WriterSegmentInnerTest.cpp
   writer/WriterTimeInnerTest.cpp
   writer/WriterWorkerInnerTest.cpp

@@ -155,8 +155,8 @@ bool CKrAviFile::WriteOldIndex()
     const KrByteSpan parts[] = {header, m_oldIndex, filler};
     if (!AppendWhole(parts))
         return false;
-    std::vector<uint8_t>().swap(
-        m_oldIndex); // its memory too: this may be megabytes, and the recording goes on
+    // Its memory goes too: this may be megabytes, and the recording goes on.
+    std::vector<uint8_t>().swap(m_oldIndex);
     m_segmentLength += bytes + padding + kChunkHeaderSize;
     m_position += bytes + padding + kChunkHeaderSize;
     return true;

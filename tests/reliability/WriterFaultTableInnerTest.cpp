@@ -68,13 +68,6 @@ struct SKrOperation
     std::function<void(CKrRecorder&)> run;
 };
 
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
 size_t Record(CKrRecorder& recorder, size_t pairs)
 {
     size_t frames = 0;
@@ -116,20 +109,6 @@ const SKrOperation kOperations[] = {
      {
          recorder.writer->CloseFile();
      }}};
-
-// What our reader finds in a file, whole or not.
-size_t FramesReadable(const CKrFileContent& content)
-{
-    CKrMemoryFileSystem copy;
-    copy.Set(kRecordedPath, content);
-    const KrPlatform::CFileSystemScope scope(copy);
-    KrTest::CKrRef<IKrRiffReader> reader;
-    EXPECT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    CArray<SKrChunkIndexEntry> entries;
-    if (reader->Open(kRecordedPath) == 0 || reader->LoadVideoIndex(entries) == 0)
-        return 0;
-    return static_cast<size_t>(entries.GetSize());
-}
 
 void ExpectNothingLeft(CKrRecorder& recorder)
 {

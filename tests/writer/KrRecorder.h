@@ -27,6 +27,29 @@ namespace KrTest
 {
 inline constexpr wchar_t kRecordedPath[] = L"folder/recorded.avi";
 
+// The usual file with the usual sound.
+[[nodiscard]] inline SKrWritten WithAudio()
+{
+    SKrWritten written;
+    written.pcm = SKrPcmFormat{};
+    return written;
+}
+
+// How many frames the index has that our reader finds in a file, whole or not. Before the first flush the
+// headers tell of none.
+[[nodiscard]] inline size_t FramesReadable(const CKrFileContent& content)
+{
+    CKrMemoryFileSystem copy;
+    copy.Set(kRecordedPath, content);
+    const KrPlatform::CFileSystemScope scope(copy);
+    CKrRef<IKrRiffReader> reader;
+    EXPECT_EQ(KrCreateRiffReader(reader.Put()), 1);
+    CArray<SKrChunkIndexEntry> entries;
+    if (reader->Open(kRecordedPath) == 0 || reader->LoadVideoIndex(entries) == 0)
+        return 0;
+    return static_cast<size_t>(entries.GetSize());
+}
+
 inline int NoWorkerThread(int, IKrWorkerThread**)
 {
     return 0;

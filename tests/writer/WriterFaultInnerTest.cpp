@@ -6,27 +6,6 @@ using namespace KrTest;
 
 namespace
 {
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
-// The entries that our reader finds in a file, closed or not.
-size_t FramesReadable(const CKrFileContent& content)
-{
-    CKrMemoryFileSystem copy;
-    copy.Set(kRecordedPath, content);
-    const KrPlatform::CFileSystemScope scope(copy);
-    KrTest::CKrRef<IKrRiffReader> reader;
-    EXPECT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    CArray<SKrChunkIndexEntry> entries;
-    if (reader->Open(kRecordedPath) == 0 || reader->LoadVideoIndex(entries) == 0)
-        return 0; // before the first flush the headers tell of no frame
-    return static_cast<size_t>(entries.GetSize());
-}
-
 class WriterFault : public testing::Test
 {
 protected:

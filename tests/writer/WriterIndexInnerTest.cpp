@@ -7,13 +7,6 @@ using namespace KrTest;
 
 namespace
 {
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
 // Entries that the first standard index of a stream has in the file now.
 uint32_t EntriesInFile(const CKrRecorder& recorder, uint64_t indexPosition)
 {

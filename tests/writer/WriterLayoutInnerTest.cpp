@@ -21,13 +21,6 @@ void AddFramesWithAudio(CKrRecorder& recorder, size_t count, size_t size = 100)
     }
 }
 
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
 uint32_t U32(const CKrFileContent& content, uint64_t position)
 {
     return GetLe32(content.Range(position, 4).data());

@@ -11,13 +11,6 @@ namespace
 {
 constexpr unsigned kMostAllocations = 10'000;
 
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
 // Runs the step with its first allocation failing, then the second, until none strikes; answers how many did.
 // The step is told nothing; what it throws is caught here.
 template <class Step, class Check>

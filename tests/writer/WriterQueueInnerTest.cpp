@@ -9,7 +9,8 @@ using namespace KrTest;
 
 namespace
 {
-SKrWritten WithAudio(uint32_t samplesPerSec = 48000, uint32_t frameRate = 2)
+// Sound of one byte a sample.
+SKrWritten WithMono8(uint32_t samplesPerSec = 48000, uint32_t frameRate = 2)
 {
     SKrWritten written;
     written.frameRate = frameRate;
@@ -141,7 +142,7 @@ TEST_F(SampleQueue, BlockThatWouldPassTheTarget_IsNotScheduled)
 TEST(WriterQueue, OneBlockAFrame_AlternatesFromTheFirstFrameOn)
 {
     CKrRecorder recorder;
-    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(recorder.Open(WithMono8()), 1);
     for (int number = 0; number < 10; ++number)
     {
         ASSERT_EQ(recorder.AddPatternAudio(1920), 1);
@@ -154,13 +155,13 @@ TEST(WriterQueue, OneBlockAFrame_AlternatesFromTheFirstFrameOn)
 TEST(WriterQueue, TargetFollowsTheFrameRate)
 {
     CKrRecorder recorder(EKrWorker::Stopped);
-    ASSERT_EQ(recorder.Open(WithAudio(48000, 3)), 1);
+    ASSERT_EQ(recorder.Open(WithMono8(48000, 3)), 1);
     for (int number = 0; number < 5; ++number)
         ASSERT_EQ(recorder.AddPatternVideo(100), 1);
     for (const size_t size : {1602u, 1601u, 1602u, 1601u, 1602u})
         ASSERT_EQ(recorder.AddPatternAudio(size), 1);
     EXPECT_EQ(recorder.Close().order, "VAVAVAVAVA");
-    ASSERT_EQ(recorder.Open(WithAudio(48000, 3)), 1);
+    ASSERT_EQ(recorder.Open(WithMono8(48000, 3)), 1);
     for (int number = 0; number < 5; ++number)
         ASSERT_EQ(recorder.AddPatternVideo(100), 1);
     for (const size_t size : {1603u, 1600u, 1602u, 1601u, 1602u})
@@ -184,7 +185,7 @@ TEST(WriterQueue, VideoAlone_KeepsItsOrder)
 TEST(WriterQueue, Close_WritesAllThatIsQueued)
 {
     CKrRecorder recorder;
-    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(recorder.Open(WithMono8()), 1);
     for (int number = 0; number < 30; ++number)
         ASSERT_EQ(recorder.AddPatternVideo(100), 1);
     for (int number = 0; number < 7; ++number)
@@ -198,7 +199,7 @@ TEST(WriterQueue, Close_WritesAllThatIsQueued)
 TEST(WriterQueue, AudioWithoutAnyFrame_IsWrittenAtTheClose)
 {
     CKrRecorder recorder;
-    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(recorder.Open(WithMono8()), 1);
     for (int number = 0; number < 3; ++number)
         ASSERT_EQ(recorder.AddPatternAudio(1920), 1);
     EXPECT_EQ(recorder.Close().order, "AAA");
@@ -217,7 +218,7 @@ std::string OrderWritten(const std::vector<SSubmission>& submissions, uint32_t s
 {
     std::mt19937 random(seed);
     CKrRecorder recorder(worker);
-    EXPECT_EQ(recorder.Open(WithAudio()), 1);
+    EXPECT_EQ(recorder.Open(WithMono8()), 1);
     for (const SSubmission& submission : submissions)
     {
         EXPECT_EQ(submission.isVideo ? recorder.AddPatternVideo(submission.size)
@@ -258,7 +259,7 @@ TEST(WriterQueue, SampleThatCannotBeLocked_IsPassedOver)
     for (const EKrWorker worker : {EKrWorker::Thread, EKrWorker::None})
     {
         CKrRecorder recorder(worker);
-        ASSERT_EQ(recorder.Open(WithAudio()), 1);
+        ASSERT_EQ(recorder.Open(WithMono8()), 1);
         for (uint32_t number = 0; number < 9; ++number)
         {
             const KrTest::CKrRef<CKrTestSample> video(new CKrTestSample(KrBytes(100 + number)));
@@ -289,7 +290,7 @@ TEST(WriterQueue, Refusals_LeaveNoTrace)
     EXPECT_EQ(recorder.writer->AddVideoSample(nullptr), 0);
     EXPECT_EQ(recorder.writer->AddAudioSample(nullptr), 0);
     EXPECT_EQ(recorder.Close().order, "");
-    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(recorder.Open(WithMono8()), 1);
     EXPECT_EQ(recorder.AddAudio({}), 0) << "empty";
     EXPECT_EQ(recorder.writer->AddAudioSample(nullptr), 0);
     EXPECT_EQ(recorder.Close().order, "");
@@ -329,7 +330,7 @@ TEST_P(WriterProducers, SubmitAtOnce)
     for (const EKrWorker worker : {EKrWorker::Thread, EKrWorker::None})
     {
         CKrRecorder recorder(worker);
-        ASSERT_EQ(recorder.Open(WithAudio()), 1);
+        ASSERT_EQ(recorder.Open(WithMono8()), 1);
         std::atomic<int> refused = 0;
         {
             std::vector<std::jthread> producers;

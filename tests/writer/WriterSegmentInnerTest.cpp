@@ -1,43 +1,9 @@
-// Segments: when the next one starts, to the byte. Payloads are zeros, which the file system in memory does
-// not store; without a worker thread everything is written when the submission returns.
-#include "format/KrBytes.h"
-#include "tests/writer/KrRecorder.h"
-#include "writer/KrAviFile.h"
+// Segments: when the next one starts, to the byte.
+#include "tests/writer/KrSegmentRecorder.h"
 
 using namespace KrTest;
 
-namespace
-{
-constexpr size_t kLargeFrame = 60'000'000;
-
-uint64_t OldIndexTail(size_t entries, uint32_t sector)
-{
-    return (16 * entries + 24 + sector - 1) / sector * sector;
-}
-
-class WriterSegment : public testing::Test
-{
-protected:
-    void Open(uint32_t bytesPerSector, bool withAudio = false)
-    {
-        SKrWritten written;
-        written.bytesPerSector = bytesPerSector;
-        if (withAudio)
-            written.pcm = SKrPcmFormat{.channels = 2, .samplesPerSec = 25, .bitsPerSample = 16};
-        ASSERT_EQ(m_recorder.Open(written), 1);
-    }
-
-    void AddLargeFrames(size_t count)
-    {
-        for (size_t number = 0; number < count; ++number)
-            ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
-    }
-
-    [[nodiscard]] uint64_t Size() const { return m_recorder.Content().Size(); }
-
-    CKrRecorder m_recorder{EKrWorker::None};
-};
-} // namespace
+using WriterSegment = CKrSegmentRecorder;
 
 TEST_F(WriterSegment, TwoAndThreeSegments_AreCompleteFiles)
 {
@@ -114,11 +80,7 @@ TEST_F(WriterSegment, FrameAndItsAudio_StayTogether)
     for (const uint64_t beyond : {0u, 512u})
     {
         Open(512, true);
-        for (int number = 0; number < 17; ++number)
-        {
-            ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-            ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
-        }
+        AddPairs(17, kLargeFrame);
         const uint64_t tail = OldIndexTail(1 + 17 + 16, 512);
         const uint64_t audio = 512;
         const uint64_t left = kSegmentLimit - 512 - tail - Size() - audio + beyond;
@@ -137,11 +99,8 @@ TEST_F(WriterSegment, IndexInsideAGroup_MayStartASegmentOrPassTheLimit)
     for (const uint64_t video : {uint64_t{512}, uint64_t{102'400}})
     {
         Open(512, true);
-        for (int number = 0; number < 4027; ++number)
-        {
-            ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-            ASSERT_EQ(m_recorder.AddZeroVideo(number < 17 ? kLargeFrame : 504), 1);
-        }
+        AddPairs(17, kLargeFrame);
+        AddPairs(4010, 504);
         const uint64_t audio = 512;
         const uint64_t index = 32256;
         const uint64_t tail = OldIndexTail(1 + 4028 + 4027, 512);
@@ -166,11 +125,7 @@ TEST_F(WriterSegment, AudioOfTheLastDrain_MayPassTheLimit)
 {
     Open(512, true);
     AddLargeFrames(1);
-    for (int number = 1; number < 17; ++number)
-    {
-        ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-        ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
-    }
+    AddPairs(16, kLargeFrame);
     const uint64_t tail = OldIndexTail(1 + 17 + 16, 512);
     ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
     ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(kSegmentLimit - 512 - tail - Size() - 512 - 8)), 1);
@@ -184,11 +139,7 @@ TEST_F(WriterSegment, AudioOfTheLastDrain_MayPassTheLimit)
 TEST_F(WriterSegment, FramesOf4Megabytes_PassTheReachOfAnIndex)
 {
     Open(512, true);
-    for (int number = 0; number < 1100; ++number)
-    {
-        ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-        ASSERT_EQ(m_recorder.AddZeroVideo(4'000'000), 1);
-    }
+    AddPairs(1100, 4'000'000);
     const SKrCheckedAvi checked = m_recorder.Close();
     EXPECT_GT(checked.segments.back(), uint64_t{4'400'000'000});
     ASSERT_EQ(checked.videoIndexes.size(), 2u);
@@ -253,11 +204,7 @@ TEST_F(WriterSegment, GroupAtAnOddPosition_IsPredictedPartByPart)
         Open(4096, true);
         m_recorder.written.hasDirectChunks = true;
         AddLargeFrames(1);
-        for (int number = 1; number < 17; ++number)
-        {
-            ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-            ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
-        }
+        AddPairs(16, kLargeFrame);
         while (Size() % 4096 != 9)
         {
             const KrBytes bytes((2 * 4096 + 9 - Size() % 4096) % 4096 + 4096 - 8);
@@ -304,11 +251,7 @@ TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
 {
     Open(512, true);
     AddLargeFrames(1);
-    for (int number = 1; number < 17; ++number)
-    {
-        ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
-        ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
-    }
+    AddPairs(16, kLargeFrame);
     // Direct chunks know no limit: beyond it, anything that is reserved starts a segment.
     m_recorder.written.hasDirectChunks = true;
     const KrBytes direct(59'000'000);
@@ -326,79 +269,5 @@ TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
 }
 
 // Between 'idx1' and headers that could not be written nothing belongs to any segment.
-TEST_F(WriterSegment, HeadersThatFail_LetNoChunkBehindTheOldIndex)
-{
-    Open(512);
-    AddLargeFrames(17);
-    m_recorder.faults.Reset();
-    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // 'idx1', then the headers
-    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
-    ASSERT_TRUE(m_recorder.faults.FaultStruck());
-    const uint8_t byte = 1;
-    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(&byte, 1), 0);
-    const SKrCheckedAvi checked = m_recorder.Close();
-    EXPECT_EQ(checked.video.size(), 17u);
-    EXPECT_EQ(checked.segments.size() - 1, 1u);
-}
-
-TEST_F(WriterSegment, OldIndexThatFails_IsWrittenAtTheClose)
-{
-    Open(512);
-    AddLargeFrames(17);
-    m_recorder.faults.Reset();
-    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
-    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
-    EXPECT_EQ(m_recorder.Close().video.size(), 17u);
-}
-
-TEST_F(WriterSegment, LaterHeadersThatCannotBeMapped_StayAsTheyWereWritten)
-{
-    Open(512);
-    AddLargeFrames(17);
-    m_recorder.faults.Reset();
-    m_recorder.faults.FailCall(EKrFileCall::Map, 1);
-    AddLargeFrames(3);
-    m_recorder.writer->CloseFile();
-    const CKrFileContent file = m_recorder.Content();
-    const uint64_t second = uint64_t{GetLe32(file.Range(4, 4).data())} + 8;
-    EXPECT_EQ(GetLe32(file.Range(second + 8, 4).data()), FourCcValue("AVIX"));
-    EXPECT_EQ(GetLe32(file.Range(second + 4, 4).data()), 512u - 8) << "the headers alone";
-    EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 20u) << "frames in all, in the first headers";
-}
-
 // The index that a full one asks for finds no room, and the segment that it needs cannot be started.
-TEST_F(WriterSegment, IndexWhoseSegmentFails_EndsTheRecording)
-{
-    Open(512);
-    for (int number = 0; number < 4027; ++number)
-        ASSERT_EQ(m_recorder.AddZeroVideo(number < 17 ? kLargeFrame : 504), 1);
-    const uint64_t tail = OldIndexTail(1 + 4027, 512);
-    const uint64_t left = kSegmentLimit - 512 - tail - Size(); // all that fits, and no index behind it
-    m_recorder.faults.Reset();
-    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the frame, then 'idx1'
-    EXPECT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 0);
-    ASSERT_TRUE(m_recorder.faults.FaultStruck());
-    m_recorder.written.isComplete = false;
-    EXPECT_EQ(m_recorder.Close().video.size(), 4028u);
-}
-
 // A new index is due before the frame, since its offset would not fit 32 bits.
-TEST_F(WriterSegment, IndexForTheReachThatFails_EndsTheRecording)
-{
-    Open(512);
-    AddLargeFrames(72);
-    m_recorder.faults.Reset();
-    m_recorder.faults.FailCall(EKrFileCall::Write, 1);
-    EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
-    ASSERT_TRUE(m_recorder.faults.FaultStruck());
-    m_recorder.writer->CloseFile();
-    CKrMemoryFileSystem copy;
-    copy.Set(kRecordedPath, m_recorder.Content());
-    const KrPlatform::CFileSystemScope copyScope(copy);
-    KrTest::CKrRef<IKrRiffReader> reader;
-    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    ASSERT_EQ(reader->Open(kRecordedPath), 1);
-    CArray<SKrChunkIndexEntry> entries;
-    ASSERT_EQ(reader->LoadVideoIndex(entries), 1);
-    EXPECT_EQ(entries.GetSize(), 72);
-}

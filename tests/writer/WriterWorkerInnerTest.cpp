@@ -9,13 +9,6 @@ using namespace KrTest;
 
 namespace
 {
-SKrWritten WithAudio()
-{
-    SKrWritten written;
-    written.pcm = SKrPcmFormat{};
-    return written;
-}
-
 // A recorder whose samples all wait until it is closed.
 class WriterWorker : public testing::Test
 {

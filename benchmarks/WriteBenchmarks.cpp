@@ -49,7 +49,18 @@ KrTest::CKrRef<CKrAviWriter> OpenWriter()
     return writer;
 }
 
-// A file that is full starts anew, outside of what is timed.
+// Outside of what is timed.
+void StartAnewWhenFull(benchmark::State& state, KrTest::CKrRef<CKrAviWriter>& writer, uint64_t& written)
+{
+    if (written <= kMostBytes)
+        return;
+    state.PauseTiming();
+    writer.Reset();
+    writer = OpenWriter();
+    written = 0;
+    state.ResumeTiming();
+}
+
 void DirectOurs(benchmark::State& state)
 {
     const std::vector<uint8_t> data(static_cast<size_t>(state.range(0)), 1);
@@ -60,14 +71,7 @@ void DirectOurs(benchmark::State& state)
         if (writer->WriteVideoChunk(data.data(), static_cast<int32_t>(data.size())) == 0)
             state.SkipWithError("write");
         written += data.size();
-        if (written > kMostBytes)
-        {
-            state.PauseTiming();
-            writer.Reset();
-            writer = OpenWriter();
-            written = 0;
-            state.ResumeTiming();
-        }
+        StartAnewWhenFull(state, writer, written);
     }
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
@@ -112,14 +116,7 @@ void Queued(benchmark::State& state)
         if (writer->AddVideoSample(sample.Get()) == 0)
             state.SkipWithError("write");
         written += static_cast<uint64_t>(state.range(0));
-        if (written > kMostBytes)
-        {
-            state.PauseTiming();
-            writer.Reset();
-            writer = OpenWriter();
-            written = 0;
-            state.ResumeTiming();
-        }
+        StartAnewWhenFull(state, writer, written);
     }
 }
 

@@ -8,14 +8,12 @@ cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
 time=${1:-}
-case $time in
-*s) seconds=${time%s} ;;
-*) seconds=$((${time:-0} * 60)) ;;
-esac
-if ! [ "$seconds" -gt 0 ] 2>/dev/null; then
+if ! [[ $time =~ ^[1-9][0-9]*s?$ ]]; then
     echo "usage: scripts/fuzz.sh MINUTES|SECONDSs [FUZZER...]" >&2
     exit 2
 fi
+seconds=${time%s}
+[ "$seconds" != "$time" ] || seconds=$((seconds * 60))
 shift
 fuzzers=("$@")
 [ ${#fuzzers[@]} -gt 0 ] || fuzzers=(reader indexes search queries writer)

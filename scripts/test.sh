@@ -27,7 +27,7 @@ case "${1:-}" in
     ;;
 esac
 
-packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" googletest)
+packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PACKAGES[@]}")
 [ "${1:-}" = --quick ] || packages+=("${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
 [ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }

@@ -1,5 +1,6 @@
 #include "tools/KrAviFile.h"
 
+#include "tools/KrReadability.h"
 #include "tools/KrText.h"
 #include "tools/KrToolError.h"
 #include "tools/KrToolPlatform.h"
@@ -20,23 +21,8 @@ constexpr uint64_t kLargestRefusedSize = 200;
 std::string WhyNotOpened(const std::string& path)
 {
     const SKrFileProbe probe = ProbeForReading(path);
-    switch (probe.state)
-    {
-    case EKrReadability::Missing:
-        return "there is no such file";
-    case EKrReadability::Folder:
-        return "it is a folder, not a file";
-    case EKrReadability::NotRegular:
-        return "it is not a regular file";
-    case EKrReadability::NotAllowed:
-        return "reading it is not allowed";
-    case EKrReadability::InUse:
-        return "it is in use: another program holds it open for writing";
-    case EKrReadability::Failing:
-        return "it cannot be opened: " + probe.detail;
-    case EKrReadability::Readable:
-        break;
-    }
+    if (probe.state != EKrReadability::Readable)
+        return WhyNotReadable(probe);
     if (probe.size <= kLargestRefusedSize)
         return "it has only " + Counted(probe.size, "byte") + "; an AVI file has more than " +
                std::to_string(kLargestRefusedSize);

@@ -1,6 +1,7 @@
 #include "tools/KrWaveInput.h"
 
 #include "tools/KrLittleEndian.h"
+#include "tools/KrReadability.h"
 #include "tools/KrText.h"
 #include "tools/KrToolError.h"
 
@@ -30,7 +31,7 @@ std::shared_ptr<IKrFile> OpenInput(const std::string& path)
         throw CKrToolError(path, "its name is not valid UTF-8");
     std::shared_ptr<IKrFile> file = KrPlatform::OsFileSystem().OpenForReading(wide->c_str());
     if (file == nullptr)
-        throw CKrToolError(path, "it cannot be opened for reading");
+        throw CKrToolError(path, WhyNotReadable(ProbeForReading(path)));
     return file;
 }
 

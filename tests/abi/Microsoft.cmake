@@ -1,4 +1,7 @@
 # The same programs in Microsoft's ABI, built by clang and linked by lld against KrRiffUtils.lib.
+if(NOT KR_LLVM_LIB)
+  message(FATAL_ERROR "The tests of Microsoft's ABI need llvm-lib")
+endif()
 find_program(KR_CLANG NAMES clang++-19 clang++-20 clang++-18 REQUIRED DOC "Compiles for Microsoft's ABI")
 find_program(KR_LLD_LINK NAMES lld-link-19 lld-link-20 lld-link-18 REQUIRED DOC "Microsoft's linker, as LLVM has it")
 find_program(KR_LLVM_NM NAMES llvm-nm-19 llvm-nm-20 llvm-nm-18 REQUIRED DOC "Lists symbols")

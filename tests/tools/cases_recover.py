@@ -357,7 +357,7 @@ def test_refused(kravi):
     kravi.write("there.avi", b"x")
     refused(kravi, "no whole frame", "recover", "text.avi", "out.avi", "--size", "64x48", "--codec", "MJPG")
     refused(kravi, "no whole frame", "recover", "empty.avi", "out.avi")
-    refused(kravi, "cannot be opened", "recover", "missing.avi", "out.avi")
+    refused(kravi, "no such file", "recover", "missing.avi", "out.avi")
     refused(kravi, "--force", "recover", "in.avi", "there.avi")
     refused(kravi, "it is the file that is read", "recover", "in.avi", "in.avi", "--force")
     refused(kravi, "--size", "recover", "in.avi", "out.avi", "--size", "64")

@@ -163,6 +163,7 @@ def test_write_refuses(kravi):
     refused(kravi, "--scan", *write, "--jpeg", "f%03d.jpg", "--scan", "odd")
     refused(kravi, "--aspect-mode", *write, "--jpeg", "f%03d.jpg", "--aspect-mode", "2")
     refused(kravi, "not PCM", *write, "--jpeg", "f%03d.jpg", "--audio", "float.wav")
+    refused(kravi, "no such file", *write, "--jpeg", "f%03d.jpg", "--audio", "missing.wav")
     refused(kravi, "no WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
     refused(kravi, "--force", "write", "there.avi", "--jpeg", "f%03d.jpg")
     refused(kravi, "cannot be written", "write", "missing/out.avi", "--jpeg", "f%03d.jpg")

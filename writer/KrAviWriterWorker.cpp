@@ -49,7 +49,7 @@ uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
     return 0;
 }
 
-// On a thread that nobody waits for with an exception.
+// An exception would leave the worker's thread and end the process; from a close it would keep the file open.
 template <class Step>
 void CKrAviWriter::FailWhereMemoryIsShort(Step step)
 {

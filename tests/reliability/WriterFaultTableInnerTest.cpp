@@ -56,6 +56,7 @@ std::vector<SKrFault> Faults()
             Failing("all maps fail", EKrFileCall::Map, always, EKrHarm::Unmapped),
             Failing("create fails", EKrFileCall::Create, once),
             Failing("delete fails", EKrFileCall::Delete, once),
+            Failing("existence query fails", EKrFileCall::Exists, once, EKrHarm::None),
             Failing("sector query fails", EKrFileCall::SectorQuery, once, EKrHarm::None)};
 }
 
@@ -166,11 +167,11 @@ TEST(WriterFaultTable, EveryFaultInEveryOperation)
             while (!testing::Test::HasFailure() && RunWith(operation, fault, number))
                 ++number;
             if (number > 1)
-                std::printf("| %-9s | %-18s | %5d |\n", operation.name, fault.name,
+                std::printf("| %-9s | %-21s | %5d |\n", operation.name, fault.name,
                             static_cast<int>(number - 1));
             all += number - 1;
         }
     }
-    std::printf("| all       |                    | %5d |\n", static_cast<int>(all));
+    std::printf("| all       |                       | %5d |\n", static_cast<int>(all));
     EXPECT_GT(all, 300u);
 }

@@ -1,5 +1,5 @@
-#include "tools/KrCommandLine.h"
-#include "tools/KrToolPlatform.h"
+#include "tools/command/KrCommandLine.h"
+#include "tools/platform/KrToolPlatform.h"
 
 int main(int argc, char** argv)
 {

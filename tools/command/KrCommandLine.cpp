@@ -1,0 +1,118 @@
+#include "tools/command/KrCommandLine.h"
+
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrStandardOutput.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <sstream>
+
+#if !defined(KR_VERSION)
+#error "the build defines KR_VERSION as the version text"
+#endif
+
+namespace KrTool
+{
+namespace
+{
+constexpr char kAbout[] =
+    "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
+    "and writes new ones.";
+
+constexpr void (*kVerbs[])(CKrVerbTable&) = {AddInfoVerb,  AddTreeVerb,   AddIndexVerb,  AddExtractVerb,
+                                             AddWriteVerb, AddRewrapVerb, AddRecoverVerb};
+
+class CKrCommandLine
+{
+public:
+    CKrCommandLine() : m_app(kAbout, "kravi"), m_verbs(m_app)
+    {
+        m_app.allow_windows_style_options(false); // a path may start with a slash everywhere
+        m_app.set_version_flag("--version", std::string("kravi ") + KR_VERSION);
+        m_app.require_subcommand(1);
+        m_app.footer(kExitCodes);
+        for (const auto add : kVerbs)
+            add(m_verbs);
+    }
+
+    int Run(const std::vector<std::string>& arguments)
+    {
+        try
+        {
+            m_app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        }
+        catch (const CLI::ParseError& answer)
+        {
+            if (answer.get_exit_code() == 0)
+                return Answer(answer);
+            CKrReport report(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
+            return Failed(report, {}, std::string(answer.what()) + "; see kravi --help");
+        }
+        return RunVerb();
+    }
+
+private:
+    // Help and version.
+    int Answer(const CLI::ParseError& answer)
+    {
+        std::ostringstream text;
+        m_app.exit(answer, text, text);
+        Print(text.str());
+        FlushOutput();
+        return kExitDone;
+    }
+
+    static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
+    {
+        const std::string about = path.empty() ? std::string() : Printable(path) + ": ";
+        PrintDiagnostic("kravi: " + about + Printable(cause) + '\n');
+        return report.Fail(path, cause);
+    }
+
+    int RunVerb()
+    {
+        CKrReport report(m_verbs.AsJson());
+        try
+        {
+            CKrProgress progress(m_verbs.ProgressMode(), m_verbs.ChosenName());
+            m_verbs.Chosen()(report, progress);
+            return report.Finish();
+        }
+        catch (const CKrToolError& error)
+        {
+            return Failed(report, error.Path(), error.what());
+        }
+        catch (const std::bad_alloc&)
+        {
+            return Failed(report, {}, "memory is short");
+        }
+        catch (const std::exception& error)
+        {
+            return Failed(report, {}, error.what());
+        }
+    }
+
+    CLI::App m_app;
+    CKrVerbTable m_verbs;
+};
+} // namespace
+
+int RunCommandLine(const std::vector<std::string>& arguments)
+{
+    try
+    {
+        return CKrCommandLine().Run(arguments);
+    }
+    catch (const std::exception& error)
+    {
+        PrintDiagnostic("kravi: " + Printable(error.what()) + '\n');
+        return kExitFailed;
+    }
+}
+} // namespace KrTool

@@ -1,0 +1,71 @@
+// A verb's report: facts in the order in which they were added, notes, and findings, printed as text or as
+// one JSON object. Lists of any length are printed row by row instead of being collected.
+#ifndef KR_TOOLS_COMMAND_KRREPORT_H
+#define KR_TOOLS_COMMAND_KRREPORT_H
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KrTool
+{
+// Exit codes.
+constexpr int kExitDone = 0;
+constexpr int kExitFindings = 1;
+constexpr int kExitFailed = 2;
+
+using Json = nlohmann::ordered_json;
+
+// The JSON text of a value; bytes that are no UTF-8 become the replacement character.
+std::string JsonText(const Json& value);
+
+// A fact as lines of text. The keys of objects become labels ("frameRate": "frame rate"); an object with
+// "value" and "name" becomes one line, an array of objects one line for each.
+std::string PlainText(std::string_view key, const Json& value);
+
+class CKrReport
+{
+public:
+    explicit CKrReport(bool asJson);
+    ~CKrReport();
+    CKrReport(const CKrReport&) = delete;
+    CKrReport& operator=(const CKrReport&) = delete;
+
+    bool AsJson() const { return m_asJson; }
+
+    void Fact(std::string_view key, const Json& value);
+
+    // A list. In text, `heading` stands above it and each row brings its own text.
+    void BeginRows(std::string_view key, std::string_view heading);
+    void Row(const Json& value, std::string_view text);
+    void EndRows();
+
+    // What a user should know and what is nobody's fault.
+    void Note(std::string text) { m_notes.push_back(std::move(text)); }
+
+    // What is wrong with the file. Makes the exit code 1.
+    void Finding(std::string text) { m_findings.push_back(std::move(text)); }
+
+    // Prints what is left and returns the exit code.
+    int Finish();
+
+    // Ends the report early: its JSON object is completed with an "error" that names the file and the cause.
+    // In text the diagnostics say it.
+    int Fail(const std::string& path, const std::string& cause);
+
+private:
+    void BeginMember(std::string_view key);
+
+    bool m_asJson;
+    bool m_hasMembers = false;
+    bool m_inRows = false;
+    bool m_hasRows = false;
+    std::vector<std::string> m_notes;
+    std::vector<std::string> m_findings;
+};
+} // namespace KrTool
+
+#endif

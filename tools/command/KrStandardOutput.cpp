@@ -1,0 +1,26 @@
+#include "tools/command/KrStandardOutput.h"
+
+#include "tools/command/KrToolError.h"
+
+#include <cstdio>
+
+namespace KrTool
+{
+void Print(std::string_view text)
+{
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+        throw CKrToolError({}, "cannot write to the standard output");
+}
+
+void FlushOutput()
+{
+    if (std::fflush(stdout) != 0)
+        throw CKrToolError({}, "cannot write to the standard output");
+}
+
+void PrintDiagnostic(std::string_view text)
+{
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+} // namespace KrTool

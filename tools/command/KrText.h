@@ -1,0 +1,36 @@
+// Text in and out: UTF-8 and wide strings, FourCCs, and names for the numbers of the public records.
+#ifndef KR_TOOLS_COMMAND_KRTEXT_H
+#define KR_TOOLS_COMMAND_KRTEXT_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace KrTool
+{
+// UTF-8 to wide, or nothing when the bytes are no UTF-8. Where wide characters have 16 bits, lone surrogates
+// pass both ways, since file names there may hold them.
+std::optional<std::wstring> Widen(std::string_view utf8);
+std::string Narrow(std::wstring_view wide);
+
+// Text from elsewhere, made fit for a terminal: control characters and bytes that are no UTF-8 become \xHH.
+std::string Printable(std::string_view text);
+
+// The four characters, lowest byte first; what is not printable ASCII becomes \xHH, a backslash \\.
+std::string FourCcText(uint32_t fourCc);
+
+constexpr uint32_t FourCc(char first, char second, char third, char fourth)
+{
+    const auto byte = [](char character)
+    {
+        return static_cast<uint32_t>(static_cast<unsigned char>(character));
+    };
+    return byte(first) | byte(second) << 8 | byte(third) << 16 | byte(fourth) << 24;
+}
+
+// "1 frame", "2 frames", "3 entries".
+std::string Counted(uint64_t count, std::string_view noun);
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,39 @@
+// An open file behind the library's reader, held for as long as a verb needs it.
+#ifndef KR_TOOLS_INPUT_KRAVIFILE_H
+#define KR_TOOLS_INPUT_KRAVIFILE_H
+
+#include "KrRiffUtils/KrRiffUtils.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace KrTool
+{
+struct SKrReaderRelease
+{
+    void operator()(IKrRiffReader* reader) const { reader->Release(); }
+};
+
+class CKrAviFile
+{
+public:
+    // Opens the file, or throws CKrToolError with the reason as far as it can be known.
+    explicit CKrAviFile(const std::string& path);
+
+    IKrRiffReader& Reader() const { return *m_reader; }
+    const std::string& Path() const { return m_path; }
+    uint64_t Length() const { return m_length; }
+
+    // Reads what the file holds of a range: fewer bytes than asked for at its end.
+    size_t ReadAt(uint64_t position, void* buffer, size_t count) const;
+
+private:
+    std::string m_path;
+    std::unique_ptr<IKrRiffReader, SKrReaderRelease> m_reader;
+    uint64_t m_length = 0;
+};
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,67 @@
+// The chunk tree of a file, walked so that hostile files cost no more than their length: no recursion, no
+// byte counted to two chunks of one level, a limit on nodes.
+#ifndef KR_TOOLS_INPUT_KRCHUNKWALK_H
+#define KR_TOOLS_INPUT_KRCHUNKWALK_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace KrTool
+{
+class CKrAviFile;
+class CKrProgress;
+
+// Bytes of a chunk's id and size, which stand before its data.
+constexpr uint64_t kChunkHeaderSize = 8;
+
+inline uint64_t HeaderPosition(const SKrRiffChunkInfo& chunk)
+{
+    return chunk.offset - kChunkHeaderSize;
+}
+
+// Position behind a chunk's payload, the padding byte of odd sizes not counted.
+inline uint64_t EndPosition(const SKrRiffChunkInfo& chunk)
+{
+    return chunk.offset + chunk.cksize;
+}
+
+bool IsContainer(const SKrRiffChunkInfo& chunk);
+
+// How many more nodes may be read from one file. The reader keeps each node until the file is closed.
+class CKrNodeBudget
+{
+public:
+    explicit CKrNodeBudget(uint64_t nodes) : m_left(nodes) {}
+
+    // False when the budget is used up.
+    [[nodiscard]] bool Take()
+    {
+        if (m_left == 0)
+        {
+            m_exceeded = true;
+            return false;
+        }
+        --m_left;
+        return true;
+    }
+
+    bool Exceeded() const { return m_exceeded; }
+
+private:
+    uint64_t m_left;
+    bool m_exceeded = false;
+};
+
+// The top-level segments, in file order.
+std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& budget);
+
+// The sub-chunks of a container that start before `limit`, in file order; none for other chunks. The reader
+// bounds them by what the container claims; `limit` is where the containers around it end, so that no chunk
+// is visited twice.
+std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
+                                         CKrNodeBudget& budget, CKrProgress& progress);
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,33 @@
+#include "tools/input/KrFileFindings.h"
+
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkWalk.h"
+
+namespace KrTool
+{
+void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
+{
+    if (facts.segments.empty())
+    {
+        report.Finding("the file has no RIFF 'AVI ' header; it is read as a run of bare chunks");
+        return;
+    }
+    uint64_t end = 0;
+    for (size_t number = 0; number < facts.segments.size(); ++number)
+    {
+        end = EndPosition(facts.segments[number]);
+        if (end > file.Length())
+            report.Finding("the file is truncated: segment " + std::to_string(number) + " ends " +
+                           Counted(end - file.Length(), "byte") + " behind the end of the file");
+    }
+    if (end + end % 2 < file.Length())
+        report.Note(Counted(file.Length() - end - end % 2, "byte") + " follow the last segment");
+    if (!facts.hasMainHeader)
+        report.Finding("the file has no main header ('avih')");
+    if (facts.cut)
+        report.Finding("the headers hold more chunks or streams than are looked at");
+}
+} // namespace KrTool

@@ -1,0 +1,201 @@
+#include "tools/input/KrFrameInput.h"
+
+#include "platform/KrPlatform.h"
+#include "tools/command/KrToolError.h"
+#include "tools/input/KrWaveInput.h"
+#include "tools/platform/KrToolPlatform.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint64_t kMostHeaderBytes = 1 << 20; // of a JPEG file in front of its picture
+constexpr uint64_t kLargestFrame = INT32_MAX;
+
+bool IsThere(const std::string& name)
+{
+    return TargetAt(name) == EKrTarget::RegularFile;
+}
+
+uint32_t LengthOf(IKrFile& file, const std::string& name)
+{
+    const uint64_t length = file.Size().value_or(0);
+    if (length == 0 || length > kLargestFrame)
+        throw CKrToolError(name, length == 0 ? "it is empty" : "it is too large for a frame");
+    return static_cast<uint32_t>(length);
+}
+
+// The size in the frame header of a JPEG file.
+SKrPictureSize JpegSize(IKrFile& file, const std::string& name)
+{
+    const auto big16 = [](const uint8_t* at)
+    {
+        return static_cast<uint32_t>(at[0] << 8 | at[1]);
+    };
+    std::array<uint8_t, 9> bytes{};
+    ReadExactly(file, name, 0, bytes.data(), 2);
+    if (big16(bytes.data()) != 0xFFD8)
+        throw CKrToolError(name, "it is no JPEG file");
+    for (uint64_t position = 2; position < kMostHeaderBytes;)
+    {
+        ReadExactly(file, name, position, bytes.data(), bytes.size());
+        if (bytes[0] != 0xFF)
+            break;
+        const uint8_t marker = bytes[1];
+        if (marker == 0xFF || marker == 0x01 || (marker >= 0xD0 && marker <= 0xD7)) // no segment of its own
+        {
+            position += marker == 0xFF ? 1 : 2;
+            continue;
+        }
+        const bool isFrame =
+            marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+        if (isFrame)
+            return {big16(&bytes[7]), big16(&bytes[5])};
+        position += 2 + big16(&bytes[2]);
+    }
+    throw CKrToolError(name, "its JPEG headers tell no picture size");
+}
+
+SKrSampleBytes WholeFile(const std::string& name)
+{
+    const std::shared_ptr<IKrFile> file = OpenInput(name);
+    const uint32_t length = LengthOf(*file, name);
+    // Opened again when it is needed: thousands of frames can wait.
+    return {length, [name, length](uint8_t* buffer)
+            {
+                ReadExactly(*OpenInput(name), name, 0, buffer, length);
+            }};
+}
+
+class CJpegInput final : public IKrFrameInput
+{
+public:
+    CJpegInput(const std::string& pattern, std::optional<uint64_t> start)
+        : m_files(FindFrameFiles(pattern, start)), m_size(SizeOf(m_files.NameOf(0)))
+    {
+    }
+
+    uint64_t Frames() const override { return m_files.count; }
+    SKrPictureSize Size() const override { return m_size; }
+
+    SKrSampleBytes Frame(uint64_t number) const override
+    {
+        const std::string name = m_files.NameOf(number);
+        const SKrPictureSize size = SizeOf(name);
+        if (size.width != m_size.width || size.height != m_size.height)
+            throw CKrToolError(name, "its picture has another size than the first one's");
+        return WholeFile(name);
+    }
+
+private:
+    static SKrPictureSize SizeOf(const std::string& name) { return JpegSize(*OpenInput(name), name); }
+
+    SKrFrameFiles m_files;
+    SKrPictureSize m_size;
+};
+
+class CRawInput final : public IKrFrameInput
+{
+public:
+    CRawInput(const std::string& pattern, std::optional<uint64_t> start, const SKrRawLayout& layout)
+        : m_files(FindFrameFiles(pattern, start)), m_layout(layout), m_frames(m_files.count)
+    {
+        if (m_files.pattern.IsNumbered())
+            return;
+        m_file = OpenInput(m_files.NameOf(0));
+        const uint64_t length = m_file->Size().value_or(0);
+        m_frames = length / m_layout.FrameBytes();
+        if (m_frames == 0 || length % m_layout.FrameBytes() != 0)
+            throw CKrToolError(m_files.NameOf(0), "its " + std::to_string(length) +
+                                                      " bytes are not whole frames of " +
+                                                      std::to_string(m_layout.FrameBytes()) + " bytes");
+    }
+
+    uint64_t Frames() const override { return m_frames; }
+    SKrPictureSize Size() const override { return m_layout.size; }
+
+    SKrSampleBytes Frame(uint64_t number) const override
+    {
+        const std::string name = m_files.NameOf(m_file != nullptr ? 0 : number);
+        const uint64_t position = m_file != nullptr ? number * m_layout.FrameBytes() : 0;
+        if (m_file == nullptr && OpenInput(name)->Size() != m_layout.FrameBytes())
+            throw CKrToolError(name,
+                               "it is not one frame of " + std::to_string(m_layout.FrameBytes()) + " bytes");
+        const auto load = [file = m_file, name, position, layout = m_layout](uint8_t* buffer)
+        {
+            const std::shared_ptr<IKrFile> source = file != nullptr ? file : OpenInput(name);
+            Load(*source, name, position, layout, buffer);
+        };
+        return {static_cast<uint32_t>(OutputBytes()), load};
+    }
+
+private:
+    // Rows of uncompressed AVI frames end at multiples of four bytes.
+    static uint64_t OutputStride(const SKrRawLayout& layout) { return (layout.RowBytes() + 3) / 4 * 4; }
+
+    uint64_t OutputBytes() const
+    {
+        return m_layout.isUncompressed ? OutputStride(m_layout) * m_layout.size.height
+                                       : m_layout.FrameBytes();
+    }
+
+    static void Load(IKrFile& file, const std::string& name, uint64_t position, const SKrRawLayout& layout,
+                     uint8_t* buffer)
+    {
+        if (!layout.isUncompressed)
+            return ReadExactly(file, name, position, buffer, static_cast<size_t>(layout.FrameBytes()));
+        std::vector<uint8_t> frame(static_cast<size_t>(layout.FrameBytes()));
+        ReadExactly(file, name, position, frame.data(), frame.size());
+        for (uint32_t row = 0; row < layout.size.height; ++row)
+        {
+            const uint32_t from = layout.isTopDown ? layout.size.height - 1 - row : row;
+            std::copy_n(frame.data() + from * layout.Stride(), static_cast<size_t>(layout.RowBytes()),
+                        buffer + row * OutputStride(layout));
+        }
+    }
+
+    SKrFrameFiles m_files;
+    SKrRawLayout m_layout;
+    std::shared_ptr<IKrFile> m_file; // that holds all frames; null when each has its own
+    uint64_t m_frames = 0;
+};
+} // namespace
+
+uint64_t SKrRawLayout::FrameBytes() const
+{
+    if (stride == 0)
+        return uint64_t{size.width} * size.height * bitsPerPixel / 8;
+    return stride * size.height;
+}
+
+SKrFrameFiles FindFrameFiles(const std::string& pattern, std::optional<uint64_t> start)
+{
+    SKrFrameFiles files{CKrFramePattern(pattern)};
+    files.first = start.value_or(files.pattern.IsNumbered() && !IsThere(files.pattern.NameOf(0)) ? 1 : 0);
+    if (!IsThere(files.NameOf(0)))
+        throw CKrToolError(files.NameOf(0), "there is no such file");
+    files.count = 1;
+    while (files.pattern.IsNumbered() && IsThere(files.NameOf(files.count)))
+        ++files.count;
+    return files;
+}
+
+std::unique_ptr<IKrFrameInput> MakeJpegInput(const std::string& pattern, std::optional<uint64_t> start)
+{
+    return std::make_unique<CJpegInput>(pattern, start);
+}
+
+std::unique_ptr<IKrFrameInput> MakeRawInput(const std::string& pattern, std::optional<uint64_t> start,
+                                            const SKrRawLayout& layout)
+{
+    if (layout.RowBytes() == 0 || layout.Stride() < layout.RowBytes())
+        throw CKrToolError({}, "--stride is shorter than a row");
+    if (layout.FrameBytes() == 0 || layout.FrameBytes() > kLargestFrame)
+        throw CKrToolError({}, "such frames are too large");
+    return std::make_unique<CRawInput>(pattern, start, layout);
+}
+} // namespace KrTool

@@ -1,0 +1,71 @@
+#include "tools/input/KrFramePattern.h"
+
+#include "tools/command/KrToolError.h"
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kMostDigits = 20;
+
+[[noreturn]] void Refuse(const std::string& pattern, const std::string& cause)
+{
+    throw CKrToolError(pattern, "bad pattern: " + cause);
+}
+
+bool IsDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+} // namespace
+
+CKrFramePattern::CKrFramePattern(const std::string& pattern)
+{
+    if (pattern.empty())
+        Refuse(pattern, "it is empty");
+    for (size_t position = 0; position < pattern.size(); ++position)
+    {
+        std::string& text = m_numbered ? m_behind : m_before;
+        if (pattern[position] != '%')
+        {
+            text += pattern[position];
+        }
+        else if (position + 1 < pattern.size() && pattern[position + 1] == '%')
+        {
+            text += '%';
+            ++position;
+        }
+        else
+        {
+            position = ParseNumber(pattern, position);
+        }
+    }
+}
+
+// Takes the number's place from its percent sign on; returns the position of its 'd'.
+size_t CKrFramePattern::ParseNumber(const std::string& pattern, size_t position)
+{
+    if (m_numbered)
+        Refuse(pattern, "more than one %d");
+    size_t at = position + 1;
+    if (at < pattern.size() && pattern[at] == '0')
+    {
+        m_digits = 0;
+        for (++at; at < pattern.size() && IsDigit(pattern[at]) && m_digits <= kMostDigits; ++at)
+            m_digits = m_digits * 10 + static_cast<size_t>(pattern[at] - '0');
+    }
+    if (at >= pattern.size() || pattern[at] != 'd' || m_digits == 0 || m_digits > kMostDigits)
+        Refuse(pattern, "after a % there must be d, 0Nd with N from 1 to 20, or another %");
+    m_numbered = true;
+    return at;
+}
+
+std::string CKrFramePattern::NameOf(uint64_t frame) const
+{
+    if (!m_numbered)
+        return m_before;
+    const std::string digits = std::to_string(frame);
+    const size_t zeros = digits.size() < m_digits ? m_digits - digits.size() : 0;
+    return m_before + std::string(zeros, '0') + digits + m_behind;
+}
+} // namespace KrTool

@@ -1,0 +1,42 @@
+#include "tools/input/KrJoinedChunks.h"
+
+#include "tools/input/KrWaveInput.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KrTool
+{
+CKrJoinedChunks::CKrJoinedChunks(std::shared_ptr<IKrFile> file, std::string path, Chunks chunks)
+    : m_file(std::move(file)), m_path(std::move(path)), m_chunks(std::move(chunks))
+{
+}
+
+SKrSampleBytes CKrJoinedChunks::Next(uint32_t length)
+{
+    Chunks ranges;
+    uint32_t left = length;
+    while (left > 0 && m_chunk < m_chunks.size())
+    {
+        const SKrChunkIndexEntry& chunk = m_chunks[m_chunk];
+        const uint32_t taken = std::min(left, chunk.size - m_inChunk);
+        if (taken > 0)
+            ranges.push_back({chunk.position + m_inChunk, taken, 0});
+        left -= taken;
+        m_inChunk += taken;
+        if (m_inChunk == chunk.size)
+        {
+            ++m_chunk;
+            m_inChunk = 0;
+        }
+    }
+    return {length, [file = m_file, path = m_path, ranges](uint8_t* buffer)
+            {
+                for (const SKrChunkIndexEntry& range : ranges)
+                {
+                    ReadExactly(*file, path, range.position, buffer, range.size);
+                    buffer += range.size;
+                }
+            }};
+}
+} // namespace KrTool

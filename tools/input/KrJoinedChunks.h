@@ -1,0 +1,33 @@
+// The bytes of a stream's chunks as one sequence, to be cut into samples of any length.
+#ifndef KR_TOOLS_INPUT_KRJOINEDCHUNKS_H
+#define KR_TOOLS_INPUT_KRJOINEDCHUNKS_H
+
+#include "platform/KrPlatform.h"
+#include "tools/input/KrStreamChunks.h"
+#include "tools/output/KrSampleLoader.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace KrTool
+{
+class CKrJoinedChunks
+{
+public:
+    CKrJoinedChunks(std::shared_ptr<IKrFile> file, std::string path, Chunks chunks);
+
+    // The next bytes of the sequence. They are read when the writer comes to them.
+    SKrSampleBytes Next(uint32_t length);
+
+private:
+    std::shared_ptr<IKrFile> m_file;
+    std::string m_path;
+    Chunks m_chunks;
+    size_t m_chunk = 0;
+    uint32_t m_inChunk = 0;
+};
+} // namespace KrTool
+
+#endif

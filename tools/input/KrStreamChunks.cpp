@@ -1,0 +1,304 @@
+#include "tools/input/KrStreamChunks.h"
+
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkWalk.h"
+
+#include <algorithm>
+#include <array>
+
+namespace KrTool
+{
+namespace
+{
+// The reader keeps a record of each match until its search ends, so a long search is taken in stretches.
+constexpr uint64_t kMatchesPerSearch = 65536;
+
+// More data chunks than days of recording have.
+constexpr size_t kMostFoundChunks = size_t{1} << 24;
+
+// The first chunk behind the 12 bytes of a file's first RIFF header.
+constexpr uint64_t kFirstChunkPosition = 12;
+constexpr uint64_t kReadersChoice = UINT64_MAX;
+
+constexpr uint32_t kNoStream = UINT32_MAX;
+
+const char* KindName(EKrStreamKind kind)
+{
+    return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+std::optional<uint32_t> HexDigit(char character)
+{
+    if (character >= '0' && character <= '9')
+        return character - '0';
+    if (character >= 'a' && character <= 'f')
+        return character - 'a' + 10;
+    if (character >= 'A' && character <= 'F')
+        return character - 'A' + 10;
+    return std::nullopt;
+}
+
+bool IsDataChunkOf(EKrStreamKind kind, char third, char fourth)
+{
+    if (kind == EKrStreamKind::Audio)
+        return third == 'w' && fourth == 'b';
+    return third == 'd' && (fourth == 'c' || fourth == 'b');
+}
+
+// One stretch of a search: appends matches, and returns the position where the next stretch starts, or
+// nothing when there are no more matches.
+std::optional<uint64_t> SearchStretch(const CKrAviFile& file, uint64_t from, Chunks& chunks,
+                                      CKrProgress& progress)
+{
+    uint64_t matches = 0;
+    for (int more = 1; more != 0 && chunks.size() < kMostFoundChunks; ++matches)
+    {
+        uint32_t id = 0;
+        uint32_t type = 0;
+        uint32_t size = 0;
+        uint64_t offset = 0;
+        more = file.Reader().FindNextChunk(&id, &type, &size, &offset, nullptr); // 0 with the last one, too
+        if (offset <= from || offset > file.Length())
+            return std::nullopt;
+        chunks.push_back({offset, size, 0});
+        from = offset + size + (offset + size) % 2;
+        progress.Advance(offset);
+        if (more != 0 && matches + 1 == kMatchesPerSearch)
+            return from;
+    }
+    return std::nullopt;
+}
+
+void AddIds(std::vector<uint32_t>& ids, char first, char second, EKrStreamKind kind)
+{
+    const auto add = [&ids, first, second](char third, char fourth)
+    {
+        const uint32_t id = FourCc(first, second, third, fourth);
+        if (std::find(ids.begin(), ids.end(), id) == ids.end())
+            ids.push_back(id);
+    };
+    if (kind == EKrStreamKind::Audio)
+    {
+        add('w', 'b');
+        return;
+    }
+    add('d', 'c');
+    add('d', 'b');
+}
+
+// The stream that the headers give for the reader's own choice.
+std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind kind)
+{
+    const SKrStreamHeader* const stream =
+        kind == EKrStreamKind::Video ? FirstVideoStream(facts) : FirstUsableAudioStream(facts);
+    return stream != nullptr ? std::optional(stream->number) : std::nullopt;
+}
+
+// The same where there are no headers: the reader tells the id of the first data chunk that it saw.
+std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind kind)
+{
+    uint32_t id = 0;
+    int valid = 0;
+    if (kind == EKrStreamKind::Video)
+    {
+        SKrAviVideoParams format = {};
+        uint32_t compression = 0;
+        uint16_t bitCount = 0;
+        file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &id);
+    }
+    else
+    {
+        SKrWaveFormatInfo format = {};
+        if (file.Reader().GetAudioStreamInfo(&format, &valid, &id, nullptr) == 0)
+            return std::nullopt;
+    }
+    const auto high = HexDigit(static_cast<char>(id));
+    const auto low = HexDigit(static_cast<char>(id >> 8));
+    return id != 0 && high && low ? std::optional(*high * 16 + *low) : std::nullopt;
+}
+
+// The first stream of a kind, also one that the reader does not cover.
+std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind)
+{
+    if (const auto covered = StreamByHeaders(facts, kind))
+        return covered;
+    const auto first =
+        std::find_if(facts.streams.begin(), facts.streams.end(),
+                     [kind](const SKrStreamHeader& stream)
+                     { return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio(); });
+    return first != facts.streams.end() ? std::optional(first->number) : StreamByFirstChunk(file, kind);
+}
+
+void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)
+{
+    if (facts.streams.empty())
+        return; // raw chunks: what is there shows when they are searched
+    const std::string name = "stream " + std::to_string(wanted);
+    if (wanted >= facts.streams.size())
+        throw CKrToolError(file.Path(), "there is no " + name + ": the file has " +
+                                            Counted(facts.streams.size(), "stream"));
+    const SKrStreamHeader& stream = facts.streams[wanted];
+    if (kind == EKrStreamKind::Video ? !stream.IsVideo() : !stream.IsAudio())
+        throw CKrToolError(file.Path(), name + " is no " + KindName(kind) + " stream, but '" +
+                                            FourCcText(stream.type) + "'");
+}
+
+void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, EKrStreamKind kind,
+                        CKrReport& report)
+{
+    uint64_t wrong = 0;
+    for (const SKrChunkIndexEntry& entry : result.chunks)
+    {
+        wrong += StreamOfEntry(file, entry, kind) != result.stream ? 1 : 0;
+    }
+    if (wrong != 0)
+        report.Finding("at no chunk of stream " + std::to_string(result.stream) + ": " +
+                       Counted(wrong, "entry") + " of the " + KindName(kind) + " index");
+}
+
+// The chunks of a stream that no index covers.
+SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                           uint32_t stream, CKrReport& report, CKrProgress& progress)
+{
+    report.Note(std::string("no index that the reader loads covers ") + KindName(kind) + " stream " +
+                std::to_string(stream) + "; its chunks were searched, which passes over empty ones");
+    SKrFoundChunks found = SearchChunks(file, DataChunkIds(stream, facts.streams.size(), kind), progress);
+    if (found.cut)
+        report.Finding("the file has too many chunks; those behind the first " +
+                       std::to_string(kMostFoundChunks) + " are left out");
+    return {stream, false, std::move(found.chunks)};
+}
+} // namespace
+
+std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrAudioChunkPattern* pattern)
+{
+    CArray<SKrChunkIndexEntry> entries;
+    SKrAudioChunkPattern ignored = {};
+    try
+    {
+        const int loaded =
+            kind == EKrStreamKind::Video
+                ? file.Reader().LoadVideoIndex(entries)
+                : file.Reader().LoadAudioIndex(entries, pattern != nullptr ? pattern : &ignored);
+        if (loaded == 0)
+            return std::nullopt;
+    }
+    catch (const CInvalidArgException&)
+    {
+        return std::nullopt; // the index changed its mind about its length between two looks
+    }
+    catch (const CMemoryException&)
+    {
+        return std::nullopt;
+    }
+    return Chunks(entries.GetData(), entries.GetData() + entries.GetSize());
+}
+
+std::optional<uint32_t> StreamOfEntry(const CKrAviFile& file, const SKrChunkIndexEntry& entry,
+                                      EKrStreamKind kind)
+{
+    std::array<char, 4> id = {};
+    if (entry.position < kChunkHeaderSize ||
+        file.ReadAt(entry.position - kChunkHeaderSize, id.data(), id.size()) != id.size())
+        return std::nullopt;
+    const auto high = HexDigit(id[0]);
+    const auto low = HexDigit(id[1]);
+    if (!high || !low || !IsDataChunkOf(kind, id[2], id[3]))
+        return std::nullopt;
+    return *high * 16 + *low;
+}
+
+std::optional<uint32_t> StreamOfIndex(const CKrAviFile& file, const SKrAviFacts& facts, const Chunks& index,
+                                      EKrStreamKind kind)
+{
+    if (index.empty())
+        return std::nullopt;
+    const std::optional<uint32_t> stream = StreamOfEntry(file, index.front(), kind);
+    return stream ? stream : StreamByHeaders(facts, kind);
+}
+
+std::vector<uint32_t> DataChunkIds(uint32_t stream, size_t streamCount, EKrStreamKind kind)
+{
+    std::vector<uint32_t> ids;
+    if (stream <= 0xFF)
+    {
+        AddIds(ids, "0123456789abcdef"[stream / 16], "0123456789abcdef"[stream % 16], kind);
+        AddIds(ids, "0123456789ABCDEF"[stream / 16], "0123456789ABCDEF"[stream % 16], kind);
+    }
+    const uint32_t decimalReadAsHex = stream / 10 * 16 + stream % 10;
+    if (stream >= 10 && stream <= 99 && decimalReadAsHex >= streamCount)
+        AddIds(ids, static_cast<char>('0' + stream / 10), static_cast<char>('0' + stream % 10), kind);
+    return ids;
+}
+
+SKrFoundChunks SearchChunks(const CKrAviFile& file, const std::vector<uint32_t>& ids, CKrProgress& progress)
+{
+    SKrFoundChunks found;
+    CDWordArray wanted;
+    for (const uint32_t id : ids)
+        wanted.Add(id);
+    progress.Begin("searching chunks", file.Length());
+    const bool isRiff = file.Reader().FindFirstRiffSegment() != 0;
+    std::optional<uint64_t> from = isRiff ? kFirstChunkPosition : kReadersChoice;
+    while (from && file.Reader().FindFirstChunk(&wanted, *from) != 0)
+        from = SearchStretch(file, *from == kReadersChoice ? 0 : *from, found.chunks, progress);
+    file.Reader().EndChunkSearch();
+    progress.End();
+    found.cut = found.chunks.size() == kMostFoundChunks;
+    return found;
+}
+
+SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                               std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress)
+{
+    if (wanted)
+        CheckStream(file, facts, kind, *wanted);
+    const std::optional<uint32_t> byDefault = DefaultStream(file, facts, kind);
+    if (!wanted && !byDefault)
+        throw CKrToolError(file.Path(), std::string("the file has no ") + KindName(kind) + " stream");
+
+    std::optional<Chunks> index = LoadIndex(file, kind, nullptr);
+    const bool hasIndex = index && !index->empty();
+    // The headers and the index differ where streams are numbered by the order of their chunks.
+    const uint32_t covered =
+        hasIndex ? StreamOfIndex(file, facts, *index, kind).value_or(kNoStream) : kNoStream;
+    const uint32_t preferred = covered != kNoStream ? covered : byDefault.value_or(0);
+    const uint32_t stream = wanted.value_or(preferred);
+    if (covered != stream)
+        return FindChunks(file, facts, kind, stream, report, progress);
+    if (!IsPlausible(file, *index))
+    {
+        report.Finding(std::string("the chunks of the ") + KindName(kind) +
+                       " index are together larger than the file; it is not used");
+        return FindChunks(file, facts, kind, stream, report, progress);
+    }
+    SKrStreamChunks result = {stream, true, std::move(*index)};
+    ReportWrongEntries(file, result, kind, report);
+    return result;
+}
+
+bool IsPlausible(const CKrAviFile& file, const Chunks& index)
+{
+    return TotalBytes(index) <= file.Length();
+}
+
+uint64_t TotalBytes(const Chunks& chunks)
+{
+    uint64_t total = 0;
+    for (const SKrChunkIndexEntry& chunk : chunks)
+        total += chunk.size;
+    return total;
+}
+
+uint64_t CountCutChunks(const CKrAviFile& file, const Chunks& chunks)
+{
+    return static_cast<uint64_t>(std::count_if(chunks.begin(), chunks.end(),
+                                               [&file](const SKrChunkIndexEntry& chunk)
+                                               { return chunk.position + chunk.size > file.Length(); }));
+}
+} // namespace KrTool

@@ -1,0 +1,106 @@
+#include "tools/output/KrOutputFile.h"
+
+#include "tools/command/KrToolError.h"
+
+namespace KrTool
+{
+namespace
+{
+constexpr int kMostNamesTried = 100;
+constexpr char kExistsAlready[] = "it exists already; --force replaces it";
+
+// Short, so that it fits wherever the target's own name does.
+std::string TemporaryName(const std::string& target, unsigned number)
+{
+    return FolderOf(target) + ".kravi-" + std::to_string(ProcessNumber()) + '-' + std::to_string(number) +
+           ".tmp";
+}
+
+unsigned NextNumber()
+{
+    static unsigned number = 0;
+    return ++number;
+}
+} // namespace
+
+std::string FreeTemporaryName(const std::string& target)
+{
+    std::string name;
+    do
+        name = TemporaryName(target, NextNumber());
+    while (TargetAt(name) != EKrTarget::Free);
+    return name;
+}
+
+void CheckTarget(const std::string& target, bool replace, const std::string& source)
+{
+    switch (TargetAt(target))
+    {
+    case EKrTarget::Free:
+        return;
+    case EKrTarget::Folder:
+        throw CKrToolError(target, "it is a folder");
+    case EKrTarget::Other:
+        throw CKrToolError(target, "it exists and is not a regular file");
+    case EKrTarget::RegularFile:
+        break;
+    }
+    if (IsSameFile(target, source))
+        throw CKrToolError(target, "it is the file that is read");
+    if (!replace)
+        throw CKrToolError(target, kExistsAlready);
+}
+
+CKrOutputFile::CKrOutputFile(std::string target, bool replace)
+    : m_target(std::move(target)), m_replace(replace)
+{
+    SKrOsResult result;
+    for (int tried = 0; tried < kMostNamesTried; ++tried)
+    {
+        std::string name = TemporaryName(m_target, NextNumber());
+        result = m_file.Create(name);
+        if (result.Ok())
+        {
+            m_temporary = std::move(name);
+            return;
+        }
+        if (!result.alreadyThere)
+            break;
+    }
+    Check(result);
+}
+
+CKrOutputFile::~CKrOutputFile()
+{
+    if (m_temporary.empty())
+        return;
+    m_file.Discard();
+    RemoveFile(m_temporary);
+}
+
+void CKrOutputFile::Check(const SKrOsResult& result) const
+{
+    if (!result.Ok())
+        throw CKrToolError(m_target, "it cannot be written: " + OsErrorText(result.error));
+}
+
+void CKrOutputFile::Write(const void* data, size_t size)
+{
+    Check(m_file.Write(data, size));
+}
+
+void CKrOutputFile::SeekTo(uint64_t position)
+{
+    Check(m_file.SeekTo(position));
+}
+
+void CKrOutputFile::Commit()
+{
+    Check(m_file.Close());
+    const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
+    if (moved.alreadyThere)
+        throw CKrToolError(m_target, kExistsAlready);
+    Check(moved);
+    m_temporary.clear();
+}
+} // namespace KrTool

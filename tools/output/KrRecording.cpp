@@ -1,0 +1,154 @@
+#include "tools/output/KrRecording.h"
+
+#include "KrOsTypes.h"
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrStreamChunks.h"
+#include "tools/output/KrOutputFile.h"
+#include "tools/platform/KrToolPlatform.h"
+
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr unsigned long kPatience = 50; // milliseconds until another pool is made
+constexpr unsigned long kLargestPool = 65536;
+
+std::wstring WidePath(const std::string& path)
+{
+    const std::optional<std::wstring> wide = Widen(path);
+    if (!wide)
+        throw CKrToolError(path, "its name is not valid UTF-8");
+    return *wide;
+}
+
+WAVEFORMATEX WaveFormat(const SKrPcm& pcm)
+{
+    WAVEFORMATEX format{};
+    format.wFormatTag = 1;
+    format.nChannels = pcm.channels;
+    format.nSamplesPerSec = pcm.samplesPerSec;
+    format.nBlockAlign = pcm.blockAlign;
+    format.wBitsPerSample = pcm.bitsPerSample;
+    format.nAvgBytesPerSec = pcm.samplesPerSec * pcm.blockAlign;
+    return format;
+}
+} // namespace
+
+CKrRecording::CKrRecording(std::string target, bool replace, const SKrRecordingFormat& format,
+                           CKrProgress& progress)
+    : m_target(std::move(target)), m_replace(replace), m_progress(progress)
+{
+    Open(format);
+}
+
+CKrRecording::~CKrRecording()
+{
+    m_writer.reset();
+    m_pools.clear();
+    if (!m_temporary.empty())
+        RemoveFile(m_temporary);
+}
+
+void CKrRecording::Open(const SKrRecordingFormat& format)
+{
+    IKrAviWriter* writer = nullptr;
+    if (KrCreateAviWriter(&writer) == 0)
+        throw CKrToolError(m_target, "memory is short");
+    m_writer.reset(writer);
+    const std::string temporary = FreeTemporaryName(m_target);
+    const WAVEFORMATEX wave = format.audio ? WaveFormat(*format.audio) : WAVEFORMATEX{};
+    if (m_writer->OpenFile(WidePath(temporary).c_str(), &format.video, format.codec,
+                           format.audio ? &wave : nullptr) == 0)
+        throw CKrToolError(m_target, "it cannot be written there");
+    m_temporary = temporary;
+}
+
+void CKrRecording::AddPool()
+{
+    IKrdsMediaSamplePool* pool = nullptr;
+    if (KrCreateMediaSamplePool(m_poolSize, &pool) == 0)
+        throw CKrToolError(m_target, "memory is short");
+    m_pools.emplace_back(pool);
+    m_poolSize = std::min(2 * m_poolSize, kLargestPool);
+}
+
+// A pool's sample around the bytes. Frames can wait for audio that never comes, so that no number of samples
+// is always enough: more are made when none comes free for a while.
+CKrRecording::SamplePtr CKrRecording::Borrow(SKrSampleBytes bytes)
+{
+    CKrLazySample* const source = new CKrLazySample(m_loader, std::move(bytes));
+    const std::unique_ptr<CKrLazySample, SKrRelease<CKrLazySample>> held(source);
+    for (;;)
+    {
+        m_progress.StopIfAsked();
+        for (size_t number = m_pools.size(); number > 0; --number)
+        {
+            IKrMediaSample* sample = nullptr;
+            const unsigned long wait = number == 1 ? kPatience : 0;
+            if (m_pools[number - 1]->GetSample(wait, source, &sample) != 0)
+                return SamplePtr(sample);
+        }
+        AddPool();
+    }
+}
+
+void CKrRecording::Check(int status)
+{
+    m_loader->ThrowIfFailed();
+    if (status == 0)
+        throw CKrToolError(m_target, "writing failed; the disk may be full");
+}
+
+void CKrRecording::AddFrame(SKrSampleBytes frame)
+{
+    Check(m_writer->AddVideoSample(Borrow(std::move(frame)).get()));
+    ++m_frames;
+}
+
+void CKrRecording::AddAudio(SKrSampleBytes block)
+{
+    m_audioBytes += block.length;
+    Check(m_writer->AddAudioSample(Borrow(std::move(block)).get()));
+}
+
+SKrRecordingResult CKrRecording::Commit()
+{
+    m_writer->CloseFile();
+    m_loader->ThrowIfFailed();
+    const SKrRecordingResult result = ReadBack();
+    const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
+    if (!moved.Ok())
+        throw CKrToolError(m_target, OsErrorText(moved.error));
+    m_temporary.clear();
+    return result;
+}
+
+// The writer does not tell whether its last writes went well: the indexes do.
+SKrRecordingResult CKrRecording::ReadBack() const
+{
+    const CKrAviFile file(m_temporary);
+    SKrRecordingResult result;
+    result.fileBytes = file.Length();
+    const Chunks video = LoadIndex(file, EKrStreamKind::Video, nullptr).value_or(Chunks());
+    result.frames = video.size();
+    SKrAudioChunkPattern pattern{};
+    if (m_audioBytes > 0)
+        result.audioBytes = TotalBytes(LoadIndex(file, EKrStreamKind::Audio, &pattern).value_or(Chunks()));
+    if (result.frames != m_frames || result.audioBytes != m_audioBytes)
+        throw CKrToolError(m_target, "writing failed; the disk may be full");
+    uint32_t type = 0;
+    uint32_t size = 0;
+    uint64_t offset = 0;
+    if (file.Reader().FindFirstRiffSegment() != 0)
+    {
+        for (int more = 1; more != 0; ++result.segments)
+            more = file.Reader().FindNextRiffSegment(&type, &size, &offset, nullptr);
+    }
+    return result;
+}
+} // namespace KrTool

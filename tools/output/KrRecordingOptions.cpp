@@ -1,0 +1,138 @@
+#include "tools/output/KrRecordingOptions.h"
+
+#include "format/KrFrameTables.h"
+#include "siblings/KrAVUtils/KrAVUtils.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr std::array<std::string_view, 8> kRateNames = {"23.976", "24", "25",    "29.97",
+                                                        "30",     "50", "59.94", "60"};
+
+uint32_t ParseDimension(const char* from, const char* end)
+{
+    uint32_t value = 0;
+    const auto [behind, error] = std::from_chars(from, end, value);
+    if (error != std::errc() || behind != end || value == 0 || value > 32768)
+        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted, each from 1 to 32768");
+    return value;
+}
+} // namespace
+
+SKrPictureSize ParseSize(const std::string& text)
+{
+    const size_t cross = text.find('x');
+    if (cross == std::string::npos)
+        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted");
+    const char* const from = text.data();
+    return {ParseDimension(from, from + cross), ParseDimension(from + cross + 1, from + text.size())};
+}
+
+uint32_t ParseCodec(const std::string& text)
+{
+    if (text.empty())
+        return 0;
+    if (text.size() != 4)
+        throw CKrToolError({}, "--codec: four characters are wanted");
+    return FourCc(text[0], text[1], text[2], text[3]);
+}
+
+uint32_t ParseFrameRate(const std::string& text)
+{
+    const auto found = std::ranges::find(kRateNames, text);
+    if (found != kRateNames.end())
+        return static_cast<uint32_t>(found - kRateNames.begin());
+    if (text.size() == 1 && text[0] >= '0' && text[0] <= '7')
+        return static_cast<uint32_t>(text[0] - '0');
+    throw CKrToolError({}, "--rate: '" + text +
+                               "' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60 and no code "
+                               "from 0 to 7");
+}
+
+std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale)
+{
+    const auto rates = KrFrameRates();
+    for (uint32_t code = 0; code < rates.size(); ++code)
+    {
+        if (scale != 0 && uint64_t{rate} * rates[code].scale == uint64_t{rates[code].rate} * scale)
+            return code;
+    }
+    return std::nullopt;
+}
+
+std::string FrameRateName(uint32_t code)
+{
+    return std::string(kRateNames.at(code));
+}
+
+int32_t ParseScanMode(const std::string& text)
+{
+    if (text == "upper")
+        return static_cast<int32_t>(EKrScanMode::UpperFieldFirst);
+    if (text == "lower")
+        return static_cast<int32_t>(EKrScanMode::LowerFieldFirst);
+    if (text == "progressive")
+        return static_cast<int32_t>(EKrScanMode::Progressive);
+    if (text == "unknown")
+        return static_cast<int32_t>(EKrScanMode::Unknown);
+    throw CKrToolError({}, "--scan: '" + text + "' is none of upper, lower, progressive, unknown");
+}
+
+CKrSoundByFrame::CKrSoundByFrame(const SKrPcm& format, uint32_t frameRate, uint64_t bytes, Part part)
+    : m_format(format), m_frameRate(frameRate), m_bytes(bytes), m_part(std::move(part))
+{
+}
+
+void CKrSoundByFrame::Add(CKrRecording& recording, uint64_t length)
+{
+    const uint64_t now = std::min(length, m_bytes - m_done);
+    if (now == 0)
+        return;
+    recording.AddAudio(m_part(m_done, static_cast<uint32_t>(now)));
+    m_done += now;
+}
+
+void CKrSoundByFrame::AddForFrame(CKrRecording& recording)
+{
+    const auto rate = static_cast<EKrFrameRate>(m_frameRate);
+    const uint64_t samples = KrAudioUtils::GetAudioSampleCounts(m_format.samplesPerSec, rate, m_frame++, 1);
+    Add(recording, samples * m_format.blockAlign);
+}
+
+void CKrSoundByFrame::AddRest(CKrRecording& recording)
+{
+    const uint64_t second = uint64_t{m_format.samplesPerSec} * m_format.blockAlign;
+    while (m_done < m_bytes)
+        Add(recording, second);
+}
+
+void ReportRecording(const SKrRecordingResult& result, const SKrRecordingFormat& format,
+                     const std::string& output, CKrReport& report)
+{
+    report.Fact("output", output);
+    report.Fact("frames", result.frames);
+    report.Fact("frameRate", FrameRateName(format.video.frameRate));
+    report.Fact("width", format.video.width);
+    report.Fact("height", format.video.height);
+    report.Fact("codec", format.codec != 0 ? Json(FourCcText(format.codec)) : Json("uncompressed"));
+    if (format.audio)
+    {
+        report.Fact("audioBytes", result.audioBytes);
+        report.Fact("sampleFrames", result.audioBytes / format.audio->blockAlign);
+    }
+    report.Fact("segments", result.segments);
+    report.Fact("bytes", result.fileBytes);
+}
+} // namespace KrTool

@@ -1,0 +1,64 @@
+// What kravi's writing verbs have in common: names of sizes, rates and modes, sound cut to frames.
+#ifndef KR_TOOLS_OUTPUT_KRRECORDINGOPTIONS_H
+#define KR_TOOLS_OUTPUT_KRRECORDINGOPTIONS_H
+
+#include "tools/input/KrFrameInput.h"
+#include "tools/output/KrRecording.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace KrTool
+{
+class CKrReport;
+
+// WIDTHxHEIGHT; throws CKrToolError for anything else.
+SKrPictureSize ParseSize(const std::string& text);
+
+// Four characters; 0 for an empty text.
+uint32_t ParseCodec(const std::string& text);
+
+// A frame rate by its name (23.976, 24, 25, 29.97, 30, 50, 59.94, 60) or code (0 to 7, where that is no
+// name); throws CKrToolError for anything else.
+uint32_t ParseFrameRate(const std::string& text);
+
+// The code of exactly this rate; nothing when the writer has none.
+std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale);
+std::string FrameRateName(uint32_t code);
+
+// upper, lower, progressive or unknown.
+int32_t ParseScanMode(const std::string& text);
+
+// Gives out the sound that belongs to one frame after the other.
+class CKrSoundByFrame
+{
+public:
+    // A part of the sound, from a byte on.
+    using Part = std::function<SKrSampleBytes(uint64_t from, uint32_t length)>;
+
+    CKrSoundByFrame(const SKrPcm& format, uint32_t frameRate, uint64_t bytes, Part part);
+
+    // Submits what belongs to the next frame.
+    void AddForFrame(CKrRecording& recording);
+
+    // Submits what is left when there are no more frames.
+    void AddRest(CKrRecording& recording);
+
+private:
+    void Add(CKrRecording& recording, uint64_t length);
+
+    const SKrPcm m_format;
+    const uint32_t m_frameRate;
+    const uint64_t m_bytes;
+    const Part m_part;
+    uint64_t m_done = 0;
+    uint32_t m_frame = 0;
+};
+
+void ReportRecording(const SKrRecordingResult& result, const SKrRecordingFormat& format,
+                     const std::string& output, CKrReport& report);
+} // namespace KrTool
+
+#endif

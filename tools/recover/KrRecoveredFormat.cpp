@@ -1,0 +1,230 @@
+#include "tools/recover/KrRecoveredFormat.h"
+
+#include "format/KrFrameTables.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrLittleEndian.h"
+#include "tools/output/KrRecordingOptions.h"
+#include "tools/recover/KrRecoverOptions.h"
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kBitmapHeaderSize = 40;
+constexpr size_t kWaveFormatSize = 18;
+constexpr uint16_t kTagPcm = 1;
+constexpr int kBitsOfByte = 8;
+constexpr uint8_t kUsualBits = 24;
+constexpr uint64_t kMostBits = 64;
+constexpr uint32_t kDib = FourCc('D', 'I', 'B', ' '); // by which headers and users name uncompressed frames
+constexpr uint32_t kMostPixels = 32768;               // of a side, as for --size
+constexpr int64_t kMicroSeconds = 1000000;
+
+// Rate, channels and bits of --pcm.
+SKrPcm ParsePcm(const std::string& text)
+{
+    std::array<uint32_t, 3> numbers{};
+    const char* from = text.data();
+    const char* const end = from + text.size();
+    bool isGood = true;
+    for (uint32_t& number : numbers)
+    {
+        const auto [behind, error] = std::from_chars(from, end, number);
+        const bool isLast = &number == &numbers.back();
+        isGood = isGood && error == std::errc() && number != 0 &&
+                 (isLast ? behind == end : behind != end && *behind == ',');
+        from = isGood && !isLast ? behind + 1 : end;
+    }
+    const auto [rate, channels, bits] = numbers;
+    if (!isGood || rate > 1000000 || channels > 64 || bits > 64 || bits % kBitsOfByte != 0)
+        throw CKrToolError({}, "--pcm: RATE,CHANNELS,BITS is wanted, such as 48000,2,16");
+    return {static_cast<uint16_t>(channels), rate, static_cast<uint16_t>(bits),
+            static_cast<uint16_t>(channels * bits / kBitsOfByte)};
+}
+
+// A picture format with a size; what zeros or garbage stand in does not count.
+bool IsUsable(const SKrStreamHeader* stream)
+{
+    if (stream == nullptr || stream->format.size() < kBitmapHeaderSize)
+        return false;
+    const auto width = static_cast<int32_t>(GetLe32(stream->format, 4));
+    const auto height = static_cast<int32_t>(GetLe32(stream->format, 8));
+    return width > 0 && width <= static_cast<int32_t>(kMostPixels) && height != 0 &&
+           std::abs(int64_t{height}) <= kMostPixels;
+}
+
+// The rate by the microseconds of a frame, which are cut or rounded.
+std::optional<uint32_t> RateOfDuration(uint32_t microSecPerFrame)
+{
+    const auto rates = KrFrameRates();
+    for (uint32_t code = 0; code < rates.size(); ++code)
+    {
+        const int64_t difference =
+            int64_t{microSecPerFrame} * rates[code].rate - kMicroSeconds * rates[code].scale;
+        if (std::abs(difference) <= rates[code].rate)
+            return code;
+    }
+    return std::nullopt;
+}
+} // namespace
+
+CKrRecoveredFormat::CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrLeftHeaders& headers,
+                                       CKrReport& report)
+    : m_options(options), m_headers(headers), m_report(report)
+{
+}
+
+void CKrRecoveredFormat::Refuse(const std::string& cause) const
+{
+    throw CKrToolError(m_options.file, cause);
+}
+
+void CKrRecoveredFormat::TakeVideo(const SKrStreamHeader* stream)
+{
+    TakeSize(stream);
+    TakeCodec(stream);
+    TakeRate(stream);
+    if (!m_missing.empty())
+        Refuse("the video format is not in its headers; give" + m_missing);
+    TakeScanModeAndAspect();
+}
+
+void CKrRecoveredFormat::TakeSize(const SKrStreamHeader* stream)
+{
+    SKrAviVideoParams& video = m_format.video;
+    if (!m_options.size.empty())
+    {
+        const SKrPictureSize size = ParseSize(m_options.size);
+        video.width = static_cast<int32_t>(size.width);
+        video.height = static_cast<int32_t>(size.height);
+    }
+    else if (IsUsable(stream))
+    {
+        video.width = static_cast<int32_t>(GetLe32(stream->format, 4));
+        video.height = static_cast<int32_t>(GetLe32(stream->format, 8));
+        if (video.height < 0)
+            Refuse("its pictures have rows from the top, which the writer does not store; --size " +
+                   std::to_string(video.width) + 'x' + std::to_string(-video.height) +
+                   " takes them as they are");
+    }
+    else if (m_headers.width - 1 < kMostPixels && m_headers.height - 1 < kMostPixels)
+    {
+        video.width = static_cast<int32_t>(m_headers.width);
+        video.height = static_cast<int32_t>(m_headers.height);
+    }
+    else
+    {
+        m_missing += " --size";
+    }
+}
+
+void CKrRecoveredFormat::TakeCodec(const SKrStreamHeader* stream)
+{
+    const bool isUsable = IsUsable(stream);
+    m_format.codec = ParseCodec(m_options.codec);
+    if (m_options.codec.empty())
+    {
+        if (isUsable)
+            m_format.codec = GetLe32(stream->format, 16);
+        else if (stream != nullptr && stream->handler != 0)
+            m_format.codec = stream->handler;
+        else
+            m_missing += " --codec";
+    }
+    if (m_format.codec == kDib)
+        m_format.codec = 0;
+    if (m_options.bits.value_or(1) == 0 || m_options.bits.value_or(1) > kMostBits)
+        throw CKrToolError({}, "--bits: 1 to 64 are wanted");
+    const uint64_t known = isUsable ? GetLe16(stream->format, 14) : kUsualBits;
+    m_format.video.bitCount = static_cast<uint8_t>(m_options.bits.value_or(known));
+    if (isUsable && stream->format.size() > kBitmapHeaderSize)
+        m_report.Finding("left out: the " + Counted(stream->format.size() - kBitmapHeaderSize, "byte") +
+                         " of the video format behind the 40 that the writer stores");
+}
+
+void CKrRecoveredFormat::TakeRate(const SKrStreamHeader* stream)
+{
+    if (!m_options.rate.empty())
+    {
+        m_format.video.frameRate = ParseFrameRate(m_options.rate);
+        return;
+    }
+    std::optional<uint32_t> code;
+    if (stream != nullptr && stream->rate != 0 && stream->scale != 0)
+    {
+        code = FrameRateCode(stream->rate, stream->scale);
+        if (!code)
+            Refuse("its frame rate " + std::to_string(stream->rate) + "/" + std::to_string(stream->scale) +
+                   " is none that the writer has; --rate sets another one");
+    }
+    else
+    {
+        code = RateOfDuration(m_headers.microSecPerFrame);
+    }
+    if (code)
+        m_format.video.frameRate = *code;
+    else
+        m_missing += " --rate";
+}
+
+// The reader knows both where it can open the file.
+void CKrRecoveredFormat::TakeScanModeAndAspect()
+{
+    SKrAviVideoParams& video = m_format.video;
+    video.aspectMode = kAspectModeUnknown;
+    video.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
+    if (m_headers.streams.empty())
+        return;
+    SKrAviVideoParams known{};
+    uint32_t compression = 0;
+    uint16_t bitCount = 0;
+    int valid = 0;
+    uint32_t chunkId = 0;
+    try
+    {
+        const CKrAviFile file(m_options.file);
+        file.Reader().GetVideoStreamInfo(&known, &compression, &bitCount, &valid, &chunkId);
+    }
+    catch (const CKrToolError&)
+    {
+        return;
+    }
+    if (valid == 0 || known.width != video.width || known.height != video.height)
+        return;
+    known.bitCount = video.bitCount;
+    known.frameRate = video.frameRate;
+    video = known;
+}
+
+bool CKrRecoveredFormat::TakeAudio(const SKrStreamHeader* stream)
+{
+    if (!m_options.pcm.empty())
+    {
+        m_format.audio = ParsePcm(m_options.pcm);
+        return true;
+    }
+    const SKrAudioFormat format = stream != nullptr ? AudioFormat(*stream) : SKrAudioFormat();
+    if (format.tag == 0 || format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
+    {
+        m_report.Finding("left out: the sound, whose format is not in the headers; --pcm gives it");
+        return false;
+    }
+    if (format.tag != kTagPcm)
+        Refuse("its audio is not PCM; --no-audio leaves it out");
+    if (stream->format.size() > kWaveFormatSize)
+        m_report.Finding("left out: the bytes of the audio format that the writer does not store");
+    // Formats of 14 bytes end in front of the sample size.
+    const int bits =
+        format.bitsPerSample != 0 ? format.bitsPerSample : kBitsOfByte * format.blockAlign / format.channels;
+    m_format.audio =
+        SKrPcm{format.channels, format.samplesPerSec, static_cast<uint16_t>(bits), format.blockAlign};
+    return true;
+}
+} // namespace KrTool

@@ -1,0 +1,45 @@
+// The format of a recovered file: what the options say, else what is left of the headers.
+#ifndef KR_TOOLS_RECOVER_KRRECOVEREDFORMAT_H
+#define KR_TOOLS_RECOVER_KRRECOVEREDFORMAT_H
+
+#include "tools/output/KrRecording.h"
+#include "tools/recover/KrDamagedHeaders.h"
+
+#include <optional>
+#include <string>
+
+namespace KrTool
+{
+class CKrReport;
+struct SKrRecoverOptions;
+
+class CKrRecoveredFormat
+{
+public:
+    CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrLeftHeaders& headers, CKrReport& report);
+
+    // Takes the video format; `stream` is null when its header is lost. Throws CKrToolError, with the
+    // options that would help, when something is not known, and for what the writer does not store.
+    void TakeVideo(const SKrStreamHeader* stream);
+
+    // The same for the sound. False, with a finding, when its format is not known.
+    [[nodiscard]] bool TakeAudio(const SKrStreamHeader* stream);
+
+    [[nodiscard]] const SKrRecordingFormat& Format() const { return m_format; }
+
+private:
+    [[noreturn]] void Refuse(const std::string& cause) const;
+    void TakeSize(const SKrStreamHeader* stream);
+    void TakeCodec(const SKrStreamHeader* stream);
+    void TakeRate(const SKrStreamHeader* stream);
+    void TakeScanModeAndAspect();
+
+    const SKrRecoverOptions& m_options;
+    const SKrLeftHeaders& m_headers;
+    CKrReport& m_report;
+    SKrRecordingFormat m_format;
+    std::string m_missing; // the options that are needed
+};
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,331 @@
+// kravi extract: frames and audio of a file, byte for byte.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrAudioRange.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/input/KrFramePattern.h"
+#include "tools/input/KrStreamChunks.h"
+#include "tools/output/KrOutputFile.h"
+#include "tools/output/KrWaveFile.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "extract",
+    "Write frames and audio to files, unchanged",
+    {
+        "PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without "
+        "it gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, "
+        "by which some programs repeat a frame, gives an empty file.",
+        "With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in "
+        "whole blocks or chunks for compressed audio.",
+        "Streams that the reader's indexes do not cover are found by searching the file for their chunks; "
+        "the report says so. Empty chunks are then not found, so that later frames have lower numbers.",
+        "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without "
+        "chunks; and what is wrong with the file as a whole (see info).",
+    },
+    {
+        "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
+        "kravi extract clip.avi --audio scene.wav --from 250 --to 499",
+    },
+};
+
+struct SKrExtractOptions
+{
+    std::string file;
+    std::string video; // pattern or name; empty: no video
+    std::string audio; // name; empty: no audio
+    std::optional<uint64_t> videoStream;
+    std::optional<uint64_t> audioStream;
+    std::optional<uint64_t> from; // frames
+    std::optional<uint64_t> to;   // inclusive
+    bool force = false;
+};
+
+// Chunks are copied in blocks, so that no size in a file decides how much memory is taken.
+constexpr size_t kBlockSize = size_t{4} << 20;
+
+class CKrChunkCopier
+{
+public:
+    CKrChunkCopier(const CKrAviFile& file, const CKrProgress& progress)
+        : m_file(file), m_progress(progress), m_buffer(kBlockSize)
+    {
+    }
+
+    // Copies what the file holds of a chunk; returns how many bytes that was.
+    template <class OUTPUT>
+    uint64_t Copy(const SKrChunkIndexEntry& chunk, OUTPUT& output)
+    {
+        uint64_t done = 0;
+        while (done < chunk.size)
+        {
+            m_progress.StopIfAsked();
+            const auto wanted = static_cast<size_t>(std::min<uint64_t>(chunk.size - done, m_buffer.size()));
+            const size_t came = m_file.ReadAt(chunk.position + done, m_buffer.data(), wanted);
+            if (came == 0)
+                break;
+            output.Write(m_buffer.data(), came);
+            done += came;
+        }
+        m_cut += done < chunk.size ? 1 : 0;
+        return done;
+    }
+
+    uint64_t CutChunks() const { return m_cut; }
+
+private:
+    const CKrAviFile& m_file;
+    const CKrProgress& m_progress;
+    std::vector<uint8_t> m_buffer;
+    uint64_t m_cut = 0; // chunks that came short
+};
+
+std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted)
+{
+    if (!wanted)
+        return std::nullopt;
+    return static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
+}
+
+// What a user sees as the name of a stream's source.
+const char* SourceName(const SKrStreamChunks& stream)
+{
+    return stream.fromIndex ? "index" : "chunk search";
+}
+
+class CKrExtraction
+{
+public:
+    CKrExtraction(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress)
+        : m_options(options), m_report(report), m_progress(progress), m_file(options.file),
+          m_facts(ReadFacts(m_file, progress)), m_copier(m_file, progress)
+    {
+        ReportFileFindings(m_file, m_facts, report);
+    }
+
+    // Everything that can be refused is refused before anything is written.
+    void Run()
+    {
+        if (!m_options.video.empty())
+            PrepareVideo();
+        if (!m_options.audio.empty())
+            PrepareAudio();
+        Json video;
+        Json audio;
+        if (!m_options.video.empty())
+            video = WriteVideo();
+        if (!m_options.audio.empty())
+            audio = WriteAudio();
+        m_report.Fact("file", m_file.Path());
+        m_report.Fact("video", video);
+        m_report.Fact("audio", audio);
+    }
+
+private:
+    bool HasRange() const { return m_options.from || m_options.to; }
+
+    void PrepareVideo()
+    {
+        m_pattern.emplace(m_options.video);
+        m_video = ChunksOfStream(m_file, m_facts, EKrStreamKind::Video, StreamNumber(m_options.videoStream),
+                                 m_report, m_progress);
+        const uint64_t count = m_video.chunks.size();
+        m_firstFrame = m_options.from.value_or(0);
+        m_endFrame = m_options.to ? *m_options.to + 1 : count;
+        if (HasRange() && (m_firstFrame >= count || m_endFrame > count))
+            throw CKrToolError(m_file.Path(), "the frames asked for are not there: video stream " +
+                                                  std::to_string(m_video.stream) + " has " +
+                                                  Counted(count, "frame"));
+        if (count == 0)
+            m_report.Finding("video stream " + std::to_string(m_video.stream) + " has no frames");
+        CheckVideoTargets();
+    }
+
+    void CheckVideoTargets()
+    {
+        const uint64_t names = m_pattern->IsNumbered() ? m_endFrame - m_firstFrame : 1;
+        for (uint64_t index = 0; index < names; ++index)
+        {
+            const std::string name = m_pattern->NameOf(m_firstFrame + index);
+            if (name == m_options.audio)
+                throw CKrToolError(name, "video and audio cannot go to one file");
+            CheckTarget(name, m_options.force, m_file.Path());
+            m_progress.StopIfAsked();
+        }
+    }
+
+    void PrepareAudio()
+    {
+        CheckTarget(m_options.audio, m_options.force, m_file.Path());
+        m_audio = ChunksOfStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream),
+                                 m_report, m_progress);
+        const std::string name = "audio stream " + std::to_string(m_audio.stream);
+        if (m_audio.stream < m_facts.streams.size())
+            m_audioHeader = &m_facts.streams[m_audio.stream];
+        if (m_audioHeader != nullptr)
+            m_waveFormat = WaveFormatBytes(m_audioHeader->format);
+        if (m_waveFormat.empty())
+            throw CKrToolError(m_file.Path(), name + " has no format, which a WAVE file needs");
+        if (m_audio.chunks.empty())
+            m_report.Finding(name + " has no chunks");
+        if (HasRange())
+            TakeAudioOfFrames();
+    }
+
+    // Keeps the audio that belongs to the frames asked for.
+    void TakeAudioOfFrames()
+    {
+        const SKrStreamHeader* const video = VideoHeader();
+        if (video == nullptr)
+            throw CKrToolError(m_file.Path(), "there is no video stream in whose frames a range counts");
+        const SKrAudioUnit unit = AudioUnit(*m_audioHeader);
+        const auto unitsUntil = [video, &unit](uint64_t frame)
+        {
+            return AudioUnitsUntil(frame, {video->rate, video->scale}, unit.rate);
+        };
+        const auto first = unitsUntil(m_options.from.value_or(0));
+        const auto end = m_options.to ? unitsUntil(*m_options.to + 1) : std::optional(UINT64_MAX);
+        if (!first || !end)
+            throw CKrToolError(m_file.Path(),
+                               "the rates in the headers do not tell which audio belongs to a frame");
+        m_audio.chunks = UnitsOf(m_audio.chunks, unit, *first, *end);
+    }
+
+    const SKrStreamHeader* VideoHeader() const
+    {
+        if (m_options.video.empty() && !m_options.videoStream)
+            return FirstVideoStream(m_facts);
+        const uint64_t number = m_options.video.empty() ? *m_options.videoStream : m_video.stream;
+        const bool isThere = number < m_facts.streams.size() && m_facts.streams[number].IsVideo();
+        return isThere ? &m_facts.streams[number] : nullptr;
+    }
+
+    Json WriteVideo()
+    {
+        m_progress.Begin("video frames", m_endFrame - m_firstFrame);
+        const uint64_t cutBefore = m_copier.CutChunks();
+        const uint64_t bytes = m_pattern->IsNumbered() ? WriteFrameFiles() : WriteOneFile();
+        m_progress.End();
+        ReportCut(m_copier.CutChunks() - cutBefore, "frame");
+        const uint64_t frames = m_endFrame - m_firstFrame;
+        return {{"stream", m_video.stream},
+                {"source", SourceName(m_video)},
+                {"frames", frames},
+                {"firstFrame", frames != 0 ? Json(m_firstFrame) : Json()},
+                {"lastFrame", frames != 0 ? Json(m_endFrame - 1) : Json()},
+                {"bytes", bytes},
+                {"output", m_options.video}};
+    }
+
+    uint64_t WriteFrameFiles()
+    {
+        uint64_t bytes = 0;
+        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
+        {
+            CKrOutputFile output(m_pattern->NameOf(frame), m_options.force);
+            bytes += m_copier.Copy(m_video.chunks[static_cast<size_t>(frame)], output);
+            output.Commit();
+            m_progress.Advance(frame - m_firstFrame);
+        }
+        return bytes;
+    }
+
+    uint64_t WriteOneFile()
+    {
+        uint64_t bytes = 0;
+        CKrOutputFile output(m_pattern->NameOf(0), m_options.force);
+        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
+        {
+            bytes += m_copier.Copy(m_video.chunks[static_cast<size_t>(frame)], output);
+            m_progress.Advance(frame - m_firstFrame);
+        }
+        output.Commit();
+        return bytes;
+    }
+
+    Json WriteAudio()
+    {
+        const uint64_t cutBefore = m_copier.CutChunks();
+        const uint64_t total = TotalBytes(m_audio.chunks);
+        m_progress.Begin("audio bytes", total);
+        uint64_t bytes = 0;
+        CKrWaveFile output(m_options.audio, m_options.force, m_waveFormat, total);
+        for (const SKrChunkIndexEntry& chunk : m_audio.chunks)
+        {
+            bytes += m_copier.Copy(chunk, output);
+            m_progress.Advance(bytes);
+        }
+        const uint64_t sampleFrames = SampleFrames(*m_audioHeader, m_audio.chunks);
+        output.Commit(sampleFrames);
+        m_progress.End();
+        ReportCut(m_copier.CutChunks() - cutBefore, "audio chunk");
+        return {{"stream", m_audio.stream},
+                {"source", SourceName(m_audio)},
+                {"chunks", m_audio.chunks.size()},
+                {"sampleFrames", sampleFrames},
+                {"bytes", bytes},
+                {"output", m_options.audio}};
+    }
+
+    void ReportCut(uint64_t count, const std::string& noun)
+    {
+        if (count != 0)
+            m_report.Finding("cut by the end of the file: " + Counted(count, noun));
+    }
+
+    const SKrExtractOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    CKrAviFile m_file;
+    SKrAviFacts m_facts;
+    CKrChunkCopier m_copier;
+    std::optional<CKrFramePattern> m_pattern;
+    SKrStreamChunks m_video;
+    uint64_t m_firstFrame = 0;
+    uint64_t m_endFrame = 0;
+    SKrStreamChunks m_audio;
+    const SKrStreamHeader* m_audioHeader = nullptr;
+    std::vector<uint8_t> m_waveFormat;
+};
+void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (options.video.empty() && options.audio.empty())
+        throw CKrToolError({}, "nothing to extract: give --video, --audio or both");
+    if (options.from && options.to && *options.from > *options.to)
+        throw CKrToolError({}, "--from lies behind --to");
+    if (!options.video.empty())
+        CKrFramePattern check(options.video);
+    CKrExtraction(options, report, progress).Run();
+}
+} // namespace
+
+void AddExtractVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrExtractOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunExtract(*options, report, progress); });
+    verb.add_option("--video", options->video, "Write video frames")->type_name("PATTERN");
+    verb.add_option("--audio", options->audio, "Write audio as a WAVE file (RF64 above 4 GiB)")
+        ->type_name("NAME");
+    AddNumber(verb, "--video-stream", options->videoStream, "Another video stream, by its number");
+    AddNumber(verb, "--audio-stream", options->audioStream, "Another audio stream, by its number");
+    AddNumber(verb, "--from", options->from, "First frame");
+    AddNumber(verb, "--to", options->to, "Last frame");
+    verb.add_flag("--force", options->force, "Replace files that exist");
+}
+} // namespace KrTool

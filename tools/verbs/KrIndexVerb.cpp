@@ -1,0 +1,205 @@
+// kravi index: the entries that the reader's index operations give.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/input/KrStreamChunks.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <iterator>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "index",
+    "The index entries of the video and the audio stream",
+    {
+        "Numbers count from 0. The reader loads the index of the first video stream and of the first usable "
+        "audio stream.",
+        "Findings: an index that cannot be loaded; entries that reach behind the end of the file; with "
+        "--check, chunks that are not in the index, and entries at no chunk; and what is wrong with the file "
+        "as a whole.",
+    },
+    {
+        "kravi index clip.avi --video --from 0 --to 9",
+        "kravi index clip.avi --summary --check",
+    },
+};
+
+struct SKrIndexOptions
+{
+    std::string file;
+    bool video = false; // neither: both
+    bool audio = false;
+    bool summary = false;
+    bool check = false; // compare with the chunks in the file
+    std::optional<uint64_t> from;
+    std::optional<uint64_t> to; // inclusive
+};
+
+std::string Column(uint64_t value, size_t width)
+{
+    const std::string text = std::to_string(value);
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+Json PatternJson(const SKrAudioChunkPattern& pattern)
+{
+    if (pattern.kind == 1)
+        return {{"repeats", true},
+                {"bytesPerPeriod", pattern.bytesPerPeriod},
+                {"chunksPerPeriod", pattern.chunksPerPeriod},
+                {"lastChunkBytes", pattern.lastChunkBytes}};
+    return {{"repeats", false},
+            {"quarterBytes",
+             {pattern.kind, pattern.bytesPerPeriod, pattern.chunksPerPeriod, pattern.lastChunkBytes}}};
+}
+
+Json SizesJson(const Chunks& chunks)
+{
+    if (chunks.empty())
+        return nullptr;
+    const auto [smallest, largest] =
+        std::minmax_element(chunks.begin(), chunks.end(),
+                            [](const auto& left, const auto& right) { return left.size < right.size; });
+    return {{"total", TotalBytes(chunks)}, {"smallest", smallest->size}, {"largest", largest->size}};
+}
+
+class CKrIndexPrinter
+{
+public:
+    CKrIndexPrinter(const CKrAviFile& file, const SKrAviFacts& facts, const SKrIndexOptions& options,
+                    CKrReport& report, CKrProgress& progress)
+        : m_file(file), m_facts(facts), m_options(options), m_report(report), m_progress(progress)
+    {
+    }
+
+    void Print(EKrStreamKind kind, bool wasAskedFor)
+    {
+        const bool isVideo = kind == EKrStreamKind::Video;
+        const std::string name = isVideo ? "video" : "audio";
+        SKrAudioChunkPattern pattern = {};
+        const std::optional<Chunks> index = LoadIndex(m_file, kind, &pattern);
+        if (!index)
+        {
+            m_report.Fact(name, nullptr);
+            const bool hasStream =
+                (isVideo ? FirstVideoStream(m_facts) : FirstUsableAudioStream(m_facts)) != nullptr;
+            if (hasStream || wasAskedFor)
+                m_report.Finding("no " + name + " index can be loaded");
+            return;
+        }
+        const std::optional<uint32_t> stream = StreamOfIndex(m_file, m_facts, *index, kind);
+        Json facts = {{"stream", stream ? Json(*stream) : Json()},
+                      {"entries", index->size()},
+                      {"bytes", SizesJson(*index)}};
+        if (!isVideo && !index->empty())
+            facts["sizePattern"] = PatternJson(pattern);
+        if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
+            m_report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " +
+                             name + " index");
+        if (m_options.check && stream)
+            facts["check"] = Compare(kind, *stream, *index);
+        m_report.Fact(name, facts);
+        if (!m_options.summary)
+            PrintEntries(name, *index);
+    }
+
+private:
+    // Both sides by position; the search passes over empty chunks, so entries of empty chunks do not count.
+    Json Compare(EKrStreamKind kind, uint32_t stream, const Chunks& index)
+    {
+        const SKrFoundChunks found =
+            SearchChunks(m_file, DataChunkIds(stream, m_facts.streams.size(), kind), m_progress);
+        std::vector<uint64_t> indexed;
+        for (const SKrChunkIndexEntry& entry : index)
+        {
+            if (entry.size != 0)
+                indexed.push_back(entry.position);
+        }
+        std::sort(indexed.begin(), indexed.end());
+        std::vector<uint64_t> there;
+        for (const SKrChunkIndexEntry& chunk : found.chunks)
+            there.push_back(chunk.position);
+
+        std::vector<uint64_t> missing;
+        std::set_difference(there.begin(), there.end(), indexed.begin(), indexed.end(),
+                            std::back_inserter(missing));
+        std::vector<uint64_t> wrong;
+        std::set_difference(indexed.begin(), indexed.end(), there.begin(), there.end(),
+                            std::back_inserter(wrong));
+        const std::string name = kind == EKrStreamKind::Video ? "video" : "audio";
+        if (!missing.empty())
+            m_report.Finding("not in the " + name + " index: " + Counted(missing.size(), "chunk") +
+                             " of stream " + std::to_string(stream));
+        if (!wrong.empty())
+            m_report.Finding("at no chunk of stream " + std::to_string(stream) + ": " +
+                             Counted(wrong.size(), "entry") + " of the " + name + " index");
+        return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
+    }
+
+    void PrintEntries(const std::string& name, const Chunks& index)
+    {
+        m_report.BeginRows(name + "Entries", name + "     number       position       size\n");
+        const uint64_t end =
+            m_options.to ? std::min<uint64_t>(*m_options.to + 1, index.size()) : index.size();
+        for (uint64_t number = m_options.from.value_or(0); number < end; ++number)
+        {
+            const SKrChunkIndexEntry& entry = index[static_cast<size_t>(number)];
+            if (m_report.AsJson())
+                m_report.Row({{"number", number}, {"position", entry.position}, {"size", entry.size}}, {});
+            else
+                m_report.Row({},
+                             Column(number, 16) + Column(entry.position, 15) + Column(entry.size, 11) + '\n');
+            m_progress.Advance(number);
+        }
+        m_report.EndRows();
+    }
+
+    const CKrAviFile& m_file;
+    const SKrAviFacts& m_facts;
+    const SKrIndexOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+};
+void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (options.from && options.to && *options.from > *options.to)
+        throw CKrToolError({}, "--from lies behind --to");
+    const CKrAviFile file(options.file);
+    const SKrAviFacts facts = ReadFacts(file, progress);
+    ReportFileFindings(file, facts, report);
+    report.Fact("file", file.Path());
+    CKrIndexPrinter printer(file, facts, options, report, progress);
+    const bool both = options.video == options.audio;
+    if (both || options.video)
+        printer.Print(EKrStreamKind::Video, options.video);
+    if (both || options.audio)
+        printer.Print(EKrStreamKind::Audio, options.audio);
+}
+} // namespace
+
+void AddIndexVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrIndexOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunIndex(*options, report, progress); });
+    verb.add_flag("--video", options->video, "The video index only");
+    verb.add_flag("--audio", options->audio, "The audio index only");
+    verb.add_flag("--summary", options->summary, "No entries, just counts and sizes");
+    verb.add_flag("--check", options->check, "Compare with the chunks that are in the file");
+    AddNumber(verb, "--from", options->from, "First entry shown");
+    AddNumber(verb, "--to", options->to, "Last entry shown");
+}
+} // namespace KrTool

@@ -1,0 +1,337 @@
+// kravi info: what the reader and the headers say about a file.
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkWalk.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/input/KrStreamChunks.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "info",
+    "Streams, formats, segments, private chunks and kinds of index",
+    {
+        "Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers; "
+        "a stream has no usable format or no index that can be loaded; the video index has fewer frames than "
+        "the headers declare; index entries reach behind the end of the file.",
+    },
+    {
+        "kravi info clip.avi",
+        "kravi info clip.avi --json",
+    },
+};
+
+struct SKrInfoOptions
+{
+    std::string file;
+};
+
+constexpr uint32_t kIndexEntrySize = 16; // of 'idx1'
+constexpr uint32_t kHasIndexFlag = 0x10; // 'avih': the file has an index
+
+Json Named(const Json& value, const std::string& name)
+{
+    return {{"value", value}, {"name", name}};
+}
+
+Json FrameRateJson(uint32_t code)
+{
+    struct SKrRateName
+    {
+        const char* name;
+        const char* fraction;
+    };
+    static constexpr std::array<SKrRateName, 8> kRates = {{{"23.976", "24000/1001"},
+                                                           {"24", "24/1"},
+                                                           {"25", "25/1"},
+                                                           {"29.97", "30000/1001"},
+                                                           {"30", "30/1"},
+                                                           {"50", "50/1"},
+                                                           {"59.94", "60000/1001"},
+                                                           {"60", "60/1"}}};
+    if (code >= kRates.size())
+        return nullptr;
+    return {{"code", code}, {"fraction", kRates[code].fraction}, {"framesPerSecond", kRates[code].name}};
+}
+
+Json ScanModeJson(EKrScanMode mode)
+{
+    switch (mode)
+    {
+    case EKrScanMode::Unknown:
+        return Named(-1, "not set");
+    case EKrScanMode::UpperFieldFirst:
+        return Named(0, "upper field first");
+    case EKrScanMode::LowerFieldFirst:
+        return Named(1, "lower field first");
+    case EKrScanMode::Progressive:
+        return Named(2, "progressive");
+    }
+    return Named(static_cast<int32_t>(mode), "no such mode");
+}
+
+Json AspectModeJson(uint32_t mode)
+{
+    switch (mode)
+    {
+    case 0:
+        return Named(mode, "4:3");
+    case 1:
+        return Named(mode, "16:9");
+    case 3:
+        return Named(mode, "size not known");
+    default:
+        return Named(mode, "no such mode");
+    }
+}
+
+std::string Fraction(int64_t left, const char* sign, int64_t right)
+{
+    return std::to_string(left) + sign + std::to_string(right);
+}
+
+std::string SizeText(int64_t width, int64_t height)
+{
+    return Fraction(width, " x ", height);
+}
+
+Json ChunkIdJson(uint32_t id)
+{
+    return id == 0 ? Json() : Json(FourCcText(id));
+}
+
+Json CompressionJson(uint32_t compression)
+{
+    return compression == 0 ? Json("0") : Json(FourCcText(compression));
+}
+
+// The number of entries of an index and what is wrong with it.
+Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, const std::string& name,
+                   CKrReport& report)
+{
+    if (!index)
+        return nullptr;
+    if (!IsPlausible(file, *index))
+        report.Finding("the chunks of the " + name + " index are together larger than the file");
+    if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
+        report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " + name +
+                       " index");
+    return index->size();
+}
+
+void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrReport& report)
+{
+    const uint32_t declared = std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
+    if (framesInIndex < declared)
+        report.Finding("the video index has " + Counted(framesInIndex, "frame") + ", the headers declare " +
+                       std::to_string(declared));
+}
+
+Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
+{
+    const auto query = [&file](SKrAviVideoParams& format, uint32_t& compression, uint16_t& bitCount,
+                               int& valid, uint32_t& chunkId)
+    {
+        return file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
+    };
+    SKrAviVideoParams format = {};
+    uint32_t compression = 0;
+    uint16_t bitCount = 0;
+    int valid = 0;
+    uint32_t chunkId = 0;
+    const uint32_t framesBefore = query(format, compression, bitCount, valid, chunkId);
+    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Video, nullptr);
+    const uint32_t framesAfter = query(format, compression, bitCount, valid, chunkId);
+
+    Json video = {{"chunkId", ChunkIdJson(chunkId)}};
+    const SKrStreamHeader* const stream = FirstVideoStream(facts);
+    if (valid == 0 && chunkId == 0 && stream == nullptr)
+        return nullptr;
+    if (stream != nullptr)
+        video["stream"] = stream->number;
+    if (valid != 0)
+    {
+        video["size"] = SizeText(format.width, format.height);
+        video["displaySize"] = SizeText(format.displayWidth, format.displayHeight);
+        video["frameRate"] = FrameRateJson(format.frameRate);
+        video["scanMode"] = ScanModeJson(static_cast<EKrScanMode>(format.scanMode));
+        video["aspectMode"] = AspectModeJson(format.aspectMode);
+        video["compression"] = CompressionJson(compression);
+        video["bitCount"] = bitCount;
+    }
+    else
+    {
+        report.Finding("the reader finds no usable video format");
+    }
+    video["framesBeforeIndexLoad"] = framesBefore;
+    video["framesAfterIndexLoad"] = index ? Json(framesAfter) : Json();
+    video["indexEntries"] = IndexedChunks(file, index, "video", report);
+    if (index)
+        CompareFrameCounts(facts, index->size(), report);
+    else
+        report.Finding("no video index can be loaded");
+    return video;
+}
+
+Json AudioFormatJson(const SKrWaveFormatInfo& format)
+{
+    return {{"formatTag", format.formatTag},           {"channels", format.channels},
+            {"samplesPerSec", format.samplesPerSec},   {"bitsPerSample", format.bitsPerSample},
+            {"avgBytesPerSec", format.avgBytesPerSec}, {"blockAlign", format.blockAlign}};
+}
+
+Json AudioJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
+{
+    SKrWaveFormatInfo format = {};
+    int valid = 0;
+    uint32_t chunkId = 0;
+    double duration = 0;
+    const bool hasChunks = file.Reader().GetAudioStreamInfo(&format, &valid, &chunkId, &duration) != 0;
+    const SKrStreamHeader* const stream = FirstUsableAudioStream(facts);
+    if (!hasChunks && stream == nullptr)
+        return nullptr;
+    Json audio = {{"chunkId", ChunkIdJson(chunkId)}};
+    if (stream != nullptr)
+        audio["stream"] = stream->number;
+    audio["format"] = valid != 0 ? AudioFormatJson(format) : Json();
+    audio["duration"] = valid != 0 ? Json(duration) : Json();
+    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Audio, nullptr);
+    audio["indexEntries"] = IndexedChunks(file, index, "audio", report);
+    if (!index && stream != nullptr)
+        report.Finding("no audio index can be loaded");
+    return audio;
+}
+
+Json SegmentsJson(const CKrAviFile& file, const SKrAviFacts& facts)
+{
+    Json segments = Json::array();
+    for (const SKrRiffChunkInfo& segment : facts.segments)
+        segments.push_back({{"form", FourCcText(segment.fccType)},
+                            {"position", HeaderPosition(segment)},
+                            {"size", segment.cksize},
+                            {"complete", EndPosition(segment) <= file.Length()}});
+    return segments;
+}
+
+Json StreamsJson(const SKrAviFacts& facts)
+{
+    Json streams = Json::array();
+    for (const SKrStreamHeader& stream : facts.streams)
+    {
+        Json row = {{"number", stream.number},
+                    {"type", FourCcText(stream.type)},
+                    {"handler", FourCcText(stream.handler)},
+                    {"rate", Fraction(stream.rate, "/", stream.scale)},
+                    {"start", stream.start},
+                    {"length", stream.length},
+                    {"sampleSize", stream.sampleSize},
+                    {"formatBytes", stream.format.size()}};
+        if (stream.IsAudio())
+        {
+            const SKrAudioFormat format = AudioFormat(stream);
+            row["formatTag"] = format.tag;
+            row["channels"] = format.channels;
+            row["samplesPerSec"] = format.samplesPerSec;
+        }
+        row["superIndex"] = stream.superIndexPosition ? Json(*stream.superIndexPosition) : Json();
+        if (!stream.name.empty())
+            row["name"] = Printable(stream.name);
+        streams.push_back(std::move(row));
+    }
+    return streams;
+}
+
+Json PrivateScanModeJson(const CKrAviFile& file, int flavour)
+{
+    constexpr auto kUntouched = static_cast<EKrScanMode>(-2);
+    EKrScanMode mode = kUntouched;
+    KrRiffUtils::GetAviScanModeFromPrivateChunk(&file.Reader(), flavour, mode);
+    return mode == kUntouched ? Json() : ScanModeJson(mode);
+}
+
+Json PrivateAspectJson(const CKrAviFile& file, int flavour)
+{
+    int horizontal = 0;
+    int vertical = 0;
+    if (KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(&file.Reader(), flavour, horizontal, vertical) ==
+        0)
+        return nullptr;
+    return Fraction(static_cast<uint32_t>(horizontal), ":", static_cast<uint32_t>(vertical));
+}
+
+Json PrivateChunksJson(const CKrAviFile& file)
+{
+    Json chunks = Json::array();
+    for (const int flavour : {1, 2})
+        chunks.push_back({{"flavour", flavour},
+                          {"chunks", flavour == 1 ? "KrlA" : "CtsI, PrmA"},
+                          {"scanMode", PrivateScanModeJson(file, flavour)},
+                          {"pixelAspect", PrivateAspectJson(file, flavour)}});
+    return chunks;
+}
+
+Json IndexKindsJson(const SKrAviFacts& facts)
+{
+    Json superIndexes = Json::array();
+    for (const SKrStreamHeader& stream : facts.streams)
+    {
+        if (stream.superIndexPosition)
+            superIndexes.push_back(stream.number);
+    }
+    Json idx1;
+    if (facts.idx1)
+        idx1 = {{"position", HeaderPosition(*facts.idx1)}, {"entries", facts.idx1->cksize / kIndexEntrySize}};
+    return {{"idx1", idx1},
+            {"indxOfStreams", superIndexes},
+            {"announced", facts.hasMainHeader ? Json((facts.mainFlags & kHasIndexFlag) != 0) : Json()}};
+}
+
+std::string KindOf(const SKrAviFacts& facts)
+{
+    if (facts.segments.empty())
+        return "bare chunks";
+    const bool hasSuperIndex =
+        std::any_of(facts.streams.begin(), facts.streams.end(),
+                    [](const SKrStreamHeader& stream) { return stream.superIndexPosition.has_value(); });
+    const bool isOpenDml = facts.segments.size() > 1 || facts.declaredFramesInAll || hasSuperIndex;
+    return isOpenDml ? "AVI with OpenDML" : "AVI 1.0";
+}
+void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    const CKrAviFile file(options.file);
+    const SKrAviFacts facts = ReadFacts(file, progress);
+    ReportFileFindings(file, facts, report);
+    const Json video = VideoJson(file, facts, report);
+    const Json audio = AudioJson(file, facts, report);
+
+    report.Fact("file", file.Path());
+    report.Fact("length", file.Length());
+    report.Fact("kind", KindOf(facts));
+    report.Fact("segments", SegmentsJson(file, facts));
+    report.Fact("video", video);
+    report.Fact("audio", audio);
+    report.Fact("streams", StreamsJson(facts));
+    report.Fact("privateChunks", PrivateChunksJson(file));
+    report.Fact("indexes", IndexKindsJson(facts));
+}
+} // namespace
+
+void AddInfoVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrInfoOptions>();
+    verbs.Add(kHelp, options->file,
+              [options](auto& report, auto& progress) { RunInfo(*options, report, progress); });
+}
+} // namespace KrTool

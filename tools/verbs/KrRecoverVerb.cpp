@@ -1,0 +1,303 @@
+// kravi recover: a complete file from a damaged one, with every whole frame and block of sound.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrJoinedChunks.h"
+#include "tools/input/KrWaveInput.h"
+#include "tools/output/KrOutputFile.h"
+#include "tools/output/KrRecording.h"
+#include "tools/output/KrRecordingOptions.h"
+#include "tools/recover/KrChunkScan.h"
+#include "tools/recover/KrDamagedHeaders.h"
+#include "tools/recover/KrRecoverOptions.h"
+#include "tools/recover/KrRecoveredFormat.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "recover",
+    "Make a complete AVI file out of a damaged one",
+    {
+        "Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of "
+        "its lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk "
+        "that is there in full comes over, unchanged; the report tells what is lost. What the headers do not "
+        "tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits (24) "
+        "and --pcm, which also stand above what the headers say.",
+        "Findings: frames and chunks that are lost or left out; bytes that belong to no whole chunk.",
+    },
+    {
+        "kravi recover cut.avi whole.avi",
+        "kravi recover headless.avi whole.avi --size 720x576 --rate 25 --codec MJPG --pcm 48000,2,16",
+    },
+};
+
+constexpr uint64_t kLargestChunk = INT32_MAX;
+constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than headers say in earnest
+
+const char* KindName(EKrStreamKind kind)
+{
+    return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+uint64_t ReadLength(IKrFile& file, const std::string& path)
+{
+    const std::optional<uint64_t> length = file.Size();
+    if (!length)
+        throw CKrToolError(path, "its length cannot be told");
+    return *length;
+}
+
+// Makes the sound behind each damage start with a whole sample frame: takes away what is left of the one
+// that the damage cut. Returns the bytes taken away.
+uint64_t CutBrokenSamples(SKrFoundStream& stream, uint32_t blockAlign)
+{
+    uint64_t taken = 0;
+    size_t first = 0;
+    for (const size_t next : stream.breaks)
+    {
+        uint64_t bytes = 0;
+        for (size_t number = first; number < next; ++number)
+            bytes += stream.chunks[number].size;
+        auto left = static_cast<uint32_t>(bytes % blockAlign);
+        taken += left;
+        for (size_t number = next; left > 0; --number)
+        {
+            uint32_t& size = stream.chunks[number - 1].size;
+            const uint32_t part = std::min(left, size);
+            size -= part;
+            left -= part;
+        }
+        first = next;
+    }
+    return taken;
+}
+
+class CKrRecovery
+{
+public:
+    CKrRecovery(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress)
+        : m_options(options), m_report(report), m_progress(progress), m_source(OpenInput(options.file)),
+          m_length(ReadLength(*m_source, options.file)), m_headers(*m_source, options.file, m_length),
+          m_format(options, m_headers.Headers(), report)
+    {
+    }
+
+    void Run()
+    {
+        CheckTarget(m_options.output, m_options.force, m_options.file);
+        m_scan =
+            CKrChunkScan(m_source, m_options.file, m_length, m_headers.Headers().streams.size(), m_progress)
+                .Run();
+        PrepareVideo();
+        PrepareAudio();
+        ReportOtherStreams();
+        const SKrRecordingResult result = Write();
+        m_report.Fact("file", m_options.file);
+        ReportRecording(result, m_format.Format(), m_options.output, m_report);
+        ReportLosses();
+    }
+
+private:
+    [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_options.file, cause); }
+
+    // The stream that the user named, or the first one by the headers, or the one with most chunks.
+    std::optional<uint32_t> Choose(EKrStreamKind kind, const std::optional<uint64_t>& wanted) const
+    {
+        const auto hasChunks = [this, kind](uint32_t number)
+        {
+            const auto found = m_scan.streams.find({number, kind});
+            return found != m_scan.streams.end() && !found->second.chunks.empty();
+        };
+        if (wanted)
+        {
+            const auto number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
+            if (!hasChunks(number))
+                Refuse("it has no whole " + std::string(KindName(kind)) + " chunk of stream " +
+                       std::to_string(*wanted));
+            return number;
+        }
+        const SKrStreamHeader* const header = m_headers.First(kind);
+        if (header != nullptr && hasChunks(header->number))
+            return header->number;
+        std::optional<uint32_t> best;
+        size_t most = 0;
+        for (const auto& [key, stream] : m_scan.streams)
+        {
+            if (key.second != kind || stream.chunks.size() <= most)
+                continue;
+            best = key.first;
+            most = stream.chunks.size();
+        }
+        return best;
+    }
+
+    void PrepareVideo()
+    {
+        m_videoStream = Choose(EKrStreamKind::Video, m_options.video);
+        if (!m_videoStream)
+            Refuse("it has no whole frame");
+        m_videoHeader = m_headers.HeaderOf(EKrStreamKind::Video, *m_videoStream);
+        m_format.TakeVideo(m_videoHeader);
+        m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
+        m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
+        if (m_tooLarge != 0)
+            m_report.Finding("left out: " + Counted(m_tooLarge, "frame") + " of 2 GiB or more");
+        if (m_video.emptyChunks != 0)
+            m_report.Finding("left out: " + Counted(m_video.emptyChunks, "frame") +
+                             " without data, by which some programs repeat a frame");
+    }
+
+    void PrepareAudio()
+    {
+        if (m_options.noAudio)
+            return;
+        m_audioStream = Choose(EKrStreamKind::Audio, m_options.audio);
+        const SKrStreamHeader* const header = m_audioStream
+                                                  ? m_headers.HeaderOf(EKrStreamKind::Audio, *m_audioStream)
+                                                  : m_headers.First(EKrStreamKind::Audio);
+        const bool isThere = m_audioStream || header != nullptr || !m_options.pcm.empty();
+        if (!isThere || !m_format.TakeAudio(header) || !m_audioStream)
+            return;
+        m_audio = std::move(m_scan.streams.at({*m_audioStream, EKrStreamKind::Audio}));
+        const uint64_t cut = CutBrokenSamples(m_audio, m_format.Format().audio->blockAlign);
+        if (cut != 0)
+            m_report.Finding("left out: " + Counted(cut, "byte") + " of samples that the damage cut");
+    }
+
+    // What the written file has no place for. It is a finding unless the user chose among the streams.
+    void ReportOtherStreams() const
+    {
+        for (const auto& [key, stream] : m_scan.streams)
+        {
+            const auto& [number, kind] = key;
+            const bool isTaken = number == (kind == EKrStreamKind::Video ? m_videoStream : m_audioStream);
+            if (isTaken || stream.chunks.empty())
+                continue;
+            const std::string text = "left out: stream " + std::to_string(number) + " with " +
+                                     Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk");
+            const bool isChosen = kind == EKrStreamKind::Video ? m_options.video.has_value()
+                                                               : m_options.noAudio || m_options.audio;
+            if (isChosen)
+                m_report.Note(text);
+            else
+                m_report.Finding(text + "; --" + KindName(kind) + ' ' + std::to_string(number) +
+                                 " takes it instead");
+        }
+        if (m_scan.otherChunks != 0)
+            m_report.Finding("left out: " + Counted(m_scan.otherChunks, "chunk") +
+                             " of streams that are neither video nor audio");
+        for (const SKrStreamHeader& stream : m_headers.Headers().streams)
+        {
+            if (stream.hasHeader && !stream.IsVideo() && !stream.IsAudio())
+                m_report.Finding("left out: stream " + std::to_string(stream.number) + ", which is '" +
+                                 FourCcText(stream.type) + "', neither video nor audio");
+        }
+    }
+
+    SKrRecordingResult Write()
+    {
+        const SKrRecordingFormat& format = m_format.Format();
+        CKrRecording recording(m_options.output, m_options.force, format, m_progress);
+        CKrJoinedChunks audio(m_source, m_options.file, m_audio.chunks);
+        CKrSoundByFrame sound(format.audio.value_or(SKrPcm{}), format.video.frameRate,
+                              TotalBytes(m_audio.chunks),
+                              [&audio](uint64_t, uint32_t length) { return audio.Next(length); });
+        CKrJoinedChunks frames(m_source, m_options.file, m_video.chunks);
+        m_progress.Begin("frames", m_video.chunks.size());
+        for (size_t number = 0; number < m_video.chunks.size(); ++number)
+        {
+            sound.AddForFrame(recording);
+            recording.AddFrame(frames.Next(m_video.chunks[number].size));
+            m_progress.Advance(number);
+        }
+        sound.AddRest(recording);
+        const SKrRecordingResult result = recording.Commit();
+        m_progress.End();
+        return result;
+    }
+
+    // Frames that the headers count and that are not there; nothing where they count none, or fewer than
+    // there are, as in files whose headers were never completed.
+    std::optional<uint64_t> FramesLost() const
+    {
+        const uint64_t there = m_video.chunks.size() + m_video.emptyChunks + m_tooLarge;
+        uint64_t counted = m_headers.Headers().framesInAll;
+        if (m_videoHeader != nullptr)
+            counted = std::max<uint64_t>(counted, m_videoHeader->length);
+        if (counted < there || counted > kMostFrames)
+            return std::nullopt;
+        return counted - there;
+    }
+
+    void ReportLosses() const
+    {
+        const std::optional<uint64_t> framesLost = FramesLost();
+        const uint64_t cutChunks = m_video.cutChunks + m_audio.cutChunks;
+        Json regions = Json::array();
+        for (const SKrDamage& damage : m_scan.damages)
+            regions.push_back({{"offset", damage.offset}, {"bytes", damage.bytes}});
+        m_report.Fact("framesLost", framesLost ? Json(*framesLost) : Json());
+        m_report.Fact("emptyFrames", m_video.emptyChunks);
+        m_report.Fact("cutChunks", cutChunks);
+        m_report.Fact("bytesSkipped", m_scan.bytesSkipped);
+        m_report.Fact("damagedRegionCount", m_scan.damageCount);
+        m_report.Fact("damagedRegions", regions);
+        if (framesLost.value_or(0) != 0)
+            m_report.Finding("lost by the count in the headers: " + Counted(*framesLost, "frame"));
+        if (cutChunks != 0)
+            m_report.Finding("lost because their data are not there in full: " + Counted(cutChunks, "chunk"));
+        if (m_scan.bytesSkipped != 0)
+            m_report.Finding("in no whole chunk: " + Counted(m_scan.bytesSkipped, "byte") + " at " +
+                             Counted(m_scan.damageCount, "place"));
+    }
+
+    const SKrRecoverOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    std::shared_ptr<IKrFile> m_source;
+    const uint64_t m_length;
+    const CKrDamagedHeaders m_headers;
+    CKrRecoveredFormat m_format;
+    SKrScanResult m_scan;
+    std::optional<uint32_t> m_videoStream;
+    const SKrStreamHeader* m_videoHeader = nullptr;
+    SKrFoundStream m_video;
+    uint64_t m_tooLarge = 0;
+    std::optional<uint32_t> m_audioStream;
+    SKrFoundStream m_audio;
+};
+void RunRecover(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    CKrRecovery(options, report, progress).Run();
+}
+} // namespace
+
+void AddRecoverVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrRecoverOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunRecover(*options, report, progress); });
+    verb.add_option("OUTPUT", options->output, "The AVI file that is written")->required()->type_name("");
+    AddNumber(verb, "--video", options->video, "The video stream to take, by its number");
+    AddNumber(verb, "--audio", options->audio, "The audio stream to take, by its number");
+    verb.add_flag("--no-audio", options->noAudio, "Leave the sound out");
+    verb.add_option("--size", options->size, "Size of the pictures")->type_name("WIDTHxHEIGHT");
+    verb.add_option("--rate", options->rate, "Frames per second")->type_name("RATE");
+    verb.add_option("--codec", options->codec, "FourCC of the frames")->type_name("FOURCC");
+    AddNumber(verb, "--bits", options->bits, "Bits per pixel");
+    verb.add_option("--pcm", options->pcm, "Format of the sound")->type_name("RATE,CHANNELS,BITS");
+    verb.add_flag("--force", options->force, "Replace a file that exists");
+}
+} // namespace KrTool

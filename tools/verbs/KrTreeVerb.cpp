@@ -1,0 +1,309 @@
+// kravi tree: the chunks of a file, level by level.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkWalk.h"
+#include "tools/input/KrFileFindings.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "tree",
+    "The chunks of the file",
+    {
+        "Long rows of chunks are summed up behind the first ones, see --run and --all.",
+        "Findings: chunks that reach behind the end of the file or of the list around them; lists too deep "
+        "to be entered; more chunks than --limit; and what is wrong with the file as a whole (see info).",
+    },
+    {
+        "kravi tree clip.avi --depth 2",
+        "kravi tree clip.avi --run 3",
+    },
+};
+
+struct SKrTreeOptions
+{
+    std::string file;
+    uint64_t depth = 0;        // levels shown; 0: all
+    uint64_t run = 8;          // chunks shown of a run before the rest is summed up
+    bool all = false;          // show runs in full
+    uint64_t limit = 10000000; // nodes read at most
+};
+
+// Real files have five levels.
+constexpr size_t kDeepestLevel = 32;
+constexpr size_t kMostIdsSummedUp = 12;
+constexpr uint32_t kRec = FourCc('r', 'e', 'c', ' ');
+
+std::string PaddedLeft(const std::string& text, size_t width)
+{
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+std::string RowText(uint64_t position, const std::string& size, size_t level, const std::string& text)
+{
+    return PaddedLeft(std::to_string(position), 14) + PaddedLeft(size, 12) + "  " +
+           std::string(2 * level, ' ') + text + '\n';
+}
+
+// What stands in long rows in a file: data chunks, whatever their ids, and groups of them.
+bool BelongsToRun(const SKrRiffChunkInfo& chunk)
+{
+    return !IsContainer(chunk) || chunk.fccType == kRec;
+}
+
+// The chunks of a run that are not shown one by one, counted by id.
+class CKrRunSummary
+{
+public:
+    void Add(const SKrRiffChunkInfo& chunk)
+    {
+        ++m_chunks;
+        m_bytes += chunk.cksize;
+        const std::string id = IsContainer(chunk) ? "LIST rec " : FourCcText(chunk.ckid);
+        auto place = std::find_if(m_counts.begin(), m_counts.end(),
+                                  [&id](const SKrCount& count) { return count.id == id; });
+        if (place == m_counts.end())
+        {
+            if (m_counts.size() == kMostIdsSummedUp)
+            {
+                ++m_others;
+                return;
+            }
+            place = m_counts.insert(place, {id, 0});
+        }
+        ++place->chunks;
+    }
+
+    Json AsJson(uint64_t position, size_t level) const
+    {
+        Json ids = Json::object();
+        for (const SKrCount& count : m_counts)
+            ids[count.id] = count.chunks;
+        return {{"level", level},   {"position", position}, {"collapsed", m_chunks},
+                {"bytes", m_bytes}, {"ids", ids},           {"otherIds", m_others}};
+    }
+
+    std::string AsText(uint64_t position, size_t level) const
+    {
+        std::string text = "... " + Counted(m_chunks, "chunk") + ':';
+        for (const SKrCount& count : m_counts)
+            text += ' ' + std::to_string(count.chunks) + " '" + count.id + "',";
+        if (m_others != 0)
+            text += ' ' + std::to_string(m_others) + " others,";
+        text.pop_back();
+        return RowText(position, std::to_string(m_bytes), level, text);
+    }
+
+private:
+    struct SKrCount
+    {
+        std::string id;
+        uint64_t chunks;
+    };
+
+    std::vector<SKrCount> m_counts; // by first appearance
+    uint64_t m_chunks = 0;
+    uint64_t m_bytes = 0;
+    uint64_t m_others = 0;
+};
+
+// Chunks with a fault of one kind: how many, and where the first is.
+struct SKrFaults
+{
+    uint64_t count = 0;
+    uint64_t firstPosition = 0;
+
+    void Add(const SKrRiffChunkInfo& chunk)
+    {
+        if (count++ == 0)
+            firstPosition = HeaderPosition(chunk);
+    }
+
+    void ReportAs(const std::string& text, CKrReport& report) const
+    {
+        if (count != 0)
+            report.Finding(text + ": " + Counted(count, "chunk") + ", the first at position " +
+                           std::to_string(firstPosition));
+    }
+};
+
+class CKrTreePrinter
+{
+public:
+    CKrTreePrinter(const CKrAviFile& file, const SKrTreeOptions& options, CKrReport& report,
+                   CKrProgress& progress)
+        : m_file(file), m_options(options), m_report(report), m_progress(progress), m_budget(options.limit)
+    {
+    }
+
+    void Print()
+    {
+        m_progress.Begin("reading chunks", m_file.Length());
+        m_report.BeginRows("chunks", RowText(0, "size", 0, "chunk").replace(0, 14, "      position"));
+        m_levels.push_back(MakeLevel(Segments(m_file, m_budget), m_file.Length()));
+        while (!m_levels.empty())
+            Step();
+        m_report.EndRows();
+        m_progress.End();
+        ReportFaults();
+    }
+
+private:
+    struct SKrLevel
+    {
+        std::vector<SKrRiffChunkNode*> nodes;
+        uint64_t limit = 0;    // no chunk below starts at or behind it
+        size_t next = 0;       // node to be shown
+        size_t shownUntil = 0; // nodes of the present run before this one are shown,
+        size_t runEnd = 0;     // those up to here are summed up
+    };
+
+    static SKrLevel MakeLevel(std::vector<SKrRiffChunkNode*> nodes, uint64_t limit)
+    {
+        SKrLevel level;
+        level.nodes = std::move(nodes);
+        level.limit = limit;
+        return level;
+    }
+
+    // Shows the next node of the deepest level, or leaves the level.
+    void Step()
+    {
+        SKrLevel& level = m_levels.back();
+        if (level.next == level.nodes.size())
+        {
+            m_levels.pop_back();
+            return;
+        }
+        if (level.next == level.runEnd)
+            FindRun(level);
+        if (level.next < level.shownUntil)
+            ShowNode(level);
+        else
+            SumUp(level);
+    }
+
+    void FindRun(SKrLevel& level) const
+    {
+        level.runEnd = level.next;
+        while (level.runEnd < level.nodes.size() && BelongsToRun(level.nodes[level.runEnd]->chunk))
+            ++level.runEnd;
+        level.runEnd = std::max(level.runEnd, level.next + 1);
+        const size_t length = level.runEnd - level.next;
+        const bool isShort = m_options.all || length - 1 <= m_options.run; // a sum of one saves no line
+        level.shownUntil = isShort ? level.runEnd : level.next + static_cast<size_t>(m_options.run);
+    }
+
+    // May add a level, which moves the levels: `level` is not used afterwards.
+    void ShowNode(SKrLevel& level)
+    {
+        SKrRiffChunkNode& node = *level.nodes[level.next++];
+        const size_t depth = m_levels.size() - 1;
+        const uint64_t limit = level.limit;
+        ShowRow(node.chunk, depth);
+        NoteFaults(node.chunk, limit, depth == 0);
+        if (!IsContainer(node.chunk) || (m_options.depth != 0 && m_levels.size() >= m_options.depth))
+            return;
+        if (m_levels.size() == kDeepestLevel)
+        {
+            m_tooDeep.Add(node.chunk);
+            return;
+        }
+        const uint64_t childLimit = std::min(limit, EndPosition(node.chunk));
+        m_levels.push_back(MakeLevel(SubChunks(m_file, node, childLimit, m_budget, m_progress), childLimit));
+    }
+
+    void ShowRow(const SKrRiffChunkInfo& chunk, size_t depth)
+    {
+        if (m_report.AsJson())
+        {
+            Json row = {{"level", depth},
+                        {"position", HeaderPosition(chunk)},
+                        {"size", chunk.cksize},
+                        {"id", FourCcText(chunk.ckid)}};
+            if (IsContainer(chunk))
+                row["type"] = FourCcText(chunk.fccType);
+            m_report.Row(row, {});
+            return;
+        }
+        const std::string type = IsContainer(chunk) ? " '" + FourCcText(chunk.fccType) + '\'' : std::string();
+        m_report.Row({}, RowText(HeaderPosition(chunk), std::to_string(chunk.cksize), depth,
+                                 '\'' + FourCcText(chunk.ckid) + '\'' + type));
+    }
+
+    void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
+    {
+        if (EndPosition(chunk) > m_file.Length())
+            m_beyondFile.Add(chunk);
+        else if (!isSegment && EndPosition(chunk) > limit)
+            m_beyondParent.Add(chunk);
+    }
+
+    void SumUp(SKrLevel& level)
+    {
+        CKrRunSummary summary;
+        const uint64_t position = HeaderPosition(level.nodes[level.next]->chunk);
+        for (; level.next < level.runEnd; ++level.next)
+        {
+            const SKrRiffChunkInfo& chunk = level.nodes[level.next]->chunk;
+            summary.Add(chunk);
+            NoteFaults(chunk, level.limit, false);
+        }
+        const size_t depth = m_levels.size() - 1;
+        m_report.Row(summary.AsJson(position, depth), summary.AsText(position, depth));
+    }
+
+    void ReportFaults() const
+    {
+        m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
+        m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
+        m_tooDeep.ReportAs("not entered on level " + std::to_string(kDeepestLevel), m_report);
+        if (m_budget.Exceeded())
+            m_report.Finding("the file has more than " + std::to_string(m_options.limit) +
+                             " chunks; the others are left out");
+    }
+
+    const CKrAviFile& m_file;
+    const SKrTreeOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    CKrNodeBudget m_budget;
+    std::vector<SKrLevel> m_levels;
+    SKrFaults m_beyondFile;
+    SKrFaults m_beyondParent;
+    SKrFaults m_tooDeep;
+};
+void RunTree(const SKrTreeOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    const CKrAviFile file(options.file);
+    report.Fact("file", file.Path());
+    report.Fact("length", file.Length());
+    CKrTreePrinter(file, options, report, progress).Print();
+    ReportFileFindings(file, ReadFacts(file, progress), report);
+}
+} // namespace
+
+void AddTreeVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrTreeOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunTree(*options, report, progress); });
+    AddNumber(verb, "--depth", options->depth, "Show so many levels only; segments are level 1");
+    AddNumber(verb, "--run", options->run, "Chunks shown of a long row (8)");
+    AddNumber(verb, "--limit", options->limit, "Chunks read at most (10000000)");
+    verb.add_flag("--all", options->all, "Show long rows in full");
+}
+} // namespace KrTool

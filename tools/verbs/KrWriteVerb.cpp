@@ -1,0 +1,159 @@
+// kravi write: a file from pictures and sound.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrFrameInput.h"
+#include "tools/input/KrWaveInput.h"
+#include "tools/output/KrOutputFile.h"
+#include "tools/output/KrRecording.h"
+#include "tools/output/KrRecordingOptions.h"
+
+#include <CLI/CLI.hpp>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "write",
+    "Make an AVI file from pictures and sound",
+    {
+        "PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one "
+        "file with all frames. Numbers go up from --start to the first one that is missing.",
+        "JPEG pictures are stored as they are, as 'MJPG'. Raw pictures are stored as uncompressed frames: "
+        "16, 24 or 32 bits in the order of Windows bitmaps; rows are put into the order and the padding of "
+        "such frames. With --codec they are stored as they are.",
+        "The pixel aspect ratio is stored from --display-width; without it pixels are square.",
+    },
+    {
+        "kravi write clip.avi --jpeg 'shot%04d.jpg' --audio sound.wav --rate 29.97",
+        "kravi write clip.avi --raw frames.rgb --size 720x576 --bits 24 --display-width 1024",
+    },
+};
+
+struct SKrWriteOptions
+{
+    std::string file;  // that is written
+    std::string jpeg;  // pattern; this or raw
+    std::string raw;   // pattern or name
+    std::string audio; // WAVE file; empty: no sound
+    std::optional<uint64_t> start;
+    std::string rate = "25";
+    std::string scan = "progressive";
+    std::optional<uint64_t> aspectMode;
+    std::optional<uint64_t> displayWidth;
+    std::string size; // of raw pictures, WIDTHxHEIGHT
+    uint64_t bits = 24;
+    std::string codec; // of raw pictures; empty: uncompressed
+    uint64_t stride = 0;
+    std::string rows = "top-down";
+    bool force = false;
+};
+
+constexpr uint32_t kJpegBits = 24;
+constexpr uint32_t kSquarePixels = 3;
+
+bool ParseRows(const std::string& text)
+{
+    if (text != "top-down" && text != "bottom-up")
+        throw CKrToolError({}, "--rows: '" + text + "' is neither top-down nor bottom-up");
+    return text == "top-down";
+}
+
+SKrRawLayout RawLayout(const SKrWriteOptions& options)
+{
+    SKrRawLayout layout;
+    layout.size = ParseSize(options.size);
+    layout.bitsPerPixel = static_cast<uint32_t>(options.bits);
+    layout.stride = options.stride;
+    layout.isTopDown = ParseRows(options.rows);
+    layout.isUncompressed = options.codec.empty();
+    const bool hasWholeBytes = options.bits == 16 || options.bits == 24 || options.bits == 32;
+    if (layout.isUncompressed ? !hasWholeBytes : options.bits == 0 || options.bits > 64)
+        throw CKrToolError({}, "--bits: uncompressed frames have 16, 24 or 32, others 1 to 64");
+    return layout;
+}
+
+SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput& frames, bool isJpeg)
+{
+    SKrRecordingFormat format;
+    const SKrPictureSize size = frames.Size();
+    format.codec = isJpeg ? FourCc('M', 'J', 'P', 'G') : ParseCodec(options.codec);
+    format.video.width = static_cast<int32_t>(size.width);
+    format.video.height = static_cast<int32_t>(size.height);
+    format.video.displayWidth = static_cast<uint16_t>(options.displayWidth.value_or(size.width));
+    format.video.displayHeight = static_cast<uint16_t>(size.height);
+    format.video.bitCount = static_cast<uint8_t>(isJpeg ? kJpegBits : options.bits);
+    format.video.frameRate = ParseFrameRate(options.rate);
+    format.video.scanMode = ParseScanMode(options.scan);
+    format.video.aspectMode =
+        static_cast<uint32_t>(options.aspectMode.value_or(options.displayWidth ? 1 : kSquarePixels));
+    if (options.displayWidth.value_or(1) == 0 || options.displayWidth.value_or(1) > UINT16_MAX)
+        throw CKrToolError({}, "--display-width: 1 to 65535 is wanted");
+    if (format.video.aspectMode > 5 || format.video.aspectMode == 2)
+        throw CKrToolError({}, "--aspect-mode: 0, 1, 3, 4 or 5 is wanted");
+    return format;
+}
+void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    const bool isJpeg = !options.jpeg.empty();
+    if (isJpeg == !options.raw.empty())
+        throw CKrToolError({}, "give the pictures with --jpeg or with --raw");
+    if (!isJpeg && options.size.empty())
+        throw CKrToolError({}, "--raw needs --size");
+    CheckTarget(options.file, options.force, options.audio);
+    const std::unique_ptr<IKrFrameInput> frames =
+        isJpeg ? MakeJpegInput(options.jpeg, options.start)
+               : MakeRawInput(options.raw, options.start, RawLayout(options));
+    SKrRecordingFormat format = FormatOf(options, *frames, isJpeg);
+    std::optional<CKrWaveInput> wave;
+    if (!options.audio.empty())
+        format.audio = wave.emplace(options.audio).Format();
+
+    CKrRecording recording(options.file, options.force, format, progress);
+    CKrSoundByFrame sound(format.audio.value_or(SKrPcm{}), format.video.frameRate, wave ? wave->Bytes() : 0,
+                          [&wave](uint64_t from, uint32_t length) { return wave->Part(from, length); });
+    progress.Begin("frames", frames->Frames());
+    for (uint64_t number = 0; number < frames->Frames(); ++number)
+    {
+        sound.AddForFrame(recording);
+        recording.AddFrame(frames->Frame(number));
+        progress.Advance(number);
+    }
+    sound.AddRest(recording);
+    const SKrRecordingResult result = recording.Commit();
+    progress.End();
+    ReportRecording(result, format, options.file, report);
+}
+} // namespace
+
+void AddWriteVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrWriteOptions>();
+    CLI::App& verb = verbs.Add(
+        kHelp, options->file,
+        [options](auto& report, auto& progress) { RunWrite(*options, report, progress); },
+        "The AVI file that is written");
+    verb.add_option("--jpeg", options->jpeg, "JPEG pictures")->type_name("PATTERN");
+    verb.add_option("--raw", options->raw, "Raw pictures")->type_name("PATTERN");
+    AddNumber(verb, "--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
+    verb.add_option("--audio", options->audio, "Sound from a WAVE file with PCM")->type_name("NAME");
+    verb.add_option("--rate", options->rate, "Frames per second (25)")->type_name("RATE");
+    verb.add_option("--scan", options->scan, "upper, lower, progressive (default) or unknown")
+        ->type_name("MODE");
+    AddNumber(verb, "--display-width", options->displayWidth, "Width in square pixels");
+    AddNumber(verb, "--aspect-mode", options->aspectMode,
+              "0, 1: by the display width; 3: square; 4, 5: fixed");
+    verb.add_option("--size", options->size, "Size of raw pictures")->type_name("WIDTHxHEIGHT");
+    AddNumber(verb, "--bits", options->bits, "Bits per pixel of raw pictures (24)");
+    verb.add_option("--codec", options->codec, "FourCC of raw pictures that are stored as they are")
+        ->type_name("FOURCC");
+    AddNumber(verb, "--stride", options->stride, "Bytes from row to row of raw pictures");
+    verb.add_option("--rows", options->rows, "Order of raw rows: top-down (default) or bottom-up")
+        ->type_name("ORDER");
+    verb.add_flag("--force", options->force, "Replace a file that exists");
+}
+} // namespace KrTool

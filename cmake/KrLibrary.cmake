@@ -5,7 +5,6 @@ add_library(KrRiffUtilsObjects OBJECT
   core/KrReentrantLock.cpp
   format/KrAviHeaders.cpp
   format/KrAviIndexes.cpp
-  format/KrChunkHeader.cpp
   format/KrFrameTables.cpp
   format/KrPrivateChunks.cpp
   platform/KrPlatform.cpp
@@ -14,6 +13,7 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrAudioChunkStatistics.cpp
   reader/KrChunkLookup.cpp
   reader/KrChunkSearch.cpp
+  reader/KrChunkNodes.cpp
   reader/KrChunkTree.cpp
   reader/KrFileCursor.cpp
   reader/KrHeaderParser.cpp
@@ -37,6 +37,7 @@ add_library(KrRiffUtilsObjects OBJECT
   writer/KrWriterSetup.cpp)
 if(WIN32)
   target_sources(KrRiffUtilsObjects PRIVATE
+    platform/win32/KrBlockMemoryWin32.cpp
     platform/win32/KrClockWin32.cpp
     platform/win32/KrFilesWin32.cpp
     platform/win32/KrModuleHoldWin32.cpp
@@ -48,6 +49,7 @@ if(WIN32)
   endif()
 else()
   target_sources(KrRiffUtilsObjects PRIVATE
+    platform/posix/KrBlockMemoryPosix.cpp
     platform/posix/KrClockPosix.cpp
     platform/posix/KrFilesPosix.cpp
     platform/posix/KrModuleHoldPosix.cpp

@@ -2,11 +2,6 @@
 
 #include "format/KrBytes.h"
 
-SKrOldIndexEntry DecodeOldIndexEntry(const uint8_t* from)
-{
-    return {GetLe32(from), GetLe32(from + 4), GetLe32(from + 8), GetLe32(from + 12)};
-}
-
 void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry)
 {
     out.U32Le(entry.chunkId);
@@ -40,11 +35,6 @@ void Encode(CKrByteWriter& out, const SKrSuperIndexHead& head)
     out.U32Le(head.streamChunkId);
     for (const uint32_t word : head.reserved)
         out.U32Le(word);
-}
-
-SKrSuperIndexEntry DecodeSuperIndexEntry(const uint8_t* from)
-{
-    return {GetLe64(from), GetLe32(from + 8), GetLe32(from + 12)};
 }
 
 void Encode(CKrByteWriter& out, const SKrSuperIndexEntry& entry)
@@ -81,18 +71,8 @@ void Encode(CKrByteWriter& out, const SKrStdIndexHead& head)
     out.U32Le(0);
 }
 
-SKrStdIndexEntry DecodeStdIndexEntry(const uint8_t* from)
-{
-    return {GetLe32(from), GetLe32(from + 4)};
-}
-
 void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry)
 {
     out.U32Le(entry.offset);
     out.U32Le(entry.size);
-}
-
-SKrWideIndexEntry DecodeWideIndexEntry(const uint8_t* from)
-{
-    return {GetLe64(from), GetLe32(from + 8)};
 }

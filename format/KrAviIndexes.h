@@ -2,11 +2,10 @@
 #ifndef KR_FORMAT_KRAVIINDEXES_H
 #define KR_FORMAT_KRAVIINDEXES_H
 
+#include "format/KrBytes.h"
+
 #include <cstddef>
 #include <cstdint>
-
-class CKrByteReader;
-class CKrByteWriter;
 
 inline constexpr uint32_t kAviifKeyFrame = 0x10; // in `flags` of an 'idx1' entry
 
@@ -21,7 +20,11 @@ struct SKrOldIndexEntry
     uint32_t size = 0;   // payload bytes
 };
 
-SKrOldIndexEntry DecodeOldIndexEntry(const uint8_t* from);
+inline SKrOldIndexEntry DecodeOldIndexEntry(const uint8_t* from)
+{
+    return {GetLe32(from), GetLe32(from + 4), GetLe32(from + 8), GetLe32(from + 12)};
+}
+
 void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry);
 
 // Sub-types of both OpenDML indexes: with the 64-bit one, positions of entries count from the file start in
@@ -59,7 +62,11 @@ struct SKrSuperIndexEntry
     uint32_t duration = 0;
 };
 
-SKrSuperIndexEntry DecodeSuperIndexEntry(const uint8_t* from);
+inline SKrSuperIndexEntry DecodeSuperIndexEntry(const uint8_t* from)
+{
+    return {GetLe64(from), GetLe32(from + 8), GetLe32(from + 12)};
+}
+
 void Encode(CKrByteWriter& out, const SKrSuperIndexEntry& entry);
 
 // Head of a standard index with its chunk header; the entries follow it.
@@ -91,7 +98,11 @@ struct SKrStdIndexEntry
     uint32_t size = 0;
 };
 
-SKrStdIndexEntry DecodeStdIndexEntry(const uint8_t* from);
+inline SKrStdIndexEntry DecodeStdIndexEntry(const uint8_t* from)
+{
+    return {GetLe32(from), GetLe32(from + 4)};
+}
+
 void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry);
 
 // One entry of a standard index of the 64-bit sub-type; twelve bytes that are ignored end it.
@@ -103,6 +114,9 @@ struct SKrWideIndexEntry
     uint32_t size = 0;
 };
 
-SKrWideIndexEntry DecodeWideIndexEntry(const uint8_t* from);
+inline SKrWideIndexEntry DecodeWideIndexEntry(const uint8_t* from)
+{
+    return {GetLe64(from), GetLe32(from + 8)};
+}
 
 #endif

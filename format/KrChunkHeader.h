@@ -3,6 +3,7 @@
 #define KR_FORMAT_KRCHUNKHEADER_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrBytes.h"
 #include "format/KrFourCC.h"
 
 #include <cstddef>
@@ -21,7 +22,10 @@ struct SKrChunkHeader
 };
 
 // Decodes 8 to 12 bytes.
-SKrChunkHeader DecodeChunkHeader(std::span<const uint8_t> bytes);
+inline SKrChunkHeader DecodeChunkHeader(std::span<const uint8_t> bytes)
+{
+    return {GetLe32(&bytes[0]), GetLe32(&bytes[4]), bytes.size() >= kListHeaderSize ? GetLe32(&bytes[8]) : 0};
+}
 
 constexpr bool IsContainer(uint32_t id)
 {

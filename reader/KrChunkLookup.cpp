@@ -82,12 +82,11 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
         const uint64_t start = cursor.Position();
         if (parent != nullptr && !LiesInside(*parent, start))
             return EKrLookupStatus::NotFound;
-        uint8_t bytes[kListHeaderSize];
-        const size_t got = cursor.Read(bytes, headerLength);
-        if (got < ShortestHeader(mode))
+        const std::span<const uint8_t> bytes = cursor.View(headerLength);
+        if (bytes.size() < ShortestHeader(mode))
             return EKrLookupStatus::NotFound;
 
-        const SKrChunkHeader header = DecodeChunkHeader({bytes, got});
+        const SKrChunkHeader header = DecodeChunkHeader(bytes);
         const bool empty = header.id == 0 || header.size == 0;
         emptyHeaders = empty && zeroLimit >= 1 ? emptyHeaders + 1 : 0;
         if (zeroLimit >= 1 && emptyHeaders >= zeroLimit)

@@ -16,8 +16,11 @@ void CKrChunkTree::Clear()
     m_segments.clear();
     m_segmentIndex = -1;
     m_parent = nullptr;
+    m_subChunks = nullptr;
+    m_subChunk = nullptr;
     m_subChunkIndex = -1;
-    m_nodes.clear();
+    m_parents.clear();
+    m_nodes.Clear();
 }
 
 bool CKrChunkTree::ReadFirstSegment(CKrFileCursor& cursor)
@@ -50,36 +53,33 @@ bool CKrChunkTree::AdvanceSegment(CKrFileCursor& cursor)
 
 bool CKrChunkTree::StartSubChunkWalk(CKrFileCursor& cursor, SKrChunkTreeNode& parent)
 {
-    if (parent.children.empty())
+    auto known = m_parents.find(&parent);
+    if (known == m_parents.end())
     {
         cursor.SeekTo(parent.chunk.offset + kTypeSize);
         SKrChunkTreeNode* const first = ReadSubChunk(cursor, parent, nullptr);
         if (first == nullptr)
             return false;
-        parent.children.push_back(first);
+        known = m_parents.emplace(&parent, SSubChunks{first, first, 1}).first;
     }
     m_parent = &parent;
+    m_subChunks = &known->second;
+    m_subChunk = known->second.first;
     m_subChunkIndex = 0;
     return true;
 }
 
-SKrChunkTreeNode* CKrChunkTree::CurrentSubChunk() const
-{
-    if (m_parent == nullptr || m_subChunkIndex == -1)
-        return nullptr;
-    return m_parent->children[CheckedSubscript(m_subChunkIndex, m_parent->children.size())];
-}
-
 bool CKrChunkTree::AdvanceSubChunk(CKrFileCursor& cursor)
 {
-    const SKrChunkTreeNode* const current = CurrentSubChunk();
-    if (current == m_parent->children.back())
+    if (m_subChunk == m_subChunks->last)
     {
-        SKrChunkTreeNode* const next = ReadSubChunk(cursor, *m_parent, current);
+        SKrChunkTreeNode* const next = ReadSubChunk(cursor, *m_parent, m_subChunk);
         if (next == nullptr)
             return false;
-        m_parent->children.push_back(next);
+        m_subChunk->next = m_subChunks->last = next;
+        ++m_subChunks->count;
     }
+    m_subChunk = m_subChunk->next;
     ++m_subChunkIndex;
     return true;
 }
@@ -92,7 +92,7 @@ SKrChunkTreeNode* CKrChunkTree::ReadSegment(CKrFileCursor& cursor, uint32_t form
     SKrRiffChunkInfo chunk = {};
     chunk.fccType = formType;
     const EKrLookupStatus status = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? NewNode(chunk) : nullptr;
+    return status == EKrLookupStatus::Found ? &m_nodes.New(chunk) : nullptr;
 }
 
 SKrChunkTreeNode* CKrChunkTree::ReadSubChunk(CKrFileCursor& cursor, const SKrChunkTreeNode& parent,
@@ -103,12 +103,5 @@ SKrChunkTreeNode* CKrChunkTree::ReadSubChunk(CKrFileCursor& cursor, const SKrChu
     SKrRiffChunkInfo chunk = {};
     const EKrLookupStatus status =
         FindChunk(cursor, chunk, &parent.chunk, EKrLookupMode::AnyChunk, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? NewNode(chunk) : nullptr;
-}
-
-SKrChunkTreeNode* CKrChunkTree::NewNode(const SKrRiffChunkInfo& chunk)
-{
-    SKrChunkTreeNode& node = m_nodes.emplace_back();
-    node.chunk = chunk;
-    return &node;
+    return status == EKrLookupStatus::Found ? &m_nodes.New(chunk) : nullptr;
 }

@@ -2,19 +2,14 @@
 #ifndef KR_READER_KRCHUNKTREE_H
 #define KR_READER_KRCHUNKTREE_H
 
-#include "KrRiffUtils/KrRiffTypes.h"
+#include "reader/KrChunkNodes.h"
+#include "reader/KrSubscript.h"
 
 #include <cstdint>
-#include <deque>
+#include <unordered_map>
 #include <vector>
 
 class CKrFileCursor;
-
-// A node as the library keeps it: hosts see the part that it derives from.
-struct SKrChunkTreeNode : SKrRiffChunkNode
-{
-    std::vector<SKrChunkTreeNode*> children; // those read so far, in file order
-};
 
 // The nodes of one open file and the two walks over them: one over the top-level segments, one over the
 // sub-chunks of one node. A node is read once and kept until Clear. Guarded by the reader's lock.
@@ -36,20 +31,36 @@ public:
 
     // Starts the walk over a node's sub-chunks; false, with the walk before it unchanged, when it has none.
     [[nodiscard]] bool StartSubChunkWalk(CKrFileCursor& cursor, SKrChunkTreeNode& parent);
-    SKrChunkTreeNode* CurrentSubChunk() const;
+    SKrChunkTreeNode* CurrentSubChunk() const
+    {
+        if (m_subChunkIndex == -1)
+            return nullptr;
+        static_cast<void>(CheckedSubscript(m_subChunkIndex, m_subChunks->count));
+        return m_subChunk;
+    }
     [[nodiscard]] bool AdvanceSubChunk(CKrFileCursor& cursor);
 
 private:
+    // The sub-chunks of one node that were read so far, in file order.
+    struct SSubChunks
+    {
+        SKrChunkTreeNode* first = nullptr;
+        SKrChunkTreeNode* last = nullptr;
+        size_t count = 0;
+    };
+
     SKrChunkTreeNode* ReadSegment(CKrFileCursor& cursor, uint32_t formType, const SKrChunkTreeNode* previous);
     SKrChunkTreeNode* ReadSubChunk(CKrFileCursor& cursor, const SKrChunkTreeNode& parent,
                                    const SKrChunkTreeNode* previous);
-    SKrChunkTreeNode* NewNode(const SKrRiffChunkInfo& chunk);
 
-    std::deque<SKrChunkTreeNode> m_nodes; // all of them; a deque keeps them where they are
+    CKrChunkNodes m_nodes; // all of them
     std::vector<SKrChunkTreeNode*> m_segments;
     int32_t m_segmentIndex = -1;
-    SKrChunkTreeNode* m_parent = nullptr;
-    int32_t m_subChunkIndex = -1;
+    std::unordered_map<const SKrChunkTreeNode*, SSubChunks> m_parents; // the nodes that have sub-chunks
+    const SKrChunkTreeNode* m_parent = nullptr;
+    SSubChunks* m_subChunks = nullptr; // of the parent
+    SKrChunkTreeNode* m_subChunk = nullptr;
+    int32_t m_subChunkIndex = -1; // its place among them; -1: no walk
 };
 
 #endif

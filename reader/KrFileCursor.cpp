@@ -9,7 +9,8 @@ constexpr size_t kHeadSize = 8192;       // holds the whole header list of most 
 constexpr size_t kSmallestWindow = 512;  // a jump: this header, and those right behind it
 constexpr size_t kLargestWindow = 65536; // a run of small chunks
 constexpr size_t kSmallestRetry = 512;   // below this a bad place is not looked at more closely
-constexpr uint64_t kClose = 2048;        // reads at most so far apart follow each other
+constexpr uint64_t kClose = 4096;        // reads at most a page of the system apart follow each other
+constexpr int kJumpsWithWindow = 16;     // after so many, nothing right behind a header is looked for
 
 // Index of the first byte other than zero, or `count`.
 size_t FirstNonZero(const uint8_t* bytes, size_t count)
@@ -27,12 +28,6 @@ size_t FirstNonZero(const uint8_t* bytes, size_t count)
     return index;
 }
 } // namespace
-
-bool CKrFileCursor::SWindow::Holds(uint64_t position, size_t count) const
-{
-    return position >= start && position - start <= bytes.size() &&
-           bytes.size() - (position - start) >= count;
-}
 
 void CKrFileCursor::Attach(IKrFile& file, uint64_t size)
 {
@@ -69,6 +64,11 @@ size_t CKrFileCursor::Read(void* buffer, size_t count)
     return got;
 }
 
+std::span<const uint8_t> CKrFileCursor::ViewElsewhere(size_t count)
+{
+    return {m_viewed, Read(m_viewed, std::min(count, kMostViewed))};
+}
+
 // A window that starts at or before the position and was filled as far as the file gave bytes; null when
 // none can be had.
 const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
@@ -78,16 +78,23 @@ const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
     if (m_head.Holds(m_position, count))
         return &m_head;
     if (m_moving.Holds(m_position, count))
+    {
+        m_jumps = 0;
         return &m_moving;
+    }
     const size_t size = std::max(count, NextWindowSize());
     return Fill(m_moving, m_position, size) ? &m_moving : nullptr;
 }
 
-size_t CKrFileCursor::NextWindowSize() const
+size_t CKrFileCursor::NextWindowSize()
 {
     const bool follows = m_position >= m_lastRead && m_position - m_lastRead <= kClose;
     if (!follows)
-        return kSmallestWindow;
+    {
+        m_jumps = std::min(m_jumps + 1, kJumpsWithWindow + 1);
+        return m_jumps > kJumpsWithWindow ? 0 : kSmallestWindow;
+    }
+    m_jumps = 0;
     return std::clamp(2 * m_moving.bytes.size(), kSmallestWindow, kLargestWindow);
 }
 
@@ -103,6 +110,18 @@ bool CKrFileCursor::Fill(SWindow& window, uint64_t position, size_t count)
 }
 
 uint64_t CKrFileCursor::FindNonZero(uint64_t from, uint64_t limit)
+{
+    const bool isKnown = from >= m_zeros.start && from < m_zeros.end;
+    const uint64_t start = isKnown ? m_zeros.start : from;
+    const uint64_t known = isKnown ? m_zeros.end : from;
+    const uint64_t found = PassZeros(known, limit);
+    if (m_remembersZeros)
+        m_zeros = {start, std::max(found, known)};
+    return found;
+}
+
+// FindNonZero by reading.
+uint64_t CKrFileCursor::PassZeros(uint64_t from, uint64_t limit)
 {
     limit = std::min(limit, m_size);
     size_t blockSize = kLargestWindow;

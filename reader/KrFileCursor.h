@@ -6,13 +6,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 // A position in an open file. Not for use from two threads at once; the reader's lock guards it.
 //
 // Bytes come from two windows: the head of the file, which every parse and walk comes back to, and a moving
-// one that grows while reads follow each other closely and stays small while they jump. A window that
-// cannot be filled because of a bad place in the file does not fail a read whose own bytes are good.
+// one that grows while reads follow each other closely and stays small while they jump; reads that do nothing
+// but jump go without. A window that cannot be filled because of a bad place in the file does not fail a read
+// whose own bytes are good.
 class CKrFileCursor
 {
 public:
@@ -28,9 +30,40 @@ public:
     // end of the file, none after a failure.
     [[nodiscard]] size_t Read(void* buffer, size_t count);
 
+    // The same for at most kMostViewed bytes, without a copy; they stay until the next operation.
+    [[nodiscard]] std::span<const uint8_t> View(size_t count)
+    {
+        if (!m_moving.Holds(m_position, count))
+            return ViewElsewhere(count);
+        const uint8_t* const bytes = m_moving.bytes.data() + (m_position - m_moving.start);
+        m_jumps = 0;
+        m_lastRead = m_position;
+        m_position += count;
+        return {bytes, count};
+    }
+    static constexpr size_t kMostViewed = 16;
+
     // Position of the first byte other than zero in [from, limit), or `limit` when there is none. A place
     // that cannot be read ends the search there.
     [[nodiscard]] uint64_t FindNonZero(uint64_t from, uint64_t limit);
+
+    // While one of these lives, FindNonZero remembers the last run of zeros that it passed: an open passes a
+    // run more than once, while walks and searches that come later may meet a file that has grown.
+    class CZeroMemory
+    {
+    public:
+        explicit CZeroMemory(CKrFileCursor& cursor) : m_cursor(cursor) { m_cursor.m_remembersZeros = true; }
+        ~CZeroMemory()
+        {
+            m_cursor.m_remembersZeros = false;
+            m_cursor.m_zeros = {};
+        }
+        CZeroMemory(const CZeroMemory&) = delete;
+        CZeroMemory& operator=(const CZeroMemory&) = delete;
+
+    private:
+        CKrFileCursor& m_cursor;
+    };
 
 private:
     struct SWindow
@@ -38,19 +71,35 @@ private:
         uint64_t start = 0;
         std::vector<uint8_t> bytes;
 
-        bool Holds(uint64_t position, size_t count) const;
+        bool Holds(uint64_t position, size_t count) const
+        {
+            return position >= start && position - start <= bytes.size() &&
+                   bytes.size() - (position - start) >= count;
+        }
     };
 
+    struct SRun
+    {
+        uint64_t start = 0;
+        uint64_t end = 0;
+    };
+
+    std::span<const uint8_t> ViewElsewhere(size_t count);
     const SWindow* WindowFor(size_t count);
-    size_t NextWindowSize() const;
+    size_t NextWindowSize();
+    [[nodiscard]] uint64_t PassZeros(uint64_t from, uint64_t limit);
     [[nodiscard]] bool Fill(SWindow& window, uint64_t position, size_t count);
 
     IKrFile* m_file = nullptr;
     uint64_t m_size = 0;
     uint64_t m_position = 0;
     uint64_t m_lastRead = 0; // position of the read before
+    int m_jumps = 0;         // one after the other
     SWindow m_head;
     SWindow m_moving;
+    uint8_t m_viewed[kMostViewed] = {}; // what was viewed outside of the moving window
+    bool m_remembersZeros = false;
+    SRun m_zeros; // the last run, while they are remembered
 };
 
 #endif

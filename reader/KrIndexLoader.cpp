@@ -145,14 +145,14 @@ bool CKrIndexLoader::ReadSuperIndex(uint64_t position, SSuperIndex& super)
         return false;
     super.subType = head.indexSubType;
 
-    std::vector<uint8_t> entries;
-    if (!ReadBlock(position + sizeof bytes, uint64_t{head.entriesInUse} * SKrSuperIndexEntry::kEncodedSize,
-                   entries))
+    const auto entries =
+        ReadBlock(position + sizeof bytes, uint64_t{head.entriesInUse} * SKrSuperIndexEntry::kEncodedSize);
+    if (!entries)
         return false;
-    for (size_t at = 0; at + SKrSuperIndexEntry::kEncodedSize <= entries.size();
+    for (size_t at = 0; at + SKrSuperIndexEntry::kEncodedSize <= entries->size();
          at += SKrSuperIndexEntry::kEncodedSize)
     {
-        const SKrSuperIndexEntry entry = DecodeSuperIndexEntry(&entries[at]);
+        const SKrSuperIndexEntry entry = DecodeSuperIndexEntry(entries->data() + at);
         if (entry.position >= m_fileSize)
             break;
         super.positions.push_back(entry.position);
@@ -220,12 +220,12 @@ template <class Layout, class Sink>
 bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
                                     Sink& sink)
 {
-    std::vector<uint8_t> bytes;
-    if (!ReadBlock(position, uint64_t{count} * Layout::kSize, bytes))
+    const auto bytes = ReadBlock(position, uint64_t{count} * Layout::kSize);
+    if (!bytes)
         return false;
-    for (size_t at = 0; at + Layout::kSize <= bytes.size(); at += Layout::kSize)
+    for (size_t at = 0; at + Layout::kSize <= bytes->size(); at += Layout::kSize)
     {
-        const SKrChunkIndexEntry entry = Layout::At(&bytes[at], base);
+        const SKrChunkIndexEntry entry = Layout::At(bytes->data() + at, base);
         if (entry.position >= m_fileSize)
             break;
         Append(entry, out, sink);
@@ -242,12 +242,13 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
         return false;
     const uint64_t entries = std::min<uint64_t>(index.oldIndexEntries, FileHoldsFrom(index.indexPosition) /
                                                                            SKrOldIndexEntry::kEncodedSize);
-    std::vector<uint8_t> bytes;
-    if (!KrHostArray::TrySetSize(out, entries) ||
-        !ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize, bytes))
+    if (!KrHostArray::TrySetSize(out, entries))
         return false;
-    sink.Begin(bytes.size() / SKrOldIndexEntry::kEncodedSize);
-    TakeOldEntries(index, bytes, ids, out, sink);
+    const auto bytes = ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize);
+    if (!bytes)
+        return false;
+    sink.Begin(bytes->size() / SKrOldIndexEntry::kEncodedSize);
+    TakeOldEntries(index, *bytes, ids, out, sink);
     return true;
 }
 
@@ -278,11 +279,14 @@ uint64_t CKrIndexLoader::FileHoldsFrom(uint64_t position) const
     return m_fileSize - std::min(m_fileSize, position);
 }
 
-// Reads `count` bytes, or what the file holds of them.
-bool CKrIndexLoader::ReadBlock(uint64_t position, uint64_t count, std::vector<uint8_t>& bytes)
+// Reads `count` bytes, or what the file holds of them; nothing after a failure. The bytes stay until the next
+// block is read.
+std::optional<std::span<const uint8_t>> CKrIndexLoader::ReadBlock(uint64_t position, uint64_t count)
 {
-    bytes.resize(static_cast<size_t>(std::min(count, FileHoldsFrom(position))));
-    const SKrTransfer read = m_file.ReadAt(position, bytes.data(), bytes.size());
-    bytes.resize(read.Failed() ? 0 : read.bytes);
-    return !read.Failed();
+    const size_t size = static_cast<size_t>(std::min(count, FileHoldsFrom(position)));
+    uint8_t* const bytes = m_block.Provide(size);
+    const SKrTransfer read = m_file.ReadAt(position, bytes, size);
+    if (read.Failed())
+        return std::nullopt;
+    return std::span<const uint8_t>(bytes, read.bytes);
 }

@@ -4,9 +4,11 @@
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "platform/KrBlockMemory.h"
 #include "reader/KrStreamState.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -62,12 +64,13 @@ private:
     void Append(const SKrChunkIndexEntry& entry, Entries& out, Sink& sink);
 
     uint64_t FileHoldsFrom(uint64_t position) const;
-    [[nodiscard]] bool ReadBlock(uint64_t position, uint64_t count, std::vector<uint8_t>& bytes);
+    [[nodiscard]] std::optional<std::span<const uint8_t>> ReadBlock(uint64_t position, uint64_t count);
 
     IKrFile& m_file;
     const uint64_t m_fileSize;
     SKrStreamState& m_state;
     uint64_t m_produced = 0; // entries of the load under way
+    CKrBlockMemory m_block;  // what ReadBlock read last
 };
 
 #endif

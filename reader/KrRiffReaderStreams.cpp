@@ -10,6 +10,7 @@
 bool CKrRiffReader::ParseFile()
 {
     m_state = SKrStreamState();
+    const CKrFileCursor::CZeroMemory zeros(m_cursor);
     const bool parsed = CKrHeaderParser(m_cursor, m_state).ParseFile();
     ApplyPixelAspectAndScanMode();
     m_tree.Clear(); // of what the queries walked: hosts find no walk under way in a file just opened

@@ -75,6 +75,7 @@ set(KR_INNER_TEST_SOURCES
   format/StreamHeaderInnerTest.cpp
   format/SuperIndexInnerTest.cpp
   format/WaveFormatInnerTest.cpp
+  platform/BlockMemoryInnerTest.cpp
   platform/ClockTest.cpp
   platform/EqualIgnoringCaseTest.cpp
   platform/FileSystemScopeTest.cpp
@@ -95,6 +96,7 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkLookupZerosInnerTest.cpp
   reader/ChunkSearchInnerTest.cpp
   reader/ChunkTreeInnerTest.cpp
+  reader/FileCursorInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/HostileFileCountsInnerTest.cpp

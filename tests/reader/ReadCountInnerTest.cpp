@@ -92,6 +92,21 @@ TEST_F(ReadCount, OpenDoesNotGrowWithTheLengthOfTheFile)
     EXPECT_EQ(m_files.Calls().reads, shortFile.reads);
 }
 
+TEST_F(ReadCount, OpenReadsZerosBetweenChunksOnce)
+{
+    constexpr uint64_t kZeros = 2'000'000;
+    SKrSimpleAvi avi = TwoStreams(2, EKrIndexKind::None);
+    avi.startOfMovi = [](CKrAviBuilder& file)
+    {
+        file.Chunk("00dc", KrBytes(100, 1));
+        file.Zeros(kZeros);
+        file.Chunk("01wb", KrBytes(100, 1));
+    };
+    BuildAndOpen(avi);
+    EXPECT_GE(m_files.Calls().bytes, kZeros);
+    EXPECT_LE(m_files.Calls().bytes, kZeros + kZeros / 4);
+}
+
 TEST_F(ReadCount, OpenOfThePathThatIsOpen_TouchesNothing)
 {
     BuildAndOpen(TwoStreams(4, EKrIndexKind::Idx1));

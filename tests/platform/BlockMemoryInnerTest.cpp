@@ -1,0 +1,51 @@
+// Memory for blocks that are read whole.
+#include "platform/KrBlockMemory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+
+namespace
+{
+constexpr size_t kMegabyte = size_t{1} << 20;
+
+TEST(BlockMemory, HoldsWhatWasAskedFor_SmallAndLarge)
+{
+    for (const size_t size : {size_t{1}, size_t{4096}, 2 * kMegabyte - 1, 2 * kMegabyte, 9 * kMegabyte + 3})
+    {
+        CKrBlockMemory block;
+        uint8_t* const bytes = block.Provide(size);
+        ASSERT_NE(bytes, nullptr);
+        std::memset(bytes, 0xA5, size);
+        EXPECT_EQ(bytes[0], 0xA5);
+        EXPECT_EQ(bytes[size - 1], 0xA5) << size;
+    }
+}
+
+TEST(BlockMemory, SmallerAndEqualRequests_KeepTheBlock)
+{
+    CKrBlockMemory block;
+    uint8_t* const bytes = block.Provide(3 * kMegabyte);
+    EXPECT_EQ(block.Provide(3 * kMegabyte), bytes);
+    EXPECT_EQ(block.Provide(1), bytes);
+    EXPECT_EQ(block.Provide(0), bytes);
+}
+
+TEST(BlockMemory, GrowsFromTheHeapToTheSystemAndOn)
+{
+    CKrBlockMemory block;
+    for (const size_t size : {size_t{100}, kMegabyte, 3 * kMegabyte, 7 * kMegabyte})
+        std::memset(block.Provide(size), 1, size);
+    EXPECT_EQ(block.Provide(7 * kMegabyte)[7 * kMegabyte - 1], 1);
+}
+
+TEST(BlockMemory, MoreThanThereIs_Throws)
+{
+    CKrBlockMemory block;
+    std::memset(block.Provide(kMegabyte), 1, kMegabyte);
+    EXPECT_THROW(block.Provide(SIZE_MAX), std::bad_alloc);
+    EXPECT_THROW(block.Provide(SIZE_MAX / 2 - 1), std::bad_alloc);
+    std::memset(block.Provide(kMegabyte), 2, kMegabyte); // still of use
+}
+} // namespace

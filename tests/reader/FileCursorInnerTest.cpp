@@ -1,0 +1,129 @@
+// The cursor's windows, and what it remembers of zeros.
+#include "reader/KrFileCursor.h"
+
+#include "tests/support/KrCountingFileSystem.h"
+#include "tests/support/KrFaultyFileSystem.h"
+#include "tests/support/KrMemoryFileSystem.h"
+
+#include <gtest/gtest.h>
+
+using namespace KrTest;
+
+namespace
+{
+constexpr uint64_t kZerosFrom = 20'000;
+constexpr uint64_t kZerosTo = 1'000'000;
+constexpr uint64_t kFileSize = 1'100'000;
+
+class FileCursor : public testing::Test
+{
+protected:
+    FileCursor()
+    {
+        std::vector<uint8_t> bytes(kFileSize, 1);
+        std::fill(bytes.begin() + kZerosFrom, bytes.begin() + kZerosTo, uint8_t{0});
+        m_memory.Set(L"a", bytes);
+        m_file = m_faulty.OpenForReading(L"a");
+        m_cursor.Attach(*m_file, kFileSize);
+        m_counts.Reset();
+    }
+
+    uint64_t BytesRead() const { return m_counts.Calls().bytes; }
+
+    // Reads a header at each of these distances, and tells how much each took from the file.
+    std::vector<uint64_t> BytesOfSteps(uint64_t from, uint64_t distance, int steps)
+    {
+        std::vector<uint64_t> bytes;
+        for (int step = 0; step < steps; ++step)
+        {
+            const uint64_t before = BytesRead();
+            m_cursor.SeekTo(from + static_cast<uint64_t>(step) * distance);
+            EXPECT_EQ(m_cursor.View(12).size(), 12u);
+            bytes.push_back(BytesRead() - before);
+        }
+        return bytes;
+    }
+
+    CKrMemoryFileSystem m_memory;
+    CKrCountingFileSystem m_counts{m_memory};
+    CKrFaultyFileSystem m_faulty{m_counts};
+    std::unique_ptr<IKrFile> m_file;
+    CKrFileCursor m_cursor;
+};
+} // namespace
+
+TEST_F(FileCursor, ZerosAreReadAgain_WhileNobodyAsksToRememberThem)
+{
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    const uint64_t once = BytesRead();
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    EXPECT_GE(BytesRead(), 2 * once - 65'536);
+}
+
+TEST_F(FileCursor, RememberedZerosAreReadOnce)
+{
+    const CKrFileCursor::CZeroMemory memory(m_cursor);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    const uint64_t once = BytesRead();
+    for (const uint64_t from : {kZerosFrom, kZerosFrom + 1, kZerosTo - 1})
+        EXPECT_EQ(m_cursor.FindNonZero(from, kFileSize), kZerosTo) << from;
+    EXPECT_LE(BytesRead(), once + 65'536);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosTo, kFileSize), kZerosTo);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom - 1, kFileSize), kZerosFrom - 1) << "no zero stands there";
+}
+
+TEST_F(FileCursor, RememberedZerosEndAtTheLimit_AndGoOnBehindIt)
+{
+    const CKrFileCursor::CZeroMemory memory(m_cursor);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, 500'000), 500'000u);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, 400'000), 400'000u);
+    EXPECT_EQ(m_cursor.FindNonZero(400'000, kFileSize), kZerosTo);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    EXPECT_LE(BytesRead(), kZerosTo - kZerosFrom + 2 * 65'536);
+}
+
+TEST_F(FileCursor, ZerosAreForgottenWithTheMemory)
+{
+    {
+        const CKrFileCursor::CZeroMemory memory(m_cursor);
+        EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    }
+    const uint64_t once = BytesRead();
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    EXPECT_GE(BytesRead(), 2 * once - 65'536);
+}
+
+TEST_F(FileCursor, BadPlaceInRememberedZeros_IsTriedAgain)
+{
+    const CKrFileCursor::CZeroMemory memory(m_cursor);
+    m_faulty.FailCall(EKrFileCall::Read, 3, EKrFaultSpan::FromThenOn);
+    const uint64_t end = m_cursor.FindNonZero(kZerosFrom, kFileSize);
+    EXPECT_GT(end, kZerosFrom);
+    EXPECT_LT(end, kZerosTo) << "what cannot be read ends the search";
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), end);
+    m_faulty.Reset();
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+}
+
+TEST_F(FileCursor, JumpsOneAfterTheOther_ReadNothingButHeadersInTheEnd)
+{
+    const std::vector<uint64_t> bytes = BytesOfSteps(10'000, 5'000, 40);
+    EXPECT_EQ(bytes[1], 512u) << "at first what lies behind a header is looked at";
+    for (size_t step = 20; step < bytes.size(); ++step)
+        EXPECT_EQ(bytes[step], 12u) << step;
+}
+
+TEST_F(FileCursor, HeadersOnePageApart_AreReadByTheWindow)
+{
+    const std::vector<uint64_t> bytes = BytesOfSteps(10'000, 4096, 200);
+    const auto reads = std::ranges::count_if(bytes, [](uint64_t step) { return step != 0; });
+    EXPECT_LT(reads, 30) << "windows of 64 KB";
+}
+
+TEST_F(FileCursor, WindowComesBackWhenHeadersFollowEachOther)
+{
+    BytesOfSteps(10'000, 5'000, 40);
+    const std::vector<uint64_t> bytes = BytesOfSteps(400'000, 100, 200);
+    const auto reads = std::ranges::count_if(bytes, [](uint64_t step) { return step != 0; });
+    EXPECT_LT(reads, 9) << "512 bytes, and twice as many each time";
+}

@@ -73,6 +73,20 @@ void Floor(benchmark::State& state)
     for (auto _ : state)
         benchmark::DoNotOptimize(file.ReadAt(0, buffer, sizeof buffer));
 }
+
+// The calls of a query that opens the file.
+void ColdFloor(benchmark::State& state)
+{
+    const std::wstring path = SmallFiles(1)[0];
+    const auto reads = ReadsOf([&](CKrRiffReader& reader) { reader.Open(path.c_str()); });
+    for (auto _ : state)
+    {
+        std::vector<uint8_t> buffer;
+        const CKrBareFile file(PathOf("small0.avi"));
+        benchmark::DoNotOptimize(file.Size());
+        MakeReads(file, reads, buffer);
+    }
+}
 } // namespace
 
 BENCHMARK(Cached)->Name("query by path, 1 cached/ours")->Arg(1);
@@ -81,3 +95,5 @@ BENCHMARK(Cached)->Name("query by path, two threads/ours")->Arg(1)->Threads(2);
 BENCHMARK(Cold)->Name("query by path, cold/ours");
 BENCHMARK(Floor)->Name("query by path, 1 cached/floor");
 BENCHMARK(Floor)->Name("query by path, 500 cached/floor");
+BENCHMARK(Floor)->Name("query by path, two threads/floor")->Threads(2);
+BENCHMARK(ColdFloor)->Name("query by path, cold/floor");

@@ -29,7 +29,9 @@ def main(path):
         times.setdefault(operation, {}).setdefault(who, []).append(run["real_time"] * factor[run["time_unit"]])
         if who == "ours" and "reads" in run:
             counters[operation] = f"{run['reads']:.0f} reads, {run['bytes']:.0f} bytes"
-    print("| operation | ours, median | to the floor: min / median / max | to libavformat | reads and bytes |")
+        if who == "ours" and "writes" in run:
+            counters[operation] = f"{run['writes']:.2f} writes"
+    print("| operation | ours, median | to the floor: min / median / max | to libavformat | calls and bytes |")
     print("|---|---|---|---|---|")
     for operation, runs in times.items():
         ours = runs.get("ours")

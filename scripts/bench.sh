@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Benchmarks against a floor of bare system calls and against libavformat: scripts/bench.sh [FILTER]. Makes its input in
-# build/bench/files (about 6 GB), runs everything nine times in random order, and prints a table of ratios.
+# build/bench/files (about 6 GB), runs everything nine times in random order, and prints tables in Markdown: ratios;
+# system calls and memory of single operations; the processor time of a recording in real time. With a filter, only
+# the ratios of what it names.
 set -eu
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
-kr_install "${KR_BUILD_PACKAGES[@]}" googletest libbenchmark-dev libavformat-dev libavcodec-dev libavutil-dev pkg-config
+kr_install "${KR_BUILD_PACKAGES[@]}" googletest libbenchmark-dev libavformat-dev libavcodec-dev libavutil-dev pkg-config strace
 mkdir -p build
 { cmake --preset bench && cmake --build --preset bench; } >build/bench.log 2>&1 || {
     tail -n 40 build/bench.log
@@ -19,3 +21,8 @@ KR_BENCH_FILES=$PWD/build/bench/files build/bench/bin/KrBenchmarks --benchmark_f
     exit 1
 }
 python3 benchmarks/report.py build/bench/results.json
+[ $# -eq 0 ] || exit 0
+echo
+python3 benchmarks/processes.py build/bench/bin/KrOneOperation build/bench/files
+echo
+build/bench/bin/KrPacedRecording build/bench/files/paced.avi 30

@@ -21,16 +21,22 @@
 
 namespace KrBench
 {
-// The folder of the input files, named by the environment.
-inline std::string PathOf(const std::string& name)
+enum class EKrFolder
 {
-    const char* const folder = std::getenv("KR_BENCH_FILES");
+    Read,   // the input files
+    Written // what the benchmarks write, best kept in memory: disks come and go with other traffic
+};
+
+// The folders are named by the environment.
+inline std::string PathOf(const std::string& name, EKrFolder which = EKrFolder::Read)
+{
+    const char* const folder = std::getenv(which == EKrFolder::Read ? "KR_BENCH_FILES" : "KR_BENCH_OUTPUT");
     return std::string(folder != nullptr ? folder : ".") + "/" + name;
 }
 
-inline std::wstring WidePathOf(const std::string& name)
+inline std::wstring WidePathOf(const std::string& name, EKrFolder which = EKrFolder::Read)
 {
-    const std::string path = PathOf(name);
+    const std::string path = PathOf(name, which);
     return {path.begin(), path.end()};
 }
 

@@ -9,19 +9,16 @@ using namespace KrBench;
 
 namespace
 {
-constexpr uint64_t kMostBytes = uint64_t{900} << 20; // of one file: all in its first segment
+constexpr uint64_t kMostBytes = uint64_t{400} << 20; // of one file: all in its first segment
 
-// Time that passes, without pauses.
+// The system's time, without pauses.
 class CKrHurriedClock final : public IKrClock
 {
 public:
-    uint32_t TickCount() override { return m_ticks += 5; }
-    int64_t PerformanceCounter() override { return 0; }
-    int64_t PerformanceFrequency() override { return 1000; }
+    uint32_t TickCount() override { return KrPlatform::OsClock().TickCount(); }
+    int64_t PerformanceCounter() override { return KrPlatform::OsClock().PerformanceCounter(); }
+    int64_t PerformanceFrequency() override { return KrPlatform::OsClock().PerformanceFrequency(); }
     void Sleep(uint32_t) override {}
-
-private:
-    uint32_t m_ticks = 0;
 };
 
 int WithoutAThread(int, IKrWorkerThread**)
@@ -45,7 +42,9 @@ KrTest::CKrRef<CKrAviWriter> OpenWriter()
     KrTest::CKrRef<CKrAviWriter> writer(
         new CKrAviWriter({KrPlatform::OsFileSystem(), g_clock, &WithoutAThread}));
     const SKrAviVideoParams params = Params();
-    Require(writer->OpenFile(WidePathOf("written.avi").c_str(), &params, 0x47504A4D, nullptr) != 0, "open");
+    Require(writer->OpenFile(WidePathOf("written.avi", EKrFolder::Written).c_str(), &params, 0x47504A4D,
+                             nullptr) != 0,
+            "open");
     return writer;
 }
 
@@ -69,7 +68,7 @@ void ReportWrites(benchmark::State& state)
     KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({counts, g_clock, &WithoutAThread}));
     const SKrAviVideoParams params = Params();
     const std::vector<uint8_t> data(static_cast<size_t>(std::min<int64_t>(state.range(0), 1 << 16)), 1);
-    writer->OpenFile(WidePathOf("written.avi").c_str(), &params, 0x47504A4D, nullptr);
+    writer->OpenFile(WidePathOf("written.avi", EKrFolder::Written).c_str(), &params, 0x47504A4D, nullptr);
     counts.Reset();
     for (int chunk = 0; chunk < kChunks; ++chunk)
         writer->WriteVideoChunk(data.data(), static_cast<int32_t>(data.size()));
@@ -95,7 +94,7 @@ void DirectOurs(benchmark::State& state)
 void DirectFloor(benchmark::State& state)
 {
     std::vector<uint8_t> data(static_cast<size_t>(state.range(0)), 1);
-    const std::string path = PathOf("floor.bin");
+    const std::string path = PathOf("floor.bin", EKrFolder::Written);
     const auto open = [&]
     {
         return ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -124,7 +123,7 @@ void DirectFloor(benchmark::State& state)
 void CloseFloor(benchmark::State& state)
 {
     const std::vector<uint8_t> index(180'000 * 16, 1);
-    const std::string path = PathOf("floor.bin");
+    const std::string path = PathOf("floor.bin", EKrFolder::Written);
     for (auto _ : state)
     {
         const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);

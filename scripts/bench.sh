@@ -14,7 +14,9 @@ mkdir -p build
 }
 python3 benchmarks/make_inputs.py build/bench/files >&2
 cat build/bench/files/*.avi >/dev/null # from here on they lie in memory, as far as there is room
-KR_BENCH_FILES=$PWD/build/bench/files build/bench/bin/KrBenchmarks --benchmark_filter="${1:-.}" \
+output=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo build/bench)")
+trap 'rm -rf "$output"' EXIT
+KR_BENCH_FILES=$PWD/build/bench/files KR_BENCH_OUTPUT=$output build/bench/bin/KrBenchmarks --benchmark_filter="${1:-.}" \
     --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true --benchmark_min_time=0.05 \
     --benchmark_out=build/bench/results.json --benchmark_out_format=json >build/bench/run.log 2>&1 || {
     tail -n 20 build/bench/run.log

@@ -13,13 +13,16 @@ import sys
 import cases_extract
 import cases_files
 import cases_hostile
+import cases_manual
+import cases_progress
 import cases_recover
 import cases_report
 import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile]
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual,
+         cases_progress]
 
 
 @contextlib.contextmanager

@@ -13,6 +13,7 @@ import sys
 import cases_extract
 import cases_files
 import cases_hostile
+import cases_interruption
 import cases_manual
 import cases_progress
 import cases_recover
@@ -21,8 +22,8 @@ import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual,
-         cases_progress]
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual, cases_progress,
+         cases_interruption]
 
 
 @contextlib.contextmanager

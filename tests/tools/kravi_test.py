@@ -15,6 +15,7 @@ import cases_files
 import cases_hostile
 import cases_interruption
 import cases_manual
+import cases_paths
 import cases_progress
 import cases_recover
 import cases_report
@@ -23,7 +24,7 @@ from kravi_runner import run_cases
 
 
 CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual, cases_progress,
-         cases_interruption]
+         cases_interruption, cases_paths]
 
 
 @contextlib.contextmanager

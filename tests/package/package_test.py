@@ -82,7 +82,7 @@ class Linux:
         if run("pkg-config", "--modversion", "KrRiffUtils", env=env).strip() != self.options.version:
             raise AssertionError("version of pkg-config")
         flags = run("pkg-config", "--cflags", "--libs", "KrRiffUtils", env=env).split()
-        for name in ("ReadFrames", "AskScanMode"):
+        for name in ("ReadFrames", "AskScanMode", "Tour"):
             run(self.options.compiler, *self.options.flags.split(), "-std=c++17", self.find(f"{name}.cpp"), *flags, "-o",
                 os.path.join(work, name))
         run_examples(work, env=env)
@@ -146,7 +146,7 @@ file(WRITE answer ${{library}})
                  "-fno-exceptions", "-fno-rtti", "-isystem", os.path.join(START, "include"), "-DKR_WIDE_MAIN"]
         start = os.path.join(work, "Start.obj")
         run(*clang, "-c", os.path.join(START, "Start.cpp"), "-o", start)
-        for name in ("ReadFrames", "AskScanMode"):
+        for name in ("ReadFrames", "AskScanMode", "Tour"):
             example = os.path.join(work, f"{name}.obj")
             run(*clang, "-I", self.path("include"), "-c",
                 self.path("share", "doc", "KrRiffUtils", "examples", f"{name}.cpp"), "-o", example)

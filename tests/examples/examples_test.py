@@ -77,8 +77,9 @@ def run_all(examples):
     examples.expect("ReadFrames", "missing.avi", 1, "the file cannot be opened\n")
     examples.expect("AskScanMode", name, 0, "scan mode: progressive\npixel aspect ratio: 64:45\n")
     examples.expect("AskScanMode", "missing.avi", 0, "scan mode: not declared\npixel aspect ratio: not declared\n")
-    examples.expect("Tour", "t\u00f6ur.avi", 0, TOUR)
-    examples.expect("Tour", "missing/out.avi", 1, "the file cannot be written\n")
+    if examples.program("Tour") or examples.checker != "-":  # without a C++ library it cannot be built
+        examples.expect("Tour", "t\u00f6ur.avi", 0, TOUR)
+        examples.expect("Tour", "missing/out.avi", 1, "the file cannot be written\n")
     if examples.checker != "-":
         examples.expect_whole_file("t\u00f6ur.avi")
     if examples.program("LoadAtRunTime"):

@@ -146,7 +146,7 @@ file(WRITE answer ${{library}})
                  "-fno-exceptions", "-fno-rtti", "-isystem", os.path.join(START, "include"), "-DKR_WIDE_MAIN"]
         start = os.path.join(work, "Start.obj")
         run(*clang, "-c", os.path.join(START, "Start.cpp"), "-o", start)
-        for name in ("ReadFrames", "AskScanMode", "Tour"):
+        for name in ("ReadFrames", "AskScanMode"):
             example = os.path.join(work, f"{name}.obj")
             run(*clang, "-I", self.path("include"), "-c",
                 self.path("share", "doc", "KrRiffUtils", "examples", f"{name}.cpp"), "-o", example)

@@ -5,7 +5,7 @@ import re
 import shutil
 import subprocess
 
-from kravi_runner import check, equal, exit_code
+from kravi_runner import check, equal, exit_code, said_on
 
 LISTED = re.compile(r"^  (--?[\w-]+(?:,--[\w-]+)*)(?: ([^\s].*?))?(?:  +|$)")
 
@@ -120,15 +120,9 @@ def interactive(command, typed, folder):
         os.environ["TERM"] = "dumb"
         os.execvp(command[0], command)
     os.write(terminal, typed.encode())
-    said = b""
-    try:
-        while True:
-            said += os.read(terminal, 4096)
-    except OSError:
-        pass  # the program has ended
+    said = said_on(terminal)
     os.waitpid(child, 0)
-    os.close(terminal)
-    return said.decode("utf-8", "replace")
+    return said
 
 
 def test_fish_completes(kravi):

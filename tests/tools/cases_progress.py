@@ -6,7 +6,7 @@ import re
 import time
 
 import avi_builder as avi
-from kravi_runner import check, equal, exit_code
+from kravi_runner import check, equal, exit_code, said_on
 
 LINE = re.compile(r"(\w+): ([a-z ]+?) ([\d.]+)(?: of ([\d.]+))? (MB|chunks|frames|items)"
                   r"(?:, ([\d.]+) (?:MB|chunks|frames|items)/s(?:, ([\d:]+) (s|min|h) left)?)?$")
@@ -25,15 +25,9 @@ def on_terminal(kravi, *arguments):
     ours, theirs = pty.openpty()
     process = kravi.start(*arguments, stderr=theirs)
     os.close(theirs)
-    shown = b""
-    try:
-        while True:
-            shown += os.read(ours, 4096)
-    except OSError:
-        pass  # the program has ended
-    os.close(ours)
+    shown = said_on(ours)
     process.communicate(timeout=60)
-    return shown.decode("utf-8"), process.returncode
+    return shown, process.returncode
 
 
 def seconds_of(text, unit):

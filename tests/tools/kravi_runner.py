@@ -98,6 +98,18 @@ class Kravi:
         return sorted(os.listdir(self.folder))
 
 
+def said_on(terminal):
+    """What a program writes to the other end of a pseudo terminal until it ends; closes our end."""
+    said = b""
+    try:
+        while True:
+            said += os.read(terminal, 4096)
+    except OSError:
+        pass  # the other end is closed
+    os.close(terminal)
+    return said.decode("utf-8", "replace")
+
+
 def check(condition, what):
     if not condition:
         raise AssertionError(what)

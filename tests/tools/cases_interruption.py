@@ -85,6 +85,23 @@ def test_verbs_that_write(kravi):
     interrupted(kravi, signal.SIGINT, after(0.2), "recover", endless_file(kravi), "out.avi")
 
 
+def test_ctrl_c_on_windows(kravi):
+    if not kravi.is_emulated:
+        return
+    runs = [("write", "out.avi", "--raw", raw_frames(kravi), "--size", "1000x1000"),
+            *((verb, large_recording(kravi), "out.avi") for verb in ("rewrap", "recover")),
+            ("extract", large_recording(kravi), "--video", "all.raw")]
+    before = kravi.names()
+    for arguments in runs:
+        result = kravi.interrupted(*arguments, "--json")
+        equal((result.code, result.err), (2, END.decode()), f"end of {arguments[0]}")
+        equal(result.json()["error"]["cause"], "interrupted", f"object of {arguments[0]}")
+        equal(kravi.names(), before, f"files behind {arguments[0]}")
+    # What is sent is what ends it: a run that nobody interrupts writes its file.
+    kravi.write("few.raw", bytes(3 * 3000000))
+    equal(kravi("write", "out.avi", "--raw", "few.raw", "--size", "1000x1000").code, 0, "a run of its own")
+
+
 def large_recording(kravi):
     """800 frames of 2.5 MB, of which only the chunk headers are on the disk."""
     size, frames = 2500000, 800

@@ -41,7 +41,7 @@ def test_line_on_a_terminal(kravi):
         return
     chunks = seconds = 0
     while seconds < 2:  # a machine of any speed has a file that takes it more than a second
-        chunks += 3000000
+        chunks += 9000000
         name = slow_file(kravi, chunks)
         start = time.monotonic()
         shown, code = on_terminal(kravi, "tree", name, "--limit", "100000000")

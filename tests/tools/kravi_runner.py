@@ -79,6 +79,14 @@ class Kravi:
         return subprocess.Popen([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=stderr)
 
+    def interrupted(self, *arguments):
+        """A run under an emulator, which gets Ctrl-C as soon as it has a temporary file."""
+        sender = os.path.join(os.path.dirname(self.checker[-1]), "KrInterrupt.exe")
+        done = subprocess.run([*self.command[:-1], sender, self.command[-1], *arguments], cwd=self.folder,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT,
+                              check=False)
+        return Result(done)
+
     def path(self, name):
         return os.path.join(self.folder, name)
 

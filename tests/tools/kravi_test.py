@@ -20,6 +20,7 @@ import cases_progress
 import cases_recover
 import cases_report
 import cases_write
+import json_schemas
 from kravi_runner import run_cases
 
 
@@ -51,6 +52,7 @@ def main(arguments):
     cases = [cases_write] if "--writing" in arguments else CASES
     with kept_awake(launcher):
         passed, failed = run_cases(cases, launcher, program, checker)
+    print(f"{sum(json_schemas.validated.values())} JSON objects held against their schemas")
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

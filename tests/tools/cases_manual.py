@@ -41,7 +41,10 @@ def run(command, **options):
 
 def test_manual_page_has_every_verb_option_and_example(kravi):
     page = exit_code(kravi("man"), 0).out
-    plain = page.replace("\\-", "-").replace("\\(aq", "'").replace("\\(dq", '"').replace("\\e", "\\")
+    plain = page
+    for escape, character in (("\\-", "-"), ("\\(aq", "'"), ("\\(dq", '"'), ("\\(ga", "`"), ("\\(ha", "^"), ("\\(ti", "~"),
+                              ("\\&", ""), ("\\e", "\\")):
+        plain = plain.replace(escape, character)
     check(len(kravi.verbs()) >= 9, f"verbs: {kravi.verbs()}")
     verbs = list(kravi.verbs())[:3] if kravi.is_emulated else list(kravi.verbs())
     for verb in verbs:

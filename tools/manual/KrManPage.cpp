@@ -6,22 +6,40 @@ namespace KrTool
 {
 namespace
 {
-// Text as the formatter takes it: what it would read as commands or as typography is escaped.
+// How a character is written that the formatter would read as a command or as typography; null for others.
+const char* EscapeOf(char character)
+{
+    switch (character)
+    {
+    case '\\':
+        return "\\e";
+    case '-':
+        return "\\-";
+    case '\'':
+        return "\\(aq";
+    case '"':
+        return "\\(dq";
+    case '`':
+        return "\\(ga";
+    case '^':
+        return "\\(ha";
+    case '~':
+        return "\\(ti";
+    default:
+        return nullptr;
+    }
+}
+
 std::string Escaped(const std::string& text)
 {
     std::string out;
     for (const char character : text)
     {
-        if (out.empty() || out.back() == '\n')
-            out += character == '.' || character == '\'' ? "\\&" : "";
-        if (character == '\\')
-            out += "\\e";
-        else if (character == '-')
-            out += "\\-";
-        else if (character == '\'')
-            out += "\\(aq";
-        else if (character == '"')
-            out += "\\(dq";
+        const bool isLineStart = out.empty() || out.back() == '\n';
+        if (isLineStart && character == '.')
+            out += "\\&";
+        if (const char* const escape = EscapeOf(character))
+            out += escape;
         else
             out += character;
     }

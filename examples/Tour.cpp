@@ -184,6 +184,7 @@ bool CountInThreads(const wchar_t* path)
 {
     std::atomic<int> frames{0};
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int number = 0; number < 4; ++number)
         threads.emplace_back(
             [path, &frames]

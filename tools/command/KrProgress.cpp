@@ -48,7 +48,7 @@ double Rounded(double value)
 
 std::string Tenths(double value)
 {
-    const auto tenths = static_cast<uint64_t>(value * 10 + 0.5);
+    const auto tenths = static_cast<uint64_t>(std::llround(value * 10));
     return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10);
 }
 

@@ -88,12 +88,13 @@ std::string ZshOption(const SKrOptionText& option)
         behind += '(' + Joined(option.values, " ") + ')';
     else if (option.takesFile)
         behind += "_files";
-    std::string text;
     if (option.isPositional)
         return " '" + std::string(option.takesMany ? "*" : "") + behind + '\'';
+    const std::string after =
+        (option.argument.empty() ? "[" : "=[") + ZshText(option.about) + ']' + behind + '\'';
+    std::string text;
     for (const std::string& name : option.names)
-        text += " '" + name + (option.argument.empty() ? "" : "=") + '[' + ZshText(option.about) + ']' +
-                behind + '\'';
+        text.append(" '").append(name).append(after);
     return text;
 }
 

@@ -41,7 +41,8 @@ std::vector<SKrOptionText> OptionTexts(const CKrVerbTable& verbs, const CLI::App
     for (const CLI::Option* const option : verb.get_options())
         texts.push_back(TextOf(verbs, *option));
     // Arguments come in the order in which they are given, then the options.
-    std::ranges::stable_partition(texts, &SKrOptionText::isPositional);
+    std::stable_partition(texts.begin(), texts.end(),
+                          [](const SKrOptionText& text) { return text.isPositional; });
     return texts;
 }
 

@@ -26,10 +26,10 @@ add_library(KrRiffUtilsObjects OBJECT
   riffutils/KrPrivateChunkQuery.cpp
   riffutils/KrReaderCache.cpp
   riffutils/KrRiffUtils.cpp
-  writer/KrAviFile.cpp
-  writer/KrAviFileSegments.cpp
   writer/KrAviWriter.cpp
   writer/KrAviWriterWorker.cpp
+  writer/KrGrowingFile.cpp
+  writer/KrGrowingFileSegments.cpp
   writer/KrHeaderLayout.cpp
   writer/KrRiffFileChunk.cpp
   writer/KrSampleQueue.cpp

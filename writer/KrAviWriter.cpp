@@ -79,14 +79,14 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
         return false;
     m_writeFailed = false;
-    std::unique_ptr<CKrAviFile> file;
+    std::unique_ptr<CKrGrowingFile> file;
     try
     {
         std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
         if (created == nullptr)
             return false;
         setup.bytesPerSector = SectorSizeFor(path);
-        file = std::make_unique<CKrAviFile>(std::move(created), setup, m_writeFailed);
+        file = std::make_unique<CKrGrowingFile>(std::move(created), setup, m_writeFailed);
         PrepareWorker();
         if (!file->Begin())
         {

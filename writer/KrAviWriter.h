@@ -13,7 +13,7 @@
 #include "platform/KrModuleHold.h"
 #include "platform/KrPlatform.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
-#include "writer/KrAviFile.h"
+#include "writer/KrGrowingFile.h"
 #include "writer/KrPacer.h"
 #include "writer/KrSampleQueue.h"
 #include "writer/KrWorkSignal.h"
@@ -99,7 +99,7 @@ private:
     bool m_workerRunning = false; // else each submission does the worker's part itself
     bool m_hasAudio = false;
 
-    std::unique_ptr<CKrAviFile> m_file; // changed under all three locks; used under m_fileLock
+    std::unique_ptr<CKrGrowingFile> m_file; // changed under all three locks; used under m_fileLock
     std::atomic<bool> m_writeFailed = false;
     CKrPacer m_pacer;                     // under m_stepLock
     std::vector<uint32_t> m_groupLengths; // under m_stepLock

@@ -55,18 +55,21 @@ class Linux:
 
     def find(self, name):
         for folder, _, files in os.walk(self.package):
-            if name in files:
-                return os.path.join(folder, name)
+            for path in (os.path.join(folder, file) for file in files):
+                if path.endswith(os.sep + name):
+                    return path
         raise AssertionError(f"{name} is not installed")
 
     def environment(self, **more):
         return {**os.environ, "LD_LIBRARY_PATH": self.libraries, **more}
 
     def test_contents(self, _):
-        for name in ("kravi", f"libKrRiffUtils.so.{self.options.version}", "KrRiffUtils.h", "KrFramework.h", "LICENSE",
-                     "README.md", "CHANGELOG.md", "file-format.md", "windows-hosts.md", "ReadFrames.cpp"):
+        for name in ("bin/kravi", "man/man1/kravi.1", "bash-completion/completions/kravi", "site-functions/_kravi",
+                     "vendor_completions.d/kravi.fish", "docs/schemas/kravi-info.schema.json",
+                     f"libKrRiffUtils.so.{self.options.version}", "KrRiffUtils.h", "KrFramework.h", "LICENSE", "README.md",
+                     "CHANGELOG.md", "file-format.md", "windows-hosts.md", "ReadFrames.cpp"):
             self.find(name)
-        version = run(self.find("kravi"), "--version", env=self.environment())
+        version = run(self.find("bin/kravi"), "--version", env=self.environment())
         if self.options.version not in version:
             raise AssertionError(version)
 
@@ -79,7 +82,7 @@ class Linux:
         if run("pkg-config", "--modversion", "KrRiffUtils", env=env).strip() != self.options.version:
             raise AssertionError("version of pkg-config")
         flags = run("pkg-config", "--cflags", "--libs", "KrRiffUtils", env=env).split()
-        for name in ("ReadFrames", "AskScanMode"):
+        for name in ("ReadFrames", "AskScanMode", "Tour"):
             run(self.options.compiler, *self.options.flags.split(), "-std=c++17", self.find(f"{name}.cpp"), *flags, "-o",
                 os.path.join(work, name))
         run_examples(work, env=env)

@@ -319,7 +319,7 @@ def test_progress(kravi):
     kravi.write("in.avi", avi.simple_avi(streams))
     result = exit_code(kravi("recover", "in.avi", "out.avi", "--progress", "json"), 0)
     lines = [json.loads(line)["progress"] for line in result.err.splitlines()]
-    equal([(line["verb"], line["step"]) for line in lines], [("recover", "bytes searched"), ("recover", "frames")],
+    equal([(line["verb"], line["step"]) for line in lines], [("recover", "searching"), ("recover", "writing")],
           "steps")
     check("frames lost                0" in result.out, result.out)
 

@@ -2,14 +2,18 @@
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
 import traceback
 
+import json_schemas
+
 TIMEOUT = 120
 WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2}  # and the argument that is the file written
+VERBS = {}  # of each program
 
 
 class Result:
@@ -42,21 +46,46 @@ class Kravi:
         result = Result(done)
         if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
             return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends without a word
+        json_schemas.check_output(self.verbs(), arguments, result.out, result.err)
         if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
             check(not self.problems(arguments[WRITING_VERBS[arguments[0]]]), f"written: {arguments}")
         return result
 
+    def verbs(self):
+        """The verbs of --help, each with the arguments that stand behind its options."""
+        key = tuple(self.command)
+        if key not in VERBS:
+            page = subprocess.run([*self.command, "man"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  timeout=TIMEOUT, check=True).stdout.decode("utf-8")
+            synopsis = page[page.index(".SH SYNOPSIS"):page.index(".SH DESCRIPTION")]
+            usages = re.findall(r"^kravi (\S+) \[OPTIONS\](.*)$", synopsis, re.MULTILINE)
+            VERBS[key] = {verb: arguments.split() for verb, arguments in usages}
+        return VERBS[key]
+
     def problems(self, name):
         """What is wrong with a file that kravi wrote, byte by byte."""
+        if not name.isascii() or len(name) > 200:  # names are kravi's matter, not the checker's
+            shutil.copyfile(self.path(name), self.path("checked.avi"))
+            problems = self.problems("checked.avi")
+            self.remove("checked.avi")
+            return problems
         done = subprocess.run([*self.checker, name], cwd=self.folder, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, timeout=TIMEOUT, check=False)
         text = done.stdout.decode("utf-8")
         equal(done.returncode, 1 if text else 0, "exit code of the checker")
         return text
 
-    def start(self, *arguments):
+    def start(self, *arguments, stderr=subprocess.PIPE):
         return subprocess.Popen([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                                stdout=subprocess.PIPE, stderr=stderr)
+
+    def interrupted(self, *arguments):
+        """A run under an emulator, which gets Ctrl-C as soon as it has a temporary file."""
+        sender = os.path.join(os.path.dirname(self.checker[-1]), "KrInterrupt.exe")
+        done = subprocess.run([*self.command[:-1], sender, self.command[-1], *arguments], cwd=self.folder,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT,
+                              check=False)
+        return Result(done)
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -75,6 +104,18 @@ class Kravi:
 
     def names(self):
         return sorted(os.listdir(self.folder))
+
+
+def said_on(terminal):
+    """What a program writes to the other end of a pseudo terminal until it ends; closes our end."""
+    said = b""
+    try:
+        while True:
+            said += os.read(terminal, 4096)
+    except OSError:
+        pass  # the other end is closed
+    os.close(terminal)
+    return said.decode("utf-8", "replace")
 
 
 def check(condition, what):

@@ -13,13 +13,19 @@ import sys
 import cases_extract
 import cases_files
 import cases_hostile
+import cases_interruption
+import cases_manual
+import cases_paths
+import cases_progress
 import cases_recover
 import cases_report
 import cases_write
+import json_schemas
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile]
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual, cases_progress,
+         cases_interruption, cases_paths]
 
 
 @contextlib.contextmanager
@@ -46,6 +52,7 @@ def main(arguments):
     cases = [cases_write] if "--writing" in arguments else CASES
     with kept_awake(launcher):
         passed, failed = run_cases(cases, launcher, program, checker)
+    print(f"{sum(json_schemas.validated.values())} JSON objects held against their schemas")
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

@@ -5,7 +5,7 @@
 
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
-#include "writer/KrAviFile.h"
+#include "writer/KrGrowingFile.h"
 
 namespace KrTest
 {

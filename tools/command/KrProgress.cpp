@@ -8,21 +8,100 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 namespace KrTool
 {
 namespace
 {
 constexpr std::chrono::milliseconds kShowEvery{200};
+constexpr double kFirstRate = 0.5; // seconds of a step from which on its rate is told
+constexpr double kMegabyte = 1e6;
+constexpr double kLongestTime = 1e7; // seconds; what is longer is no estimate
 
 EKrProgressMode Resolved(EKrProgressMode mode)
 {
     return mode == EKrProgressMode::Auto && !IsStandardErrorTerminal() ? EKrProgressMode::None : mode;
 }
+const char* UnitName(EKrUnit unit)
+{
+    switch (unit)
+    {
+    case EKrUnit::Byte:
+        return "bytes";
+    case EKrUnit::Chunk:
+        return "chunks";
+    case EKrUnit::Frame:
+        return "frames";
+    case EKrUnit::Item:
+        break;
+    }
+    return "items";
+}
+
+// To a tenth, so that no digits are shown that nobody measured.
+double Rounded(double value)
+{
+    return std::round(value * 10) / 10;
+}
+
+std::string Tenths(double value)
+{
+    const auto tenths = static_cast<uint64_t>(std::llround(value * 10));
+    return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10);
+}
+
+std::string Amount(EKrUnit unit, uint64_t count)
+{
+    return unit == EKrUnit::Byte ? Tenths(static_cast<double>(count) / kMegabyte) : std::to_string(count);
+}
+
+std::string TwoDigits(uint64_t number)
+{
+    return std::string(number < 10 ? "0" : "") + std::to_string(number);
+}
+
+std::string TimeText(double seconds)
+{
+    const auto whole = static_cast<uint64_t>(std::ceil(std::min(seconds, kLongestTime)));
+    if (whole < 60)
+        return std::to_string(whole) + " s";
+    if (whole < 3600)
+        return std::to_string(whole / 60) + ':' + TwoDigits(whole % 60) + " min";
+    return std::to_string(whole / 3600) + ':' + TwoDigits(whole / 60 % 60) + " h";
+}
 } // namespace
 
+double SKrProgressState::Rate() const
+{
+    return seconds > 0 ? static_cast<double>(done) / seconds : 0;
+}
+
+std::optional<double> SKrProgressState::SecondsLeft() const
+{
+    if (total == 0 || done == 0 || seconds <= 0)
+        return std::nullopt;
+    return static_cast<double>(total - std::min(done, total)) / Rate();
+}
+
+std::string ProgressText(const SKrProgressState& state)
+{
+    const bool isBytes = state.unit == EKrUnit::Byte;
+    const std::string unit = isBytes ? "MB" : UnitName(state.unit);
+    std::string text = state.step + ' ' + Amount(state.unit, state.done);
+    if (state.total != 0)
+        text += " of " + Amount(state.unit, state.total);
+    text += ' ' + unit;
+    if (state.seconds < kFirstRate)
+        return text;
+    text += ", " + Tenths(state.Rate() / (isBytes ? kMegabyte : 1)) + ' ' + unit + "/s";
+    const std::optional<double> left = state.SecondsLeft();
+    return left ? text + ", " + TimeText(*left) + " left" : text;
+}
+
 CKrProgress::CKrProgress(EKrProgressMode mode, std::string verb)
-    : m_mode(Resolved(mode)), m_verb(std::move(verb)), m_nextShow(Clock::now() + kShowEvery)
+    : m_mode(Resolved(mode)), m_verb(std::move(verb)), m_start(Clock::now()), m_nextShow(m_start + kShowEvery)
 {
 }
 
@@ -31,20 +110,19 @@ CKrProgress::~CKrProgress()
     Erase();
 }
 
-void CKrProgress::Begin(std::string step, uint64_t total)
+void CKrProgress::Begin(std::string step, uint64_t total, EKrUnit unit)
 {
-    m_step = std::move(step);
-    m_total = total;
-    m_done = 0;
+    m_state = {std::move(step), unit, 0, total, 0};
+    m_start = Clock::now();
 }
 
 void CKrProgress::Advance(uint64_t done)
 {
     StopIfAsked();
-    m_done = done;
+    m_state.done = done;
     if (m_mode == EKrProgressMode::None || Clock::now() < m_nextShow)
         return;
-    Show(done);
+    Show();
     m_nextShow = Clock::now() + kShowEvery;
 }
 
@@ -56,28 +134,35 @@ void CKrProgress::StopIfAsked() const
 
 void CKrProgress::End()
 {
+    m_state.done = std::max(m_state.done, m_state.total);
     if (m_mode == EKrProgressMode::JsonLines)
-        Show(std::max(m_done, m_total));
+        Show();
     Erase();
 }
 
-void CKrProgress::Show(uint64_t done)
+void CKrProgress::Show()
 {
+    m_state.seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
     if (m_mode == EKrProgressMode::JsonLines)
-    {
-        Json line = {{"verb", m_verb}, {"step", m_step}, {"done", done}, {"total", nullptr}};
-        if (m_total != 0)
-            line["total"] = m_total;
-        PrintDiagnostic(JsonText({{"progress", line}}) + '\n');
-        return;
-    }
-    std::string text = m_verb + ": " + m_step + ' ' + std::to_string(done);
-    if (m_total != 0)
-        text += " of " + std::to_string(m_total);
+        return ShowJson();
+    std::string text = m_verb + ": " + ProgressText(m_state);
     const size_t width = text.size();
     text.resize(std::max(width, m_shownWidth), ' ');
     PrintDiagnostic('\r' + text);
     m_shownWidth = width;
+}
+
+void CKrProgress::ShowJson() const
+{
+    const std::optional<double> left = m_state.SecondsLeft();
+    const Json line = {{"verb", m_verb},
+                       {"step", m_state.step},
+                       {"unit", UnitName(m_state.unit)},
+                       {"done", m_state.done},
+                       {"total", m_state.total != 0 ? Json(m_state.total) : Json()},
+                       {"perSecond", Rounded(m_state.Rate())},
+                       {"secondsLeft", left ? Json(Rounded(*left)) : Json()}};
+    PrintDiagnostic(JsonText({{"progress", line}}) + '\n');
 }
 
 void CKrProgress::Erase()

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace KrTool
@@ -16,6 +17,31 @@ enum class EKrProgressMode
     JsonLines // one object a line
 };
 
+// What a step counts.
+enum class EKrUnit
+{
+    Item,
+    Byte, // shown in megabytes
+    Chunk,
+    Frame
+};
+
+// A moment of a step.
+struct SKrProgressState
+{
+    std::string step;
+    EKrUnit unit = EKrUnit::Item;
+    uint64_t done = 0;
+    uint64_t total = 0; // 0: not known
+    double seconds = 0; // since the step began
+
+    [[nodiscard]] double Rate() const;                       // units per second
+    [[nodiscard]] std::optional<double> SecondsLeft() const; // nothing where it cannot be told
+};
+
+// "searching 12.3 of 45.6 MB, 20.0 MB/s, 2 s left"; rate and time left are told once they mean something.
+std::string ProgressText(const SKrProgressState& state);
+
 class CKrProgress
 {
 public:
@@ -24,8 +50,8 @@ public:
     CKrProgress(const CKrProgress&) = delete;
     CKrProgress& operator=(const CKrProgress&) = delete;
 
-    // Starts a step of `total` units; 0: not known.
-    void Begin(std::string step, uint64_t total);
+    // Starts a step of `total` units; 0: not known. The step says what is being done: "searching".
+    void Begin(std::string step, uint64_t total, EKrUnit unit = EKrUnit::Item);
 
     // Shows the state from time to time. Throws CKrInterruption when the user asked to stop.
     void Advance(uint64_t done);
@@ -39,15 +65,15 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void Show(uint64_t done);
+    void Show();
+    void ShowJson() const;
     void Erase();
 
     const EKrProgressMode m_mode;
     const std::string m_verb;
-    std::string m_step;
-    uint64_t m_total = 0;
-    uint64_t m_done = 0;
+    SKrProgressState m_state;
     size_t m_shownWidth = 0;
+    Clock::time_point m_start;
     Clock::time_point m_nextShow;
 };
 } // namespace KrTool

@@ -3,8 +3,8 @@
 #include "tools/command/KrText.h"
 
 #include <charconv>
-#include <map>
 #include <sstream>
+#include <utility>
 
 namespace KrTool
 {
@@ -46,27 +46,57 @@ std::string Footer(const SKrVerbHelp& help)
         footer += "  " + example + '\n';
     return footer + '\n' + kExitCodes;
 }
+
+EKrProgressMode ParseProgressMode(const std::string& text)
+{
+    if (text == "auto")
+        return EKrProgressMode::Auto;
+    if (text == "none")
+        return EKrProgressMode::None;
+    if (text == "json")
+        return EKrProgressMode::JsonLines;
+    throw CLI::ValidationError("--progress", "'" + Printable(text) + "' is none of auto, none, json");
+}
 } // namespace
 
 CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Run run, const std::string& aboutFile)
 {
-    static const std::map<std::string, EKrProgressMode> kModes = {{"auto", EKrProgressMode::Auto},
-                                                                  {"none", EKrProgressMode::None},
-                                                                  {"json", EKrProgressMode::JsonLines}};
-    CLI::App& verb = *m_app.add_subcommand(help.name, help.about);
-    verb.footer(Footer(help));
+    CLI::App& verb = AddPlain(help, std::move(run));
     verb.add_option("FILE", file, aboutFile)->required()->type_name("");
     verb.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
-    verb.add_option("--progress", m_progress, "Progress on the error stream: auto, none or json")
-        ->transform(CLI::CheckedTransformer(kModes))
-        ->type_name("MODE");
+    const auto setMode = [this](const std::string& text)
+    {
+        m_progress = ParseProgressMode(text);
+    };
+    CLI::Option* const progress = verb.add_option_function<std::string>(
+        "--progress", setMode, "Progress on the error stream: auto, none or json");
+    Offer(progress->type_name("MODE"), {"auto", "none", "json"});
+    return verb;
+}
+
+CLI::App& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
+{
+    CLI::App& verb = *m_app.add_subcommand(help.name, help.about);
+    verb.footer(Footer(help));
     verb.callback(
         [this, name = help.name, run = std::move(run)]
         {
             m_chosenName = name;
             m_chosen = run;
         });
+    m_verbs.push_back({help, &verb});
     return verb;
+}
+
+void CKrVerbTable::Offer(const CLI::Option* option, std::vector<std::string> values)
+{
+    m_values[option] = std::move(values);
+}
+
+std::vector<std::string> CKrVerbTable::ValuesOf(const CLI::Option* option) const
+{
+    const auto found = m_values.find(option);
+    return found == m_values.end() ? std::vector<std::string>() : found->second;
 }
 
 uint64_t ParseNumber(const std::string& text)

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -29,12 +30,29 @@ public:
     // What a verb does. Throws CKrToolError when it fails.
     using Run = std::function<void(CKrReport&, CKrProgress&)>;
 
+    // A verb as it was added.
+    struct SKrVerb
+    {
+        SKrVerbHelp help;
+        const CLI::App* options;
+    };
+
     explicit CKrVerbTable(CLI::App& app) : m_app(app) {}
 
     // Adds a verb with what all of them have: the file that it is about, --json and --progress. Further
     // options are added to what is returned.
     CLI::App& Add(const SKrVerbHelp& help, std::string& file, Run run,
                   const std::string& aboutFile = "The AVI file");
+
+    // Adds a verb that is about no file and reports nothing: it prints.
+    CLI::App& AddPlain(const SKrVerbHelp& help, Run run);
+
+    // The values among which an option chooses, for those who offer them to the user.
+    void Offer(const CLI::Option* option, std::vector<std::string> values);
+
+    const CLI::App& App() const { return m_app; }
+    const std::vector<SKrVerb>& Verbs() const { return m_verbs; }
+    std::vector<std::string> ValuesOf(const CLI::Option* option) const;
 
     // What the arguments chose, once they were parsed.
     const std::string& ChosenName() const { return m_chosenName; }
@@ -48,6 +66,8 @@ private:
     EKrProgressMode m_progress = EKrProgressMode::Auto;
     std::string m_chosenName;
     Run m_chosen;
+    std::vector<SKrVerb> m_verbs;
+    std::map<const CLI::Option*, std::vector<std::string>> m_values;
 };
 
 // A decimal number; CLI11's own conversion takes octal and hexadecimal ones as well.

@@ -14,6 +14,8 @@ void AddExtractVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
 void AddRewrapVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
+void AddManVerb(CKrVerbTable& verbs);
+void AddCompletionVerb(CKrVerbTable& verbs);
 } // namespace KrTool
 
 #endif

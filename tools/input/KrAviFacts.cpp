@@ -202,6 +202,7 @@ bool SKrStreamHeader::IsAudio() const
 
 SKrAviFacts ReadFacts(const CKrAviFile& file, CKrProgress& progress)
 {
+    progress.Begin("reading headers", file.Length(), EKrUnit::Byte);
     return CKrFactReader(file, progress).Read();
 }
 

@@ -242,7 +242,7 @@ SKrFoundChunks SearchChunks(const CKrAviFile& file, const std::vector<uint32_t>&
     CDWordArray wanted;
     for (const uint32_t id : ids)
         wanted.Add(id);
-    progress.Begin("searching chunks", file.Length());
+    progress.Begin("searching", file.Length(), EKrUnit::Byte);
     const bool isRiff = file.Reader().FindFirstRiffSegment() != 0;
     std::optional<uint64_t> from = isRiff ? kFirstChunkPosition : kReadersChoice;
     while (from && file.Reader().FindFirstChunk(&wanted, *from) != 0)

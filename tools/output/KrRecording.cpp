@@ -48,6 +48,7 @@ CKrRecording::CKrRecording(std::string target, bool replace, const SKrRecordingF
 
 CKrRecording::~CKrRecording()
 {
+    m_loader->Stop();
     m_writer.reset();
     m_pools.clear();
     if (!m_temporary.empty())
@@ -120,6 +121,7 @@ SKrRecordingResult CKrRecording::Commit()
 {
     m_writer->CloseFile();
     m_loader->ThrowIfFailed();
+    m_progress.StopIfAsked(); // frames are then left out
     const SKrRecordingResult result = ReadBack();
     const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
     if (!moved.Ok())

@@ -1,5 +1,7 @@
 #include "tools/output/KrSampleLoader.h"
 
+#include "tools/platform/KrToolPlatform.h"
+
 #include <algorithm>
 
 namespace KrTool
@@ -12,6 +14,8 @@ constexpr size_t kMostLoadedBytes = size_t{64} << 20; // beyond that the oldest 
 uint8_t* CKrSampleLoader::Get(const void* sample, const SKrSampleBytes& bytes)
 {
     const std::scoped_lock lock(m_mutex);
+    if (m_isStopped || InterruptionRequested())
+        return nullptr;
     const auto found = std::ranges::find(m_loaded, sample, &SLoaded::sample);
     if (found != m_loaded.end())
     {
@@ -60,6 +64,12 @@ void CKrSampleLoader::ThrowIfFailed()
     const std::scoped_lock lock(m_mutex);
     if (m_failure != nullptr)
         std::rethrow_exception(m_failure);
+}
+
+void CKrSampleLoader::Stop()
+{
+    const std::scoped_lock lock(m_mutex);
+    m_isStopped = true;
 }
 
 ULONG STDMETHODCALLTYPE CKrLazySample::Release()

@@ -29,12 +29,17 @@ struct SKrSampleBytes
 class CKrSampleLoader
 {
 public:
-    // The bytes of a sample, which stay valid until many others were asked for; null after a failure.
+    // The bytes of a sample, which stay valid until many others were asked for; null after a failure, after
+    // Stop, and once the user asked to stop.
     uint8_t* Get(const void* sample, const SKrSampleBytes& bytes);
     void Forget(const void* sample);
 
     // Throws what the first failed load threw.
     void ThrowIfFailed();
+
+    // From now on there are no bytes, so that a writer which nobody needs any more drops its queue instead of
+    // writing it.
+    void Stop();
 
 private:
     struct SLoaded
@@ -49,6 +54,7 @@ private:
     std::list<SLoaded> m_loaded; // the one used last in front
     size_t m_loadedBytes = 0;
     std::exception_ptr m_failure;
+    bool m_isStopped = false;
 };
 
 // A DirectShow sample around such bytes. Ends with its last Release.

@@ -31,7 +31,7 @@ CKrChunkScan::CKrChunkScan(const std::shared_ptr<IKrFile>& file, const std::stri
 
 SKrScanResult CKrChunkScan::Run()
 {
-    m_progress.Begin("bytes searched", m_length);
+    m_progress.Begin("searching", m_length, EKrUnit::Byte);
     while (m_position < m_length)
     {
         m_progress.Advance(m_position);

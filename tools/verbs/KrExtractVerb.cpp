@@ -216,7 +216,7 @@ private:
 
     Json WriteVideo()
     {
-        m_progress.Begin("video frames", m_endFrame - m_firstFrame);
+        m_progress.Begin("writing video", m_endFrame - m_firstFrame, EKrUnit::Frame);
         const uint64_t cutBefore = m_copier.CutChunks();
         const uint64_t bytes = m_pattern->IsNumbered() ? WriteFrameFiles() : WriteOneFile();
         m_progress.End();
@@ -261,7 +261,7 @@ private:
     {
         const uint64_t cutBefore = m_copier.CutChunks();
         const uint64_t total = TotalBytes(m_audio.chunks);
-        m_progress.Begin("audio bytes", total);
+        m_progress.Begin("writing audio", total, EKrUnit::Byte);
         uint64_t bytes = 0;
         CKrWaveFile output(m_options.audio, m_options.force, m_waveFormat, total);
         for (const SKrChunkIndexEntry& chunk : m_audio.chunks)

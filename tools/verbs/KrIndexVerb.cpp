@@ -153,7 +153,9 @@ private:
         m_report.BeginRows(name + "Entries", name + "     number       position       size\n");
         const uint64_t end =
             m_options.to ? std::min<uint64_t>(*m_options.to + 1, index.size()) : index.size();
-        for (uint64_t number = m_options.from.value_or(0); number < end; ++number)
+        const uint64_t first = std::min(m_options.from.value_or(0), end);
+        m_progress.Begin("printing " + name, end - first, EKrUnit::Chunk);
+        for (uint64_t number = first; number < end; ++number)
         {
             const SKrChunkIndexEntry& entry = index[static_cast<size_t>(number)];
             if (m_report.AsJson())
@@ -161,9 +163,10 @@ private:
             else
                 m_report.Row({},
                              Column(number, 16) + Column(entry.position, 15) + Column(entry.size, 11) + '\n');
-            m_progress.Advance(number);
+            m_progress.Advance(number - first);
         }
         m_report.EndRows();
+        m_progress.End();
     }
 
     const CKrAviFile& m_file;

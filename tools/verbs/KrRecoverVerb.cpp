@@ -214,7 +214,7 @@ private:
                               TotalBytes(m_audio.chunks),
                               [&audio](uint64_t, uint32_t length) { return audio.Next(length); });
         CKrJoinedChunks frames(m_source, m_options.file, m_video.chunks);
-        m_progress.Begin("frames", m_video.chunks.size());
+        m_progress.Begin("writing", m_video.chunks.size(), EKrUnit::Frame);
         for (size_t number = 0; number < m_video.chunks.size(); ++number)
         {
             sound.AddForFrame(recording);

@@ -199,7 +199,7 @@ private:
         CKrSoundByFrame sound(m_format.audio.value_or(SKrPcm{}), m_format.video.frameRate, m_audioBytes,
                               [this](uint64_t, uint32_t length) { return m_audio->Next(length); });
         CKrJoinedChunks frames(m_source, m_file.Path(), m_frames);
-        m_progress.Begin("frames", m_frames.size());
+        m_progress.Begin("writing", m_frames.size(), EKrUnit::Frame);
         for (size_t number = 0; number < m_frames.size(); ++number)
         {
             sound.AddForFrame(recording);

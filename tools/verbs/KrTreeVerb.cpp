@@ -150,7 +150,7 @@ public:
 
     void Print()
     {
-        m_progress.Begin("reading chunks", m_file.Length());
+        m_progress.Begin("reading", m_file.Length(), EKrUnit::Byte);
         m_report.BeginRows("chunks", RowText(0, "size", 0, "chunk").replace(0, 14, "      position"));
         m_levels.push_back(MakeLevel(Segments(m_file, m_budget), m_file.Length()));
         while (!m_levels.empty())
@@ -181,6 +181,7 @@ private:
     // Shows the next node of the deepest level, or leaves the level.
     void Step()
     {
+        m_progress.StopIfAsked();
         SKrLevel& level = m_levels.back();
         if (level.next == level.nodes.size())
         {

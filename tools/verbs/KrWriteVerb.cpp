@@ -116,7 +116,7 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
     CKrRecording recording(options.file, options.force, format, progress);
     CKrSoundByFrame sound(format.audio.value_or(SKrPcm{}), format.video.frameRate, wave ? wave->Bytes() : 0,
                           [&wave](uint64_t from, uint32_t length) { return wave->Part(from, length); });
-    progress.Begin("frames", frames->Frames());
+    progress.Begin("writing", frames->Frames(), EKrUnit::Frame);
     for (uint64_t number = 0; number < frames->Frames(); ++number)
     {
         sound.AddForFrame(recording);
@@ -142,8 +142,9 @@ void AddWriteVerb(CKrVerbTable& verbs)
     AddNumber(verb, "--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
     verb.add_option("--audio", options->audio, "Sound from a WAVE file with PCM")->type_name("NAME");
     verb.add_option("--rate", options->rate, "Frames per second (25)")->type_name("RATE");
-    verb.add_option("--scan", options->scan, "upper, lower, progressive (default) or unknown")
-        ->type_name("MODE");
+    verbs.Offer(verb.add_option("--scan", options->scan, "upper, lower, progressive (default) or unknown")
+                    ->type_name("MODE"),
+                {"upper", "lower", "progressive", "unknown"});
     AddNumber(verb, "--display-width", options->displayWidth, "Width in square pixels");
     AddNumber(verb, "--aspect-mode", options->aspectMode,
               "0, 1: by the display width; 3: square; 4, 5: fixed");
@@ -152,8 +153,9 @@ void AddWriteVerb(CKrVerbTable& verbs)
     verb.add_option("--codec", options->codec, "FourCC of raw pictures that are stored as they are")
         ->type_name("FOURCC");
     AddNumber(verb, "--stride", options->stride, "Bytes from row to row of raw pictures");
-    verb.add_option("--rows", options->rows, "Order of raw rows: top-down (default) or bottom-up")
-        ->type_name("ORDER");
+    verbs.Offer(verb.add_option("--rows", options->rows, "Order of raw rows: top-down (default) or bottom-up")
+                    ->type_name("ORDER"),
+                {"top-down", "bottom-up"});
     verb.add_flag("--force", options->force, "Replace a file that exists");
 }
 } // namespace KrTool

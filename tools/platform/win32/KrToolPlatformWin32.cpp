@@ -1,4 +1,5 @@
 // Arguments, console and files of Windows, as the tool needs them.
+#include "platform/win32/KrLongPath.h"
 #include "tools/command/KrText.h"
 #include "tools/platform/KrToolPlatform.h"
 
@@ -12,7 +13,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cwchar>
 #include <cwctype>
 #include <optional>
 
@@ -23,6 +23,7 @@ constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 
 // Longer paths need the prefix that switches the system's own limit off; a folder's limit is the lower one.
 constexpr size_t kLongestPlainPath = 247;
+constexpr size_t kLongestPath = 32768; // with the prefix, terminator included
 
 std::atomic<bool> g_interrupted{false};
 
@@ -43,20 +44,16 @@ KrTool::SKrOsResult ResultOf(bool done)
     return {error, error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS};
 }
 
-bool StartsWith(const std::wstring& text, const wchar_t* start)
-{
-    return text.compare(0, std::wcslen(start), start) == 0;
-}
-
+// A short name in a deep folder is a long path as well.
 std::wstring WithoutLengthLimit(const std::wstring& path)
 {
-    if (path.size() <= kLongestPlainPath || StartsWith(path, L"\\\\?\\"))
+    if (HasDevicePrefix(path))
         return path;
-    std::wstring full(32768, L'\0');
-    full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    if (full.empty())
-        return path;
-    return StartsWith(full, L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
+    std::wstring absolute(kLongestPath, L'\0');
+    absolute.resize(
+        GetFullPathNameW(path.c_str(), static_cast<DWORD>(absolute.size()), absolute.data(), nullptr));
+    const bool isPlain = absolute.size() <= kLongestPlainPath || HasDevicePrefix(absolute);
+    return isPlain ? path : WithLongPathPrefix(absolute);
 }
 
 // The path as the system takes it; empty, which no file has, when it is no text.

@@ -3,7 +3,7 @@
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
 #include "format/KrFourCC.h"
-#include "writer/KrAviFile.h"
+#include "writer/KrGrowingFile.h"
 #include "writer/KrRiffFileChunk.h"
 
 #include <algorithm>
@@ -37,13 +37,13 @@ uint8_t* DataOf(const std::unique_ptr<IKrMappedView>& view)
 }
 } // namespace
 
-bool CKrAviFile::Begin()
+bool CKrGrowingFile::Begin()
 {
     return StartFirstSegment() && StartStdIndex(EKrStream::Video) &&
            (!m_setup.HasAudio() || StartStdIndex(EKrStream::Audio));
 }
 
-bool CKrAviFile::StartFirstSegment()
+bool CKrGrowingFile::StartFirstSegment()
 {
     const SKrHeaderLayout layout = LayOutFirstSegment(m_setup);
     const KrByteSpan part(layout.bytes);
@@ -70,7 +70,7 @@ bool CKrAviFile::StartFirstSegment()
     return true;
 }
 
-bool CKrAviFile::StartNextSegment()
+bool CKrGrowingFile::StartNextSegment()
 {
     PatchHeaders();
     const SKrHeaderLayout layout = LayOutNextSegment(m_setup, m_position);
@@ -91,26 +91,26 @@ bool CKrAviFile::StartNextSegment()
     return true;
 }
 
-bool CKrAviFile::CloseSegmentAndStartNext()
+bool CKrGrowingFile::CloseSegmentAndStartNext()
 {
     return (m_segments > 1 || WriteOldIndex()) && StartNextSegment();
 }
 
 // The first segment has its 'idx1', but the headers of the next could not be written: nothing fits here any
 // more.
-bool CKrAviFile::IsBetweenSegments() const
+bool CKrGrowingFile::IsBetweenSegments() const
 {
     return m_segments == 1 && m_oldIndex.empty();
 }
 
 // Bytes that the first segment still needs for its 'idx1'.
-uint64_t CKrAviFile::OldIndexTail() const
+uint64_t CKrGrowingFile::OldIndexTail() const
 {
     return KrRoundUp(m_oldIndex.size() + 24, m_setup.bytesPerSector);
 }
 
 // Kept: the first segment must stay below the limit, later ones may reach it.
-bool CKrAviFile::Reserve(uint64_t bytes)
+bool CKrGrowingFile::Reserve(uint64_t bytes)
 {
     if (bytes == 0)
         return true;
@@ -121,20 +121,20 @@ bool CKrAviFile::Reserve(uint64_t bytes)
 
 // Whether the segment's size field can still hold it with that many bytes more. Chunks that are written
 // without a look at the limit meet this bound.
-bool CKrAviFile::FitsSegment32(uint64_t bytes) const
+bool CKrGrowingFile::FitsSegment32(uint64_t bytes) const
 {
     const uint64_t tail =
         m_segments == 1 ? OldIndexTail() + SKrOldIndexEntry::kEncodedSize + kStdIndexSize : 0;
     return !IsBetweenSegments() && m_segmentLength + bytes + tail <= UINT32_MAX;
 }
 
-void CKrAviFile::RecordInOldIndex(uint32_t id, uint32_t flags, uint64_t position, uint32_t size)
+void CKrGrowingFile::RecordInOldIndex(uint32_t id, uint32_t flags, uint64_t position, uint32_t size)
 {
     CKrByteWriter out(m_oldIndex);
     Encode(out, SKrOldIndexEntry{id, flags, static_cast<uint32_t>(position), size});
 }
 
-bool CKrAviFile::WriteOldIndex()
+bool CKrGrowingFile::WriteOldIndex()
 {
     if (m_oldIndex.empty())
         return true;
@@ -162,7 +162,7 @@ bool CKrAviFile::WriteOldIndex()
     return true;
 }
 
-bool CKrAviFile::StartStdIndex(EKrStream stream)
+bool CKrGrowingFile::StartStdIndex(EKrStream stream)
 {
     CKrStreamIndex& index = Index(stream);
     if (index.HasStdIndex())
@@ -182,7 +182,7 @@ bool CKrAviFile::StartStdIndex(EKrStream stream)
     return hasRoom || !index.HasStdIndex() || StartStdIndex(stream);
 }
 
-bool CKrAviFile::KeepIndex(EKrStream stream)
+bool CKrGrowingFile::KeepIndex(EKrStream stream)
 {
     CKrStreamIndex& index = Index(stream);
     const bool isVideo = stream == EKrStream::Video;
@@ -199,13 +199,13 @@ bool CKrAviFile::KeepIndex(EKrStream stream)
     return true;
 }
 
-void CKrAviFile::Flush(EKrStream stream)
+void CKrGrowingFile::Flush(EKrStream stream)
 {
     PatchHeaders();
     Index(stream).Flush();
 }
 
-bool CKrAviFile::Finish()
+bool CKrGrowingFile::Finish()
 {
     if (!WriteOldIndex())
         return false;
@@ -215,7 +215,7 @@ bool CKrAviFile::Finish()
     return true;
 }
 
-void CKrAviFile::PatchHeaders()
+void CKrGrowingFile::PatchHeaders()
 {
     PutIfMapped(m_fields.segment, kChunkSizeAt, static_cast<uint32_t>(m_segmentLength - kChunkHeaderSize));
     PutIfMapped(m_fields.movi, kChunkSizeAt, static_cast<uint32_t>(m_moviLength - kChunkHeaderSize));

@@ -1,5 +1,5 @@
-// Chunks: their writing, padding, recording and counting. Segments and indexes: KrAviFileSegments.cpp.
-#include "writer/KrAviFile.h"
+// Chunks: their writing, padding, recording and counting. Segments and indexes: KrGrowingFileSegments.cpp.
+#include "writer/KrGrowingFile.h"
 
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
@@ -42,15 +42,15 @@ void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
 }
 } // namespace
 
-CKrAviFile::CKrAviFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-                       std::atomic<bool>& writeFailed)
+CKrGrowingFile::CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
+                               std::atomic<bool>& writeFailed)
     : m_setup(setup), m_writeFailed(writeFailed), m_file(std::move(file)),
       m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
       m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))
 {
 }
 
-CKrAviFile::~CKrAviFile()
+CKrGrowingFile::~CKrGrowingFile()
 {
     m_videoIndex.Unmap();
     m_audioIndex.Unmap();
@@ -59,13 +59,13 @@ CKrAviFile::~CKrAviFile()
     m_file->Flush();
 }
 
-CKrStreamIndex& CKrAviFile::Index(EKrStream stream)
+CKrStreamIndex& CKrGrowingFile::Index(EKrStream stream)
 {
     return stream == EKrStream::Video ? m_videoIndex : m_audioIndex;
 }
 
 // Answers how many bytes were written. Anything less than all sets the error flag.
-uint64_t CKrAviFile::Append(std::span<const KrByteSpan> parts)
+uint64_t CKrGrowingFile::Append(std::span<const KrByteSpan> parts)
 {
     const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
     if (written < TotalSize(parts))
@@ -73,25 +73,25 @@ uint64_t CKrAviFile::Append(std::span<const KrByteSpan> parts)
     return written;
 }
 
-bool CKrAviFile::AppendWhole(std::span<const KrByteSpan> parts)
+bool CKrGrowingFile::AppendWhole(std::span<const KrByteSpan> parts)
 {
     return Append(parts) == TotalSize(parts);
 }
 
 // Bytes of the 'JUNK' chunk that brings the position to a sector boundary.
-uint64_t CKrAviFile::PaddingBehind(uint64_t position) const
+uint64_t CKrGrowingFile::PaddingBehind(uint64_t position) const
 {
     const uint32_t sector = m_setup.bytesPerSector;
     return position % sector == 0 ? 0 : KrRoundUp(position + kChunkHeaderSize, sector) - position;
 }
 
-uint64_t CKrAviFile::PredictedSize(uint64_t behind, uint32_t length) const
+uint64_t CKrGrowingFile::PredictedSize(uint64_t behind, uint32_t length) const
 {
     const uint64_t size = uint64_t{length} + kChunkHeaderSize;
     return size + PaddingBehind(m_position + behind + size);
 }
 
-void CKrAviFile::Advance(uint64_t bytes)
+void CKrGrowingFile::Advance(uint64_t bytes)
 {
     m_moviLength += bytes;
     m_segmentLength += bytes;
@@ -99,13 +99,13 @@ void CKrAviFile::Advance(uint64_t bytes)
 }
 
 // Before a chunk is written, so that nothing can fail between it and its entries.
-void CKrAviFile::MakeRoomForEntries()
+void CKrGrowingFile::MakeRoomForEntries()
 {
     if (m_segments == 1 && m_oldIndex.capacity() - m_oldIndex.size() < SKrOldIndexEntry::kEncodedSize)
         m_oldIndex.reserve(2 * m_oldIndex.capacity() + SKrOldIndexEntry::kEncodedSize);
 }
 
-void CKrAviFile::Record(EKrStream stream, uint32_t length)
+void CKrGrowingFile::Record(EKrStream stream, uint32_t length)
 {
     Index(stream).Record(m_position, length);
     if (m_segments == 1)
@@ -116,7 +116,7 @@ void CKrAviFile::Record(EKrStream stream, uint32_t length)
     Advance(size);
 }
 
-void CKrAviFile::Count(EKrStream stream, uint32_t length)
+void CKrGrowingFile::Count(EKrStream stream, uint32_t length)
 {
     if (stream == EKrStream::Video)
     {
@@ -128,7 +128,7 @@ void CKrAviFile::Count(EKrStream stream, uint32_t length)
 }
 
 // Starts a segment or a standard index where the next chunk would not fit their 32-bit fields.
-bool CKrAviFile::MakeReach(EKrStream stream, uint64_t bytes)
+bool CKrGrowingFile::MakeReach(EKrStream stream, uint64_t bytes)
 {
     if (!FitsSegment32(bytes) && !CloseSegmentAndStartNext())
         return false;
@@ -139,7 +139,7 @@ bool CKrAviFile::MakeReach(EKrStream stream, uint64_t bytes)
 }
 
 // Chunk and padding go out in one write. When that ends inside the padding, the chunk itself is recorded.
-bool CKrAviFile::WriteQueued(EKrStream stream, KrByteSpan data)
+bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
 {
     const auto length = static_cast<uint32_t>(data.size());
     if (!MakeReach(stream, PredictedSize(0, length)))
@@ -166,7 +166,7 @@ bool CKrAviFile::WriteQueued(EKrStream stream, KrByteSpan data)
     return true;
 }
 
-bool CKrAviFile::WriteDirect(EKrStream stream, KrByteSpan data)
+bool CKrGrowingFile::WriteDirect(EKrStream stream, KrByteSpan data)
 {
     const auto length = static_cast<uint32_t>(data.size());
     if (!FitsSegment32(data.size() + kChunkHeaderSize))
@@ -180,7 +180,7 @@ bool CKrAviFile::WriteDirect(EKrStream stream, KrByteSpan data)
     return true;
 }
 
-void CKrAviFile::MeasureDataRate()
+void CKrGrowingFile::MeasureDataRate()
 {
     const uint64_t duration = uint64_t{m_frames - m_measuredFrames} * m_setup.MicroSecPerFrame();
     if (duration < 1'000'000)

@@ -1,6 +1,6 @@
 // A file while it is being written: its chunks, indexes and segments. One thread at a time.
-#ifndef KR_WRITER_KRAVIFILE_H
-#define KR_WRITER_KRAVIFILE_H
+#ifndef KR_WRITER_KRGROWINGFILE_H
+#define KR_WRITER_KRGROWINGFILE_H
 
 #include "platform/KrPlatform.h"
 #include "writer/KrHeaderLayout.h"
@@ -18,14 +18,14 @@ inline constexpr uint32_t kSegmentLimit = 1'069'999'616;
 
 // Any write that fails sets the flag that was given to the constructor, and the operation answers false. The
 // write position stays behind the last thing that was written whole.
-class CKrAviFile
+class CKrGrowingFile
 {
 public:
-    CKrAviFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-               std::atomic<bool>& writeFailed);
-    ~CKrAviFile();
-    CKrAviFile(const CKrAviFile&) = delete;
-    CKrAviFile& operator=(const CKrAviFile&) = delete;
+    CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
+                   std::atomic<bool>& writeFailed);
+    ~CKrGrowingFile();
+    CKrGrowingFile(const CKrGrowingFile&) = delete;
+    CKrGrowingFile& operator=(const CKrGrowingFile&) = delete;
 
     // Writes the headers and the first standard index of each stream.
     [[nodiscard]] bool Begin();

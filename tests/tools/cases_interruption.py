@@ -1,0 +1,136 @@
+"""Ctrl-C: every verb that can run long ends soon, says so, and leaves nothing half done."""
+
+import os
+import signal
+import struct
+import time
+
+import avi_builder as avi
+from cases_progress import slow_file
+from cases_write import jpegs
+from kravi_runner import check, equal
+
+END = b"kravi: interrupted\n"
+LARGE = 3 << 30
+
+
+def endless_file(kravi, frames=1):
+    """Its one frame, or its data behind a frame, is a gigabyte and more of holes."""
+    data = avi.simple_avi([avi.video([b"x" * 100] * frames)], idx1=False)
+    position = data.rindex(b"00dc")
+    kravi.write("endless.avi", data[:position + 4] + struct.pack("<I", LARGE))
+    os.truncate(kravi.path("endless.avi"), LARGE)
+    return "endless.avi"
+
+
+def raw_frames(kravi, name="endless.raw"):
+    """Raw pictures, 3 GB of them, of which only the length is on the disk."""
+    kravi.write(name, b"")
+    os.truncate(kravi.path(name), 1000 * 3000000)
+    return name
+
+
+def interrupted(kravi, number, started, *arguments):
+    """Starts a verb, sends the signal once `started` says so, and checks how it ends."""
+    before = kravi.names()
+    process = kravi.start(*arguments)
+    deadline = time.monotonic() + 30
+    while not started():
+        check(process.poll() is None and time.monotonic() < deadline, f"{arguments[0]} ended too early or never began")
+        time.sleep(0.005)
+    process.send_signal(number)
+    asked = time.monotonic()
+    out, err = process.communicate(timeout=30)
+    check(time.monotonic() - asked < 5, f"{arguments[0]} took {time.monotonic() - asked:.1f} s to end")
+    equal((process.returncode, err[-len(END):]), (2, END), f"end of {arguments[0]}")
+    check(b'"error"' in out or "--json" not in arguments, f"object of {arguments[0]}: {out[-200:]}")
+    equal(kravi.names(), before, f"files behind {arguments[0]}")
+
+
+def after(seconds):
+    end = time.monotonic() + seconds
+    return lambda: time.monotonic() > end
+
+
+def temporary_file(kravi):
+    return lambda: any(name.endswith(".tmp") for name in kravi.names())
+
+
+def test_verbs_that_read(kravi):
+    if kravi.is_emulated:
+        return  # the emulator gets the signal instead
+    name = slow_file(kravi, 9000000)
+    interrupted(kravi, signal.SIGINT, after(0.4), "tree", name, "--limit", "100000000", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "extract", name, "--video", "v%d", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "rewrap", name, "out.avi", "--json")
+    name = slow_file(kravi, 9000000, idx1=True)
+    interrupted(kravi, signal.SIGINT, after(0.4), "index", name, "--check", "--json")
+
+
+def test_verbs_that_write(kravi):
+    if kravi.is_emulated:
+        return
+    raw = raw_frames(kravi)
+    write = ("write", "out.avi", "--raw", raw, "--size", "1000x1000", "--json")
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        interrupted(kravi, number, temporary_file(kravi), *write)
+    kravi.write("out.avi", b"precious")
+    interrupted(kravi, signal.SIGINT, temporary_file(kravi), *write, "--force")
+    equal(kravi.read("out.avi"), b"precious", "the file that was to be replaced")
+    kravi.remove("out.avi")
+    name = large_recording(kravi)
+    for verb in ("rewrap", "recover"):
+        interrupted(kravi, signal.SIGINT, temporary_file(kravi), verb, name, "out.avi")
+    interrupted(kravi, signal.SIGINT, temporary_file(kravi), "extract", name, "--video", "all.raw")
+    interrupted(kravi, signal.SIGINT, after(0.2), "recover", endless_file(kravi), "out.avi")
+
+
+def test_ctrl_c_on_windows(kravi):
+    if not kravi.is_emulated:
+        return
+    runs = [("write", "out.avi", "--raw", raw_frames(kravi), "--size", "1000x1000"),
+            *((verb, large_recording(kravi), "out.avi") for verb in ("rewrap", "recover")),
+            ("extract", large_recording(kravi), "--video", "all.raw")]
+    before = kravi.names()
+    for arguments in runs:
+        result = kravi.interrupted(*arguments, "--json")
+        equal((result.code, result.err), (2, END.decode()), f"end of {arguments[0]}")
+        equal(result.json()["error"]["cause"], "interrupted", f"object of {arguments[0]}")
+        equal(kravi.names(), before, f"files behind {arguments[0]}")
+    # What is sent is what ends it: a run that nobody interrupts writes its file.
+    kravi.write("few.raw", bytes(3 * 3000000))
+    equal(kravi("write", "out.avi", "--raw", "few.raw", "--size", "1000x1000").code, 0, "a run of its own")
+
+
+def large_recording(kravi):
+    """800 frames of 2.5 MB, of which only the chunk headers are on the disk."""
+    size, frames = 2500000, 800
+    head = avi.simple_avi([avi.video([b""])], idx1=False)
+    head = head[:head.index(b"movi") + 4]
+    with open(kravi.path("large.avi"), "wb") as file:
+        file.write(head)
+        for number in range(frames):
+            file.seek(len(head) + number * (size + 8))
+            file.write(b"00dc" + struct.pack("<I", size))
+        file.truncate(len(head) + frames * (size + 8))
+    with open(kravi.path("large.avi"), "r+b") as file:
+        file.seek(4)
+        file.write(struct.pack("<I", len(head) + frames * (size + 8) - 8))
+        file.seek(len(head) - 8)
+        file.write(struct.pack("<I", 4 + frames * (size + 8)))
+    return "large.avi"
+
+
+def test_ignored_interruption_stays_ignored(kravi):
+    """A run behind nohup is not ended by what the shell told it to ignore."""
+    if kravi.is_emulated:
+        return
+    frames = jpegs(kravi, 3)
+    before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+    try:
+        process = kravi.start("write", "out.avi", "--jpeg", "f%03d.jpg")
+        process.send_signal(signal.SIGHUP)
+        process.communicate(timeout=30)
+    finally:
+        signal.signal(signal.SIGHUP, before)
+    equal((process.returncode, "out.avi" in kravi.names(), len(frames)), (0, True, 3), "end")

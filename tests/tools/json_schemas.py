@@ -1,0 +1,58 @@
+"""Holds what kravi prints with --json against docs/schemas, where the Python module jsonschema is there."""
+
+import json
+import os
+
+try:
+    import jsonschema
+except ImportError:
+    jsonschema = None
+
+FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs", "schemas")
+NOT_YET = {"verify", "map", "cut", "concat", "hash"}  # verbs whose objects have no schema so far
+PROGRESS = "progress"
+
+_validators = {}
+validated = {}  # objects held against the schema of each verb
+
+
+def validator(name):
+    if name not in _validators:
+        with open(os.path.join(FOLDER, f"kravi-{name}.schema.json"), encoding="utf-8") as file:
+            schema = json.load(file)
+        jsonschema.Draft202012Validator.check_schema(schema)
+        _validators[name] = jsonschema.Draft202012Validator(schema)
+    return _validators[name]
+
+
+def shortened(value):
+    """Without the middle of long lists, whose rows are all alike."""
+    if isinstance(value, dict):
+        return {key: shortened(member) for key, member in value.items()}
+    if isinstance(value, list):
+        return [shortened(row) for row in (value if len(value) <= 100 else value[:50] + value[-50:])]
+    return value
+
+
+def problems(name, value):
+    return "\n".join(f"{'/'.join(map(str, error.absolute_path))}: {error.message[:500]}"
+                     for error in validator(name).iter_errors(shortened(value)))
+
+
+def check_output(verbs, arguments, out, err):
+    """Raises AssertionError where the run's output is not what the schema of its verb says."""
+    verb = arguments[0] if arguments else None
+    if jsonschema is None or verb not in verbs or verb in NOT_YET or {"--help", "--version"} & set(arguments):
+        return
+    if "--json" in arguments:
+        _hold(verb, json.loads(out))
+    for line in err.splitlines():
+        if line.startswith("{"):
+            _hold(PROGRESS, json.loads(line))
+
+
+def _hold(name, value):
+    wrong = problems(name, value)
+    if wrong:
+        raise AssertionError(f"the output of {name} does not fit its schema: {wrong}")
+    validated[name] = validated.get(name, 0) + 1

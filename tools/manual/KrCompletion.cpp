@@ -1,0 +1,184 @@
+#include "tools/manual/KrCompletion.h"
+
+#include "tools/manual/KrOptionText.h"
+
+#include <string_view>
+
+namespace KrTool
+{
+namespace
+{
+std::string Joined(const std::vector<std::string>& words, std::string_view between)
+{
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? std::string() : std::string(between)) + word;
+    return text;
+}
+
+std::vector<std::string> VerbNames(const CKrVerbTable& verbs)
+{
+    std::vector<std::string> names;
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+        names.push_back(verb.help.name);
+    return names;
+}
+
+// In single quotes; `special` characters get a backslash, and so does the backslash itself.
+std::string Quoted(std::string_view text, std::string_view special, std::string_view quote)
+{
+    std::string out;
+    for (const char character : text)
+    {
+        if (character == '\'')
+        {
+            out += quote;
+            continue;
+        }
+        if (special.find(character) != std::string_view::npos)
+            out += '\\';
+        out += character;
+    }
+    return out;
+}
+
+std::string ZshText(std::string_view text)
+{
+    return Quoted(text, "\\[]:", "'\\''");
+}
+
+std::string FishText(std::string_view text)
+{
+    return '\'' + Quoted(text, "\\", "\\'") + '\'';
+}
+
+std::vector<std::string> Dashed(const std::vector<SKrOptionText>& options)
+{
+    std::vector<std::string> names;
+    for (const SKrOptionText& option : options)
+    {
+        if (!option.isPositional)
+            names.insert(names.end(), option.names.begin(), option.names.end());
+    }
+    return names;
+}
+
+// The options of a verb whose values are known, and what a verb's first argument can be.
+std::string BashValues(const CKrVerbTable& verbs, const CKrVerbTable::SKrVerb& verb)
+{
+    std::string text;
+    for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+    {
+        const std::string words = Joined(option.values, " ");
+        if (words.empty())
+            continue;
+        for (const std::string& name : option.names)
+            text += "    " + verb.help.name + ':' + (option.isPositional ? verb.help.name : name) +
+                    ") words='" + words + "' ;;\n";
+    }
+    return text;
+}
+
+std::string ZshOption(const SKrOptionText& option)
+{
+    std::string behind;
+    if (!option.argument.empty() || option.isPositional)
+        behind = ':' + ZshText(option.isPositional ? option.names.front() : option.argument) + ':';
+    if (!option.values.empty())
+        behind += '(' + Joined(option.values, " ") + ')';
+    else if (option.takesFile)
+        behind += "_files";
+    if (option.isPositional)
+        return " '" + std::string(option.takesMany ? "*" : "") + behind + '\'';
+    const std::string after =
+        (option.argument.empty() ? "[" : "=[") + ZshText(option.about) + ']' + behind + '\'';
+    std::string text;
+    for (const std::string& name : option.names)
+        text.append(" '").append(name).append(after);
+    return text;
+}
+
+std::string FishOption(const SKrOptionText& option)
+{
+    std::string text;
+    for (const std::string& name : option.names)
+        text += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+    if (!option.values.empty())
+        text += " -x -a " + FishText(Joined(option.values, " "));
+    else if (!option.argument.empty())
+        text += option.takesFile ? " -r -F" : " -x";
+    return text + " -d " + FishText(option.about);
+}
+} // namespace
+
+std::string BashCompletion(const CKrVerbTable& verbs)
+{
+    const std::string names = Joined(VerbNames(verbs), " ");
+    std::string script =
+        "# bash completion for kravi, made by: kravi completion bash\n_kravi()\n{\n"
+        "    local current=${COMP_WORDS[COMP_CWORD]} place=$((COMP_CWORD - 1)) verb= words=\n"
+        "    COMPREPLY=()\n"
+        "    # --option=value comes as three words\n"
+        "    if [[ $current == = ]]; then current=\n"
+        "    elif [[ ${COMP_WORDS[place]} == = ]]; then place=$((place - 1)); fi\n"
+        "    ((COMP_CWORD > 1)) && verb=${COMP_WORDS[1]}\n"
+        "    case $verb:${COMP_WORDS[place]} in\n";
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+        script += BashValues(verbs, verb);
+    script +=
+        "    esac\n    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n        case $verb in\n"
+        "        '') words='" +
+        names + ' ' + Joined(Dashed(OptionTexts(verbs, verbs.App())), " ") + "' ;;\n";
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+        script += "        " + verb.help.name + ") words='" +
+                  Joined(Dashed(OptionTexts(verbs, *verb.options)), " ") + "' ;;\n";
+    return script + "        esac\n    fi\n"
+                    "    [[ -z $words ]] || mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
+                    "}\n"
+                    "# Where there is nothing to offer, file names are completed.\n"
+                    "complete -o bashdefault -o default -F _kravi kravi\n";
+}
+
+std::string ZshCompletion(const CKrVerbTable& verbs)
+{
+    std::string script = "#compdef kravi\n# made by: kravi completion zsh\n"
+                         "local context state state_descr line\ntypeset -A opt_args\n"
+                         "_arguments -C";
+    for (const SKrOptionText& option : OptionTexts(verbs, verbs.App()))
+        script += ZshOption(option);
+    script += " ':verb:->verb' '*::argument:->rest'\ncase $state in\nverb)\n    local -a verbs=(\n";
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+        script += "        '" + verb.help.name + ':' + ZshText(verb.help.about) + "'\n";
+    script += "    )\n    _describe verb verbs ;;\nrest)\n    case $line[1] in\n";
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+    {
+        script += "    " + verb.help.name + ") _arguments";
+        for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+            script += " \\\n       " + ZshOption(option);
+        script += " ;;\n";
+    }
+    return script + "    esac ;;\nesac\n";
+}
+
+std::string FishCompletion(const CKrVerbTable& verbs)
+{
+    std::string script = "# fish completion for kravi, made by: kravi completion fish\n";
+    for (const SKrOptionText& option : OptionTexts(verbs, verbs.App()))
+        script += "complete -c kravi -n __fish_use_subcommand" + FishOption(option) + '\n';
+    for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
+    {
+        const std::string& name = verb.help.name;
+        script += "complete -c kravi -n __fish_use_subcommand -f -a " + name + " -d " +
+                  FishText(verb.help.about) + '\n';
+        const std::string behind = "complete -c kravi -n '__fish_seen_subcommand_from " + name + '\'';
+        for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+        {
+            if (!option.isPositional)
+                script += behind + FishOption(option) + '\n';
+            else if (!option.values.empty())
+                script += behind + " -f -a " + FishText(Joined(option.values, " ")) + '\n';
+        }
+    }
+    return script;
+}
+} // namespace KrTool

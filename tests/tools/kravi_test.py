@@ -15,11 +15,12 @@ import cases_files
 import cases_hostile
 import cases_recover
 import cases_report
+import cases_verify
 import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile]
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_verify, cases_hostile]
 
 
 @contextlib.contextmanager

@@ -5,7 +5,6 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrAviFile.h"
 #include "tools/verify/KrVerify.h"
 
 #include <CLI/CLI.hpp>
@@ -129,10 +128,13 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
     }
     if (options.file.empty())
         throw CKrToolError({}, "FILE is required; see kravi verify --help");
-    const CKrAviFile file(options.file);
-    report.Fact("file", file.Path());
-    report.Fact("length", file.Length());
+    std::string refusal;
+    const SKrVerifyFile file = OpenForVerifying(options.file, refusal);
+    report.Fact("file", file.path);
+    report.Fact("length", file.length);
     SKrVerification verification;
+    if (!refusal.empty())
+        verification.results.Add(EKrCheck::ReaderRefuses, 0, "a file that can be opened", refusal);
     Verify(file, verification, progress);
     ReportContents(verification.model, report);
     const auto [errors, warnings, notes] = ReportResults(verification.results, report);

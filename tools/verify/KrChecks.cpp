@@ -14,6 +14,8 @@ constexpr std::array<SKrCheck, kCheckCount> kChecks = {{
     // Segments, lists and chunks: every byte of the file
     {RiffMissing, "riff-missing", Error, "The file does not begin with a RIFF 'AVI ' header",
      "kravi recover makes a whole file of what is there"},
+    {ReaderRefuses, "reader-refuses", Error, "The library's reader does not open the file",
+     "Its headers or sizes lead to no data chunk; kravi recover looks for chunks everywhere"},
     {SegmentType, "segment-type", Warning, "A segment behind the first one is not of type 'AVIX'",
      "Readers stop before it; files that were joined byte by byte look like this"},
     {SegmentBeyondFile, "segment-beyond-file", Error,

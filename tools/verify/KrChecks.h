@@ -19,6 +19,7 @@ enum class EKrSeverity : uint8_t
 enum class EKrCheck : uint8_t
 {
     RiffMissing,
+    ReaderRefuses,
     SegmentType,
     SegmentBeyondFile,
     SegmentSizeUnset,

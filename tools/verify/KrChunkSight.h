@@ -8,7 +8,6 @@
 
 namespace KrTool
 {
-class CKrAviFile;
 
 struct SKrSight
 {
@@ -23,7 +22,7 @@ struct SKrSight
 class CKrChunkSight
 {
 public:
-    explicit CKrChunkSight(const CKrAviFile& file) : m_headers(file), m_scanned(file) {}
+    explicit CKrChunkSight(const SKrVerifyFile& file) : m_headers(file), m_scanned(file) {}
 
     // Looks at a place in a list that ends at `end`.
     SKrSight At(uint64_t position, uint64_t end);

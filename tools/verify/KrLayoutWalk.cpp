@@ -3,7 +3,6 @@
 #include "format/KrFourCC.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrAviFile.h"
 #include "tools/input/KrChunkWalk.h"
 
 #include <algorithm>
@@ -17,9 +16,9 @@ constexpr uint32_t kTypeSize = 4;
 constexpr uint64_t kListHeaderSize = kChunkHeaderSize + kTypeSize;
 } // namespace
 
-CKrLayoutWalk::CKrLayoutWalk(const CKrAviFile& file, SKrVerifyModel& model, CKrVerifyResults& results,
+CKrLayoutWalk::CKrLayoutWalk(const SKrVerifyFile& file, SKrVerifyModel& model, CKrVerifyResults& results,
                              CKrProgress& progress)
-    : m_length(file.Length()), m_model(model), m_results(results), m_progress(progress), m_sight(file)
+    : m_length(file.length), m_model(model), m_results(results), m_progress(progress), m_sight(file)
 {
 }
 
@@ -224,29 +223,36 @@ void CKrLayoutWalk::MoveTo(uint64_t position, bool isOddChunk)
 {
     m_position = position;
     LeaveLevels();
-    if (m_position % 2 != 0 && m_position < m_length)
+    if ((m_position % 2 != 0 || isOddChunk) && m_position < m_length)
         Align(isOddChunk);
     LeaveLevels();
 }
 
-// Steps over the padding byte behind an odd end, unless the next chunk begins at once.
+// Steps over the padding byte. Behind a chunk without one the next chunks start at odd positions, and some
+// writers pad by the size, others by the position: what stands there decides.
 void CKrLayoutWalk::Align(bool isOddChunk)
 {
     const uint64_t end = Top().end;
+    const bool isOddPosition = m_position % 2 != 0;
     const SKrSight padded = m_sight.At(m_position + 1, end);
-    if (m_position + 1 < end && !padded.isKnown)
+    const SKrSight unpadded = m_sight.At(m_position, end);
+    bool isPadded = isOddChunk && isOddPosition;
+    if (padded.isKnown != unpadded.isKnown)
+        isPadded = padded.isKnown;
+    else if (padded.isPlausible != unpadded.isPlausible)
+        isPadded = padded.isPlausible;
+    if (isOddPosition && m_position + 1 == end)
+        isPadded = true;
+    if (isPadded)
     {
-        const SKrSight unpadded = m_sight.At(m_position, end);
-        if (unpadded.isKnown || (unpadded.isPlausible && !padded.isPlausible))
-        {
-            if (isOddChunk)
-                m_results.Add(unpadded.id == kFccJunk ? EKrCheck::PaddingByFiller : EKrCheck::PaddingMissing,
-                              m_position, "a padding byte", FourCcText(unpadded.id));
-            return;
-        }
+        Account(EKrBytes::Padding, 1);
+        ++m_position;
     }
-    Account(EKrBytes::Padding, 1);
-    ++m_position;
+    else if (isOddChunk && isOddPosition)
+    {
+        m_results.Add(unpadded.id == kFccJunk ? EKrCheck::PaddingByFiller : EKrCheck::PaddingMissing,
+                      m_position, "a padding byte", FourCcText(unpadded.id));
+    }
 }
 
 void CKrLayoutWalk::LeaveLevels()

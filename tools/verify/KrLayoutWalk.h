@@ -15,13 +15,12 @@
 
 namespace KrTool
 {
-class CKrAviFile;
 class CKrProgress;
 
 class CKrLayoutWalk
 {
 public:
-    CKrLayoutWalk(const CKrAviFile& file, SKrVerifyModel& model, CKrVerifyResults& results,
+    CKrLayoutWalk(const SKrVerifyFile& file, SKrVerifyModel& model, CKrVerifyResults& results,
                   CKrProgress& progress);
 
     void Run();

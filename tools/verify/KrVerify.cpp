@@ -2,7 +2,6 @@
 
 #include "format/KrFourCC.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrAviFile.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrLayoutWalk.h"
 
@@ -91,7 +90,7 @@ void CountChunks(const SKrVerifyContext& context)
 }
 } // namespace
 
-void Verify(const CKrAviFile& file, SKrVerification& verification, CKrProgress& progress)
+void Verify(const SKrVerifyFile& file, SKrVerification& verification, CKrProgress& progress)
 {
     CKrLayoutWalk(file, verification.model, verification.results, progress).Run();
     CKrVerifyWindow window(file);

@@ -8,7 +8,6 @@
 
 namespace KrTool
 {
-class CKrAviFile;
 class CKrProgress;
 
 struct SKrVerification
@@ -34,7 +33,7 @@ void CheckOpenDmlIndexes(const SKrVerifyContext& context);
 void CheckPrivateChunks(const SKrVerifyContext& context);
 
 // Throws CKrToolError when the file cannot be read.
-void Verify(const CKrAviFile& file, SKrVerification& verification, CKrProgress& progress);
+void Verify(const SKrVerifyFile& file, SKrVerification& verification, CKrProgress& progress);
 } // namespace KrTool
 
 #endif

@@ -1,20 +1,42 @@
 #include "tools/verify/KrVerifyWindow.h"
 
+#include "format/KrFourCC.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrAviFile.h"
+#include "tools/input/KrLittleEndian.h"
+#include "tools/input/KrWaveInput.h"
 
 #include <algorithm>
 
 namespace KrTool
 {
-uint64_t CKrVerifyWindow::Length() const
+namespace
 {
-    return m_file.Length();
+constexpr size_t kHeaderSize = 12;
+} // namespace
+
+SKrVerifyFile OpenForVerifying(const std::string& path, std::string& refusal)
+{
+    SKrVerifyFile opened{path, OpenInput(path)};
+    opened.length = ReadLength(*opened.file, path);
+    try
+    {
+        const CKrAviFile accepted(path);
+    }
+    catch (const CKrToolError& error)
+    {
+        CKrVerifyWindow window(opened);
+        const std::span<const uint8_t> head = window.At(0, kHeaderSize);
+        if (GetLe32(head, 0) != kFccRiff || GetLe32(head, 8) != kFccAvi)
+            throw;
+        refusal = error.what();
+    }
+    return opened;
 }
 
 std::span<const uint8_t> CKrVerifyWindow::From(uint64_t position, size_t count)
 {
-    const uint64_t length = Length();
+    const uint64_t length = m_file.length;
     if (position >= length)
         return {};
     const auto wanted = static_cast<size_t>(std::min<uint64_t>(count, length - position));
@@ -33,15 +55,9 @@ void CKrVerifyWindow::Load(uint64_t position, size_t count)
 {
     const bool follows = position >= m_position && position - m_position <= 2 * m_bytes.size();
     m_reach = follows ? std::min(2 * m_reach, kLargest) : kSmallest;
-    m_bytes.resize(static_cast<size_t>(std::min<uint64_t>(std::max(count, m_reach), Length() - position)));
+    m_bytes.resize(
+        static_cast<size_t>(std::min<uint64_t>(std::max(count, m_reach), m_file.length - position)));
     m_position = position;
-    for (size_t done = 0; done < m_bytes.size();)
-    {
-        const size_t got = m_file.ReadAt(position + done, m_bytes.data() + done, m_bytes.size() - done);
-        if (got == 0)
-            throw CKrToolError(m_file.Path(),
-                               "it cannot be read at position " + std::to_string(position + done));
-        done += got;
-    }
+    ReadExactly(*m_file.file, m_file.path, position, m_bytes.data(), m_bytes.size());
 }
 } // namespace KrTool

@@ -49,7 +49,7 @@ def test_every_damage_is_found_and_nothing_else(kravi):
 def test_every_check_has_a_damage(kravi):
     listed = exit_code(kravi("verify", "--list-checks", "--json"), 0).json()["checks"]
     tried = set().union(*(damaged(row)[2] for row in DAMAGES))
-    elsewhere = {"segment-beyond-1gib", "segment-beyond-2gib", "streams-too-many", "list-too-deep"}
+    elsewhere = {"segment-beyond-1gib", "segment-beyond-2gib", "streams-too-many", "list-too-deep", "segments-too-many"}
     beyond = {"chunks-too-many"}  # a file of its own would have 16777217 chunks
     equal({entry["code"] for entry in listed} - tried - elsewhere, beyond, "checks without a damage")
 
@@ -85,6 +85,9 @@ def test_arguments(kravi):
     check("no such file" in exit_code(kravi("verify", "nowhere.avi", "--json"), 2).json()["error"]["cause"], "missing")
     kravi.write("text.avi", b"These are words, and more words follow them. " * 40)
     exit_code(kravi("verify", "text.avi"), 2)
+    kravi.write("clip.avi", base("simple"))
+    lines = exit_code(kravi("verify", "clip.avi", "--progress=json"), 0).err.splitlines()
+    check(lines and all('"verb":"verify"' in line for line in lines), str(lines))
 
 
 def test_text_tells_the_same(kravi):
@@ -184,6 +187,7 @@ def test_hostile_shapes_end_in_time(kravi):
         survives(kravi, avi.chunk(b"RIFF", b"AVI " + head + movi + b"idx1\x10\0\0\0" + b"00dc" * 4), what)
         if kravi.is_emulated:
             break
+        equal("segments-too-many" in codes(kravi("verify", "clip.avi", "--json").json()), what == "segments", what)
     entries = struct.pack("<4sIII", b"00dc", 0x10, 77, 2) * (million // 10)
     survives(kravi, avi.chunk(b"RIFF", b"AVI " + head + avi.lst(b"movi", b"00dc" * 40) + avi.chunk(b"idx1", entries)),
              "entries at nothing")

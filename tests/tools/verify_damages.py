@@ -35,6 +35,18 @@ def both():
     return bytes(data.data)
 
 
+def inner(sub_type, words):
+    """A super index that holds the entries of the chunks itself."""
+    tracks = streams()
+    data = Patient(avi.simple_avi(tracks))
+    head = struct.pack("<HBBI4sQI", words, sub_type, 1, 6, b"00dc", 0, 0)
+    size = len(avi.chunk(b"indx", head + bytes(6 * 4 * words)))
+    entries = b"".join(struct.pack("<II", tracks[0].positions[number] + size, len(tracks[0].chunks[number])) +
+                       bytes(4 * words - 8) for number in range(6))
+    data.insert(data.find(b"strl", 1) - 8, avi.chunk(b"indx", head + entries), "RIFF", "hdrl", "strl")
+    return bytes(data.data)
+
+
 # What is built, and what is found without damage.
 BASES = {
     "simple": (lambda: avi.simple_avi(streams()), set()),
@@ -43,6 +55,8 @@ BASES = {
     "both": (both, set()),
     "marked": (marked, {"idx1-marker", "idx1-offsets-marked"}),
     "absolute": (lambda: avi.simple_avi(streams(), relative=False), {"idx1-offsets-absolute"}),
+    "inner": (lambda: inner(0, 2), {"indx-missing"}),
+    "fields": (lambda: inner(1, 3), {"indx-missing"}),
     "groups": (lambda: avi.simple_avi(streams(), groups=3), {"rec-list", "index-missing"}),
     "plain": (lambda: avi.simple_avi(streams(), idx1=False), {"index-missing"}),
     "empty": (lambda: avi.simple_avi([avi.video([b"", b"ab", b"", b"", b"cd"])]), {"chunk-empty"}),
@@ -105,7 +119,7 @@ class Patient:
         return self.find(chunk_id, number, self.find(b"movi"))
 
     def insert(self, position, extra, *lists):
-        """Makes room; the lists that are named grow, and indexes follow."""
+        """Makes room; the lists that are named grow, and indexes follow. Returns the position."""
         self.follow(position, len(extra), lists)
         self.data[position:position] = extra
         return position
@@ -373,6 +387,10 @@ OPEN_DML = rows(
 ) + rows(
     "both", ("key frame in one index only", "index-key-differs",
              lambda p: p.put(p.standard(1, 7), 0x80, "<B") * 0 + p.chunk(1))) + rows(
+    "inner", ("entry inside of 'indx'", "ix-entry-no-chunk", lambda p: p.add(p.field(b"indx", 24 + 8), 2),
+              "ix-chunk-missing")) + rows(
+    "fields", ("size inside of 'indx' with fields", "ix-size-differs",
+               lambda p: p.add(p.field(b"indx", 24 + 12 + 4), 2))) + rows(
     "dml", ("no 'idx1' beside OpenDML", "idx1-absent", lambda p: 0))
 
 PRIVATE = rows(

@@ -89,8 +89,11 @@ constexpr std::array<SKrCheck, kCheckCount> kChecks = {{
     {DataKind, "data-kind", Warning, "The id of a data chunk does not fit the kind of its stream",
      "Readers that go by the whole id miss the chunk"},
     {ChunksTooMany, "chunks-too-many", Warning,
-     "The file has more data chunks than are held; what is behind them is not compared with the indexes",
+     "The file has more data chunks or standard indexes than are held; what is behind them is not compared",
      "Days of recording have fewer"},
+    {SegmentsTooMany, "segments-too-many", Warning,
+     "The file has more than 65,535 segments; those behind them count as one",
+     "Such a file was made by accident or to do harm"},
     {StreamsTooMany, "streams-too-many", Warning, "The headers have more streams than are looked at",
      "Chunk ids have room for 256"},
 

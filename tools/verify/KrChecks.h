@@ -53,6 +53,7 @@ enum class EKrCheck : uint8_t
     DataNoStream,
     DataKind,
     ChunksTooMany,
+    SegmentsTooMany,
     StreamsTooMany,
 
     AvihMissing,

@@ -1,5 +1,6 @@
 #include "tools/verify/KrChunkSight.h"
 
+#include "tools/command/KrProgress.h"
 #include "tools/input/KrChunkWalk.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/recover/KrChunkMark.h"
@@ -80,6 +81,7 @@ uint64_t CKrChunkSight::CountZeros(CKrVerifyWindow& window, uint64_t from, uint6
         position += static_cast<uint64_t>(other - bytes.begin());
         if (other != bytes.end() || bytes.empty())
             break;
+        m_progress.Advance(position);
     }
     return position - from;
 }
@@ -103,6 +105,7 @@ uint64_t CKrChunkSight::FindNext(uint64_t from, uint64_t end)
             return std::min(position + found.place, end);
         if (!found.found && position + bytes.size() >= end)
             break;
+        m_progress.Advance(position);
         position += std::max<size_t>(found.place + (found.found ? 1 : 0), 1);
     }
     return end;

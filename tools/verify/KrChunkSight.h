@@ -8,6 +8,7 @@
 
 namespace KrTool
 {
+class CKrProgress;
 
 struct SKrSight
 {
@@ -22,7 +23,10 @@ struct SKrSight
 class CKrChunkSight
 {
 public:
-    explicit CKrChunkSight(const SKrVerifyFile& file) : m_headers(file), m_scanned(file) {}
+    CKrChunkSight(const SKrVerifyFile& file, CKrProgress& progress)
+        : m_progress(progress), m_headers(file), m_scanned(file)
+    {
+    }
 
     // Looks at a place in a list that ends at `end`.
     SKrSight At(uint64_t position, uint64_t end);
@@ -35,9 +39,10 @@ public:
     uint64_t CountZeros(uint64_t from, uint64_t end) { return CountZeros(m_scanned, from, end); }
 
 private:
-    static uint64_t CountZeros(CKrVerifyWindow& window, uint64_t from, uint64_t end);
+    uint64_t CountZeros(CKrVerifyWindow& window, uint64_t from, uint64_t end);
     bool IsConfirmed(uint64_t position, uint64_t end);
 
+    CKrProgress& m_progress;
     CKrVerifyWindow m_headers;
     CKrVerifyWindow m_scanned; // of its own, so that looks at headers do not drive a scan's bytes out
 };

@@ -89,7 +89,7 @@ void CKrLayoutWalk::NoteChunk(const SKrSight& sight, EKrBytes& bytes)
     {
         bytes = EKrBytes::Indexes;
         NotePlace(kInMovi, sight);
-        m_model.standardIndexes.push_back({chunk});
+        NoteStandardIndex(chunk);
     }
     else if (const SKrChunkKind* const kind = KindOfChunk(sight.id); kind != nullptr)
     {
@@ -129,13 +129,22 @@ void CKrLayoutWalk::NoteData(const SKrSight& sight, const SKrDataTag& tag)
     }
     SKrDataChunk chunk;
     chunk.position = m_position & kLastDataPosition;
-    chunk.segment =
-        std::min<uint64_t>(m_model.segments.empty() ? 0 : m_model.segments.size() - 1, kLastSegmentNumber) &
-        kLastSegmentNumber;
+    chunk.segment = m_model.segments.empty() ? 0 : (m_model.segments.size() - 1) & kMostSegments;
     chunk.size = sight.size;
     chunk.stream = static_cast<uint16_t>(tag.stream);
     chunk.kind = tag.content;
     m_model.chunks.push_back(chunk);
+}
+
+void CKrLayoutWalk::NoteStandardIndex(const SKrPlacedChunk& chunk)
+{
+    if (m_model.standardIndexes.size() < kMostStandardIndexes)
+    {
+        m_model.standardIndexes.push_back({chunk});
+        return;
+    }
+    m_model.isCut = true;
+    m_results.Add(EKrCheck::ChunksTooMany, m_position, FoundId("at most 4194304 standard indexes", chunk.id));
 }
 
 void CKrLayoutWalk::NoteHeader(std::optional<SKrPlacedChunk>& place, const SKrPlacedChunk& chunk,

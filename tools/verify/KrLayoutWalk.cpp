@@ -18,7 +18,7 @@ constexpr uint64_t kListHeaderSize = kChunkHeaderSize + kTypeSize;
 
 CKrLayoutWalk::CKrLayoutWalk(const SKrVerifyFile& file, SKrVerifyModel& model, CKrVerifyResults& results,
                              CKrProgress& progress)
-    : m_length(file.length), m_model(model), m_results(results), m_progress(progress), m_sight(file)
+    : m_length(file.length), m_model(model), m_results(results), m_progress(progress), m_sight(file, progress)
 {
 }
 
@@ -120,6 +120,11 @@ void CKrLayoutWalk::NoteSegment(const SKrSight& sight)
     else if (size > kGib && m_model.segments.empty())
         m_results.Add(EKrCheck::SegmentBeyond1Gib, m_position, "1073741824 bytes at most",
                       Counted(size, "byte"));
+    if (m_model.segments.size() == kMostSegments)
+    {
+        m_results.Add(EKrCheck::SegmentsTooMany, m_position, FoundId("65535 segments at most", sight.type));
+        return;
+    }
     m_model.segments.push_back({m_position, sight.type, sight.size, {}, {}});
 }
 

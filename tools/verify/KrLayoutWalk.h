@@ -47,6 +47,7 @@ private:
     uint64_t ResolveEnd(const SKrSight& sight);
     void NoteChunk(const SKrSight& sight, EKrBytes& bytes);
     void NoteData(const SKrSight& sight, const SKrDataTag& tag);
+    void NoteStandardIndex(const SKrPlacedChunk& chunk);
     void NoteKnown(const SKrPlacedChunk& chunk);
     void NotePlace(uint32_t places, const SKrSight& sight);
     void NoteHeader(std::optional<SKrPlacedChunk>& place, const SKrPlacedChunk& chunk, bool isInOrder);

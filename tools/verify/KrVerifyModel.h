@@ -39,7 +39,7 @@ struct SKrDataChunk
     static constexpr uint8_t kKeyInIx = 8;
 
     uint64_t position : 48 = 0; // of the header
-    uint64_t segment : 16 = 0;  // the last number stands for all behind it, too
+    uint64_t segment : 16 = 0;
     uint32_t size = 0;
     uint16_t stream = 0;
     EKrContent kind = EKrContent::Other;
@@ -47,7 +47,6 @@ struct SKrDataChunk
 };
 static_assert(sizeof(SKrDataChunk) == 16);
 
-constexpr uint64_t kLastSegmentNumber = 0xFFFF;
 constexpr uint64_t kLastDataPosition = (uint64_t{1} << 48) - 1;
 
 struct SKrSegmentPlace
@@ -133,6 +132,8 @@ struct SKrVerifyModel
 };
 
 constexpr size_t kMostVerifiedChunks = size_t{1} << 24;
+constexpr size_t kMostStandardIndexes = size_t{1} << 22;
+constexpr size_t kMostSegments = 0xFFFF;
 } // namespace KrTool
 
 #endif

@@ -139,7 +139,9 @@ def open_dml_avi(streams, segments=2):
             index = struct.pack("<HBBI4sQI", 2, 0, 1, len(found[number]), chunk_id(number, stream), base, 0)
             index += b"".join(struct.pack("<II", position - base, size) for position, size in found[number])
             position = movi_data + len(movi)
-            struct.pack_into("<QII", supers[number], 24 + 16 * segment, position, len(index) + 8, len(found[number]))
+            size = stream.sample_size
+            duration = sum(length // size for _, length in found[number]) if size else len(found[number])
+            struct.pack_into("<QII", supers[number], 24 + 16 * segment, position, len(index) + 8, duration)
             movi += chunk(b"ix%02x" % number, index)
         bodies.append(bytes(movi))
         start += 12 + before + 12 + len(movi)

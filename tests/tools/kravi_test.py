@@ -19,12 +19,13 @@ import cases_paths
 import cases_progress
 import cases_recover
 import cases_report
+import cases_verify
 import cases_write
 import json_schemas
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile, cases_manual, cases_progress,
+CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_verify, cases_hostile, cases_manual, cases_progress,
          cases_interruption, cases_paths]
 
 

@@ -16,6 +16,7 @@ void AddRewrapVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
 void AddManVerb(CKrVerbTable& verbs);
 void AddCompletionVerb(CKrVerbTable& verbs);
+void AddVerifyVerb(CKrVerbTable& verbs);
 } // namespace KrTool
 
 #endif

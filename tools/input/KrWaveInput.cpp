@@ -35,6 +35,14 @@ std::shared_ptr<IKrFile> OpenInput(const std::string& path)
     return file;
 }
 
+uint64_t ReadLength(IKrFile& file, const std::string& path)
+{
+    const std::optional<uint64_t> length = file.Size();
+    if (!length)
+        throw CKrToolError(path, "its length cannot be told");
+    return *length;
+}
+
 void ReadExactly(IKrFile& file, const std::string& path, uint64_t position, uint8_t* buffer, size_t count)
 {
     const SKrTransfer transfer = file.ReadAt(position, buffer, count);

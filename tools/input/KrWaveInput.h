@@ -39,6 +39,9 @@ private:
 // Opens any file for reading, or throws CKrToolError.
 std::shared_ptr<IKrFile> OpenInput(const std::string& path);
 
+// The length of an open file, or throws CKrToolError.
+uint64_t ReadLength(IKrFile& file, const std::string& path);
+
 // Fills a buffer from a file, or throws CKrToolError.
 void ReadExactly(IKrFile& file, const std::string& path, uint64_t position, uint8_t* buffer, size_t count);
 } // namespace KrTool

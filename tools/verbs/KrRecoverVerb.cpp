@@ -50,14 +50,6 @@ const char* KindName(EKrStreamKind kind)
     return kind == EKrStreamKind::Video ? "video" : "audio";
 }
 
-uint64_t ReadLength(IKrFile& file, const std::string& path)
-{
-    const std::optional<uint64_t> length = file.Size();
-    if (!length)
-        throw CKrToolError(path, "its length cannot be told");
-    return *length;
-}
-
 // Makes the sound behind each damage start with a whole sample frame: takes away what is left of the one
 // that the damage cut. Returns the bytes taken away.
 uint64_t CutBrokenSamples(SKrFoundStream& stream, uint32_t blockAlign)

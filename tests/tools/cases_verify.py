@@ -1,0 +1,193 @@
+"""verify: files with one known damage each, and what must be found at which place."""
+
+import os
+import random
+import struct
+
+import avi_builder as avi
+from cases_write import jpegs, sound, wave
+from kravi_runner import check, equal, exit_code
+from verify_damages import DAMAGES, base, damaged
+
+DOCUMENT = os.path.join(os.path.dirname(__file__), "..", "..", "docs", "verify.md")
+
+
+def verified(kravi, data, code=None):
+    result = kravi("verify", kravi.write("clip.avi", bytes(data)), "--json")
+    check(result.code in (0, 1) if code is None else result.code == code, str(result))
+    return result.json()
+
+
+def codes(report):
+    return {result["code"] for result in report["results"]}
+
+
+def test_good_files_have_at_most_notes(kravi):
+    for name, notes in (("simple", set()), ("private", set()), ("dml", {"idx1-absent"})):
+        report = verified(kravi, base(name), 0)
+        equal(codes(report), notes, name)
+        equal(sum(report["bytes"].values()), len(base(name)), f"bytes of {name}")
+        equal((report["counts"]["notes"], report["findings"]), (len(notes), []), name)
+
+
+def test_every_damage_is_found_and_nothing_else(kravi):
+    for number, row in enumerate(DAMAGES):
+        if kravi.is_emulated and number % 8 != 0:
+            continue
+        data, offset, wanted = damaged(row)
+        report = verified(kravi, data)
+        found = {result["code"]: result for result in report["results"]}
+        equal(set(found), wanted, f"{row.name}: codes")
+        place = found[row.code]["places"][0]
+        equal(place["offset"], offset, f"{row.name}: offset of {row.code}")
+        check(place["expected"] and place["found"] and place["expected"] != place["found"], f"{row.name}: {place}")
+        severities = {result["severity"] for result in report["results"]}
+        equal(bool(report["findings"]), bool(severities & {"error", "warning"}), f"{row.name}: findings")
+        equal(sum(report["bytes"].values()), len(data), f"{row.name}: bytes")
+
+
+def test_every_check_has_a_damage(kravi):
+    listed = exit_code(kravi("verify", "--list-checks", "--json"), 0).json()["checks"]
+    tried = set().union(*(damaged(row)[2] for row in DAMAGES))
+    elsewhere = {"segment-beyond-1gib", "segment-beyond-2gib", "streams-too-many", "list-too-deep", "segments-too-many"}
+    beyond = {"chunks-too-many"}  # a file of its own would have 16777217 chunks
+    equal({entry["code"] for entry in listed} - tried - elsewhere, beyond, "checks without a damage")
+
+
+def test_list_of_checks_text_and_document_agree(kravi):
+    listed = exit_code(kravi("verify", "--list-checks", "--json"), 0).json()["checks"]
+    check(len(listed) >= 100 and len({entry["code"] for entry in listed}) == len(listed), "codes")
+    text = exit_code(kravi("verify", "--list-checks"), 0).out
+    with open(DOCUMENT, encoding="utf-8") as file:
+        rows = [line for line in file.read().splitlines() if line.startswith("| `")]
+    equal(rows, [f"| `{entry['code']}` | {entry['severity']} | {entry['meaning']} | {entry['hint']} |"
+                 for entry in listed], "the document's rows")
+    for entry in listed:
+        check(f"{entry['code']} ({entry['severity']})\n  {entry['meaning']}.\n" in text, f"text of {entry['code']}")
+
+
+def test_files_that_kravi_wrote_have_only_notes(kravi):
+    """What looks odd in them is meant: docs/verify.md tells the reasons."""
+    notes = {"movi-first-not-data", "idx1-rest", "idx1-marker", "idx1-offsets-marked", "padding-by-filler"}
+    jpegs(kravi, 30)
+    kravi.write("in.wav", wave(sound(30)))
+    exit_code(kravi("write", "own.avi", "--jpeg", "f%03d.jpg", "--audio", "in.wav", "--rate", "29.97"), 0)
+    kravi.write("in.avi", base("simple"))
+    exit_code(kravi("rewrap", "in.avi", "copy.avi"), 0)
+    for name, also in (("own.avi", {"avih-frame-time"}), ("copy.avi", set())):
+        report = exit_code(kravi("verify", name, "--json"), 0).json()
+        equal(codes(report), notes | also, name)
+        equal(report["bytes"]["unaccounted"], 0, name)
+
+
+def test_arguments(kravi):
+    check("FILE is required" in exit_code(kravi("verify"), 2).err, "no file")
+    check("no such file" in exit_code(kravi("verify", "nowhere.avi", "--json"), 2).json()["error"]["cause"], "missing")
+    kravi.write("text.avi", b"These are words, and more words follow them. " * 40)
+    exit_code(kravi("verify", "text.avi"), 2)
+    kravi.write("clip.avi", base("simple"))
+    lines = exit_code(kravi("verify", "clip.avi", "--progress=json"), 0).err.splitlines()
+    check(lines and all('"verb":"verify"' in line for line in lines), str(lines))
+
+
+def test_text_tells_the_same(kravi):
+    data, _, _ = damaged(next(row for row in DAMAGES if row.name == "frames in avih"))
+    text = exit_code(kravi("verify", kravi.write("clip.avi", bytes(data))), 1).out
+    check("warning avih-frames: " in text and "expected 6, found 7" in text, text)
+    check(text.endswith("finding: 0 kinds of error, 1 kind of warning\n"), text)
+
+
+def test_many_places_are_summed_up(kravi):
+    data = bytearray(avi.simple_avi([avi.video([b"ab"] * 3000)]))
+    index = data.rindex(b"idx1") + 8
+    for entry in range(3000):
+        struct.pack_into("<I", data, index + 16 * entry + 12, 3)
+    result = kravi("verify", kravi.write("clip.avi", bytes(data)), "--json")
+    [found] = result.json()["results"]
+    equal((found["code"], found["count"], len(found["places"])), ("idx1-size-differs", 3000, 5), "result")
+    check(len(result.out) < 4000, "length of the report")
+    check("and 2995 more" in kravi("verify", "clip.avi").out, "text")
+
+
+def test_segments_beyond_their_limits(kravi):
+    """Holes take no room on the disk."""
+    data = avi.simple_avi(avi.standard_streams(2))
+    index = data.rindex(b"idx1")
+    movi = data.index(b"movi")
+    for size, code in ((1 << 30, "segment-beyond-1gib"), (1 << 31, "segment-beyond-2gib")):
+        if kravi.is_emulated and code.endswith("2gib"):
+            continue
+        head = bytearray(data[:index] + b"JUNK" + struct.pack("<I", size))
+        struct.pack_into("<I", head, 4, len(data) + size)
+        struct.pack_into("<I", head, movi - 4, struct.unpack_from("<I", head, movi - 4)[0] + size + 8)
+        with open(kravi.path("large.avi"), "wb") as file:
+            file.write(head)
+            file.seek(index + 8 + size)
+            file.write(data[index:])
+        report = kravi("verify", "large.avi", "--json").json()
+        equal(codes(report), {code}, f"{size} bytes")
+        equal(report["bytes"]["filler"], size, "filler")
+
+
+def test_lists_without_end_and_too_many_streams(kravi):
+    deep = b"".join(b"LIST" + struct.pack("<I", 0x7FFFFFFF) + b"strl" for _ in range(20000))
+    report = verified(kravi, avi.simple_avi(avi.standard_streams(2), before_movi=deep), 1)
+    check({"list-too-deep", "list-overruns-list"} <= codes(report), str(codes(report)))
+    streams = [avi.video([b"ab"]) for _ in range(257)]
+    data = avi.header_list(streams, 1) + avi.lst(b"movi", b"00dc\2\0\0\0ab")
+    report = verified(kravi, avi.chunk(b"RIFF", b"AVI " + data), 1)
+    check("streams-too-many" in codes(report), str(codes(report)))
+
+
+def survives(kravi, data, what):
+    result = kravi("verify", kravi.write("clip.avi", bytes(data)), "--json")
+    check(result.code in (0, 1, 2), f"{what}: {result}")
+    report = result.json()
+    equal("error" in report, result.code == 2, what)
+    if "bytes" in report:
+        equal(sum(report["bytes"].values()), len(data), f"{what}: bytes")
+    check(len(result.out) < 200000, f"{what}: prints {len(result.out)} characters")
+    return result.code
+
+
+def test_truncated_at_every_structure(kravi):
+    for name in ("simple", "dml", "private"):
+        data = base(name)
+        ids = (b"RIFF", b"LIST", b"hdrl", b"avih", b"strl", b"strh", b"strf", b"indx", b"odml", b"dmlh", b"KrlA",
+               b"movi", b"00dc", b"01wb", b"ix00", b"idx1")
+        places = {data.find(one, start) for one in ids for start in (0, len(data) // 2)} - {-1}
+        for place in sorted(places)[::12 if kravi.is_emulated else 1]:
+            for length in (place, place + 4, place + 8, place + 13):
+                if not kravi.is_emulated or length == place + 4:
+                    equal(survives(kravi, data[:length], f"{name} cut at {length}") == 0, length == len(data), "cut")
+
+
+def test_random_damage(kravi):
+    source = random.Random(11)
+    for attempt in range(3 if kravi.is_emulated else 300):
+        data = bytearray(base(("simple", "dml", "private")[attempt % 3]))
+        headers = data.index(b"movi") + 20
+        for _ in range(source.randint(1, 12)):
+            area = headers if source.random() < 0.6 else len(data)
+            data[source.randrange(area)] = source.choice((0, 1, 0x7F, 0x80, 0xFF, source.randrange(256)))
+        survives(kravi, data, f"change {attempt}")
+
+
+def test_hostile_shapes_end_in_time(kravi):
+    million = 30000 if kravi.is_emulated else 1000000
+    head = avi.header_list([avi.video([b"ab"])], 1)
+    shapes = {"headers without data": b"00dc\0\0\0\0" * million,
+              "headers that overlap": b"00dc\x10\0\0\0" * million,
+              "segments": b"RIFF\4\0\0\0AVIX" * million,
+              "open lists": b"LIST\0\0\0\0rec " * million,
+              "zeros": bytes(8 * million),
+              "letters": b"00d" * million}
+    for what, content in shapes.items():
+        movi = b"LIST" + struct.pack("<I", len(content) + 4) + b"movi" + content
+        survives(kravi, avi.chunk(b"RIFF", b"AVI " + head + movi + b"idx1\x10\0\0\0" + b"00dc" * 4), what)
+        if kravi.is_emulated:
+            break
+        equal("segments-too-many" in codes(kravi("verify", "clip.avi", "--json").json()), what == "segments", what)
+    entries = struct.pack("<4sIII", b"00dc", 0x10, 77, 2) * (million // 10)
+    survives(kravi, avi.chunk(b"RIFF", b"AVI " + head + avi.lst(b"movi", b"00dc" * 40) + avi.chunk(b"idx1", entries)),
+             "entries at nothing")

@@ -1,0 +1,157 @@
+// kravi verify: what is wrong with the structure of a file.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/verify/KrVerify.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "verify",
+    "Check the structure of the file: every byte, header values, indexes",
+    {
+        "Walks all chunk headers and compares sizes, headers, 'idx1', OpenDML indexes and private chunks "
+        "with what "
+        "is there. Each result has a code that stays the same, a severity (error: readers fail or lose data; "
+        "warning: some programs trip over it; note: worth knowing), the places in the file, and a hint. Of "
+        "many "
+        "places with the same code the first five are shown. --list-checks tells all codes.",
+        "Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not "
+        "looked at.",
+    },
+    {
+        "kravi verify clip.avi",
+        "kravi verify clip.avi --json",
+        "kravi verify --list-checks",
+    },
+};
+
+struct SKrVerifyOptions
+{
+    std::string file;
+    bool listChecks = false;
+};
+
+Json CheckJson(const SKrCheck& check)
+{
+    return {{"code", check.code},
+            {"severity", SeverityName(check.severity)},
+            {"meaning", check.meaning},
+            {"hint", check.hint}};
+}
+
+void ListChecks(CKrReport& report)
+{
+    report.BeginRows("checks", "");
+    for (const SKrCheck& check : AllChecks())
+        report.Row(CheckJson(check), std::string(check.code) + " (" + SeverityName(check.severity) + ")\n  " +
+                                         check.meaning + ".\n  " + check.hint + ".\n");
+    report.EndRows();
+}
+
+Json ResultJson(const SKrCheck& check, const SKrCheckResult& result)
+{
+    Json json = CheckJson(check);
+    json["count"] = result.count;
+    json["places"] = Json::array();
+    for (const SKrPlace& place : result.places)
+        json["places"].push_back(
+            {{"offset", place.offset}, {"expected", place.what.expected}, {"found", place.what.found}});
+    return json;
+}
+
+std::string ResultText(const SKrCheck& check, const SKrCheckResult& result)
+{
+    std::string text = std::string(SeverityName(check.severity)) + ' ' + check.code + ": " + check.meaning;
+    text += result.count > 1 ? " (" + std::to_string(result.count) + " times).\n" : ".\n";
+    for (const SKrPlace& place : result.places)
+        text += "  at " + std::to_string(place.offset) + ": expected " + place.what.expected + ", found " +
+                place.what.found + '\n';
+    if (result.count > result.places.size())
+        text += "  and " + std::to_string(result.count - result.places.size()) + " more\n";
+    return text + "  " + check.hint + ".\n";
+}
+
+// Prints the results, the worst first, and returns how many codes of each severity there are.
+std::array<uint64_t, 3> ReportResults(const CKrVerifyResults& results, CKrReport& report)
+{
+    std::array<uint64_t, 3> counts = {};
+    report.BeginRows("results", "");
+    for (const EKrSeverity severity : {EKrSeverity::Error, EKrSeverity::Warning, EKrSeverity::Note})
+    {
+        for (const SKrCheck& check : AllChecks())
+        {
+            const SKrCheckResult& result = results.Of(check.check);
+            if (check.severity != severity || result.count == 0)
+                continue;
+            ++counts[static_cast<size_t>(severity)];
+            report.Row(ResultJson(check, result), ResultText(check, result));
+        }
+    }
+    report.EndRows();
+    return counts;
+}
+
+void ReportContents(const SKrVerifyModel& model, CKrReport& report)
+{
+    report.Fact("contents", {{"segments", model.segments.size()},
+                             {"streams", model.streams.size()},
+                             {"dataChunks", model.chunks.size()},
+                             {"idx1Entries", model.oldIndexEntries},
+                             {"standardIndexes", model.standardIndexes.size()},
+                             {"standardIndexEntries", model.standardIndexEntries}});
+    static constexpr std::array<const char*, static_cast<size_t>(EKrBytes::Count)> kNames = {
+        "chunkHeaders", "streamHeaders", "data",  "indexes",    "privateChunks",
+        "filler",       "padding",       "other", "unaccounted"};
+    Json bytes = Json::object();
+    for (size_t use = 0; use < kNames.size(); ++use)
+        bytes[kNames[use]] = model.bytes[use];
+    report.Fact("bytes", bytes);
+}
+
+void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (options.listChecks)
+    {
+        ListChecks(report);
+        return;
+    }
+    if (options.file.empty())
+        throw CKrToolError({}, "FILE is required; see kravi verify --help");
+    std::string refusal;
+    const SKrVerifyFile file = OpenForVerifying(options.file, refusal);
+    report.Fact("file", file.path);
+    report.Fact("length", file.length);
+    SKrVerification verification;
+    if (!refusal.empty())
+        verification.results.Add(EKrCheck::ReaderRefuses, 0, "a file that can be opened", refusal);
+    Verify(file, verification, progress);
+    ReportContents(verification.model, report);
+    const auto [errors, warnings, notes] = ReportResults(verification.results, report);
+    report.Fact("counts", {{"errors", errors}, {"warnings", warnings}, {"notes", notes}});
+    if (errors + warnings != 0)
+        report.Finding(Counted(errors, "kind") + " of error, " + Counted(warnings, "kind") + " of warning");
+}
+} // namespace
+
+void AddVerifyVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrVerifyOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunVerify(*options, report, progress); });
+    verb.get_option("FILE")->required(false);
+    verb.add_flag("--list-checks", options->listChecks,
+                  "List all checks instead: code, severity, meaning and hint");
+}
+} // namespace KrTool

@@ -1,0 +1,166 @@
+// 'avih' and 'dmlh' against the content.
+#include "format/KrAviHeaders.h"
+#include "format/KrBytes.h"
+#include "format/KrFourCC.h"
+#include "tools/command/KrText.h"
+#include "tools/input/KrLittleEndian.h"
+#include "tools/verify/KrVerify.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint32_t kMustUseIndex = 0x20;
+
+// Places of fields in 'avih'
+constexpr uint64_t kFrameTimeAt = 0;
+constexpr uint64_t kFlagsAt = 12;
+constexpr uint64_t kFramesAt = 16;
+constexpr uint64_t kStreamsAt = 24;
+constexpr uint64_t kBufferAt = 28;
+constexpr uint64_t kWidthAt = 32;
+
+const SKrVerifyStream* FirstVideo(const SKrVerifyModel& model)
+{
+    const auto found = std::ranges::find(model.streams, uint32_t{kFccVids}, &SKrVerifyStream::type);
+    return found == model.streams.end() ? nullptr : &*found;
+}
+
+bool HasAnyIndex(const SKrVerifyModel& model)
+{
+    return model.HasSuperIndex() || std::ranges::any_of(model.segments, [](const SKrSegmentPlace& segment)
+                                                        { return segment.oldIndex.has_value(); });
+}
+
+void CheckFlags(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position)
+{
+    const bool hasIndex = HasAnyIndex(context.model);
+    if (hasIndex && (header.flags & kAvifHasIndex) == 0)
+        context.results.Add(EKrCheck::AvihNoIndexFlag, position + kFlagsAt, "the flag 16",
+                            "flags " + std::to_string(header.flags));
+    if (!hasIndex && (header.flags & kMustUseIndex) != 0)
+        context.results.Add(EKrCheck::AvihMustUseIndex, position + kFlagsAt, "an index",
+                            "flags " + std::to_string(header.flags));
+}
+
+void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
+                 const SKrVerifyStream& video)
+{
+    if (!context.model.isCut && header.totalFrames != video.chunks &&
+        header.totalFrames != video.chunksInFirstSegment)
+        context.results.Add(EKrCheck::AvihFrames, position + kFramesAt,
+                            video.chunks == video.chunksInFirstSegment
+                                ? std::to_string(video.chunks)
+                                : std::to_string(video.chunks) + " or " +
+                                      std::to_string(video.chunksInFirstSegment),
+                            std::to_string(header.totalFrames));
+}
+
+void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
+                  const SKrVerifyStream& video)
+{
+    if (!video.format)
+        return;
+    const auto size = std::min<size_t>(video.format->size, SKrBitmapHeader::kEncodedSize);
+    const SKrBitmapHeader format = DecodeBitmapHeader(context.window.At(video.format->Data(), size));
+    const int64_t height = std::abs(int64_t{format.height});
+    if (int64_t{header.width} != format.width || int64_t{header.height} != height)
+        context.results.Add(EKrCheck::AvihPictureSize, position + kWidthAt,
+                            std::to_string(format.width) + " x " + std::to_string(height),
+                            std::to_string(header.width) + " x " + std::to_string(header.height));
+}
+
+// Truncated and rounded values are both right.
+void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
+                    const SKrVerifyStream& video)
+{
+    if (!video.header)
+        return;
+    const auto size = std::min<size_t>(video.header->size, SKrStreamHeader::kEncodedSize);
+    const auto data = context.window.At(video.header->Data(), size);
+    const uint64_t scale = GetLe32(data, 20);
+    const uint64_t rate = GetLe32(data, 24);
+    if (rate == 0 || scale == 0)
+        return;
+    const uint64_t wanted = 1000000 * scale / rate;
+    if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
+        context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
+                            std::to_string(wanted) + " microseconds",
+                            std::to_string(header.microSecPerFrame));
+}
+
+void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position)
+{
+    uint32_t largest = 0;
+    for (const SKrVerifyStream& stream : context.model.streams)
+        largest = std::max(largest, stream.largest);
+    if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
+        context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt,
+                            std::to_string(largest) + " at least",
+                            std::to_string(header.suggestedBufferSize));
+}
+
+void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)
+{
+    if (chunk.size < SKrMainHeader::kEncodedSize)
+    {
+        context.results.Add(EKrCheck::AvihShort, chunk.position, "56 bytes", Counted(chunk.size, "byte"));
+        return;
+    }
+    CKrByteReader in(context.window.At(chunk.Data(), SKrMainHeader::kEncodedSize));
+    SKrMainHeader header;
+    if (!Decode(in, header))
+        return; // cut by the end of the file
+    const uint64_t position = chunk.Data();
+    if (header.streams != context.model.streams.size())
+        context.results.Add(EKrCheck::AvihStreams, position + kStreamsAt,
+                            std::to_string(context.model.streams.size()), std::to_string(header.streams));
+    CheckFlags(context, header, position);
+    CheckBuffer(context, header, position);
+    if (const SKrVerifyStream* const video = FirstVideo(context.model); video != nullptr)
+    {
+        CheckFrames(context, header, position, *video);
+        CheckPicture(context, header, position, *video);
+        CheckFrameTime(context, header, position, *video);
+    }
+}
+
+void CheckOpenDmlHeader(const SKrVerifyContext& context)
+{
+    const SKrVerifyModel& model = context.model;
+    if (!model.openDmlHeader)
+    {
+        if (model.segments.size() > 1 && model.hdrl)
+            context.results.Add(EKrCheck::DmlhMissing, *model.hdrl, "LIST 'odml' with 'dmlh'", "none");
+        return;
+    }
+    const SKrPlacedChunk& chunk = *model.openDmlHeader;
+    if (chunk.size < 4)
+    {
+        context.results.Add(EKrCheck::DmlhShort, chunk.position, "4 bytes at least",
+                            Counted(chunk.size, "byte"));
+        return;
+    }
+    const uint32_t frames = GetLe32(context.window.At(chunk.Data(), 4), 0);
+    const SKrVerifyStream* const video = FirstVideo(model);
+    if (video != nullptr && !model.isCut && frames != video->chunks)
+        context.results.Add(EKrCheck::DmlhFrames, chunk.Data(), std::to_string(video->chunks),
+                            std::to_string(frames));
+}
+} // namespace
+
+void CheckMainHeaders(const SKrVerifyContext& context)
+{
+    if (context.model.mainHeader)
+        CheckMainHeader(context, *context.model.mainHeader);
+    else if (context.model.hdrl)
+        context.results.Add(EKrCheck::AvihMissing, *context.model.hdrl, "avih", "none");
+    CheckOpenDmlHeader(context);
+    const bool hasData = !context.model.chunks.empty();
+    if (hasData && !context.model.segments.empty() && !HasAnyIndex(context.model))
+        context.results.Add(EKrCheck::IndexMissing, context.model.segments.front().position,
+                            "'idx1' or super indexes", "none");
+}
+} // namespace KrTool

@@ -1,0 +1,104 @@
+// What the checks of both kinds of index share: entries read in blocks, and the data chunks that they are
+// compared with.
+#ifndef KR_TOOLS_VERIFY_KRINDEXENTRIES_H
+#define KR_TOOLS_VERIFY_KRINDEXENTRIES_H
+
+#include "tools/command/KrProgress.h"
+#include "tools/verify/KrVerify.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+
+namespace KrTool
+{
+// Calls `take` with the bytes of each entry and its position, as long as it answers true.
+template <class TAKE>
+void ForEachEntry(const SKrVerifyContext& context, uint64_t position, uint64_t count, size_t entrySize,
+                  TAKE take)
+{
+    const uint64_t atOnce = CKrVerifyWindow::kLargest / entrySize;
+    while (count != 0)
+    {
+        const uint64_t wanted = std::min(count, atOnce);
+        const std::span<const uint8_t> block =
+            context.window.At(position, static_cast<size_t>(wanted) * entrySize);
+        const size_t whole = block.size() / entrySize;
+        for (size_t entry = 0; entry < whole; ++entry)
+        {
+            if (!take(block.subspan(entry * entrySize, entrySize), position + entry * entrySize))
+                return;
+        }
+        if (whole < wanted)
+            return; // the file ends here
+        context.progress.StopIfAsked();
+        position += wanted * entrySize;
+        count -= wanted;
+    }
+}
+
+// Finds data chunks by the position of their headers; quick where one follows the other.
+class CKrChunkLookup
+{
+public:
+    explicit CKrChunkLookup(SKrVerifyModel& model) : m_model(model) {}
+
+    SKrDataChunk* At(uint64_t position)
+    {
+        std::vector<SKrDataChunk>& chunks = m_model.chunks;
+        for (size_t step = 0; step < kNear && m_next < chunks.size(); ++step, ++m_next)
+        {
+            if (chunks[m_next].position == position)
+                return &chunks[m_next++];
+            if (chunks[m_next].position > position)
+                break;
+        }
+        const auto found = std::ranges::lower_bound(
+            chunks, position, {}, [](const SKrDataChunk& chunk) { return uint64_t{chunk.position}; });
+        m_next = static_cast<size_t>(found - chunks.begin());
+        return found != chunks.end() && found->position == position ? &chunks[m_next++] : nullptr;
+    }
+
+    // False for what lies behind the chunks that are held when there are too many of them.
+    bool Covers(uint64_t position) const
+    {
+        return !m_model.isCut || m_model.chunks.empty() || position <= m_model.chunks.back().position;
+    }
+
+private:
+    static constexpr size_t kNear = 16; // streams may lie between the chunks of one
+
+    SKrVerifyModel& m_model;
+    size_t m_next = 0;
+};
+
+// Whether an id stands at a place that is no chunk: looked at for the first entries only, since each look
+// may be a read.
+class CKrStrayLook
+{
+public:
+    explicit CKrStrayLook(CKrVerifyWindow& window) : m_window(window) {}
+
+    // The id there, or 0.
+    uint32_t IdAt(uint64_t position)
+    {
+        if (m_left == 0)
+            return 0;
+        --m_left;
+        const std::span<const uint8_t> bytes = m_window.At(position, 4);
+        if (bytes.size() < 4)
+            return 0;
+        return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
+               uint32_t{bytes[3]} << 24;
+    }
+
+private:
+    CKrVerifyWindow& m_window;
+    uint32_t m_left = 10000;
+};
+} // namespace KrTool
+
+#endif

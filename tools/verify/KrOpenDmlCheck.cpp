@@ -1,0 +1,248 @@
+// Super indexes against the standard indexes, and these against the chunks.
+#include "format/KrAviIndexes.h"
+#include "format/KrBytes.h"
+#include "format/KrFourCC.h"
+#include "tools/command/KrText.h"
+#include "tools/verify/KrChunkKinds.h"
+#include "tools/verify/KrStandardIndexCheck.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint64_t kSuperHeadSize = SKrSuperIndexHead::kEncodedSize - 8; // behind the chunk header
+constexpr uint64_t kEntriesInUseAt = 4;
+constexpr uint64_t kChunkIdAt = 8;
+constexpr uint64_t kReservedAt = 12;
+
+class CKrSuperIndexCheck
+{
+public:
+    CKrSuperIndexCheck(const SKrVerifyContext& context, CKrStandardIndexCheck& standard, uint32_t stream)
+        : m_context(context), m_results(context.results), m_standard(standard), m_number(stream),
+          m_stream(context.model.streams[stream]), m_index(*m_stream.superIndex)
+    {
+    }
+
+    void Run()
+    {
+        CKrByteReader in(m_context.window.At(m_index.position, SKrSuperIndexHead::kEncodedSize));
+        SKrSuperIndexHead head;
+        if (m_index.size < kSuperHeadSize || !Decode(in, head))
+        {
+            m_results.Add(EKrCheck::IndxShort, m_index.position, "24 bytes at least",
+                          Counted(m_index.size, "byte"));
+            return;
+        }
+        if (head.indexType == kIndexOfChunks)
+        {
+            m_standard.Check(m_index, m_number); // small files may have the entries here
+            return;
+        }
+        if (head.longsPerEntry != 4 || head.indexType != kIndexOfIndexes ||
+            !IsSubTypeKnown(head.indexSubType))
+        {
+            m_results.Add(EKrCheck::IndxShape, m_index.Data(), "4 words, sub-type 0, type 0",
+                          std::to_string(head.longsPerEntry) + " words, sub-type " +
+                              std::to_string(head.indexSubType) + ", type " + std::to_string(head.indexType));
+            return;
+        }
+        CheckHead(head);
+        CheckEntries(head);
+    }
+
+private:
+    static bool IsSubTypeKnown(uint8_t subType)
+    {
+        return subType == kIndexSubTypeDefault || subType == kIndexSubTypeOfFields ||
+               subType == kIndexSubType64Bit;
+    }
+
+    void CheckHead(const SKrSuperIndexHead& head)
+    {
+        const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
+        if (!tag || tag->stream != m_number)
+            m_results.Add(EKrCheck::IndxIdDiffers, m_index.Data() + kChunkIdAt,
+                          "an id of stream " + std::to_string(m_number), FourCcText(head.streamChunkId));
+        if (head.reserved[0] != 0 || head.reserved[1] != 0 || head.reserved[2] != 0)
+            m_results.Add(EKrCheck::IndxReserved, m_index.Data() + kReservedAt, "zeros", "other bytes");
+        if (head.entriesInUse == 0 && m_stream.chunks != 0)
+            m_results.Add(EKrCheck::IndxEmpty, m_index.Data() + kEntriesInUseAt,
+                          "entries for " + Counted(m_stream.chunks, "chunk"), "none");
+        if (head.entriesInUse > Room())
+            m_results.Add(EKrCheck::IndxCount, m_index.Data() + kEntriesInUseAt,
+                          std::to_string(Room()) + " at most", std::to_string(head.entriesInUse));
+    }
+
+    uint64_t Room() const { return (m_index.size - kSuperHeadSize) / SKrSuperIndexEntry::kEncodedSize; }
+
+    // The standard indexes are read while the entries are gone through, so the entries are copied first.
+    void CheckEntries(const SKrSuperIndexHead& head)
+    {
+        constexpr uint64_t kBlock = 4096;
+        const uint64_t count = std::min<uint64_t>(head.entriesInUse, Room());
+        std::vector<SKrSuperIndexEntry> entries;
+        for (uint64_t done = 0; done < count; done += kBlock)
+        {
+            const uint64_t position =
+                m_index.Data() + kSuperHeadSize + done * SKrSuperIndexEntry::kEncodedSize;
+            entries.clear();
+            ForEachEntry(m_context, position, std::min(kBlock, count - done),
+                         SKrSuperIndexEntry::kEncodedSize,
+                         [&entries](std::span<const uint8_t> bytes, uint64_t)
+                         {
+                             entries.push_back(DecodeSuperIndexEntry(bytes.data()));
+                             return true;
+                         });
+            for (size_t entry = 0; entry < entries.size(); ++entry)
+                CheckEntry(entries[entry], position + entry * SKrSuperIndexEntry::kEncodedSize);
+        }
+    }
+
+    void CheckEntry(const SKrSuperIndexEntry& entry, uint64_t position)
+    {
+        if (entry.position == 0)
+        {
+            m_results.Add(EKrCheck::IndxEntryZero, position, "the position of an index", "0");
+            return;
+        }
+        SKrStandardIndex* const index = FindIndex(entry.position);
+        if (index == nullptr)
+        {
+            m_results.Add(EKrCheck::IndxEntryNoIndex, position,
+                          [&]() -> SKrExpectation {
+                              return {"a chunk ix##", "position " + std::to_string(entry.position)};
+                          });
+            return;
+        }
+        if (entry.position < m_lastPosition)
+            m_results.Add(EKrCheck::IndxOutOfOrder, position,
+                          Numbers(m_lastPosition, entry.position, "behind "));
+        m_lastPosition = entry.position;
+        if (entry.size != uint64_t{index->chunk.size} + 8)
+            m_results.Add(EKrCheck::IndxEntrySize, position + 8,
+                          Numbers(uint64_t{index->chunk.size} + 8, entry.size));
+        if (index->wasChecked)
+        {
+            m_results.Add(EKrCheck::IndxEntryRepeated, position,
+                          [&]() -> SKrExpectation {
+                              return {"another index", "position " + std::to_string(entry.position)};
+                          });
+            return;
+        }
+        index->wasChecked = true;
+        const SKrIndexedAmount amount = m_standard.Check(index->chunk, m_number);
+        if (amount.isWhole && entry.duration != amount.Duration(m_stream))
+            m_results.Add(EKrCheck::IndxDuration, position + 12,
+                          Numbers(amount.Duration(m_stream), entry.duration));
+    }
+
+    SKrStandardIndex* FindIndex(uint64_t position)
+    {
+        std::vector<SKrStandardIndex>& indexes = m_context.model.standardIndexes;
+        const auto found = std::ranges::lower_bound(
+            indexes, position, {}, [](const SKrStandardIndex& index) { return index.chunk.position; });
+        return found != indexes.end() && found->chunk.position == position ? &*found : nullptr;
+    }
+
+    const SKrVerifyContext& m_context;
+    CKrVerifyResults& m_results;
+    CKrStandardIndexCheck& m_standard;
+    const uint32_t m_number;
+    const SKrVerifyStream& m_stream;
+    const SKrPlacedChunk m_index;
+    uint64_t m_lastPosition = 0;
+};
+
+void CheckPresence(const SKrVerifyContext& context)
+{
+    const SKrVerifyModel& model = context.model;
+    const bool hasAny = model.HasSuperIndex();
+    if (!hasAny && model.segments.size() > 1)
+        context.results.Add(EKrCheck::IndxNoneForSegments, model.segments[1].position, "super indexes",
+                            "none");
+    for (const SKrVerifyStream& stream : model.streams)
+    {
+        if (hasAny && !stream.superIndex && stream.chunks != 0)
+            context.results.Add(EKrCheck::IndxMissing, stream.position, "indx", "none");
+    }
+}
+
+void CheckUnreferenced(const SKrVerifyContext& context, CKrStandardIndexCheck& standard)
+{
+    for (SKrStandardIndex& index : context.model.standardIndexes)
+    {
+        if (index.wasChecked)
+            continue;
+        context.results.Add(EKrCheck::IxUnreferenced, index.chunk.position,
+                            [&]() -> SKrExpectation {
+                                return {"an entry of a super index", FourCcText(index.chunk.id)};
+                            });
+        const auto tag = DataTagOf(index.chunk.id >> 16 | uint32_t{'d'} << 16 | uint32_t{'c'} << 24,
+                                   context.model.streams.size());
+        standard.Check(index.chunk, tag ? tag->stream : 0);
+    }
+}
+
+void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
+{
+    constexpr uint8_t kBoth = SKrDataChunk::kInIdx1 | SKrDataChunk::kInIx;
+    const bool hasSuperIndex =
+        chunk.stream < context.model.streams.size() && context.model.streams[chunk.stream].superIndex;
+    if (hasSuperIndex && chunk.kind != EKrContent::Other && chunk.size != 0 &&
+        (chunk.marks & SKrDataChunk::kInIx) == 0)
+        context.results.Add(EKrCheck::IxChunkMissing, chunk.position,
+                            [&]() -> SKrExpectation {
+                                return {"an entry", "a chunk of stream " + std::to_string(chunk.stream)};
+                            });
+    const bool isKeyInIdx1 = (chunk.marks & SKrDataChunk::kKeyInIdx1) != 0;
+    const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
+    if ((chunk.marks & kBoth) == kBoth && isKeyInIdx1 != isKeyInIx)
+        context.results.Add(EKrCheck::IndexKeyDiffers, chunk.position,
+                            isKeyInIdx1 ? "a key frame, as 'idx1' says" : "no key frame, as 'idx1' says",
+                            isKeyInIx ? "a key frame in 'ix##'" : "none in 'ix##'");
+}
+
+// Whether a video stream with indexed chunks has a key frame among them.
+void CheckKeyFrames(const SKrVerifyContext& context)
+{
+    struct SKrCounts
+    {
+        uint64_t entries = 0;
+        uint64_t keys = 0;
+    };
+    std::vector<SKrCounts> counts(context.model.streams.size());
+    for (const SKrDataChunk& chunk : context.model.chunks)
+    {
+        if (chunk.stream >= counts.size() || (chunk.marks & SKrDataChunk::kInIx) == 0)
+            continue;
+        ++counts[chunk.stream].entries;
+        counts[chunk.stream].keys += (chunk.marks & SKrDataChunk::kKeyInIx) != 0 ? 1 : 0;
+    }
+    for (size_t stream = 0; stream < counts.size(); ++stream)
+    {
+        if (context.model.streams[stream].type == kFccVids && counts[stream].entries != 0 &&
+            counts[stream].keys == 0)
+            context.results.Add(EKrCheck::IxNoKeyFrame, context.model.streams[stream].position, "a key frame",
+                                "none in stream " + std::to_string(stream));
+    }
+}
+} // namespace
+
+void CheckOpenDmlIndexes(const SKrVerifyContext& context)
+{
+    CheckPresence(context);
+    CKrStandardIndexCheck standard(context);
+    for (uint32_t stream = 0; stream < context.model.streams.size(); ++stream)
+    {
+        if (context.model.streams[stream].superIndex)
+            CKrSuperIndexCheck(context, standard, stream).Run();
+    }
+    CheckUnreferenced(context, standard);
+    for (const SKrDataChunk& chunk : context.model.chunks)
+        CheckChunk(context, chunk);
+    CheckKeyFrames(context);
+}
+} // namespace KrTool

@@ -1,0 +1,150 @@
+#include "tools/verify/KrStandardIndexCheck.h"
+
+#include "format/KrBytes.h"
+#include "tools/command/KrText.h"
+#include "tools/verify/KrChunkKinds.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint64_t kHeadSize = SKrStdIndexHead::kEncodedSize - 8; // behind the chunk header
+constexpr uint64_t kEntriesInUseAt = 4;
+constexpr uint64_t kChunkIdAt = 8;
+constexpr uint64_t kWordSize = 4;
+
+// 32-bit words of an entry; 0 for sub-types that are not known.
+uint16_t WordsOf(uint8_t subType)
+{
+    switch (subType)
+    {
+    case kIndexSubTypeDefault:
+        return 2;
+    case kIndexSubTypeOfFields:
+        return 3;
+    case kIndexSubType64Bit:
+        return SKrWideIndexEntry::kEncodedSize / kWordSize;
+    default:
+        return 0;
+    }
+}
+} // namespace
+
+bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stream, SKrStdIndexHead& head)
+{
+    CKrByteReader in(m_context.window.At(index.position, SKrStdIndexHead::kEncodedSize));
+    if (index.size < kHeadSize || !Decode(in, head))
+    {
+        m_results.Add(EKrCheck::IxShort, index.position, "24 bytes at least", Counted(index.size, "byte"));
+        return false;
+    }
+    const uint16_t words = WordsOf(head.indexSubType);
+    if (words == 0 || head.longsPerEntry != words || head.indexType != kIndexOfChunks)
+    {
+        m_results.Add(EKrCheck::IxShape, index.Data(), "2 words, sub-type 0, type 1",
+                      std::to_string(head.longsPerEntry) + " words, sub-type " +
+                          std::to_string(head.indexSubType) + ", type " + std::to_string(head.indexType));
+        return false;
+    }
+    if (head.indexSubType == kIndexSubType64Bit)
+        m_results.Add(EKrCheck::IxWide, index.Data() + 2, "sub-type 0", "sub-type 16");
+    const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
+    if (!tag || tag->stream != stream)
+        m_results.Add(EKrCheck::IxIdDiffers, index.Data() + kChunkIdAt,
+                      "an id of stream " + std::to_string(stream), FourCcText(head.streamChunkId));
+    return true;
+}
+
+CKrStandardIndexCheck::SKrEntry CKrStandardIndexCheck::EntryOf(std::span<const uint8_t> bytes,
+                                                               const SKrStdIndexHead& head)
+{
+    if (head.indexSubType == kIndexSubType64Bit)
+    {
+        const SKrWideIndexEntry wide = DecodeWideIndexEntry(bytes.data());
+        return {head.baseOffset + wide.offset, wide.size, true};
+    }
+    const SKrStdIndexEntry entry = DecodeStdIndexEntry(bytes.data());
+    return {head.baseOffset + entry.offset, entry.size & ~SKrStdIndexEntry::kNotKeyFrame,
+            (entry.size & SKrStdIndexEntry::kNotKeyFrame) == 0};
+}
+
+SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint32_t stream)
+{
+    SKrIndexedAmount amount;
+    SKrStdIndexHead head;
+    if (!CheckHead(index, stream, head))
+        return amount;
+    const size_t entrySize = static_cast<size_t>(head.longsPerEntry) * kWordSize;
+    const uint64_t room = (index.size - kHeadSize) / entrySize;
+    if (head.entriesInUse > room)
+        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, std::to_string(room) + " at most",
+                      std::to_string(head.entriesInUse));
+    const uint32_t sampleSize =
+        stream < m_context.model.streams.size() ? m_context.model.streams[stream].sampleSize : 0;
+    const uint64_t count = std::min<uint64_t>(head.entriesInUse, room);
+    m_lastPosition = 0;
+    ForEachEntry(m_context, index.Data() + kHeadSize, count, entrySize,
+                 [&](std::span<const uint8_t> bytes, uint64_t position)
+                 {
+                     const SKrEntry entry = EntryOf(bytes, head);
+                     ++amount.entries;
+                     amount.samples += sampleSize != 0 ? entry.size / sampleSize : 0;
+                     CheckEntry(entry, position, stream);
+                     return true;
+                 });
+    amount.isWhole = amount.entries == head.entriesInUse;
+    m_context.model.standardIndexEntries += amount.entries;
+    return amount;
+}
+
+void CKrStandardIndexCheck::CheckEntry(const SKrEntry& entry, uint64_t position, uint32_t stream)
+{
+    const uint64_t header = entry.target - 8;
+    if (!m_lookup.Covers(header))
+        return;
+    SKrDataChunk* const chunk = entry.target >= 8 ? m_lookup.At(header) : nullptr;
+    if (chunk == nullptr)
+    {
+        NoteStray(entry, position, stream);
+        return;
+    }
+    if (chunk->stream != stream)
+        m_results.Add(EKrCheck::IxOtherStream, position, Numbers(stream, chunk->stream, "stream "));
+    if (entry.size != (chunk->size & ~SKrStdIndexEntry::kNotKeyFrame))
+        m_results.Add(EKrCheck::IxSizeDiffers, position + kWordSize, Numbers(chunk->size, entry.size));
+    if ((chunk->marks & SKrDataChunk::kInIx) != 0)
+        m_results.Add(EKrCheck::IxOffsetRepeated, position,
+                      [&]() -> SKrExpectation {
+                          return {"another chunk", "position " + std::to_string(entry.target)};
+                      });
+    else if (header < m_lastPosition)
+        m_results.Add(EKrCheck::IxOutOfOrder, position, Numbers(m_lastPosition, header, "behind "));
+    m_lastPosition = header;
+    chunk->marks |= SKrDataChunk::kInIx;
+    if (entry.isKey)
+        chunk->marks |= SKrDataChunk::kKeyInIx;
+}
+
+void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, uint32_t stream)
+{
+    EKrCheck check = EKrCheck::IxEntryNoChunk;
+    if (m_lookup.At(entry.target) != nullptr)
+    {
+        check = EKrCheck::IxOffsetAtHeader;
+    }
+    else if (entry.target >= 8)
+    {
+        const auto tag = DataTagOf(m_strays.IdAt(entry.target - 8), m_context.model.streams.size());
+        if (tag && tag->stream == stream)
+            check = EKrCheck::IxEntryInChunk;
+    }
+    m_results.Add(check, position,
+                  [&]() -> SKrExpectation
+                  {
+                      return {"the data of a chunk of stream " + std::to_string(stream),
+                              "position " + std::to_string(entry.target)};
+                  });
+}
+} // namespace KrTool

@@ -1,0 +1,39 @@
+// All checks of kravi verify on one file.
+#ifndef KR_TOOLS_VERIFY_KRVERIFY_H
+#define KR_TOOLS_VERIFY_KRVERIFY_H
+
+#include "tools/verify/KrVerifyModel.h"
+#include "tools/verify/KrVerifyResults.h"
+#include "tools/verify/KrVerifyWindow.h"
+
+namespace KrTool
+{
+class CKrProgress;
+
+struct SKrVerification
+{
+    SKrVerifyModel model;
+    CKrVerifyResults results;
+};
+
+// What the single subjects work on, behind the walk over the bytes.
+struct SKrVerifyContext
+{
+    CKrVerifyWindow& window;
+    CKrVerifyWindow& looks; // for single places, beside what is read in a row
+    SKrVerifyModel& model;
+    CKrVerifyResults& results;
+    CKrProgress& progress;
+};
+
+void CheckMainHeaders(const SKrVerifyContext& context);
+void CheckStreamHeaders(const SKrVerifyContext& context);
+void CheckOldIndexes(const SKrVerifyContext& context);
+void CheckOpenDmlIndexes(const SKrVerifyContext& context);
+void CheckPrivateChunks(const SKrVerifyContext& context);
+
+// Throws CKrToolError when the file cannot be read.
+void Verify(const SKrVerifyFile& file, SKrVerification& verification, CKrProgress& progress);
+} // namespace KrTool
+
+#endif

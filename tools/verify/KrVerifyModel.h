@@ -1,0 +1,139 @@
+// What the walk over a file's bytes found, for the checks that compare it: places of headers and indexes,
+// and every data chunk.
+#ifndef KR_TOOLS_VERIFY_KRVERIFYMODEL_H
+#define KR_TOOLS_VERIFY_KRVERIFYMODEL_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace KrTool
+{
+// A chunk of which the header was seen.
+struct SKrPlacedChunk
+{
+    uint64_t position = 0; // of the header
+    uint32_t id = 0;
+    uint32_t size = 0;
+
+    uint64_t Data() const { return position + 8; }
+    uint64_t End() const { return Data() + size; }
+};
+
+enum class EKrContent : uint8_t
+{
+    Video, // 'dc', 'db'
+    Audio, // 'wb'
+    Text,  // 'tx', 'sb'
+    Other  // palette changes and the like, which indexes may leave out
+};
+
+// One data chunk. There can be many millions, so these are 16 bytes.
+struct SKrDataChunk
+{
+    static constexpr uint8_t kInIdx1 = 1;
+    static constexpr uint8_t kInIx = 2;
+    static constexpr uint8_t kKeyInIdx1 = 4;
+    static constexpr uint8_t kKeyInIx = 8;
+
+    uint64_t position : 48 = 0; // of the header
+    uint64_t segment : 16 = 0;
+    uint32_t size = 0;
+    uint16_t stream = 0;
+    EKrContent kind = EKrContent::Other;
+    uint8_t marks = 0;
+};
+static_assert(sizeof(SKrDataChunk) == 16);
+
+constexpr uint64_t kLastDataPosition = (uint64_t{1} << 48) - 1;
+
+struct SKrSegmentPlace
+{
+    uint64_t position = 0;
+    uint32_t type = 0;
+    uint32_t size = 0;            // as stored
+    std::optional<uint64_t> movi; // position of the first list's type
+    std::optional<SKrPlacedChunk> oldIndex;
+};
+
+// One stream list.
+struct SKrVerifyStream
+{
+    uint64_t position = 0; // of the list
+    std::optional<SKrPlacedChunk> header;
+    std::optional<SKrPlacedChunk> format;
+    std::optional<SKrPlacedChunk> superIndex;
+
+    // From the headers
+    uint32_t type = 0;
+    uint32_t sampleSize = 0;
+
+    // Counted from the data chunks
+    uint64_t chunks = 0;
+    uint64_t chunksInFirstSegment = 0;
+    uint64_t bytes = 0;
+    uint64_t bytesInFirstSegment = 0;
+    uint32_t largest = 0;
+};
+
+struct SKrStandardIndex
+{
+    SKrPlacedChunk chunk;
+    bool wasChecked = false;
+};
+
+struct SKrPrivateChunk
+{
+    SKrPlacedChunk chunk;
+    bool isInPlace = false;
+};
+
+// What the bytes of a file are for. Together they are as many as the file has.
+enum class EKrBytes : uint8_t
+{
+    Structure, // headers of lists and chunks
+    Headers,
+    Data,
+    Indexes,
+    Private,
+    Filler,
+    Padding,
+    Other,
+    Unaccounted,
+    Count
+};
+
+struct SKrVerifyModel
+{
+    std::vector<SKrSegmentPlace> segments;
+    std::vector<SKrVerifyStream> streams;
+    std::optional<uint64_t> hdrl;
+    std::optional<SKrPlacedChunk> mainHeader;
+    std::optional<SKrPlacedChunk> openDmlHeader;
+    std::vector<SKrDataChunk> chunks;              // in file order
+    std::vector<SKrStandardIndex> standardIndexes; // in file order
+    std::vector<SKrPrivateChunk> privateChunks;
+    std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{};
+    uint64_t oldIndexEntries = 0;
+    uint64_t standardIndexEntries = 0;
+    bool isCut = false; // there were more data chunks than are held
+
+    bool HasSuperIndex() const
+    {
+        for (const SKrVerifyStream& stream : streams)
+        {
+            if (stream.superIndex)
+                return true;
+        }
+        return false;
+    }
+};
+
+constexpr size_t kMostVerifiedChunks = size_t{1} << 24;
+constexpr size_t kMostStandardIndexes = size_t{1} << 22;
+constexpr size_t kMostSegments = 0xFFFF;
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,87 @@
+// What was found, by check: the first places in full, the others counted, so that a hostile file costs no
+// more than a good one.
+#ifndef KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
+#define KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
+
+#include "tools/command/KrText.h"
+#include "tools/verify/KrChecks.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KrTool
+{
+// What should stand at a place, and what does.
+struct SKrExpectation
+{
+    std::string expected;
+    std::string found;
+};
+
+struct SKrPlace
+{
+    uint64_t offset = 0; // in the file
+    SKrExpectation what;
+};
+
+// Descriptions for CKrVerifyResults::Add. `lead` stands before both numbers.
+inline auto Numbers(uint64_t expected, uint64_t found, const char* lead = "")
+{
+    return [=]() -> SKrExpectation
+    {
+        return {lead + std::to_string(expected), lead + std::to_string(found)};
+    };
+}
+
+inline auto FoundId(const char* expected, uint32_t id)
+{
+    return [=]() -> SKrExpectation
+    {
+        return {expected, FourCcText(id)};
+    };
+}
+
+inline auto FoundPosition(const char* expected, uint64_t position)
+{
+    return [=]() -> SKrExpectation
+    {
+        return {expected, "position " + std::to_string(position)};
+    };
+}
+
+struct SKrCheckResult
+{
+    uint64_t count = 0;
+    std::vector<SKrPlace> places; // the first kMostPlaces
+};
+
+class CKrVerifyResults
+{
+public:
+    static constexpr size_t kMostPlaces = 5;
+
+    // `describe` makes the expectation, for the places that are kept.
+    template <class DESCRIBE>
+    void Add(EKrCheck check, uint64_t offset, DESCRIBE describe)
+    {
+        SKrCheckResult& result = m_results[static_cast<size_t>(check)];
+        if (result.count++ < kMostPlaces)
+            result.places.push_back({offset, describe()});
+    }
+
+    void Add(EKrCheck check, uint64_t offset, std::string expected, std::string found)
+    {
+        Add(check, offset, [&]() -> SKrExpectation { return {std::move(expected), std::move(found)}; });
+    }
+
+    const SKrCheckResult& Of(EKrCheck check) const { return m_results[static_cast<size_t>(check)]; }
+
+private:
+    std::array<SKrCheckResult, kCheckCount> m_results;
+};
+} // namespace KrTool
+
+#endif

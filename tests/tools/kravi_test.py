@@ -12,6 +12,7 @@ import sys
 
 import cases_extract
 import cases_files
+import cases_hash
 import cases_hostile
 import cases_recover
 import cases_report
@@ -19,7 +20,8 @@ import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_hostile]
+CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_recover,
+         cases_hostile]
 
 
 @contextlib.contextmanager

@@ -50,12 +50,18 @@ std::string Footer(const SKrVerbHelp& help)
 
 CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Run run, const std::string& aboutFile)
 {
+    CLI::App& verb = Add(help, std::move(run));
+    verb.add_option("FILE", file, aboutFile)->required()->type_name("");
+    return verb;
+}
+
+CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
+{
     static const std::map<std::string, EKrProgressMode> kModes = {{"auto", EKrProgressMode::Auto},
                                                                   {"none", EKrProgressMode::None},
                                                                   {"json", EKrProgressMode::JsonLines}};
     CLI::App& verb = *m_app.add_subcommand(help.name, help.about);
     verb.footer(Footer(help));
-    verb.add_option("FILE", file, aboutFile)->required()->type_name("");
     verb.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
     verb.add_option("--progress", m_progress, "Progress on the error stream: auto, none or json")
         ->transform(CLI::CheckedTransformer(kModes))

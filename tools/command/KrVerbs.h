@@ -10,6 +10,7 @@ class CKrVerbTable;
 void AddInfoVerb(CKrVerbTable& verbs);
 void AddTreeVerb(CKrVerbTable& verbs);
 void AddIndexVerb(CKrVerbTable& verbs);
+void AddHashVerb(CKrVerbTable& verbs);
 void AddExtractVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
 void AddRewrapVerb(CKrVerbTable& verbs);

@@ -45,11 +45,6 @@ const SKrVerbHelp kHelp = {
 constexpr uint64_t kLargestChunk = INT32_MAX;
 constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than headers say in earnest
 
-const char* KindName(EKrStreamKind kind)
-{
-    return kind == EKrStreamKind::Video ? "video" : "audio";
-}
-
 uint64_t ReadLength(IKrFile& file, const std::string& path)
 {
     const std::optional<uint64_t> length = file.Size();

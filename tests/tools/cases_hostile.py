@@ -19,7 +19,7 @@ def survives(kravi, data, what, codes=(0, 1, 2)):
         if output in kravi.names():
             os.remove(kravi.path(output))
     verbs = (["info"], ["tree"], ["index", "--check"], ["extract", "--video", "v", "--audio", "a", "--force"],
-             ["hash", "--frames"])
+             ["hash", "--frames"], ["cut", "out.avi", "--from", "1"], ["concat", name, "-o", "out.avi", "--force"])
     for verb, *options in verbs[:1] if kravi.is_emulated else verbs:
         result = kravi(verb, name, *options, "--json")
         check(result.code in codes, f"{what}: {verb}: {result}")

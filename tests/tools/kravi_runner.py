@@ -9,7 +9,7 @@ import tempfile
 import traceback
 
 TIMEOUT = 120
-WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2}  # and the argument that is the file written
+WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2, "cut": 2, "concat": 0}  # and the argument that is the file written; -o goes before
 
 
 class Result:
@@ -43,7 +43,8 @@ class Kravi:
         if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
             return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends without a word
         if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
-            check(not self.problems(arguments[WRITING_VERBS[arguments[0]]]), f"written: {arguments}")
+            place = arguments.index("-o") + 1 if "-o" in arguments else WRITING_VERBS[arguments[0]]
+            check(not self.problems(arguments[place]), f"written: {arguments}")
         return result
 
     def problems(self, name):

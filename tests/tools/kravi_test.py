@@ -10,6 +10,8 @@ import os
 import subprocess
 import sys
 
+import cases_concat
+import cases_cut
 import cases_extract
 import cases_files
 import cases_hash
@@ -20,7 +22,7 @@ import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_recover,
+CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover,
          cases_hostile]
 
 
@@ -45,7 +47,7 @@ def main(arguments):
         return 2
     program, checker = (os.path.abspath(path) for path in arguments[:2])
     launcher = [argument for argument in arguments[2:] if argument != "--writing"]
-    cases = [cases_write] if "--writing" in arguments else CASES
+    cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else CASES
     with kept_awake(launcher):
         passed, failed = run_cases(cases, launcher, program, checker)
     print(f"{passed} passed, {failed} failed")

@@ -14,6 +14,8 @@ void AddHashVerb(CKrVerbTable& verbs);
 void AddExtractVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
 void AddRewrapVerb(CKrVerbTable& verbs);
+void AddCutVerb(CKrVerbTable& verbs);
+void AddConcatVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
 } // namespace KrTool
 

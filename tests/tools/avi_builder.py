@@ -33,6 +33,10 @@ class Stream:
         self.scale, self.rate, self.sample_size = scale, rate, sample_size
         self.handler, self.name = handler, name
         self.positions = []  # of the payloads, set by the builder
+        self.keys = None  # numbers of the key frames; None: all
+
+    def is_key(self, place):
+        return self.keys is None or place in self.keys
 
     def units(self):
         return sum(map(len, self.chunks)) // self.sample_size if self.sample_size else len(self.chunks)
@@ -100,7 +104,8 @@ def simple_avi(streams, idx1=True, before_movi=b"", groups=0, relative=True):
             position = base + len(group)
             streams[number].positions.append(position + 8)
             offset = position - (movi_start if relative else 0)
-            entries += struct.pack("<4sIII", chunk_id(number, streams[number]), 0x10, offset, len(data))
+            flags = 0x10 if streams[number].is_key(place) else 0
+            entries += struct.pack("<4sIII", chunk_id(number, streams[number]), flags, offset, len(data))
             group += chunk(chunk_id(number, streams[number]), data)
         movi += chunk(b"LIST", bytes(group)) if groups else group
     body = b"AVI " + head + chunk(b"LIST", bytes(movi))
@@ -132,7 +137,7 @@ def open_dml_avi(streams, segments=2):
             data = streams[number].chunks[place]
             position = movi_data + len(movi) + 8
             streams[number].positions.append(position)
-            found[number].append((position, len(data)))
+            found[number].append((position, len(data) | (0 if streams[number].is_key(place) else 0x80000000)))
             movi += chunk(chunk_id(number, streams[number]), data)
         for number, stream in enumerate(streams):
             base = movi_data

@@ -15,10 +15,11 @@ def put(data, position, value):
 def survives(kravi, data, what, codes=(0, 1, 2)):
     """Runs every verb; an emulator costs a second for each run, so it gets one."""
     name = kravi.write("hostile.avi", data)
-    for output in ("v", "a"):
+    for output in ("v", "a", "out.avi"):
         if output in kravi.names():
             os.remove(kravi.path(output))
-    verbs = (["info"], ["tree"], ["index", "--check"], ["extract", "--video", "v", "--audio", "a", "--force"])
+    verbs = (["info"], ["tree"], ["index", "--check"], ["extract", "--video", "v", "--audio", "a", "--force"],
+             ["hash", "--frames"], ["cut", "out.avi", "--from", "1"], ["concat", name, "-o", "out.avi", "--force"])
     for verb, *options in verbs[:1] if kravi.is_emulated else verbs:
         result = kravi(verb, name, *options, "--json")
         check(result.code in codes, f"{what}: {verb}: {result}")

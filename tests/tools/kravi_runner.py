@@ -12,7 +12,7 @@ import traceback
 import json_schemas
 
 TIMEOUT = 120
-WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2}  # and the argument that is the file written
+WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2, "cut": 2, "concat": 0}  # and the argument that is the file written; -o goes before
 VERBS = {}  # of each program
 
 
@@ -48,7 +48,8 @@ class Kravi:
             return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends without a word
         json_schemas.check_output(self.verbs(), arguments, result.out, result.err)
         if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
-            check(not self.problems(arguments[WRITING_VERBS[arguments[0]]]), f"written: {arguments}")
+            place = arguments.index("-o") + 1 if "-o" in arguments else WRITING_VERBS[arguments[0]]
+            check(not self.problems(arguments[place]), f"written: {arguments}")
         return result
 
     def verbs(self):

@@ -10,8 +10,11 @@ import os
 import subprocess
 import sys
 
+import cases_concat
+import cases_cut
 import cases_extract
 import cases_files
+import cases_hash
 import cases_hostile
 import cases_interruption
 import cases_manual
@@ -25,8 +28,8 @@ import json_schemas
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_extract, cases_write, cases_recover, cases_verify, cases_hostile, cases_manual, cases_progress,
-         cases_interruption, cases_paths]
+CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_verify,
+         cases_hostile, cases_manual, cases_progress, cases_interruption, cases_paths]
 
 
 @contextlib.contextmanager
@@ -50,7 +53,7 @@ def main(arguments):
         return 2
     program, checker = (os.path.abspath(path) for path in arguments[:2])
     launcher = [argument for argument in arguments[2:] if argument != "--writing"]
-    cases = [cases_write] if "--writing" in arguments else CASES
+    cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else CASES
     with kept_awake(launcher):
         passed, failed = run_cases(cases, launcher, program, checker)
     print(f"{sum(json_schemas.validated.values())} JSON objects held against their schemas")

@@ -25,9 +25,9 @@ constexpr char kAbout[] =
     "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
     "and writes new ones.";
 
-constexpr void (*kVerbs[])(CKrVerbTable&) = {AddInfoVerb,  AddTreeVerb,      AddIndexVerb,   AddExtractVerb,
-                                             AddWriteVerb, AddRewrapVerb,    AddRecoverVerb, AddVerifyVerb,
-                                             AddManVerb,   AddCompletionVerb};
+constexpr void (*kVerbs[])(CKrVerbTable&) = {
+    AddInfoVerb,   AddTreeVerb, AddIndexVerb,  AddVerifyVerb,  AddHashVerb, AddExtractVerb,   AddWriteVerb,
+    AddRewrapVerb, AddCutVerb,  AddConcatVerb, AddRecoverVerb, AddManVerb,  AddCompletionVerb};
 
 class CKrCommandLine
 {

@@ -44,10 +44,13 @@ public:
     void EndRows();
 
     // What a user should know and what is nobody's fault.
-    void Note(std::string text) { m_notes.push_back(std::move(text)); }
+    void Note(const std::string& text) { m_notes.push_back(m_subject + text); }
 
     // What is wrong with the file. Makes the exit code 1.
-    void Finding(std::string text) { m_findings.push_back(std::move(text)); }
+    void Finding(const std::string& text) { m_findings.push_back(m_subject + text); }
+
+    // With several files: the one that notes and findings are about from now on; empty: none.
+    void SetSubject(const std::string& file) { m_subject = file.empty() ? std::string() : file + ": "; }
 
     // Prints what is left and returns the exit code.
     int Finish();
@@ -63,6 +66,7 @@ private:
     bool m_hasMembers = false;
     bool m_inRows = false;
     bool m_hasRows = false;
+    std::string m_subject; // with a colon behind it
     std::vector<std::string> m_notes;
     std::vector<std::string> m_findings;
 };

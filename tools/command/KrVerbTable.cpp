@@ -61,8 +61,14 @@ EKrProgressMode ParseProgressMode(const std::string& text)
 
 CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Run run, const std::string& aboutFile)
 {
-    CLI::App& verb = AddPlain(help, std::move(run));
+    CLI::App& verb = Add(help, std::move(run));
     verb.add_option("FILE", file, aboutFile)->required()->type_name("");
+    return verb;
+}
+
+CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
+{
+    CLI::App& verb = AddPlain(help, std::move(run));
     verb.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
     const auto setMode = [this](const std::string& text)
     {

@@ -39,8 +39,11 @@ public:
 
     explicit CKrVerbTable(CLI::App& app) : m_app(app) {}
 
-    // Adds a verb with what all of them have: the file that it is about, --json and --progress. Further
-    // options are added to what is returned.
+    // Adds a verb with what all of them have: --json and --progress. Further options are added to what is
+    // returned.
+    CLI::App& Add(const SKrVerbHelp& help, Run run);
+
+    // The same for a verb that is about one file.
     CLI::App& Add(const SKrVerbHelp& help, std::string& file, Run run,
                   const std::string& aboutFile = "The AVI file");
 

@@ -27,11 +27,6 @@ constexpr uint64_t kReadersChoice = UINT64_MAX;
 
 constexpr uint32_t kNoStream = UINT32_MAX;
 
-const char* KindName(EKrStreamKind kind)
-{
-    return kind == EKrStreamKind::Video ? "video" : "audio";
-}
-
 std::optional<uint32_t> HexDigit(char character)
 {
     if (character >= '0' && character <= '9')
@@ -122,18 +117,6 @@ std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind
     return id != 0 && high && low ? std::optional(*high * 16 + *low) : std::nullopt;
 }
 
-// The first stream of a kind, also one that the reader does not cover.
-std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind)
-{
-    if (const auto covered = StreamByHeaders(facts, kind))
-        return covered;
-    const auto first =
-        std::find_if(facts.streams.begin(), facts.streams.end(),
-                     [kind](const SKrStreamHeader& stream)
-                     { return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio(); });
-    return first != facts.streams.end() ? std::optional(first->number) : StreamByFirstChunk(file, kind);
-}
-
 void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)
 {
     if (facts.streams.empty())
@@ -174,6 +157,34 @@ SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKr
     return {stream, false, std::move(found.chunks)};
 }
 } // namespace
+
+const char* KindName(EKrStreamKind kind)
+{
+    return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+const char* SourceName(const SKrStreamChunks& stream)
+{
+    return stream.fromIndex ? "index" : "chunk search";
+}
+
+std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted)
+{
+    if (!wanted)
+        return std::nullopt;
+    return static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
+}
+
+std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind)
+{
+    if (const auto covered = StreamByHeaders(facts, kind))
+        return covered;
+    const auto first =
+        std::find_if(facts.streams.begin(), facts.streams.end(),
+                     [kind](const SKrStreamHeader& stream)
+                     { return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio(); });
+    return first != facts.streams.end() ? std::optional(first->number) : StreamByFirstChunk(file, kind);
+}
 
 std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrAudioChunkPattern* pattern)
 {

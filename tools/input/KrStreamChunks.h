@@ -59,6 +59,16 @@ struct SKrStreamChunks
     Chunks chunks;
 };
 
+// The number that a user gave, in a type that stream numbers have; one that is too large stays too large.
+std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted);
+
+// What a user sees as the name of a stream's kind, and of where its chunks come from.
+const char* KindName(EKrStreamKind kind);
+const char* SourceName(const SKrStreamChunks& stream);
+
+// The first stream of a kind: the reader's own choice, else one that it does not cover.
+std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind);
+
 // The chunks of the stream that the user named, or of the reader's own choice. The report learns what is
 // wrong. Throws CKrToolError when the file has no such stream.
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,

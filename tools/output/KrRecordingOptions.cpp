@@ -21,6 +21,19 @@ namespace
 constexpr std::array<std::string_view, 8> kRateNames = {"23.976", "24", "25",    "29.97",
                                                         "30",     "50", "59.94", "60"};
 
+// Far more than the sound of a frame; what headers say may be more still.
+constexpr uint64_t kLargestBlock = uint64_t{16} << 20;
+
+struct SKrScanModeName
+{
+    std::string_view name;
+    EKrScanMode mode;
+};
+constexpr std::array<SKrScanModeName, 4> kScanModes = {{{"upper", EKrScanMode::UpperFieldFirst},
+                                                        {"lower", EKrScanMode::LowerFieldFirst},
+                                                        {"progressive", EKrScanMode::Progressive},
+                                                        {"unknown", EKrScanMode::Unknown}}};
+
 uint32_t ParseDimension(const char* from, const char* end)
 {
     uint32_t value = 0;
@@ -79,15 +92,16 @@ std::string FrameRateName(uint32_t code)
 
 int32_t ParseScanMode(const std::string& text)
 {
-    if (text == "upper")
-        return static_cast<int32_t>(EKrScanMode::UpperFieldFirst);
-    if (text == "lower")
-        return static_cast<int32_t>(EKrScanMode::LowerFieldFirst);
-    if (text == "progressive")
-        return static_cast<int32_t>(EKrScanMode::Progressive);
-    if (text == "unknown")
-        return static_cast<int32_t>(EKrScanMode::Unknown);
-    throw CKrToolError({}, "--scan: '" + text + "' is none of upper, lower, progressive, unknown");
+    const auto found = std::ranges::find(kScanModes, text, &SKrScanModeName::name);
+    if (found == kScanModes.end())
+        throw CKrToolError({}, "--scan: '" + text + "' is none of upper, lower, progressive, unknown");
+    return static_cast<int32_t>(found->mode);
+}
+
+std::string ScanModeName(int32_t mode)
+{
+    const auto found = std::ranges::find(kScanModes, static_cast<EKrScanMode>(mode), &SKrScanModeName::mode);
+    return std::string(found != kScanModes.end() ? found->name : "unknown");
 }
 
 CKrSoundByFrame::CKrSoundByFrame(const SKrPcm& format, uint32_t frameRate, uint64_t bytes, Part part)
@@ -97,11 +111,13 @@ CKrSoundByFrame::CKrSoundByFrame(const SKrPcm& format, uint32_t frameRate, uint6
 
 void CKrSoundByFrame::Add(CKrRecording& recording, uint64_t length)
 {
-    const uint64_t now = std::min(length, m_bytes - m_done);
-    if (now == 0)
-        return;
-    recording.AddAudio(m_part(m_done, static_cast<uint32_t>(now)));
-    m_done += now;
+    for (uint64_t left = std::min(length, m_bytes - m_done); left > 0;)
+    {
+        const uint64_t now = std::min(left, kLargestBlock);
+        recording.AddAudio(m_part(m_done, static_cast<uint32_t>(now)));
+        m_done += now;
+        left -= now;
+    }
 }
 
 void CKrSoundByFrame::AddForFrame(CKrRecording& recording)

@@ -30,6 +30,7 @@ std::string FrameRateName(uint32_t code);
 
 // upper, lower, progressive or unknown.
 int32_t ParseScanMode(const std::string& text);
+std::string ScanModeName(int32_t mode);
 
 // Gives out the sound that belongs to one frame after the other.
 class CKrSoundByFrame

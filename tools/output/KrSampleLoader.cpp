@@ -1,5 +1,6 @@
 #include "tools/output/KrSampleLoader.h"
 
+#include "tools/command/KrToolError.h"
 #include "tools/platform/KrToolPlatform.h"
 
 #include <algorithm>
@@ -26,6 +27,8 @@ uint8_t* CKrSampleLoader::Get(const void* sample, const SKrSampleBytes& bytes)
         return nullptr;
     try
     {
+        if (InterruptionRequested())
+            throw CKrInterruption(); // also while the writer works through what waits at the end
         SLoaded loaded{sample, std::vector<uint8_t>(bytes.length)};
         bytes.load(loaded.bytes.data());
         m_loadedBytes += bytes.length;

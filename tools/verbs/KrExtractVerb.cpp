@@ -8,6 +8,7 @@
 #include "tools/input/KrAudioRange.h"
 #include "tools/input/KrAviFacts.h"
 #include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkCopier.h"
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrFramePattern.h"
 #include "tools/input/KrStreamChunks.h"
@@ -54,58 +55,6 @@ struct SKrExtractOptions
     std::optional<uint64_t> to;   // inclusive
     bool force = false;
 };
-
-// Chunks are copied in blocks, so that no size in a file decides how much memory is taken.
-constexpr size_t kBlockSize = size_t{4} << 20;
-
-class CKrChunkCopier
-{
-public:
-    CKrChunkCopier(const CKrAviFile& file, const CKrProgress& progress)
-        : m_file(file), m_progress(progress), m_buffer(kBlockSize)
-    {
-    }
-
-    // Copies what the file holds of a chunk; returns how many bytes that was.
-    template <class OUTPUT>
-    uint64_t Copy(const SKrChunkIndexEntry& chunk, OUTPUT& output)
-    {
-        uint64_t done = 0;
-        while (done < chunk.size)
-        {
-            m_progress.StopIfAsked();
-            const auto wanted = static_cast<size_t>(std::min<uint64_t>(chunk.size - done, m_buffer.size()));
-            const size_t came = m_file.ReadAt(chunk.position + done, m_buffer.data(), wanted);
-            if (came == 0)
-                break;
-            output.Write(m_buffer.data(), came);
-            done += came;
-        }
-        m_cut += done < chunk.size ? 1 : 0;
-        return done;
-    }
-
-    uint64_t CutChunks() const { return m_cut; }
-
-private:
-    const CKrAviFile& m_file;
-    const CKrProgress& m_progress;
-    std::vector<uint8_t> m_buffer;
-    uint64_t m_cut = 0; // chunks that came short
-};
-
-std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted)
-{
-    if (!wanted)
-        return std::nullopt;
-    return static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
-}
-
-// What a user sees as the name of a stream's source.
-const char* SourceName(const SKrStreamChunks& stream)
-{
-    return stream.fromIndex ? "index" : "chunk search";
-}
 
 class CKrExtraction
 {

@@ -5,7 +5,7 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrJoinedChunks.h"
+#include "tools/copy/KrClips.h"
 #include "tools/input/KrWaveInput.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecording.h"
@@ -44,11 +44,6 @@ const SKrVerbHelp kHelp = {
 
 constexpr uint64_t kLargestChunk = INT32_MAX;
 constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than headers say in earnest
-
-const char* KindName(EKrStreamKind kind)
-{
-    return kind == EKrStreamKind::Video ? "video" : "audio";
-}
 
 // Makes the sound behind each damage start with a whole sample frame: takes away what is left of the one
 // that the damage cut. Returns the bytes taken away.
@@ -197,26 +192,10 @@ private:
         }
     }
 
-    SKrRecordingResult Write()
+    SKrRecordingResult Write() const
     {
-        const SKrRecordingFormat& format = m_format.Format();
-        CKrRecording recording(m_options.output, m_options.force, format, m_progress);
-        CKrJoinedChunks audio(m_source, m_options.file, m_audio.chunks);
-        CKrSoundByFrame sound(format.audio.value_or(SKrPcm{}), format.video.frameRate,
-                              TotalBytes(m_audio.chunks),
-                              [&audio](uint64_t, uint32_t length) { return audio.Next(length); });
-        CKrJoinedChunks frames(m_source, m_options.file, m_video.chunks);
-        m_progress.Begin("writing", m_video.chunks.size(), EKrUnit::Frame);
-        for (size_t number = 0; number < m_video.chunks.size(); ++number)
-        {
-            sound.AddForFrame(recording);
-            recording.AddFrame(frames.Next(m_video.chunks[number].size));
-            m_progress.Advance(number);
-        }
-        sound.AddRest(recording);
-        const SKrRecordingResult result = recording.Commit();
-        m_progress.End();
-        return result;
+        return WriteClips({{m_options.file, m_source, m_video.chunks, m_audio.chunks}}, m_format.Format(),
+                          m_options.output, m_options.force, m_progress);
     }
 
     // Frames that the headers count and that are not there; nothing where they count none, or fewer than

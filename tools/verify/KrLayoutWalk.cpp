@@ -24,7 +24,7 @@ CKrLayoutWalk::CKrLayoutWalk(const SKrVerifyFile& file, SKrVerifyModel& model, C
 
 void CKrLayoutWalk::Run()
 {
-    m_progress.Begin("checking chunks", m_length);
+    m_progress.Begin("checking chunks", m_length, EKrUnit::Byte);
     m_levels.push_back({EKrListKind::File, m_length, m_length, true});
     const SKrSight first = m_sight.At(0, m_length);
     if (first.id != kFccRiff || first.type != kFccAvi)

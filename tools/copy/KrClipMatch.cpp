@@ -1,0 +1,69 @@
+#include "tools/copy/KrClipMatch.h"
+
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/hash/KrDigest.h"
+#include "tools/output/KrRecordingOptions.h"
+
+namespace KrTool
+{
+namespace
+{
+struct SKrTrait
+{
+    std::string name;
+    std::string value;
+};
+
+std::string BytesText(const std::vector<uint8_t>& bytes)
+{
+    if (bytes.empty())
+        return "none";
+    CKrDigest digest;
+    digest.Add(bytes.data(), bytes.size());
+    return Counted(bytes.size(), "byte") + " with the MD5 " + digest.Finish().md5;
+}
+
+std::string PcmText(const SKrPcm& pcm)
+{
+    return std::to_string(pcm.samplesPerSec) + " Hz, " + Counted(pcm.channels, "channel") + ", " +
+           std::to_string(pcm.bitsPerSample) + " bits, " + Counted(pcm.blockAlign, "byte") +
+           " a sample frame";
+}
+
+std::string SizeText(int32_t width, int32_t height)
+{
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+// What must be the same, in the words of messages.
+std::vector<SKrTrait> Traits(const SKrCopySource& source)
+{
+    const SKrAviVideoParams& video = source.format.video;
+    const auto& audio = source.format.audio;
+    return {{"picture size", SizeText(video.width, video.height)},
+            {"codec", source.format.codec != 0 ? FourCcText(source.format.codec) : "uncompressed"},
+            {"bits per pixel", std::to_string(video.bitCount)},
+            {"frame rate", FrameRateName(video.frameRate)},
+            {"scan mode", ScanModeName(video.scanMode)},
+            {"display size", SizeText(video.displayWidth, video.displayHeight)},
+            {"aspect mode", std::to_string(video.aspectMode)},
+            {"further video format", BytesText(source.moreVideoFormat)},
+            {"audio", audio ? PcmText(*audio) : "none"},
+            {"further audio format", BytesText(source.moreAudioFormat)}};
+}
+} // namespace
+
+void CheckMatch(const SKrCopySource& first, const SKrCopySource& other)
+{
+    const std::vector<SKrTrait> wanted = Traits(first);
+    const std::vector<SKrTrait> traits = Traits(other);
+    for (size_t number = 0; number < traits.size(); ++number)
+    {
+        if (traits[number].value != wanted[number].value)
+            throw CKrToolError(other.clip.path, "it does not match " + first.clip.path + ": " +
+                                                    traits[number].name + ' ' + traits[number].value +
+                                                    ", there " + wanted[number].value);
+    }
+}
+} // namespace KrTool

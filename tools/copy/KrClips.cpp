@@ -1,0 +1,122 @@
+#include "tools/copy/KrClips.h"
+
+#include "tools/command/KrProgress.h"
+#include "tools/input/KrJoinedChunks.h"
+#include "tools/output/KrRecordingOptions.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint16_t kMostUnsignedBits = 8; // PCM samples of up to so many bits have no sign
+constexpr uint8_t kUnsignedSilence = 0x80;
+
+// The sound of all clips as one sequence.
+class CKrClipSound
+{
+public:
+    CKrClipSound(std::vector<SKrClip>& clips, const SKrPcm& format)
+        : m_silence(format.bitsPerSample <= kMostUnsignedBits ? kUnsignedSilence : 0)
+    {
+        for (SKrClip& clip : clips)
+        {
+            const uint64_t bytes = TotalBytes(clip.audio);
+            m_bytes += bytes + clip.silence;
+            m_pieces.push_back(
+                {bytes, clip.silence, CKrJoinedChunks(clip.source, clip.path, std::move(clip.audio))});
+        }
+    }
+
+    [[nodiscard]] uint64_t Bytes() const { return m_bytes; }
+
+    SKrSampleBytes Next(uint32_t length)
+    {
+        std::vector<SKrSampleBytes> parts;
+        for (uint32_t left = length; left > 0 && m_piece < m_pieces.size();)
+        {
+            SPiece& piece = m_pieces[m_piece];
+            const auto sound = static_cast<uint32_t>(std::min<uint64_t>(left, piece.sound));
+            if (sound > 0)
+                parts.push_back(piece.chunks.Next(sound));
+            const auto silence = static_cast<uint32_t>(std::min<uint64_t>(left - sound, piece.silence));
+            if (silence > 0)
+                parts.push_back(Silence(silence));
+            piece.sound -= sound;
+            piece.silence -= silence;
+            left -= sound + silence;
+            if (piece.sound + piece.silence == 0)
+                ++m_piece;
+        }
+        return Joined(length, std::move(parts));
+    }
+
+private:
+    struct SPiece
+    {
+        uint64_t sound;   // bytes that are left
+        uint64_t silence; // and those behind them
+        CKrJoinedChunks chunks;
+    };
+
+    [[nodiscard]] SKrSampleBytes Silence(uint32_t length) const
+    {
+        return {length, [value = m_silence, length](uint8_t* buffer)
+                {
+                    std::memset(buffer, value, length);
+                }};
+    }
+
+    static SKrSampleBytes Joined(uint32_t length, std::vector<SKrSampleBytes> parts)
+    {
+        if (parts.size() == 1)
+            return std::move(parts.front());
+        return {length, [parts = std::move(parts)](uint8_t* buffer)
+                {
+                    for (const SKrSampleBytes& part : parts)
+                    {
+                        part.load(buffer);
+                        buffer += part.length;
+                    }
+                }};
+    }
+
+    const uint8_t m_silence;
+    std::vector<SPiece> m_pieces;
+    size_t m_piece = 0;
+    uint64_t m_bytes = 0;
+};
+} // namespace
+
+SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingFormat& format,
+                              const std::string& output, bool force, CKrProgress& progress)
+{
+    const SKrPcm pcm = format.audio.value_or(SKrPcm{});
+    CKrClipSound audio(clips, pcm);
+    CKrRecording recording(output, force, format, progress);
+    CKrSoundByFrame sound(pcm, format.video.frameRate, audio.Bytes(),
+                          [&audio](uint64_t, uint32_t length) { return audio.Next(length); });
+    uint64_t total = 0;
+    for (const SKrClip& clip : clips)
+        total += clip.frames.size();
+    progress.Begin("writing", total, EKrUnit::Frame);
+    uint64_t done = 0;
+    for (const SKrClip& clip : clips)
+    {
+        CKrJoinedChunks frames(clip.source, clip.path, clip.frames);
+        for (const SKrChunkIndexEntry& frame : clip.frames)
+        {
+            sound.AddForFrame(recording);
+            recording.AddFrame(frames.Next(frame.size));
+            progress.Advance(done++);
+        }
+    }
+    sound.AddRest(recording);
+    const SKrRecordingResult result = recording.Commit();
+    progress.End();
+    return result;
+}
+} // namespace KrTool

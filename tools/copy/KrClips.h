@@ -1,0 +1,33 @@
+// Frames and sound of files, written one file after the other into a new one.
+#ifndef KR_TOOLS_COPY_KRCLIPS_H
+#define KR_TOOLS_COPY_KRCLIPS_H
+
+#include "platform/KrPlatform.h"
+#include "tools/input/KrStreamChunks.h"
+#include "tools/output/KrRecording.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KrTool
+{
+class CKrProgress;
+struct SKrCopyOptions;
+
+struct SKrClip
+{
+    std::string path;
+    std::shared_ptr<IKrFile> source;
+    Chunks frames;
+    Chunks audio;
+    uint64_t silence = 0; // bytes behind the audio
+};
+
+// Frames and sound come out as they are, in this order.
+SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingFormat& format,
+                              const std::string& output, bool force, CKrProgress& progress);
+} // namespace KrTool
+
+#endif

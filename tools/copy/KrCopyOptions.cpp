@@ -1,0 +1,30 @@
+#include "tools/copy/KrCopyOptions.h"
+
+#include "tools/command/KrVerbTable.h"
+
+namespace KrTool
+{
+const char kWhatIsRefused[] =
+    "What the new file cannot carry is refused with the reason, or left out where an option says so: further "
+    "streams, sound that is not PCM, frame rates other than 23.976, 24, 25, 29.97, 30, 50, 59.94 and 60, "
+    "format data behind the 40 bytes of the picture format, frames without data. Its indexes say of each "
+    "frame that it is a key frame.";
+
+void AddOutput(CLI::App& verb, SKrCopyOptions& options)
+{
+    verb.add_option("OUTPUT", options.output, "The AVI file that is written")->required()->type_name("");
+}
+
+void AddCopyOptions(CLI::App& verb, SKrCopyOptions& options)
+{
+    AddNumber(verb, "--video", options.video, "The video stream to take, by its number");
+    AddNumber(verb, "--audio", options.audio, "The audio stream to take, by its number");
+    verb.add_flag("--no-audio", options.noAudio, "Leave the sound out");
+    verb.add_option("--rate", options.rate, "Frames per second, instead of the file's own")
+        ->type_name("RATE");
+    verb.add_flag("--lossy-header", options.lossyHeader,
+                  "Leave out further format data, and streams that are neither video nor audio");
+    verb.add_flag("--drop-empty", options.dropEmpty, "Leave out frames without data");
+    verb.add_flag("--force", options.force, "Replace a file that exists");
+}
+} // namespace KrTool

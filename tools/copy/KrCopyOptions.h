@@ -1,0 +1,38 @@
+// What the verbs that copy frames and sound into a new file let the user choose.
+#ifndef KR_TOOLS_COPY_KRCOPYOPTIONS_H
+#define KR_TOOLS_COPY_KRCOPYOPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace CLI
+{
+class App;
+}
+
+namespace KrTool
+{
+struct SKrCopyOptions
+{
+    std::string output;
+    std::optional<uint64_t> video; // stream numbers
+    std::optional<uint64_t> audio;
+    bool noAudio = false;
+    std::string rate; // instead of the file's own
+    bool lossyHeader = false;
+    bool dropEmpty = false;
+    bool force = false;
+};
+
+// Adds the output as the second of the names.
+void AddOutput(CLI::App& verb, SKrCopyOptions& options);
+
+// Adds all the others.
+void AddCopyOptions(CLI::App& verb, SKrCopyOptions& options);
+
+// For the help of these verbs: what a new file has no place for.
+extern const char kWhatIsRefused[];
+} // namespace KrTool
+
+#endif

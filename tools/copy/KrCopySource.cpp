@@ -1,0 +1,276 @@
+#include "tools/copy/KrCopySource.h"
+
+#include "format/KrFrameTables.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/copy/KrCopyOptions.h"
+#include "tools/input/KrAudioRange.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/input/KrKeyFrames.h"
+#include "tools/input/KrLittleEndian.h"
+#include "tools/input/KrWaveInput.h"
+#include "tools/output/KrRecordingOptions.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kBitmapHeaderSize = 40;
+constexpr size_t kWaveFormatSize = 18;
+constexpr uint16_t kTagPcm = 1;
+constexpr uint64_t kLargestChunk = INT32_MAX;
+
+std::vector<uint8_t> Behind(const std::vector<uint8_t>& bytes, size_t count)
+{
+    return {bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end()};
+}
+
+class CKrCopyPreparation
+{
+public:
+    CKrCopyPreparation(const std::string& path, const SKrFrameRange& range, const SKrCopyOptions& options,
+                       CKrReport& report, CKrProgress& progress)
+        : m_range(range), m_options(options), m_report(report), m_progress(progress), m_file(path),
+          m_facts(ReadFacts(m_file, progress))
+    {
+        m_source.clip.path = path;
+        m_source.clip.source = OpenInput(path);
+        ReportFileFindings(m_file, m_facts, report);
+    }
+
+    SKrCopySource Run()
+    {
+        CheckOtherStreams();
+        PrepareVideo();
+        PrepareAudio();
+        return std::move(m_source);
+    }
+
+private:
+    [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_file.Path(), cause); }
+
+    // What the writer has no place for is left out only when the user asked for that.
+    void CheckOtherStreams() const
+    {
+        const auto count = [this](auto isOfKind)
+        {
+            return std::ranges::count_if(m_facts.streams, isOfKind);
+        };
+        if (!m_options.video && count([](auto& stream) { return stream.IsVideo(); }) > 1)
+            Refuse("it has more than one video stream; --video N chooses one");
+        if (!m_options.audio && !m_options.noAudio &&
+            count([](auto& stream) { return stream.IsAudio(); }) > 1)
+            Refuse("it has more than one audio stream; --audio N chooses one, --no-audio leaves them out");
+        if (!m_options.lossyHeader &&
+            count([](auto& stream) { return !stream.IsVideo() && !stream.IsAudio(); }) > 0)
+            Refuse("it has streams that are neither video nor audio; --lossy-header leaves them out");
+    }
+
+    SKrStreamChunks ChunksOf(EKrStreamKind kind, const std::optional<uint64_t>& wanted)
+    {
+        SKrStreamChunks stream =
+            ChunksOfStream(m_file, m_facts, kind, StreamNumber(wanted), m_report, m_progress);
+        if (stream.stream >= m_facts.streams.size())
+            Refuse("its headers do not describe stream " + std::to_string(stream.stream));
+        return stream;
+    }
+
+    void PrepareVideo()
+    {
+        const SKrStreamChunks stream = ChunksOf(EKrStreamKind::Video, m_options.video);
+        TakeVideoFormat(m_facts.streams[stream.stream]);
+        TakeRange(stream);
+        CheckKeyFrames(stream);
+        Chunks& frames = m_source.clip.frames;
+        frames.assign(stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.firstFrame),
+                      stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.endFrame));
+        if (CountCutChunks(m_file, frames) != 0)
+            Refuse("frames of stream " + std::to_string(stream.stream) + ", from " +
+                   std::to_string(FirstCutFrame()) + " on, reach behind the end of the file");
+        const size_t empty =
+            std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
+        if (empty != 0 && !m_options.dropEmpty)
+            Refuse(Counted(empty, "frame") +
+                   " have no data, by which some programs repeat a frame; --drop-empty leaves them out");
+        if (empty != 0)
+            m_report.Note("left out: " + Counted(empty, "frame") + " without data");
+        if (frames.empty())
+            Refuse("it has no frames");
+        if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestChunk)
+            Refuse("a frame is larger than 2 GiB");
+    }
+
+    [[nodiscard]] uint64_t FirstCutFrame() const
+    {
+        const auto first = std::ranges::find_if(m_source.clip.frames, [this](const SKrChunkIndexEntry& frame)
+                                                { return frame.position + frame.size > m_file.Length(); });
+        return m_source.firstFrame + static_cast<uint64_t>(first - m_source.clip.frames.begin());
+    }
+
+    void TakeRange(const SKrStreamChunks& stream)
+    {
+        const uint64_t count = stream.chunks.size();
+        if (count == 0)
+            Refuse("it has no frames");
+        m_source.firstFrame = m_range.first;
+        m_source.endFrame = m_range.last ? *m_range.last + 1 : count;
+        if (m_source.firstFrame >= count || m_source.endFrame > count)
+            Refuse("the frames asked for are not there: video stream " + std::to_string(stream.stream) +
+                   " has " + Counted(count, "frame"));
+    }
+
+    void CheckKeyFrames(const SKrStreamChunks& stream)
+    {
+        const std::vector<bool> keys = KeyFrames(m_file, m_facts, stream.stream, stream.chunks);
+        const auto others = static_cast<uint64_t>(std::ranges::count(keys, false));
+        if (others == 0)
+            return;
+        m_report.Note(Counted(others, "frame") + " of stream " + std::to_string(stream.stream) +
+                      " depend on others by the index of the file; that of the new one does not tell");
+        const uint64_t first = m_source.firstFrame;
+        if (keys[first])
+            return;
+        const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
+        const auto next = std::find(place, keys.end(), true);
+        const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);
+        std::string text = "frame " + std::to_string(first) + " is no key frame: ";
+        if (before != keys.rend())
+            text += "it needs frames from " + std::to_string(keys.rend() - before - 1) +
+                    " on, where a clean cut would start";
+        else
+            text += "what it needs is not in the file";
+        if (next != keys.end())
+            text += "; the next key frame is " + std::to_string(next - keys.begin());
+        m_report.Finding(text);
+    }
+
+    void TakeVideoFormat(const SKrStreamHeader& header)
+    {
+        const std::vector<uint8_t>& strf = header.format;
+        if (strf.size() < kBitmapHeaderSize)
+            Refuse("its video format is not complete");
+        if (strf.size() > kBitmapHeaderSize && !m_options.lossyHeader)
+            Refuse("its video format has " + std::to_string(strf.size() - kBitmapHeaderSize) +
+                   " bytes behind the 40 that the writer stores; --lossy-header leaves them out");
+        m_source.moreVideoFormat = Behind(strf, kBitmapHeaderSize);
+        const auto width = static_cast<int32_t>(GetLe32(strf, 4));
+        const auto height = static_cast<int32_t>(GetLe32(strf, 8));
+        if (width < 1 || height < 1)
+            Refuse("its pictures have no size that the writer stores (" + std::to_string(width) + " x " +
+                   std::to_string(height) + "; a negative height means rows from the top)");
+        std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
+        if (!m_options.rate.empty())
+            code = ParseFrameRate(m_options.rate);
+        if (!code)
+            Refuse("its frame rate " + std::to_string(header.rate) + "/" + std::to_string(header.scale) +
+                   " is none that the writer has; --rate sets another one");
+        SKrRecordingFormat& format = m_source.format;
+        format.video = ReaderFormat();
+        format.video.width = width;
+        format.video.height = height;
+        format.video.bitCount = static_cast<uint8_t>(GetLe16(strf, 14));
+        format.video.frameRate = *code;
+        format.codec = GetLe32(strf, 16);
+    }
+
+    // Scan mode and pixel aspect ratio as the reader knows them.
+    [[nodiscard]] SKrAviVideoParams ReaderFormat() const
+    {
+        SKrAviVideoParams known{};
+        uint32_t compression = 0;
+        uint16_t bitCount = 0;
+        int valid = 0;
+        uint32_t chunkId = 0;
+        m_file.Reader().GetVideoStreamInfo(&known, &compression, &bitCount, &valid, &chunkId);
+        if (valid != 0)
+            return known;
+        known = {};
+        known.aspectMode = kAspectModeUnknown;
+        known.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
+        return known;
+    }
+
+    void PrepareAudio()
+    {
+        const bool hasAudio =
+            std::ranges::any_of(m_facts.streams, [](auto& stream) { return stream.IsAudio(); });
+        if (m_options.noAudio || (!hasAudio && !m_options.audio))
+            return;
+        SKrStreamChunks stream = ChunksOf(EKrStreamKind::Audio, m_options.audio);
+        TakeAudioFormat(m_facts.streams[stream.stream]);
+        m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
+        if (CountCutChunks(m_file, m_source.clip.audio) != 0)
+            Refuse("audio chunks of stream " + std::to_string(stream.stream) +
+                   " reach behind the end of the file");
+    }
+
+    void TakeAudioFormat(const SKrStreamHeader& header)
+    {
+        const SKrAudioFormat format = AudioFormat(header);
+        if (format.tag != kTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
+            Refuse("its audio is not PCM; --no-audio leaves it out");
+        if (format.blockAlign != format.channels * ((format.bitsPerSample + 7) / 8))
+            Refuse("its audio format contradicts itself (" + std::to_string(format.channels) +
+                   " channels of " + std::to_string(format.bitsPerSample) + " bits, " +
+                   Counted(format.blockAlign, "byte") + " a sample frame); --no-audio leaves it out");
+        if (header.format.size() > kWaveFormatSize && !m_options.lossyHeader)
+            Refuse(
+                "its audio format has bytes that the writer does not store; --lossy-header leaves them out");
+        m_source.moreAudioFormat = Behind(header.format, kWaveFormatSize);
+        m_source.format.audio =
+            SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
+    }
+
+    // All of it where all frames are taken, also what no frame belongs to.
+    [[nodiscard]] Chunks AudioOfRange(Chunks chunks) const
+    {
+        if (m_range.first == 0 && !m_range.last)
+            return chunks;
+        const SKrPcm& pcm = *m_source.format.audio;
+        const uint64_t first = SampleFramesUntil(m_source.firstFrame, m_source.format);
+        const uint64_t end =
+            m_range.last ? SampleFramesUntil(m_source.endFrame, m_source.format) : UINT64_MAX;
+        Chunks part = UnitsOf(chunks, {{pcm.samplesPerSec, 1}, pcm.blockAlign}, first, end);
+        const uint64_t wanted = SampleFramesUntil(m_source.endFrame, m_source.format) - first;
+        if (const uint64_t there = TotalBytes(part) / pcm.blockAlign; there < wanted)
+            m_report.Note("the sound ends " + Counted(wanted - there, "sample frame") +
+                          " before the last frame does");
+        return part;
+    }
+
+    const SKrFrameRange& m_range;
+    const SKrCopyOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    CKrAviFile m_file;
+    SKrAviFacts m_facts;
+    SKrCopySource m_source;
+};
+} // namespace
+
+SKrCopySource PrepareCopy(const std::string& path, const SKrFrameRange& range, const SKrCopyOptions& options,
+                          CKrReport& report, CKrProgress& progress)
+{
+    return CKrCopyPreparation(path, range, options, report, progress).Run();
+}
+
+uint64_t SampleFramesUntil(uint64_t frame, const SKrRecordingFormat& format)
+{
+    const SKrFrameRate rate = KrFrameRates()[format.video.frameRate];
+    const auto samples = AudioUnitsUntil(frame, {rate.rate, rate.scale}, {format.audio->samplesPerSec, 1});
+    if (!samples)
+        throw CKrToolError({}, "there are more frames than samples can be counted for");
+    return *samples;
+}
+
+uint64_t SampleFramesOf(const SKrClip& clip, const SKrRecordingFormat& format)
+{
+    return TotalBytes(clip.audio) / format.audio->blockAlign;
+}
+} // namespace KrTool

@@ -1,0 +1,135 @@
+#include "tools/hash/KrHashedFile.h"
+
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/input/KrLittleEndian.h"
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kLengthSize = 8;
+
+// Takes a frame's bytes for the stream and, where somebody wants them, for the frame itself.
+struct SFrameSink
+{
+    CKrDigest& stream;
+    CKrDigest* frame;
+
+    void Write(const void* data, size_t size)
+    {
+        stream.Add(data, size);
+        if (frame != nullptr)
+            frame->Add(data, size);
+    }
+};
+} // namespace
+
+CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProgress& progress)
+    : m_report(report), m_progress(progress), m_file(path), m_facts(ReadFacts(m_file, progress)),
+      m_copier(m_file, progress)
+{
+    ReportFileFindings(m_file, m_facts, report);
+    for (const SKrStreamHeader& stream : m_facts.streams)
+    {
+        if (stream.IsVideo())
+            AddStream(EKrStreamKind::Video, stream.number);
+        else if (stream.IsAudio())
+            AddStream(EKrStreamKind::Audio, stream.number);
+        else
+            report.Note("stream " + std::to_string(stream.number) + ", which is '" + FourCcText(stream.type) +
+                        "', is neither video nor audio and has no checksum");
+    }
+    if (m_facts.streams.empty())
+        AddStreamsWithoutHeaders();
+    if (m_streams.empty())
+        throw CKrToolError(path, "the file has neither video nor audio");
+}
+
+void CKrHashedFile::AddStream(EKrStreamKind kind, uint32_t number)
+{
+    SKrHashedStream stream;
+    stream.kind = kind;
+    stream.chunks = ChunksOfStream(m_file, m_facts, kind, number, m_report, m_progress);
+    if (kind == EKrStreamKind::Audio && number < m_facts.streams.size())
+    {
+        const SKrAudioFormat format = AudioFormat(m_facts.streams[number]);
+        stream.blockAlign = format.IsUncompressed() ? format.blockAlign : 0;
+    }
+    m_streams.push_back(std::move(stream));
+}
+
+void CKrHashedFile::AddStreamsWithoutHeaders()
+{
+    for (const EKrStreamKind kind : {EKrStreamKind::Video, EKrStreamKind::Audio})
+    {
+        if (const auto number = DefaultStream(m_file, m_facts, kind))
+            AddStream(kind, *number);
+    }
+}
+
+void CKrHashedFile::Hash(const OnFrame& onFrame)
+{
+    uint64_t total = 0;
+    for (const SKrHashedStream& stream : m_streams)
+        total += TotalBytes(stream.chunks.chunks);
+    m_progress.Begin("reading", total, EKrUnit::Byte);
+    for (SKrHashedStream& stream : m_streams)
+    {
+        const bool isVideo = stream.kind == EKrStreamKind::Video;
+        const uint64_t cutBefore = m_copier.CutChunks();
+        if (isVideo)
+            HashVideo(stream, onFrame);
+        else
+            HashAudio(stream);
+        if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
+            m_report.Finding(
+                "cut by the end of the file: " + Counted(cut, isVideo ? "frame" : "audio chunk") +
+                " of stream " + std::to_string(stream.chunks.stream));
+    }
+    m_progress.End();
+}
+
+void CKrHashedFile::HashVideo(SKrHashedStream& stream, const OnFrame& onFrame)
+{
+    CKrDigest content;
+    CKrDigest lengths;
+    CKrDigest ofFrame;
+    SFrameSink sink{content, onFrame ? &ofFrame : nullptr};
+    std::vector<uint8_t> length;
+    for (size_t number = 0; number < stream.chunks.chunks.size(); ++number)
+    {
+        const uint64_t bytes = m_copier.Copy(stream.chunks.chunks[number], sink);
+        length.clear();
+        PutLe(length, bytes, kLengthSize);
+        lengths.Add(length.data(), length.size());
+        stream.bytes += bytes;
+        if (onFrame)
+            onFrame(stream, number, bytes, ofFrame.Finish());
+        Advance(bytes);
+    }
+    stream.content = content.Finish();
+    stream.lengths = lengths.Finish();
+}
+
+void CKrHashedFile::HashAudio(SKrHashedStream& stream)
+{
+    CKrDigest content;
+    SFrameSink sink{content, nullptr};
+    for (const SKrChunkIndexEntry& chunk : stream.chunks.chunks)
+    {
+        const uint64_t bytes = m_copier.Copy(chunk, sink);
+        stream.bytes += bytes;
+        Advance(bytes);
+    }
+    stream.content = content.Finish();
+}
+
+void CKrHashedFile::Advance(uint64_t bytes)
+{
+    m_done += bytes;
+    m_progress.Advance(m_done);
+}
+} // namespace KrTool

@@ -1,0 +1,64 @@
+// The checksums of a file's streams: what two files must share to carry the same material.
+#ifndef KR_TOOLS_HASH_KRHASHEDFILE_H
+#define KR_TOOLS_HASH_KRHASHEDFILE_H
+
+#include "tools/hash/KrDigest.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkCopier.h"
+#include "tools/input/KrStreamChunks.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace KrTool
+{
+class CKrProgress;
+class CKrReport;
+
+struct SKrHashedStream
+{
+    EKrStreamKind kind = EKrStreamKind::Video;
+    SKrStreamChunks chunks;
+    uint32_t blockAlign = 0; // bytes of a sample frame; 0: video, or the sound does not tell
+    uint64_t bytes = 0;
+    SKrDigest content; // of the chunks' bytes, one behind the other
+    SKrDigest lengths; // of the frames' lengths, each as eight bytes, the lowest first; video only
+};
+
+class CKrHashedFile
+{
+public:
+    // Told about each frame with its number, its length and its checksums.
+    using OnFrame =
+        std::function<void(const SKrHashedStream&, uint64_t frame, uint64_t bytes, const SKrDigest&)>;
+
+    // Opens the file and finds the chunks of all its video and audio streams.
+    CKrHashedFile(const std::string& path, CKrReport& report, CKrProgress& progress);
+
+    // Reads everything. `onFrame` may be empty.
+    void Hash(const OnFrame& onFrame);
+
+    [[nodiscard]] const CKrAviFile& File() const { return m_file; }
+    [[nodiscard]] const std::vector<SKrHashedStream>& Streams() const { return m_streams; }
+
+private:
+    void AddStream(EKrStreamKind kind, uint32_t number);
+    void AddStreamsWithoutHeaders();
+    void HashVideo(SKrHashedStream& stream, const OnFrame& onFrame);
+    void HashAudio(SKrHashedStream& stream);
+    void Advance(uint64_t bytes);
+
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    CKrAviFile m_file;
+    SKrAviFacts m_facts;
+    CKrChunkCopier m_copier;
+    std::vector<SKrHashedStream> m_streams;
+    uint64_t m_done = 0; // bytes
+};
+} // namespace KrTool
+
+#endif

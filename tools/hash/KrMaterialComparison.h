@@ -1,0 +1,26 @@
+// Where the material of two files differs first, stream by stream.
+#ifndef KR_TOOLS_HASH_KRMATERIALCOMPARISON_H
+#define KR_TOOLS_HASH_KRMATERIALCOMPARISON_H
+
+#include "tools/command/KrReport.h"
+#include "tools/hash/KrHashedFile.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace KrTool
+{
+// Video streams are compared frame by frame, audio streams as one run of bytes each, in the order of their
+// numbers. One object for each stream that differs; `text` tells the same in words. Both files were hashed.
+struct SKrDifference
+{
+    Json facts;
+    std::string text;
+};
+std::vector<SKrDifference> Differences(const CKrHashedFile& file, const CKrHashedFile& other,
+                                       const CKrProgress& progress);
+} // namespace KrTool
+
+#endif

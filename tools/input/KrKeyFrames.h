@@ -1,0 +1,21 @@
+// Which frames stand alone, as the indexes flag them. The reader's index operations do not tell.
+#ifndef KR_TOOLS_INPUT_KRKEYFRAMES_H
+#define KR_TOOLS_INPUT_KRKEYFRAMES_H
+
+#include "tools/input/KrStreamChunks.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace KrTool
+{
+class CKrAviFile;
+struct SKrAviFacts;
+
+// One value for each frame: whether it is a key frame. Frames that no index flags count as key frames; so do
+// all of them when the index flags none as one, as some programs write it.
+std::vector<bool> KeyFrames(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t stream,
+                            const Chunks& frames);
+} // namespace KrTool
+
+#endif

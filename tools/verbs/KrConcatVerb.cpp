@@ -1,0 +1,190 @@
+// kravi concat: the frames and the sound of several files in a new one, one file behind the other.
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/copy/KrClipMatch.h"
+#include "tools/copy/KrCopyOptions.h"
+#include "tools/copy/KrCopySource.h"
+#include "tools/input/KrAudioRange.h"
+#include "tools/output/KrOutputFile.h"
+#include "tools/output/KrRecordingOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "concat",
+    "Join AVI files, one behind the other",
+    {
+        "Frames come out unchanged. The files must match in picture size, codec, bits per pixel, frame rate, "
+        "scan mode, pixel aspect, further format data, sound format, and in whether they have sound.",
+        "The sound of each file starts with its first frame, at the nearest sample frame. For that, sound "
+        "that goes on "
+        "behind a file's last frame is left out, and silence follows sound that ends before it; where one "
+        "sample "
+        "frame is missing, because a frame lasts no whole number of them, the last one is repeated. Behind "
+        "the last "
+        "file's frames its sound stays as it is, longer or shorter. The report counts the sample frames "
+        "of each file.",
+        kWhatIsRefused,
+        "Findings: a file that starts with no key frame; and what is wrong with the files that are read (see "
+        "info).",
+    },
+    {
+        "kravi concat one.avi two.avi three.avi -o all.avi",
+    },
+};
+
+struct SKrConcatOptions
+{
+    std::vector<std::string> files;
+    SKrCopyOptions copy;
+};
+
+// More than any sound has; what headers say by mistake could fill a disk with silence.
+constexpr uint64_t kMostBytesPerSecond = uint64_t{1} << 27;
+
+// What became of the sound of a clip, in sample frames.
+struct SKrFit
+{
+    uint64_t there = 0;
+    uint64_t cut = 0;
+    uint64_t repeated = 0;
+    uint64_t silence = 0;
+};
+
+// Makes the sound of a clip as long as its frames.
+SKrFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t wanted)
+{
+    const SKrPcm& pcm = *format.audio;
+    const SKrAudioUnit unit = {{pcm.samplesPerSec, 1}, pcm.blockAlign};
+    SKrFit fit;
+    fit.there = SampleFramesOf(clip, format);
+    const Chunks last = fit.there == 0 ? Chunks() : UnitsOf(clip.audio, unit, fit.there - 1, fit.there);
+    clip.audio = UnitsOf(clip.audio, unit, 0, std::min(fit.there, wanted));
+    if (fit.there > wanted)
+    {
+        fit.cut = fit.there - wanted;
+    }
+    else if (wanted == fit.there + 1 && !last.empty())
+    {
+        fit.repeated = 1;
+        clip.audio.insert(clip.audio.end(), last.begin(), last.end());
+    }
+    else
+    {
+        fit.silence = wanted - fit.there;
+        if (fit.silence > 0 && uint64_t{pcm.samplesPerSec} * pcm.blockAlign > kMostBytesPerSecond)
+            throw CKrToolError(clip.path, "its sound format has too many bytes per second for silence to be "
+                                          "added; --no-audio leaves the sound out");
+        clip.silence = fit.silence * pcm.blockAlign;
+    }
+    return fit;
+}
+
+class CKrConcatenation
+{
+public:
+    CKrConcatenation(const SKrConcatOptions& options, CKrReport& report, CKrProgress& progress)
+        : m_options(options), m_report(report), m_progress(progress)
+    {
+    }
+
+    void Run()
+    {
+        for (const std::string& file : m_options.files)
+            CheckTarget(m_options.copy.output, m_options.copy.force, file);
+        for (const std::string& file : m_options.files)
+            AddSource(file);
+        const SKrRecordingFormat format = m_sources.front().format;
+        Json rows = Json::array();
+        std::vector<SKrClip> clips;
+        uint64_t frame = 0; // of the new file
+        for (SKrCopySource& source : m_sources)
+        {
+            const bool isLast = &source == &m_sources.back();
+            const uint64_t frames = source.clip.frames.size();
+            rows.push_back(ClipJson(source, frame, isLast));
+            frame += frames;
+            clips.push_back(std::move(source.clip));
+        }
+        const SKrRecordingResult result =
+            WriteClips(std::move(clips), format, m_options.copy.output, m_options.copy.force, m_progress);
+        m_report.Fact("clips", rows);
+        ReportRecording(result, format, m_options.copy.output, m_report);
+    }
+
+private:
+    void AddSource(const std::string& file)
+    {
+        m_report.SetSubject(file);
+        m_sources.push_back(PrepareCopy(file, SKrFrameRange(), m_options.copy, m_report, m_progress));
+        m_report.SetSubject({});
+        CheckMatch(m_sources.front(), m_sources.back());
+    }
+
+    Json ClipJson(SKrCopySource& source, uint64_t frame, bool isLast)
+    {
+        const uint64_t frames = source.clip.frames.size();
+        Json row = {{"file", source.clip.path}, {"firstFrame", frame}, {"frames", frames}};
+        if (!source.format.audio)
+            return row;
+        const uint64_t first = SampleFramesUntil(frame, source.format);
+        SKrFit fit;
+        if (isLast)
+            fit.there = SampleFramesOf(source.clip, source.format);
+        else
+            fit = FitSound(source.clip, source.format,
+                           SampleFramesUntil(frame + frames, source.format) - first);
+        row["firstSampleFrame"] = first;
+        row["sampleFrames"] = fit.there;
+        row["cut"] = fit.cut;
+        row["repeated"] = fit.repeated;
+        row["silence"] = fit.silence;
+        NoteFit(source.clip.path, fit);
+        return row;
+    }
+
+    // One sample frame more or less is how frame rates are.
+    void NoteFit(const std::string& path, const SKrFit& fit)
+    {
+        if (fit.cut > 1)
+            m_report.Note(path + ": left out: " + Counted(fit.cut, "sample frame") +
+                          " behind its last frame");
+        if (fit.silence > 0)
+            m_report.Note(path + ": its sound ends before its last frame; " +
+                          Counted(fit.silence, "sample frame") + " of silence follow");
+    }
+
+    const SKrConcatOptions& m_options;
+    CKrReport& m_report;
+    CKrProgress& m_progress;
+    std::vector<SKrCopySource> m_sources;
+};
+
+void RunConcat(const SKrConcatOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    CKrConcatenation(options, report, progress).Run();
+}
+} // namespace
+
+void AddConcatVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrConcatOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, [options](auto& report, auto& progress) { RunConcat(*options, report, progress); });
+    verb.add_option("FILES", options->files, "The AVI files, in order")->required()->type_name("");
+    verb.add_option("-o,--output", options->copy.output, "The AVI file that is written")
+        ->required()
+        ->type_name("FILE");
+    AddCopyOptions(verb, options->copy);
+}
+} // namespace KrTool

@@ -1,0 +1,64 @@
+// kravi cut: some frames of a file, and the sound that belongs to them, in a new one.
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/copy/KrCopy.h"
+#include "tools/copy/KrCopyOptions.h"
+#include "tools/copy/KrCopySource.h"
+
+#include <CLI/CLI.hpp>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "cut",
+    "Copy some frames of an AVI file, and their sound, into a new one",
+    {
+        "Frames count from 0; --to names the last one that is taken. Frames and PCM sound come out "
+        "unchanged. "
+        "The sound of a frame starts at the sample frame that is nearest to its time, as with extract, so "
+        "that "
+        "pieces that were cut one behind the other have each sample frame once; concat joins them. Without "
+        "--to the sound behind the last frame comes along.",
+        kWhatIsRefused,
+        "Findings: the first frame is no key frame, and cannot be shown without frames before it; and what "
+        "is wrong "
+        "with the file that is read (see info).",
+    },
+    {
+        "kravi cut clip.avi scene.avi --from 250 --to 499",
+        "kravi cut clip.avi start.avi --to 99 --no-audio",
+    },
+};
+
+struct SKrCutOptions
+{
+    std::string file;
+    std::optional<uint64_t> from;
+    std::optional<uint64_t> to; // inclusive
+    SKrCopyOptions copy;
+};
+
+void RunCut(const SKrCutOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    const SKrFrameRange range = {options.from.value_or(0), options.to};
+    if (range.last && *range.last < range.first)
+        throw CKrToolError({}, "--from lies behind --to");
+    CopyFrames(options.file, range, options.copy, report, progress);
+}
+} // namespace
+
+void AddCutVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrCutOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunCut(*options, report, progress); });
+    AddOutput(verb, options->copy);
+    AddNumber(verb, "--from", options->from, "First frame");
+    AddNumber(verb, "--to", options->to, "Last frame");
+    AddCopyOptions(verb, options->copy);
+}
+} // namespace KrTool

@@ -1,0 +1,159 @@
+// kravi hash: checksums of frames and sound, by which two files can be shown to carry the same material.
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/hash/KrHashedFile.h"
+#include "tools/hash/KrMaterialComparison.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "hash",
+    "Checksums of each stream and each frame",
+    {
+        "Two checksums each: XXH3 with 128 bits (xxh128) and MD5, over the data alone, without chunk headers "
+        "and padding.",
+        "A video stream's are over the frames' bytes, one frame behind the other; where frames end is told "
+        "by "
+        "the second pair (lengths), over the length of each frame as eight bytes, the lowest first. An audio "
+        "stream's are over its bytes, however they are cut into chunks, so that they stay the same when a "
+        "file is "
+        "written anew. The MD5 of a stream is that of what extract writes (of a WAVE file: its data).",
+        "Streams that the reader's indexes do not cover are found by searching the file for their chunks, "
+        "which passes over empty ones.",
+        "--compare looks at frames and sound alone, at streams of a kind in the order of their numbers, and "
+        "names the "
+        "first frame or byte that differs.",
+        "Findings: differences, with --compare; chunks cut by the end of the file; an index that points at "
+        "wrong places; and "
+        "what is wrong with the file as a whole (see info).",
+    },
+    {
+        "kravi hash clip.avi",
+        "kravi hash clip.avi --frames --json",
+        "kravi hash clip.avi --compare copy.avi",
+    },
+};
+
+struct SKrHashOptions
+{
+    std::string file;
+    std::string other; // empty: none
+    bool frames = false;
+};
+
+std::string Padded(std::string text, size_t width)
+{
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+CKrHashedFile::OnFrame FrameRows(CKrReport& report)
+{
+    return [&report](const SKrHashedStream& stream, uint64_t frame, uint64_t bytes, const SKrDigest& digest)
+    {
+        const Json row = {{"stream", stream.chunks.stream},
+                          {"frame", frame},
+                          {"bytes", bytes},
+                          {"xxh128", digest.xxh128},
+                          {"md5", digest.md5}};
+        report.Row(row, Padded(std::to_string(stream.chunks.stream), 6) + Padded(std::to_string(frame), 10) +
+                            Padded(std::to_string(bytes), 12) + "  " + digest.xxh128 + "  " + digest.md5 +
+                            '\n');
+    };
+}
+
+Json StreamJson(const SKrHashedStream& stream)
+{
+    Json facts = {{"number", stream.chunks.stream},      {"kind", KindName(stream.kind)},
+                  {"source", SourceName(stream.chunks)}, {"bytes", stream.bytes},
+                  {"xxh128", stream.content.xxh128},     {"md5", stream.content.md5}};
+    if (stream.kind == EKrStreamKind::Video)
+    {
+        facts["frames"] = stream.chunks.chunks.size();
+        facts["lengthsXxh128"] = stream.lengths.xxh128;
+        facts["lengthsMd5"] = stream.lengths.md5;
+    }
+    else
+    {
+        facts["sampleFrames"] = stream.blockAlign != 0 ? Json(stream.bytes / stream.blockAlign) : Json();
+    }
+    return facts;
+}
+
+// A stream's lines in text.
+std::string StreamText(const Json& facts)
+{
+    std::string text = "stream " + JsonText(facts["number"]) + '\n';
+    for (const auto& fact : facts.items())
+    {
+        if (fact.key() != "number")
+            text += "  " + PlainText(fact.key(), fact.value());
+    }
+    return text;
+}
+
+void ReportStreams(const CKrHashedFile& file, std::string_view key, CKrReport& report)
+{
+    report.BeginRows(key, "");
+    for (const SKrHashedStream& stream : file.Streams())
+    {
+        const Json facts = StreamJson(stream);
+        report.Row(facts, StreamText(facts));
+    }
+    report.EndRows();
+}
+
+void Compare(const CKrHashedFile& file, const std::string& otherPath, CKrReport& report,
+             CKrProgress& progress)
+{
+    report.SetSubject(otherPath);
+    CKrHashedFile other(otherPath, report, progress);
+    other.Hash({});
+    report.SetSubject({});
+    const std::vector<SKrDifference> differences = Differences(file, other, progress);
+    report.Fact("other", otherPath);
+    ReportStreams(other, "otherStreams", report);
+    report.Fact("same", differences.empty());
+    Json list = Json::array();
+    for (const SKrDifference& difference : differences)
+    {
+        list.push_back(difference.facts);
+        report.Finding("different: " + difference.text);
+    }
+    if (report.AsJson())
+        report.Fact("differences", list);
+}
+
+void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    CKrHashedFile file(options.file, report, progress);
+    report.Fact("file", options.file);
+    if (options.frames)
+        report.BeginRows("frames", "stream     frame       bytes  xxh128" + std::string(28, ' ') + "md5\n");
+    file.Hash(options.frames ? FrameRows(report) : CKrHashedFile::OnFrame());
+    if (options.frames)
+        report.EndRows();
+    ReportStreams(file, "streams", report);
+    if (!options.other.empty())
+        Compare(file, options.other, report, progress);
+}
+} // namespace
+
+void AddHashVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrHashOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunHash(*options, report, progress); });
+    verb.add_flag("--frames", options->frames, "Each frame's checksums as well");
+    verb.add_option("--compare", options->other, "Another file, whose streams are compared")
+        ->type_name("FILE");
+}
+} // namespace KrTool

@@ -157,9 +157,8 @@ def test_truncated_at_every_structure(kravi):
                b"movi", b"00dc", b"01wb", b"ix00", b"idx1")
         places = {data.find(one, start) for one in ids for start in (0, len(data) // 2)} - {-1}
         for place in sorted(places)[::12 if kravi.is_emulated else 1]:
-            for length in (place, place + 4, place + 8, place + 13):
-                if not kravi.is_emulated or length == place + 4:
-                    equal(survives(kravi, data[:length], f"{name} cut at {length}") == 0, length == len(data), "cut")
+            for length in (place + 4,) if kravi.is_emulated else (place, place + 4, place + 11):
+                check(survives(kravi, data[:length], f"{name} cut at {length}") != 0, f"{name} cut at {length} passes")
 
 
 def test_random_damage(kravi):

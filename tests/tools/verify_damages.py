@@ -275,13 +275,13 @@ HEADERS = rows(
      lambda p: p.put(p.insert(p.field(b"strf", 16, 1), b"\x16\0", "RIFF", "hdrl", "strl") - 20, 18) + 20),
     ("sample in two chunks", "audio-chunk-split",
      lambda p: p.put(p.chunk(1, b"01wb") + 4, 7678) - 4, "idx1-size-differs", "unknown-data"),
-    ("frame rectangle behind 'strf'", "chunk-misplaced", lambda p: p.put(p.find(b"strf"), b"avih"),
+    ("'avih' in the place of 'strf'", "chunk-misplaced", lambda p: p.put(p.find(b"strf"), b"avih"),
      "chunk-repeated", "strf-missing"),
 )
 
 OLD_INDEX = rows(
     "simple",
-    ("absolute offset", "idx1-entry-no-chunk", lambda p: p.add(p.entry(4, 8), 316) - 8, "idx1-chunk-missing"),
+    ("absolute offset among relative ones", "idx1-entry-no-chunk", lambda p: p.add(p.entry(4, 8), 316) - 8, "idx1-chunk-missing"),
     ("offset of 0", "idx1-offset-zero", lambda p: p.put(p.entry(2, 8), 0) - 8, "idx1-chunk-missing"),
     ("offset twice", "idx1-offset-repeated", lambda p: p.put(p.entry(4, 8), p.get(p.entry(2, 8))) - 8,
      "idx1-size-differs", "idx1-chunk-missing"),

@@ -25,8 +25,8 @@ constexpr char kAbout[] =
     "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
     "and writes new ones.";
 
-constexpr void (*kVerbs[])(CKrVerbTable&) = {AddInfoVerb,  AddTreeVerb,   AddIndexVerb,  AddExtractVerb,
-                                             AddWriteVerb, AddRewrapVerb, AddRecoverVerb};
+constexpr void (*kVerbs[])(CKrVerbTable&) = {AddInfoVerb,  AddTreeVerb,   AddIndexVerb,   AddExtractVerb,
+                                             AddWriteVerb, AddRewrapVerb, AddRecoverVerb, AddMapVerb};
 
 class CKrCommandLine
 {

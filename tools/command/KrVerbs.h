@@ -14,6 +14,7 @@ void AddExtractVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
 void AddRewrapVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
+void AddMapVerb(CKrVerbTable& verbs);
 } // namespace KrTool
 
 #endif

@@ -20,6 +20,7 @@ constexpr double kSmallest = 1.5; // pixels of what would be too small to be see
 constexpr double kStubWidth = 40; // stands for what is missing behind the end of the file
 constexpr double kDamageRow = 17;
 constexpr double kLabelFont = 11;
+constexpr double kBoldWidth = 1.1; // of bold letters beside others
 
 // A triangle that points down at a place.
 void AddMark(CKrSvgPath& path, double x, double y)
@@ -237,7 +238,7 @@ private:
 
     void DrawRegionLabel(const std::string& text, double pointed, double y)
     {
-        const double half = TextWidth(text, kLabelFont) / 2;
+        const double half = TextWidth(text, kLabelFont) * kBoldWidth / 2;
         const double right = m_plot.Right() + (m_hasStub ? kStubWidth : 0);
         const double middle = std::max(m_plot.left + half, std::min(pointed, right - half));
         m_svg.Rect(middle - half - 14, y + 1, 10, 10, "hatch");

@@ -7,6 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
+
 namespace KrTool
 {
 namespace
@@ -14,6 +16,12 @@ namespace
 const char* KindName(EKrStreamKind kind)
 {
     return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+// To a millionth: sums of fractions end in digits that mean nothing.
+double Rounded(double value)
+{
+    return std::round(value * 1e6) / 1e6;
 }
 
 Json ListsJson(const std::vector<SKrMapList>& lists)
@@ -52,13 +60,13 @@ Json RatesJson(const SKrFileMap& map, bool withBins)
         Json row = {{"kind", KindName(series.kind)},
                     {"stream", series.stream},
                     {"bytes", bytes},
-                    {"averageBitsPerSecond", 8 * static_cast<double>(bytes) / map.Seconds()}};
+                    {"averageBitsPerSecond", Rounded(8 * static_cast<double>(bytes) / map.Seconds())}};
         if (withBins)
         {
             row["bins"] = series.bins;
             row["bitsPerSecond"] = Json::array();
             for (size_t bin = 0; bin < series.bins.size(); ++bin)
-                row["bitsPerSecond"].push_back(BitsPerSecond(map, series, bin));
+                row["bitsPerSecond"].push_back(Rounded(BitsPerSecond(map, series, bin)));
         }
         rows.push_back(std::move(row));
     }
@@ -98,13 +106,13 @@ Json LargestJson(const SKrFileMap& map)
         rows.push_back({{"kind", KindName(chunk.kind)},
                         {"stream", chunk.stream},
                         {"number", chunk.number},
-                        {"seconds", chunk.seconds ? Json(*chunk.seconds) : Json()},
+                        {"seconds", chunk.seconds ? Json(Rounded(*chunk.seconds)) : Json()},
                         {"position", chunk.position},
                         {"size", chunk.size}});
     return rows;
 }
 
-Json RegionsJson(const SKrFileMap& map, bool withPlaces)
+Json RegionsJson(const SKrFileMap& map)
 {
     static constexpr const char* kNames[] = {"inNoChunk", "cutChunk", "outsideMovi", "notIndexed"};
     Json all = Json::object();
@@ -112,12 +120,9 @@ Json RegionsJson(const SKrFileMap& map, bool withPlaces)
     {
         const SKrRegions& regions = map.regions[kind];
         Json entry = {{"places", regions.count}, {"bytes", regions.bytes}};
-        if (withPlaces)
-        {
-            entry["regions"] = Json::array();
-            for (const SKrRegion& region : regions.kept)
-                entry["regions"].push_back({{"position", region.start}, {"end", region.end}});
-        }
+        entry["regions"] = Json::array();
+        for (const SKrRegion& region : regions.kept)
+            entry["regions"].push_back({{"position", region.start}, {"end", region.end}});
         all[kNames[kind]] = entry;
     }
     return all;
@@ -132,18 +137,19 @@ void ReportMap(const SKrFileMap& map, CKrReport& report)
                           {"end", map.end},
                           {"firstFrame", map.firstFrame},
                           {"endFrame", map.endFrame},
-                          {"startSeconds", map.startSeconds},
-                          {"endSeconds", map.endSeconds}});
+                          {"startSeconds", Rounded(map.startSeconds)},
+                          {"endSeconds", Rounded(map.endSeconds)}});
     if (full)
         report.Fact("facts", map.facts);
     report.Fact("segments", ListsJson(map.segments));
     report.Fact("lists", ListsJson(map.lists));
     report.Fact("lanes", LanesJson(map, full));
-    report.Fact("rateBinSeconds", map.rateBinSeconds);
+    report.Fact("rateBinSeconds", Rounded(map.rateBinSeconds));
     report.Fact("rates", RatesJson(map, full));
     report.Fact("interleave", InterleaveJson(map, full));
     report.Fact("largest", LargestJson(map));
     report.Fact("missingBytes", map.MissingBytes());
-    report.Fact("damage", RegionsJson(map, full));
+    if (full)
+        report.Fact("damage", RegionsJson(map));
 }
 } // namespace KrTool

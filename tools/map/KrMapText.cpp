@@ -167,9 +167,10 @@ std::string TimeText(double seconds)
 
 std::string SignedSecondsText(double seconds)
 {
-    const std::string number = Fixed(std::abs(seconds), 3);
-    return (seconds < 0 && number.find_first_not_of("0.") != std::string::npos ? "\u2212" : "+") + number +
-           " s";
+    const std::string number = Fixed(std::abs(seconds), 3) + " s";
+    if (number == "0.000 s")
+        return number;
+    return (seconds < 0 ? "\u2212" : "+") + number;
 }
 
 std::string ShareText(uint64_t part, uint64_t whole)

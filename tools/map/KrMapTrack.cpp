@@ -77,10 +77,10 @@ void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
         m_startSeconds = static_cast<double>(header.start) * header.scale / header.rate;
 }
 
-double CKrMapTrack::SecondsAt(uint64_t chunk, uint64_t bytes) const
+double CKrMapTrack::SecondsAtChunk(uint64_t chunk) const
 {
-    const double units = m_unitBytes == 0 ? static_cast<double>(chunk)
-                                          : static_cast<double>(bytes) / static_cast<double>(m_unitBytes);
-    return m_startSeconds + units * m_secondsPerUnit;
+    const uint64_t units = m_unitBytes == 0 ? chunk : m_bytesBefore[chunk];
+    const double unitsInOne = m_unitBytes == 0 ? 1 : static_cast<double>(m_unitBytes);
+    return m_startSeconds + static_cast<double>(units) / unitsInOne * m_secondsPerUnit;
 }
 } // namespace KrTool

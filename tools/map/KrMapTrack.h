@@ -33,9 +33,8 @@ public:
     bool HasTime() const { return m_secondsPerUnit > 0; }
     bool RateAssumed() const { return m_rateAssumed; }
 
-    // Units up to a chunk when `bytes` bytes, or so many chunks, lie before it.
-    double SecondsAt(uint64_t chunk, uint64_t bytes) const;
-    double SecondsAtChunk(uint64_t chunk) const { return SecondsAt(chunk, m_bytesBefore[chunk]); }
+    // When a chunk is due; that of Count() is the end of the stream.
+    double SecondsAtChunk(uint64_t chunk) const;
     double EndSeconds() const { return SecondsAtChunk(Count()); }
     double SecondsPerChunk() const { return m_unitBytes == 0 ? m_secondsPerUnit : 0; }
 

@@ -86,15 +86,16 @@ def header_list(streams, frames, super_indexes=None, flags=0x10, total=None):
     return lst(b"hdrl", *parts)
 
 
-def simple_avi(streams, idx1=True, before_movi=b"", groups=0, relative=True):
-    """AVI 1.0. `groups`: chunks of that many frames go into 'rec ' lists, and there is no 'idx1' then."""
+def simple_avi(streams, idx1=True, before_movi=b"", groups=0, relative=True, order=None):
+    """AVI 1.0. `groups`: chunks of that many frames go into 'rec ' lists, and there is no 'idx1' then. `order`: how
+    the chunks stand, as interleaved() gives it."""
     for stream in streams:
         stream.positions = []
     head = header_list(streams, len(streams[0].chunks)) + before_movi
     movi_start = 12 + len(head) + 8  # of the list's type
     movi = bytearray(b"movi")
     entries = bytearray()
-    order = list(interleaved(streams))
+    order = order or list(interleaved(streams))
     step = groups * len(streams) if groups else len(order)
     for first in range(0, len(order), max(step, 1)):
         group = bytearray(b"rec ") if groups else bytearray()

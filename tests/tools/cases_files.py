@@ -5,7 +5,7 @@ import os
 import avi_builder as avi
 from kravi_runner import check, equal, exit_code
 
-VERBS = ("info", "tree", "index", "extract")
+VERBS = ("info", "tree", "index", "extract", "map")
 
 
 def small_avi(kravi, name="clip.avi"):

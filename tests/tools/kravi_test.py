@@ -18,6 +18,7 @@ import cases_hash
 import cases_hostile
 import cases_interruption
 import cases_manual
+import cases_map
 import cases_paths
 import cases_progress
 import cases_recover
@@ -28,7 +29,7 @@ import json_schemas
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_verify,
+CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_verify, cases_map,
          cases_hostile, cases_manual, cases_progress, cases_interruption, cases_paths]
 
 

@@ -26,8 +26,8 @@ constexpr char kAbout[] =
     "and writes new ones.";
 
 constexpr void (*kVerbs[])(CKrVerbTable&) = {
-    AddInfoVerb,   AddTreeVerb, AddIndexVerb,  AddVerifyVerb,  AddHashVerb, AddExtractVerb,   AddWriteVerb,
-    AddRewrapVerb, AddCutVerb,  AddConcatVerb, AddRecoverVerb, AddManVerb,  AddCompletionVerb};
+    AddInfoVerb,  AddTreeVerb,   AddIndexVerb, AddVerifyVerb, AddMapVerb,     AddHashVerb, AddExtractVerb,
+    AddWriteVerb, AddRewrapVerb, AddCutVerb,   AddConcatVerb, AddRecoverVerb, AddManVerb,  AddCompletionVerb};
 
 class CKrCommandLine
 {

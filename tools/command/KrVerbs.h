@@ -10,6 +10,8 @@ class CKrVerbTable;
 void AddInfoVerb(CKrVerbTable& verbs);
 void AddTreeVerb(CKrVerbTable& verbs);
 void AddIndexVerb(CKrVerbTable& verbs);
+void AddVerifyVerb(CKrVerbTable& verbs);
+void AddMapVerb(CKrVerbTable& verbs);
 void AddHashVerb(CKrVerbTable& verbs);
 void AddExtractVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
@@ -19,7 +21,6 @@ void AddConcatVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
 void AddManVerb(CKrVerbTable& verbs);
 void AddCompletionVerb(CKrVerbTable& verbs);
-void AddVerifyVerb(CKrVerbTable& verbs);
 } // namespace KrTool
 
 #endif

@@ -245,4 +245,15 @@ const SKrStreamHeader* FirstUsableAudioStream(const SKrAviFacts& facts)
     const auto found = std::find_if(facts.streams.begin(), facts.streams.end(), usable);
     return found == facts.streams.end() ? nullptr : &*found;
 }
+
+std::string KindOf(const SKrAviFacts& facts)
+{
+    if (facts.segments.empty())
+        return "bare chunks";
+    const bool hasSuperIndex =
+        std::any_of(facts.streams.begin(), facts.streams.end(),
+                    [](const SKrStreamHeader& stream) { return stream.superIndexPosition.has_value(); });
+    const bool isOpenDml = facts.segments.size() > 1 || facts.declaredFramesInAll || hasSuperIndex;
+    return isOpenDml ? "AVI with OpenDML" : "AVI 1.0";
+}
 } // namespace KrTool

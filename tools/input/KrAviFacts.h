@@ -55,6 +55,9 @@ struct SKrAviFacts
 constexpr uint32_t kLargestFormat = 0x10000;
 constexpr size_t kMostStreams = 256;
 
+// "AVI 1.0", "AVI with OpenDML", or "bare chunks" of a file without headers.
+std::string KindOf(const SKrAviFacts& facts);
+
 SKrAviFacts ReadFacts(const CKrAviFile& file, CKrProgress& progress);
 
 // An audio format as 'strf' holds it.

@@ -298,16 +298,6 @@ Json IndexKindsJson(const SKrAviFacts& facts)
             {"announced", facts.hasMainHeader ? Json((facts.mainFlags & kHasIndexFlag) != 0) : Json()}};
 }
 
-std::string KindOf(const SKrAviFacts& facts)
-{
-    if (facts.segments.empty())
-        return "bare chunks";
-    const bool hasSuperIndex =
-        std::any_of(facts.streams.begin(), facts.streams.end(),
-                    [](const SKrStreamHeader& stream) { return stream.superIndexPosition.has_value(); });
-    const bool isOpenDml = facts.segments.size() > 1 || facts.declaredFramesInAll || hasSuperIndex;
-    return isOpenDml ? "AVI with OpenDML" : "AVI 1.0";
-}
 void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& progress)
 {
     const CKrAviFile file(options.file);

@@ -1,0 +1,378 @@
+"""kravi map: pictures whose shapes are compared with the file, and with the numbers in the report."""
+
+import os
+import random
+import re
+import struct
+import time
+from xml.etree import ElementTree
+
+import avi_builder as avi
+from kravi_runner import check, equal, exit_code
+
+SVG = "{http://www.w3.org/2000/svg}"
+PANELS = {"title", "file", "segments", "parts", "marks", "legend", "rate", "interleave-time", "interleave-bytes",
+          "largest"}
+
+
+class Picture:
+    """A picture, and the numbers that the report has for it."""
+
+    def __init__(self, text, report):
+        self.text, self.report = text, report
+        self.root = ElementTree.fromstring(text)
+        self.groups = {group.get("id"): group for group in self.root.iter(SVG + "g")}
+
+    def scale(self, group):
+        names = ("left", "top", "width", "height", "from-x", "to-x", "from-y", "to-y")
+        return {name: float(self.groups[group].get("data-" + name)) for name in names}
+
+    def x(self, group, value):
+        scale = self.scale(group)
+        return scale["left"] + (value - scale["from-x"]) / (scale["to-x"] - scale["from-x"]) * scale["width"]
+
+    def y(self, group, value):
+        scale = self.scale(group)
+        share = (value - scale["from-y"]) / (scale["to-y"] - scale["from-y"])
+        return scale["top"] + scale["height"] * (1 - share)
+
+    def texts(self, group=None):
+        return [text.text for text in (self.root if group is None else self.groups[group]).iter(SVG + "text")]
+
+    def lane(self, kind, stream=None):
+        return next(lane for lane in self.report["lanes"] if (lane["kind"], lane["stream"]) == (kind, stream))
+
+    def points(self, group, place=-1):
+        """Corners of a path, as (x, y)."""
+        x = y = 0.0
+        corners = []
+        path = list(self.groups[group].iter(SVG + "path"))[place]
+        for command, rest in re.findall(r"([MLHVz])([^MLHVz]*)", path.get("d")):
+            numbers = [float(number) for number in rest.split()]
+            if command in "ML":
+                x, y = numbers
+            elif command == "H":
+                x, = numbers
+            elif command == "V":
+                y, = numbers
+            else:
+                continue
+            corners.append((x, y))
+        return corners
+
+
+def mapped(kravi, data, *options, code=0, name="clip.avi", output="map.svg"):
+    kravi.write(name, data)
+    report = exit_code(kravi("map", name, "-o", output, "--json", "--force", *options), code).json()
+    text = kravi.read(output).decode("utf-8")
+    equal(len(text.encode("utf-8")), report["outputBytes"], "size of the output")
+    if output.endswith(".html"):
+        text = text[text.index("<svg"):text.index("</svg>") + 6]
+    return Picture(text, report)
+
+
+def near(got, wanted, what, most=1.0):
+    check(abs(got - wanted) <= most, f"{what}: {got}, wanted {wanted}")
+
+
+def stored(chunks):
+    """Bytes that chunks take in a file."""
+    return sum(8 + len(data) + len(data) % 2 for data in chunks)
+
+
+def check_lanes(picture, length):
+    """The lanes share out every byte, and are drawn as reported."""
+    equal(sum(lane["bytes"] for lane in picture.report["lanes"]), length, "bytes in all lanes")
+    scale = picture.scale("file")
+    for lane in picture.report["lanes"]:
+        equal(sum(lane["bins"]), lane["bytes"], f"bins of {lane['kind']}")
+        if lane["bytes"] == 0:
+            continue
+        group = f"lane-{lane['kind']}" + ("" if lane["stream"] is None else f"-{lane['stream']}")
+        corners = picture.points(group)
+        bottom = max(y for _, y in corners)
+        count = len(lane["bins"])
+        for place in range(0, count, 7):
+            left = scale["left"] + scale["width"] * (place + 0.5) / count
+            before = [y for x, y in corners if x <= left]
+            drawn = bottom - before[-1] if before else 0
+            share = lane["bins"][place] / (length * (place + 1) // count - length * place // count)
+            wanted = max(1.5, 26 * share) if lane["bins"][place] else 0
+            near(drawn, wanted, f"{group}, bin {place}", 0.13)
+
+
+def test_positions_are_to_scale(kravi):
+    for build, segments in ((avi.simple_avi, 1), (avi.open_dml_avi, 2)):
+        streams = avi.standard_streams(40, audio=2)
+        data = build(streams)
+        picture = mapped(kravi, data)
+        equal(PANELS - set(picture.groups), set(), "panels that are missing")
+        check_lanes(picture, len(data))
+        for number, kind in enumerate(("video", "audio", "audio")):
+            lane = picture.lane(kind, number)
+            equal((lane["chunks"], lane["bytes"]), (40, stored(streams[number].chunks)), f"stream {number}")
+            corners = picture.points(f"lane-{kind}-{number}")
+            near(corners[0][0], picture.x("file", streams[number].positions[0] - 8), "first chunk")
+            near(corners[-1][0], picture.x("file", streams[number].positions[-1] + len(streams[number].chunks[-1])), "last")
+        starts = [match.start() - 8 for match in re.finditer(b"AVI ", data)] + [
+            match.start() - 8 for match in re.finditer(b"AVIX", data)]
+        rects = list(picture.groups["segments"].iter(SVG + "rect"))
+        equal(len(rects), segments, "segments")
+        for start, end, rect in zip(starts, starts[1:] + [len(data)], rects):
+            near(float(rect.get("x")), picture.x("file", start), "segment")
+            near(float(rect.get("width")), picture.x("file", end) - picture.x("file", start), "segment's width")
+        equal([row["position"] for row in picture.report["segments"]], starts, "segments in the report")
+        movi = [match.start() - 8 for match in re.finditer(b"movi", data)]
+        equal([row["position"] for row in picture.report["lists"] if row["type"] == "movi"], movi, "lists")
+        check("clip.avi" in picture.texts("title"), "name")
+        check(any("40 frames" in text and "25 frames/s" in text for text in picture.texts("title")), "facts")
+
+
+def test_rates_are_drawn_as_reported(kravi):
+    streams = avi.standard_streams(100)
+    picture = mapped(kravi, avi.simple_avi(streams))
+    equal(picture.report["rateBinSeconds"], 0.2, "stretch")
+    for stream, series in zip(streams, picture.report["rates"]):
+        sizes = [sum(map(len, stream.chunks[first:first + 5])) for first in range(0, 100, 5)]
+        equal(series["bins"], sizes, f"bytes of {series['kind']}")
+        equal(series["bytes"], sum(sizes), "sum")
+        steps = picture.points(f"rate-{series['kind']}")
+        for place, bits in enumerate(series["bitsPerSecond"]):
+            near(bits, 8 * sizes[place] / 0.2, "rate", 0.001)
+            near(steps[1 + 2 * place][1] if place else steps[0][1], picture.y("rate", bits), f"step {place}", 0.02)
+            near(steps[1 + 2 * place][0], picture.x("rate", 0.2 * (place + 1)), f"end of step {place}", 0.02)
+
+
+def test_distance_of_sound_and_frames(kravi):
+    def compare(order, seconds):
+        streams = avi.standard_streams(50)
+        picture = mapped(kravi, avi.simple_avi(streams, order=order))
+        interleave = picture.report["interleave"]
+        wanted = [(seconds(frame), streams[0].positions[frame] - streams[1].positions[frame]) for frame in range(50)]
+        equal(interleave["frames"], 50, "frames")
+        for axis, name in enumerate(("seconds", "bytes")):
+            bins = [part[name] for part in interleave["bins"]]
+            equal(len(bins), 50, "bins")
+            for frame, extent in enumerate(bins):
+                near(extent[0], wanted[frame][axis], f"{name} of frame {frame}", 1e-6)
+                near(extent[1], wanted[frame][axis], f"{name} of frame {frame}", 1e-6)
+            near(interleave[name][0], min(row[axis] for row in wanted), name, 1e-6)
+            near(interleave[name][1], max(row[axis] for row in wanted), name, 1e-6)
+            group = "interleave-time" if name == "seconds" else "interleave-bytes"
+            corners = picture.points(group)
+            equal(len(corners), 4 * 50, "corners of bars")
+            for frame in range(50):
+                near(corners[4 * frame][1] + 1, picture.y(group, wanted[frame][axis]), f"bar {frame}", 0.02)
+                near(corners[4 * frame][0], picture.x(group, frame / 25), f"bar {frame}", 0.02)
+
+    video, audio = ([(stream, place) for place in range(50)] for stream in (0, 1))
+    compare(None, lambda frame: 0)  # the sound of each frame behind it
+    compare(video + audio, lambda frame: -frame / 25)
+    compare(audio + video, lambda frame: 2 - frame / 25)
+    ahead = audio[:25] + [pair for place in range(25) for pair in (video[place], audio[place + 25])] + video[25:]
+    compare(ahead, lambda frame: 1 if frame <= 25 else 2 - frame / 25)
+
+
+def test_largest_chunks(kravi):
+    streams = avi.standard_streams(30)
+    for place, size in ((7, 40001), (21, 30000), (29, 20000)):
+        streams[0].chunks[place] = avi.payload(place, size)
+    picture = mapped(kravi, avi.simple_avi(streams))
+    largest = picture.report["largest"]
+    equal([(row["kind"], row["number"], row["seconds"], row["position"], row["size"]) for row in largest[:3]],
+          [("video", place, place / 25, streams[0].positions[place] - 8, size)
+           for place, size in ((7, 40001), (21, 30000), (29, 20000))], "the three largest")
+    equal(largest[3]["kind"], "audio", "the next one")
+    tips = picture.points("marks")[::3]
+    equal(len(tips), len(largest), "marks")
+    for tip, row in zip(tips, largest):
+        near(tip[0], picture.x("file", row["position"]), "mark", 0.02)
+    texts = picture.texts("largest")
+    check("40,001" in texts and "0:00.280" in texts, str(texts))
+
+
+def test_names_cannot_break_out(kravi):
+    hostile = "<&\"'>"
+    name = "a&b'\u202e]]>\u00e9.avi" if not kravi.is_emulated else "a&b'\u202e]]\u00e9.avi"
+    if not kravi.is_emulated:
+        name = "</title><script>\x01\uffff" + name.replace(".avi", hostile + ".avi")
+    streams = avi.standard_streams(3)
+    streams[0] = avi.video(streams[0].chunks, compression=b"<&\">")
+    data = avi.simple_avi(streams, before_movi=avi.lst(b"<'&>", avi.chunk(b"<\"\0>", b"x" * 600)))
+    for output in ("map.svg", "map.html"):
+        picture = mapped(kravi, data, name=name.replace("/", ":"), output=output, code=1)
+        shown = picture.texts("title")
+        check("a&b'\ufffd]]" in shown[0] and "\u00e9" in shown[0], repr(shown[0]))
+        check(any("<&\">" in text for text in shown), "codec")
+        check(not list(picture.root.iter(SVG + "script")), "script")
+        check("<script" not in kravi.read(output).decode("utf-8"), "script in the text")
+
+
+def test_output_is_handled_with_care(kravi):
+    data = avi.simple_avi(avi.standard_streams(5))
+    kravi.write("clip.avi", data)
+    kravi.write("clip.svg", data)
+    kravi.write("map.svg", b"precious")
+    for words, *arguments in (("it exists already", "clip.avi", "-o", "map.svg"),
+                              ("it is the file that is read", "clip.svg", "-o", "clip.svg", "--force"),
+                              ("ends with .svg or .html", "clip.avi", "-o", "map.png"),
+                              ("--width", "clip.avi", "-o", "new.svg", "--width", "599"),
+                              ("--from lies behind --to", "clip.avi", "-o", "new.svg", "--from", "2", "--to", "1"),
+                              ("it has 5 frames", "clip.avi", "-o", "new.svg", "--to", "5"),
+                              ("no such file", "nowhere.avi", "-o", "new.svg"),
+                              ("--output", "clip.avi")):
+        result = exit_code(kravi("map", *arguments, "--json"), 2)
+        check(words in result.json()["error"]["cause"], f"{arguments}: {result}")
+    equal(kravi.read("map.svg"), b"precious", "existing file")
+    equal(kravi.names(), ["clip.avi", "clip.svg", "map.svg"], "files")
+    result = exit_code(kravi("map", "clip.avi", "-o", "map.svg", "--force"), 0)
+    check(kravi.read("map.svg").startswith(b"<svg") and "output bytes" in result.out, str(result))
+
+
+def test_page_has_picture_and_tables(kravi):
+    streams = avi.standard_streams(8)
+    picture = mapped(kravi, avi.simple_avi(streams), "--width", "700", output="map.html")
+    equal(picture.root.get("width"), "700", "width")
+    equal(PANELS - set(picture.groups), set(), "panels that are missing")
+    page = kravi.read("map.html").decode("utf-8")
+    check(page.startswith("<!DOCTYPE html>"), "type")
+    check(not re.search(r"<script|<link|src=|url\((?!#)|@import", page), "needs other files")
+    check(page.count("prefers-color-scheme:dark") >= 1, "dark colours")
+    tables = page[page.index("</svg>"):]
+    for text in ("Bytes by kind", "Segments", "Largest chunks", f"{streams[1].positions[0] - 8:,}"):
+        check(f">{text}<" in tables, f"{text} is missing")
+
+
+def test_frames_asked_for(kravi):
+    streams = avi.standard_streams(60)
+    picture = mapped(kravi, avi.simple_avi(streams), "--from", "20", "--to", "29")
+    start, end = streams[0].positions[20] - 8, streams[0].positions[30] - 8
+    shown = picture.report["shown"]
+    equal([shown[key] for key in ("position", "end", "firstFrame", "endFrame")], [start, end, 20, 30], "shown")
+    equal((shown["startSeconds"], shown["endSeconds"]), (0.8, 1.2), "time")
+    scale = picture.scale("file")
+    equal((scale["from-x"], scale["to-x"]), (start, end), "scale")
+    for number, kind in enumerate(("video", "audio")):
+        chunks = streams[number].chunks[20:30]
+        equal((picture.lane(kind, number)["chunks"], picture.lane(kind, number)["bytes"]), (10, stored(chunks)), kind)
+        equal(picture.report["rates"][number]["bytes"], sum(map(len, chunks)), f"rate of {kind}")
+    equal(picture.report["interleave"]["frames"], 10, "frames compared")
+
+
+def places(picture, kind):
+    return [(region["position"], region["end"]) for region in picture.report["damage"][kind]["regions"]]
+
+
+def check_hatch(picture, group, start, end):
+    corners = picture.points(group)
+    near(corners[0][0], picture.x("file", start), f"start of {group}")
+    near(corners[1][0], max(picture.x("file", start) + 2, picture.x("file", end)), f"end of {group}")
+    equal([path.get("class") for path in picture.groups[group].iter(SVG + "path")], ["hatch"], group)
+    check(picture.texts(group), f"label of {group}")
+
+
+def test_damage_is_marked(kravi):
+    streams = avi.standard_streams(20)
+    whole = avi.simple_avi(streams)
+    video, audio = streams[0].positions, streams[1].positions
+    noise = random.Random(4).randbytes
+
+    cut = mapped(kravi, whole[:audio[15] + 1000], code=1)
+    equal(cut.report["missingBytes"], len(whole) - audio[15] - 1000, "missing")
+    equal(places(cut, "cutChunk"), [(audio[15] - 8, audio[15] + 1000)], "cut chunk")
+    check_hatch(cut, "cut-chunk", audio[15] - 8, audio[15] + 1000)
+    check(any("missing" in text for text in cut.texts("missing")), "label of what is missing")
+    check_lanes(cut, audio[15] + 1000)
+    check(any("the headers declare 20 frames, the file has 16" in text for text in cut.texts("title")), "frames")
+
+    spoilt = whole[:video[8] - 8] + bytes(noise(video[10] - video[8])) + whole[video[10] - 8:]
+    picture = mapped(kravi, spoilt, code=1)
+    equal(places(picture, "inNoChunk"), [(video[8] - 8, video[10] - 8)], "gap")
+    check_hatch(picture, "in-no-chunk", video[8] - 8, video[10] - 8)
+    check_lanes(picture, len(spoilt))
+    equal(picture.lane("video", 0)["chunks"], 18, "frames around the gap")
+
+    picture = mapped(kravi, avi.simple_avi(streams, idx1=False), code=1)
+    equal(places(picture, "notIndexed")[0], (video[0] - 8, audio[19] - 8), "from the first frame to the end of the last")
+    check(any("no index can be loaded" in text for text in picture.texts("not-indexed")), "label")
+    check("no video index can be loaded" in picture.report["findings"], str(picture.report["findings"]))
+
+    tail = avi.chunk(b"00dc", b"y" * 5000)
+    picture = mapped(kravi, whole + tail + bytes(noise(3001)), code=1)
+    equal(places(picture, "outsideMovi"), [(len(whole), len(whole) + len(tail))], "behind the segment")
+    equal(places(picture, "inNoChunk"), [(len(whole) + len(tail), len(whole) + len(tail) + 3001)], "garbage")
+    check_hatch(picture, "outside", len(whole), len(whole) + len(tail))
+
+
+def test_recording_that_was_never_completed(kravi):
+    streams = avi.standard_streams(10)
+    data = bytearray(avi.simple_avi(streams, idx1=False))
+    struct.pack_into("<I", data, 4, 0)
+    struct.pack_into("<I", data, data.index(b"movi") - 4, 0)
+    picture = mapped(kravi, bytes(data), code=1)
+    equal(sum("never completed" in text for text in picture.texts("title")), 2, "findings in the picture")
+    equal(picture.lane("video", 0)["chunks"], 10, "frames")
+    check_lanes(picture, len(data))
+
+
+def survives(kravi, data, what):
+    kravi.write("hostile.avi", data)
+    if "map.svg" in kravi.names():
+        kravi.remove("map.svg")
+    result = kravi("map", "hostile.avi", "-o", "map.svg", "--json")
+    check(result.code in (0, 1, 2), f"{what}: {result}")
+    report = result.json()
+    check(("error" in report) == (result.code == 2) == ("map.svg" not in kravi.names()), f"{what}: {result}")
+    if result.code != 2:
+        picture = Picture(kravi.read("map.svg").decode("utf-8"), report)
+        equal(sum(sum(lane["bins"]) for lane in report["lanes"]), len(data), f"{what}: bytes in all lanes")
+        check(len(picture.text) < 250000, f"{what}: {len(picture.text)} characters")
+
+
+def test_hostile_files(kravi):
+    source = random.Random(11)
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        data = build(avi.standard_streams(4))
+        for _ in range(3 if kravi.is_emulated else 40):
+            changed = bytearray(data[:source.randint(300, len(data))])
+            for _ in range(source.randint(0, 12)):
+                area = min(len(changed), 600) if source.random() < 0.6 else len(changed)
+                changed[source.randrange(area)] = source.choice((0, 1, 0x7F, 0x80, 0xFF, source.randrange(256)))
+            survives(kravi, bytes(changed), "changed file")
+    data = avi.simple_avi(avi.standard_streams(4))
+    for rate, scale in ((1, 0xFFFFFFFF), (0xFFFFFFFF, 1), (0, 0)):
+        changed = bytearray(data)
+        struct.pack_into("<III", changed, data.index(b"strh") + 28, scale, rate, 0xFFFFFFFF)  # and the start
+        survives(kravi, bytes(changed), f"{rate}/{scale} frames a second")
+    deep = b"".join(b"LIST" + struct.pack("<I", 0x7FFFFFFF) + b"movi" for _ in range(5000))
+    survives(kravi, avi.simple_avi(avi.standard_streams(4), before_movi=deep), "lists in lists")
+    survives(kravi, avi.simple_avi(avi.standard_streams(4), idx1=False) + b"00dc\xfb\xff\x0f\0" * 20000, "ids")
+    damaged = bytearray(avi.simple_avi([avi.video([avi.payload(number, 40) for number in range(3000)])]))
+    for place in range(600, len(damaged), 96):
+        damaged[place] ^= 0x80
+    survives(kravi, bytes(damaged), "a thousand gaps")
+
+
+def test_a_hundred_thousand_chunks(kravi):
+    frames = [avi.payload(number % 50, 30 + number % 50) for number in range(100)]
+    streams = [avi.video([frames[number % 100] for number in range(50000)]),
+               avi.pcm([bytes(8)] * 50000, rate=50)]
+    data = avi.simple_avi(streams)
+    start = time.monotonic()
+    picture = mapped(kravi, data, "--width", "2400")
+    check(time.monotonic() - start < 30, f"{time.monotonic() - start} seconds")
+    check(len(picture.text) < 300000, f"{len(picture.text)} characters")
+    check_lanes(picture, len(data))
+    bins = picture.lane("index")["bins"]
+    near(bins[-1], len(data) / len(bins), "bytes of the index in the last bin")
+    equal(sum(part["frames"] for part in picture.report["interleave"]["bins"] if part), 50000, "frames compared")
+
+
+def test_sound_alone_and_pictures_alone(kravi):
+    alone = mapped(kravi, avi.simple_avi([avi.video([avi.payload(1, 500)] * 9)]))
+    equal((alone.report["interleave"], len(alone.report["rates"])), (None, 1), "pictures alone")
+    check(any("no frames with audio" in text for text in alone.texts()), "words for the missing panel")
+    sound = mapped(kravi, avi.simple_avi([avi.pcm([avi.payload(1, 7680)] * 50)]), code=1)
+    equal((sound.report["interleave"], [series["kind"] for series in sound.report["rates"]]), (None, ["audio"]), "sound")
+    equal(sound.report["rates"][0]["bytes"], 50 * 7680, "bytes of sound")
+    check(os.path.getsize(kravi.path("map.svg")) > 5000, "picture")

@@ -1,0 +1,196 @@
+// What a map says in words: the main facts of the file, and what is wrong with it.
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrChunkWalk.h"
+#include "tools/input/KrLittleEndian.h"
+#include "tools/map/KrMapMeasures.h"
+#include "tools/map/KrMapText.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace KrTool
+{
+namespace
+{
+// Places in a BITMAPINFOHEADER.
+constexpr size_t kWidthOffset = 4;
+constexpr size_t kHeightOffset = 8;
+constexpr size_t kBitCountOffset = 14;
+constexpr size_t kCompressionOffset = 16;
+
+std::string CodecText(const SKrStreamHeader& stream)
+{
+    const uint32_t compression = GetLe32(stream.format, kCompressionOffset);
+    if (compression != 0)
+        return '\'' + FourCcText(compression) + '\'';
+    return "uncompressed, " + std::to_string(GetLe16(stream.format, kBitCountOffset)) + " bits";
+}
+
+std::string VideoText(const SKrStreamHeader& stream)
+{
+    const uint32_t width = GetLe32(stream.format, kWidthOffset);
+    const auto height = static_cast<int32_t>(GetLe32(stream.format, kHeightOffset));
+    return std::to_string(width) + " \u00D7 " + std::to_string(std::llabs(height)) + ", " + CodecText(stream);
+}
+
+std::string FrameRateText(const SKrStreamHeader& stream)
+{
+    if (stream.rate == 0 || stream.scale == 0)
+        return "frame rate not known";
+    return Trimmed(static_cast<double>(stream.rate) / stream.scale, 3) + " frames/s";
+}
+
+std::string AudioText(const SKrStreamHeader& stream)
+{
+    const SKrAudioFormat format = AudioFormat(stream);
+    std::string text = format.IsUncompressed() ? "" : "format " + std::to_string(format.tag) + ", ";
+    if (format.tag == 1)
+        text = "PCM, ";
+    text += Grouped(format.samplesPerSec) + " Hz, " + Counted(format.channels, "channel");
+    return format.bitsPerSample != 0 ? text + ", " + Counted(format.bitsPerSample, "bit") : text;
+}
+
+std::string IndexText(const SKrFileSpans& file)
+{
+    std::string text;
+    const auto add = [&text](uint64_t count, const char* name)
+    {
+        if (count == 0)
+            return;
+        text += text.empty() ? "" : ", ";
+        text += (count > 1 ? Grouped(count) + " \u00D7 " : std::string()) + name;
+    };
+    add(file.oldIndexes, "'idx1'");
+    add(file.superIndexes, "'indx'");
+    add(file.standardIndexes, "'ix##'");
+    return text.empty() ? "no index" : "indexes: " + text;
+}
+
+uint64_t DeclaredFrames(const SKrAviFacts& facts)
+{
+    return std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
+}
+
+void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
+{
+    for (size_t number = 0; number < map.segments.size(); ++number)
+    {
+        const SKrMapList& segment = map.segments[number];
+        const std::string name = "segment " + std::to_string(number);
+        if (!segment.completed)
+            open.push_back(name + " was never completed: its header has no size");
+        else if (segment.claimedEnd > map.length)
+            map.damage.push_back(name + " is cut: " + GroupedCount(segment.claimedEnd - map.length, "byte") +
+                                 " are missing at its end");
+    }
+    for (const SKrMapList& list : map.lists)
+    {
+        if (!list.completed)
+            open.push_back("the list '" + FourCcText(list.type) + "' at position " + Grouped(list.start) +
+                           " was never completed: its header has no size");
+    }
+}
+
+void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
+{
+    const auto of = [&map](EKrRegionKind kind) -> const SKrRegions&
+    {
+        return map.regions[static_cast<size_t>(kind)];
+    };
+    if (const SKrRegions& cut = of(EKrRegionKind::CutChunk); cut.count != 0)
+        damage.push_back("the last chunk is cut by the end of the file");
+    if (const SKrRegions& gaps = of(EKrRegionKind::Unaccounted); gaps.count != 0)
+        damage.push_back(GroupedCount(gaps.bytes, "byte") + " at " + GroupedCount(gaps.count, "place") +
+                         " belong to no chunk");
+    if (const SKrRegions& outside = of(EKrRegionKind::OutsideMovi); outside.count != 0)
+        damage.push_back(GroupedCount(outside.bytes, "byte") +
+                         " of data chunks lie outside of every 'movi' list");
+}
+} // namespace
+
+void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
+                  SKrFileMap& map)
+{
+    std::vector<std::string>& words = map.facts;
+    words.push_back(KindOf(facts));
+    words.push_back(BytesText(static_cast<double>(map.length)) +
+                    (map.length >= 1000 ? " (" + Grouped(map.length) + " bytes)" : ""));
+    if (const SKrStreamHeader* const stream = FirstVideoStream(facts))
+    {
+        words.push_back(VideoText(*stream));
+        words.push_back(FrameRateText(*stream));
+    }
+    if (video != nullptr)
+        words.push_back(GroupedCount(video->Count(), "frame") + ", " + TimeText(video->EndSeconds()));
+    if (const SKrStreamHeader* const stream = FirstUsableAudioStream(facts))
+        words.push_back(AudioText(*stream));
+    if (facts.streams.size() > 2)
+        words.push_back(Counted(facts.streams.size(), "stream"));
+    words.push_back(Counted(map.segments.size(), "segment"));
+    words.push_back(IndexText(file));
+}
+
+void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMapTrack& track, SKrFileMap& map)
+{
+    const std::string name = track.Kind() == EKrStreamKind::Video ? "video" : "audio";
+    const Chunks index = LoadIndex(file, track.Kind(), nullptr).value_or(Chunks());
+    const auto covered = StreamOfIndex(file, facts, index, track.Kind());
+    if (!index.empty() && covered && *covered != track.Stream())
+        return;
+    std::vector<uint64_t> positions(index.size());
+    std::ranges::transform(index, positions.begin(), [](const auto& entry) { return entry.position; });
+    std::ranges::sort(positions);
+
+    SKrRegions& regions = map.regions[static_cast<size_t>(EKrRegionKind::NotIndexed)];
+    uint64_t missing = 0;
+    std::optional<uint64_t> start; // of the run of chunks that are missing
+    for (size_t chunk = 0; chunk < track.Count(); ++chunk)
+    {
+        const SKrSpan& span = track.Span(chunk);
+        const bool isMissing =
+            span.payload != 0 && !std::ranges::binary_search(positions, span.start + kChunkHeaderSize);
+        missing += isMissing ? 1 : 0;
+        if (isMissing && !start)
+            start = span.start;
+        const bool isLast = chunk + 1 == track.Count();
+        if (start && (isLast || !isMissing))
+        {
+            regions.Add({EKrRegionKind::NotIndexed, *start, isMissing ? track.End(chunk) : span.start});
+            start.reset();
+        }
+    }
+    map.noIndex = map.noIndex || index.empty();
+    if (index.empty())
+        map.damage.push_back("no " + name + " index can be loaded");
+    else if (missing != 0)
+        map.damage.push_back("not in the " + name + " index: " + GroupedCount(missing, "chunk"));
+}
+
+void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
+                    SKrFileMap& map, CKrReport& report)
+{
+    // What the findings about the file as a whole say already is for the picture only.
+    std::vector<std::string> damage = std::move(map.damage);
+    map.damage.clear();
+    std::vector<std::string> more;
+    DescribeSegments(map, more);
+    DescribeRegions(map, more);
+    more.insert(more.end(), damage.begin(), damage.end());
+    const uint64_t frames = video != nullptr ? video->Count() : 0;
+    if (const uint64_t declared = DeclaredFrames(facts); declared > frames)
+        more.push_back("the headers declare " + GroupedCount(declared, "frame") + ", the file has " +
+                       Grouped(frames));
+    if (file.overruns != 0)
+        more.push_back(GroupedCount(file.overruns, "chunk") + " end behind the list around them");
+    if (file.cut)
+        more.push_back("the file has too many chunks; the rest is not looked at");
+    for (const std::string& text : more)
+        report.Finding(text);
+    map.damage.insert(map.damage.end(), more.begin(), more.end());
+    if (map.rateAssumed)
+        report.Note("the headers have no frame rate; times are those of 25 frames per second");
+}
+} // namespace KrTool

@@ -1,0 +1,161 @@
+// The lanes: which bytes are what, along the file; and the largest chunks.
+#include "tools/command/KrText.h"
+#include "tools/input/KrChunkWalk.h"
+#include "tools/map/KrMapMeasures.h"
+
+#include <algorithm>
+#include <array>
+
+namespace KrTool
+{
+namespace
+{
+constexpr size_t kMostStreamLanes = 8;
+constexpr size_t kMostLargest = 10;
+constexpr size_t kStreamNumbers = 256;
+
+// Which lane the spans of a kind and stream go to.
+class CKrLaneTable
+{
+public:
+    CKrLaneTable(const SKrFileSpans& file, std::vector<SKrLane>& lanes) : m_lanes(lanes)
+    {
+        AddLane(EKrSpanKind::Headers, "Headers");
+        AddLane(EKrSpanKind::Index, "Indexes");
+        AddStreamLanes(file);
+        AddLane(EKrSpanKind::OtherData, "Other data");
+        AddLane(EKrSpanKind::Padding, "Padding");
+        AddLane(EKrSpanKind::Unaccounted, "In no chunk");
+    }
+
+    SKrLane& Of(const SKrSpan& span)
+    {
+        size_t lane = Slot(span.kind, 0);
+        if (IsDataSpan(span))
+            lane = Slot(span.kind, span.stream);
+        return m_lanes[lane != kNone ? lane : Slot(EKrSpanKind::OtherData, 0)];
+    }
+
+private:
+    static constexpr size_t kNone = SIZE_MAX;
+    using Slots = std::array<size_t, kStreamNumbers>;
+
+    size_t& Slot(EKrSpanKind kind, size_t stream) { return m_slots[static_cast<size_t>(kind)][stream]; }
+
+    void AddLane(EKrSpanKind kind, const std::string& name)
+    {
+        Slot(kind, 0) = m_lanes.size();
+        m_lanes.push_back({kind, std::nullopt, name, 0, 0, {}});
+    }
+
+    void AddStreamLanes(const SKrFileSpans& file)
+    {
+        std::array<std::array<bool, kStreamNumbers>, 2> isThere{};
+        for (const SKrSpan& span : file.spans)
+        {
+            if (IsDataSpan(span))
+                isThere[span.kind == EKrSpanKind::Audio ? 1 : 0][span.stream] = true;
+        }
+        m_slots[static_cast<size_t>(EKrSpanKind::Video)].fill(kNone);
+        m_slots[static_cast<size_t>(EKrSpanKind::Audio)].fill(kNone);
+        const size_t most = m_lanes.size() + kMostStreamLanes;
+        for (uint32_t place = 0; place < 2 * kStreamNumbers && m_lanes.size() < most; ++place)
+        {
+            const uint32_t stream = place / 2;
+            const bool isAudio = place % 2 != 0;
+            if (!isThere[isAudio ? 1 : 0][stream])
+                continue;
+            const EKrSpanKind kind = isAudio ? EKrSpanKind::Audio : EKrSpanKind::Video;
+            Slot(kind, stream) = m_lanes.size();
+            const std::string name = (isAudio ? "Audio, stream " : "Video, stream ") + std::to_string(stream);
+            m_lanes.push_back({kind, stream, name, 0, 0, {}});
+        }
+    }
+
+    std::vector<SKrLane>& m_lanes;
+    std::array<Slots, kSpanKinds> m_slots{};
+};
+
+// Calls a function with each span that has bytes in the range.
+template <class FUNCTION>
+void ForSpansInRange(const SKrFileSpans& file, const SKrFileMap& map, FUNCTION&& function)
+{
+    for (size_t place = 0; place < file.spans.size(); ++place)
+    {
+        const uint64_t start = std::max(map.start, file.spans[place].start);
+        const uint64_t end = std::min(map.end, file.EndOf(place));
+        if (start < end)
+            function(file.spans[place], start, end);
+    }
+}
+
+// Lanes without bytes are left out, but not that of the indexes: what is missing there is damage.
+void RemoveEmptyLanes(std::vector<SKrLane>& lanes)
+{
+    std::erase_if(lanes,
+                  [](const SKrLane& lane) { return lane.bytes == 0 && lane.kind != EKrSpanKind::Index; });
+}
+} // namespace
+
+void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map)
+{
+    CKrLaneTable table(file, map.lanes);
+    const uint64_t count = std::min(bins, map.Bytes());
+    for (SKrLane& lane : map.lanes)
+        lane.bins.assign(static_cast<size_t>(count), 0);
+    const auto binStart = [&map, count](uint64_t bin)
+    {
+        return SKrFileMap::BinStart(bin, count, map.start, map.end);
+    };
+    uint64_t bin = 0;
+    ForSpansInRange(file, map,
+                    [&](const SKrSpan& span, uint64_t start, uint64_t end)
+                    {
+                        SKrLane& lane = table.Of(span);
+                        lane.bytes += end - start;
+                        lane.chunks += IsDataSpan(span) ? 1 : 0;
+                        while (start < end)
+                        {
+                            while (binStart(bin + 1) <= start)
+                                ++bin;
+                            const uint64_t part = std::min(end, binStart(bin + 1)) - start;
+                            lane.bins[static_cast<size_t>(bin)] += part;
+                            start += part;
+                        }
+                    });
+    RemoveEmptyLanes(map.lanes);
+}
+
+void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CKrMapTrack* audio,
+                    SKrFileMap& map)
+{
+    std::array<std::array<uint64_t, kStreamNumbers>, 2> numbers{};
+    const auto isLarger = [](const SKrLargeChunk& left, const SKrLargeChunk& right)
+    {
+        return left.size > right.size;
+    };
+    for (const SKrSpan& span : file.spans)
+    {
+        if (!IsDataSpan(span))
+            continue;
+        const bool isAudio = span.kind == EKrSpanKind::Audio;
+        const uint64_t number = numbers[isAudio ? 1 : 0][span.stream]++;
+        const bool isFull = map.largest.size() == kMostLargest;
+        if (span.start < map.start || span.start >= map.end || span.payload == 0 ||
+            (isFull && span.payload <= map.largest.back().size))
+            continue;
+        SKrLargeChunk chunk = {isAudio ? EKrStreamKind::Audio : EKrStreamKind::Video,
+                               span.stream,
+                               number,
+                               std::nullopt,
+                               span.start,
+                               span.payload};
+        const CKrMapTrack* const track = isAudio ? audio : video;
+        if (track != nullptr && track->Stream() == span.stream && track->HasTime())
+            chunk.seconds = track->SecondsAtChunk(number);
+        if (isFull)
+            map.largest.pop_back();
+        map.largest.insert(std::ranges::upper_bound(map.largest, chunk, isLarger), chunk);
+    }
+}
+} // namespace KrTool

@@ -1,0 +1,47 @@
+#include "tools/map/KrMapPicture.h"
+
+#include "tools/map/KrMapPanels.h"
+#include "tools/map/KrMapStyle.h"
+
+namespace KrTool
+{
+namespace
+{
+constexpr char kHatch[] =
+    "<defs><pattern id=\"hatch\" width=\"7\" height=\"7\" patternUnits=\"userSpaceOnUse\" "
+    "patternTransform=\"rotate(45)\"><rect width=\"7\" height=\"7\" class=\"hatch-paper\"/>"
+    "<line x1=\"1\" y1=\"0\" x2=\"1\" y2=\"7\" class=\"hatch-line\"/></pattern></defs>\n";
+} // namespace
+
+uint64_t ByteBins(uint64_t width)
+{
+    return static_cast<uint64_t>(PlotWidth(static_cast<double>(width)));
+}
+
+uint64_t TimeBins(uint64_t width)
+{
+    return ByteBins(width) / 2;
+}
+
+std::string MapPicture(const SKrFileMap& map, uint64_t width)
+{
+    CKrSvg body;
+    const SKrPicture picture = {map, static_cast<double>(width), body};
+    double y = DrawTitle(picture, 0);
+    y = DrawFilePanel(picture, y + kPanelGap - 12);
+    y = DrawRatePanel(picture, y + kPanelGap);
+    y = DrawDistancePanels(picture, y + kPanelGap);
+    y = DrawLargestPanel(picture, y + kPanelGap) + kSideMargin;
+
+    const std::string size = Pixels(picture.width);
+    const std::string height = Pixels(y);
+    CKrSvg svg;
+    svg.Add("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" height=\"" + height +
+            "\" viewBox=\"0 0 " + size + ' ' + height + "\" role=\"img\">\n<title>" +
+            Escaped("Map of " + map.name) + "</title>\n<style>\n" + PictureStyle() + "</style>\n" + kHatch);
+    svg.Rect(0, 0, picture.width, y, "paper");
+    svg.Add(body.Text());
+    svg.Add("</svg>\n");
+    return svg.Text();
+}
+} // namespace KrTool

@@ -1,0 +1,155 @@
+#include "tools/map/KrMapReport.h"
+
+#include "tools/command/KrReport.h"
+#include "tools/command/KrText.h"
+#include "tools/map/KrFileMap.h"
+#include "tools/map/KrMapStyle.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+
+namespace KrTool
+{
+namespace
+{
+const char* KindName(EKrStreamKind kind)
+{
+    return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+// To a millionth: sums of fractions end in digits that mean nothing.
+double Rounded(double value)
+{
+    return std::round(value * 1e6) / 1e6;
+}
+
+Json ListsJson(const std::vector<SKrMapList>& lists)
+{
+    Json rows = Json::array();
+    for (const SKrMapList& list : lists)
+        rows.push_back({{"type", FourCcText(list.type)},
+                        {"position", list.start},
+                        {"end", list.end},
+                        {"claimedEnd", list.completed ? Json(list.claimedEnd) : Json()}});
+    return rows;
+}
+
+Json LanesJson(const SKrFileMap& map, bool withBins)
+{
+    Json rows = Json::array();
+    for (const SKrLane& lane : map.lanes)
+    {
+        Json row = {{"kind", StyleOf(lane.kind)},
+                    {"stream", lane.stream ? Json(*lane.stream) : Json()},
+                    {"chunks", lane.stream ? Json(lane.chunks) : Json()},
+                    {"bytes", lane.bytes}};
+        if (withBins)
+            row["bins"] = lane.bins;
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+Json RatesJson(const SKrFileMap& map, bool withBins)
+{
+    Json rows = Json::array();
+    for (const SKrRateSeries& series : map.rates)
+    {
+        const uint64_t bytes = SeriesBytes(series);
+        Json row = {{"kind", KindName(series.kind)},
+                    {"stream", series.stream},
+                    {"bytes", bytes},
+                    {"averageBitsPerSecond", Rounded(8 * static_cast<double>(bytes) / map.Seconds())}};
+        if (withBins)
+        {
+            row["bins"] = series.bins;
+            row["bitsPerSecond"] = Json::array();
+            for (size_t bin = 0; bin < series.bins.size(); ++bin)
+                row["bitsPerSecond"].push_back(Rounded(BitsPerSecond(map, series, bin)));
+        }
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+Json ExtentJson(const SKrExtent& extent)
+{
+    return {extent.low, extent.high};
+}
+
+Json DistanceJson(const SKrDistanceBin& distance)
+{
+    return {{"frames", distance.frames},
+            {"seconds", ExtentJson(distance.seconds)},
+            {"bytes", ExtentJson(distance.bytes)}};
+}
+
+Json InterleaveJson(const SKrFileMap& map, bool withBins)
+{
+    if (map.distances.empty())
+        return nullptr;
+    Json interleave = DistanceJson(map.allDistances);
+    if (withBins)
+    {
+        interleave["bins"] = Json::array();
+        for (const SKrDistanceBin& bin : map.distances)
+            interleave["bins"].push_back(bin.frames != 0 ? DistanceJson(bin) : Json());
+    }
+    return interleave;
+}
+
+Json LargestJson(const SKrFileMap& map)
+{
+    Json rows = Json::array();
+    for (const SKrLargeChunk& chunk : map.largest)
+        rows.push_back({{"kind", KindName(chunk.kind)},
+                        {"stream", chunk.stream},
+                        {"number", chunk.number},
+                        {"seconds", chunk.seconds ? Json(Rounded(*chunk.seconds)) : Json()},
+                        {"position", chunk.position},
+                        {"size", chunk.size}});
+    return rows;
+}
+
+Json RegionsJson(const SKrFileMap& map)
+{
+    static constexpr const char* kNames[] = {"inNoChunk", "cutChunk", "outsideMovi", "notIndexed"};
+    Json all = Json::object();
+    for (size_t kind = 0; kind < kRegionKinds; ++kind)
+    {
+        const SKrRegions& regions = map.regions[kind];
+        Json entry = {{"places", regions.count}, {"bytes", regions.bytes}};
+        entry["regions"] = Json::array();
+        for (const SKrRegion& region : regions.kept)
+            entry["regions"].push_back({{"position", region.start}, {"end", region.end}});
+        all[kNames[kind]] = entry;
+    }
+    return all;
+}
+} // namespace
+
+void ReportMap(const SKrFileMap& map, CKrReport& report)
+{
+    const bool full = report.AsJson();
+    report.Fact("length", map.length);
+    report.Fact("shown", {{"position", map.start},
+                          {"end", map.end},
+                          {"firstFrame", map.firstFrame},
+                          {"endFrame", map.endFrame},
+                          {"startSeconds", Rounded(map.startSeconds)},
+                          {"endSeconds", Rounded(map.endSeconds)}});
+    if (full)
+        report.Fact("facts", map.facts);
+    report.Fact("segments", ListsJson(map.segments));
+    report.Fact("lists", ListsJson(map.lists));
+    report.Fact("lanes", LanesJson(map, full));
+    report.Fact("rateBinSeconds", Rounded(map.rateBinSeconds));
+    report.Fact("rates", RatesJson(map, full));
+    report.Fact("interleave", InterleaveJson(map, full));
+    report.Fact("largest", LargestJson(map));
+    report.Fact("missingBytes", map.MissingBytes());
+    if (full)
+        report.Fact("damage", RegionsJson(map));
+}
+} // namespace KrTool

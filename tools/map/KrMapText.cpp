@@ -1,0 +1,226 @@
+#include "tools/map/KrMapText.h"
+
+#include "tools/command/KrText.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace KrTool
+{
+namespace
+{
+struct SKrScaleUnit
+{
+    double size;
+    const char* name;
+};
+
+using ScaleUnits = std::array<SKrScaleUnit, 6>;
+constexpr ScaleUnits kByteUnits = {
+    {{1e15, "PB"}, {1e12, "TB"}, {1e9, "GB"}, {1e6, "MB"}, {1e3, "kB"}, {1, "bytes"}}};
+constexpr ScaleUnits kRateUnits = {
+    {{1e15, "Pbit/s"}, {1e12, "Tbit/s"}, {1e9, "Gbit/s"}, {1e6, "Mbit/s"}, {1e3, "kbit/s"}, {1, "bit/s"}}};
+
+const SKrScaleUnit& UnitFor(const ScaleUnits& units, double value)
+{
+    const auto fits = [value](const SKrScaleUnit& unit)
+    {
+        return value >= unit.size;
+    };
+    const auto found = std::ranges::find_if(units, fits);
+    return found != units.end() ? *found : units.back();
+}
+
+// Three digits.
+std::string ScaledText(const ScaleUnits& units, double value)
+{
+    const SKrScaleUnit& unit = UnitFor(units, value);
+    const double scaled = value / unit.size;
+    const int decimals = unit.size == 1 || scaled >= 99.95 ? 0 : (scaled >= 9.995 ? 1 : 2);
+    return Fixed(scaled, decimals) + ' ' + unit.name;
+}
+
+// Decimals that make a step visible.
+int DecimalsOf(double step)
+{
+    int decimals = 0;
+    for (double rest = step; decimals < 9 && std::abs(rest - std::round(rest)) > 1e-6 * std::max(rest, 1.0);
+         rest *= 10)
+        ++decimals;
+    return decimals;
+}
+
+// Seconds, minutes and hours are not counted in tens.
+double TimeStep(double least)
+{
+    static constexpr std::array<double, 16> kSteps = {1,   2,   5,   10,   15,   30,   60,    120,
+                                                      300, 600, 900, 1800, 3600, 7200, 21600, 43200};
+    if (least <= 0.5)
+        return RoundUp(least);
+    const auto found = std::ranges::lower_bound(kSteps, least * (1 - 1e-9));
+    return found != kSteps.end() ? *found : 86400 * RoundUp(least / 86400);
+}
+
+std::string ClockText(double seconds, int decimals)
+{
+    const double clamped = std::clamp(seconds, 0.0, 1e15);
+    const double unit = std::pow(10, decimals);
+    const auto units = static_cast<uint64_t>(std::llround(clamped * unit));
+    const auto whole = units / static_cast<uint64_t>(unit);
+    const auto twoDigits = [](uint64_t number)
+    {
+        return std::string(number < 10 ? "0" : "") + std::to_string(number);
+    };
+    std::string text = twoDigits(whole % 60);
+    if (whole >= 3600)
+        text = std::to_string(whole / 3600) + ':' + twoDigits(whole / 60 % 60) + ':' + text;
+    else
+        text = std::to_string(whole / 60) + ':' + text;
+    if (decimals == 0)
+        return text;
+    std::string rest = std::to_string(units % static_cast<uint64_t>(unit));
+    rest.insert(0, static_cast<size_t>(decimals) - std::min(rest.size(), static_cast<size_t>(decimals)), '0');
+    return text + '.' + rest;
+}
+
+std::string TickLabel(double value, double step, double largest, EKrUnit unit)
+{
+    if (unit == EKrUnit::Time)
+        return ClockText(value, std::min(DecimalsOf(step), 6));
+    if (value == 0)
+        return "0";
+    const std::string sign = value < 0 ? "\u2212" : "";
+    value = std::abs(value);
+    if (unit == EKrUnit::Seconds)
+        return sign + Fixed(value, DecimalsOf(step)) + " s";
+    const SKrScaleUnit& scale = UnitFor(unit == EKrUnit::Bytes ? kByteUnits : kRateUnits, largest);
+    return sign + Fixed(value / scale.size, DecimalsOf(step / scale.size)) + ' ' + scale.name;
+}
+} // namespace
+
+double RoundUp(double least)
+{
+    const double power = std::pow(10, std::floor(std::log10(least)));
+    for (const double factor : {1.0, 2.0, 5.0})
+    {
+        if (factor * power >= least * (1 - 1e-9))
+            return factor * power;
+    }
+    return 10 * power;
+}
+
+std::string Fixed(double value, int decimals)
+{
+    std::array<char, 400> text{};
+    const auto result =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, decimals);
+    std::string number(text.data(), result.ptr);
+    const bool isZero = number.find_first_not_of("-0.") == std::string::npos;
+    return isZero && number.front() == '-' ? number.substr(1) : number;
+}
+
+std::string Trimmed(double value, int decimals)
+{
+    std::string number = Fixed(value, decimals);
+    if (number.find('.') == std::string::npos)
+        return number;
+    number.erase(number.find_last_not_of('0') + 1);
+    if (number.back() == '.')
+        number.pop_back();
+    return number;
+}
+
+std::string Grouped(uint64_t value)
+{
+    std::string text = std::to_string(value);
+    for (size_t place = text.size(); place > 3; place -= 3)
+        text.insert(place - 3, 1, ',');
+    return text;
+}
+
+std::string GroupedCount(uint64_t count, std::string_view noun)
+{
+    return Grouped(count) + Counted(count, noun).substr(std::to_string(count).size());
+}
+
+std::string BytesText(double bytes)
+{
+    return bytes == 1 ? "1 byte" : ScaledText(kByteUnits, bytes);
+}
+
+std::string SignedBytesText(double bytes)
+{
+    return (bytes < 0 ? "\u2212" : "+") + BytesText(std::abs(bytes));
+}
+
+std::string RateText(double bitsPerSecond)
+{
+    return ScaledText(kRateUnits, bitsPerSecond);
+}
+
+std::string TimeText(double seconds)
+{
+    return ClockText(seconds, 3);
+}
+
+std::string SignedSecondsText(double seconds)
+{
+    const std::string number = Fixed(std::abs(seconds), 3) + " s";
+    if (number == "0.000 s")
+        return number;
+    return (seconds < 0 ? "\u2212" : "+") + number;
+}
+
+std::string ShareText(uint64_t part, uint64_t whole)
+{
+    const double share = whole != 0 ? 100 * static_cast<double>(part) / static_cast<double>(whole) : 0;
+    return share > 0 && share < 0.1 ? "<0.1 %" : Fixed(share, 1) + " %";
+}
+
+std::string Shortened(const std::string& text, size_t most)
+{
+    std::vector<size_t> starts; // of the characters
+    for (size_t place = 0; place < text.size(); ++place)
+    {
+        if ((static_cast<unsigned char>(text[place]) & 0xC0) != 0x80)
+            starts.push_back(place);
+    }
+    if (starts.size() <= most)
+        return text;
+    const size_t tail = most / 2;
+    return text.substr(0, starts[most - tail - 1]) + "\u2026" + text.substr(starts[starts.size() - tail]);
+}
+
+double TextWidth(std::string_view text, double fontSize)
+{
+    double width = 0;
+    for (const char character : text)
+    {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80)
+            width += std::string_view(" .,:'!|ijlt").find(character) != std::string_view::npos ? 0.36 : 0.62;
+        else if ((byte & 0xC0) != 0x80)
+            width += byte >= 0xE3 ? 1.0 : 0.65;
+    }
+    return width * fontSize;
+}
+
+std::vector<SKrTick> RoundTicks(double low, double high, size_t most, EKrUnit unit)
+{
+    std::vector<SKrTick> ticks;
+    if (!(high > low) || most == 0)
+        return ticks;
+    const double least = (high - low) / static_cast<double>(most);
+    double step = unit == EKrUnit::Time ? TimeStep(least) : RoundUp(least);
+    if (unit == EKrUnit::Bytes)
+        step = std::max(step, 1.0);
+    const double first = std::ceil(low / step - 1e-9);
+    const double last = std::floor(high / step + 1e-9);
+    const double largest = std::max(std::abs(low), std::abs(high));
+    for (double place = first; place <= last && ticks.size() <= most; ++place)
+        ticks.push_back({place * step, TickLabel(place * step, step, largest, unit)});
+    return ticks;
+}
+} // namespace KrTool

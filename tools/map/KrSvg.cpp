@@ -1,0 +1,158 @@
+#include "tools/map/KrSvg.h"
+
+#include "tools/command/KrText.h"
+#include "tools/map/KrMapText.h"
+
+namespace KrTool
+{
+namespace
+{
+std::string Attribute(std::string_view name, double value)
+{
+    return ' ' + std::string(name) + "=\"" + Pixels(value) + '"';
+}
+
+std::string ClassAttribute(std::string_view style)
+{
+    return " class=\"" + std::string(style) + '"';
+}
+
+const char* AnchorAttribute(EKrAnchor anchor)
+{
+    switch (anchor)
+    {
+    case EKrAnchor::Middle:
+        return " text-anchor=\"middle\"";
+    case EKrAnchor::End:
+        return " text-anchor=\"end\"";
+    case EKrAnchor::Start:
+        break;
+    }
+    return "";
+}
+
+// Marks that turn the direction of the text behind them, and the two code points that XML does not allow.
+bool IsUnwanted(std::string_view character)
+{
+    if (character.size() != 3)
+        return false;
+    const auto second = static_cast<unsigned char>(character[1]);
+    const auto third = static_cast<unsigned char>(character[2]);
+    if (character[0] == '\xE2')
+        return (second == 0x80 && third >= 0xAA && third <= 0xAE) ||
+               (second == 0x81 && third >= 0xA6 && third <= 0xA9);
+    return character[0] == '\xEF' && second == 0xBF && third >= 0xBE;
+}
+} // namespace
+
+std::string Escaped(std::string_view text)
+{
+    const std::string printable = Printable(text);
+    std::string out;
+    for (size_t place = 0; place < printable.size(); ++place)
+    {
+        if (IsUnwanted(std::string_view(printable).substr(place, 3)))
+        {
+            out += "\uFFFD";
+            place += 2;
+            continue;
+        }
+        switch (const char character = printable[place])
+        {
+        case '&':
+            out += "&amp;";
+            break;
+        case '<':
+            out += "&lt;";
+            break;
+        case '>':
+            out += "&gt;";
+            break;
+        case '"':
+            out += "&quot;";
+            break;
+        case '\'':
+            out += "&#39;";
+            break;
+        default:
+            out += character;
+        }
+    }
+    return out;
+}
+
+std::string Pixels(double value)
+{
+    return Trimmed(value, 2);
+}
+
+void CKrSvg::OpenGroup(std::string_view id, std::string_view attributes)
+{
+    m_text += "<g id=\"";
+    m_text += id;
+    m_text += '"';
+    m_text += attributes;
+    m_text += ">\n";
+}
+
+void CKrSvg::Rect(double x, double y, double width, double height, std::string_view style,
+                  std::string_view title)
+{
+    m_text += "<rect" + Attribute("x", x) + Attribute("y", y) + Attribute("width", width) +
+              Attribute("height", height) + ClassAttribute(style);
+    m_text += title.empty() ? "/>\n" : "><title>" + Escaped(title) + "</title></rect>\n";
+}
+
+void CKrSvg::Line(double fromX, double fromY, double toX, double toY, std::string_view style)
+{
+    m_text += "<line" + Attribute("x1", fromX) + Attribute("y1", fromY) + Attribute("x2", toX) +
+              Attribute("y2", toY) + ClassAttribute(style) + "/>\n";
+}
+
+void CKrSvg::Path(std::string_view commands, std::string_view style)
+{
+    m_text += "<path" + ClassAttribute(style) + " d=\"" + std::string(commands) + "\"/>\n";
+}
+
+void CKrSvg::Label(double x, double y, std::string_view text, std::string_view style, EKrAnchor anchor)
+{
+    m_text += "<text" + Attribute("x", x) + Attribute("y", y) + AnchorAttribute(anchor) +
+              ClassAttribute(style) + '>' + Escaped(text) + "</text>\n";
+}
+
+void CKrSvg::VerticalLabel(double x, double y, std::string_view text, std::string_view style)
+{
+    m_text += "<text transform=\"translate(" + Pixels(x) + ' ' + Pixels(y) +
+              ") rotate(-90)\" text-anchor=\"middle\"" + ClassAttribute(style) + '>' + Escaped(text) +
+              "</text>\n";
+}
+
+void CKrSvgPath::MoveTo(double x, double y)
+{
+    m_commands += 'M' + Pixels(x) + ' ' + Pixels(y);
+}
+
+void CKrSvgPath::LineTo(double x, double y)
+{
+    m_commands += 'L' + Pixels(x) + ' ' + Pixels(y);
+}
+
+void CKrSvgPath::HorizontalTo(double x)
+{
+    m_commands += 'H' + Pixels(x);
+}
+
+void CKrSvgPath::VerticalTo(double y)
+{
+    m_commands += 'V' + Pixels(y);
+}
+
+void CKrSvgPath::AddRect(double x, double y, double width, double height)
+{
+    MoveTo(x, y);
+    HorizontalTo(x + width);
+    VerticalTo(y + height);
+    HorizontalTo(x);
+    Close();
+}
+} // namespace KrTool

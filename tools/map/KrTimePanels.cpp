@@ -1,0 +1,184 @@
+// The panels over time: data rates, and the distance of sound and frames in time and in bytes.
+#include "tools/map/KrMapPanels.h"
+
+#include "tools/command/KrText.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+constexpr double kRateHeight = 140;
+constexpr double kDistanceHeight = 110;
+constexpr double kLeastBar = 2;    // pixels
+constexpr double kAxisHeight = 20; // of labels
+constexpr double kHeadroom = 1.08; // above the highest value
+
+SKrPlot TimePlot(const SKrPicture& picture, double y, double height)
+{
+    SKrPlot plot;
+    plot.left = kLeftMargin;
+    plot.top = y;
+    plot.width = PlotWidth(picture.width);
+    plot.height = height;
+    plot.fromX = picture.map.startSeconds;
+    plot.toX = picture.map.endSeconds;
+    return plot;
+}
+
+double HighestRate(const SKrFileMap& map, const SKrRateSeries& series)
+{
+    double highest = 0;
+    for (size_t bin = 0; bin < series.bins.size(); ++bin)
+        highest = std::max(highest, BitsPerSecond(map, series, bin));
+    return highest;
+}
+
+std::string RateNumbers(const SKrFileMap& map)
+{
+    std::string text;
+    for (const SKrRateSeries& series : map.rates)
+    {
+        const double average = 8 * static_cast<double>(SeriesBytes(series)) / map.Seconds();
+        text += StreamText(series.kind, series.stream) + ": " + RateText(average) + " on average, at most " +
+                RateText(HighestRate(map, series)) + "  \u00B7  ";
+    }
+    return text + "in stretches of " + Trimmed(map.rateBinSeconds, 4) + " s";
+}
+
+// A curve of steps, since a rate holds for a stretch.
+void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSeries& series)
+{
+    const SKrFileMap& map = picture.map;
+    const bool isVideo = series.kind == EKrStreamKind::Video;
+    CKrSvgPath line;
+    for (size_t bin = 0; bin < series.bins.size(); ++bin)
+    {
+        const double start = map.startSeconds + static_cast<double>(bin) * map.rateBinSeconds;
+        const double y = plot.Y(BitsPerSecond(map, series, bin));
+        if (bin == 0)
+            line.MoveTo(plot.X(start), y);
+        else
+            line.VerticalTo(y);
+        line.HorizontalTo(plot.X(start + RateBinSeconds(map, bin)));
+    }
+    picture.svg.OpenGroup(isVideo ? "rate-video" : "rate-audio");
+    if (isVideo)
+    {
+        CKrSvg& svg = picture.svg;
+        svg.Path(line.Commands() + 'V' + Pixels(plot.Bottom()) + 'H' + Pixels(plot.left) + 'z', "video-area");
+    }
+    picture.svg.Path(line.Commands(), isVideo ? "video-line" : "audio-line");
+    picture.svg.CloseGroup();
+}
+
+// Samples of both curves, at the right above the plot.
+void DrawRateLegend(const SKrPicture& picture, double y)
+{
+    double right = picture.width - kRightMargin;
+    for (auto series = picture.map.rates.rbegin(); series != picture.map.rates.rend(); ++series)
+    {
+        const std::string text = StreamText(series->kind, series->stream);
+        const bool isVideo = series->kind == EKrStreamKind::Video;
+        picture.svg.Label(right, y, text, "small", EKrAnchor::End);
+        right -= TextWidth(text, 11) + 8;
+        picture.svg.Line(right - 24, y - 4, right, y - 4, isVideo ? "video-line" : "audio-line");
+        right -= 24 + 16;
+    }
+}
+
+// With the zero line, some room at the sides, and no more precision than distances have.
+SKrExtent Widened(SKrExtent extent, double least)
+{
+    extent.low = std::min(extent.low, 0.0);
+    extent.high = std::max(extent.high, 0.0);
+    if (extent.high - extent.low < least)
+        return {-least, least};
+    const double margin = (extent.high - extent.low) * (kHeadroom - 1);
+    return {extent.low - (extent.low < 0 ? margin : 0), extent.high + (extent.high > 0 ? margin : 0)};
+}
+
+struct SKrDistanceView
+{
+    const char* id;
+    const char* heading;
+    EKrUnit unit;
+    SKrExtent SKrDistanceBin::*extent;
+    std::string (*text)(double);
+    double least; // range of the scale
+};
+
+double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView& view)
+{
+    const SKrFileMap& map = picture.map;
+    const SKrExtent& all = map.allDistances.*view.extent;
+    const std::string numbers = "from " + view.text(all.low) + " to " + view.text(all.high);
+    y = DrawHeading(picture, y, view.heading, numbers);
+    SKrPlot plot = TimePlot(picture, y, kDistanceHeight);
+    const SKrExtent extent = Widened(all, view.least);
+    plot.fromY = extent.low;
+    plot.toY = extent.high;
+    picture.svg.OpenGroup(view.id, plot.Attributes());
+    DrawYAxis(picture.svg, plot, view.unit);
+    CKrSvgPath bars;
+    const double width = plot.width / static_cast<double>(map.distances.size());
+    for (size_t bin = 0; bin < map.distances.size(); ++bin)
+    {
+        if (map.distances[bin].frames == 0)
+            continue;
+        const SKrExtent& range = map.distances[bin].*view.extent;
+        const double top = plot.Y(range.high);
+        const double height = std::max(kLeastBar, plot.Y(range.low) - top);
+        bars.AddRect(plot.left + static_cast<double>(bin) * width, top - kLeastBar / 2, width, height);
+    }
+    picture.svg.Path(bars.Commands(), "audio");
+    DrawXAxis(picture.svg, plot, EKrUnit::Time);
+    picture.svg.CloseGroup();
+    return plot.Bottom() + kAxisHeight;
+}
+} // namespace
+
+double DrawRatePanel(const SKrPicture& picture, double y)
+{
+    const SKrFileMap& map = picture.map;
+    if (map.rates.empty())
+        return DrawHeading(picture, y, "Data rate", "there are no chunks whose time is known");
+    DrawRateLegend(picture, y);
+    y = DrawHeading(picture, y, "Data rate", RateNumbers(map));
+    SKrPlot plot = TimePlot(picture, y, kRateHeight);
+    plot.toY = 0;
+    for (const SKrRateSeries& series : map.rates)
+        plot.toY = std::max(plot.toY, HighestRate(map, series) * kHeadroom);
+    plot.toY = std::max(plot.toY, 1.0);
+    picture.svg.OpenGroup("rate", plot.Attributes());
+    DrawYAxis(picture.svg, plot, EKrUnit::BitsPerSecond);
+    for (const SKrRateSeries& series : map.rates)
+        DrawSeries(picture, plot, series);
+    DrawXAxis(picture.svg, plot, EKrUnit::Time);
+    picture.svg.CloseGroup();
+    return plot.Bottom() + kAxisHeight;
+}
+
+double DrawDistancePanels(const SKrPicture& picture, double y)
+{
+    if (picture.map.distances.empty())
+        return DrawHeading(picture, y, "Interleave", "there are no frames with audio of the same time");
+    static const SKrDistanceView kInTime = {
+        "interleave-time",
+        "Interleave in time: audio in front of a frame, ahead of it (+) or short of it (\u2212)",
+        EKrUnit::Seconds,
+        &SKrDistanceBin::seconds,
+        SignedSecondsText,
+        0.01};
+    static const SKrDistanceView kInBytes = {
+        "interleave-bytes",
+        "Interleave in bytes: audio of a frame's time, before the frame (+) or behind it (\u2212)",
+        EKrUnit::Bytes,
+        &SKrDistanceBin::bytes,
+        SignedBytesText,
+        1000};
+    y = DrawDistances(picture, y, kInTime);
+    return DrawDistances(picture, y + kPanelGap, kInBytes);
+}
+} // namespace KrTool

@@ -1,0 +1,115 @@
+// kravi map: a picture of a file.
+#include "tools/command/KrReport.h"
+#include "tools/command/KrToolError.h"
+#include "tools/command/KrVerbTable.h"
+#include "tools/command/KrVerbs.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrFileFindings.h"
+#include "tools/map/KrFileMap.h"
+#include "tools/map/KrMapPicture.h"
+#include "tools/map/KrMapReport.h"
+#include "tools/output/KrOutputFile.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cctype>
+
+namespace KrTool
+{
+namespace
+{
+const SKrVerbHelp kHelp = {
+    "map",
+    "Draw a picture of the file: what lies where, data rates, interleave, damage",
+    {
+        "The picture is drawn to scale by position in the file. A name that ends with .svg gives a picture, "
+        "one with .html a page that holds the same picture and tables; neither needs any other file. Colours "
+        "follow the reader's choice of light or dark.",
+        "Interleave: how much audio lies in front of each frame, ahead of the frame's time (+) or short of "
+        "it "
+        "(-), and how many bytes the audio of a frame's time lies before the frame (+) or behind it (-).",
+        "With --from or --to, the positions and the time of these frames are shown. Frames count from 0.",
+        "With --json, the report has the numbers that are drawn.",
+        "Findings: bytes in no chunk; data that are cut, outside of every 'movi' list or not in the index; "
+        "no "
+        "index; frames that the headers declare and that are not there; and what is wrong with the file as a "
+        "whole (see info).",
+    },
+    {
+        "kravi map clip.avi -o clip.svg",
+        "kravi map clip.avi -o clip.html --from 250 --to 499",
+    },
+};
+
+struct SKrMapOptions
+{
+    std::string file;
+    std::string output;
+    uint64_t width = 1200;
+    std::optional<uint64_t> from;
+    std::optional<uint64_t> to;
+    bool force = false;
+};
+
+bool EndsWith(const std::string& name, std::string ending)
+{
+    if (name.size() <= ending.size())
+        return false;
+    std::string end = name.substr(name.size() - ending.size());
+    std::ranges::transform(end, end.begin(), [](unsigned char byte) { return std::tolower(byte); });
+    return end == ending;
+}
+
+bool IsPage(const std::string& output)
+{
+    const bool isPage = EndsWith(output, ".html") || EndsWith(output, ".htm");
+    if (!isPage && !EndsWith(output, ".svg"))
+        throw CKrToolError(output, "the name of a map ends with .svg or .html");
+    return isPage;
+}
+
+void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    const bool isPage = IsPage(options.output);
+    if (options.width < kSmallestPicture || options.width > kLargestPicture)
+        throw CKrToolError({}, "--width: " + std::to_string(kSmallestPicture) + " to " +
+                                   std::to_string(kLargestPicture) + " is wanted");
+    if (options.from && options.to && *options.from > *options.to)
+        throw CKrToolError({}, "--from lies behind --to");
+    CheckTarget(options.output, options.force, options.file);
+    const CKrAviFile file(options.file);
+    const SKrAviFacts facts = ReadFacts(file, progress);
+    ReportFileFindings(file, facts, report);
+    const SKrMapRequest request = {options.from, options.to, ByteBins(options.width),
+                                   TimeBins(options.width)};
+    const SKrFileMap map = MeasureFile(file, facts, request, report, progress);
+
+    const std::string text = isPage ? MapPage(map, options.width) : MapPicture(map, options.width);
+    CKrOutputFile output(options.output, options.force);
+    output.Write(text.data(), text.size());
+    output.Commit();
+    report.Fact("file", file.Path());
+    report.Fact("output", options.output);
+    report.Fact("outputBytes", text.size());
+    ReportMap(map, report);
+}
+} // namespace
+
+void AddMapVerb(CKrVerbTable& verbs)
+{
+    const auto options = std::make_shared<SKrMapOptions>();
+    CLI::App& verb =
+        verbs.Add(kHelp, options->file,
+                  [options](auto& report, auto& progress) { RunMap(*options, report, progress); });
+    verb.add_option("-o,--output", options->output, "The picture (.svg) or page (.html) that is written")
+        ->required()
+        ->type_name("NAME");
+    AddNumber(verb, "--width", options->width, "Width of the picture in pixels (1200)");
+    AddNumber(verb, "--from", options->from, "First frame shown");
+    AddNumber(verb, "--to", options->to, "Last frame shown");
+    verb.add_flag("--force", options->force, "Replace a file that exists");
+}
+} // namespace KrTool

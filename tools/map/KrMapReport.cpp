@@ -13,11 +13,6 @@ namespace KrTool
 {
 namespace
 {
-const char* KindName(EKrStreamKind kind)
-{
-    return kind == EKrStreamKind::Video ? "video" : "audio";
-}
-
 // To a millionth: sums of fractions end in digits that mean nothing.
 double Rounded(double value)
 {

@@ -66,7 +66,7 @@ CKrSpanWalk::CKrSpanWalk(const CKrAviFile& file, size_t streamCount, CKrProgress
 
 SKrFileSpans CKrSpanWalk::Run()
 {
-    m_progress.Begin("bytes measured", m_length);
+    m_progress.Begin("measuring", m_length, EKrUnit::Byte);
     while (m_position < m_length && m_result.spans.size() < kMostSpans)
     {
         LeaveLevels(m_position);

@@ -212,7 +212,7 @@ def test_source_that_is_damaged_at_its_end(kravi):
 def test_progress(kravi):
     kravi.write("in.avi", avi.simple_avi(avi.standard_streams(8)))
     result = exit_code(kravi("cut", "in.avi", "out.avi", "--to", "4", "--progress", "json"), 0)
-    check('"verb":"cut","step":"frames","done":5,"total":5' in result.err, result.err)
+    check('"verb":"cut","step":"writing","unit":"frames","done":5,"total":5' in result.err, result.err)
 
 
 def large_avi(kravi, name):

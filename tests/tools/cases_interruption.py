@@ -63,8 +63,17 @@ def test_verbs_that_read(kravi):
     interrupted(kravi, signal.SIGINT, after(0.4), "tree", name, "--limit", "100000000", "--json")
     interrupted(kravi, signal.SIGINT, after(0.4), "extract", name, "--video", "v%d", "--json")
     interrupted(kravi, signal.SIGINT, after(0.4), "rewrap", name, "out.avi", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "cut", name, "out.avi", "--from", "1", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "concat", name, name, "-o", "out.avi", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "verify", name, "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "map", name, "-o", "out.svg", "--json")
+    interrupted(kravi, signal.SIGINT, after(0.4), "hash", name, "--frames", "--json")
     name = slow_file(kravi, 9000000, idx1=True)
     interrupted(kravi, signal.SIGINT, after(0.4), "index", name, "--check", "--json")
+    name = endless_file(kravi)
+    interrupted(kravi, signal.SIGINT, after(0.4), "hash", name, "--json")
+    kravi.write("few.avi", avi.simple_avi(avi.standard_streams(2)))
+    interrupted(kravi, signal.SIGINT, after(0.4), "hash", "few.avi", "--compare", name, "--json")
 
 
 def test_verbs_that_write(kravi):
@@ -79,8 +88,9 @@ def test_verbs_that_write(kravi):
     equal(kravi.read("out.avi"), b"precious", "the file that was to be replaced")
     kravi.remove("out.avi")
     name = large_recording(kravi)
-    for verb in ("rewrap", "recover"):
+    for verb in ("rewrap", "recover", "cut"):
         interrupted(kravi, signal.SIGINT, temporary_file(kravi), verb, name, "out.avi")
+    interrupted(kravi, signal.SIGINT, temporary_file(kravi), "concat", name, name, "-o", "out.avi")
     interrupted(kravi, signal.SIGINT, temporary_file(kravi), "extract", name, "--video", "all.raw")
     interrupted(kravi, signal.SIGINT, after(0.2), "recover", endless_file(kravi), "out.avi")
 
@@ -89,7 +99,8 @@ def test_ctrl_c_on_windows(kravi):
     if not kravi.is_emulated:
         return
     runs = [("write", "out.avi", "--raw", raw_frames(kravi), "--size", "1000x1000"),
-            *((verb, large_recording(kravi), "out.avi") for verb in ("rewrap", "recover")),
+            *((verb, large_recording(kravi), "out.avi") for verb in ("rewrap", "recover", "cut")),
+            ("concat", large_recording(kravi), large_recording(kravi), "-o", "out.avi"),
             ("extract", large_recording(kravi), "--video", "all.raw")]
     before = kravi.names()
     for arguments in runs:

@@ -8,6 +8,7 @@ from kravi_runner import check, equal, exit_code
 
 STRANGE = "Größe 日本 \U0001F3AC \U00020BB7"
 LONGEST_NAME = 150  # characters of one part; the system's own limit is higher
+READING, COPYING = (["FILE"], ["[FILE]"]), ["FILE", "OUTPUT"]  # kinds of arguments
 NO_FILE = ("man", "completion")
 
 
@@ -28,14 +29,19 @@ def check_reading(kravi, folder):
     """Each verb whose only argument is a file that it reads."""
     name = f"{folder}/{STRANGE}.avi"
     kravi.write(name, avi.simple_avi(avi.standard_streams(3)))
-    verbs = [verb for verb, arguments in kravi.verbs().items() if arguments == ["FILE"] and verb != "write"]
-    check({"info", "tree", "index", "extract"} <= set(verbs), f"verbs: {verbs}")
-    options = {"extract": ["--video", f"{folder}/é\U0001F3AC-%d.jpg", "--audio", f"{folder}/\U00020BB7.wav"]}
+    other = f"{folder}/ö{STRANGE}.avi"
+    kravi.write(other, kravi.read(name))
+    verbs = [verb for verb, arguments in kravi.verbs().items() if arguments in READING and verb != "write"]
+    check({"info", "tree", "index", "extract", "hash", "map", "verify"} <= set(verbs), f"verbs: {verbs}")
+    options = {"extract": ["--video", f"{folder}/é\U0001F3AC-%d.jpg", "--audio", f"{folder}/\U00020BB7.wav"],
+               "hash": ["--compare", other], "map": ["-o", f"{folder}/{STRANGE}.svg", "--force"]}
     for verb in verbs:
         result = kravi(verb, name, *options.get(verb, []), "--json")
         check(result.code in (0, 1), f"{verb}: {result}")  # some verbs find faults in so simple a file
         check_name(result, "file", name, verb)
-    for made in ("é\U0001F3AC-2.jpg", "\U00020BB7.wav"):
+        if verb in ("hash", "map"):
+            check_name(result, *{"hash": ("other", other), "map": ("output", f"{folder}/{STRANGE}.svg")}[verb], verb)
+    for made in ("é\U0001F3AC-2.jpg", "\U00020BB7.wav", f"{STRANGE}.svg"):
         check(os.path.exists(kravi.path(f"{folder}/{made}")), f"{made} is not there")
     missing = f"{folder}/no {STRANGE}.avi"
     for verb in verbs:
@@ -54,11 +60,18 @@ def check_writing(kravi, folder, name):
     result = exit_code(kravi("write", written, "--jpeg", f"{folder}/ü\U0001F3AC%d.jpg", "--audio",
                              f"{folder}/\U0001F3B5.wav", "--json"), 0)
     check_name(result, "output", written, "write")
-    for verb in ("rewrap", "recover"):
+    verbs = [verb for verb, arguments in kravi.verbs().items() if arguments == COPYING]
+    check({"rewrap", "recover", "cut"} <= set(verbs), f"verbs: {verbs}")
+    for verb in verbs:
         output = f"{folder}/{STRANGE} {verb}.avi"
         result = exit_code(kravi(verb, name, output, "--json"), 0)
         check_name(result, "output", output, verb)
         check(os.path.getsize(kravi.path(output)) > 1000, f"{verb}: {output}")
+    output = f"{folder}/{STRANGE} concat.avi"
+    sources = [f"{folder}/{STRANGE} {verb}.avi" for verb in ("rewrap", "cut")]
+    result = exit_code(kravi("concat", *sources, "-o", output, "--json"), 0)
+    check_name(result, "output", output, "concat")
+    equal([clip["file"] for clip in result.json()["clips"]], sources, "concat: the names in the report")
     left = [entry for entry in os.listdir(kravi.path(folder)) if entry.endswith(".tmp")]
     equal(left, [], "temporary files")
 
@@ -85,5 +98,5 @@ def test_short_names_in_a_deep_folder(kravi):
 def test_every_verb_is_in_one_of_the_tables(kravi):
     """A new kind of arguments needs a look at its names."""
     for verb, arguments in kravi.verbs().items():
-        known = arguments in (["FILE"], ["FILE", "OUTPUT"]) or verb in NO_FILE
-        check(known or verb in ("cut", "concat", "hash"), f"{verb} {arguments} is tested nowhere here")
+        known = arguments in (*READING, COPYING) or verb in NO_FILE
+        check(known or verb == "concat", f"{verb} {arguments} is tested nowhere here")

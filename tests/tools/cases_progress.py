@@ -70,7 +70,12 @@ def test_lines_of_json(kravi):
             (("extract", "clip.avi", "--video", "v", "--audio", "a.wav"),
              [("writing video", "frames", 3), ("writing audio", "bytes", 3 * 7680)]),
             (("index", "clip.avi", "--video", "--from", "1"), [("printing video", "chunks", 2)]),
-            (("rewrap", "clip.avi", "out.avi"), [("writing", "frames", 3)]))
+            (("rewrap", "clip.avi", "out.avi"), [("writing", "frames", 3)]),
+            (("cut", "clip.avi", "part.avi", "--from", "1"), [("writing", "frames", 2)]),
+            (("concat", "clip.avi", "part.avi", "-o", "both.avi"), [("writing", "frames", 5)]),
+            (("hash", "clip.avi"), [("reading", "bytes", sum(len(data) for stream in streams for data in stream.chunks))]),
+            (("verify", "clip.avi"), [("checking chunks", "bytes", os.path.getsize(kravi.path("clip.avi")))]),
+            (("map", "clip.avi", "-o", "map.svg"), [("measuring", "bytes", os.path.getsize(kravi.path("clip.avi")))]))
     for arguments, wanted in runs:
         result = exit_code(kravi(*arguments, "--progress", "json"), 0)
         lines = [json.loads(line)["progress"] for line in result.err.splitlines()]

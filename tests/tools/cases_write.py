@@ -71,6 +71,19 @@ def test_jpegs_and_sound(kravi):
     check("2:1" in exit_code(kravi("info", "out.avi"), 0).out, "pixel aspect")
 
 
+def test_tree_of_frames_of_odd_size(kravi):
+    frames = jpegs(kravi, 12)
+    check(any(len(frame) % 2 for frame in frames), "a frame of odd size, which filler follows without padding")
+    written(kravi, "--jpeg", "f%03d.jpg")
+    tree = exit_code(kravi("tree", "out.avi", "--all", "--json"), 0).json()
+    chunks = [row for row in tree["chunks"] if row["level"] == 2]
+    equal([row["size"] for row in chunks if row["id"] == "00dc"], [len(frame) for frame in frames], "frames")
+    inside = [row for row in chunks if row["position"] > next(row["position"] for row in chunks if row["id"] == "00dc")]
+    for row, following in zip(inside, inside[1:]):
+        check(0 <= following["position"] - row["position"] - 8 - row["size"] <= 1, f"{row} and {following}")
+    equal({row["id"] for row in inside}, {"00dc", "JUNK"}, "ids")
+
+
 def test_checker_sees_damage(kravi):
     """What looks at each written file here does find what is wrong."""
     jpegs(kravi, 3)

@@ -3,9 +3,62 @@
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrAviFile.h"
+#include "tools/input/KrLittleEndian.h"
+
+#include <array>
+#include <optional>
 
 namespace KrTool
 {
+namespace
+{
+constexpr uint32_t kFiller = FourCc('J', 'U', 'N', 'K');
+constexpr size_t kTypeSize = 4; // of a container, before its first sub-chunk
+
+bool IsOdd(uint64_t position)
+{
+    return position % 2 != 0;
+}
+
+bool IsId(uint32_t id)
+{
+    for (; id != 0; id >>= 8)
+    {
+        if ((id & 0xFF) < 0x20 || (id & 0xFF) > 0x7E)
+            return false;
+        if (id <= 0xFF)
+            return true;
+    }
+    return false;
+}
+
+// The chunk whose header stands at a place or, where that is odd and nothing fills up from there, one byte
+// further on; nothing where no chunk can be.
+std::optional<SKrRiffChunkInfo> ChunkAt(const CKrAviFile& file, uint64_t position, uint64_t limit)
+{
+    std::array<uint8_t, kChunkHeaderSize + kTypeSize + 1> bytes{};
+    const size_t came = file.ReadAt(position, bytes.data(), bytes.size());
+    const size_t skipped = IsOdd(position) && GetLe32(bytes, 0) != kFiller ? 1 : 0;
+    const uint64_t header = position + skipped;
+    SKrRiffChunkInfo chunk{};
+    chunk.ckid = GetLe32(bytes, skipped);
+    if (came < skipped + kChunkHeaderSize || header >= limit || !IsId(chunk.ckid))
+        return std::nullopt;
+    chunk.cksize = GetLe32(bytes, skipped + 4);
+    chunk.offset = header + kChunkHeaderSize;
+    chunk.fccType = IsContainer(chunk) ? GetLe32(bytes, skipped + kChunkHeaderSize) : 0;
+    return chunk;
+}
+
+bool IsFilledUpBehind(const CKrAviFile& file, const SKrRiffChunkInfo& chunk, uint64_t limit)
+{
+    if (!IsOdd(EndPosition(chunk)))
+        return false;
+    const std::optional<SKrRiffChunkInfo> next = ChunkAt(file, EndPosition(chunk), limit);
+    return next && HeaderPosition(*next) == EndPosition(chunk);
+}
+} // namespace
+
 bool IsContainer(const SKrRiffChunkInfo& chunk)
 {
     return chunk.ckid == FourCc('R', 'I', 'F', 'F') || chunk.ckid == FourCc('L', 'I', 'S', 'T');
@@ -32,8 +85,26 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
     return segments;
 }
 
+namespace
+{
+// The chunks from a place on, one behind the other.
+void AddFrom(const CKrAviFile& file, uint64_t position, uint64_t limit, CKrNodeBudget& budget,
+             CKrProgress& progress, OwnNodes& nodes)
+{
+    while (position < limit)
+    {
+        const std::optional<SKrRiffChunkInfo> chunk = ChunkAt(file, position, limit);
+        if (!chunk || !budget.Take())
+            return;
+        nodes.push_back({*chunk});
+        position = EndPosition(*chunk);
+        progress.Advance(position);
+    }
+}
+} // namespace
+
 std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
-                                         CKrNodeBudget& budget, CKrProgress& progress)
+                                         CKrNodeBudget& budget, CKrProgress& progress, OwnNodes* others)
 {
     std::vector<SKrRiffChunkNode*> children;
     IKrRiffReader& reader = file.Reader();
@@ -52,6 +123,13 @@ std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNod
             break;
         children.push_back(child);
         progress.Advance(HeaderPosition(child->chunk));
+        if (others != nullptr && IsFilledUpBehind(file, child->chunk, limit))
+        {
+            AddFrom(file, EndPosition(child->chunk), limit, budget, progress, *others);
+            for (SKrRiffChunkNode& node : *others)
+                children.push_back(&node);
+            break;
+        }
     }
     return children;
 }

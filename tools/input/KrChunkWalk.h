@@ -6,6 +6,7 @@
 #include "KrRiffUtils/KrRiffTypes.h"
 
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 namespace KrTool
@@ -60,8 +61,14 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
 // The sub-chunks of a container that start before `limit`, in file order; none for other chunks. The reader
 // bounds them by what the container claims; `limit` is where the containers around it end, so that no chunk
 // is visited twice.
+//
+// The library's writer fills up to a sector directly behind chunks of odd size. The reader, which takes a
+// byte for padding there, finds nothing more: with `others` the rest is read from the file, and its nodes are
+// made there. Such nodes are not the reader's, and not for its operations.
+using OwnNodes = std::deque<SKrRiffChunkNode>;
 std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
-                                         CKrNodeBudget& budget, CKrProgress& progress);
+                                         CKrNodeBudget& budget, CKrProgress& progress,
+                                         OwnNodes* others = nullptr);
 } // namespace KrTool
 
 #endif

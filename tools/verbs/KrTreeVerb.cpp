@@ -164,10 +164,17 @@ private:
     struct SKrLevel
     {
         std::vector<SKrRiffChunkNode*> nodes;
+        OwnNodes others;       // those of them that the reader does not have, the last ones
         uint64_t limit = 0;    // no chunk below starts at or behind it
         size_t next = 0;       // node to be shown
         size_t shownUntil = 0; // nodes of the present run before this one are shown,
         size_t runEnd = 0;     // those up to here are summed up
+
+        // Whether the node just passed is one of the others.
+        [[nodiscard]] bool IsOther() const
+        {
+            return others != nullptr && next > nodes.size() - others->size();
+        }
     };
 
     static SKrLevel MakeLevel(std::vector<SKrRiffChunkNode*> nodes, uint64_t limit)
@@ -215,7 +222,8 @@ private:
         const uint64_t limit = level.limit;
         ShowRow(node.chunk, depth);
         NoteFaults(node.chunk, limit, depth == 0);
-        if (!IsContainer(node.chunk) || (m_options.depth != 0 && m_levels.size() >= m_options.depth))
+        if (!IsContainer(node.chunk) || level.IsOther() ||
+            (m_options.depth != 0 && m_levels.size() >= m_options.depth))
             return;
         if (m_levels.size() == kDeepestLevel)
         {
@@ -223,7 +231,10 @@ private:
             return;
         }
         const uint64_t childLimit = std::min(limit, EndPosition(node.chunk));
-        m_levels.push_back(MakeLevel(SubChunks(m_file, node, childLimit, m_budget, m_progress), childLimit));
+        auto others = std::make_unique<OwnNodes>();
+        auto nodes = SubChunks(m_file, node, childLimit, m_budget, m_progress, others.get());
+        m_levels.push_back(MakeLevel(std::move(nodes), childLimit));
+        m_levels.back().others = std::move(others);
     }
 
     void ShowRow(const SKrRiffChunkInfo& chunk, size_t depth)

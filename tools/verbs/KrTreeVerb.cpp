@@ -164,11 +164,11 @@ private:
     struct SKrLevel
     {
         std::vector<SKrRiffChunkNode*> nodes;
-        OwnNodes others;       // those of them that the reader does not have, the last ones
-        uint64_t limit = 0;    // no chunk below starts at or behind it
-        size_t next = 0;       // node to be shown
-        size_t shownUntil = 0; // nodes of the present run before this one are shown,
-        size_t runEnd = 0;     // those up to here are summed up
+        std::unique_ptr<OwnNodes> others; // hold the last of them, which the reader does not have
+        uint64_t limit = 0;               // no chunk below starts at or behind it
+        size_t next = 0;                  // node to be shown
+        size_t shownUntil = 0;            // nodes of the present run before this one are shown,
+        size_t runEnd = 0;                // those up to here are summed up
 
         // Whether the node just passed is one of the others.
         [[nodiscard]] bool IsOther() const

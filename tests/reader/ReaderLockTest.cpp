@@ -102,6 +102,8 @@ TEST_F(ReaderLock, CloseByTheHolder_ClosesAndKeepsOtherThreadsOut)
     m_reader->Close();
     EXPECT_EQ(m_reader->GetFileLength(), 0u);
     ASSERT_EQ(m_reader->Open(m_path.c_str()), 1);
+    ASSERT_EQ(m_reader->FindFirstRiffSegment(), 1);
+    m_parent = NextSegment(*m_reader).node; // the one before went with the file
     EXPECT_TRUE(AskOnAnotherThread().All());
 }
 

@@ -146,20 +146,22 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
 
     SKrRegions& regions = map.regions[static_cast<size_t>(EKrRegionKind::NotIndexed)];
     uint64_t missing = 0;
-    std::optional<uint64_t> start; // of the run of chunks that are missing
+    bool inRun = false; // of chunks that are missing
+    uint64_t start = 0; // of that run
     for (size_t chunk = 0; chunk < track.Count(); ++chunk)
     {
         const SKrSpan& span = track.Span(chunk);
         const bool isMissing =
             span.payload != 0 && !std::ranges::binary_search(positions, span.start + kChunkHeaderSize);
         missing += isMissing ? 1 : 0;
-        if (isMissing && !start)
+        if (isMissing && !inRun)
             start = span.start;
+        inRun = inRun || isMissing;
         const bool isLast = chunk + 1 == track.Count();
-        if (start && (isLast || !isMissing))
+        if (inRun && (isLast || !isMissing))
         {
-            regions.Add({EKrRegionKind::NotIndexed, *start, isMissing ? track.End(chunk) : span.start});
-            start.reset();
+            regions.Add({EKrRegionKind::NotIndexed, start, isMissing ? track.End(chunk) : span.start});
+            inRun = false;
         }
     }
     map.noIndex = map.noIndex || index.empty();

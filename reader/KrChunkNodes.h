@@ -3,10 +3,10 @@
 #define KR_READER_KRCHUNKNODES_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "platform/KrBlockMemory.h"
 
 #include <cstddef>
-#include <memory>
-#include <vector>
+#include <deque>
 
 // A node as the library keeps it: hosts see the part that it derives from.
 struct SKrChunkTreeNode : SKrRiffChunkNode
@@ -22,9 +22,12 @@ public:
     void Clear();
 
 private:
-    std::vector<std::unique_ptr<SKrChunkTreeNode[]>> m_blocks;
-    size_t m_blockSize = 0; // nodes of the last block
-    size_t m_used = 0;      // of them
+    SKrChunkTreeNode* AddBlock(size_t nodes);
+
+    std::deque<CKrBlockMemory> m_blocks;
+    SKrChunkTreeNode* m_block = nullptr; // the last one
+    size_t m_blockSize = 0;              // nodes that it has room for
+    size_t m_used = 0;                   // nodes in it
 };
 
 #endif

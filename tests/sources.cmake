@@ -94,6 +94,7 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp
   reader/ChunkLookupZerosInnerTest.cpp
+  reader/ChunkNodesInnerTest.cpp
   reader/ChunkSearchInnerTest.cpp
   reader/ChunkTreeInnerTest.cpp
   reader/FileCursorInnerTest.cpp

@@ -167,6 +167,17 @@ std::string Printable(std::string_view text)
     return out;
 }
 
+bool IsPrintableFourCc(uint32_t fourCc)
+{
+    for (int shift = 0; shift < 32; shift += 8)
+    {
+        const uint32_t byte = fourCc >> shift & 0xFF;
+        if (byte < 0x20 || byte > 0x7E)
+            return false;
+    }
+    return true;
+}
+
 std::string FourCcText(uint32_t fourCc)
 {
     std::string out;

@@ -20,6 +20,9 @@ std::string Printable(std::string_view text);
 // The four characters, lowest byte first; what is not printable ASCII becomes \xHH, a backslash \\.
 std::string FourCcText(uint32_t fourCc);
 
+// Whether all four characters are printable ASCII.
+bool IsPrintableFourCc(uint32_t fourCc);
+
 constexpr uint32_t FourCc(char first, char second, char third, char fourth)
 {
     const auto byte = [](char character)

@@ -20,18 +20,6 @@ bool IsOdd(uint64_t position)
     return position % 2 != 0;
 }
 
-bool IsId(uint32_t id)
-{
-    for (; id != 0; id >>= 8)
-    {
-        if ((id & 0xFF) < 0x20 || (id & 0xFF) > 0x7E)
-            return false;
-        if (id <= 0xFF)
-            return true;
-    }
-    return false;
-}
-
 // The chunk whose header stands at a place or, where that is odd and nothing fills up from there, one byte
 // further on; nothing where no chunk can be.
 std::optional<SKrRiffChunkInfo> ChunkAt(const CKrAviFile& file, uint64_t position, uint64_t limit)
@@ -42,7 +30,7 @@ std::optional<SKrRiffChunkInfo> ChunkAt(const CKrAviFile& file, uint64_t positio
     const uint64_t header = position + skipped;
     SKrRiffChunkInfo chunk{};
     chunk.ckid = GetLe32(bytes, skipped);
-    if (came < skipped + kChunkHeaderSize || header >= limit || !IsId(chunk.ckid))
+    if (came < skipped + kChunkHeaderSize || header >= limit || !IsPrintableFourCc(chunk.ckid))
         return std::nullopt;
     chunk.cksize = GetLe32(bytes, skipped + 4);
     chunk.offset = header + kChunkHeaderSize;
@@ -56,6 +44,21 @@ bool IsFilledUpBehind(const CKrAviFile& file, const SKrRiffChunkInfo& chunk, uin
         return false;
     const std::optional<SKrRiffChunkInfo> next = ChunkAt(file, EndPosition(chunk), limit);
     return next && HeaderPosition(*next) == EndPosition(chunk);
+}
+
+// The chunks from a place on, one behind the other.
+void AddFrom(const CKrAviFile& file, uint64_t position, uint64_t limit, CKrNodeBudget& budget,
+             CKrProgress& progress, OwnNodes& nodes)
+{
+    while (position < limit)
+    {
+        const std::optional<SKrRiffChunkInfo> chunk = ChunkAt(file, position, limit);
+        if (!chunk || !budget.Take())
+            return;
+        nodes.push_back({*chunk});
+        position = EndPosition(*chunk);
+        progress.Advance(position);
+    }
 }
 } // namespace
 
@@ -84,24 +87,6 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
     }
     return segments;
 }
-
-namespace
-{
-// The chunks from a place on, one behind the other.
-void AddFrom(const CKrAviFile& file, uint64_t position, uint64_t limit, CKrNodeBudget& budget,
-             CKrProgress& progress, OwnNodes& nodes)
-{
-    while (position < limit)
-    {
-        const std::optional<SKrRiffChunkInfo> chunk = ChunkAt(file, position, limit);
-        if (!chunk || !budget.Take())
-            return;
-        nodes.push_back({*chunk});
-        position = EndPosition(*chunk);
-        progress.Advance(position);
-    }
-}
-} // namespace
 
 std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
                                          CKrNodeBudget& budget, CKrProgress& progress, OwnNodes* others)

@@ -1,6 +1,7 @@
 #include "tools/verify/KrChunkSight.h"
 
 #include "tools/command/KrProgress.h"
+#include "tools/command/KrText.h"
 #include "tools/input/KrChunkWalk.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/recover/KrChunkMark.h"
@@ -18,17 +19,6 @@ constexpr size_t kScanStep = size_t{1} << 16;
 // Header chunks are not among what is searched for in general; the few bytes of headers are looked at one by
 // one.
 constexpr uint64_t kClosely = 4096;
-
-bool IsPrintable(uint32_t id)
-{
-    for (int shift = 0; shift < 32; shift += 8)
-    {
-        const uint32_t byte = id >> shift & 0xFF;
-        if (byte < 0x20 || byte > 0x7E)
-            return false;
-    }
-    return true;
-}
 } // namespace
 
 SKrSight CKrChunkSight::At(uint64_t position, uint64_t end)
@@ -46,7 +36,7 @@ SKrSight CKrChunkSight::At(uint64_t position, uint64_t end)
     {
         sight.type = GetLe32(bytes, 8);
         sight.isContainer = true;
-        sight.isKnown = bytes.size() == kContainerHeaderSize && IsPrintable(sight.type);
+        sight.isKnown = bytes.size() == kContainerHeaderSize && IsPrintableFourCc(sight.type);
     }
     else
     {

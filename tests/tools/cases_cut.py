@@ -121,7 +121,7 @@ def test_cut_refuses(kravi):
         return
     refused(kravi, "video stream 0 has 4 frames", "cut", "in.avi", "out.avi", "--from", "4")
     refused(kravi, "--from lies behind --to", "cut", "in.avi", "out.avi", "--from", "3", "--to", "2")
-    refused(kravi, "no decimal number", "cut", "in.avi", "out.avi", "--from", "-1")
+    refused(kravi, "--from: '-1' is no decimal number in range", "cut", "in.avi", "out.avi", "--from", "-1")
     refused(kravi, "only 0 bytes", "cut", "empty.avi", "out.avi")
     refused(kravi, "no such file", "cut", "missing.avi", "out.avi")
     kravi.write("none.avi", avi.simple_avi([avi.video([]), avi.pcm([avi.payload(1, 4000)])]))

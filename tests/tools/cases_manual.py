@@ -74,7 +74,7 @@ def test_manual_page_is_well_formed(kravi):
         check("NOSUCH" in run(["mandoc", "-T", "lint", "-W", "warning", kravi.path("bad.1")]), "mandoc sees nothing")
     if tool("groff", kravi):
         text = run(["groff", "-ww", "-man", "-Tutf8", "-P-cbou", kravi.path("kravi.1")])
-        for words in ("kravi extract [OPTIONS] FILE", "--video-stream N", "frame-%06d.jpg", "EXIT STATUS"):
+        for words in ("kravi extract [OPTIONS] FILE", "kravi map [OPTIONS] -o NAME FILE", "--video-stream N", "frame-%06d.jpg", "EXIT STATUS"):
             check(words in text, f"{words}: {text}")
         remarks = ["groff", "-ww", "-man", "-Tutf8", "-z"]  # and no page
         equal(run([*remarks, kravi.path("kravi.1")]), "", "groff")

@@ -173,7 +173,7 @@ def test_write_refuses(kravi):
     refused(kravi, "--size", *write, "--raw", "in.raw", "--size", "5")
     refused(kravi, "--codec", *write, "--raw", "in.raw", "--size", "5x5", "--bits", "32", "--codec", "TOOLONG")
     refused(kravi, "--rate", *write, "--jpeg", "f%03d.jpg", "--rate", "26")
-    refused(kravi, "--scan", *write, "--jpeg", "f%03d.jpg", "--scan", "odd")
+    refused(kravi, "--scan: 'odd' is none of upper, lower, progressive, unknown", *write, "--jpeg", "f%03d.jpg", "--scan", "odd")
     refused(kravi, "--aspect-mode", *write, "--jpeg", "f%03d.jpg", "--aspect-mode", "2")
     refused(kravi, "not PCM", *write, "--jpeg", "f%03d.jpg", "--audio", "float.wav")
     refused(kravi, "no such file", *write, "--jpeg", "f%03d.jpg", "--audio", "missing.wav")

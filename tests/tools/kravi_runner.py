@@ -59,8 +59,8 @@ class Kravi:
             page = subprocess.run([*self.command, "man"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                   timeout=TIMEOUT, check=True).stdout.decode("utf-8")
             synopsis = page[page.index(".SH SYNOPSIS"):page.index(".SH DESCRIPTION")]
-            usages = re.findall(r"^kravi (\S+) \[OPTIONS\](.*)$", synopsis, re.MULTILINE)
-            VERBS[key] = {verb: arguments.split() for verb, arguments in usages}
+            usages = re.findall(r"^kravi (\S+) \[OPTIONS\]((?: \\-\S+ \S+)*)(.*)$", synopsis, re.MULTILINE)
+            VERBS[key] = {verb: arguments.split() for verb, _, arguments in usages}
         return VERBS[key]
 
     def problems(self, name):

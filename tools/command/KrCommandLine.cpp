@@ -32,7 +32,7 @@ constexpr void (*kVerbs[])(CKrVerbTable&) = {
 class CKrCommandLine
 {
 public:
-    CKrCommandLine() : m_app(kAbout, "kravi"), m_verbs(m_app)
+    CKrCommandLine() : m_app(kAbout, "kravi"), m_verbs(m_app, kAbout)
     {
         m_app.allow_windows_style_options(false); // a path may start with a slash everywhere
         m_app.set_version_flag("--version", std::string("kravi ") + KR_VERSION);

@@ -1,8 +1,7 @@
 #include "tools/command/KrVerbTable.h"
 
-#include "tools/command/KrText.h"
+#include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <sstream>
 #include <utility>
 
@@ -15,7 +14,6 @@ const char kExitCodes[] = "Exit codes:\n"
 
 namespace
 {
-constexpr size_t kMostNumberDigits = 18;
 constexpr size_t kHelpWidth = 100; // characters
 
 std::string Wrapped(const std::string& paragraph)
@@ -46,41 +44,30 @@ std::string Footer(const SKrVerbHelp& help)
         footer += "  " + example + '\n';
     return footer + '\n' + kExitCodes;
 }
-
-EKrProgressMode ParseProgressMode(const std::string& text)
-{
-    if (text == "auto")
-        return EKrProgressMode::Auto;
-    if (text == "none")
-        return EKrProgressMode::None;
-    if (text == "json")
-        return EKrProgressMode::JsonLines;
-    throw CLI::ValidationError("--progress", "'" + Printable(text) + "' is none of auto, none, json");
-}
 } // namespace
 
-CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Run run, const std::string& aboutFile)
+CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Run run,
+                                  const std::string& aboutFile)
 {
-    CLI::App& verb = Add(help, std::move(run));
-    verb.add_option("FILE", file, aboutFile)->required()->type_name("");
-    return verb;
+    CKrVerbOptions& options = Add(help, std::move(run));
+    options.AddArgument("FILE", file, aboutFile);
+    return options;
 }
 
-CLI::App& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
+CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
 {
-    CLI::App& verb = AddPlain(help, std::move(run));
-    verb.add_flag("--json", m_json, "Report as one JSON object; a failure gives an object with \"error\"");
-    const auto setMode = [this](const std::string& text)
-    {
-        m_progress = ParseProgressMode(text);
-    };
-    CLI::Option* const progress = verb.add_option_function<std::string>(
-        "--progress", setMode, "Progress on the error stream: auto, none or json");
-    Offer(progress->type_name("MODE"), {"auto", "none", "json"});
-    return verb;
+    CKrVerbOptions& options = AddPlain(help, std::move(run));
+    options.AddSwitch("--json", m_json,
+                      "Report as one JSON object; a failure gives an object with \"error\"");
+    options.AddChoice("--progress", m_progress, "MODE",
+                      {{"auto", EKrProgressMode::Auto},
+                       {"none", EKrProgressMode::None},
+                       {"json", EKrProgressMode::JsonLines}},
+                      "Progress on the error stream: auto, none or json");
+    return options;
 }
 
-CLI::App& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
+CKrVerbOptions& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
 {
     CLI::App& verb = *m_app.add_subcommand(help.name, help.about);
     verb.footer(Footer(help));
@@ -90,28 +77,7 @@ CLI::App& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
             m_chosenName = name;
             m_chosen = run;
         });
-    m_verbs.push_back({help, &verb});
-    return verb;
-}
-
-void CKrVerbTable::Offer(const CLI::Option* option, std::vector<std::string> values)
-{
-    m_values[option] = std::move(values);
-}
-
-std::vector<std::string> CKrVerbTable::ValuesOf(const CLI::Option* option) const
-{
-    const auto found = m_values.find(option);
-    return found == m_values.end() ? std::vector<std::string>() : found->second;
-}
-
-uint64_t ParseNumber(const std::string& text)
-{
-    uint64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [behind, error] = std::from_chars(text.data(), end, number);
-    if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
-        throw CLI::ValidationError("'" + Printable(text) + "' is no decimal number in range");
-    return number;
+    m_verbs.push_back({help, std::make_unique<CKrVerbOptions>(verb)});
+    return *m_verbs.back().options;
 }
 } // namespace KrTool

@@ -3,12 +3,10 @@
 #define KR_TOOLS_COMMAND_KRVERBTABLE_H
 
 #include "tools/command/KrProgress.h"
+#include "tools/command/KrVerbOptions.h"
 
-#include <CLI/CLI.hpp>
-
-#include <cstdint>
 #include <functional>
-#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,28 +32,26 @@ public:
     struct SKrVerb
     {
         SKrVerbHelp help;
-        const CLI::App* options;
+        std::unique_ptr<CKrVerbOptions> options;
     };
 
-    explicit CKrVerbTable(CLI::App& app) : m_app(app) {}
+    // Of a program that is about what the text says; its own options are there already.
+    CKrVerbTable(CLI::App& app, std::string about) : m_app(app), m_about(std::move(about)), m_common(app) {}
 
     // Adds a verb with what all of them have: --json and --progress. Further options are added to what is
     // returned.
-    CLI::App& Add(const SKrVerbHelp& help, Run run);
+    CKrVerbOptions& Add(const SKrVerbHelp& help, Run run);
 
     // The same for a verb that is about one file.
-    CLI::App& Add(const SKrVerbHelp& help, std::string& file, Run run,
-                  const std::string& aboutFile = "The AVI file");
+    CKrVerbOptions& Add(const SKrVerbHelp& help, std::string& file, Run run,
+                        const std::string& aboutFile = "The AVI file");
 
     // Adds a verb that is about no file and reports nothing: it prints.
-    CLI::App& AddPlain(const SKrVerbHelp& help, Run run);
+    CKrVerbOptions& AddPlain(const SKrVerbHelp& help, Run run);
 
-    // The values among which an option chooses, for those who offer them to the user.
-    void Offer(const CLI::Option* option, std::vector<std::string> values);
-
-    const CLI::App& App() const { return m_app; }
+    const std::string& About() const { return m_about; }
+    const CKrVerbOptions& CommonOptions() const { return m_common; } // which need no verb
     const std::vector<SKrVerb>& Verbs() const { return m_verbs; }
-    std::vector<std::string> ValuesOf(const CLI::Option* option) const;
 
     // What the arguments chose, once they were parsed.
     const std::string& ChosenName() const { return m_chosenName; }
@@ -65,24 +61,14 @@ public:
 
 private:
     CLI::App& m_app;
+    const std::string m_about;
+    const CKrVerbOptions m_common;
     bool m_json = false;
     EKrProgressMode m_progress = EKrProgressMode::Auto;
     std::string m_chosenName;
     Run m_chosen;
     std::vector<SKrVerb> m_verbs;
-    std::map<const CLI::Option*, std::vector<std::string>> m_values;
 };
-
-// A decimal number; CLI11's own conversion takes octal and hexadecimal ones as well.
-uint64_t ParseNumber(const std::string& text);
-
-template <class NUMBER>
-void AddNumber(CLI::App& verb, const std::string& name, NUMBER& number, const std::string& about)
-{
-    verb.add_option_function<std::string>(
-            name, [&number](const std::string& text) { number = ParseNumber(text); }, about)
-        ->type_name("N");
-}
 
 extern const char kExitCodes[];
 } // namespace KrTool

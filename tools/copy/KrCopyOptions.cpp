@@ -10,21 +10,20 @@ const char kWhatIsRefused[] =
     "format data behind the 40 bytes of the picture format, frames without data. Its indexes say of each "
     "frame that it is a key frame.";
 
-void AddOutput(CLI::App& verb, SKrCopyOptions& options)
+void AddOutput(CKrVerbOptions& verb, SKrCopyOptions& options)
 {
-    verb.add_option("OUTPUT", options.output, "The AVI file that is written")->required()->type_name("");
+    verb.AddArgument("OUTPUT", options.output, "The AVI file that is written");
 }
 
-void AddCopyOptions(CLI::App& verb, SKrCopyOptions& options)
+void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options)
 {
-    AddNumber(verb, "--video", options.video, "The video stream to take, by its number");
-    AddNumber(verb, "--audio", options.audio, "The audio stream to take, by its number");
-    verb.add_flag("--no-audio", options.noAudio, "Leave the sound out");
-    verb.add_option("--rate", options.rate, "Frames per second, instead of the file's own")
-        ->type_name("RATE");
-    verb.add_flag("--lossy-header", options.lossyHeader,
-                  "Leave out further format data, and streams that are neither video nor audio");
-    verb.add_flag("--drop-empty", options.dropEmpty, "Leave out frames without data");
-    verb.add_flag("--force", options.force, "Replace a file that exists");
+    verb.AddNumber("--video", options.video, "The video stream to take, by its number");
+    verb.AddNumber("--audio", options.audio, "The audio stream to take, by its number");
+    verb.AddSwitch("--no-audio", options.noAudio, "Leave the sound out");
+    verb.AddText("--rate", options.rate, "RATE", "Frames per second, instead of the file's own");
+    verb.AddSwitch("--lossy-header", options.lossyHeader,
+                   "Leave out further format data, and streams that are neither video nor audio");
+    verb.AddSwitch("--drop-empty", options.dropEmpty, "Leave out frames without data");
+    verb.AddSwitch("--force", options.force, "Replace a file that exists");
 }
 } // namespace KrTool

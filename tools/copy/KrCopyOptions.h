@@ -6,13 +6,10 @@
 #include <optional>
 #include <string>
 
-namespace CLI
-{
-class App;
-}
-
 namespace KrTool
 {
+class CKrVerbOptions;
+
 struct SKrCopyOptions
 {
     std::string output;
@@ -26,10 +23,10 @@ struct SKrCopyOptions
 };
 
 // Adds the output as the second of the names.
-void AddOutput(CLI::App& verb, SKrCopyOptions& options);
+void AddOutput(CKrVerbOptions& verb, SKrCopyOptions& options);
 
 // Adds all the others.
-void AddCopyOptions(CLI::App& verb, SKrCopyOptions& options);
+void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options);
 
 // For the help of these verbs: what a new file has no place for.
 extern const char kWhatIsRefused[];

@@ -1,6 +1,6 @@
 #include "tools/manual/KrCompletion.h"
 
-#include "tools/manual/KrOptionText.h"
+#include "tools/command/KrVerbTable.h"
 
 #include <string_view>
 
@@ -64,10 +64,10 @@ std::vector<std::string> Dashed(const std::vector<SKrOptionText>& options)
 }
 
 // The options of a verb whose values are known, and what a verb's first argument can be.
-std::string BashValues(const CKrVerbTable& verbs, const CKrVerbTable::SKrVerb& verb)
+std::string BashValues(const CKrVerbTable::SKrVerb& verb)
 {
     std::string text;
-    for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+    for (const SKrOptionText& option : verb.options->Texts())
     {
         const std::string words = Joined(option.values, " ");
         if (words.empty())
@@ -124,14 +124,14 @@ std::string BashCompletion(const CKrVerbTable& verbs)
         "    ((COMP_CWORD > 1)) && verb=${COMP_WORDS[1]}\n"
         "    case $verb:${COMP_WORDS[place]} in\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script += BashValues(verbs, verb);
+        script += BashValues(verb);
     script +=
         "    esac\n    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n        case $verb in\n"
         "        '') words='" +
-        names + ' ' + Joined(Dashed(OptionTexts(verbs, verbs.App())), " ") + "' ;;\n";
+        names + ' ' + Joined(Dashed(verbs.CommonOptions().Texts()), " ") + "' ;;\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script += "        " + verb.help.name + ") words='" +
-                  Joined(Dashed(OptionTexts(verbs, *verb.options)), " ") + "' ;;\n";
+        script +=
+            "        " + verb.help.name + ") words='" + Joined(Dashed(verb.options->Texts()), " ") + "' ;;\n";
     return script + "        esac\n    fi\n"
                     "    [[ -z $words ]] || mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
                     "}\n"
@@ -144,7 +144,7 @@ std::string ZshCompletion(const CKrVerbTable& verbs)
     std::string script = "#compdef kravi\n# made by: kravi completion zsh\n"
                          "local context state state_descr line\ntypeset -A opt_args\n"
                          "_arguments -C";
-    for (const SKrOptionText& option : OptionTexts(verbs, verbs.App()))
+    for (const SKrOptionText& option : verbs.CommonOptions().Texts())
         script += ZshOption(option);
     script += " ':verb:->verb' '*::argument:->rest'\ncase $state in\nverb)\n    local -a verbs=(\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
@@ -153,7 +153,7 @@ std::string ZshCompletion(const CKrVerbTable& verbs)
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
         script += "    " + verb.help.name + ") _arguments";
-        for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+        for (const SKrOptionText& option : verb.options->Texts())
             script += " \\\n       " + ZshOption(option);
         script += " ;;\n";
     }
@@ -163,7 +163,7 @@ std::string ZshCompletion(const CKrVerbTable& verbs)
 std::string FishCompletion(const CKrVerbTable& verbs)
 {
     std::string script = "# fish completion for kravi, made by: kravi completion fish\n";
-    for (const SKrOptionText& option : OptionTexts(verbs, verbs.App()))
+    for (const SKrOptionText& option : verbs.CommonOptions().Texts())
         script += "complete -c kravi -n __fish_use_subcommand" + FishOption(option) + '\n';
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
@@ -171,7 +171,7 @@ std::string FishCompletion(const CKrVerbTable& verbs)
         script += "complete -c kravi -n __fish_use_subcommand -f -a " + name + " -d " +
                   FishText(verb.help.about) + '\n';
         const std::string behind = "complete -c kravi -n '__fish_seen_subcommand_from " + name + '\'';
-        for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+        for (const SKrOptionText& option : verb.options->Texts())
         {
             if (!option.isPositional)
                 script += behind + FishOption(option) + '\n';

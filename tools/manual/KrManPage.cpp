@@ -1,6 +1,6 @@
 #include "tools/manual/KrManPage.h"
 
-#include "tools/manual/KrOptionText.h"
+#include "tools/manual/KrUsageLine.h"
 
 namespace KrTool
 {
@@ -67,13 +67,13 @@ std::string OptionEntry(const SKrOptionText& option)
     return ".TP\n" + names + '\n' + Escaped(option.about) + '\n';
 }
 
-std::string VerbSection(const CKrVerbTable& verbs, const CKrVerbTable::SKrVerb& verb)
+std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 {
-    std::string page = ".SS " + Escaped(UsageLine(verbs, verb)) + '\n';
+    std::string page = ".SS " + Escaped(UsageLine(verb)) + '\n';
     page += Escaped(verb.help.about) + ".\n";
     for (const std::string& paragraph : verb.help.details)
         page += Paragraph(paragraph);
-    for (const SKrOptionText& option : OptionTexts(verbs, *verb.options))
+    for (const SKrOptionText& option : verb.options->Texts())
         page += OptionEntry(option);
     std::string examples;
     for (const std::string& example : verb.help.examples)
@@ -87,18 +87,18 @@ std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
     std::string page = ".TH KRAVI 1 \"\" \"kravi " + version + "\" \"User Commands\"\n";
     page += ".SH NAME\nkravi \\- looks into AVI files, takes them apart and makes them\n.SH SYNOPSIS\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        page += (&verb == &verbs.Verbs().front() ? "" : ".br\n") + Escaped(UsageLine(verbs, verb)) + '\n';
-    page += ".SH DESCRIPTION\n" + Escaped(verbs.App().get_description()) + '\n';
+        page += (&verb == &verbs.Verbs().front() ? "" : ".br\n") + Escaped(UsageLine(verb)) + '\n';
+    page += ".SH DESCRIPTION\n" + Escaped(verbs.About()) + '\n';
     page +=
         Paragraph("Reports go to the standard output, diagnostics and progress to the error stream. A file "
                   "that exists is replaced only with --force. An output appears under its name when it is "
                   "complete; until then it has a temporary name beside it, and an interrupted run takes it "
                   "away. Numbers of streams and frames count from 0.");
-    for (const SKrOptionText& option : OptionTexts(verbs, verbs.App()))
+    for (const SKrOptionText& option : verbs.CommonOptions().Texts())
         page += OptionEntry(option);
     page += ".SH VERBS\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        page += VerbSection(verbs, verb);
+        page += VerbSection(verb);
     const std::string exitCodes(kExitCodes);
     page += ".SH EXIT STATUS\n.nf\n" + Escaped(exitCodes.substr(exitCodes.find('\n') + 1)) + ".fi\n";
     return page;

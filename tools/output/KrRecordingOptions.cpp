@@ -24,16 +24,6 @@ constexpr std::array<std::string_view, 8> kRateNames = {"23.976", "24", "25",   
 // Far more than the sound of a frame; what headers say may be more still.
 constexpr uint64_t kLargestBlock = uint64_t{16} << 20;
 
-struct SKrScanModeName
-{
-    std::string_view name;
-    EKrScanMode mode;
-};
-constexpr std::array<SKrScanModeName, 4> kScanModes = {{{"upper", EKrScanMode::UpperFieldFirst},
-                                                        {"lower", EKrScanMode::LowerFieldFirst},
-                                                        {"progressive", EKrScanMode::Progressive},
-                                                        {"unknown", EKrScanMode::Unknown}}};
-
 uint32_t ParseDimension(const char* from, const char* end)
 {
     uint32_t value = 0;
@@ -90,18 +80,24 @@ std::string FrameRateName(uint32_t code)
     return std::string(kRateNames.at(code));
 }
 
-int32_t ParseScanMode(const std::string& text)
+const std::vector<std::pair<std::string, EKrScanMode>>& ScanModes()
 {
-    const auto found = std::ranges::find(kScanModes, text, &SKrScanModeName::name);
-    if (found == kScanModes.end())
-        throw CKrToolError({}, "--scan: '" + text + "' is none of upper, lower, progressive, unknown");
-    return static_cast<int32_t>(found->mode);
+    static const std::vector<std::pair<std::string, EKrScanMode>> modes = {
+        {"upper", EKrScanMode::UpperFieldFirst},
+        {"lower", EKrScanMode::LowerFieldFirst},
+        {"progressive", EKrScanMode::Progressive},
+        {"unknown", EKrScanMode::Unknown}};
+    return modes;
 }
 
 std::string ScanModeName(int32_t mode)
 {
-    const auto found = std::ranges::find(kScanModes, static_cast<EKrScanMode>(mode), &SKrScanModeName::mode);
-    return std::string(found != kScanModes.end() ? found->name : "unknown");
+    const auto isThat = [mode](const auto& named)
+    {
+        return static_cast<int32_t>(named.second) == mode;
+    };
+    const auto found = std::ranges::find_if(ScanModes(), isThat);
+    return found != ScanModes().end() ? found->first : "unknown";
 }
 
 CKrSoundByFrame::CKrSoundByFrame(const SKrPcm& format, uint32_t frameRate, uint64_t bytes, Part part)

@@ -9,6 +9,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace KrTool
 {
@@ -28,8 +30,8 @@ uint32_t ParseFrameRate(const std::string& text);
 std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale);
 std::string FrameRateName(uint32_t code);
 
-// upper, lower, progressive or unknown.
-int32_t ParseScanMode(const std::string& text);
+// upper, lower, progressive and unknown.
+const std::vector<std::pair<std::string, EKrScanMode>>& ScanModes();
 std::string ScanModeName(int32_t mode);
 
 // Gives out the sound that belongs to one frame after the other.

@@ -1,7 +1,5 @@
 // kravi completion: scripts for the shells.
 #include "tools/command/KrStandardOutput.h"
-#include "tools/command/KrText.h"
-#include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/manual/KrCompletion.h"
@@ -22,24 +20,15 @@ const SKrVerbHelp kHelp = {
     },
 };
 
-void RunCompletion(const CKrVerbTable& verbs, const std::string& shell)
-{
-    if (shell == "bash")
-        Print(BashCompletion(verbs));
-    else if (shell == "zsh")
-        Print(ZshCompletion(verbs));
-    else if (shell == "fish")
-        Print(FishCompletion(verbs));
-    else
-        throw CKrToolError({}, "'" + shell + "' is none of bash, zsh, fish");
-}
+using MakeScript = std::string (*)(const CKrVerbTable&);
 } // namespace
 
 void AddCompletionVerb(CKrVerbTable& verbs)
 {
-    const auto shell = std::make_shared<std::string>();
-    CLI::App& verb = verbs.AddPlain(kHelp, [&verbs, shell](auto&, auto&) { RunCompletion(verbs, *shell); });
-    CLI::Option* const option = verb.add_option("SHELL", *shell, "bash, zsh or fish");
-    verbs.Offer(option->required()->type_name(""), {"bash", "zsh", "fish"});
+    const auto make = std::make_shared<MakeScript>();
+    verbs.AddPlain(kHelp, [&verbs, make](auto&, auto&) { Print((*make)(verbs)); })
+        .AddChoice("SHELL", *make, "",
+                   {{"bash", BashCompletion}, {"zsh", ZshCompletion}, {"fish", FishCompletion}},
+                   "bash, zsh or fish");
 }
 } // namespace KrTool

@@ -11,7 +11,6 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -179,12 +178,10 @@ void RunConcat(const SKrConcatOptions& options, CKrReport& report, CKrProgress& 
 void AddConcatVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrConcatOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, [options](auto& report, auto& progress) { RunConcat(*options, report, progress); });
-    verb.add_option("FILES", options->files, "The AVI files, in order")->required()->type_name("");
-    verb.add_option("-o,--output", options->copy.output, "The AVI file that is written")
-        ->required()
-        ->type_name("FILE");
+    verb.AddArguments("FILES", options->files, "The AVI files, in order");
+    verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file that is written");
     AddCopyOptions(verb, options->copy);
 }
 } // namespace KrTool

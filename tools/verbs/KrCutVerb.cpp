@@ -6,8 +6,6 @@
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
-#include <CLI/CLI.hpp>
-
 namespace KrTool
 {
 namespace
@@ -53,12 +51,12 @@ void RunCut(const SKrCutOptions& options, CKrReport& report, CKrProgress& progre
 void AddCutVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrCutOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunCut(*options, report, progress); });
     AddOutput(verb, options->copy);
-    AddNumber(verb, "--from", options->from, "First frame");
-    AddNumber(verb, "--to", options->to, "Last frame");
+    verb.AddNumber("--from", options->from, "First frame");
+    verb.AddNumber("--to", options->to, "Last frame");
     AddCopyOptions(verb, options->copy);
 }
 } // namespace KrTool

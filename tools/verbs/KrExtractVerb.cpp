@@ -15,7 +15,6 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrWaveFile.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -265,16 +264,15 @@ void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress
 void AddExtractVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrExtractOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunExtract(*options, report, progress); });
-    verb.add_option("--video", options->video, "Write video frames")->type_name("PATTERN");
-    verb.add_option("--audio", options->audio, "Write audio as a WAVE file (RF64 above 4 GiB)")
-        ->type_name("NAME");
-    AddNumber(verb, "--video-stream", options->videoStream, "Another video stream, by its number");
-    AddNumber(verb, "--audio-stream", options->audioStream, "Another audio stream, by its number");
-    AddNumber(verb, "--from", options->from, "First frame");
-    AddNumber(verb, "--to", options->to, "Last frame");
-    verb.add_flag("--force", options->force, "Replace files that exist");
+    verb.AddText("--video", options->video, "PATTERN", "Write video frames");
+    verb.AddText("--audio", options->audio, "NAME", "Write audio as a WAVE file (RF64 above 4 GiB)");
+    verb.AddNumber("--video-stream", options->videoStream, "Another video stream, by its number");
+    verb.AddNumber("--audio-stream", options->audioStream, "Another audio stream, by its number");
+    verb.AddNumber("--from", options->from, "First frame");
+    verb.AddNumber("--to", options->to, "Last frame");
+    verb.AddSwitch("--force", options->force, "Replace files that exist");
 }
 } // namespace KrTool

@@ -7,7 +7,6 @@
 #include "tools/hash/KrHashedFile.h"
 #include "tools/hash/KrMaterialComparison.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 namespace KrTool
@@ -149,11 +148,10 @@ void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& prog
 void AddHashVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrHashOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunHash(*options, report, progress); });
-    verb.add_flag("--frames", options->frames, "Each frame's checksums as well");
-    verb.add_option("--compare", options->other, "Another file, whose streams are compared")
-        ->type_name("FILE");
+    verb.AddSwitch("--frames", options->frames, "Each frame's checksums as well");
+    verb.AddText("--compare", options->other, "FILE", "Another file, whose streams are compared");
 }
 } // namespace KrTool

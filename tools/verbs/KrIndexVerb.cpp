@@ -10,7 +10,6 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -195,14 +194,14 @@ void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& pr
 void AddIndexVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrIndexOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunIndex(*options, report, progress); });
-    verb.add_flag("--video", options->video, "The video index only");
-    verb.add_flag("--audio", options->audio, "The audio index only");
-    verb.add_flag("--summary", options->summary, "No entries, just counts and sizes");
-    verb.add_flag("--check", options->check, "Compare with the chunks that are in the file");
-    AddNumber(verb, "--from", options->from, "First entry shown");
-    AddNumber(verb, "--to", options->to, "Last entry shown");
+    verb.AddSwitch("--video", options->video, "The video index only");
+    verb.AddSwitch("--audio", options->audio, "The audio index only");
+    verb.AddSwitch("--summary", options->summary, "No entries, just counts and sizes");
+    verb.AddSwitch("--check", options->check, "Compare with the chunks that are in the file");
+    verb.AddNumber("--from", options->from, "First entry shown");
+    verb.AddNumber("--to", options->to, "Last entry shown");
 }
 } // namespace KrTool

@@ -9,7 +9,6 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>

@@ -11,7 +11,6 @@
 #include "tools/map/KrMapReport.h"
 #include "tools/output/KrOutputFile.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -101,15 +100,14 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
 void AddMapVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrMapOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunMap(*options, report, progress); });
-    verb.add_option("-o,--output", options->output, "The picture (.svg) or page (.html) that is written")
-        ->required()
-        ->type_name("NAME");
-    AddNumber(verb, "--width", options->width, "Width of the picture in pixels (1200)");
-    AddNumber(verb, "--from", options->from, "First frame shown");
-    AddNumber(verb, "--to", options->to, "Last frame shown");
-    verb.add_flag("--force", options->force, "Replace a file that exists");
+    verb.AddRequiredText("-o,--output", options->output, "NAME",
+                         "The picture (.svg) or page (.html) that is written");
+    verb.AddNumber("--width", options->width, "Width of the picture in pixels (1200)");
+    verb.AddNumber("--from", options->from, "First frame shown");
+    verb.AddNumber("--to", options->to, "Last frame shown");
+    verb.AddSwitch("--force", options->force, "Replace a file that exists");
 }
 } // namespace KrTool

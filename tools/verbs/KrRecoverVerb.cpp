@@ -15,7 +15,6 @@
 #include "tools/recover/KrRecoverOptions.h"
 #include "tools/recover/KrRecoveredFormat.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -257,18 +256,18 @@ void RunRecover(const SKrRecoverOptions& options, CKrReport& report, CKrProgress
 void AddRecoverVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrRecoverOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunRecover(*options, report, progress); });
-    verb.add_option("OUTPUT", options->output, "The AVI file that is written")->required()->type_name("");
-    AddNumber(verb, "--video", options->video, "The video stream to take, by its number");
-    AddNumber(verb, "--audio", options->audio, "The audio stream to take, by its number");
-    verb.add_flag("--no-audio", options->noAudio, "Leave the sound out");
-    verb.add_option("--size", options->size, "Size of the pictures")->type_name("WIDTHxHEIGHT");
-    verb.add_option("--rate", options->rate, "Frames per second")->type_name("RATE");
-    verb.add_option("--codec", options->codec, "FourCC of the frames")->type_name("FOURCC");
-    AddNumber(verb, "--bits", options->bits, "Bits per pixel");
-    verb.add_option("--pcm", options->pcm, "Format of the sound")->type_name("RATE,CHANNELS,BITS");
-    verb.add_flag("--force", options->force, "Replace a file that exists");
+    verb.AddArgument("OUTPUT", options->output, "The AVI file that is written");
+    verb.AddNumber("--video", options->video, "The video stream to take, by its number");
+    verb.AddNumber("--audio", options->audio, "The audio stream to take, by its number");
+    verb.AddSwitch("--no-audio", options->noAudio, "Leave the sound out");
+    verb.AddText("--size", options->size, "WIDTHxHEIGHT", "Size of the pictures");
+    verb.AddText("--rate", options->rate, "RATE", "Frames per second");
+    verb.AddText("--codec", options->codec, "FOURCC", "FourCC of the frames");
+    verb.AddNumber("--bits", options->bits, "Bits per pixel");
+    verb.AddText("--pcm", options->pcm, "RATE,CHANNELS,BITS", "Format of the sound");
+    verb.AddSwitch("--force", options->force, "Replace a file that exists");
 }
 } // namespace KrTool

@@ -5,8 +5,6 @@
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
-#include <CLI/CLI.hpp>
-
 namespace KrTool
 {
 namespace
@@ -33,7 +31,7 @@ struct SKrRewrapOptions
 void AddRewrapVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrRewrapOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress)
                   { CopyFrames(options->file, SKrFrameRange(), options->copy, report, progress); });

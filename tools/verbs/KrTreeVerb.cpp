@@ -9,7 +9,6 @@
 #include "tools/input/KrChunkWalk.h"
 #include "tools/input/KrFileFindings.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -310,12 +309,12 @@ void RunTree(const SKrTreeOptions& options, CKrReport& report, CKrProgress& prog
 void AddTreeVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrTreeOptions>();
-    CLI::App& verb =
+    CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunTree(*options, report, progress); });
-    AddNumber(verb, "--depth", options->depth, "Show so many levels only; segments are level 1");
-    AddNumber(verb, "--run", options->run, "Chunks shown of a long row (8)");
-    AddNumber(verb, "--limit", options->limit, "Chunks read at most (10000000)");
-    verb.add_flag("--all", options->all, "Show long rows in full");
+    verb.AddNumber("--depth", options->depth, "Show so many levels only; segments are level 1");
+    verb.AddNumber("--run", options->run, "Chunks shown of a long row (8)");
+    verb.AddNumber("--limit", options->limit, "Chunks read at most (10000000)");
+    verb.AddSwitch("--all", options->all, "Show long rows in full");
 }
 } // namespace KrTool

@@ -7,7 +7,6 @@
 #include "tools/command/KrVerbs.h"
 #include "tools/verify/KrVerify.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -147,11 +146,10 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
 void AddVerifyVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrVerifyOptions>();
-    CLI::App& verb =
-        verbs.Add(kHelp, options->file,
-                  [options](auto& report, auto& progress) { RunVerify(*options, report, progress); });
-    verb.get_option("FILE")->required(false);
-    verb.add_flag("--list-checks", options->listChecks,
-                  "List all checks instead: code, severity, meaning and hint");
+    CKrVerbOptions& verb =
+        verbs.Add(kHelp, [options](auto& report, auto& progress) { RunVerify(*options, report, progress); });
+    verb.AddOptionalArgument("FILE", options->file, "The AVI file");
+    verb.AddSwitch("--list-checks", options->listChecks,
+                   "List all checks instead: code, severity, meaning and hint");
 }
 } // namespace KrTool

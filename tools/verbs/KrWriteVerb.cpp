@@ -11,8 +11,6 @@
 #include "tools/output/KrRecording.h"
 #include "tools/output/KrRecordingOptions.h"
 
-#include <CLI/CLI.hpp>
-
 namespace KrTool
 {
 namespace
@@ -42,26 +40,19 @@ struct SKrWriteOptions
     std::string audio; // WAVE file; empty: no sound
     std::optional<uint64_t> start;
     std::string rate = "25";
-    std::string scan = "progressive";
+    EKrScanMode scan = EKrScanMode::Progressive;
     std::optional<uint64_t> aspectMode;
     std::optional<uint64_t> displayWidth;
     std::string size; // of raw pictures, WIDTHxHEIGHT
     uint64_t bits = 24;
     std::string codec; // of raw pictures; empty: uncompressed
     uint64_t stride = 0;
-    std::string rows = "top-down";
+    bool isTopDown = true; // rows of raw pictures
     bool force = false;
 };
 
 constexpr uint32_t kJpegBits = 24;
 constexpr uint32_t kSquarePixels = 3;
-
-bool ParseRows(const std::string& text)
-{
-    if (text != "top-down" && text != "bottom-up")
-        throw CKrToolError({}, "--rows: '" + text + "' is neither top-down nor bottom-up");
-    return text == "top-down";
-}
 
 SKrRawLayout RawLayout(const SKrWriteOptions& options)
 {
@@ -69,7 +60,7 @@ SKrRawLayout RawLayout(const SKrWriteOptions& options)
     layout.size = ParseSize(options.size);
     layout.bitsPerPixel = static_cast<uint32_t>(options.bits);
     layout.stride = options.stride;
-    layout.isTopDown = ParseRows(options.rows);
+    layout.isTopDown = options.isTopDown;
     layout.isUncompressed = options.codec.empty();
     const bool hasWholeBytes = options.bits == 16 || options.bits == 24 || options.bits == 32;
     if (layout.isUncompressed ? !hasWholeBytes : options.bits == 0 || options.bits > 64)
@@ -88,7 +79,7 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     format.video.displayHeight = static_cast<uint16_t>(size.height);
     format.video.bitCount = static_cast<uint8_t>(isJpeg ? kJpegBits : options.bits);
     format.video.frameRate = ParseFrameRate(options.rate);
-    format.video.scanMode = ParseScanMode(options.scan);
+    format.video.scanMode = static_cast<int32_t>(options.scan);
     format.video.aspectMode =
         static_cast<uint32_t>(options.aspectMode.value_or(options.displayWidth ? 1 : kSquarePixels));
     if (options.displayWidth.value_or(1) == 0 || options.displayWidth.value_or(1) > UINT16_MAX)
@@ -133,29 +124,26 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
 void AddWriteVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrWriteOptions>();
-    CLI::App& verb = verbs.Add(
+    CKrVerbOptions& verb = verbs.Add(
         kHelp, options->file,
         [options](auto& report, auto& progress) { RunWrite(*options, report, progress); },
         "The AVI file that is written");
-    verb.add_option("--jpeg", options->jpeg, "JPEG pictures")->type_name("PATTERN");
-    verb.add_option("--raw", options->raw, "Raw pictures")->type_name("PATTERN");
-    AddNumber(verb, "--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
-    verb.add_option("--audio", options->audio, "Sound from a WAVE file with PCM")->type_name("NAME");
-    verb.add_option("--rate", options->rate, "Frames per second (25)")->type_name("RATE");
-    verbs.Offer(verb.add_option("--scan", options->scan, "upper, lower, progressive (default) or unknown")
-                    ->type_name("MODE"),
-                {"upper", "lower", "progressive", "unknown"});
-    AddNumber(verb, "--display-width", options->displayWidth, "Width in square pixels");
-    AddNumber(verb, "--aspect-mode", options->aspectMode,
-              "0, 1: by the display width; 3: square; 4, 5: fixed");
-    verb.add_option("--size", options->size, "Size of raw pictures")->type_name("WIDTHxHEIGHT");
-    AddNumber(verb, "--bits", options->bits, "Bits per pixel of raw pictures (24)");
-    verb.add_option("--codec", options->codec, "FourCC of raw pictures that are stored as they are")
-        ->type_name("FOURCC");
-    AddNumber(verb, "--stride", options->stride, "Bytes from row to row of raw pictures");
-    verbs.Offer(verb.add_option("--rows", options->rows, "Order of raw rows: top-down (default) or bottom-up")
-                    ->type_name("ORDER"),
-                {"top-down", "bottom-up"});
-    verb.add_flag("--force", options->force, "Replace a file that exists");
+    verb.AddText("--jpeg", options->jpeg, "PATTERN", "JPEG pictures");
+    verb.AddText("--raw", options->raw, "PATTERN", "Raw pictures");
+    verb.AddNumber("--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
+    verb.AddText("--audio", options->audio, "NAME", "Sound from a WAVE file with PCM");
+    verb.AddText("--rate", options->rate, "RATE", "Frames per second (25)");
+    verb.AddChoice("--scan", options->scan, "MODE", ScanModes(),
+                   "upper, lower, progressive (default) or unknown");
+    verb.AddNumber("--display-width", options->displayWidth, "Width in square pixels");
+    verb.AddNumber("--aspect-mode", options->aspectMode,
+                   "0, 1: by the display width; 3: square; 4, 5: fixed");
+    verb.AddText("--size", options->size, "WIDTHxHEIGHT", "Size of raw pictures");
+    verb.AddNumber("--bits", options->bits, "Bits per pixel of raw pictures (24)");
+    verb.AddText("--codec", options->codec, "FOURCC", "FourCC of raw pictures that are stored as they are");
+    verb.AddNumber("--stride", options->stride, "Bytes from row to row of raw pictures");
+    verb.AddChoice("--rows", options->isTopDown, "ORDER", {{"top-down", true}, {"bottom-up", false}},
+                   "Order of raw rows: top-down (default) or bottom-up");
+    verb.AddSwitch("--force", options->force, "Replace a file that exists");
 }
 } // namespace KrTool

@@ -1,0 +1,84 @@
+// What a verb takes on its command line, each with the place that its value goes to, and how that reads in
+// the manual page and to the shells.
+#ifndef KR_TOOLS_COMMAND_KRVERBOPTIONS_H
+#define KR_TOOLS_COMMAND_KRVERBOPTIONS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace CLI
+{
+class App;
+class Option;
+} // namespace CLI
+
+namespace KrTool
+{
+struct SKrOptionText
+{
+    std::vector<std::string> names;  // with their dashes; of a positional argument its one name
+    std::string argument;            // what stands behind the name; empty for a switch
+    std::string about;               // one line
+    std::vector<std::string> values; // the possible ones, when there are few
+    bool isPositional = false;
+    bool isRequired = false;
+    bool takesMany = false;
+    bool takesFile = false; // the name of a file
+};
+
+// Names are given with their dashes, several with a comma: "-o,--output". Places must outlive the parsing.
+class CKrVerbOptions
+{
+public:
+    explicit CKrVerbOptions(CLI::App& verb) : m_verb(verb) {}
+
+    // Arguments without a name, in the order in which they are given; all but the optional ones are required.
+    void AddArgument(const std::string& name, std::string& value, const std::string& about);
+    void AddOptionalArgument(const std::string& name, std::string& value, const std::string& about);
+    void AddArguments(const std::string& name, std::vector<std::string>& values, const std::string& about);
+
+    void AddSwitch(const std::string& names, bool& isOn, const std::string& about);
+
+    // Text; the kind says in the help what it stands for: "NAME".
+    void AddText(const std::string& names, std::string& value, const std::string& kind,
+                 const std::string& about);
+    void AddRequiredText(const std::string& names, std::string& value, const std::string& kind,
+                         const std::string& about);
+
+    // A decimal number of up to 18 digits.
+    void AddNumber(const std::string& name, uint64_t& value, const std::string& about);
+    void AddNumber(const std::string& name, std::optional<uint64_t>& value, const std::string& about);
+
+    // One of a few words. With an empty kind it is an argument without a name, and required.
+    template <class VALUE>
+    void AddChoice(const std::string& name, VALUE& value, const std::string& kind,
+                   std::vector<std::pair<std::string, VALUE>> choices, const std::string& about)
+    {
+        std::vector<std::string> words;
+        for (const auto& choice : choices)
+            words.push_back(choice.first);
+        AddChoice(name, kind, std::move(words), about,
+                  [&value, choices = std::move(choices)](size_t chosen) { value = choices[chosen].second; });
+    }
+
+    // Arguments in the order in which they are given, then the options.
+    [[nodiscard]] std::vector<SKrOptionText> Texts() const;
+
+private:
+    void AddChoice(const std::string& name, const std::string& kind, std::vector<std::string> words,
+                   const std::string& about, std::function<void(size_t)> choose);
+    void AddNumber(const std::string& name, const std::string& about, std::function<void(uint64_t)> set);
+    [[nodiscard]] SKrOptionText TextOf(const CLI::Option& option) const;
+
+    CLI::App& m_verb;
+    std::map<const CLI::Option*, std::vector<std::string>> m_words; // of choices
+};
+} // namespace KrTool
+
+#endif

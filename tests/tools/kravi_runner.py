@@ -1,6 +1,8 @@
 """Runs kravi in a folder of its own and counts what was checked."""
 
+import concurrent.futures
 import json
+import multiprocessing
 import os
 import re
 import shutil
@@ -139,21 +141,32 @@ def exit_code(result, wanted):
     return result
 
 
-def run_cases(modules, launcher, program, checker):
-    """Runs every function whose name starts with test_; returns how many passed and failed."""
-    passed = failed = 0
-    for module in modules:
-        for name, case in sorted(vars(module).items()):
-            if not name.startswith("test_") or not callable(case):
-                continue
-            folder = tempfile.mkdtemp(prefix="kravi-test-")
-            try:
-                case(Kravi(launcher, program, checker, folder))
-                passed += 1
-            except Exception:  # whatever goes wrong fails this case alone
-                failed += 1
-                print(f"FAILED {module.__name__}.{name}", file=sys.stderr)
-                traceback.print_exc()
-            finally:
-                shutil.rmtree(folder, ignore_errors=True)
-    return passed, failed
+def run_case(module, name, launcher, program, checker):
+    """Runs one function; returns the report of its failure, or nothing, and the objects held against schemas."""
+    before = sum(json_schemas.validated.values())
+    folder = tempfile.mkdtemp(prefix="kravi-test-")
+    report = ""
+    try:
+        getattr(sys.modules[module], name)(Kravi(launcher, program, checker, folder))
+    except Exception:  # whatever goes wrong fails this case alone
+        report = f"FAILED {module}.{name}\n{traceback.format_exc()}"
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+    return report, sum(json_schemas.validated.values()) - before
+
+
+def run_cases(modules, launcher, program, checker, jobs=1):
+    """Runs every function whose name starts with test_, in processes of their own, so many at a time.
+
+    Returns how many passed and failed, and how many JSON objects were held against schemas.
+    """
+    names = [(module.__name__, name) for module in modules
+             for name, case in sorted(vars(module).items()) if name.startswith("test_") and callable(case)]
+    failed = held = 0
+    with concurrent.futures.ProcessPoolExecutor(jobs, multiprocessing.get_context("fork")) as pool:
+        running = [pool.submit(run_case, *name, launcher, program, checker) for name in names]
+        for report, objects in (case.result() for case in running):
+            held += objects
+            failed += bool(report)
+            print(report, end="", file=sys.stderr, flush=True)
+    return len(names) - failed, failed, held

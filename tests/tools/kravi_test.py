@@ -25,7 +25,6 @@ import cases_recover
 import cases_report
 import cases_verify
 import cases_write
-import json_schemas
 from kravi_runner import run_cases
 
 
@@ -56,8 +55,9 @@ def main(arguments):
     launcher = [argument for argument in arguments[2:] if argument != "--writing"]
     cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else CASES
     with kept_awake(launcher):
-        passed, failed = run_cases(cases, launcher, program, checker)
-    print(f"{sum(json_schemas.validated.values())} JSON objects held against their schemas")
+        # An emulator has one server for all its programs: side by side they are not faster.
+        passed, failed, held = run_cases(cases, launcher, program, checker, 1 if launcher else os.cpu_count())
+    print(f"{held} JSON objects held against their schemas")
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1
 

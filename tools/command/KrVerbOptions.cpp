@@ -39,6 +39,14 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
 }
 } // namespace
 
+CKrVerbOptions CKrVerbOptions::AddVerb(const std::string& name, const std::string& about,
+                                       const std::string& footer, std::function<void()> chosen)
+{
+    CLI::App& verb = *m_verb.add_subcommand(name, about);
+    verb.footer(footer)->callback(std::move(chosen));
+    return CKrVerbOptions(verb);
+}
+
 void CKrVerbOptions::AddArgument(const std::string& name, std::string& value, const std::string& about)
 {
     m_verb.add_option(name, value, about)->required()->type_name("");

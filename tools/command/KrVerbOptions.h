@@ -1,5 +1,5 @@
-// What a verb takes on its command line, each with the place that its value goes to, and how that reads in
-// the manual page and to the shells.
+// What a program or one of its verbs takes on the command line, each with the place that its value goes to,
+// and how that reads in the manual page and to the shells.
 #ifndef KR_TOOLS_COMMAND_KRVERBOPTIONS_H
 #define KR_TOOLS_COMMAND_KRVERBOPTIONS_H
 
@@ -37,6 +37,11 @@ class CKrVerbOptions
 {
 public:
     explicit CKrVerbOptions(CLI::App& verb) : m_verb(verb) {}
+
+    // Of a program: adds a verb, and `chosen` is called when the arguments name it. The footer stands below
+    // the options in its help.
+    CKrVerbOptions AddVerb(const std::string& name, const std::string& about, const std::string& footer,
+                           std::function<void()> chosen);
 
     // Arguments without a name, in the order in which they are given; all but the optional ones are required.
     void AddArgument(const std::string& name, std::string& value, const std::string& about);

@@ -1,7 +1,5 @@
 #include "tools/command/KrVerbTable.h"
 
-#include <CLI/CLI.hpp>
-
 #include <sstream>
 #include <utility>
 
@@ -69,15 +67,13 @@ CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
 
 CKrVerbOptions& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
 {
-    CLI::App& verb = *m_app.add_subcommand(help.name, help.about);
-    verb.footer(Footer(help));
-    verb.callback(
-        [this, name = help.name, run = std::move(run)]
-        {
-            m_chosenName = name;
-            m_chosen = run;
-        });
-    m_verbs.push_back({help, std::make_unique<CKrVerbOptions>(verb)});
+    const auto choose = [this, name = help.name, run = std::move(run)]
+    {
+        m_chosenName = name;
+        m_chosen = run;
+    };
+    m_verbs.push_back({help, std::make_unique<CKrVerbOptions>(
+                                 m_common.AddVerb(help.name, help.about, Footer(help), choose))});
     return *m_verbs.back().options;
 }
 } // namespace KrTool

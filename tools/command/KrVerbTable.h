@@ -36,7 +36,7 @@ public:
     };
 
     // Of a program that is about what the text says; its own options are there already.
-    CKrVerbTable(CLI::App& app, std::string about) : m_app(app), m_about(std::move(about)), m_common(app) {}
+    CKrVerbTable(CLI::App& app, std::string about) : m_about(std::move(about)), m_common(app) {}
 
     // Adds a verb with what all of them have: --json and --progress. Further options are added to what is
     // returned.
@@ -60,9 +60,8 @@ public:
     EKrProgressMode ProgressMode() const { return m_progress; }
 
 private:
-    CLI::App& m_app;
     const std::string m_about;
-    const CKrVerbOptions m_common;
+    CKrVerbOptions m_common;
     bool m_json = false;
     EKrProgressMode m_progress = EKrProgressMode::Auto;
     std::string m_chosenName;

@@ -155,7 +155,7 @@ def run_case(module, name, launcher, program, checker):
     return report, sum(json_schemas.validated.values()) - before
 
 
-def run_cases(modules, launcher, program, checker, jobs=1):
+def run_cases(modules, launcher, program, checker, jobs):
     """Runs every function whose name starts with test_, in processes of their own, so many at a time.
 
     Returns how many passed and failed, and how many JSON objects were held against schemas.

@@ -11,9 +11,10 @@ add_library(KrRiffUtilsObjects OBJECT
   pool/KrdsMediaSample.cpp
   pool/KrdsMediaSamplePool.cpp
   reader/KrAudioChunkStatistics.cpp
+  reader/KrBlockMemory.cpp
   reader/KrChunkLookup.cpp
-  reader/KrChunkSearch.cpp
   reader/KrChunkNodes.cpp
+  reader/KrChunkSearch.cpp
   reader/KrChunkTree.cpp
   reader/KrFileCursor.cpp
   reader/KrHeaderParser.cpp
@@ -37,9 +38,9 @@ add_library(KrRiffUtilsObjects OBJECT
   writer/KrWriterSetup.cpp)
 if(WIN32)
   target_sources(KrRiffUtilsObjects PRIVATE
-    platform/win32/KrBlockMemoryWin32.cpp
     platform/win32/KrClockWin32.cpp
     platform/win32/KrFilesWin32.cpp
+    platform/win32/KrLargePagesWin32.cpp
     platform/win32/KrModuleHoldWin32.cpp
     platform/win32/KrWritableFileWin32.cpp)
   if(KR_USE_MFC)
@@ -49,9 +50,9 @@ if(WIN32)
   endif()
 else()
   target_sources(KrRiffUtilsObjects PRIVATE
-    platform/posix/KrBlockMemoryPosix.cpp
     platform/posix/KrClockPosix.cpp
     platform/posix/KrFilesPosix.cpp
+    platform/posix/KrLargePagesPosix.cpp
     platform/posix/KrModuleHoldPosix.cpp
     platform/posix/KrNativePath.cpp
     platform/posix/KrWritableFilePosix.cpp)

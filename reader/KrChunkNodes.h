@@ -3,7 +3,7 @@
 #define KR_READER_KRCHUNKNODES_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
-#include "platform/KrBlockMemory.h"
+#include "reader/KrBlockMemory.h"
 
 #include <cstddef>
 #include <deque>
@@ -22,12 +22,13 @@ public:
     void Clear();
 
 private:
-    SKrChunkTreeNode* AddBlock(size_t nodes);
+    void AddBlock();
 
     std::deque<CKrBlockMemory> m_blocks;
     SKrChunkTreeNode* m_block = nullptr; // the last one
     size_t m_blockSize = 0;              // nodes that it has room for
     size_t m_used = 0;                   // nodes in it
+    size_t m_count = 0;                  // nodes in all blocks
 };
 
 #endif

@@ -51,7 +51,7 @@ bool CKrChunkTree::AdvanceSegment(CKrFileCursor& cursor)
     return true;
 }
 
-bool CKrChunkTree::StartSubChunkWalk(CKrFileCursor& cursor, SKrChunkTreeNode& parent)
+bool CKrChunkTree::StartSubChunkWalk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent)
 {
     auto known = m_parents.find(&parent);
     if (known == m_parents.end())
@@ -95,7 +95,7 @@ SKrChunkTreeNode* CKrChunkTree::ReadSegment(CKrFileCursor& cursor, uint32_t form
     return status == EKrLookupStatus::Found ? &m_nodes.New(chunk) : nullptr;
 }
 
-SKrChunkTreeNode* CKrChunkTree::ReadSubChunk(CKrFileCursor& cursor, const SKrChunkTreeNode& parent,
+SKrChunkTreeNode* CKrChunkTree::ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent,
                                              const SKrChunkTreeNode* previous)
 {
     if (previous != nullptr)

@@ -30,11 +30,12 @@ public:
     [[nodiscard]] bool AdvanceSegment(CKrFileCursor& cursor);
 
     // Starts the walk over a node's sub-chunks; false, with the walk before it unchanged, when it has none.
-    [[nodiscard]] bool StartSubChunkWalk(CKrFileCursor& cursor, SKrChunkTreeNode& parent);
+    [[nodiscard]] bool StartSubChunkWalk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent);
     SKrChunkTreeNode* CurrentSubChunk() const
     {
         if (m_subChunkIndex == -1)
             return nullptr;
+        // Kept: the place is checked as that in an array of the sub-chunks.
         static_cast<void>(CheckedSubscript(m_subChunkIndex, m_subChunks->count));
         return m_subChunk;
     }
@@ -50,14 +51,14 @@ private:
     };
 
     SKrChunkTreeNode* ReadSegment(CKrFileCursor& cursor, uint32_t formType, const SKrChunkTreeNode* previous);
-    SKrChunkTreeNode* ReadSubChunk(CKrFileCursor& cursor, const SKrChunkTreeNode& parent,
+    SKrChunkTreeNode* ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent,
                                    const SKrChunkTreeNode* previous);
 
     CKrChunkNodes m_nodes; // all of them
     std::vector<SKrChunkTreeNode*> m_segments;
     int32_t m_segmentIndex = -1;
-    std::unordered_map<const SKrChunkTreeNode*, SSubChunks> m_parents; // the nodes that have sub-chunks
-    const SKrChunkTreeNode* m_parent = nullptr;
+    std::unordered_map<const SKrRiffChunkNode*, SSubChunks> m_parents; // the nodes that have sub-chunks
+    const SKrRiffChunkNode* m_parent = nullptr;
     SSubChunks* m_subChunks = nullptr; // of the parent
     SKrChunkTreeNode* m_subChunk = nullptr;
     int32_t m_subChunkIndex = -1; // its place among them; -1: no walk

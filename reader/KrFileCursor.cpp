@@ -70,7 +70,7 @@ std::span<const uint8_t> CKrFileCursor::ViewElsewhere(size_t count)
 }
 
 // A window that starts at or before the position and was filled as far as the file gave bytes; null when
-// none can be had.
+// none can be had, or none is wanted.
 const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
 {
     if (m_head.bytes.empty() && m_position < kHeadSize && !Fill(m_head, 0, kHeadSize))
@@ -83,7 +83,7 @@ const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
         return &m_moving;
     }
     const size_t size = std::max(count, NextWindowSize());
-    return Fill(m_moving, m_position, size) ? &m_moving : nullptr;
+    return size > count && Fill(m_moving, m_position, size) ? &m_moving : nullptr;
 }
 
 size_t CKrFileCursor::NextWindowSize()
@@ -115,7 +115,7 @@ uint64_t CKrFileCursor::FindNonZero(uint64_t from, uint64_t limit)
     const uint64_t start = isKnown ? m_zeros.start : from;
     const uint64_t known = isKnown ? m_zeros.end : from;
     const uint64_t found = PassZeros(known, limit);
-    if (m_remembersZeros)
+    if (m_remembersZeros && (isKnown || found - start > m_zeros.end - m_zeros.start))
         m_zeros = {start, std::max(found, known)};
     return found;
 }

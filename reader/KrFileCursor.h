@@ -47,8 +47,8 @@ public:
     // that cannot be read ends the search there.
     [[nodiscard]] uint64_t FindNonZero(uint64_t from, uint64_t limit);
 
-    // While one of these lives, FindNonZero remembers the last run of zeros that it passed: an open passes a
-    // run more than once, while walks and searches that come later may meet a file that has grown.
+    // While one of these lives, FindNonZero remembers the longest run of zeros that it passed: an open passes
+    // a run more than once. Walks and searches that come later look again, since zeros may be filled in.
     class CZeroMemory
     {
     public:
@@ -99,7 +99,7 @@ private:
     SWindow m_moving;
     uint8_t m_viewed[kMostViewed] = {}; // what was viewed outside of the moving window
     bool m_remembersZeros = false;
-    SRun m_zeros; // the last run, while they are remembered
+    SRun m_zeros; // the longest run, while it is remembered
 };
 
 #endif

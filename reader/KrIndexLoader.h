@@ -4,7 +4,7 @@
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
-#include "platform/KrBlockMemory.h"
+#include "reader/KrBlockMemory.h"
 #include "reader/KrStreamState.h"
 
 #include <cstdint>

@@ -171,7 +171,7 @@ int CKrRiffReader::FindFirstSubChunk(SKrRiffChunkNode* node)
     CKrTryLockScope scope(m_lock);
     if (!scope.Entered())
         return 0;
-    return m_tree.StartSubChunkWalk(m_cursor, static_cast<SKrChunkTreeNode&>(*node)) ? 1 : 0;
+    return m_tree.StartSubChunkWalk(m_cursor, *node) ? 1 : 0;
 }
 
 int CKrRiffReader::FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* size, uint64_t* dataOffset,

@@ -75,7 +75,6 @@ set(KR_INNER_TEST_SOURCES
   format/StreamHeaderInnerTest.cpp
   format/SuperIndexInnerTest.cpp
   format/WaveFormatInnerTest.cpp
-  platform/BlockMemoryInnerTest.cpp
   platform/ClockTest.cpp
   platform/EqualIgnoringCaseTest.cpp
   platform/FileSystemScopeTest.cpp
@@ -90,6 +89,7 @@ set(KR_INNER_TEST_SOURCES
   reader/AudioStatisticsInnerTest.cpp
   reader/AudioStatisticsLoadInnerTest.cpp
   reader/BigFileInnerTest.cpp
+  reader/BlockMemoryInnerTest.cpp
   reader/ChunkLookupFaultsInnerTest.cpp
   reader/ChunkLookupInnerTest.cpp
   reader/ChunkLookupReferenceInnerTest.cpp

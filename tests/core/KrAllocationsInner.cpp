@@ -23,9 +23,48 @@ size_t SizeOf(void* memory)
 #endif
 }
 
-void CountNew(void* memory)
+#if defined(_WIN32)
+void* AlignedAllocation(size_t size, size_t alignment)
 {
-    const size_t bytes = g_bytes += SizeOf(memory);
+    return _aligned_malloc(size, alignment);
+}
+
+size_t SizeOfAligned(void* memory, size_t alignment)
+{
+    return _aligned_msize(memory, alignment, 0);
+}
+
+void FreeAligned(void* memory)
+{
+    _aligned_free(memory);
+}
+#else
+void* AlignedAllocation(size_t size, size_t alignment)
+{
+    void* memory = nullptr;
+    return posix_memalign(&memory, alignment, size) == 0 ? memory : nullptr;
+}
+
+size_t SizeOfAligned(void* memory, size_t)
+{
+    return malloc_usable_size(memory);
+}
+
+void FreeAligned(void* memory)
+{
+    std::free(memory);
+}
+#endif
+
+void FailIfAsked()
+{
+    if (t_failingAllocation != 0 && --t_failingAllocation == 0)
+        throw std::bad_alloc();
+}
+
+void CountNew(size_t added)
+{
+    const size_t bytes = g_bytes += added;
     size_t most = g_mostBytes;
     while (most < bytes && !g_mostBytes.compare_exchange_weak(most, bytes))
     {
@@ -56,12 +95,11 @@ size_t KrTest::CKrAllocationMeter::Now() const
 
 void* operator new(size_t size)
 {
-    if (t_failingAllocation != 0 && --t_failingAllocation == 0)
-        throw std::bad_alloc();
+    FailIfAsked();
     void* const memory = std::malloc(size != 0 ? size : 1);
     if (memory == nullptr)
         throw std::bad_alloc();
-    CountNew(memory);
+    CountNew(SizeOf(memory));
     return memory;
 }
 
@@ -75,4 +113,26 @@ void operator delete(void* memory) noexcept
 void operator delete(void* memory, size_t) noexcept
 {
     operator delete(memory);
+}
+
+void* operator new(size_t size, std::align_val_t alignment)
+{
+    FailIfAsked();
+    void* const memory = AlignedAllocation(size != 0 ? size : 1, static_cast<size_t>(alignment));
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    CountNew(SizeOfAligned(memory, static_cast<size_t>(alignment)));
+    return memory;
+}
+
+void operator delete(void* memory, std::align_val_t alignment) noexcept
+{
+    if (memory != nullptr)
+        g_bytes -= SizeOfAligned(memory, static_cast<size_t>(alignment));
+    FreeAligned(memory);
+}
+
+void operator delete(void* memory, size_t, std::align_val_t alignment) noexcept
+{
+    operator delete(memory, alignment);
 }

@@ -113,6 +113,17 @@ TEST_F(FileCursor, JumpsOneAfterTheOther_ReadNothingButHeadersInTheEnd)
         EXPECT_EQ(bytes[step], 12u) << step;
 }
 
+TEST_F(FileCursor, HeaderThatIsReadAlone_IsAskedForOnce)
+{
+    EXPECT_EQ(BytesOfSteps(kZerosFrom, 10'000, 20).back(), 12u);
+    m_faulty.Reset();
+    m_faulty.FailCall(EKrFileCall::Read, 1);
+    m_cursor.SeekTo(500'000);
+    EXPECT_EQ(m_cursor.View(12).size(), 0u);
+    EXPECT_TRUE(m_faulty.FaultStruck());
+    EXPECT_EQ(m_cursor.View(12).size(), 12u);
+}
+
 TEST_F(FileCursor, HeadersOnePageApart_AreReadByTheWindow)
 {
     const std::vector<uint64_t> bytes = BytesOfSteps(10'000, 4096, 200);

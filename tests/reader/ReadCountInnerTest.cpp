@@ -107,6 +107,25 @@ TEST_F(ReadCount, OpenReadsZerosBetweenChunksOnce)
     EXPECT_LE(m_files.Calls().bytes, kZeros + kZeros / 4);
 }
 
+TEST_F(ReadCount, OpenReadsZerosOnce_WithAGapOfAFewElsewhere)
+{
+    constexpr uint64_t kZeros = 2'000'000;
+    SKrSimpleAvi avi = TwoStreams(2, EKrIndexKind::Idx1);
+    avi.streams.resize(4, avi.streams.back()); // each one is looked for behind the zeros
+    avi.startOfMovi = [](CKrAviBuilder& file)
+    {
+        file.Chunk("00dc", KrBytes(100, 1));
+        file.Zeros(kZeros);
+    };
+    avi.afterMovi = [](CKrAviBuilder& file)
+    {
+        file.Zeros(6);
+    };
+    BuildAndOpen(avi);
+    EXPECT_GE(m_files.Calls().bytes, kZeros);
+    EXPECT_LE(m_files.Calls().bytes, kZeros + kZeros / 4);
+}
+
 TEST_F(ReadCount, OpenOfThePathThatIsOpen_TouchesNothing)
 {
     BuildAndOpen(TwoStreams(4, EKrIndexKind::Idx1));

@@ -1,5 +1,5 @@
 // Memory for blocks that are read whole.
-#include "platform/KrBlockMemory.h"
+#include "reader/KrBlockMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -46,6 +46,7 @@ TEST(BlockMemory, MoreThanThereIs_Throws)
     std::memset(block.Provide(kMegabyte), 1, kMegabyte);
     EXPECT_THROW(block.Provide(SIZE_MAX), std::bad_alloc);
     EXPECT_THROW(block.Provide(SIZE_MAX / 2 - 1), std::bad_alloc);
+    EXPECT_THROW(block.Provide(size_t{1} << 46), std::bad_alloc) << "64 TB: addresses, but no memory";
     std::memset(block.Provide(kMegabyte), 2, kMegabyte); // still of use
 }
 } // namespace

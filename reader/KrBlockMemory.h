@@ -1,13 +1,11 @@
-// Memory for blocks that are read whole, used once and given back.
-#ifndef KR_PLATFORM_KRBLOCKMEMORY_H
-#define KR_PLATFORM_KRBLOCKMEMORY_H
+// Memory for blocks that are read whole, and for many nodes.
+#ifndef KR_READER_KRBLOCKMEMORY_H
+#define KR_READER_KRBLOCKMEMORY_H
 
 #include <cstddef>
 #include <cstdint>
 
-// One block. Its bytes are not initialised. Blocks of some megabytes come from the system itself, in the
-// largest pages that it has: touching such a block for the first time would otherwise take longer than to
-// read it.
+// One block. Its bytes are not initialised. A large one lies in large pages where the system has them.
 class CKrBlockMemory
 {
 public:
@@ -25,8 +23,7 @@ private:
 
     uint8_t* m_data = nullptr;
     size_t m_capacity = 0;
-    void* m_mapping = nullptr; // what the system gave; null for memory of the heap
-    size_t m_mappingSize = 0;
+    size_t m_alignment = 0;
 };
 
 #endif

@@ -23,48 +23,15 @@ size_t SizeOf(void* memory)
 #endif
 }
 
-#if defined(_WIN32)
-void* AlignedAllocation(size_t size, size_t alignment)
-{
-    return _aligned_malloc(size, alignment);
-}
-
-size_t SizeOfAligned(void* memory, size_t alignment)
-{
-    return _aligned_msize(memory, alignment, 0);
-}
-
-void FreeAligned(void* memory)
-{
-    _aligned_free(memory);
-}
-#else
-void* AlignedAllocation(size_t size, size_t alignment)
-{
-    void* memory = nullptr;
-    return posix_memalign(&memory, alignment, size) == 0 ? memory : nullptr;
-}
-
-size_t SizeOfAligned(void* memory, size_t)
-{
-    return malloc_usable_size(memory);
-}
-
-void FreeAligned(void* memory)
-{
-    std::free(memory);
-}
-#endif
-
 void FailIfAsked()
 {
     if (t_failingAllocation != 0 && --t_failingAllocation == 0)
         throw std::bad_alloc();
 }
 
-void CountNew(size_t added)
+void CountNew(void* memory)
 {
-    const size_t bytes = g_bytes += added;
+    const size_t bytes = g_bytes += SizeOf(memory);
     size_t most = g_mostBytes;
     while (most < bytes && !g_mostBytes.compare_exchange_weak(most, bytes))
     {
@@ -99,7 +66,7 @@ void* operator new(size_t size)
     void* const memory = std::malloc(size != 0 ? size : 1);
     if (memory == nullptr)
         throw std::bad_alloc();
-    CountNew(SizeOf(memory));
+    CountNew(memory);
     return memory;
 }
 
@@ -115,24 +82,24 @@ void operator delete(void* memory, size_t) noexcept
     operator delete(memory);
 }
 
+#if !defined(_WIN32) // where nothing asks for more than the heap's own alignment
 void* operator new(size_t size, std::align_val_t alignment)
 {
     FailIfAsked();
-    void* const memory = AlignedAllocation(size != 0 ? size : 1, static_cast<size_t>(alignment));
-    if (memory == nullptr)
+    void* memory = nullptr;
+    if (posix_memalign(&memory, static_cast<size_t>(alignment), size != 0 ? size : 1) != 0)
         throw std::bad_alloc();
-    CountNew(SizeOfAligned(memory, static_cast<size_t>(alignment)));
+    CountNew(memory);
     return memory;
 }
 
-void operator delete(void* memory, std::align_val_t alignment) noexcept
+void operator delete(void* memory, std::align_val_t) noexcept
 {
-    if (memory != nullptr)
-        g_bytes -= SizeOfAligned(memory, static_cast<size_t>(alignment));
-    FreeAligned(memory);
+    operator delete(memory);
 }
 
-void operator delete(void* memory, size_t, std::align_val_t alignment) noexcept
+void operator delete(void* memory, size_t, std::align_val_t) noexcept
 {
-    operator delete(memory, alignment);
+    operator delete(memory);
 }
+#endif

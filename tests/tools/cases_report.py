@@ -219,3 +219,21 @@ def test_progress_as_json_is_an_object_a_line(kravi):
     equal((last["verb"], last["done"], last["total"]), ("tree", len(kravi.read("clip.avi")), last["done"]), "progress")
     equal(exit_code(kravi("tree", "clip.avi", "--progress=none"), 0).err, "", "no progress")
     equal(exit_code(kravi("tree", "clip.avi"), 0).err, "", "progress where nobody looks")
+
+
+def test_frame_rate_without_a_code(kravi):
+    for scale, rate, named in ((1, 25, "25"), (33367, 1000000, "29.97"), (100, 2997, "29.97"), (1001, 24000, "23.976"),
+                               (1, 15, None), (1, 48, None), (1000, 23810, None), (1, 120, None)):
+        kravi.write("rate.avi", avi.simple_avi([avi.video([b"x"], scale, rate)]))
+        report = exit_code(kravi("info", "rate.avi", "--json"), 0).json()
+        code = report["video"]["frameRate"]
+        equal(code and code["framesPerSecond"], named, f"{rate}/{scale}")
+        equal(any(f"no code for {rate}/{scale} frames" in note for note in report["notes"]), named is None, "note")
+
+
+def test_sound_that_the_reader_does_not_index(kravi):
+    sound = avi.Stream(b"auds", struct.pack("<HHIIHH", 0x55, 2, 48000, 16000, 1, 0), [b"ab" * 50] * 2, 1, 16000, 1)
+    kravi.write("mp3.avi", avi.simple_avi([avi.video([b"x"] * 2), sound]))
+    for verb, code in ((("info",), 0), (("index",), 0), (("index", "--audio"), 1)):
+        report = exit_code(kravi(*verb, "mp3.avi", "--json"), code).json()
+        check(any("indexes no sound here" in note for note in report["notes"]), f"{verb}: {report}")

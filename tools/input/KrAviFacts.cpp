@@ -246,6 +246,16 @@ const SKrStreamHeader* FirstUsableAudioStream(const SKrAviFacts& facts)
     return found == facts.streams.end() ? nullptr : &*found;
 }
 
+std::string UnindexedSoundText(const SKrAviFacts& facts)
+{
+    if (FirstUsableAudioStream(facts) != nullptr ||
+        !std::ranges::any_of(facts.streams, &SKrStreamHeader::IsAudio))
+        return {};
+    return "the reader indexes no sound here: that needs an audio stream whose format has a sample rate, "
+           "channels "
+           "and bits per sample";
+}
+
 std::string KindOf(const SKrAviFacts& facts)
 {
     if (facts.segments.empty())

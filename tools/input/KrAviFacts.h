@@ -79,6 +79,9 @@ SKrAudioFormat AudioFormat(const SKrStreamHeader& stream);
 // The streams that the reader chooses for its own answers and indexes; null when there is none.
 const SKrStreamHeader* FirstVideoStream(const SKrAviFacts& facts);
 const SKrStreamHeader* FirstUsableAudioStream(const SKrAviFacts& facts);
+
+// For users of a file that has sound, but none that the reader indexes; empty for others.
+std::string UnindexedSoundText(const SKrAviFacts& facts);
 } // namespace KrTool
 
 #endif

@@ -25,7 +25,8 @@ const SKrVerbHelp kHelp = {
     {
         "Numbers count from 0. The reader loads the index of the first video stream and of the first usable "
         "audio stream.",
-        "Findings: an index that cannot be loaded; entries that reach behind the end of the file; with "
+        "Findings: an index that cannot be loaded, though the file has such a stream or it was asked for; "
+        "entries that reach behind the end of the file; with "
         "--check, chunks that are not in the index, and entries at no chunk; and what is wrong with the file "
         "as a whole.",
     },
@@ -96,6 +97,8 @@ public:
                 (isVideo ? FirstVideoStream(m_facts) : FirstUsableAudioStream(m_facts)) != nullptr;
             if (hasStream || wasAskedFor)
                 m_report.Finding("no " + name + " index can be loaded");
+            if (const std::string text = isVideo ? "" : UnindexedSoundText(m_facts); !text.empty())
+                m_report.Note(text);
             return;
         }
         const std::optional<uint32_t> stream = StreamOfIndex(m_file, m_facts, *index, kind);

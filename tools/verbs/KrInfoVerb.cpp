@@ -23,7 +23,8 @@ const SKrVerbHelp kHelp = {
     "Streams, formats, segments, private chunks and kinds of index",
     {
         "Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers; "
-        "a stream has no usable format or no index that can be loaded; the video index has fewer frames than "
+        "the first video stream has no usable format; it or the first usable audio stream has no index that "
+        "can be loaded; the video index has fewer frames than "
         "the headers declare; index entries reach behind the end of the file.",
     },
     {
@@ -45,24 +46,46 @@ Json Named(const Json& value, const std::string& name)
     return {{"value", value}, {"name", name}};
 }
 
-Json FrameRateJson(uint32_t code)
+std::string Fraction(int64_t left, const char* sign, int64_t right)
 {
-    struct SKrRateName
-    {
-        const char* name;
-        const char* fraction;
-    };
-    static constexpr std::array<SKrRateName, 8> kRates = {{{"23.976", "24000/1001"},
-                                                           {"24", "24/1"},
-                                                           {"25", "25/1"},
-                                                           {"29.97", "30000/1001"},
-                                                           {"30", "30/1"},
-                                                           {"50", "50/1"},
-                                                           {"59.94", "60000/1001"},
-                                                           {"60", "60/1"}}};
+    return std::to_string(left) + sign + std::to_string(right);
+}
+
+struct SKrNamedRate
+{
+    const char* name;
+    uint32_t rate;
+    uint32_t scale;
+};
+constexpr std::array<SKrNamedRate, 8> kRates = {{{"23.976", 24000, 1001},
+                                                 {"24", 24, 1},
+                                                 {"25", 25, 1},
+                                                 {"29.97", 30000, 1001},
+                                                 {"30", 30, 1},
+                                                 {"50", 50, 1},
+                                                 {"59.94", 60000, 1001},
+                                                 {"60", 60, 1}}};
+
+// Whether a stream has a rate, but for what headers round: half a thousandth.
+bool IsRateOf(const SKrNamedRate& named, const SKrStreamHeader& stream)
+{
+    const uint64_t is = uint64_t{stream.rate} * named.scale;
+    const uint64_t wanted = uint64_t{stream.scale} * named.rate;
+    return std::max(is, wanted) - std::min(is, wanted) <= wanted / 2000;
+}
+
+// Of what the reader tells hosts. It has codes for eight rates, and for any other the nearest one's.
+Json FrameRateJson(uint32_t code, const SKrStreamHeader* stream, CKrReport& report)
+{
     if (code >= kRates.size())
         return nullptr;
-    return {{"code", code}, {"fraction", kRates[code].fraction}, {"framesPerSecond", kRates[code].name}};
+    const SKrNamedRate& named = kRates[code];
+    const std::string fraction = Fraction(named.rate, "/", named.scale);
+    if (stream == nullptr || IsRateOf(named, *stream))
+        return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
+    report.Note("the reader has no code for " + Fraction(stream->rate, "/", stream->scale) +
+                " frames per second; hosts are told " + named.name);
+    return nullptr;
 }
 
 Json ScanModeJson(EKrScanMode mode)
@@ -94,11 +117,6 @@ Json AspectModeJson(uint32_t mode)
     default:
         return Named(mode, "no such mode");
     }
-}
-
-std::string Fraction(int64_t left, const char* sign, int64_t right)
-{
-    return std::to_string(left) + sign + std::to_string(right);
 }
 
 std::string SizeText(int64_t width, int64_t height)
@@ -164,7 +182,7 @@ Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     {
         video["size"] = SizeText(format.width, format.height);
         video["displaySize"] = SizeText(format.displayWidth, format.displayHeight);
-        video["frameRate"] = FrameRateJson(format.frameRate);
+        video["frameRate"] = FrameRateJson(format.frameRate, stream, report);
         video["scanMode"] = ScanModeJson(static_cast<EKrScanMode>(format.scanMode));
         video["aspectMode"] = AspectModeJson(format.aspectMode);
         video["compression"] = CompressionJson(compression);
@@ -199,6 +217,8 @@ Json AudioJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     double duration = 0;
     const bool hasChunks = file.Reader().GetAudioStreamInfo(&format, &valid, &chunkId, &duration) != 0;
     const SKrStreamHeader* const stream = FirstUsableAudioStream(facts);
+    if (const std::string text = UnindexedSoundText(facts); !text.empty())
+        report.Note(text);
     if (!hasChunks && stream == nullptr)
         return nullptr;
     Json audio = {{"chunkId", ChunkIdJson(chunkId)}};

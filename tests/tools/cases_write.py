@@ -1,6 +1,7 @@
 """write and rewrap: what goes in comes out, and what cannot be carried is refused."""
 
 import json
+import os
 import struct
 
 import avi_builder as avi
@@ -180,6 +181,21 @@ def test_write_refuses(kravi):
     refused(kravi, "no WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
     refused(kravi, "--force", "write", "there.avi", "--jpeg", "f%03d.jpg")
     refused(kravi, "cannot be written", "write", "missing/out.avi", "--jpeg", "f%03d.jpg")
+
+
+def test_pictures_that_are_read_are_not_replaced(kravi):
+    frames = jpegs(kravi, 12)
+    raw = avi.payload(3, 33 * 17 * 3)
+    kravi.write("f.bgr", raw)
+    os.link(kravi.path("f010.jpg"), kravi.path("other.avi"))  # the same file by another name
+    read = "it is the file that is read"
+    for target in ("f000.jpg", "f011.jpg", "./f010.jpg", "other.avi"):
+        refused(kravi, read, "write", target, "--jpeg", "f%03d.jpg", "--force")
+    refused(kravi, read, "write", "f.bgr", "--raw", "f.bgr", "--size", "33x17", "--force")
+    equal([kravi.read(f"f{number:03d}.jpg") for number in range(12)], frames, "pictures")
+    check(kravi.read("f.bgr") == raw, "raw pictures")
+    written(kravi, "--jpeg", "f%03d.jpg", "--start", "2")
+    exit_code(kravi("write", "f001.jpg", "--jpeg", "f%03d.jpg", "--start", "2", "--force"), 0)  # it is not among them
 
 
 def test_rewrap_of_every_kind_of_file(kravi):

@@ -81,6 +81,7 @@ public:
 
     uint64_t Frames() const override { return m_files.count; }
     SKrPictureSize Size() const override { return m_size; }
+    const SKrFrameFiles& Files() const override { return m_files; }
 
     SKrSampleBytes Frame(uint64_t number) const override
     {
@@ -117,6 +118,7 @@ public:
 
     uint64_t Frames() const override { return m_frames; }
     SKrPictureSize Size() const override { return m_layout.size; }
+    const SKrFrameFiles& Files() const override { return m_files; }
 
     SKrSampleBytes Frame(uint64_t number) const override
     {

@@ -20,18 +20,6 @@ struct SKrPictureSize
     uint32_t height = 0;
 };
 
-class IKrFrameInput
-{
-public:
-    virtual ~IKrFrameInput() = default;
-
-    [[nodiscard]] virtual uint64_t Frames() const = 0;
-    [[nodiscard]] virtual SKrPictureSize Size() const = 0;
-
-    // Throws CKrToolError when the frame is not like the others.
-    [[nodiscard]] virtual SKrSampleBytes Frame(uint64_t number) const = 0;
-};
-
 // The files of a pattern, from `start` on (without a value: from 0, or from 1 when there is no 0) up to the
 // first number that is missing.
 struct SKrFrameFiles
@@ -43,6 +31,21 @@ struct SKrFrameFiles
     [[nodiscard]] std::string NameOf(uint64_t frame) const { return pattern.NameOf(first + frame); }
 };
 SKrFrameFiles FindFrameFiles(const std::string& pattern, std::optional<uint64_t> start);
+
+class IKrFrameInput
+{
+public:
+    virtual ~IKrFrameInput() = default;
+
+    [[nodiscard]] virtual uint64_t Frames() const = 0;
+    [[nodiscard]] virtual SKrPictureSize Size() const = 0;
+
+    // What is read while the frames are asked for: no output may take the place of one of these.
+    [[nodiscard]] virtual const SKrFrameFiles& Files() const = 0;
+
+    // Throws CKrToolError when the frame is not like the others.
+    [[nodiscard]] virtual SKrSampleBytes Frame(uint64_t number) const = 0;
+};
 
 // JPEG files as they are. All must have the first one's size.
 std::unique_ptr<IKrFrameInput> MakeJpegInput(const std::string& pattern, std::optional<uint64_t> start);

@@ -88,6 +88,14 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
         throw CKrToolError({}, "--aspect-mode: 0, 1, 3, 4 or 5 is wanted");
     return format;
 }
+
+// No picture that is still to be read may be replaced, whatever name leads to it.
+void CheckPictures(const SKrWriteOptions& options, const SKrFrameFiles& files)
+{
+    for (uint64_t number = 0; number < files.count; ++number)
+        CheckTarget(options.file, options.force, files.NameOf(number));
+}
+
 void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& progress)
 {
     const bool isJpeg = !options.jpeg.empty();
@@ -99,6 +107,7 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
     const std::unique_ptr<IKrFrameInput> frames =
         isJpeg ? MakeJpegInput(options.jpeg, options.start)
                : MakeRawInput(options.raw, options.start, RawLayout(options));
+    CheckPictures(options, frames->Files());
     SKrRecordingFormat format = FormatOf(options, *frames, isJpeg);
     std::optional<CKrWaveInput> wave;
     if (!options.audio.empty())

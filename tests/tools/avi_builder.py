@@ -20,8 +20,8 @@ def pcm_format(rate=48000, channels=2, bits=16):
     return struct.pack("<HHIIHH", 1, channels, rate, rate * align, align, bits)
 
 
-def stream_header(kind, handler, scale, rate, length, sample_size):
-    return struct.pack("<4s4sIHHIIIIIIII4H", kind, handler, 0, 0, 0, 0, scale, rate, 0, length, 0, 0xFFFFFFFF,
+def stream_header(kind, handler, scale, rate, length, sample_size, start=0):
+    return struct.pack("<4s4sIHHIIIIIIII4H", kind, handler, 0, 0, 0, 0, scale, rate, start, length, 0, 0xFFFFFFFF,
                        sample_size, 0, 0, 0, 0)
 
 
@@ -32,6 +32,7 @@ class Stream:
         self.kind, self.fmt, self.chunks = kind, fmt, chunks
         self.scale, self.rate, self.sample_size = scale, rate, sample_size
         self.handler, self.name = handler, name
+        self.start = 0  # units before the first one
         self.positions = []  # of the payloads, set by the builder
         self.keys = None  # numbers of the key frames; None: all
 
@@ -74,7 +75,7 @@ def header_list(streams, frames, super_indexes=None, flags=0x10, total=None):
     parts = [chunk(b"avih", struct.pack("<14I", micro, 0, 0, flags, frames, 0, len(streams), 0, 64, 48, 0, 0, 0, 0))]
     for number, stream in enumerate(streams):
         inner = [chunk(b"strh", stream_header(stream.kind, stream.handler, stream.scale, stream.rate, stream.units(),
-                                              stream.sample_size)),
+                                              stream.sample_size, stream.start)),
                  chunk(b"strf", stream.fmt)]
         if super_indexes:
             inner.append(chunk(b"indx", super_indexes[number]))

@@ -23,12 +23,13 @@ import cases_paths
 import cases_progress
 import cases_recover
 import cases_report
+import cases_start
 import cases_verify
 import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_verify, cases_map,
+CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_start, cases_verify, cases_map,
          cases_hostile, cases_manual, cases_progress, cases_interruption, cases_paths]
 
 

@@ -81,9 +81,21 @@ private:
         return stream;
     }
 
+    // The new file starts both streams together.
+    void CheckStart(const SKrStreamHeader& header)
+    {
+        if (header.start == 0)
+            return;
+        const std::string text = StartText(header, header.number);
+        if (!m_options.lossyHeader)
+            Refuse(text + ", which the writer does not store; --lossy-header leaves that out");
+        m_report.Note("left out: " + text);
+    }
+
     void PrepareVideo()
     {
         const SKrStreamChunks stream = ChunksOf(EKrStreamKind::Video, m_options.video);
+        CheckStart(m_facts.streams[stream.stream]);
         TakeVideoFormat(m_facts.streams[stream.stream]);
         TakeRange(stream);
         CheckKeyFrames(stream);
@@ -203,6 +215,7 @@ private:
         if (m_options.noAudio || (!hasAudio && !m_options.audio))
             return;
         SKrStreamChunks stream = ChunksOf(EKrStreamKind::Audio, m_options.audio);
+        CheckStart(m_facts.streams[stream.stream]);
         TakeAudioFormat(m_facts.streams[stream.stream]);
         m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
         if (CountCutChunks(m_file, m_source.clip.audio) != 0)

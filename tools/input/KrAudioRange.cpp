@@ -41,6 +41,21 @@ SKrAudioUnit AudioUnit(const SKrStreamHeader& stream)
     return {{stream.rate, stream.scale}, stream.sampleSize};
 }
 
+std::optional<int64_t> AudioUnitAtFrame(uint64_t frame, const SKrStreamHeader& video,
+                                        const SKrStreamHeader& audio)
+{
+    if (frame > UINT64_MAX - video.start)
+        return std::nullopt;
+    const SKrRate units = AudioUnit(audio).rate;
+    const auto time = AudioUnitsUntil(video.start + frame, {video.rate, video.scale}, units);
+    // The header need not count in the units that the format has.
+    const auto start = audio.start == 0 ? std::optional<uint64_t>(0)
+                                        : AudioUnitsUntil(audio.start, {audio.rate, audio.scale}, units);
+    if (!time || !start || *time > INT64_MAX || *start > INT64_MAX)
+        return std::nullopt;
+    return static_cast<int64_t>(*time) - static_cast<int64_t>(*start);
+}
+
 Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, uint64_t end)
 {
     if (unit.bytes == 0)

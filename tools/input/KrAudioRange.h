@@ -33,6 +33,11 @@ struct SKrAudioUnit
 };
 SKrAudioUnit AudioUnit(const SKrStreamHeader& stream);
 
+// The unit of an audio stream that is due when a video frame is: the nearest one, counted from the stream's
+// first, which is below 0 where the sound starts later. Both streams' starts count. Nothing as above.
+std::optional<int64_t> AudioUnitAtFrame(uint64_t frame, const SKrStreamHeader& video,
+                                        const SKrStreamHeader& audio);
+
 // The part of the chunks that holds the units from `first` on and before `end`. Positions and sizes are cut
 // to it.
 Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, uint64_t end);

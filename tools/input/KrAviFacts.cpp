@@ -7,6 +7,8 @@
 #include "tools/input/KrLittleEndian.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <iterator>
 
 namespace KrTool
@@ -252,8 +254,21 @@ std::string UnindexedSoundText(const SKrAviFacts& facts)
         !std::ranges::any_of(facts.streams, &SKrStreamHeader::IsAudio))
         return {};
     return "the reader indexes no sound here: that needs an audio stream whose format has a sample rate, "
-           "channels "
-           "and bits per sample";
+           "channels and bits per sample";
+}
+
+std::string StartText(const SKrStreamHeader& stream, uint32_t number)
+{
+    std::string text = "stream " + std::to_string(number) + " starts " + Counted(stream.start, "unit");
+    if (stream.rate != 0 && stream.scale != 0)
+    {
+        std::array<char, 32> digits; // of the largest start, with three decimals
+        const double seconds = static_cast<double>(uint64_t{stream.start} * stream.scale) / stream.rate;
+        const auto end =
+            std::to_chars(digits.data(), digits.data() + digits.size(), seconds, std::chars_format::fixed, 3);
+        text += " (" + std::string(digits.data(), end.ptr) + " s)";
+    }
+    return text + " late";
 }
 
 std::string KindOf(const SKrAviFacts& facts)

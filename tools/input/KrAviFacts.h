@@ -38,6 +38,10 @@ struct SKrStreamHeader
     bool IsAudio() const;
 };
 
+// That a stream starts late, and how late: "stream 1 starts 24000 units (0.500 s) late". The number is the
+// one that its chunks have, which is not the header's where other headers are lost.
+std::string StartText(const SKrStreamHeader& stream, uint32_t number);
+
 struct SKrAviFacts
 {
     std::vector<SKrRiffChunkInfo> segments;

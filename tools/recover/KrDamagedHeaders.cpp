@@ -142,6 +142,7 @@ void CKrDamagedHeaders::ReadStreamHeader(size_t data)
     stream.handler = GetLe32(m_bytes, data + 4);
     stream.scale = GetLe32(m_bytes, data + 20);
     stream.rate = GetLe32(m_bytes, data + 24);
+    stream.start = GetLe32(m_bytes, data + 28);
     stream.length = GetLe32(m_bytes, data + 32);
     stream.sampleSize = GetLe32(m_bytes, data + 44);
 }

@@ -31,7 +31,9 @@ const SKrVerbHelp kHelp = {
         "it gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, "
         "by which some programs repeat a frame, gives an empty file.",
         "With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in "
-        "whole blocks or chunks for compressed audio.",
+        "whole blocks or chunks for compressed audio. The time of a frame counts from the start of its "
+        "stream, that of a sample likewise: where the headers start the two apart, as info shows, what comes "
+        "out is what plays with the frames.",
         "Streams that the reader's indexes do not cover are found by searching the file for their chunks; "
         "the report says so. Empty chunks are then not found, so that later frames have lower numbers.",
         "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without "
@@ -140,17 +142,17 @@ private:
         const SKrStreamHeader* const video = VideoHeader();
         if (video == nullptr)
             throw CKrToolError(m_file.Path(), "there is no video stream in whose frames a range counts");
-        const SKrAudioUnit unit = AudioUnit(*m_audioHeader);
-        const auto unitsUntil = [video, &unit](uint64_t frame)
-        {
-            return AudioUnitsUntil(frame, {video->rate, video->scale}, unit.rate);
-        };
-        const auto first = unitsUntil(m_options.from.value_or(0));
-        const auto end = m_options.to ? unitsUntil(*m_options.to + 1) : std::optional(UINT64_MAX);
+        const auto first = AudioUnitAtFrame(m_options.from.value_or(0), *video, *m_audioHeader);
+        const auto end = m_options.to ? AudioUnitAtFrame(*m_options.to + 1, *video, *m_audioHeader)
+                                      : std::optional(INT64_MAX);
         if (!first || !end)
             throw CKrToolError(m_file.Path(),
                                "the rates in the headers do not tell which audio belongs to a frame");
-        m_audio.chunks = UnitsOf(m_audio.chunks, unit, *first, *end);
+        m_audio.chunks = UnitsOf(m_audio.chunks, AudioUnit(*m_audioHeader), std::max<int64_t>(*first, 0),
+                                 std::max<int64_t>(*end, 0));
+        if (*first < 0)
+            m_report.Note("the sound starts " + Counted(static_cast<uint64_t>(-*first), "unit") +
+                          " behind the first frame asked for");
     }
 
     const SKrStreamHeader* VideoHeader() const

@@ -136,6 +136,7 @@ private:
         m_videoHeader = m_headers.HeaderOf(EKrStreamKind::Video, *m_videoStream);
         m_format.TakeVideo(m_videoHeader);
         m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
+        NoteStart(m_videoHeader, *m_videoStream);
         m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
         if (m_tooLarge != 0)
             m_report.Finding("left out: " + Counted(m_tooLarge, "frame") + " of 2 GiB or more");
@@ -173,12 +174,20 @@ private:
             const std::string text = "left out: stream " + std::to_string(number) + " with " +
                                      Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk");
             const bool isChosen = kind == EKrStreamKind::Video ? m_options.video.has_value()
+        NoteStart(header, *m_audioStream);
                                                                : m_options.noAudio || m_options.audio;
             if (isChosen)
                 m_report.Note(text);
             else
                 m_report.Finding(text + "; --" + KindName(kind) + ' ' + std::to_string(number) +
                                  " takes it instead");
+    // The written file starts all its streams together.
+    void NoteStart(const SKrStreamHeader* header, uint32_t number) const
+    {
+        if (header != nullptr && header->start != 0)
+            m_report.Note("left out: " + StartText(*header, number));
+    }
+
         }
         if (m_scan.otherChunks != 0)
             m_report.Finding("left out: " + Counted(m_scan.otherChunks, "chunk") +

@@ -1,0 +1,115 @@
+"""Streams that do not start with their file: copies refuse or name that, and extract takes the sound that plays."""
+
+import shutil
+import struct
+import subprocess
+
+import avi_builder as avi
+from cases_extract import extract, samples_until, wave_chunks
+from cases_write import refused, taken_apart
+from kravi_runner import check, equal, exit_code
+
+
+def late(video=0, audio=0, frames=20, rate=(25, 1)):
+    streams = avi.standard_streams(frames)
+    streams[0].start, streams[1].start = video, audio
+    streams[0].rate, streams[0].scale = rate
+    return streams
+
+
+def test_copies_refuse_late_starts(kravi):
+    verbs = (("rewrap", "in.avi", "out.avi"), ("cut", "in.avi", "out.avi", "--from", "2"),
+             ("concat", "in.avi", "-o", "out.avi"))
+    for video, audio, text in ((3, 0, "stream 0 starts 3 units (0.120 s) late"),
+                               (0, 24000, "stream 1 starts 24000 units (0.500 s) late"),
+                               (1, 0, "stream 0 starts 1 unit (0.040 s) late")):
+        streams = late(video, audio)
+        kravi.write("in.avi", avi.simple_avi(streams))
+        for verb in verbs:
+            refused(kravi, f"{text}, which the writer does not store; --lossy-header leaves that out", *verb)
+            report = exit_code(kravi(*verb, "--lossy-header", "--json"), 0).json()
+            note = f"in.avi: left out: {text}" if verb[0] == "concat" else f"left out: {text}"
+            equal(report["notes"], [note], f"{verb}: notes")
+            first = 2 if verb[0] == "cut" else 0
+            equal(taken_apart(kravi), tuple(b"".join(stream.chunks[first:]) for stream in streams), f"{verb}: content")
+            kravi.remove("out.avi")
+            kravi.remove("all")
+            kravi.remove("sound.wav")
+            if kravi.is_emulated:
+                return
+
+
+def test_late_streams_that_are_not_taken(kravi):
+    streams = [*late(0, 24000), avi.pcm([avi.payload(7, 1920 * 4)] * 20)]
+    kravi.write("in.avi", avi.simple_avi(streams))
+    for options in (["--no-audio"], ["--audio", "2"]):
+        report = exit_code(kravi("rewrap", "in.avi", "out.avi", "--force", "--json", *options), 0).json()
+        check(not any("starts" in note for note in report["notes"]), f"{options}: {report['notes']}")
+
+
+def test_recover_notes_late_starts(kravi):
+    streams = late(5, 4800)
+    data = avi.simple_avi(streams)
+    kravi.write("in.avi", data[:streams[0].positions[12]])
+    report = exit_code(kravi("recover", "in.avi", "out.avi", "--json"), 1).json()
+    equal(report["notes"], ["left out: stream 0 starts 5 units (0.200 s) late",
+                            "left out: stream 1 starts 4800 units (0.100 s) late"], "notes")
+
+
+def test_sound_of_frames_counts_from_the_starts(kravi):
+    for video, audio, rate in ((0, 24000, (25, 1)), (3, 0, (25, 1)), (2, 1000, (30000, 1001)), (0, 9600, (25, 1))):
+        streams = late(video, audio, rate=rate)
+        kravi.write("in.avi", avi.simple_avi(streams))
+        sound = b"".join(streams[1].chunks)
+        for first, last in ((14, 16), (0, 15), (5, None), (None, 14), (0, 1)):
+            arguments = [*(["--from", str(first)] if first is not None else []),
+                         *(["--to", str(last)] if last is not None else [])]
+            report = extract(kravi, "in.avi", "--audio", "a.wav", "--force", *arguments)
+            at = [samples_until(video + frame, *rate, 48000) - audio for frame in (first or 0, (last or 0) + 1)]
+            start, end = 4 * max(at[0], 0), len(sound) if last is None else 4 * max(at[1], 0)
+            what = f"{video}, {audio}, {rate}: frames {first} to {last}"
+            check(wave_chunks(kravi.read("a.wav"))[b"data"] == sound[start:end], what)
+            notes = [f"the sound starts {-at[0]} units behind the first frame asked for"] if at[0] < 0 else []
+            equal(report["notes"], notes, what)
+            if kravi.is_emulated:
+                return
+        extract(kravi, "in.avi", "--audio", "a.wav", "--force")
+        check(wave_chunks(kravi.read("a.wav"))[b"data"] == sound, "all of it")
+
+
+def test_start_in_other_units_than_the_samples(kravi):
+    """Headers that count in bytes a second: a start of half a second is 96000 units, and 24000 samples."""
+    streams = late()
+    streams[1].scale, streams[1].rate, streams[1].sample_size, streams[1].start = 1, 192000, 1, 96000
+    kravi.write("in.avi", avi.simple_avi(streams))
+    extract(kravi, "in.avi", "--audio", "a.wav", "--from", "15", "--to", "16")
+    sound = b"".join(streams[1].chunks)
+    at = (15 * 1920 - 24000) * 4
+    check(wave_chunks(kravi.read("a.wav"))[b"data"] == sound[at:at + 2 * 1920 * 4], "sound")
+
+
+def test_compressed_sound_counts_in_chunks(kravi):
+    streams = late()
+    fmt = struct.pack("<HHIIHHH", 0x55, 2, 48000, 16000, 1152, 0, 0)
+    streams[1] = avi.Stream(b"auds", fmt, [avi.payload(number, 300 + number) for number in range(17)], 1152, 48000)
+    streams[1].start = 5
+    kravi.write("in.avi", avi.simple_avi(streams))
+    extract(kravi, "in.avi", "--audio", "a.wav", "--from", "10", "--to", "11")
+    # Frame 10 starts at 0.4 s: 16.67 chunks; frame 12 at 0.48 s: 20 chunks.
+    check(wave_chunks(kravi.read("a.wav"))[b"data"] == b"".join(streams[1].chunks[12:15]), "chunks")
+
+
+def test_the_same_sound_as_ffmpeg(kravi):
+    if kravi.is_emulated or not shutil.which("ffmpeg"):
+        return
+    for audio in (0, 12345, 24000):
+        kravi.write("in.avi", avi.simple_avi(late(0, audio)))
+        trim = "atrim=start_sample={}:end_sample={}".format(14 * 1920 - audio, 18 * 1920 - audio)
+        if audio:  # by time, as a player counts it
+            trim = "atrim=start=0.56:end=0.72"
+        command = ["ffmpeg", "-v", "error", "-copyts", "-i", kravi.path("in.avi"), "-vn", "-af", trim, "-f", "s16le", "-"]
+        heard = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                               check=True).stdout
+        extract(kravi, "in.avi", "--audio", "a.wav", "--from", "14", "--to", "17", "--force")
+        got = wave_chunks(kravi.read("a.wav"))[b"data"]
+        check(got == heard, f"start {audio}: {len(got)} bytes, {len(heard)} by ffmpeg")

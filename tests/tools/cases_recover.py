@@ -350,6 +350,28 @@ def test_what_the_writer_cannot_carry(kravi):
     equal((report["emptyFrames"], report["framesLost"], len(report["findings"])), (1, 0, 4), "report")
 
 
+def test_rows_from_the_top(kravi):
+    """Uncompressed pictures stand upright whether or not a size is given; those of a codec are no rows."""
+    row, height = 5 * 3 + 1, 4
+    frames = [avi.payload(number, row * height) for number in range(3)]
+    upright = [b"".join(frame[at:at + row] for at in range(row * (height - 1), -1, -row)) for frame in frames]
+    note = ["the rows of its pictures, which come from the top, are stored from the bottom"]
+    sizes = ([], ["--size", "5x4"])
+    for stored, wanted, notes in ((-4, upright, note), (4, frames, [])):
+        data = avi.simple_avi([avi.video(frames, width=5, height=stored, compression=bytes(4))])
+        for options in sizes:
+            report = recovered(kravi, data, *options, code=0)
+            check_content(kravi, report, wanted, None, f"height {stored}, {options}")
+            equal((report["width"], report["height"], report["notes"]), (5, 4, notes), f"height {stored}, {options}")
+            if kravi.is_emulated:
+                return
+    data = avi.simple_avi([avi.video([*frames, frames[0][:-row]], width=5, height=-4, compression=bytes(4))])
+    for options in sizes:
+        report = recovered(kravi, data, *options)
+        check_content(kravi, report, [*upright, frames[0][:-row]], None, "a short frame")
+        equal(report["findings"], ["still with rows from the top: 1 frame that has not the 64 bytes of all rows"], "findings")
+
+
 def test_refused(kravi):
     kravi.write("text.avi", b"This is no AVI file, and nothing in it looks like a chunk. " * 50)
     kravi.write("empty.avi", b"")

@@ -89,6 +89,23 @@ private:
     size_t m_piece = 0;
     uint64_t m_bytes = 0;
 };
+
+SKrSampleBytes Turned(SKrSampleBytes frame, uint64_t row, int32_t rows)
+{
+    if (row == 0 || frame.length != row * static_cast<uint32_t>(rows))
+        return frame;
+    const uint32_t length = frame.length;
+    return {length, [frame = std::move(frame), row = static_cast<std::ptrdiff_t>(row)](uint8_t* buffer)
+            {
+                frame.load(buffer);
+                uint8_t* first = buffer;
+                for (uint8_t* behind = buffer + frame.length; behind - first >= 2 * row; first += row)
+                {
+                    behind -= row;
+                    std::swap_ranges(first, first + row, behind);
+                }
+            }};
+}
 } // namespace
 
 SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingFormat& format,
@@ -110,7 +127,7 @@ SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingForm
         for (const SKrChunkIndexEntry& frame : clip.frames)
         {
             sound.AddForFrame(recording);
-            recording.AddFrame(frames.Next(frame.size));
+            recording.AddFrame(Turned(frames.Next(frame.size), clip.turnedRow, format.video.height));
             progress.Advance(done++);
         }
     }

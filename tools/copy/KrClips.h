@@ -22,10 +22,11 @@ struct SKrClip
     std::shared_ptr<IKrFile> source;
     Chunks frames;
     Chunks audio;
-    uint64_t silence = 0; // bytes behind the audio
+    uint64_t silence = 0;   // bytes behind the audio
+    uint64_t turnedRow = 0; // bytes of a row, where whole frames get their last row first; 0: as they are
 };
 
-// Frames and sound come out as they are, in this order.
+// Frames and sound come out as they are, in this order, but for rows that are turned around.
 SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingFormat& format,
                               const std::string& output, bool force, CKrProgress& progress);
 } // namespace KrTool

@@ -93,6 +93,7 @@ void CKrRecoveredFormat::TakeVideo(const SKrStreamHeader* stream)
     TakeRate(stream);
     if (!m_missing.empty())
         Refuse("the video format is not in its headers; give" + m_missing);
+    TakeRowOrder(stream);
     TakeScanModeAndAspect();
 }
 
@@ -108,11 +109,7 @@ void CKrRecoveredFormat::TakeSize(const SKrStreamHeader* stream)
     else if (IsUsable(stream))
     {
         video.width = static_cast<int32_t>(GetLe32(stream->format, 4));
-        video.height = static_cast<int32_t>(GetLe32(stream->format, 8));
-        if (video.height < 0)
-            Refuse("its pictures have rows from the top, which the writer does not store; --size " +
-                   std::to_string(video.width) + 'x' + std::to_string(-video.height) +
-                   " takes them as they are");
+        video.height = std::abs(static_cast<int32_t>(GetLe32(stream->format, 8)));
     }
     else if (m_headers.width - 1 < kMostPixels && m_headers.height - 1 < kMostPixels)
     {
@@ -172,6 +169,20 @@ void CKrRecoveredFormat::TakeRate(const SKrStreamHeader* stream)
         m_format.video.frameRate = *code;
     else
         m_missing += " --rate";
+}
+
+// A negative height says that rows come from the top, whatever size the options give. It counts for
+// uncompressed frames alone, whose rows are turned around; of others it is not known what it means.
+void CKrRecoveredFormat::TakeRowOrder(const SKrStreamHeader* stream)
+{
+    if (!IsUsable(stream) || static_cast<int32_t>(GetLe32(stream->format, 8)) > 0)
+        return;
+    const SKrAviVideoParams& video = m_format.video;
+    if (m_format.codec == 0)
+        m_turnedRow = (uint64_t{static_cast<uint32_t>(video.width)} * video.bitCount + 31) / 32 * 4;
+    else if (m_options.size.empty())
+        Refuse("its pictures have rows from the top, which the writer does not store; --size " +
+               std::to_string(video.width) + 'x' + std::to_string(video.height) + " takes them as they are");
 }
 
 // The reader knows both where it can open the file.

@@ -27,17 +27,23 @@ public:
 
     [[nodiscard]] const SKrRecordingFormat& Format() const { return m_format; }
 
+    // Bytes of a row of frames whose rows come from the top, so that the writer wants them turned around; 0
+    // for frames that it takes as they are.
+    [[nodiscard]] uint64_t TurnedRow() const { return m_turnedRow; }
+
 private:
     [[noreturn]] void Refuse(const std::string& cause) const;
     void TakeSize(const SKrStreamHeader* stream);
     void TakeCodec(const SKrStreamHeader* stream);
     void TakeRate(const SKrStreamHeader* stream);
+    void TakeRowOrder(const SKrStreamHeader* stream);
     void TakeScanModeAndAspect();
 
     const SKrRecoverOptions& m_options;
     const SKrLeftHeaders& m_headers;
     CKrReport& m_report;
     SKrRecordingFormat m_format;
+    uint64_t m_turnedRow = 0;
     std::string m_missing; // the options that are needed
 };
 } // namespace KrTool

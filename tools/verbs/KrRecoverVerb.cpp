@@ -30,8 +30,10 @@ const SKrVerbHelp kHelp = {
     {
         "Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of "
         "its lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk "
-        "that is there in full comes over, unchanged; the report tells what is lost. What the headers do not "
-        "tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits (24) "
+        "that is there in full comes over, unchanged; the report tells what is lost. Rows of uncompressed "
+        "frames that come from the top are put into the order that the writer stores. What the headers do "
+        "not tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits "
+        "(24) "
         "and --pcm, which also stand above what the headers say.",
         "Findings: frames and chunks that are lost or left out; bytes that belong to no whole chunk.",
     },
@@ -134,15 +136,31 @@ private:
         if (!m_videoStream)
             Refuse("it has no whole frame");
         m_videoHeader = m_headers.HeaderOf(EKrStreamKind::Video, *m_videoStream);
+        NoteStart(m_videoHeader, *m_videoStream);
         m_format.TakeVideo(m_videoHeader);
         m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
-        NoteStart(m_videoHeader, *m_videoStream);
         m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
         if (m_tooLarge != 0)
             m_report.Finding("left out: " + Counted(m_tooLarge, "frame") + " of 2 GiB or more");
+        ReportRows();
         if (m_video.emptyChunks != 0)
             m_report.Finding("left out: " + Counted(m_video.emptyChunks, "frame") +
                              " without data, by which some programs repeat a frame");
+    }
+
+    // Rows are turned around only where a frame is as large as they are together.
+    void ReportRows() const
+    {
+        if (m_format.TurnedRow() == 0)
+            return;
+        const uint64_t bytes = m_format.TurnedRow() * static_cast<uint32_t>(m_format.Format().video.height);
+        const auto others = static_cast<uint64_t>(
+            std::ranges::count_if(m_video.chunks, [bytes](auto& frame) { return frame.size != bytes; }));
+        m_report.Note("the rows of its pictures, which come from the top, are stored from the bottom");
+        if (others != 0)
+            m_report.Finding("still with rows from the top: " + Counted(others, "frame") + " that " +
+                             (others == 1 ? "has" : "have") + " not the " + Counted(bytes, "byte") +
+                             " of all rows");
     }
 
     void PrepareAudio()
@@ -156,10 +174,18 @@ private:
         const bool isThere = m_audioStream || header != nullptr || !m_options.pcm.empty();
         if (!isThere || !m_format.TakeAudio(header) || !m_audioStream)
             return;
+        NoteStart(header, *m_audioStream);
         m_audio = std::move(m_scan.streams.at({*m_audioStream, EKrStreamKind::Audio}));
         const uint64_t cut = CutBrokenSamples(m_audio, m_format.Format().audio->blockAlign);
         if (cut != 0)
             m_report.Finding("left out: " + Counted(cut, "byte") + " of samples that the damage cut");
+    }
+
+    // The written file starts all its streams together.
+    void NoteStart(const SKrStreamHeader* header, uint32_t number) const
+    {
+        if (header != nullptr && header->start != 0)
+            m_report.Note("left out: " + StartText(*header, number));
     }
 
     // What the written file has no place for. It is a finding unless the user chose among the streams.
@@ -174,20 +200,12 @@ private:
             const std::string text = "left out: stream " + std::to_string(number) + " with " +
                                      Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk");
             const bool isChosen = kind == EKrStreamKind::Video ? m_options.video.has_value()
-        NoteStart(header, *m_audioStream);
                                                                : m_options.noAudio || m_options.audio;
             if (isChosen)
                 m_report.Note(text);
             else
                 m_report.Finding(text + "; --" + KindName(kind) + ' ' + std::to_string(number) +
                                  " takes it instead");
-    // The written file starts all its streams together.
-    void NoteStart(const SKrStreamHeader* header, uint32_t number) const
-    {
-        if (header != nullptr && header->start != 0)
-            m_report.Note("left out: " + StartText(*header, number));
-    }
-
         }
         if (m_scan.otherChunks != 0)
             m_report.Finding("left out: " + Counted(m_scan.otherChunks, "chunk") +
@@ -202,8 +220,9 @@ private:
 
     SKrRecordingResult Write() const
     {
-        return WriteClips({{m_options.file, m_source, m_video.chunks, m_audio.chunks}}, m_format.Format(),
-                          m_options.output, m_options.force, m_progress);
+        return WriteClips(
+            {{m_options.file, m_source, m_video.chunks, m_audio.chunks, 0, m_format.TurnedRow()}},
+            m_format.Format(), m_options.output, m_options.force, m_progress);
     }
 
     // Frames that the headers count and that are not there; nothing where they count none, or fewer than

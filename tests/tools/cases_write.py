@@ -143,7 +143,7 @@ def test_raw_frames_as_they_are(kravi):
     frames = [avi.payload(number, 8 * 6 * 2) for number in range(3)]
     for number, data in enumerate(frames):
         kravi.write(f"r{number}.yuv", data)
-    report = written(kravi, "--raw", "r%d.yuv", "--size", "8x6", "--bits", "16", "--codec", "UYVY", "--rate", "7")
+    report = written(kravi, "--raw", "r%d.yuv", "--size", "8x6", "--bits", "16", "--codec", "UYVY", "--rate", "60")
     equal((report["codec"], report["frameRate"]), ("UYVY", "60"), "report")
     equal(taken_apart(kravi, audio=False)[0], b"".join(frames), "frames")
 
@@ -181,6 +181,15 @@ def test_write_refuses(kravi):
     refused(kravi, "no WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
     refused(kravi, "--force", "write", "there.avi", "--jpeg", "f%03d.jpg")
     refused(kravi, "cannot be written", "write", "missing/out.avi", "--jpeg", "f%03d.jpg")
+
+
+def test_rates_have_no_codes(kravi):
+    jpegs(kravi, 2)
+    kravi.write("in.avi", avi.simple_avi(avi.standard_streams(2)))
+    for code in range(8):
+        refused(kravi, f"'{code}' is none of 23.976, 24, 25,", "write", "out.avi", "--jpeg", "f%03d.jpg", "--rate", str(code))
+    for verb in (("rewrap", "in.avi", "out.avi"), ("recover", "in.avi", "out.avi"), ("concat", "in.avi", "-o", "out.avi")):
+        refused(kravi, "'5' is none of 23.976, 24, 25,", *verb, "--rate", "5")
 
 
 def test_pictures_that_are_read_are_not_replaced(kravi):

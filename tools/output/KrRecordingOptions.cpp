@@ -55,13 +55,9 @@ uint32_t ParseCodec(const std::string& text)
 uint32_t ParseFrameRate(const std::string& text)
 {
     const auto found = std::ranges::find(kRateNames, text);
-    if (found != kRateNames.end())
-        return static_cast<uint32_t>(found - kRateNames.begin());
-    if (text.size() == 1 && text[0] >= '0' && text[0] <= '7')
-        return static_cast<uint32_t>(text[0] - '0');
-    throw CKrToolError({}, "--rate: '" + text +
-                               "' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60 and no code "
-                               "from 0 to 7");
+    if (found == kRateNames.end())
+        throw CKrToolError({}, "--rate: '" + text + "' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60");
+    return static_cast<uint32_t>(found - kRateNames.begin());
 }
 
 std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale)

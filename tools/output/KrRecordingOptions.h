@@ -22,8 +22,8 @@ SKrPictureSize ParseSize(const std::string& text);
 // Four characters; 0 for an empty text.
 uint32_t ParseCodec(const std::string& text);
 
-// A frame rate by its name (23.976, 24, 25, 29.97, 30, 50, 59.94, 60) or code (0 to 7, where that is no
-// name); throws CKrToolError for anything else.
+// The code of a frame rate by its name: 23.976, 24, 25, 29.97, 30, 50, 59.94 or 60. Throws CKrToolError for
+// anything else.
 uint32_t ParseFrameRate(const std::string& text);
 
 // The code of exactly this rate; nothing when the writer has none.

@@ -43,27 +43,28 @@ struct SKrWriteOptions
     EKrScanMode scan = EKrScanMode::Progressive;
     std::optional<uint64_t> aspectMode;
     std::optional<uint64_t> displayWidth;
-    std::string size; // of raw pictures, WIDTHxHEIGHT
-    uint64_t bits = 24;
-    std::string codec; // of raw pictures; empty: uncompressed
-    uint64_t stride = 0;
-    bool isTopDown = true; // rows of raw pictures
+    std::string size; // WIDTHxHEIGHT; this and the next four are of raw pictures
+    std::optional<uint64_t> bits;
+    std::string codec; // empty: uncompressed
+    std::optional<uint64_t> stride;
+    std::optional<bool> isTopDown;
     bool force = false;
 };
 
-constexpr uint32_t kJpegBits = 24;
+constexpr uint32_t kUsualBits = 24; // of JPEG pictures, too
 constexpr uint32_t kSquarePixels = 3;
 
 SKrRawLayout RawLayout(const SKrWriteOptions& options)
 {
     SKrRawLayout layout;
     layout.size = ParseSize(options.size);
-    layout.bitsPerPixel = static_cast<uint32_t>(options.bits);
-    layout.stride = options.stride;
-    layout.isTopDown = options.isTopDown;
+    const uint64_t bits = options.bits.value_or(kUsualBits);
+    layout.bitsPerPixel = static_cast<uint32_t>(bits);
+    layout.stride = options.stride.value_or(0);
+    layout.isTopDown = options.isTopDown.value_or(true);
     layout.isUncompressed = options.codec.empty();
-    const bool hasWholeBytes = options.bits == 16 || options.bits == 24 || options.bits == 32;
-    if (layout.isUncompressed ? !hasWholeBytes : options.bits == 0 || options.bits > 64)
+    const bool hasWholeBytes = bits == 16 || bits == 24 || bits == 32;
+    if (layout.isUncompressed ? !hasWholeBytes : bits == 0 || bits > 64)
         throw CKrToolError({}, "--bits: uncompressed frames have 16, 24 or 32, others 1 to 64");
     return layout;
 }
@@ -77,7 +78,7 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     format.video.height = static_cast<int32_t>(size.height);
     format.video.displayWidth = static_cast<uint16_t>(options.displayWidth.value_or(size.width));
     format.video.displayHeight = static_cast<uint16_t>(size.height);
-    format.video.bitCount = static_cast<uint8_t>(isJpeg ? kJpegBits : options.bits);
+    format.video.bitCount = static_cast<uint8_t>(options.bits.value_or(kUsualBits));
     format.video.frameRate = ParseFrameRate(options.rate);
     format.video.scanMode = static_cast<int32_t>(options.scan);
     format.video.aspectMode =
@@ -87,6 +88,21 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     if (format.video.aspectMode > 5 || format.video.aspectMode == 2)
         throw CKrToolError({}, "--aspect-mode: 0, 1, 3, 4 or 5 is wanted");
     return format;
+}
+
+// JPEG pictures say themselves what these options say of raw ones.
+void RefuseRawOptions(const SKrWriteOptions& options)
+{
+    const std::pair<const char*, bool> given[] = {{"--size", !options.size.empty()},
+                                                  {"--bits", options.bits.has_value()},
+                                                  {"--codec", !options.codec.empty()},
+                                                  {"--stride", options.stride.has_value()},
+                                                  {"--rows", options.isTopDown.has_value()}};
+    for (const auto& [name, isGiven] : given)
+    {
+        if (isGiven)
+            throw CKrToolError({}, std::string(name) + " is about raw pictures");
+    }
 }
 
 // No picture that is still to be read may be replaced, whatever name leads to it.
@@ -101,7 +117,9 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
     const bool isJpeg = !options.jpeg.empty();
     if (isJpeg == !options.raw.empty())
         throw CKrToolError({}, "give the pictures with --jpeg or with --raw");
-    if (!isJpeg && options.size.empty())
+    if (isJpeg)
+        RefuseRawOptions(options);
+    else if (options.size.empty())
         throw CKrToolError({}, "--raw needs --size");
     CheckTarget(options.file, options.force, options.audio);
     const std::unique_ptr<IKrFrameInput> frames =

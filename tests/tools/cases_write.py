@@ -166,6 +166,9 @@ def test_write_refuses(kravi):
     refused(kravi, "another size", *write, "--jpeg", "x%d.jpg")
     for name, value in (("--size", "64x48"), ("--bits", "24"), ("--codec", "MJPG"), ("--stride", "192"), ("--rows", "top-down")):
         refused(kravi, f"{name} is about raw pictures", *write, "--jpeg", "f%03d.jpg", name, value)
+    refused(kravi, "the name is empty", "write", "", "--jpeg", "f%03d.jpg")
+    refused(kravi, "the name is empty", "rewrap", "there.avi", "")
+    refused(kravi, "the name is empty", "concat", "there.avi", "-o", "")
     refused(kravi, "no JPEG", *write, "--jpeg", "text.jpg")
     refused(kravi, "cut.jpg", *write, "--jpeg", "cut.jpg")
     refused(kravi, "needs --size", *write, "--raw", "in.raw")

@@ -37,6 +37,11 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
         all += (all.empty() ? "" : ", ") + word;
     throw CLI::ValidationError(name, "'" + Printable(text) + "' is none of " + all);
 }
+// What is wrong with an empty name; messages about files could not say which one they mean.
+std::string EmptyName(const std::string& name)
+{
+    return name.empty() ? "the name is empty" : std::string();
+}
 } // namespace
 
 CKrVerbOptions CKrVerbOptions::AddVerb(const std::string& name, const std::string& about,
@@ -49,19 +54,19 @@ CKrVerbOptions CKrVerbOptions::AddVerb(const std::string& name, const std::strin
 
 void CKrVerbOptions::AddArgument(const std::string& name, std::string& value, const std::string& about)
 {
-    m_verb.add_option(name, value, about)->required()->type_name("");
+    m_verb.add_option(name, value, about)->required()->type_name("")->check(EmptyName);
 }
 
 void CKrVerbOptions::AddOptionalArgument(const std::string& name, std::string& value,
                                          const std::string& about)
 {
-    m_verb.add_option(name, value, about)->type_name("");
+    m_verb.add_option(name, value, about)->type_name("")->check(EmptyName);
 }
 
 void CKrVerbOptions::AddArguments(const std::string& name, std::vector<std::string>& values,
                                   const std::string& about)
 {
-    m_verb.add_option(name, values, about)->required()->type_name("");
+    m_verb.add_option(name, values, about)->required()->type_name("")->check(EmptyName);
 }
 
 void CKrVerbOptions::AddSwitch(const std::string& names, bool& isOn, const std::string& about)
@@ -78,7 +83,7 @@ void CKrVerbOptions::AddText(const std::string& names, std::string& value, const
 void CKrVerbOptions::AddRequiredText(const std::string& names, std::string& value, const std::string& kind,
                                      const std::string& about)
 {
-    m_verb.add_option(names, value, about)->required()->type_name(kind);
+    m_verb.add_option(names, value, about)->required()->type_name(kind)->check(EmptyName);
 }
 
 void CKrVerbOptions::AddNumber(const std::string& name, uint64_t& value, const std::string& about)

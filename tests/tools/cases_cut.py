@@ -181,7 +181,7 @@ def test_first_frame_that_needs_others(kravi):
         equal(taken_apart(kravi, audio=False)[0], b"".join(streams[0].chunks[7:10]), "frames")
         report = cut(kravi, "in.avi", "out.avi", "--from", "5", "--to", "9")
         equal((report["findings"], report["notes"]),
-              ([], ["9 frames of stream 0 depend on others by the index of the file; that of the new one does not tell"]),
+              ([], ["4 frames of stream 0 depend on others by the index of the file; that of the new one does not tell"]),
               "key frame")
         if kravi.is_emulated:
             return
@@ -194,6 +194,30 @@ def test_first_frame_that_needs_others(kravi):
     streams[0].keys = set()  # no flags are no key frames
     kravi.write("in.avi", avi.simple_avi(streams))
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4")["notes"], [], "notes")
+
+
+def test_frames_that_are_left_out_depend_on_nothing(kravi):
+    """Repeated frames, which are empty and no key frames."""
+    streams = avi.standard_streams(9, audio=0)
+    streams[0].keys = {0, 2, 4, 6, 8}
+    for place in (1, 3, 5, 7):
+        streams[0].chunks[place] = b""
+    kravi.write("in.avi", avi.simple_avi(streams))
+    left_out = "left out: {} without data"
+    report = cut(kravi, "in.avi", "out.avi", "--drop-empty")
+    equal(report["notes"], [left_out.format("4 frames")], "empty ones alone")
+    report = cut(kravi, "in.avi", "out.avi", "--drop-empty", "--from", "1", "--to", "2")
+    equal((report["notes"], report["findings"]), ([left_out.format("1 frame")], []), "an empty one at first")
+    streams[0].keys = {2, 8}
+    kravi.write("in.avi", avi.simple_avi(streams))
+    report = cut(kravi, "in.avi", "out.avi", "--drop-empty", "--from", "1", "--to", "5")
+    equal(report["notes"], ["1 frame of stream 0 depends on others by the index of the file; that of the new one does not tell",
+                            left_out.format("3 frames")], "one more")
+    report = cut(kravi, "in.avi", "out.avi", "--drop-empty", "--from", "3", "--to", "5", code=1)
+    check(report["findings"][0].startswith("frame 4 is no key frame: it needs frames from 2 on"), str(report))
+    kravi.remove("out.avi")
+    refused(kravi, "1 frame has no data, by which", "cut", "in.avi", "out.avi", "--to", "2")
+    refused(kravi, "4 frames have no data, by which", "cut", "in.avi", "out.avi")
 
 
 def test_source_that_is_damaged_at_its_end(kravi):

@@ -108,8 +108,8 @@ private:
         const size_t empty =
             std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
         if (empty != 0 && !m_options.dropEmpty)
-            Refuse(Counted(empty, "frame") +
-                   " have no data, by which some programs repeat a frame; --drop-empty leaves them out");
+            Refuse(Counted(empty, "frame") + (empty == 1 ? " has" : " have") +
+                   " no data, by which some programs repeat a frame; --drop-empty leaves them out");
         if (empty != 0)
             m_report.Note("left out: " + Counted(empty, "frame") + " without data");
         if (frames.empty())
@@ -137,17 +137,28 @@ private:
                    " has " + Counted(count, "frame"));
     }
 
+    // Of the frames that are taken, which empty ones can be left out of.
     void CheckKeyFrames(const SKrStreamChunks& stream)
     {
         const std::vector<bool> keys = KeyFrames(m_file, m_facts, stream.stream, stream.chunks);
-        const auto others = static_cast<uint64_t>(std::ranges::count(keys, false));
+        std::optional<uint64_t> first;
+        uint64_t others = 0;
+        for (uint64_t frame = m_source.firstFrame; frame < m_source.endFrame; ++frame)
+        {
+            if (m_options.dropEmpty && stream.chunks[frame].size == 0)
+                continue;
+            first = first.value_or(frame);
+            others += keys[frame] ? 0 : 1;
+        }
         if (others == 0)
             return;
-        m_report.Note(Counted(others, "frame") + " of stream " + std::to_string(stream.stream) +
-                      " depend on others by the index of the file; that of the new one does not tell");
-        const uint64_t first = m_source.firstFrame;
-        if (keys[first])
-            return;
+        m_report.Note(DependingText(others, stream.stream));
+        if (!keys[*first])
+            FindKeysAround(keys, *first);
+    }
+
+    void FindKeysAround(const std::vector<bool>& keys, uint64_t first)
+    {
         const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
         const auto next = std::find(place, keys.end(), true);
         const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);

@@ -2,6 +2,7 @@
 
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
+#include "tools/command/KrText.h"
 #include "tools/input/KrAviFacts.h"
 #include "tools/input/KrAviFile.h"
 #include "tools/input/KrChunkWalk.h"
@@ -14,6 +15,9 @@ namespace KrTool
 {
 namespace
 {
+// Entries of frames that the caller has not, such as empty ones or those that damage took.
+constexpr uint64_t kMostOtherEntries = uint64_t{1} << 20;
+
 using Positions = std::unordered_set<uint64_t>;
 
 // The entries of a table in a file, read in blocks; what the file does not hold is not there. `take` answers
@@ -121,12 +125,19 @@ std::vector<bool> KeyFrames(const CKrAviFile& file, const SKrAviFacts& facts, ui
     if (stream >= facts.streams.size())
         return keys;
     const std::optional<uint64_t> superIndex = facts.streams[stream].superIndexPosition;
-    const Positions others =
-        superIndex ? FromOpenDml(file, *superIndex, frames.size()) : FromOldIndex(file, facts, stream);
+    const Positions others = superIndex ? FromOpenDml(file, *superIndex, frames.size() + kMostOtherEntries)
+                                        : FromOldIndex(file, facts, stream);
     for (size_t number = 0; number < frames.size(); ++number)
         keys[number] = !others.contains(frames[number].position);
     if (std::ranges::find(keys, true) == keys.end())
         keys.assign(keys.size(), true);
     return keys;
+}
+
+std::string DependingText(uint64_t frames, uint32_t stream)
+{
+    return Counted(frames, "frame") + " of stream " + std::to_string(stream) +
+           (frames == 1 ? " depends" : " depend") +
+           " on others by the index of the file; that of the new one does not tell";
 }
 } // namespace KrTool

@@ -5,6 +5,7 @@
 #include "tools/input/KrStreamChunks.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace KrTool
@@ -16,6 +17,9 @@ struct SKrAviFacts;
 // all of them when the index flags none as one, as some programs write it.
 std::vector<bool> KeyFrames(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t stream,
                             const Chunks& frames);
+
+// What a note says where frames that are no key frames go into a new file: "2 frames of stream 0 depend ...".
+std::string DependingText(uint64_t frames, uint32_t stream);
 } // namespace KrTool
 
 #endif

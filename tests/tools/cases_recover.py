@@ -372,6 +372,19 @@ def test_rows_from_the_top(kravi):
         equal(report["findings"], ["still with rows from the top: 1 frame that has not the 64 bytes of all rows"], "findings")
 
 
+def test_frames_that_depend_on_others(kravi):
+    for kind, build in (("idx1", avi.simple_avi), ("odml", avi.open_dml_avi)):
+        streams = avi.standard_streams(9)
+        streams[0].keys = {0, 4}
+        data = bytearray(build(streams))
+        at = header_at(streams[0], 7)
+        data[at:at + 8] = bytes(8)
+        note = "{} frames of stream 0 depend on others by the index of the file; that of the new one does not tell"
+        equal(recovered(kravi, data)["notes"], [note.format(6)], kind)
+        # The index of the first segment, of five frames, is still there.
+        equal(recovered(kravi, data[:at])["notes"], [note.format(3)] if kind == "odml" else [], f"{kind}: cut")
+
+
 def test_refused(kravi):
     kravi.write("text.avi", b"This is no AVI file, and nothing in it looks like a chunk. " * 50)
     kravi.write("empty.avi", b"")

@@ -6,6 +6,9 @@
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/copy/KrClips.h"
+#include "tools/input/KrAviFacts.h"
+#include "tools/input/KrAviFile.h"
+#include "tools/input/KrKeyFrames.h"
 #include "tools/input/KrWaveInput.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecording.h"
@@ -143,6 +146,7 @@ private:
         if (m_tooLarge != 0)
             m_report.Finding("left out: " + Counted(m_tooLarge, "frame") + " of 2 GiB or more");
         ReportRows();
+        ReportKeyFrames();
         if (m_video.emptyChunks != 0)
             m_report.Finding("left out: " + Counted(m_video.emptyChunks, "frame") +
                              " without data, by which some programs repeat a frame");
@@ -161,6 +165,25 @@ private:
             m_report.Finding("still with rows from the top: " + Counted(others, "frame") + " that " +
                              (others == 1 ? "has" : "have") + " not the " + Counted(bytes, "byte") +
                              " of all rows");
+    }
+
+    // What an index says that is still there. Without one, or without the headers, nothing is known.
+    void ReportKeyFrames() const
+    {
+        if (m_headers.Headers().streams.empty())
+            return;
+        try
+        {
+            const CKrAviFile file(m_options.file);
+            const SKrAviFacts facts = ReadFacts(file, m_progress);
+            const std::vector<bool> keys = KeyFrames(file, facts, *m_videoStream, m_video.chunks);
+            const auto others = static_cast<uint64_t>(std::ranges::count(keys, false));
+            if (others != 0)
+                m_report.Note(DependingText(others, *m_videoStream));
+        }
+        catch (const CKrToolError&) // the reader cannot open what is left
+        {
+        }
     }
 
     void PrepareAudio()

@@ -34,6 +34,7 @@ const SKrVerbHelp kHelp = {
         "whole blocks or chunks for compressed audio. The time of a frame counts from the start of its "
         "stream, that of a sample likewise: where the headers start the two apart, as info shows, what comes "
         "out is what plays with the frames.",
+        "Frames are written before the sound. A file that is complete stays when a later one fails.",
         "Streams that the reader's indexes do not cover are found by searching the file for their chunks; "
         "the report says so. Empty chunks are then not found, so that later frames have lower numbers.",
         "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without "

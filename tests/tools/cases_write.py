@@ -2,11 +2,18 @@
 
 import json
 import os
+import signal
 import struct
+import subprocess
 
 import avi_builder as avi
 from cases_extract import wave_chunks
 from kravi_runner import check, equal, exit_code
+
+try:
+    import resource
+except ImportError:
+    resource = None  # only POSIX has it
 
 
 def jpeg(number, width=64, height=48, size=300):
@@ -186,6 +193,30 @@ def test_write_refuses(kravi):
     refused(kravi, "no WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
     refused(kravi, "--force", "write", "there.avi", "--jpeg", "f%03d.jpg")
     refused(kravi, "cannot be written", "write", "missing/out.avi", "--jpeg", "f%03d.jpg")
+
+
+def test_reason_of_the_system(kravi):
+    """Where the new file finds no place, the system says why."""
+    jpegs(kravi, 2)
+    kravi.write("in.avi", avi.simple_avi(avi.standard_streams(2)))
+    for arguments in (("write", "missing/out.avi", "--jpeg", "f%03d.jpg"), ("rewrap", "in.avi", "missing/out.avi")):
+        cause = exit_code(kravi(*arguments, "--json"), 2).json()["error"]["cause"]
+        check(cause.startswith("it cannot be written: ") and len(cause) > 30, cause)
+    if kravi.is_emulated or resource is None:
+        return
+    before = kravi.names()
+    for limit in (1000, 60000, 600000):  # as little as a full disk takes
+        done = subprocess.run([*kravi.command, "write", "out.avi", "--jpeg", "f%03d.jpg"], cwd=kravi.folder,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=False,
+                              preexec_fn=lambda limit=limit: limit_files(limit))
+        check(done.returncode == 0 if limit == 600000 else b"File too large" in done.stderr, f"{limit}: {done}")
+        equal([name for name in kravi.names() if name != "out.avi"], before, f"{limit}: files")
+
+
+def limit_files(size):
+    """In a new process: no file of its own grows beyond a size."""
+    resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+    signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 
 
 def test_rates_have_no_codes(kravi):

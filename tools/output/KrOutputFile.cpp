@@ -2,11 +2,14 @@
 
 #include "tools/command/KrToolError.h"
 
+#include <vector>
+
 namespace KrTool
 {
 namespace
 {
 constexpr int kMostNamesTried = 100;
+constexpr size_t kTriedBytes = size_t{1} << 20; // more than a disk that counts as full still takes
 constexpr char kExistsAlready[] = "it exists already; --force replaces it";
 
 // Short, so that it fits wherever the target's own name does.
@@ -49,6 +52,22 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
         throw CKrToolError(target, "it is the file that is read");
     if (!replace)
         throw CKrToolError(target, kExistsAlready);
+}
+
+std::string WhyNotWritable(const std::string& target)
+{
+    const std::string name = FreeTemporaryName(target);
+    CKrNewFile file;
+    SKrOsResult result = file.Create(name);
+    if (!result.Ok())
+        return OsErrorText(result.error);
+    const std::vector<uint8_t> block(kTriedBytes);
+    result = file.Write(block.data(), block.size());
+    const SKrOsResult closed = file.Close();
+    RemoveFile(name);
+    if (result.Ok())
+        result = closed;
+    return result.Ok() ? std::string() : OsErrorText(result.error);
 }
 
 CKrOutputFile::CKrOutputFile(std::string target, bool replace)

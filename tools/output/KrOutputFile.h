@@ -17,6 +17,10 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
 // A name in the target's folder that nothing has now.
 std::string FreeTemporaryName(const std::string& target);
 
+// The system's reason why the target's folder takes no file now, found by writing one that goes again; empty
+// when it takes it.
+std::string WhyNotWritable(const std::string& target);
+
 // Written under a temporary name in the target's folder. Without Commit the destructor removes it.
 class CKrOutputFile
 {

@@ -65,8 +65,15 @@ void CKrRecording::Open(const SKrRecordingFormat& format)
     const WAVEFORMATEX wave = format.audio ? WaveFormat(*format.audio) : WAVEFORMATEX{};
     if (m_writer->OpenFile(WidePath(temporary).c_str(), &format.video, format.codec,
                            format.audio ? &wave : nullptr) == 0)
-        throw CKrToolError(m_target, "it cannot be written there");
+        Fail("it cannot be written there");
     m_temporary = temporary;
+}
+
+// The writer gives no reason. Where another file cannot be written either, it is that one's.
+void CKrRecording::Fail(const std::string& cause) const
+{
+    const std::string reason = WhyNotWritable(m_target);
+    throw CKrToolError(m_target, reason.empty() ? cause : "it cannot be written: " + reason);
 }
 
 void CKrRecording::AddPool()
@@ -102,7 +109,7 @@ void CKrRecording::Check(int status)
 {
     m_loader->ThrowIfFailed();
     if (status == 0)
-        throw CKrToolError(m_target, "writing failed; the disk may be full");
+        Fail("writing failed; the disk may be full");
 }
 
 void CKrRecording::AddFrame(SKrSampleBytes frame)
@@ -142,7 +149,7 @@ SKrRecordingResult CKrRecording::ReadBack() const
     if (m_audioBytes > 0)
         result.audioBytes = TotalBytes(LoadIndex(file, EKrStreamKind::Audio, &pattern).value_or(Chunks()));
     if (result.frames != m_frames || result.audioBytes != m_audioBytes)
-        throw CKrToolError(m_target, "writing failed; the disk may be full");
+        Fail("writing failed; the disk may be full");
     uint32_t type = 0;
     uint32_t size = 0;
     uint64_t offset = 0;

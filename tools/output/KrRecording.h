@@ -77,6 +77,7 @@ private:
     using PoolPtr = std::unique_ptr<IKrdsMediaSamplePool, SKrRelease<IKrdsMediaSamplePool>>;
 
     void Open(const SKrRecordingFormat& format);
+    [[noreturn]] void Fail(const std::string& cause) const;
     SamplePtr Borrow(SKrSampleBytes bytes);
     void AddPool();
     SKrRecordingResult ReadBack() const;

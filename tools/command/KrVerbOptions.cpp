@@ -37,6 +37,7 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
         all += (all.empty() ? "" : ", ") + word;
     throw CLI::ValidationError(name, "'" + Printable(text) + "' is none of " + all);
 }
+
 // What is wrong with an empty name; messages about files could not say which one they mean.
 std::string EmptyName(const std::string& name)
 {

@@ -194,6 +194,35 @@ def test_garbage_at_the_ends(kravi):
     equal(regions(report), [(len(data), len(noise))], "regions")
 
 
+def test_entries_of_an_index_in_front_of_zeros(kravi):
+    """The flags of a last entry, 0x10, are no size of a chunk, although zeros can follow one."""
+    for frames, audio in ((6, 1), (1, 0)):
+        streams = avi.standard_streams(frames, audio)
+        data = avi.simple_avi(streams)
+        for zeros in (16, 5000):
+            report = recovered(kravi, data + bytes(zeros))
+            check_content(kravi, report, streams[0].chunks, streams[1].chunks if audio else None, f"{zeros} zeros")
+            equal(regions(report), [(len(data), zeros)], f"{zeros} zeros: regions")
+    streams = avi.standard_streams(6)
+    data = bytearray(avi.simple_avi(streams))
+    at = data.index(b"idx1")
+    data[at:at + 8] = bytes(8)
+    report = recovered(kravi, data + bytes(16))
+    check_content(kravi, report, streams[0].chunks, streams[1].chunks, "no header of the index")
+
+
+def test_short_chunks_behind_damage(kravi):
+    """Chunks with 8 bytes and none in front of one with 16 bytes are no entries of an index."""
+    for sizes in ((8, 16, 16), (7, 16, 16), (0, 0, 16, 16)):
+        frames = [b"first", *(avi.payload(number, size) for number, size in enumerate(sizes)), b"last"]
+        streams = [avi.video(frames)]
+        data = bytearray(avi.simple_avi(streams, idx1=False))
+        data[header_at(streams[0], 0):header_at(streams[0], 0) + 4] = bytes(4)
+        report = recovered(kravi, data)
+        equal((report["frames"], taken_apart(kravi, audio=False)[0]), (len([f for f in frames[1:] if f]), b"".join(frames[1:])),
+              f"{sizes}")
+
+
 def test_wrong_sizes_of_chunks(kravi):
     streams = avi.standard_streams(12)
     data = avi.simple_avi(streams)

@@ -12,13 +12,20 @@ namespace
 constexpr size_t kHeaderWindow = 4096;
 constexpr size_t kSearchWindow = 65536;
 constexpr size_t kIndexEntrySize = 16;
+constexpr uint32_t kEntryFlags = 0x113;            // list, first and last part, key frame, without time
 constexpr size_t kLookBytes = kIndexEntrySize + 4; // that tell a chunk from an index entry
 
-// Whether what looks like a chunk is an entry of an 'idx1': the next one's id stands inside the chunk.
+// Whether what looks like a chunk is an entry of an 'idx1' in front of another: the next one's id stands
+// inside the chunk.
 bool IsIndexEntry(std::span<const uint8_t> bytes, uint32_t size)
 {
     return size + kChunkHeaderSize >= kLookBytes && bytes.size() >= kLookBytes &&
            FindId(bytes.subspan(kIndexEntrySize, kLookBytes - kIndexEntrySize), 0).found;
+}
+
+bool IsOfStream(EKrMark kind)
+{
+    return kind == EKrMark::Data || kind == EKrMark::OtherData;
 }
 } // namespace
 
@@ -88,13 +95,25 @@ std::optional<uint64_t> CKrChunkScan::PositionBehind(uint64_t end, uint32_t size
     return std::nullopt;
 }
 
-// A chunk of no known id can be a list whose own id is damaged.
+// Whether an 'idx1' stands there, by its size and by what its first and last entries look like.
+bool CKrChunkScan::IsOldIndex(const SKrMark& chunk)
+{
+    if (chunk.id != kFccIdx1 || chunk.size == 0 || chunk.size % kIndexEntrySize != 0)
+        return false;
+    const uint64_t first = m_position + kChunkHeaderSize;
+    const EKrMark last = MarkAt(first + chunk.size - kIndexEntrySize).kind;
+    return (IsOfStream(last) || last == EKrMark::Printable) && MarkAt(first).kind != EKrMark::Nothing;
+}
+
+// A chunk of no known id can be a list whose own id is damaged. Zeros behind an index prove nothing wrong
+// with it, while its last entry in front of them looks like a chunk.
 void CKrChunkScan::TakeChunk(const SKrMark& chunk)
 {
     const uint64_t end = m_position + kChunkHeaderSize + chunk.size;
     std::optional<uint64_t> behind;
     if (end <= m_length && chunk.kind != EKrMark::Printable)
-        behind = PositionBehind(end, chunk.size, EKrFollower::Known);
+        behind = PositionBehind(end, chunk.size,
+                                IsOldIndex(chunk) ? EKrFollower::KnownOrZeros : EKrFollower::Known);
     if (!behind)
     {
         TakeDoubtful(chunk);
@@ -197,10 +216,22 @@ std::optional<uint64_t> CKrChunkScan::SearchWindow(uint64_t& position)
             return std::nullopt;
         }
         const SKrMark mark = MarkOf(there, m_length - at);
-        if (IsConfirmed(mark, at) && !IsIndexEntry(there, mark.size))
+        if (IsConfirmed(mark, at) && !IsIndexEntry(there, mark.size) && !IsBehindIndexEntry(at, mark.size))
             return at;
         from = id.place + 1;
     }
+}
+
+// Whether what looks like a chunk is the last entry of an 'idx1': another entry stands in front, no chunk
+// that ends here, and the size can be flags.
+bool CKrChunkScan::IsBehindIndexEntry(uint64_t position, uint32_t size)
+{
+    constexpr uint32_t kChunkSize = kIndexEntrySize - kChunkHeaderSize; // of a chunk in the entry's place
+    if (position < kIndexEntrySize || (size & ~kEntryFlags) != 0)
+        return false;
+    const SKrMark entry = MarkAt(position - kIndexEntrySize);
+    const bool isChunk = entry.size + entry.size % 2 == kChunkSize;
+    return IsOfStream(entry.kind) && !isChunk && !IsOfStream(MarkAt(position - kChunkHeaderSize).kind);
 }
 
 bool CKrChunkScan::IsConfirmed(const SKrMark& mark, uint64_t position)

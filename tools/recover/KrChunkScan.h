@@ -71,6 +71,7 @@ private:
     SKrMark MarkAt(uint64_t position);
     [[nodiscard]] bool IsFollower(uint64_t position, EKrFollower wanted);
     std::optional<uint64_t> PositionBehind(uint64_t end, uint32_t size, EKrFollower wanted);
+    [[nodiscard]] bool IsOldIndex(const SKrMark& chunk);
     void TakeChunk(const SKrMark& chunk);
     void TakeDoubtful(const SKrMark& chunk);
     void Keep(const SKrMark& chunk);
@@ -78,6 +79,7 @@ private:
 
     uint64_t Search(uint64_t from);
     std::optional<uint64_t> SearchWindow(uint64_t& position);
+    [[nodiscard]] bool IsBehindIndexEntry(uint64_t position, uint32_t size);
     [[nodiscard]] bool IsConfirmed(const SKrMark& mark, uint64_t position);
 
     const uint64_t m_length;

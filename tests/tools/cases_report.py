@@ -98,6 +98,23 @@ def test_truncated_file_is_a_finding_of_every_verb(kravi):
     check("finding: " + wanted in exit_code(kravi("info", "clip.avi"), 1).out, "text")
 
 
+def test_recording_that_was_not_finished_is_no_truncated_file(kravi):
+    data = bytearray(avi.simple_avi(avi.standard_streams(), idx1=False))
+    unset = "the recording was not finished: the size of segment 0 was never filled in"
+    for size, more in ((0, ", and what the segment holds is not looked at"), (0xFFFFFFFF, "")):
+        struct.pack_into("<I", data, 4, size)
+        struct.pack_into("<I", data, data.index(b"movi") - 4, size)
+        kravi.write("clip.avi", bytes(data))
+        for verb in ("info", "tree"):
+            said = report(kravi, verb, "clip.avi", code=1)
+            check(unset + more + "; kravi recover makes a complete file of it" in said["findings"], f"{verb}: {said['findings']}")
+            untrue = [text for text in said["findings"] + said["notes"]
+                      if "truncated" in text or "avih" in text or "follow" in text or "behind" in text]
+            equal(untrue, [], f"{verb}, {size}: what is not true")
+    unset = "of a size that was never filled in: 1 chunk, the first at position"
+    check(any(unset in text for text in said["findings"]), f"tree: {said['findings']}")
+
+
 def test_bytes_behind_the_last_segment_are_a_note(kravi):
     kravi.write("clip.avi", avi.simple_avi(avi.standard_streams()) + bytes(50))
     equal(report(kravi, "info", "clip.avi")["notes"], ["50 bytes follow the last segment"], "notes")

@@ -184,6 +184,8 @@ SEGMENTS = rows(
     ("cut chunk", "chunk-cut", with_place(lambda p: p.chunk(4), lambda p: cut(p, p.chunk(4) + 100)),
      "segment-beyond-file", "avih-frames", "strh-length", "index-missing"),
     ("size of the segment not filled in", "segment-size-unset", lambda p: p.put(4, 0) - 4),
+    ("all bits of the segment's size set", "segment-size-unset", lambda p: p.put(4, 0xFFFFFFFF) - 4),
+    ("all bits of the size of 'movi' set", "list-size-unset", lambda p: p.put(p.find(b"movi") - 4, 0xFFFFFFFF) - 4),
     ("size of 'movi' not filled in", "list-size-unset", lambda p: p.put(p.find(b"movi") - 4, 0) - 4, "reader-refuses"),
     ("zeros behind the segment", "trailing-data", lambda p: p.insert(len(p.data), bytes(100))),
     ("text behind the segment", "trailing-data", lambda p: p.insert(len(p.data), b"some words of text, and more")),

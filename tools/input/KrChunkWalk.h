@@ -17,6 +17,14 @@ class CKrProgress;
 // Bytes of a chunk's id and size, which stand before its data.
 constexpr uint64_t kChunkHeaderSize = 8;
 
+// Whether a segment's or list's size was never filled in: until a recording ends, some programs leave 0
+// there, others all bits set.
+constexpr bool IsSizeUnset(uint32_t size)
+{
+    constexpr uint32_t kTypeSize = 4; // which the size counts
+    return size < kTypeSize || size == UINT32_MAX;
+}
+
 inline uint64_t HeaderPosition(const SKrRiffChunkInfo& chunk)
 {
     return chunk.offset - kChunkHeaderSize;

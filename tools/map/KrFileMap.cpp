@@ -81,7 +81,10 @@ uint64_t SKrFileMap::MissingBytes() const
 {
     uint64_t missing = 0;
     for (const SKrMapList& segment : segments)
-        missing = segment.claimedEnd > length ? std::max(missing, segment.claimedEnd - length) : missing;
+    {
+        if (segment.completed && segment.claimedEnd > length)
+            missing = std::max(missing, segment.claimedEnd - length);
+    }
     return missing;
 }
 

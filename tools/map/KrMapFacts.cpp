@@ -81,7 +81,7 @@ void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
         const SKrMapList& segment = map.segments[number];
         const std::string name = "segment " + std::to_string(number);
         if (!segment.completed)
-            open.push_back(name + " was never completed: its header has no size");
+            map.damage.push_back(name + " was never completed: its header has no size");
         else if (segment.claimedEnd > map.length)
             map.damage.push_back(name + " is cut: " + GroupedCount(segment.claimedEnd - map.length, "byte") +
                                  " are missing at its end");

@@ -239,7 +239,7 @@ bool CKrSpanWalk::TakeContainer(const SKrMark& mark)
     if (m_levels.size() == kDeepestLevel)
         return TakeChunk(mark);
     const uint64_t claimedEnd = m_position + kChunkHeaderSize + mark.size;
-    const bool completed = mark.size >= kListHeaderSize - kChunkHeaderSize;
+    const bool completed = !IsSizeUnset(mark.size);
     if (!completed && !isSegment && type != kFccMovi)
         return TakeChunk(mark);
     Enter(type, isSegment, claimedEnd, completed);

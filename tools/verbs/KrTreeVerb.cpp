@@ -256,7 +256,12 @@ private:
 
     void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
     {
-        if (EndPosition(chunk) > m_file.Length())
+        const bool isUnset = IsContainer(chunk) && IsSizeUnset(chunk.cksize);
+        if (isUnset && isSegment)
+            return; // a finding about the file as a whole
+        if (isUnset)
+            m_sizeUnset.Add(chunk);
+        else if (EndPosition(chunk) > m_file.Length())
             m_beyondFile.Add(chunk);
         else if (!isSegment && EndPosition(chunk) > limit)
             m_beyondParent.Add(chunk);
@@ -278,6 +283,7 @@ private:
 
     void ReportFaults() const
     {
+        m_sizeUnset.ReportAs("of a size that was never filled in", m_report);
         m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
         m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
         m_tooDeep.ReportAs("not entered on level " + std::to_string(kDeepestLevel), m_report);
@@ -292,6 +298,7 @@ private:
     CKrProgress& m_progress;
     CKrNodeBudget m_budget;
     std::vector<SKrLevel> m_levels;
+    SKrFaults m_sizeUnset;
     SKrFaults m_beyondFile;
     SKrFaults m_beyondParent;
     SKrFaults m_tooDeep;

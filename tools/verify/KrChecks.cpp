@@ -44,7 +44,8 @@ constexpr std::array<SKrCheck, kCheckCount> kChecks = {{
     {ListOverrunsList, "list-overruns-list", Error, "A list reaches behind the end of the list around it",
      "Either its size or that of the outer list is wrong"},
     {ListSizeUnset, "list-size-unset", Error,
-     "The size of a list is too small for its own type: it was never filled in",
+     "The size of a list was never filled in: it is smaller than the list's own type, or all its bits are "
+     "set",
      "kravi recover makes a complete file of it"},
     {ListUnknown, "list-unknown", Note, "A list of a type that AVI files do not have; it is not entered",
      "Readers pass over it"},

@@ -92,14 +92,15 @@ void CKrLayoutWalk::EnterSegment(const SKrSight& sight)
     NoteSegment(sight);
     SKrLevel level{EKrListKind::Segment};
     level.claimedEnd = m_position + kChunkHeaderSize + sight.size;
-    if (sight.size < kTypeSize)
+    const bool isUnset = IsSizeUnset(sight.size);
+    if (isUnset)
         m_results.Add(EKrCheck::SegmentSizeUnset, m_position, "the size of the segment",
                       std::to_string(sight.size));
     else if (level.claimedEnd > m_length)
         m_results.Add(EKrCheck::SegmentBeyondFile, m_position,
                       "an end at " + std::to_string(m_length) + " at the latest",
                       "an end at " + std::to_string(level.claimedEnd));
-    level.isOpen = sight.size < kTypeSize || level.claimedEnd > m_length;
+    level.isOpen = isUnset || level.claimedEnd > m_length;
     level.end = level.isOpen ? m_length : level.claimedEnd;
     m_levels.push_back(level);
     const uint64_t header = std::min(kListHeaderSize, m_length - m_position);
@@ -114,10 +115,11 @@ void CKrLayoutWalk::NoteSegment(const SKrSight& sight)
     if (!m_model.segments.empty() && sight.type != kFccAvix)
         m_results.Add(EKrCheck::SegmentType, m_position, "AVIX", FourCcText(sight.type));
     const uint64_t size = kChunkHeaderSize + sight.size;
-    if (size > 2 * kGib)
+    const bool isUnset = IsSizeUnset(sight.size);
+    if (!isUnset && size > 2 * kGib)
         m_results.Add(EKrCheck::SegmentBeyond2Gib, m_position, "2147483648 bytes at most",
                       Counted(size, "byte"));
-    else if (size > kGib && m_model.segments.empty())
+    else if (!isUnset && size > kGib && m_model.segments.empty())
         m_results.Add(EKrCheck::SegmentBeyond1Gib, m_position, "1073741824 bytes at most",
                       Counted(size, "byte"));
     if (m_model.segments.size() == kMostSegments)
@@ -131,7 +133,7 @@ void CKrLayoutWalk::NoteSegment(const SKrSight& sight)
 void CKrLayoutWalk::EnterList(const SKrSight& sight, const SKrListKind& list)
 {
     CloseOpenLists(list.places);
-    const bool isUnset = sight.size < kTypeSize;
+    const bool isUnset = IsSizeUnset(sight.size);
     SKrLevel level{list.kind};
     level.isOpen = isUnset || m_position + kChunkHeaderSize + sight.size > Top().claimedEnd;
     if (isUnset)

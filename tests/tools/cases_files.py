@@ -67,9 +67,13 @@ def test_file_of_200_bytes_is_2_and_the_size_is_named(kravi):
 
 def test_other_files_are_2(kravi):
     kravi.write("text.avi", b"These are words, and more words follow them. " * 40)
-    check("no AVI file" in exit_code(kravi("info", "text.avi"), 2).err, "text")
+    steps = "; kravi recover saves the whole frames of a damaged AVI file"
+    for verb, more in (("info", ", and kravi verify tells what is wrong with it\n"), ("verify", "\n")):
+        check("the reader finds neither a RIFF 'AVI ' header nor data chunks" + steps + more in
+              exit_code(kravi(verb, "text.avi"), 2).err, f"text: {verb}")
     kravi.write("zeros.avi", bytes(5000))
-    check("not readable as RIFF" in exit_code(kravi("info", "zeros.avi"), 2).err, "zeros")
+    check("the reader finds no AVI header that leads to data, and no chunk" + steps in
+          exit_code(kravi("info", "zeros.avi"), 2).err, "zeros")
     kravi.write("sound.avi", avi.chunk(b"RIFF", b"WAVE" + avi.chunk(b"data", avi.payload(1, 5000))))
     exit_code(kravi("info", "sound.avi"), 2)
 

@@ -302,6 +302,9 @@ def test_damage_is_marked(kravi):
     equal(places(picture, "outsideMovi"), [(len(whole), len(whole) + len(tail))], "behind the segment")
     equal(places(picture, "inNoChunk"), [(len(whole) + len(tail), len(whole) + len(tail) + 3001)], "garbage")
     check_hatch(picture, "outside", len(whole), len(whole) + len(tail))
+    for extra in (tail, bytes(5000)):
+        findings = mapped(kravi, whole + extra, code=1).report["findings"]
+        check(f"{len(extra):,} bytes lie behind the last segment" in findings, str(findings))
 
 
 def test_recording_that_was_never_completed(kravi):

@@ -17,6 +17,12 @@ namespace
 // The reader refuses files up to this size.
 constexpr uint64_t kLargestRefusedSize = 200;
 
+// What the reader does not find can be there all the same.
+std::string WithNextSteps(const std::string& cause)
+{
+    return cause + "; kravi recover saves the whole frames of a damaged AVI file" + kVerifyStep;
+}
+
 // The reader tells no reasons, so the system is asked about the same file.
 std::string WhyNotOpened(const std::string& path)
 {
@@ -26,7 +32,7 @@ std::string WhyNotOpened(const std::string& path)
     if (probe.size <= kLargestRefusedSize)
         return "it has only " + Counted(probe.size, "byte") + "; an AVI file has more than " +
                std::to_string(kLargestRefusedSize);
-    return "it is not readable as RIFF: no AVI header and no chunk was found";
+    return WithNextSteps("the reader finds no AVI header that leads to data, and no chunk");
 }
 
 // The reader also opens what has no AVI header, as long as something there can be taken for a chunk.
@@ -58,7 +64,8 @@ CKrAviFile::CKrAviFile(const std::string& path) : m_path(path)
     if (reader->Open(wide->c_str()) == 0)
         throw CKrToolError(path, WhyNotOpened(path));
     if (!HasAviHeaderOrDataChunks(*reader))
-        throw CKrToolError(path, "it is no AVI file: it has neither a RIFF 'AVI ' header nor data chunks");
+        throw CKrToolError(path,
+                           WithNextSteps("the reader finds neither a RIFF 'AVI ' header nor data chunks"));
     m_length = reader->GetFileLength();
 }
 

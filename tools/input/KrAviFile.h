@@ -16,6 +16,9 @@ struct SKrReaderRelease
     void operator()(IKrRiffReader* reader) const { reader->Release(); }
 };
 
+// Ends the cause when the reader takes a file for none of its own.
+constexpr char kVerifyStep[] = ", and kravi verify tells what is wrong with it";
+
 class CKrAviFile
 {
 public:

@@ -94,6 +94,12 @@ void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
     }
 }
 
+// Places are in file order.
+bool IsBehindSegments(const SKrFileMap& map, const SKrRegions& regions)
+{
+    return !map.segments.empty() && regions.kept.front().start >= map.segments.back().end;
+}
+
 void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
 {
     const auto of = [&map](EKrRegionKind kind) -> const SKrRegions&
@@ -106,8 +112,11 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
         damage.push_back(GroupedCount(gaps.bytes, "byte") + " at " + GroupedCount(gaps.count, "place") +
                          " belong to no chunk");
     if (const SKrRegions& outside = of(EKrRegionKind::OutsideMovi); outside.count != 0)
-        damage.push_back(GroupedCount(outside.bytes, "byte") +
-                         " of data chunks lie outside of every 'movi' list");
+        damage.push_back(
+            GroupedCount(outside.bytes, "byte") +
+            (IsBehindSegments(map, outside)
+                 ? " lie behind the last segment"
+                 : " lie outside of the segments, or are data chunks outside of every 'movi' list"));
 }
 } // namespace
 

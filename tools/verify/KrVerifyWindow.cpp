@@ -7,6 +7,7 @@
 #include "tools/input/KrWaveInput.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace KrTool
 {
@@ -27,9 +28,11 @@ SKrVerifyFile OpenForVerifying(const std::string& path, std::string& refusal)
     {
         CKrVerifyWindow window(opened);
         const std::span<const uint8_t> head = window.At(0, kHeaderSize);
-        if (GetLe32(head, 0) != kFccRiff || GetLe32(head, 8) != kFccAvi)
-            throw;
         refusal = error.what();
+        if (refusal.ends_with(kVerifyStep))
+            refusal.resize(refusal.size() - std::string_view(kVerifyStep).size());
+        if (GetLe32(head, 0) != kFccRiff || GetLe32(head, 8) != kFccAvi)
+            throw CKrToolError(path, refusal);
     }
     return opened;
 }

@@ -307,6 +307,22 @@ def test_damage_is_marked(kravi):
         check(f"{len(extra):,} bytes lie behind the last segment" in findings, str(findings))
 
 
+def test_texts_end_inside_the_narrowest_picture(kravi):
+    data = avi.simple_avi(avi.standard_streams(40))
+    for damage in (0, 1000):
+        for width in (600, 700, 1200):
+            picture = mapped(kravi, data[:len(data) - damage], "--width", str(width), code=1 if damage else 0)
+            for text in picture.root.iter(SVG + "text"):
+                style = text.get("class") or ""
+                size = 20 if "name" in style else 14 if "heading" in style else 11 if "small" in style else 12
+                if text.get("transform") or text.get("text-anchor"):
+                    continue
+                end = float(text.get("x")) + len(text.text) * size * 0.52  # less than letters take on average
+                check(end <= width, f"{width} pixels: {text.text} ends at {end}")
+    help_text = exit_code(kravi("map", "--help"), 0).out
+    check("600 to 2400" in help_text and ".htm)" in help_text, help_text)
+
+
 def test_recording_that_was_never_completed(kravi):
     streams = avi.standard_streams(10)
     data = bytearray(avi.simple_avi(streams, idx1=False))

@@ -245,6 +245,16 @@ private:
         m_svg.Label(middle - half, y + 10, text, "small warning");
     }
 
+    // Goes to the next line where an entry would not end inside the picture.
+    void WrapLegend(std::string_view text, double& x, double& y) const
+    {
+        const double right = m_plot.Right() + (m_hasStub ? kStubWidth : 0) + kRightMargin - kSideMargin;
+        if (x + 16 + TextWidth(text, kLabelFont) <= right)
+            return;
+        x = kLeftMargin;
+        y += 16;
+    }
+
     double DrawLegend(double y)
     {
         struct SKrEntry
@@ -259,14 +269,17 @@ private:
         double x = kLeftMargin;
         for (const SKrEntry& entry : kEntries)
         {
+            WrapLegend(entry.text, x, y);
             m_svg.Rect(x, y - 9, 11, 11, entry.style);
             m_svg.Label(x + 16, y, entry.text, "small");
             x += 16 + TextWidth(entry.text, kLabelFont) + 18;
         }
+        static constexpr char kMark[] = "one of the largest chunks";
+        WrapLegend(kMark, x, y);
         CKrSvgPath mark;
         AddMark(mark, x + 5, y);
         m_svg.Path(mark.Commands(), "mark");
-        m_svg.Label(x + 14, y, "one of the largest chunks", "small");
+        m_svg.Label(x + 16, y, kMark, "small");
         m_svg.Label(kLeftMargin, y + 16, "height: share of the bytes at that place", "small soft");
         m_svg.CloseGroup();
         return y + 16;
@@ -283,7 +296,7 @@ private:
 
 double DrawFilePanel(const SKrPicture& picture, double y)
 {
-    y = DrawHeading(picture, y, "The file by position", {});
+    y = DrawHeading(picture, y, "The file by position");
     return CKrFilePanel(picture, y).Draw();
 }
 } // namespace KrTool

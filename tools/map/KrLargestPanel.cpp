@@ -28,8 +28,10 @@ void DrawRow(const SKrPicture& picture, double y, const std::array<std::string, 
 double DrawLargestPanel(const SKrPicture& picture, double y)
 {
     const SKrFileMap& map = picture.map;
-    y = DrawHeading(picture, y, "Largest chunks",
-                    map.largest.empty() ? "there are no data chunks" : std::string_view());
+    std::vector<std::string> pieces;
+    if (map.largest.empty())
+        pieces.emplace_back("there are no data chunks");
+    y = DrawHeading(picture, y, "Largest chunks", pieces);
     picture.svg.OpenGroup("largest");
     if (!map.largest.empty())
     {

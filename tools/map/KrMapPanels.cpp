@@ -62,13 +62,16 @@ double PlotWidth(double pictureWidth)
     return pictureWidth - kLeftMargin - kRightMargin;
 }
 
-double DrawHeading(const SKrPicture& picture, double y, std::string_view heading, std::string_view numbers)
+double DrawHeading(const SKrPicture& picture, double y, std::string_view heading,
+                   const std::vector<std::string>& pieces)
 {
     picture.svg.Label(kSideMargin, y, heading, "heading");
-    if (numbers.empty())
-        return y + 12;
-    picture.svg.Label(kSideMargin, y + 17, numbers, "soft");
-    return y + 29;
+    for (const std::string& line : Lines(pieces, picture.width - 2 * kSideMargin, kFactFont))
+    {
+        y += 17;
+        picture.svg.Label(kSideMargin, y, line, "soft");
+    }
+    return y + 12;
 }
 
 void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit)

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KrTool
 {
@@ -48,8 +49,10 @@ constexpr double kPanelGap = 30;
 
 double PlotWidth(double pictureWidth);
 
-// A heading, and under it what a panel says in numbers. Returns the height behind them.
-double DrawHeading(const SKrPicture& picture, double y, std::string_view heading, std::string_view numbers);
+// A heading, and under it what a panel says in words and numbers: as many pieces on a line as fit. Returns
+// the height behind them.
+double DrawHeading(const SKrPicture& picture, double y, std::string_view heading,
+                   const std::vector<std::string>& pieces = {});
 void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit);
 void DrawYAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit);
 

@@ -35,16 +35,17 @@ double HighestRate(const SKrFileMap& map, const SKrRateSeries& series)
     return highest;
 }
 
-std::string RateNumbers(const SKrFileMap& map)
+std::vector<std::string> RateNumbers(const SKrFileMap& map)
 {
-    std::string text;
+    std::vector<std::string> pieces;
     for (const SKrRateSeries& series : map.rates)
     {
         const double average = 8 * static_cast<double>(SeriesBytes(series)) / map.Seconds();
-        text += StreamText(series.kind, series.stream) + ": " + RateText(average) + " on average, at most " +
-                RateText(HighestRate(map, series)) + "  \u00B7  ";
+        pieces.push_back(StreamText(series.kind, series.stream) + ": " + RateText(average) +
+                         " on average, at most " + RateText(HighestRate(map, series)));
     }
-    return text + "in stretches of " + Trimmed(map.rateBinSeconds, 4) + " s";
+    pieces.push_back("in stretches of " + Trimmed(map.rateBinSeconds, 4) + " s");
+    return pieces;
 }
 
 // A curve of steps, since a rate holds for a stretch.
@@ -103,6 +104,7 @@ struct SKrDistanceView
 {
     const char* id;
     const char* heading;
+    const char* meaning;
     EKrUnit unit;
     SKrExtent SKrDistanceBin::*extent;
     std::string (*text)(double);
@@ -114,7 +116,7 @@ double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView&
     const SKrFileMap& map = picture.map;
     const SKrExtent& all = map.allDistances.*view.extent;
     const std::string numbers = "from " + view.text(all.low) + " to " + view.text(all.high);
-    y = DrawHeading(picture, y, view.heading, numbers);
+    y = DrawHeading(picture, y, view.heading, {view.meaning, numbers});
     SKrPlot plot = TimePlot(picture, y, kDistanceHeight);
     const SKrExtent extent = Widened(all, view.least);
     plot.fromY = extent.low;
@@ -143,7 +145,7 @@ double DrawRatePanel(const SKrPicture& picture, double y)
 {
     const SKrFileMap& map = picture.map;
     if (map.rates.empty())
-        return DrawHeading(picture, y, "Data rate", "there are no chunks whose time is known");
+        return DrawHeading(picture, y, "Data rate", {"there are no chunks whose time is known"});
     DrawRateLegend(picture, y);
     y = DrawHeading(picture, y, "Data rate", RateNumbers(map));
     SKrPlot plot = TimePlot(picture, y, kRateHeight);
@@ -163,17 +165,19 @@ double DrawRatePanel(const SKrPicture& picture, double y)
 double DrawDistancePanels(const SKrPicture& picture, double y)
 {
     if (picture.map.distances.empty())
-        return DrawHeading(picture, y, "Interleave", "there are no frames with audio of the same time");
+        return DrawHeading(picture, y, "Interleave", {"there are no frames with audio of the same time"});
     static const SKrDistanceView kInTime = {
         "interleave-time",
-        "Interleave in time: audio in front of a frame, ahead of it (+) or short of it (\u2212)",
+        "Interleave in time",
+        "audio in front of a frame, ahead of it (+) or short of it (\u2212)",
         EKrUnit::Seconds,
         &SKrDistanceBin::seconds,
         SignedSecondsText,
         0.01};
     static const SKrDistanceView kInBytes = {
         "interleave-bytes",
-        "Interleave in bytes: audio of a frame's time, before the frame (+) or behind it (\u2212)",
+        "Interleave in bytes",
+        "audio of a frame's time, before the frame (+) or behind it (\u2212)",
         EKrUnit::Bytes,
         &SKrDistanceBin::bytes,
         SignedBytesText,

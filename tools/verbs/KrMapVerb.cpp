@@ -25,7 +25,8 @@ const SKrVerbHelp kHelp = {
     "Draw a picture of the file: what lies where, data rates, interleave, damage",
     {
         "The picture is drawn to scale by position in the file. A name that ends with .svg gives a picture, "
-        "one with .html a page that holds the same picture and tables; neither needs any other file. Colours "
+        "one with .html or .htm a page that holds the same picture and tables; neither needs any other file. "
+        "Colours "
         "follow the reader's choice of light or dark.",
         "Interleave: how much audio lies in front of each frame, ahead of the frame's time (+) or short of "
         "it "
@@ -104,8 +105,8 @@ void AddMapVerb(CKrVerbTable& verbs)
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunMap(*options, report, progress); });
     verb.AddRequiredText("-o,--output", options->output, "NAME",
-                         "The picture (.svg) or page (.html) that is written");
-    verb.AddNumber("--width", options->width, "Width of the picture in pixels (1200)");
+                         "The picture (.svg) or page (.html, .htm) that is written");
+    verb.AddNumber("--width", options->width, "Width of the picture in pixels, 600 to 2400 (1200)");
     verb.AddNumber("--from", options->from, "First frame shown");
     verb.AddNumber("--to", options->to, "Last frame shown");
     verb.AddSwitch("--force", options->force, "Replace a file that exists");

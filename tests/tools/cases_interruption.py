@@ -3,6 +3,7 @@
 import os
 import signal
 import struct
+import subprocess
 import time
 
 import avi_builder as avi
@@ -146,6 +147,20 @@ def large_recording(kravi):
         file.seek(len(head) - 8)
         file.write(struct.pack("<I", 4 + frames * (size + 8)))
     return "large.avi"
+
+
+def test_limit_for_files_ends_a_run_with_its_error(kravi):
+    if kravi.is_emulated:
+        return
+    kravi.write("in.avi", avi.simple_avi(avi.standard_streams(30)))
+    frames = jpegs(kravi, 200)
+    before = kravi.names()
+    for arguments in (("rewrap", "in.avi", "out.avi"), ("recover", "in.avi", "out.avi"), ("write", "out.avi", "--jpeg", "f%03d.jpg"),
+                      ("extract", "in.avi", "--audio", "all.wav")):
+        done = subprocess.run(["sh", "-c", 'ulimit -f 40; exec "$@"', "sh", *kravi.command, *arguments], cwd=kravi.folder,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60, check=False)
+        check(done.returncode == 2 and done.stderr.startswith(b"kravi: "), f"{arguments[0]}: {done}")
+        equal(kravi.names(), before, f"{arguments[0]}: files")
 
 
 def test_ignored_interruption_stays_ignored(kravi):

@@ -109,6 +109,7 @@ void CatchInterruptions()
         if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
             ::sigaction(number, &action, nullptr);
     }
+    ::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit for files fails, and what was written goes away
 }
 
 bool InterruptionRequested()

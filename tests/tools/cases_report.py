@@ -133,6 +133,17 @@ def walk(data, start, end, level, rows):
     return rows
 
 
+def test_depth_of_a_tree(kravi):
+    kravi.write("clip.avi", avi.simple_avi(avi.standard_streams()))
+    rows = report(kravi, "tree", "clip.avi", "--all")["chunks"]
+    for depth in (1, 2, 3):
+        shown = report(kravi, "tree", "clip.avi", "--all", "--depth", str(depth))["chunks"]
+        equal(shown, [row for row in rows if row["level"] < depth], f"depth {depth}")
+    equal(report(kravi, "tree", "clip.avi", "--all", "--depth", "0")["chunks"], rows, "depth 0")
+    text = exit_code(kravi("tree", "--help"), 0).out
+    check("1 is the segments alone, 0 is all" in text, text)
+
+
 def test_tree_lists_every_chunk(kravi):
     for name, data in (("one.avi", avi.simple_avi(avi.standard_streams())),
                        ("odml.avi", avi.open_dml_avi(avi.standard_streams())),

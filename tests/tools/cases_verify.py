@@ -82,6 +82,8 @@ def test_files_that_kravi_wrote_have_only_notes(kravi):
 
 def test_arguments(kravi):
     check("FILE is required" in exit_code(kravi("verify"), 2).err, "no file")
+    refused = exit_code(kravi("verify", "--list-checks", "clip.avi"), 2)
+    check("--list-checks takes no FILE" in refused.err and not refused.out, str(refused))
     check("no such file" in exit_code(kravi("verify", "nowhere.avi", "--json"), 2).json()["error"]["cause"], "missing")
     kravi.write("text.avi", b"These are words, and more words follow them. " * 40)
     exit_code(kravi("verify", "text.avi"), 2)

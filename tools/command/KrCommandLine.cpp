@@ -53,7 +53,7 @@ public:
             if (answer.get_exit_code() == 0)
                 return Answer(answer);
             CKrReport report(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
-            return Failed(report, {}, std::string(answer.what()) + "; see kravi --help");
+            return Failed(report, {}, UsageError(answer));
         }
         return RunVerb();
     }
@@ -67,6 +67,17 @@ private:
         Print(text.str());
         FlushOutput();
         return kExitDone;
+    }
+
+    std::string UsageError(const CLI::ParseError& error) const
+    {
+        const std::vector<CLI::App*> chosen = m_app.get_subcommands();
+        if (!chosen.empty())
+            return std::string(error.what()) + "; see kravi " + chosen.front()->get_name() + " --help";
+        const std::vector<std::string> words = m_app.remaining();
+        const std::string cause =
+            words.empty() ? "a verb is wanted" : "there is no verb '" + words.front() + '\'';
+        return cause + "; see kravi --help";
     }
 
     static int Failed(CKrReport& report, const std::string& path, const std::string& cause)

@@ -319,7 +319,7 @@ void AddTreeVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kHelp, options->file,
                   [options](auto& report, auto& progress) { RunTree(*options, report, progress); });
-    verb.AddNumber("--depth", options->depth, "Show so many levels only; segments are level 1");
+    verb.AddNumber("--depth", options->depth, "Levels shown: 1 is the segments alone, 0 is all (0)");
     verb.AddNumber("--run", options->run, "Chunks shown of a long row (8)");
     verb.AddNumber("--limit", options->limit, "Chunks read at most (10000000)");
     verb.AddSwitch("--all", options->all, "Show long rows in full");

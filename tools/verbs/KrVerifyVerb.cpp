@@ -120,6 +120,8 @@ void ReportContents(const SKrVerifyModel& model, CKrReport& report)
 
 void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& progress)
 {
+    if (options.listChecks && !options.file.empty())
+        throw CKrToolError({}, "--list-checks takes no FILE; see kravi verify --help");
     if (options.listChecks)
     {
         ListChecks(report);

@@ -17,17 +17,17 @@ LARGE = "s=1920x1080:r=25:d=8"  # 1.2 GB as raw pictures: more than one segment
 SMALL = "s=160x120:r=25:d=4"
 
 
-def ffmpeg(out, picture, *options):
-    return ["ffmpeg", "-v", "error", "-f", "lavfi", "-i", picture, "-f", "lavfi", "-i", "sine=d=8", "-shortest",
+def ffmpeg(out, picture, *options, before=()):
+    return ["ffmpeg", "-v", "error", *before, "-f", "lavfi", "-i", picture, "-f", "lavfi", "-i", "sine=d=8", "-shortest",
             *options, out]
 
 
-def gstreamer(out, size, video_format, frames, encoder=()):
+def gstreamer(out, size, video_format, frames, encoder=(), samples=1764):
     video = f"video/x-raw,format={video_format},{size},framerate=25/1"
     audio = "audio/x-raw,rate=44100,channels=2,format=S16LE"
     return ["gst-launch-1.0", "-q", "videotestsrc", f"num-buffers={frames}", "!", video, "!", *encoder, "avimux",
             "name=m", "!", "filesink", f"location={out}", "audiotestsrc", f"num-buffers={frames}",
-            "samplesperbuffer=1764", "!", audio, "!", "m."]
+            f"samplesperbuffer={samples}", "!", audio, "!", "m."]
 
 
 def mencoder(out, source, *options):
@@ -42,6 +42,13 @@ FILES = [
     ("ffmpeg-mp3.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "mpeg4", "-c:a", "libmp3lame"), {"chunk-empty"}),
     ("ffmpeg-space.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "mjpeg", "-c:a", "pcm_s16le",
                                             "-reserve_index_space", "4096"), set()),
+    ("ffmpeg-late.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "mjpeg", "-c:a", "pcm_s16le",
+                                           before=("-itsoffset", "1")), {"chunk-empty", "chunk-empty-run"}),
+    ("ffmpeg-raw.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "rawvideo", "-pix_fmt", "bgr24", "-c:a",
+                                          "pcm_s16le"), {"strf-top-down"}),
+    ("ffmpeg-two.avi", lambda out: ffmpeg(out, "testsrc=s=320x240:r=25:d=4", "-map", "1", "-map", "2", "-map", "0",
+                                          "-c:v", "mjpeg", "-c:a", "pcm_s16le",
+                                          before=("-f", "lavfi", "-i", f"testsrc={SMALL}")), {"avih-picture-size"}),
     ("ffmpeg-large.avi", lambda out: ffmpeg(out, f"color={LARGE}", "-c:v", "rawvideo", "-pix_fmt", "bgr24", "-c:a",
                                             "pcm_s16le"),
      {"avih-buffer-small", "strf-top-down", "segment-beyond-1gib"}),
@@ -50,6 +57,8 @@ FILES = [
     ("mencoder-mp3.avi", lambda out: mencoder(out, "ffmpeg-pcm.avi", "-ovc", "lavc", "-lavcopts", "vcodec=mpeg4",
                                               "-oac", "mp3lame"), set()),
     ("gstreamer.avi", lambda out: gstreamer(out, "width=160,height=120", "I420", 100, ("jpegenc", "!")), GSTREAMER),
+    ("gstreamer-rounded.avi", lambda out: gstreamer(out, "width=160,height=120", "I420", 50, ("jpegenc", "!"), 1024),
+     GSTREAMER | {"strh-length"}),
     ("gstreamer-large.avi", lambda out: gstreamer(out, "width=1920,height=1080", "BGR", 200), GSTREAMER),
     ("rewrapped-ffmpeg.avi", lambda out: ["kravi", "rewrap", "ffmpeg-pcm.avi", out], WRITER | {"padding-by-filler"}),
     ("rewrapped-gstreamer.avi", lambda out: ["kravi", "rewrap", "gstreamer.avi", out], WRITER | {"padding-by-filler"}),

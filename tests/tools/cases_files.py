@@ -48,11 +48,12 @@ def test_missing_file_is_2_and_named(kravi):
 
 
 def test_usage_errors_say_what_is_wrong_and_where_help_is(kravi):
-    for arguments, wanted in ((["bogus"], "kravi: there is no verb 'bogus'; see kravi --help"), ([], "kravi: a verb is wanted; see kravi --help"),
+    for arguments, wanted in ((["bogus"], "kravi: there is no verb 'bogus'; see kravi --help"),
+                              (["--json"], "kravi: a verb is wanted in front of '--json'; see kravi --help"),
                               (["info"], "see kravi info --help"), (["map", "clip.avi"], "see kravi map --help"),
                               (["tree", "clip.avi", "--deep"], "see kravi tree --help")):
-        result = exit_code(kravi(*arguments) if arguments else kravi("--json"), 2)
-        check(wanted in result.err or not arguments, f"{arguments}: {result}")
+        result = exit_code(kravi(*arguments), 2)
+        check(wanted in result.err, f"{arguments}: {result}")
 
 
 def test_failure_with_json_is_an_object_with_error(kravi):

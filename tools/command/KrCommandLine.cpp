@@ -75,8 +75,11 @@ private:
         if (!chosen.empty())
             return std::string(error.what()) + "; see kravi " + chosen.front()->get_name() + " --help";
         const std::vector<std::string> words = m_app.remaining();
-        const std::string cause =
-            words.empty() ? "a verb is wanted" : "there is no verb '" + words.front() + '\'';
+        std::string cause = "a verb is wanted";
+        if (!words.empty() && words.front().starts_with('-'))
+            cause += " in front of '" + words.front() + '\'';
+        else if (!words.empty())
+            cause = "there is no verb '" + words.front() + '\'';
         return cause + "; see kravi --help";
     }
 

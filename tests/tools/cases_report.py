@@ -262,6 +262,7 @@ def test_frame_rate_without_a_code(kravi):
 def test_sound_that_the_reader_does_not_index(kravi):
     sound = avi.Stream(b"auds", struct.pack("<HHIIHH", 0x55, 2, 48000, 16000, 1, 0), [b"ab" * 50] * 2, 1, 16000, 1)
     kravi.write("mp3.avi", avi.simple_avi([avi.video([b"x"] * 2), sound]))
-    for verb, code in ((("info",), 0), (("index",), 0), (("index", "--audio"), 1)):
+    for verb, code in ((("info",), 0), (("index",), 0), (("index", "--audio"), 1),
+                       (("map", "-o", "map.svg"), 0)):
         report = exit_code(kravi(*verb, "mp3.avi", "--json"), code).json()
         check(any("indexes no sound here" in note for note in report["notes"]), f"{verb}: {report}")

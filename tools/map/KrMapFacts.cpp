@@ -144,6 +144,8 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
 
 void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMapTrack& track, SKrFileMap& map)
 {
+    if (track.Kind() == EKrStreamKind::Audio && !UnindexedSoundText(facts).empty())
+        return; // which is no damage
     const std::string name = track.Kind() == EKrStreamKind::Video ? "video" : "audio";
     const Chunks index = LoadIndex(file, track.Kind(), nullptr).value_or(Chunks());
     const auto covered = StreamOfIndex(file, facts, index, track.Kind());
@@ -201,6 +203,8 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
     for (const std::string& text : more)
         report.Finding(text);
     map.damage.insert(map.damage.end(), more.begin(), more.end());
+    if (const std::string text = UnindexedSoundText(facts); !text.empty())
+        report.Note(text);
     if (map.rateAssumed)
         report.Note("the headers have no frame rate; times are those of 25 frames per second");
 }

@@ -1,15 +1,26 @@
-// Memory in large pages: touching a block of some megabytes for the first time would otherwise take longer
-// than to read it.
+// Blocks of memory from the system itself, in large pages: touching such a block for the first time would
+// otherwise take longer than to read it.
 #ifndef KR_PLATFORM_KRLARGEPAGES_H
 #define KR_PLATFORM_KRLARGEPAGES_H
 
 #include <cstddef>
 
-// What a block must be aligned to, and as large as, to lie in large pages; 0 where a program without
-// privileges gets none.
+// Blocks of this size and above are worth taking here; 0 where a program without privileges gets no large
+// pages.
 size_t KrLargePageSize();
 
-// Asks for large pages under such a block before it is touched. Where there are none, pages are small.
-void KrUseLargePages(void* memory, size_t size);
+// A block; null when memory is short. Its bytes are zero. Where there are no large pages left, pages are
+// small.
+void* KrTakeLargePages(size_t size);
+void KrGiveLargePagesBack(void* block, size_t size);
+
+// Bytes of all blocks: now, and at most since the process began or somebody started over.
+struct SKrLargePageUse
+{
+    size_t now = 0;
+    size_t most = 0;
+};
+SKrLargePageUse KrLargePageUse();
+void KrStartOverLargePageUse();
 
 #endif

@@ -9,25 +9,20 @@ uint8_t* CKrBlockMemory::Provide(size_t size)
     if (size <= m_capacity)
         return m_data;
     Release();
-    const size_t page = KrLargePageSize();
-    if (page == 0 || size < page)
-        m_data = static_cast<uint8_t*>(::operator new(size));
-    else if (size > SIZE_MAX - page)
-        throw std::bad_alloc(); // standard libraries round such sizes up, and wrap
-    else
-    {
-        m_data = static_cast<uint8_t*>(::operator new (size, std::align_val_t{page}));
-        m_isLarge = true;
-        KrUseLargePages(m_data, size);
-    }
+    const bool isLarge = KrLargePageSize() != 0 && size >= KrLargePageSize();
+    void* const block = isLarge ? KrTakeLargePages(size) : ::operator new(size);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    m_data = static_cast<uint8_t*>(block);
     m_capacity = size;
+    m_isLarge = isLarge;
     return m_data;
 }
 
 void CKrBlockMemory::Release()
 {
     if (m_isLarge)
-        ::operator delete (m_data, std::align_val_t{KrLargePageSize()});
+        KrGiveLargePagesBack(m_data, m_capacity);
     else
         ::operator delete(m_data);
     m_data = nullptr;

@@ -23,7 +23,7 @@ private:
 
     uint8_t* m_data = nullptr;
     size_t m_capacity = 0;
-    bool m_isLarge = false; // aligned to large pages
+    bool m_isLarge = false; // taken from the system in large pages
 };
 
 #endif

@@ -6,4 +6,16 @@ size_t KrLargePageSize()
     return 0;
 }
 
-void KrUseLargePages(void*, size_t) {}
+void* KrTakeLargePages(size_t)
+{
+    return nullptr;
+}
+
+void KrGiveLargePagesBack(void*, size_t) {}
+
+SKrLargePageUse KrLargePageUse()
+{
+    return {};
+}
+
+void KrStartOverLargePageUse() {}

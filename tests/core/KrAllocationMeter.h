@@ -6,7 +6,8 @@
 
 namespace KrTest
 {
-// Counts what operator new gives, on all threads, from its construction on. One at a time.
+// Counts what operator new gives, and blocks in large pages, on all threads, from its construction on. One at
+// a time.
 class CKrAllocationMeter
 {
 public:
@@ -18,6 +19,7 @@ public:
 
 private:
     size_t m_before;
+    size_t m_pagesBefore;
 };
 } // namespace KrTest
 

@@ -1,4 +1,5 @@
 // The inner test program's own allocation functions: they fail on demand, and count.
+#include "platform/KrLargePages.h"
 #include "tests/core/KrAllocationMeter.h"
 #include "tests/core/KrFailingAllocation.h"
 
@@ -44,20 +45,22 @@ unsigned& KrTest::FailingAllocation()
     return t_failingAllocation;
 }
 
-KrTest::CKrAllocationMeter::CKrAllocationMeter() : m_before(g_bytes)
+KrTest::CKrAllocationMeter::CKrAllocationMeter() : m_before(g_bytes), m_pagesBefore(KrLargePageUse().now)
 {
     g_mostBytes = m_before;
+    KrStartOverLargePageUse();
 }
 
 size_t KrTest::CKrAllocationMeter::Most() const
 {
-    return g_mostBytes - m_before;
+    return g_mostBytes - m_before + (KrLargePageUse().most - m_pagesBefore);
 }
 
 size_t KrTest::CKrAllocationMeter::Now() const
 {
-    const size_t bytes = g_bytes;
-    return bytes > m_before ? bytes - m_before : 0;
+    const size_t bytes = g_bytes + KrLargePageUse().now;
+    const size_t before = m_before + m_pagesBefore;
+    return bytes > before ? bytes - before : 0;
 }
 
 void* operator new(size_t size)
@@ -81,25 +84,3 @@ void operator delete(void* memory, size_t) noexcept
 {
     operator delete(memory);
 }
-
-#if !defined(_WIN32) // where nothing asks for more than the heap's own alignment
-void* operator new(size_t size, std::align_val_t alignment)
-{
-    FailIfAsked();
-    void* memory = nullptr;
-    if (posix_memalign(&memory, static_cast<size_t>(alignment), size != 0 ? size : 1) != 0)
-        throw std::bad_alloc();
-    CountNew(memory);
-    return memory;
-}
-
-void operator delete(void* memory, std::align_val_t) noexcept
-{
-    operator delete(memory);
-}
-
-void operator delete(void* memory, size_t, std::align_val_t) noexcept
-{
-    operator delete(memory);
-}
-#endif

@@ -1,10 +1,14 @@
 // Memory for blocks that are read whole.
 #include "reader/KrBlockMemory.h"
 
+#include "tests/core/KrAllocationMeter.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <new>
+
+using namespace KrTest;
 
 namespace
 {
@@ -38,6 +42,20 @@ TEST(BlockMemory, GrowsFromTheHeapToTheSystemAndOn)
     for (const size_t size : {size_t{100}, kMegabyte, 3 * kMegabyte, 7 * kMegabyte})
         std::memset(block.Provide(size), 1, size);
     EXPECT_EQ(block.Provide(7 * kMegabyte)[7 * kMegabyte - 1], 1);
+}
+
+TEST(BlockMemory, LargeBlocksAreGivenBack)
+{
+    const CKrAllocationMeter meter;
+    {
+        CKrBlockMemory block;
+        block.Provide(5 * kMegabyte);
+        EXPECT_GE(meter.Now(), 5 * kMegabyte);
+        block.Provide(9 * kMegabyte);
+        EXPECT_LT(meter.Now(), 12 * kMegabyte) << "the block before was given back";
+    }
+    EXPECT_LT(meter.Now(), kMegabyte);
+    EXPECT_GE(meter.Most(), 9 * kMegabyte);
 }
 
 TEST(BlockMemory, MoreThanThereIs_Throws)

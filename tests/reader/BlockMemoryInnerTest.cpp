@@ -1,6 +1,7 @@
 // Memory for blocks that are read whole.
 #include "reader/KrBlockMemory.h"
 
+#include "platform/KrLargePages.h"
 #include "tests/core/KrAllocationMeter.h"
 
 #include <gtest/gtest.h>
@@ -64,7 +65,8 @@ TEST(BlockMemory, MoreThanThereIs_Throws)
     std::memset(block.Provide(kMegabyte), 1, kMegabyte);
     EXPECT_THROW(block.Provide(SIZE_MAX), std::bad_alloc);
     EXPECT_THROW(block.Provide(SIZE_MAX / 2 - 1), std::bad_alloc);
-    EXPECT_THROW(block.Provide(size_t{1} << 46), std::bad_alloc) << "64 TB: addresses, but no memory";
+    if (KrLargePageSize() != 0) // elsewhere the heap's own search for so much takes a minute
+        EXPECT_THROW(block.Provide(size_t{1} << 46), std::bad_alloc) << "64 TB: addresses, but no memory";
     std::memset(block.Provide(kMegabyte), 2, kMegabyte); // still of use
 }
 } // namespace

@@ -66,7 +66,9 @@ TEST(BlockMemory, MoreThanThereIs_Throws)
     EXPECT_THROW(block.Provide(SIZE_MAX), std::bad_alloc);
     EXPECT_THROW(block.Provide(SIZE_MAX / 2 - 1), std::bad_alloc);
     if (KrLargePageSize() != 0) // elsewhere the heap's own search for so much takes a minute
+    {
         EXPECT_THROW(block.Provide(size_t{1} << 46), std::bad_alloc) << "64 TB: addresses, but no memory";
+    }
     std::memset(block.Provide(kMegabyte), 2, kMegabyte); // still of use
 }
 } // namespace

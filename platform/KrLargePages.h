@@ -14,7 +14,8 @@ size_t KrLargePageSize();
 void* KrTakeLargePages(size_t size);
 void KrGiveLargePagesBack(void* block, size_t size);
 
-// Bytes of all blocks: now, and at most since the process began or somebody started over.
+// Bytes of all blocks: now, and at most since the process began or somebody started over. Whoever watches the
+// heap alone, as tests and leak detectors do, sees none of them.
 struct SKrLargePageUse
 {
     size_t now = 0;

@@ -3,6 +3,7 @@
 import json
 import os
 import re
+import time
 
 import avi_builder as avi
 from kravi_runner import check, equal, exit_code, said_on
@@ -42,17 +43,21 @@ def seconds_of(text, unit):
 def test_line_on_a_terminal(kravi):
     if kravi.is_emulated:
         return
-    chunks, timed = 9000000, []
+    chunks, timed, seconds = 9000000, [], 0
     while not timed:  # a machine of any speed has a file that takes it more than a second
+        check(seconds < 10, f"{seconds} s, and no line tells the time left")
         name = slow_file(kravi, chunks)
         chunks *= 2
+        start = time.monotonic()
         shown, code = on_terminal(kravi, "tree", name, "--limit", str(2 * MOST_CHUNKS))
+        seconds = time.monotonic() - start
         equal(code, 0, "exit code")
         lines = [line.strip() for line in shown.split("\r") if line.strip()]
         matches = [LINE.match(line) for line in lines]
         check(all(matches), f"lines: {lines}")
         told = [match for match in matches if match.group(2) == "reading"]
         timed = [match for match in told if match.group(7)]
+    check(len(lines) >= 3, f"lines: {lines}")
     total = f"{os.path.getsize(kravi.path(name)) / 1e6:.1f}"
     check(all(match.group(4) == total and match.group(5) == "MB" for match in told), f"{total}: {lines}")
     done = [float(match.group(3)) for match in told]
@@ -97,7 +102,9 @@ def test_lines_while_it_runs(kravi):
         chunks *= 2
         result = exit_code(kravi("tree", name, "--progress", "json", "--limit", str(2 * MOST_CHUNKS)), 0)
         lines = [json.loads(line)["progress"] for line in result.err.splitlines()]
-        middle = [line for line in lines if line["step"] == "reading" and 0 < line["done"] < line["total"]]
+        told = [line for line in lines if line["step"] == "reading"]
+        middle = [line for line in told if 0 < line["done"] < line["total"]]
+        check(middle or told[-1]["done"] / told[-1]["perSecond"] < 1, f"a second without a line: {told}")
     for line in middle:
         left = (line["total"] - line["done"]) / line["perSecond"]
         check(abs(line["secondsLeft"] - left) < 0.2 and line["perSecond"] > 1000, f"{line}")

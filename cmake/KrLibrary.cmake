@@ -42,6 +42,7 @@ if(WIN32)
     platform/win32/KrFilesWin32.cpp
     platform/win32/KrLargePagesWin32.cpp
     platform/win32/KrModuleHoldWin32.cpp
+    platform/win32/KrSyncWin32.cpp
     platform/win32/KrWritableFileWin32.cpp)
   if(KR_USE_MFC)
     set(KR_MODULE_HOOK platform/win32/KrModuleMfc.cpp)
@@ -55,6 +56,7 @@ else()
     platform/posix/KrLargePagesPosix.cpp
     platform/posix/KrModuleHoldPosix.cpp
     platform/posix/KrNativePath.cpp
+    platform/posix/KrSyncPosix.cpp
     platform/posix/KrWritableFilePosix.cpp)
   set(KR_MODULE_HOOK platform/posix/KrModulePosix.cpp)
 endif()

@@ -3,9 +3,9 @@
 #define KR_CORE_KROBJECT_H
 
 #include "KrRiffUtils/IKrUnknown.h"
+#include "platform/KrSync.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 
 // Base of an implementation of `Interface`. The creator owns the first reference; the last Release destroys
@@ -46,7 +46,7 @@ protected:
     virtual ~CKrObject() = default;
 
 private:
-    std::atomic<uint32_t> m_references{1};
+    KrAtomic<uint32_t> m_references{1};
 };
 
 #endif

@@ -2,8 +2,9 @@
 #ifndef KR_CORE_KRREENTRANTLOCK_H
 #define KR_CORE_KRREENTRANTLOCK_H
 
+#include "platform/KrSync.h"
+
 #include <cstdint>
-#include <mutex>
 
 // A lock that its holder may enter again. The depth counts the entries; a Leave beyond them does nothing.
 class CKrReentrantLock
@@ -18,7 +19,7 @@ public:
     void Leave(); // only by the thread that entered
 
 private:
-    std::recursive_mutex m_mutex;
+    CKrRecursiveMutex m_mutex;
     int32_t m_depth = 0; // guarded by m_mutex
 };
 

@@ -4,7 +4,6 @@
 #include "reader/KrHeaderParser.h"
 #include "reader/KrHostArray.h"
 
-#include <atomic>
 #include <cstring>
 #include <limits>
 
@@ -16,7 +15,7 @@ constexpr uint64_t kListTypeSize = 4;
 
 // The table of virtual operations of this class, noted by the first object made. Every ABI that the library
 // is built for keeps the pointer to it at the start of an object.
-std::atomic<const void*> g_operations;
+KrAtomic<const void*> g_operations;
 
 const void* OperationsOf(const IKrRiffReader* reader)
 {

@@ -12,13 +12,13 @@
 #include "core/KrRef.h"
 #include "platform/KrModuleHold.h"
 #include "platform/KrPlatform.h"
+#include "platform/KrSync.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "writer/KrGrowingFile.h"
 #include "writer/KrPacer.h"
 #include "writer/KrSampleQueue.h"
 #include "writer/KrWorkSignal.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -91,7 +91,7 @@ private:
 
     CKrReentrantLock m_stepLock;
     CKrReentrantLock m_lock;
-    std::mutex m_fileLock;
+    CKrMutex m_fileLock;
 
     // Guarded by m_lock
     CKrSampleQueue m_queue;
@@ -100,7 +100,7 @@ private:
     bool m_hasAudio = false;
 
     std::unique_ptr<CKrGrowingFile> m_file; // changed under all three locks; used under m_fileLock
-    std::atomic<bool> m_writeFailed = false;
+    KrAtomic<bool> m_writeFailed = false;
     CKrPacer m_pacer;                     // under m_stepLock
     std::vector<uint32_t> m_groupLengths; // under m_stepLock
     CKrWorkSignal m_work;

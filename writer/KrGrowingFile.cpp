@@ -43,7 +43,7 @@ void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
 } // namespace
 
 CKrGrowingFile::CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-                               std::atomic<bool>& writeFailed)
+                               KrAtomic<bool>& writeFailed)
     : m_setup(setup), m_writeFailed(writeFailed), m_file(std::move(file)),
       m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
       m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))

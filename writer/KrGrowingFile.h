@@ -3,11 +3,11 @@
 #define KR_WRITER_KRGROWINGFILE_H
 
 #include "platform/KrPlatform.h"
+#include "platform/KrSync.h"
 #include "writer/KrHeaderLayout.h"
 #include "writer/KrStreamIndex.h"
 #include "writer/KrWriterSetup.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -22,7 +22,7 @@ class CKrGrowingFile
 {
 public:
     CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-                   std::atomic<bool>& writeFailed);
+                   KrAtomic<bool>& writeFailed);
     ~CKrGrowingFile();
     CKrGrowingFile(const CKrGrowingFile&) = delete;
     CKrGrowingFile& operator=(const CKrGrowingFile&) = delete;
@@ -90,7 +90,7 @@ private:
     CKrStreamIndex& Index(EKrStream stream);
 
     const SKrWriterSetup m_setup;
-    std::atomic<bool>& m_writeFailed;
+    KrAtomic<bool>& m_writeFailed;
     std::unique_ptr<IKrWritableFile> m_file;
     std::unique_ptr<IKrMappedView> m_firstHeader; // of 'RIFF' 'AVI ', for the whole time
     std::unique_ptr<IKrMappedView> m_header;      // of the current 'RIFF' 'AVIX'

@@ -2,7 +2,8 @@
 #ifndef KR_WRITER_KRWORKSIGNAL_H
 #define KR_WRITER_KRWORKSIGNAL_H
 
-#include <condition_variable>
+#include "platform/KrSync.h"
+
 #include <cstdint>
 #include <mutex>
 #include <stop_token>
@@ -22,7 +23,7 @@ public:
             const std::lock_guard guard(m_mutex);
             ++m_count;
         }
-        m_changed.notify_one();
+        m_changed.NotifyOne();
     }
 
     // Lets whoever waits look at its stop token, which does not notify by itself: the standard library's own
@@ -30,14 +31,14 @@ public:
     void WakeForStop()
     {
         const std::lock_guard guard(m_mutex);
-        m_changed.notify_all();
+        m_changed.NotifyAll();
     }
 
     // Waits for work, of which it takes one, or for the stop, which goes first.
     [[nodiscard]] bool WaitForWork(const std::stop_token& stop)
     {
         std::unique_lock guard(m_mutex);
-        m_changed.wait(guard, [&] { return stop.stop_requested() || m_count > 0; });
+        m_changed.Wait(guard, [&] { return stop.stop_requested() || m_count > 0; });
         if (stop.stop_requested())
             return false;
         --m_count;
@@ -45,8 +46,8 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
+    CKrMutex m_mutex;
+    CKrCondition m_changed;
     uint64_t m_count = 0; // guarded by m_mutex
 };
 

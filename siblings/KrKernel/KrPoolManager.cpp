@@ -2,11 +2,9 @@
 
 #include "core/KrObject.h"
 #include "core/KrRef.h"
+#include "platform/KrSync.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <list>
 #include <mutex>
 #include <new>
@@ -80,8 +78,8 @@ public:
             return !m_free.empty();
         };
         if (wait >= kWaitForEver)
-            m_returned.wait(guard, hasFree);
-        else if (!m_returned.wait_for(guard, std::chrono::milliseconds(wait), hasFree))
+            m_returned.Wait(guard, hasFree);
+        else if (!m_returned.WaitFor(guard, static_cast<uint32_t>(wait), hasFree))
             return 0;
         m_lent.splice(m_lent.end(), m_free, m_free.begin());
         CKrObject::AddRef(); // for the lent element
@@ -105,7 +103,7 @@ public:
             KrSlots& to = m_closed ? notNeeded : m_free;
             to.splice(to.end(), m_lent, slot);
         }
-        m_returned.notify_one();
+        m_returned.NotifyOne();
         Destroy(notNeeded);
         CKrObject::Release(); // may be the last one
     }
@@ -123,9 +121,9 @@ private:
         Destroy(idle);
     }
 
-    std::atomic<uint32_t> m_users = 1;
-    std::mutex m_mutex; // held around the lists only, never while an element is destroyed
-    std::condition_variable m_returned;
+    KrAtomic<uint32_t> m_users = 1;
+    CKrMutex m_mutex; // held around the lists only, never while an element is destroyed
+    CKrCondition m_returned;
     KrSlots m_free;        // guarded by m_mutex; the longest idle first
     KrSlots m_lent;        // guarded by m_mutex; the longest lent first
     bool m_closed = false; // guarded by m_mutex

@@ -1,9 +1,8 @@
 #include "siblings/KrKernel/KrWorkerThread.h"
 
 #include "core/KrObject.h"
+#include "platform/KrSync.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -15,8 +14,8 @@ namespace
 // What the thread and its object share: it outlives the object when that goes on the thread itself.
 struct SKrRun
 {
-    std::mutex mutex;
-    std::condition_variable ended;
+    CKrMutex mutex;
+    CKrCondition ended;
     bool running = false;   // guarded by mutex
     std::thread::id worker; // guarded by mutex
 };
@@ -75,8 +74,8 @@ public:
             return !m_run->running;
         };
         if (milliseconds != kKrWaitForEver)
-            return m_run->ended.wait_for(guard, std::chrono::milliseconds(milliseconds), hasEnded) ? 1 : 0;
-        m_run->ended.wait(guard, hasEnded);
+            return m_run->ended.WaitFor(guard, milliseconds, hasEnded) ? 1 : 0;
+        m_run->ended.Wait(guard, hasEnded);
         return 1;
     }
 
@@ -97,7 +96,7 @@ private:
         const std::lock_guard guard(run->mutex);
         run->running = false;
         run->worker = {};
-        run->ended.notify_all();
+        run->ended.NotifyAll();
     }
 
     bool IsOnWorker() const

@@ -18,6 +18,9 @@ public:
     [[nodiscard]] bool TryEnter();
     void Leave(); // only by the thread that entered
 
+    // Entries that were not left yet; only for the thread that has entered.
+    [[nodiscard]] int32_t Depth() const { return m_depth; }
+
 private:
     CKrRecursiveMutex m_mutex;
     int32_t m_depth = 0; // guarded by m_mutex
@@ -34,6 +37,29 @@ public:
 
 private:
     CKrReentrantLock& m_lock;
+};
+
+// Waits for the lock and gives it back as it was, also when something in between kept it on purpose.
+class CKrBalancedLockScope
+{
+public:
+    explicit CKrBalancedLockScope(CKrReentrantLock& lock) : m_lock(lock)
+    {
+        m_lock.Enter();
+        m_depthBefore = m_lock.Depth() - 1;
+    }
+    ~CKrBalancedLockScope()
+    {
+        while (m_lock.Depth() > m_depthBefore + 1)
+            m_lock.Leave();
+        m_lock.Leave(); // past this the depth is another thread's, perhaps
+    }
+    CKrBalancedLockScope(const CKrBalancedLockScope&) = delete;
+    CKrBalancedLockScope& operator=(const CKrBalancedLockScope&) = delete;
+
+private:
+    CKrReentrantLock& m_lock;
+    int32_t m_depthBefore = 0;
 };
 
 // Asks for the lock without waiting; test Entered() before doing anything that the lock guards.

@@ -70,17 +70,17 @@ private:
     bool m_opened = false;
 };
 
+// The lock is held throughout, so that nobody meets a reader whose headers are half parsed.
 int CKrRiffReader::Open(const wchar_t* path)
 {
+    const CKrTryLockScope scope(m_lock);
+    if (!scope.Entered())
+        return 0;
     if (path != nullptr && m_file != nullptr && KrPlatform::EqualIgnoringCase(m_path, path))
         return 1;
     Close();
     if (path == nullptr)
         return 0;
-    // Another thread inside the reader kept it from being closed, or would meet the parse half done.
-    if (CKrTryLockScope probe(m_lock); m_file != nullptr || !probe.Entered())
-        return 0;
-
     std::wstring keptPath(path);
     std::unique_ptr<IKrFile> file = m_fileSystem.OpenForReading(path);
     if (file == nullptr)
@@ -90,8 +90,7 @@ int CKrRiffReader::Open(const wchar_t* path)
         return 0;
 
     CDetachUnlessOpened guard(*this);
-    m_file = std::move(file);
-    m_cursor.Attach(*m_file, *size);
+    Attach(std::move(file), *size);
     if (!ParseFile())
         return 0;
     m_cursor.SeekTo(0);
@@ -108,17 +107,35 @@ void CKrRiffReader::Close()
         EndChunkSearch();
         Detach();
     }
-    m_state.firstChunkPosition = 0;
+    m_firstChunkPosition = 0;
 }
 
-// Back to the closed state, but for what the parse left behind.
+void CKrRiffReader::Attach(std::unique_ptr<IKrFile> file, uint64_t size)
+{
+    std::shared_ptr<IKrFile> shared = std::move(file);
+    m_cursor.Attach(*shared, size);
+    const std::lock_guard guard(m_sharedLock);
+    m_file = std::move(shared);
+}
+
+// Back to the closed state, but for what the parse left behind. A raw read that is under way keeps the file
+// open until it ends.
 void CKrRiffReader::Detach()
 {
     m_tree.Clear();
     m_cursor.Detach();
     m_path.clear();
     m_state.totalFrames = 0;
-    m_file.reset();
+    std::shared_ptr<IKrFile> closed; // outside the lock
+    const std::lock_guard guard(m_sharedLock);
+    closed.swap(m_file);
+    m_facts.totalFrames = 0;
+}
+
+std::shared_ptr<IKrFile> CKrRiffReader::OpenedFile()
+{
+    const std::lock_guard guard(m_sharedLock);
+    return m_file;
 }
 
 uint64_t CKrRiffReader::GetFileLength()
@@ -204,9 +221,12 @@ uint32_t CKrRiffReader::ReadAt(uint64_t position, void* buffer, uint32_t count)
     // Kept: such a position cannot be told from a failed seek.
     if (static_cast<uint32_t>(position) == kRefusedLowHalf)
         return 0;
-    if (m_file == nullptr || buffer == nullptr || position > std::numeric_limits<int64_t>::max())
+    if (buffer == nullptr || position > std::numeric_limits<int64_t>::max())
         return 0;
-    const SKrTransfer read = m_file->ReadAt(position, buffer, count);
+    const std::shared_ptr<IKrFile> file = OpenedFile();
+    if (file == nullptr)
+        return 0;
+    const SKrTransfer read = file->ReadAt(position, buffer, count);
     return read.Failed() ? 0 : static_cast<uint32_t>(read.bytes);
 }
 
@@ -236,7 +256,10 @@ int CKrRiffReader::FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosi
         return 0;
     EndChunkSearch();
     if (startPosition == kDefaultStart)
-        startPosition = m_state.firstChunkPosition != 0 ? m_state.firstChunkPosition : kLargestRefusedSize;
+    {
+        const uint32_t firstChunk = m_firstChunkPosition;
+        startPosition = firstChunk != 0 ? firstChunk : kLargestRefusedSize;
+    }
     return m_search.Start(m_cursor, *fourccs, startPosition) ? 1 : 0;
 }
 

@@ -7,6 +7,7 @@
 #include "core/KrObject.h"
 #include "core/KrReentrantLock.h"
 #include "platform/KrPlatform.h"
+#include "platform/KrSync.h"
 #include "reader/KrChunkSearch.h"
 #include "reader/KrChunkTree.h"
 #include "reader/KrFileCursor.h"
@@ -59,19 +60,31 @@ private:
 
     [[nodiscard]] bool ParseFile();
     void ApplyPixelAspectAndScanMode();
+    void Attach(std::unique_ptr<IKrFile> file, uint64_t size);
     void Detach();
+    [[nodiscard]] std::shared_ptr<IKrFile> OpenedFile();
+    [[nodiscard]] SKrStreamFacts Facts();
+    void PublishFacts();
 
     IKrFileSystem& m_fileSystem;
-    std::unique_ptr<IKrFile> m_file; // null: closed
-    std::wstring m_path;             // of the open file
-    SKrStreamState m_state;
 
-    // Guards the cursor, the tree, the search and the loads. Taken after the cache's lock, never before it.
-    // Open and the operations without a lock leave it alone.
+    // Guards everything up to m_search. Taken after the cache's lock, never before it.
     CKrReentrantLock m_lock;
+    std::wstring m_path; // of the open file
+    SKrStreamState m_state;
     CKrFileCursor m_cursor;
     CKrChunkTree m_tree;
     CKrChunkSearch m_search;
+
+    // After 'hdrl'; 0 when no header list was found. Kept: a Close that finds the reader busy sets it to 0,
+    // so it changes without the lock.
+    KrAtomic<uint32_t> m_firstChunkPosition = 0;
+
+    // What the operations without a lock answer from. Held for the copy of a pointer or of the facts; no lock
+    // follows.
+    CKrMutex m_sharedLock;
+    std::shared_ptr<IKrFile> m_file; // null: closed. Changed under both locks, read under either.
+    SKrStreamFacts m_facts;          // under m_sharedLock
 };
 
 #endif

@@ -12,9 +12,33 @@ bool CKrRiffReader::ParseFile()
     m_state = SKrStreamState();
     const CKrFileCursor::CZeroMemory zeros(m_cursor);
     const bool parsed = CKrHeaderParser(m_cursor, m_state).ParseFile();
+    m_firstChunkPosition = m_state.firstChunkPosition;
     ApplyPixelAspectAndScanMode();
     m_tree.Clear(); // of what the queries walked: hosts find no walk under way in a file just opened
+    PublishFacts();
     return parsed;
+}
+
+// Lets the stream queries see the state. Under m_lock.
+void CKrRiffReader::PublishFacts()
+{
+    const SKrAudioStream& audio = m_state.audio[0];
+    const SKrStreamFacts facts = {.totalFrames = m_state.totalFrames,
+                                  .firstVideoChunkId = m_state.firstVideoChunkId,
+                                  .firstAudioChunkId = m_state.firstAudioChunkId,
+                                  .videoFormat = m_state.videoFormat,
+                                  .videoCompression = m_state.videoCompression,
+                                  .videoBitCount = m_state.videoBitCount,
+                                  .audioFormat = audio.format,
+                                  .audioDuration = audio.duration};
+    const std::lock_guard guard(m_sharedLock);
+    m_facts = facts;
+}
+
+SKrStreamFacts CKrRiffReader::Facts()
+{
+    const std::lock_guard guard(m_sharedLock);
+    return m_facts;
 }
 
 // What the private information chunks say goes before what the headers suggest.
@@ -38,17 +62,18 @@ uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* 
     if (format == nullptr || compression == nullptr || bitCount == nullptr || formatValid == nullptr ||
         videoChunkId == nullptr)
         return 0;
-    const SKrAviVideoParams& known = m_state.videoFormat;
-    *videoChunkId = m_state.firstVideoChunkId;
+    const SKrStreamFacts facts = Facts();
+    const SKrAviVideoParams& known = facts.videoFormat;
+    *videoChunkId = facts.firstVideoChunkId;
     *formatValid =
         known.displayWidth != 0 && known.displayHeight != 0 && known.frameRate != kNoFrameRate ? 1 : 0;
     if (*formatValid != 0)
     {
-        *bitCount = m_state.videoBitCount;
-        *compression = m_state.videoCompression;
+        *bitCount = facts.videoBitCount;
+        *compression = facts.videoCompression;
         *format = known;
     }
-    return m_state.totalFrames;
+    return facts.totalFrames;
 }
 
 int CKrRiffReader::GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatValid, uint32_t* audioChunkId,
@@ -56,16 +81,16 @@ int CKrRiffReader::GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatVali
 {
     if (format == nullptr || formatValid == nullptr || audioChunkId == nullptr)
         return 0;
-    if (m_state.firstAudioChunkId == 0)
+    const SKrStreamFacts facts = Facts();
+    if (facts.firstAudioChunkId == 0)
         return 0;
-    *audioChunkId = m_state.firstAudioChunkId;
-    const SKrAudioStream& first = m_state.audio[0];
-    *formatValid = first.format.samplesPerSec != 0 && first.format.bitsPerSample != 0 ? 1 : 0;
+    *audioChunkId = facts.firstAudioChunkId;
+    *formatValid = facts.audioFormat.samplesPerSec != 0 && facts.audioFormat.bitsPerSample != 0 ? 1 : 0;
     if (*formatValid != 0)
     {
-        *format = first.format;
+        *format = facts.audioFormat;
         if (duration != nullptr)
-            *duration = first.duration;
+            *duration = facts.audioDuration;
     }
     return 1;
 }
@@ -75,7 +100,10 @@ int CKrRiffReader::LoadVideoIndex(CArray<SKrChunkIndexEntry>& out)
     CKrTryLockScope scope(m_lock);
     if (!scope.Entered() || m_file == nullptr)
         return 0;
-    return CKrIndexLoader(*m_file, m_cursor.Size(), m_state).LoadVideo(out) ? 1 : 0;
+    if (!CKrIndexLoader(*m_file, m_cursor.Size(), m_state).LoadVideo(out))
+        return 0;
+    PublishFacts(); // the frame count
+    return 1;
 }
 
 int CKrRiffReader::LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern)

@@ -34,7 +34,7 @@ struct SKrAudioStream
 struct SKrStreamState
 {
     // Kept: 32 bits. A header list that ends beyond 4 GiB is not expected.
-    uint32_t firstChunkPosition = 0; // behind 'hdrl'; 0 when no header list was found
+    uint32_t firstChunkPosition = 0; // after 'hdrl'; 0 when no header list was found
 
     uint32_t streamCount = 0; // 'avih' dwStreams
     uint32_t totalFrames = 0; // 'avih' dwTotalFrames, later the entries of the last video index load
@@ -55,6 +55,19 @@ struct SKrStreamState
     uint16_t audioSampleSizeSum = 0;
     uint64_t totalAudioSamples = 0;
     bool uniformAudioChunks = false; // all of one size, but that the first may be larger
+};
+
+// What the stream queries report: a copy, so that they answer from one state whatever is parsed meanwhile.
+struct SKrStreamFacts
+{
+    uint32_t totalFrames = 0;
+    uint32_t firstVideoChunkId = 0;
+    uint32_t firstAudioChunkId = 0;
+    SKrAviVideoParams videoFormat = {};
+    uint32_t videoCompression = 0;
+    uint16_t videoBitCount = 0;
+    SKrWaveFormatInfo audioFormat = {};
+    double audioDuration = 0; // seconds
 };
 
 #endif

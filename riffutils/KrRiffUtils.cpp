@@ -7,6 +7,8 @@
 #include "riffutils/KrPrivateChunkQuery.h"
 #include "riffutils/KrReaderCache.h"
 
+#include <optional>
+
 using namespace KrPrivateChunkQuery;
 
 namespace
@@ -16,26 +18,22 @@ namespace
 class CKrQueryScope
 {
 public:
-    explicit CKrQueryScope(IKrRiffReader* reader) : m_lock(FindOwnReaderLock(reader))
+    explicit CKrQueryScope(IKrRiffReader* reader)
     {
-        if (m_lock == nullptr)
+        CKrReentrantLock* const lock = FindOwnReaderLock(reader);
+        if (lock == nullptr)
             return;
         m_reader = CKrRef<IKrRiffReader>::Share(reader);
-        m_lock->Enter();
+        m_scope.emplace(*lock);
     }
 
-    ~CKrQueryScope()
-    {
-        if (m_lock != nullptr)
-            m_lock->Leave();
-    }
-
-    CKrQueryScope(const CKrQueryScope&) = delete;
-    CKrQueryScope& operator=(const CKrQueryScope&) = delete;
+    // Whether the reader was closed while this waited for its lock. A walk that finds it closed would keep it
+    // locked for good.
+    [[nodiscard]] bool WasClosed() const { return m_reader && m_reader->GetFileLength() == 0; }
 
 private:
-    CKrRef<IKrRiffReader> m_reader; // released after the lock was left
-    CKrReentrantLock* m_lock;
+    CKrRef<IKrRiffReader> m_reader; // null for another implementation; released after the lock was left
+    std::optional<CKrBalancedLockScope> m_scope;
 };
 
 template <class Search>
@@ -44,7 +42,7 @@ int Query(IKrRiffReader* reader, Search&& search)
     if (reader == nullptr || reader->GetFileLength() == 0)
         return 0;
     const CKrQueryScope scope(reader);
-    return search(*reader) ? 1 : 0;
+    return !scope.WasClosed() && search(*reader) ? 1 : 0;
 }
 
 template <class Search>

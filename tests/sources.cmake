@@ -175,3 +175,12 @@ else()
   list(APPEND KR_INNER_TEST_SOURCES posix/WriteLimitTest.cpp)
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
 endif()
+
+# Built with locks, conditions and atomics that a seeded scheduler drives.
+set(KR_SCHEDULED_TEST_SOURCES
+  scheduler/CacheScheduledTest.cpp
+  scheduler/KrScheduler.cpp
+  scheduler/KrSyncScheduled.cpp
+  scheduler/PoolScheduledTest.cpp
+  scheduler/ReaderScheduledTest.cpp
+  scheduler/SchedulerScheduledTest.cpp)

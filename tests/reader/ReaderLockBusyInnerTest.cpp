@@ -214,7 +214,8 @@ TEST_P(ReaderLockBusyIn, OpenByOthersIsRefusedAndTheFileStaysOpen)
                                     [&]
                                     {
                                         EXPECT_EQ(m_reader->Open(L"b.avi"), 0);
-                                        EXPECT_EQ(m_reader->Open(L"a.avi"), 1) << "is open already";
+                                        EXPECT_EQ(m_reader->Open(L"a.avi"), 0)
+                                            << "the path that is open is refused too";
                                     });
     EXPECT_EQ(status, 1);
     EXPECT_EQ(m_reader->GetFileLength(), m_built.content.Size());

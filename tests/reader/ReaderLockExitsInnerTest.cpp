@@ -293,10 +293,30 @@ TEST_F(ReaderLockExits, KnownSegments_NeedNoSeek)
 }
 
 // The parse asks for the private chunks, whose search starts at the first segment.
-TEST_F(ReaderLockExits, FailedSeekDuringOpen_OpensAndKeepsOneEntry)
+TEST_F(ReaderLockExits, FailedSeekDuringOpen_OpensAndLeavesTheLock)
 {
     m_faulty.FailCall(EKrFileCall::Seek, 1);
     EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
     EXPECT_TRUE(m_faulty.FaultStruck());
-    EXPECT_EQ(DepthKept(), 1);
+    EXPECT_TRUE(IsFree());
+}
+
+TEST_F(ReaderLockExits, FailedSeekDuringAQuery_LeavesTheLockAsItWas)
+{
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_faulty.Reset();
+    m_faulty.FailCall(EKrFileCall::Seek, 1);
+    EKrScanMode scanMode = EKrScanMode::Unknown;
+    EXPECT_EQ(KrRiffUtils::GetAviScanMode(m_reader.Get(), scanMode), 0);
+    EXPECT_TRUE(m_faulty.FaultStruck());
+    EXPECT_TRUE(IsFree());
+
+    m_reader->Close();
+    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
+    m_faulty.Reset();
+    m_faulty.FailCall(EKrFileCall::Seek, 1);
+    m_reader->Lock().Enter();
+    EXPECT_EQ(KrRiffUtils::GetAviScanMode(m_reader.Get(), scanMode), 0);
+    EXPECT_FALSE(IsFree());
+    EXPECT_EQ(DepthKept(), 1) << "what this thread had before";
 }

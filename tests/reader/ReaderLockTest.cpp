@@ -137,12 +137,13 @@ TEST_F(ReaderLock, OpenByAnotherThread_IsRefusedAndLeavesTheFileOpen)
     EXPECT_TRUE(AskEverything(*m_reader, m_parent).None());
 }
 
-TEST_F(ReaderLock, OpenOfTheSamePathByAnotherThread_NeedsNoLock)
+TEST_F(ReaderLock, OpenOfTheSamePathByAnotherThread_IsRefusedToo)
 {
     OpenWithLockKept();
     int status = -1;
     OnAnotherThread([&] { status = m_reader->Open(m_path.c_str()); });
-    EXPECT_EQ(status, 1);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(m_reader->Open(m_path.c_str()), 1) << "by the thread that has it";
 }
 
 TEST_F(ReaderLock, OpenByAnotherThreadWithoutAFile_IsRefused)

@@ -17,6 +17,8 @@ int ValidityWith(uint32_t samplesPerSec, uint16_t bitsPerSample)
     state.audio[0].format = {};
     state.audio[0].format.samplesPerSec = samplesPerSec;
     state.audio[0].format.bitsPerSample = bitsPerSample;
+    CArray<SKrChunkIndexEntry> entries;
+    EXPECT_EQ(file.Reader().LoadVideoIndex(entries), 1); // lets the queries see the state
 
     SKrWaveFormatInfo format = {7, 0, 0, 0, 0, 0};
     int valid = -1;

@@ -1,0 +1,234 @@
+// One reader, used from several threads in every order that a seed may choose.
+#include "reader/KrRiffReader.h"
+
+#include "KrRiffUtils/KrRiffUtils.h"
+#include "tests/scheduler/KrEverySeed.h"
+#include "tests/scheduler/KrYieldingFileSystem.h"
+#include "tests/support/KrByteWriter.h"
+#include "tests/support/KrMemoryFileSystem.h"
+#include "tests/support/KrRef.h"
+#include "tests/support/KrSimpleAvi.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <iterator>
+#include <stdexcept>
+
+using namespace KrTest;
+
+namespace
+{
+constexpr const wchar_t* kPaths[] = {L"a.avi", L"b.avi"};
+
+// Two files that differ in each fact that is asked.
+class ReaderScheduled : public testing::Test
+{
+protected:
+    ReaderScheduled()
+    {
+        SKrSimpleAvi first;
+        first.krlA = SKrTestKrlA{.scanMode = 1, .horizontal = 64, .vertical = 45};
+        first.streams.push_back(PcmStream());
+        SKrSimpleAvi second;
+        SKrTestBitmapInfo format;
+        format.width = 640;
+        format.height = 480;
+        format.compression = "XVID";
+        second.streams = {VideoStream({500, 600, 700, 800, 900}, format)};
+        second.index = EKrIndexKind::OpenDml;
+        second.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 16, .vertical = 15};
+        m_bytes = {BuildSimpleAvi(first).Bytes(), BuildSimpleAvi(second).Bytes()};
+        for (size_t file = 0; file < m_bytes.size(); ++file)
+            m_memory.Set(kPaths[file], CKrFileContent(m_bytes[file]));
+    }
+
+    // Runs what was added, on a reader in which nothing may be left behind.
+    void Run(CKrScheduler& scheduler, CKrRiffReader& reader)
+    {
+        ASSERT_EQ(scheduler.Run(), "");
+        EXPECT_FALSE(m_files.WasClosedUnderATransfer());
+        const CKrTryLockScope probe(reader.Lock());
+        ASSERT_TRUE(probe.Entered()) << "an activity kept the lock";
+        EXPECT_EQ(reader.Open(kPaths[0]), 1);
+        EXPECT_EQ(reader.GetFileLength(), m_bytes[0].size());
+        reader.Close();
+        EXPECT_EQ(reader.GetFileLength(), 0u);
+        EXPECT_EQ(m_memory.OpenFiles(), 0u);
+    }
+
+    // What a read brought stands at its place in one of the files.
+    void ExpectBytesOfOneFile(uint64_t position, const uint8_t* bytes, uint32_t count)
+    {
+        const bool known =
+            std::ranges::any_of(m_bytes,
+                                [&](const KrBytes& file) {
+                                    return position + count <= file.size() &&
+                                           std::memcmp(bytes, file.data() + position, count) == 0;
+                                });
+        EXPECT_TRUE(known) << count << " bytes at " << position;
+    }
+
+    // Asks for the video stream. All that is answered belongs to one file, or to none at first.
+    static void ExpectOneStreamState(CKrRiffReader& reader)
+    {
+        SKrAviVideoParams format{};
+        uint32_t compression = 0;
+        uint32_t chunkId = 0;
+        uint16_t bitCount = 0;
+        int valid = 0;
+        const uint32_t frames = reader.GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
+        if (valid == 0)
+        {
+            EXPECT_EQ(frames, 0u);
+            return;
+        }
+        const bool isFirst = format.width == 720;
+        EXPECT_EQ(format.height, isFirst ? 576 : 480);
+        EXPECT_EQ(compression, FourCcValue(isFirst ? "MJPG" : "XVID"));
+        EXPECT_EQ(format.scanMode, isFirst ? 1 : 2);
+        EXPECT_EQ(format.displayWidth, isFirst ? 1024 : 683) << "after both private chunks were asked";
+        EXPECT_TRUE(frames == 0 || frames == (isFirst ? 3u : 5u)) << frames;
+    }
+
+    // A query by reader, which may find the reader closed.
+    static void ExpectMode(CKrRiffReader& reader)
+    {
+        EKrScanMode mode = EKrScanMode::Unknown;
+        const bool found = KrRiffUtils::GetAviScanMode(&reader, mode) != 0;
+        EXPECT_EQ(found, mode == EKrScanMode::LowerFieldFirst || mode == EKrScanMode::Progressive);
+    }
+
+    CKrMemoryFileSystem m_memory;
+    CKrYieldingFileSystem m_files{m_memory};
+    std::array<KrBytes, 2> m_bytes;
+};
+} // namespace
+
+TEST_F(ReaderScheduled, QueriesBesideCloseAndOpen_LeaveTheLockFree)
+{
+    WithEverySeed(
+        [this](CKrScheduler& scheduler)
+        {
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            scheduler.Add([&] { reader->Open(kPaths[0]); });
+            for (int query = 0; query < 2; ++query)
+                scheduler.Add([&] { ExpectMode(*reader.Get()); });
+            scheduler.Add(
+                [&]
+                {
+                    reader->Close();
+                    reader->Open(kPaths[scheduler.Choose(2)]);
+                    reader->Close();
+                });
+            scheduler.Add(
+                [&]
+                {
+                    const uint64_t length = reader->GetFileLength();
+                    EXPECT_TRUE(length == 0 || length == m_bytes[0].size() || length == m_bytes[1].size());
+                });
+            Run(scheduler, *reader.Get());
+        });
+}
+
+TEST_F(ReaderScheduled, CloseOpenAndSearches_MeetNoHalfParsedReader)
+{
+    WithEverySeed(
+        [this](CKrScheduler& scheduler)
+        {
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            for (size_t file = 0; file < 2; ++file)
+                scheduler.Add([&, file] { reader->Open(kPaths[file]); });
+            scheduler.Add([&] { reader->Close(); });
+            scheduler.Add(
+                [&]
+                {
+                    CDWordArray ids;
+                    ids.Add(FourCcValue("00dc"));
+                    uint32_t ckid = 0, type = 0, size = 0;
+                    uint64_t offset = 0;
+                    if (reader->FindFirstChunk(&ids, UINT64_MAX) == 0)
+                        return;
+                    try
+                    {
+                        reader->FindNextChunk(&ckid, &type, &size, &offset, nullptr);
+                        EXPECT_TRUE(ckid == 0 || ckid == FourCcValue("00dc"));
+                    }
+                    catch (const std::out_of_range&)
+                    {
+                        // somebody closed the file, and ended the search with it
+                    }
+                });
+            scheduler.Add([&] { ExpectMode(*reader.Get()); });
+            Run(scheduler, *reader.Get());
+        });
+}
+
+TEST_F(ReaderScheduled, RawReadsAndStreamQueriesBesideCloseAndOpen_AnswerForOneFile)
+{
+    WithEverySeed(
+        [this](CKrScheduler& scheduler)
+        {
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            ASSERT_EQ(reader->Open(kPaths[0]), 1);
+            scheduler.Add(
+                [&]
+                {
+                    for (int read = 0; read < 3; ++read)
+                    {
+                        uint8_t bytes[200];
+                        const uint64_t position = 100 * scheduler.Choose(20);
+                        const uint32_t count = reader->ReadAt(position, bytes, sizeof bytes);
+                        ExpectBytesOfOneFile(position, bytes, count);
+                    }
+                });
+            scheduler.Add(
+                [&]
+                {
+                    for (int query = 0; query < 3; ++query)
+                        ExpectOneStreamState(*reader.Get());
+                });
+            scheduler.Add(
+                [&]
+                {
+                    reader->Close();
+                    reader->Open(kPaths[1]);
+                    CArray<SKrChunkIndexEntry> entries;
+                    reader->LoadVideoIndex(entries);
+                });
+            scheduler.Add([&] { reader->Close(); });
+            Run(scheduler, *reader.Get());
+        });
+}
+
+TEST_F(ReaderScheduled, LoadsAndWalksBesideCloseAndOpen_AnswerForOneFile)
+{
+    WithEverySeed(
+        [this](CKrScheduler& scheduler)
+        {
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            ASSERT_EQ(reader->Open(kPaths[1]), 1);
+            scheduler.Add(
+                [&]
+                {
+                    CArray<SKrChunkIndexEntry> entries;
+                    const bool loaded = reader->LoadVideoIndex(entries) != 0;
+                    EXPECT_EQ(loaded, entries.GetSize() == 3 || entries.GetSize() == 5);
+                });
+            scheduler.Add(
+                [&]
+                {
+                    // Null while somebody else is inside; the record itself may be gone by now. The reader is
+                    // never seen closed, so that nothing keeps its lock.
+                    static_cast<void>(reader->GetLastRiffSegment());
+                });
+            scheduler.Add(
+                [&]
+                {
+                    reader->Open(kPaths[0]);
+                    reader->Open(kPaths[1]);
+                });
+            scheduler.Add([&] { ExpectMode(*reader.Get()); });
+            Run(scheduler, *reader.Get());
+        });
+}

@@ -67,6 +67,11 @@ public:
     // Maps a range for writing, which must lie inside the file and not be empty: null when the system cannot.
     // The view itself starts at a multiple of the system's allocation granularity.
     [[nodiscard]] virtual std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) = 0;
+
+    // Makes the file end at this size: what lies past it is gone, and what was missing up to it reads as
+    // zeros. No view of the file may be mapped past that; Windows may refuse while there is any view. False
+    // when the system refuses, and for a size that no file has.
+    [[nodiscard]] virtual bool CutTo(uint64_t size) = 0;
 };
 
 class IKrFileSystem

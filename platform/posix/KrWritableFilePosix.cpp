@@ -115,6 +115,17 @@ public:
         return view;
     }
 
+    bool CutTo(uint64_t size) override
+    {
+        if (!KrPlatform::IsFilePosition(size))
+            return false;
+        int result = -1;
+        do
+            result = ::ftruncate(m_descriptor.Get(), static_cast<off_t>(size));
+        while (result != 0 && errno == EINTR);
+        return result == 0;
+    }
+
 private:
     CKrFileDescriptor m_descriptor;
 };

@@ -101,6 +101,16 @@ public:
         return view;
     }
 
+    // Unlike SetEndOfFile, this has nothing to do with the file pointer.
+    bool CutTo(uint64_t size) override
+    {
+        if (!KrPlatform::IsFilePosition(size))
+            return false;
+        FILE_END_OF_FILE_INFO end{};
+        end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
+        return SetFileInformationByHandle(m_handle.Get(), FileEndOfFileInfo, &end, sizeof end);
+    }
+
 private:
     // Writes behind what `total` counts already.
     [[nodiscard]] bool Write(uint64_t position, KrByteSpan bytes, SKrTransfer& total)

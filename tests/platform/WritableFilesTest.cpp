@@ -311,6 +311,58 @@ TEST_F(WritableFilesTest, RangeOutsideTheFile_IsNotMapped)
     EXPECT_NE(file->Map(99, 1), nullptr);
 }
 
+TEST_F(WritableFilesTest, CutFile_EndsThere)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {KrBytes(100'000, 1)}), 100'000u);
+    {
+        const auto view = file->Map(69'000, 1000);
+        ASSERT_NE(view, nullptr);
+        view->Data()[999] = 2;
+    }
+    EXPECT_TRUE(file->CutTo(70'000));
+    EXPECT_EQ(Peek(m_path, 69'998, 10), (KrBytes{1, 2})) << "what was put there before stays";
+    EXPECT_EQ(file->Map(70'000, 1), nullptr);
+    EXPECT_TRUE(file->CutTo(70'002)) << "longer again";
+    EXPECT_EQ(Peek(m_path, 69'999, 10), (KrBytes{2, 0, 0})) << "what was cut off does not come back";
+    ASSERT_EQ(Write(*file, 70'001, {{3, 4}}), 2u) << "goes on where it is told to";
+    EXPECT_EQ(Peek(m_path, 69'999, 10), (KrBytes{2, 0, 3, 4}));
+    EXPECT_TRUE(file->CutTo(0));
+    file.reset();
+    EXPECT_EQ(ReadBack(m_path, 0, 10), KrBytes{});
+}
+
+TEST_F(WritableFilesTest, ViewBeforeTheCut_StaysTheFile)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {KrBytes(300'000, 1)}), 300'000u);
+    const auto view = file->Map(10, 4);
+    ASSERT_NE(view, nullptr);
+    const bool cut = file->CutTo(200'000);
+    EXPECT_TRUE(cut || Os::kSeparator == L'\\') << "only Windows may refuse";
+    view->Data()[3] = 2;
+    EXPECT_EQ(Peek(m_path, 12, 3), (KrBytes{1, 2, 1}));
+    EXPECT_EQ(Peek(m_path, 199'999, 5).size(), cut ? 1u : 5u);
+}
+
+TEST_F(WritableFilesTest, SizesBeyond4Gigabytes_AreCutTo)
+{
+    const uint64_t size = (uint64_t{5} << 30) + 3;
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, size - 2, {{1, 2, 3, 4}}), 4u);
+    EXPECT_TRUE(file->CutTo(size));
+    EXPECT_FALSE(file->CutTo(uint64_t{1} << 63));
+    EXPECT_FALSE(file->CutTo(UINT64_MAX));
+    file.reset();
+    const auto reader = m_files.OpenForReading(m_path.c_str());
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->Size(), size);
+    EXPECT_EQ(ReadBack(m_path, size - 2, 10), (KrBytes{1, 2}));
+}
+
 TEST_F(WritableFilesTest, SectorSize_IsAPowerOfTwo)
 {
     for (const std::wstring& folder : {m_folder.Path(), std::wstring()})

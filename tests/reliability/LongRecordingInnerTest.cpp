@@ -66,6 +66,8 @@ public:
             KrBytes(m_last.begin(), m_last.begin() + static_cast<ptrdiff_t>(length)));
     }
 
+    bool CutTo(uint64_t) override { return true; }
+
 private:
     class CView final : public IKrMappedView
     {

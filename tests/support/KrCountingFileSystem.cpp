@@ -99,6 +99,12 @@ public:
         return m_inner->Map(position, length);
     }
 
+    bool CutTo(uint64_t size) override
+    {
+        m_tally->Add(&SKrFileCalls::cuts);
+        return m_inner->CutTo(size);
+    }
+
 private:
     std::unique_ptr<IKrWritableFile> m_inner;
     std::shared_ptr<CKrCountingFileSystem::SKrTally> m_tally;

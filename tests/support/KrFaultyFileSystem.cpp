@@ -136,6 +136,8 @@ public:
         return m_plan->Count(EKrFileCall::Map) ? nullptr : m_inner->Map(position, length);
     }
 
+    bool CutTo(uint64_t size) override { return !m_plan->Count(EKrFileCall::Cut) && m_inner->CutTo(size); }
+
 private:
     std::unique_ptr<IKrWritableFile> m_inner;
     std::shared_ptr<CKrFaultyFileSystem::SKrPlan> m_plan;

@@ -21,12 +21,13 @@ enum class EKrFileCall
     Write,
     Flush,
     Map,
+    Cut,
     Exists,
     Delete,
     SectorQuery
 };
 
-inline constexpr size_t kFileCallKinds = 11;
+inline constexpr size_t kFileCallKinds = 12;
 
 enum class EKrFaultSpan
 {
@@ -44,8 +45,8 @@ struct SKrReadRequest
 
 // Calls are numbered from 1, each kind on its own, over all files together. At most one fault is planned at a
 // time. A failing call does not reach the wrapped file system: an open, a create and a map return null, a
-// size nothing, a seek, a flush, an existence query and a delete false, a sector query 0, a read or a write
-// no bytes and the error number. May be used from any thread.
+// size nothing, a seek, a flush, a cut, an existence query and a delete false, a sector query 0, a read or a
+// write no bytes and the error number. May be used from any thread.
 class CKrFaultyFileSystem : public IKrFileSystem
 {
 public:

@@ -69,6 +69,8 @@ public:
 
     uint8_t* Data() override { return m_bytes.data(); }
 
+    [[nodiscard]] uint64_t End() const { return m_position + m_bytes.size(); }
+
     [[nodiscard]] bool Overlaps(uint64_t position, uint64_t length) const
     {
         return position < m_position + m_bytes.size() && m_position < position + length;
@@ -182,6 +184,20 @@ public:
                 throw std::logic_error("views that overlap");
         }
         return std::make_unique<CMemoryView>(m_disk, m_node, position, length);
+    }
+
+    bool CutTo(uint64_t size) override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        if (!KrPlatform::IsFilePosition(size) || size > std::max(m_disk->capacity, m_node->content.Size()))
+            return false;
+        for (const CMemoryView* const view : m_node->views)
+        {
+            if (view->End() > size)
+                throw std::logic_error("a view past the new end");
+        }
+        m_node->content.Resize(size);
+        return true;
     }
 
 private:

@@ -14,7 +14,8 @@ namespace KrTest
 {
 // Paths are compared exactly. All operations may be called from any thread. Share rules are those of the real
 // file systems: what is being written is opened by nobody else, what is open is not deleted or replaced.
-// Views of one file must not overlap while they live: mapping such a range throws std::logic_error.
+// Views of one file must not overlap while they live, nor reach past the end that a file is cut to: mapping
+// such a range, and such a cut, throw std::logic_error.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);
@@ -36,7 +37,7 @@ public:
     void SetBytesPerSector(uint32_t bytes) { m_bytesPerSector = bytes; }
     [[nodiscard]] std::wstring LastVolumeFolder() const;
 
-    // A full disk: writes that would make a file longer than that come short.
+    // A full disk: writes that would make a file longer than that come short, and CutTo is refused.
     void SetCapacity(uint64_t bytes);
 
     // Files that are open, those of them that are being written, and views that are mapped.

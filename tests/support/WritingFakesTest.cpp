@@ -26,7 +26,7 @@ class WritingFakesTest : public testing::Test
 protected:
     KrBytes Bytes() const { return m_files.Content(L"a.avi").ToBytes(); }
 
-    // Asks, deletes, creates, writes twice, maps and flushes. Returns whether all of it worked.
+    // Asks, deletes, creates, writes twice, maps, cuts and flushes. Returns whether all of it worked.
     static bool UseFile(IKrFileSystem& files)
     {
         if (files.BytesPerSector(L"folder") == 0)
@@ -36,7 +36,7 @@ protected:
         const auto file = files.CreateForWriting(L"a.avi");
         if (!file || Write(*file, 0, {{1, 2}, {3}}).Failed() || Write(*file, 3, {{4}}).Failed())
             return false;
-        return file->Map(1, 2) != nullptr && file->Flush();
+        return file->Map(1, 2) != nullptr && file->CutTo(3) && file->Flush();
     }
 
     CKrMemoryFileSystem m_files;
@@ -95,6 +95,28 @@ TEST_F(WritingFakesTest, RangesOutsideTheMemoryFileOrMappedAlready_AreNotMapped)
     const auto behind = file->Map(3, 1);
     EXPECT_TRUE(before != nullptr && behind != nullptr);
     EXPECT_EQ(m_files.OpenViews(), 3u);
+}
+
+TEST_F(WritingFakesTest, CutMemoryFile_EndsThere)
+{
+    auto file = m_files.CreateForWriting(L"a.avi");
+    ASSERT_NE(file, nullptr);
+    ASSERT_EQ(Write(*file, 0, {{1, 2, 3, 4, 5, 6}}).bytes, 6u);
+    auto view = file->Map(1, 2);
+    ASSERT_NE(view, nullptr);
+    EXPECT_TRUE(file->CutTo(3)) << "where the view ends";
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3}));
+    EXPECT_THROW(static_cast<void>(file->CutTo(2)), std::logic_error);
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3}));
+    view.reset();
+    EXPECT_TRUE(file->CutTo(5));
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 0, 0})) << "what was cut off does not come back";
+    EXPECT_FALSE(file->CutTo(uint64_t{1} << 63));
+    m_files.SetCapacity(4);
+    EXPECT_FALSE(file->CutTo(6));
+    EXPECT_EQ(Bytes().size(), 5u);
+    EXPECT_TRUE(file->CutTo(0)) << "a full disk is no obstacle";
+    EXPECT_EQ(Bytes(), KrBytes());
 }
 
 TEST_F(WritingFakesTest, OpenMemoryFile_IsNeitherReplacedNorDeleted)
@@ -202,10 +224,11 @@ TEST_F(WritingFakesTest, CountingFileSystem_CountsTheWritingCalls)
     EXPECT_EQ(calls.writes, 2u);
     EXPECT_EQ(calls.written, 4u);
     EXPECT_EQ(calls.maps, 1u);
+    EXPECT_EQ(calls.cuts, 1u);
     EXPECT_EQ(calls.flushes, 1u);
     counting.Reset();
     calls = counting.Calls();
-    EXPECT_EQ(calls.creates + calls.writes + calls.written + calls.maps + calls.flushes, 0u);
+    EXPECT_EQ(calls.creates + calls.writes + calls.written + calls.maps + calls.cuts + calls.flushes, 0u);
     file.reset();
     EXPECT_EQ(counting.Calls().openFiles, 0u);
 }
@@ -220,7 +243,7 @@ TEST_F(WritingFakesTest, EveryKindOfWritingCall_CanFail)
     for (const SKind& expected :
          {SKind{EKrFileCall::SectorQuery, 1}, SKind{EKrFileCall::Exists, 1}, SKind{EKrFileCall::Delete, 1},
           SKind{EKrFileCall::Create, 1}, SKind{EKrFileCall::Write, 2}, SKind{EKrFileCall::Map, 1},
-          SKind{EKrFileCall::Flush, 1}})
+          SKind{EKrFileCall::Cut, 1}, SKind{EKrFileCall::Flush, 1}})
     {
         CKrFaultyFileSystem faulty(m_files);
         std::vector<bool> worked;
@@ -255,6 +278,10 @@ TEST_F(WritingFakesTest, FailedWritingCalls_DoNotReachTheFile)
     EXPECT_EQ(Write(*file, 1, {{2}}).osError, 23u);
     EXPECT_EQ(Write(*file, 1, {{2}}).bytes, 0u);
     EXPECT_EQ(Bytes(), KrBytes{1});
+    faulty.FailCall(EKrFileCall::Cut, 2);
+    EXPECT_TRUE(file->CutTo(2));
+    EXPECT_FALSE(file->CutTo(0));
+    EXPECT_EQ(Bytes(), (KrBytes{1, 0}));
 }
 
 TEST_F(WritingFakesTest, ShortenedWrite_WritesTheFirstBytesAndFails)

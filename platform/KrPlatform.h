@@ -61,7 +61,8 @@ public:
     // written before the error are counted.
     [[nodiscard]] virtual SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) = 0;
 
-    // Hands what was written to the device. False when that failed.
+    // Hands what was written to the device, through views that are mapped now as well. False when any of that
+    // failed. Another thread may map and unmap meanwhile.
     virtual bool Flush() = 0;
 
     // Maps a range for writing, which must lie inside the file and not be empty: null when the system cannot.

@@ -1,9 +1,12 @@
 #include "platform/win32/KrWritableFileWin32.h"
 
 #include "platform/KrFileRange.h"
+#include "platform/KrSync.h"
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -24,17 +27,18 @@ uint64_t AllocationGranularity()
     return granularity;
 }
 
-class CWin32View final : public IKrMappedView
+// A range of a file in memory.
+class CMapping
 {
 public:
-    CWin32View() = default;
-    ~CWin32View() override
+    CMapping() = default;
+    ~CMapping()
     {
         if (m_start != nullptr)
             UnmapViewOfFile(m_start);
     }
-    CWin32View(const CWin32View&) = delete;
-    CWin32View& operator=(const CWin32View&) = delete;
+    CMapping(const CMapping&) = delete;
+    CMapping& operator=(const CMapping&) = delete;
 
     // Maps a range that lies in the file. Once at most.
     [[nodiscard]] bool Map(HANDLE file, uint64_t position, size_t length)
@@ -50,11 +54,27 @@ public:
         return m_start != nullptr;
     }
 
-    uint8_t* Data() override { return static_cast<uint8_t*>(m_start) + m_before; }
+    // Hands what was put there to the file.
+    [[nodiscard]] bool Flush() const { return FlushViewOfFile(m_start, 0); }
+
+    [[nodiscard]] uint8_t* Data() const { return static_cast<uint8_t*>(m_start) + m_before; }
 
 private:
     void* m_start = nullptr;
     size_t m_before = 0; // bytes of the view before the range
+};
+
+// The mapping goes with the view, unless a flush of the file is at work on it: then when that is done. So
+// nobody who lets go of a view waits for the disk.
+class CWin32View final : public IKrMappedView
+{
+public:
+    explicit CWin32View(std::shared_ptr<const CMapping> mapping) : m_mapping(std::move(mapping)) {}
+
+    uint8_t* Data() override { return m_mapping->Data(); }
+
+private:
+    std::shared_ptr<const CMapping> m_mapping;
 };
 
 class CWin32WritableFile final : public IKrWritableFile
@@ -87,7 +107,14 @@ public:
         return total;
     }
 
-    bool Flush() override { return FlushFileBuffers(m_handle.Get()); }
+    // What was put into views is not in the file's buffers yet: it has to go there first.
+    bool Flush() override
+    {
+        bool done = true;
+        for (const auto& mapping : LiveMappings())
+            done = mapping->Flush() && done;
+        return FlushFileBuffers(m_handle.Get()) && done;
+    }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {
@@ -95,10 +122,15 @@ public:
         if (!GetFileSizeEx(m_handle.Get(), &size) ||
             !KrPlatform::IsRangeInside(position, length, static_cast<uint64_t>(size.QuadPart)))
             return nullptr;
-        auto view = std::make_unique<CWin32View>();
-        if (!view->Map(m_handle.Get(), position, length))
+        auto mapping = std::make_shared<CMapping>();
+        if (!mapping->Map(m_handle.Get(), position, length))
             return nullptr;
-        return view;
+        {
+            const std::lock_guard guard(m_mutex);
+            std::erase_if(m_mappings, [](const auto& old) { return old.expired(); });
+            m_mappings.emplace_back(mapping);
+        }
+        return std::make_unique<CWin32View>(std::move(mapping));
     }
 
     // Unlike SetEndOfFile, this has nothing to do with the file pointer.
@@ -112,6 +144,18 @@ public:
     }
 
 private:
+    [[nodiscard]] std::vector<std::shared_ptr<const CMapping>> LiveMappings()
+    {
+        std::vector<std::shared_ptr<const CMapping>> live;
+        const std::lock_guard guard(m_mutex);
+        for (const auto& mapping : m_mappings)
+        {
+            if (auto lives = mapping.lock())
+                live.push_back(std::move(lives));
+        }
+        return live;
+    }
+
     // Writes behind what `total` counts already.
     [[nodiscard]] bool Write(uint64_t position, KrByteSpan bytes, SKrTransfer& total)
     {
@@ -142,6 +186,8 @@ private:
 
     CKrFileHandle m_handle;
     std::vector<uint8_t> m_joined; // one write's small parts; kept for its memory
+    CKrMutex m_mutex;
+    std::vector<std::weak_ptr<const CMapping>> m_mappings; // guarded by m_mutex; some may be gone
 };
 } // namespace
 

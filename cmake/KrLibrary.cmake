@@ -40,6 +40,7 @@ if(WIN32)
   target_sources(KrRiffUtilsObjects PRIVATE
     platform/win32/KrClockWin32.cpp
     platform/win32/KrFilesWin32.cpp
+    platform/win32/KrFineSleep.cpp
     platform/win32/KrLargePagesWin32.cpp
     platform/win32/KrModuleHoldWin32.cpp
     platform/win32/KrSyncWin32.cpp

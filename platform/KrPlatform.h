@@ -112,7 +112,8 @@ public:
     [[nodiscard]] virtual int64_t PerformanceCounter() = 0;
     [[nodiscard]] virtual int64_t PerformanceFrequency() = 0;
 
-    // Waits on the calling thread.
+    // Waits on the calling thread: never less than that, and little more, also for one millisecond. 0 does
+    // not wait.
     virtual void Sleep(uint32_t milliseconds) = 0;
 };
 

@@ -1,5 +1,6 @@
 // Time of Windows.
 #include "platform/KrPlatform.h"
+#include "platform/win32/KrFineSleep.h"
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
@@ -27,7 +28,7 @@ public:
         return value.QuadPart;
     }
 
-    void Sleep(uint32_t milliseconds) override { ::Sleep(milliseconds); }
+    void Sleep(uint32_t milliseconds) override { KrSleepFinely(milliseconds); }
 };
 } // namespace
 

@@ -18,6 +18,24 @@ TEST(ClockTest, Sleep_MovesTickAndCounter)
     EXPECT_LT(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() * 10);
 }
 
+TEST(ClockTest, ShortSleeps_TakeNoLessThanTheirTime)
+{
+    IKrClock& clock = KrPlatform::OsClock();
+    const int64_t counter = clock.PerformanceCounter();
+    for (int number = 0; number < 100; ++number)
+        clock.Sleep(1);
+    EXPECT_GE(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() / 10);
+}
+
+TEST(ClockTest, SleepOfNothing_ReturnsAtOnce)
+{
+    IKrClock& clock = KrPlatform::OsClock();
+    const int64_t counter = clock.PerformanceCounter();
+    for (int number = 0; number < 10'000; ++number)
+        clock.Sleep(0);
+    EXPECT_LT(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() * 5) << "0.5 ms each";
+}
+
 TEST(ClockTest, Counter_NeverGoesBack)
 {
     IKrClock& clock = KrPlatform::OsClock();

@@ -75,11 +75,11 @@ public:
     [[nodiscard]] virtual bool CutTo(uint64_t size) = 0;
 };
 
+// Nobody owns a file system through this: the operating system's must still work when hosts use the library
+// from the last of their own destructors, so it has none.
 class IKrFileSystem
 {
 public:
-    virtual ~IKrFileSystem() = default;
-
     // Opens an existing regular file, shared with other readers only: null when it is missing, is not a
     // regular file, or is open for writing elsewhere.
     [[nodiscard]] virtual std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) = 0;
@@ -97,14 +97,15 @@ public:
     // Sector size of the volume that a folder lies on, in bytes; 0 when the system does not tell. An empty
     // name means the current folder.
     [[nodiscard]] virtual uint32_t BytesPerSector(const wchar_t* folder) = 0;
+
+protected:
+    ~IKrFileSystem() = default;
 };
 
-// Time as the writer sees it.
+// Time as the writer sees it. Like the file system, it is not owned and never destroyed.
 class IKrClock
 {
 public:
-    virtual ~IKrClock() = default;
-
     // Milliseconds from some start, modulo 2^32.
     [[nodiscard]] virtual uint32_t TickCount() = 0;
 
@@ -115,6 +116,9 @@ public:
     // Waits on the calling thread: never less than that, and little more, also for one millisecond. 0 does
     // not wait.
     virtual void Sleep(uint32_t milliseconds) = 0;
+
+protected:
+    ~IKrClock() = default;
 };
 
 namespace KrPlatform

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <thread>
+#include <type_traits>
 
 namespace
 {
@@ -32,5 +33,6 @@ private:
 IKrClock& KrPlatform::OsClock()
 {
     static CPosixClock clock;
+    static_assert(std::is_trivially_destructible_v<CPosixClock>, "hosts may come while the process ends");
     return clock;
 }

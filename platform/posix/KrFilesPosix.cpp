@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 static_assert(sizeof(off_t) == 8, "positions need 64 bits");
@@ -136,6 +137,8 @@ namespace KrPlatform
 IKrFileSystem& OsFileSystem()
 {
     static CPosixFileSystem fileSystem;
+    static_assert(std::is_trivially_destructible_v<CPosixFileSystem>,
+                  "hosts may come while the process ends");
     return fileSystem;
 }
 

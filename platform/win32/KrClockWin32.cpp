@@ -7,6 +7,8 @@
 #endif
 #include <windows.h>
 
+#include <type_traits>
+
 namespace
 {
 class CWin32Clock final : public IKrClock
@@ -35,5 +37,6 @@ public:
 IKrClock& KrPlatform::OsClock()
 {
     static CWin32Clock clock;
+    static_assert(std::is_trivially_destructible_v<CWin32Clock>, "hosts may come while the process ends");
     return clock;
 }

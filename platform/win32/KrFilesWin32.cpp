@@ -8,6 +8,7 @@
 #include <climits>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace
@@ -166,6 +167,8 @@ namespace KrPlatform
 IKrFileSystem& OsFileSystem()
 {
     static CWin32FileSystem fileSystem;
+    static_assert(std::is_trivially_destructible_v<CWin32FileSystem>,
+                  "hosts may come while the process ends");
     return fileSystem;
 }
 

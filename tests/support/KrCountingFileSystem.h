@@ -43,7 +43,7 @@ class CKrCountingFileSystem : public IKrFileSystem
 {
 public:
     explicit CKrCountingFileSystem(IKrFileSystem& inner);
-    ~CKrCountingFileSystem() override;
+    virtual ~CKrCountingFileSystem();
 
     [[nodiscard]] SKrFileCalls Calls() const;
 

@@ -53,7 +53,7 @@ public:
     static constexpr uint32_t kAnyError = 5; // some non-zero error number
 
     explicit CKrFaultyFileSystem(IKrFileSystem& inner);
-    ~CKrFaultyFileSystem() override;
+    virtual ~CKrFaultyFileSystem();
 
     // Plans that the n-th call of a kind, counted since the last Reset, fails. Replaces an earlier plan.
     void FailCall(EKrFileCall kind, uint64_t number, EKrFaultSpan span = EKrFaultSpan::Once,

@@ -56,7 +56,7 @@ public:
     struct SKrNode;
 
     CKrMemoryFileSystem();
-    ~CKrMemoryFileSystem() override;
+    virtual ~CKrMemoryFileSystem();
 
 private:
     [[nodiscard]] std::shared_ptr<SKrNode> Find(const std::wstring& path) const;

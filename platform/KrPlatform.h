@@ -142,8 +142,9 @@ IKrClock& OsClock();
 // The clock that writers take when they are made: the operating system's, unless something else was put here.
 IKrClock& Clock();
 
-// Whether two paths are equal without regard to case, by the rule of the platform's own tables.
-bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right);
+// Whether two texts are the same path by the system's rule for names: character by character, on Windows
+// without regard to case. Two spellings of one file's path may be different paths all the same.
+bool IsSamePath(std::wstring_view left, std::wstring_view right);
 
 // Puts another file system in place while it lives. For tests, from one thread.
 class CFileSystemScope

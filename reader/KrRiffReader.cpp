@@ -76,7 +76,7 @@ int CKrRiffReader::Open(const wchar_t* path)
     const CKrTryLockScope scope(m_lock);
     if (!scope.Entered())
         return 0;
-    if (path != nullptr && m_file != nullptr && KrPlatform::EqualIgnoringCase(m_path, path))
+    if (path != nullptr && m_file != nullptr && KrPlatform::IsSamePath(m_path, path))
         return 1;
     Close();
     if (path == nullptr)

@@ -76,9 +76,9 @@ set(KR_INNER_TEST_SOURCES
   format/SuperIndexInnerTest.cpp
   format/WaveFormatInnerTest.cpp
   platform/ClockTest.cpp
-  platform/EqualIgnoringCaseTest.cpp
   platform/FileSystemScopeTest.cpp
   platform/FilesTest.cpp
+  platform/IsSamePathTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
   platform/WritableFilesTest.cpp

@@ -22,10 +22,10 @@ class IKrRiffReader : public IKrUnknown
 {
 public:
     // Opens a file, shared for reading only, and parses its headers; the indexes are not read yet. Returns 1
-    // at once, touching nothing, when this path is open already (compared without regard to case); otherwise
-    // the file that is open gets closed first, also when the new one cannot be opened. Files of 200 bytes or
-    // less are refused. A file that is not RIFF 'AVI ' opens when a chunk header is found at or behind
-    // byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
+    // at once, touching nothing, when this path is open already (the same text; on Windows without regard to
+    // case); otherwise the file that is open gets closed first, also when the new one cannot be opened. Files
+    // of 200 bytes or less are refused. A file that is not RIFF 'AVI ' opens when a chunk header is found at
+    // or behind byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
     // thread is inside the reader, whose file then stays open.
     virtual int Open(const wchar_t* path) = 0;
 

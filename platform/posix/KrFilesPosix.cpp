@@ -9,9 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <locale.h>
-#include <wctype.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <optional>
@@ -115,21 +112,6 @@ public:
         return native ? SectorSizeBelow(native->empty() ? "." : *native) : 0;
     }
 };
-
-// Letters as Unicode has them, whatever locale the host runs in; null when the system lacks that locale.
-// Never freed: queries can still come while the process ends.
-locale_t UnicodeLocale()
-{
-    static const locale_t locale = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    return locale;
-}
-
-wchar_t LowerCase(wchar_t letter, locale_t locale)
-{
-    if (locale != nullptr)
-        return static_cast<wchar_t>(::towlower_l(static_cast<wint_t>(letter), locale));
-    return letter >= L'A' && letter <= L'Z' ? static_cast<wchar_t>(letter - L'A' + L'a') : letter;
-}
 } // namespace
 
 namespace KrPlatform
@@ -142,11 +124,8 @@ IKrFileSystem& OsFileSystem()
     return fileSystem;
 }
 
-bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right)
+bool IsSamePath(std::wstring_view left, std::wstring_view right)
 {
-    const locale_t locale = UnicodeLocale();
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [locale](wchar_t a, wchar_t b)
-                      { return a == b || LowerCase(a, locale) == LowerCase(b, locale); });
+    return left == right;
 }
 } // namespace KrPlatform

@@ -172,7 +172,7 @@ IKrFileSystem& OsFileSystem()
     return fileSystem;
 }
 
-bool EqualIgnoringCase(std::wstring_view left, std::wstring_view right)
+bool IsSamePath(std::wstring_view left, std::wstring_view right)
 {
     // The comparison goes code unit by code unit, so the lengths decide first. It refuses null pointers,
     // which empty views may have, and its lengths are of type int.

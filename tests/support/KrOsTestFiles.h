@@ -37,6 +37,9 @@ inline constexpr wchar_t kSeparator =
 #else
     L'/';
 #endif
+
+// Whether the system takes names that differ in case for the same one.
+inline constexpr bool kNamesIgnoreCase = kSeparator == L'\\';
 } // namespace Os
 
 // Holds an existing file open the way another program does that is writing it: for writing and shared with

@@ -95,7 +95,7 @@ public:
     virtual bool Delete(const wchar_t* path) = 0;
 
     // Sector size of the volume that a folder lies on, in bytes; 0 when the system does not tell. An empty
-    // name means the current folder.
+    // name means the current folder, a drive alone ("C:") the current one of that drive.
     [[nodiscard]] virtual uint32_t BytesPerSector(const wchar_t* folder) = 0;
 
 protected:
@@ -145,6 +145,10 @@ IKrClock& Clock();
 // Whether two texts are the same path by the system's rule for names: character by character, on Windows
 // without regard to case. Two spellings of one file's path may be different paths all the same.
 bool IsSamePath(std::wstring_view left, std::wstring_view right);
+
+// Length of the drive that a path begins with, 2 for "C:..."; 0 when there is none, as on systems without
+// drives.
+size_t DrivePrefixLength(std::wstring_view path);
 
 // Puts another file system in place while it lives. For tests, from one thread.
 class CFileSystemScope

@@ -128,4 +128,9 @@ bool IsSamePath(std::wstring_view left, std::wstring_view right)
 {
     return left == right;
 }
+
+size_t DrivePrefixLength(std::wstring_view)
+{
+    return 0; // a colon is a character like any other
+}
 } // namespace KrPlatform

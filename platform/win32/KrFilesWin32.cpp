@@ -146,8 +146,11 @@ public:
     {
         if (folder == nullptr)
             return 0;
-        // The call wants a separator at the end, and null for the current folder.
+        // The call wants a separator at the end, and null for the current folder. A drive with a separator is
+        // its root: its current folder, which may lie on another volume, has to be spelt out before.
         std::wstring root = *folder == L'\0' ? std::wstring() : NativePath(folder);
+        if (root.size() == 2 && KrPlatform::DrivePrefixLength(root) == 2)
+            root = NativePath(AbsolutePath(folder).c_str());
         if (!root.empty() && root.back() != L'\\' && root.back() != L'/')
             root += L'\\';
         DWORD sectorsPerCluster = 0;
@@ -182,5 +185,14 @@ bool IsSamePath(std::wstring_view left, std::wstring_view right)
         return left == right;
     const int length = static_cast<int>(left.size());
     return CompareStringOrdinal(left.data(), length, right.data(), length, TRUE) == CSTR_EQUAL;
+}
+
+size_t DrivePrefixLength(std::wstring_view path)
+{
+    const auto isLetter = [](wchar_t character)
+    {
+        return (character >= L'A' && character <= L'Z') || (character >= L'a' && character <= L'z');
+    };
+    return path.size() >= 2 && isLetter(path[0]) && path[1] == L':' ? 2 : 0;
 }
 } // namespace KrPlatform

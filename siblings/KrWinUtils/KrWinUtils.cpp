@@ -16,7 +16,7 @@ std::wstring KrFileUtils::GetPurePath(const wchar_t* path)
     const std::wstring_view whole(path);
     const size_t separator = whole.find_last_of(L"/\\");
     if (separator == std::wstring_view::npos)
-        return {};
+        return std::wstring(whole.substr(0, KrPlatform::DrivePrefixLength(whole)));
     const bool isRoot = separator == 0 || whole[separator - 1] == L':';
     return std::wstring(whole.substr(0, isRoot ? separator + 1 : separator));
 }

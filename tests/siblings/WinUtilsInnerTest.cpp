@@ -1,6 +1,7 @@
 // File helpers that the library expects of its siblings.
 #include "siblings/KrWinUtils/KrWinUtils.h"
 #include "tests/support/KrMemoryFileSystem.h"
+#include "tests/support/KrOsTestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,17 @@ TEST(GetPurePath, BareNameOrNothing_IsEmpty)
     EXPECT_EQ(GetPurePath(L"c.avi"), L"");
     EXPECT_EQ(GetPurePath(L""), L"");
     EXPECT_EQ(GetPurePath(nullptr), L"");
+}
+
+TEST(GetPurePath, NameInTheCurrentFolderOfADrive_GivesTheDrive)
+{
+    EXPECT_EQ(GetPurePath(L"D:c.avi"), KrTest::Os::kHasDrives ? L"D:" : L"");
+    EXPECT_EQ(GetPurePath(L"d:"), KrTest::Os::kHasDrives ? L"d:" : L"");
+    EXPECT_EQ(GetPurePath(L"D:folder\\c.avi"), L"D:folder");
+    EXPECT_EQ(GetPurePath(L"DD:c.avi"), L"");
+    EXPECT_EQ(GetPurePath(L":c.avi"), L"");
+    EXPECT_EQ(GetPurePath(L"1:c.avi"), L"") << "no drive has that name";
+    EXPECT_EQ(GetPurePath(L"\u00e4:c.avi"), L"");
 }
 
 TEST(DoesFileExist, AsksTheFileSystem)

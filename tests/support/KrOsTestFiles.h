@@ -38,6 +38,9 @@ inline constexpr wchar_t kSeparator =
     L'/';
 #endif
 
+// Whether paths may begin with the letter of a drive.
+inline constexpr bool kHasDrives = kSeparator == L'\\';
+
 // Whether the system takes names that differ in case for the same one.
 inline constexpr bool kNamesIgnoreCase = kSeparator == L'\\';
 } // namespace Os

@@ -17,6 +17,9 @@ public:
     // Gives it back. Whoever calls this runs in the module: somebody else must hold it as well.
     void Drop();
 
+    // Never gives it back: for the thread that would be the last to run in the module.
+    void Keep() { m_module = nullptr; }
+
 private:
     void* m_module = nullptr; // the system's handle
 };

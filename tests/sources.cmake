@@ -183,4 +183,5 @@ set(KR_SCHEDULED_TEST_SOURCES
   scheduler/KrSyncScheduled.cpp
   scheduler/PoolScheduledTest.cpp
   scheduler/ReaderScheduledTest.cpp
-  scheduler/SchedulerScheduledTest.cpp)
+  scheduler/SchedulerScheduledTest.cpp
+  scheduler/WriterScheduledTest.cpp)

@@ -58,19 +58,38 @@ CKrAviWriter::~CKrAviWriter()
         m_worker->StopAndWait(kDestructorWait);
 }
 
+uint32_t CKrAviWriter::Release()
+{
+    const uint32_t left = DropReference();
+    if (left != 0)
+        return left;
+    if (IsOnWorker())
+        LeaveToWorker();
+    else
+        delete this;
+    return 0;
+}
+
 int CKrAviWriter::OpenFile(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                            const WAVEFORMATEX* audioFormat)
 {
-    if (path == nullptr || *path == L'\0')
+    if (path == nullptr || *path == L'\0' || m_callers.HaveThisThread())
         return 0;
+    const CKrCallers::CScope caller(m_callers);
+    const std::lock_guard guard(m_openCloseLock);
+    static_cast<void>(Close());
+    return Open(path, params, codecFourCC, audioFormat) ? 1 : 0;
+}
+
+// Under m_openCloseLock, with no file open.
+bool CKrAviWriter::Open(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
+                        const WAVEFORMATEX* audioFormat)
+{
     std::optional<SKrWriterSetup> setup = MakeWriterSetup(params, codecFourCC, audioFormat);
-    if (!setup)
-        return 0;
-    CloseFile();
-    if (!CreateAndBegin(path, *setup))
-        return 0;
+    if (!setup || !CreateAndBegin(path, *setup))
+        return false;
     StartWorker();
-    return 1;
+    return true;
 }
 
 // Makes the file and writes its headers. What fails on the way leaves no file behind.
@@ -78,15 +97,13 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
 {
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
         return false;
-    m_writeFailed = false;
+    m_faults.Reset();
     std::unique_ptr<CKrGrowingFile> file;
     try
     {
-        std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
-        if (created == nullptr)
+        file = CreateFile(path, setup);
+        if (file == nullptr)
             return false;
-        setup.bytesPerSector = SectorSizeFor(path);
-        file = std::make_unique<CKrGrowingFile>(std::move(created), setup, m_writeFailed);
         PrepareWorker();
         if (!file->Begin())
         {
@@ -101,16 +118,34 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
         m_fileSystem.Delete(path);
         throw;
     }
+    Accept(std::move(file), setup);
+    return true;
+}
+
+std::unique_ptr<CKrGrowingFile> CKrAviWriter::CreateFile(const wchar_t* path, SKrWriterSetup& setup)
+{
+    std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
+    if (created == nullptr)
+        return nullptr;
+    setup.bytesPerSector = SectorSizeFor(path);
+    return std::make_unique<CKrGrowingFile>(std::move(created), setup, m_faults);
+}
+
+// From here on submissions and direct chunks are taken.
+void CKrAviWriter::Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup)
+{
     const CKrLockScope step(m_stepLock);
-    const CKrLockScope scope(m_lock);
     m_pacer.Reset();
     m_work.Reset();
+    {
+        const std::lock_guard guard(m_fileLock);
+        m_file = std::move(file);
+        m_acceptingChunks = true;
+    }
+    const std::lock_guard guard(m_queueLock);
     m_queue.Begin(setup);
     m_hasAudio = setup.HasAudio();
     m_accepting = true;
-    const std::lock_guard guard(m_fileLock);
-    m_file = std::move(file);
-    return true;
 }
 
 uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
@@ -135,22 +170,37 @@ void CKrAviWriter::PrepareWorker()
 
 void CKrAviWriter::StartWorker()
 {
-    const CKrLockScope scope(m_lock);
-    m_workerRunning = m_worker && m_worker->Start() != 0;
-    if (m_workerRunning)
+    const bool started = m_worker && m_worker->Start() != 0;
+    if (started)
         m_moduleHold.Take();
+    const std::lock_guard guard(m_queueLock);
+    m_workerRunning = started;
 }
 
 // Ends the submissions; what was accepted before is still written. Answers whether a worker has to be
 // stopped.
 bool CKrAviWriter::StopAccepting()
 {
-    const CKrLockScope scope(m_lock);
+    {
+        const std::lock_guard guard(m_fileLock);
+        m_acceptingChunks = false;
+    }
+    const std::lock_guard guard(m_queueLock);
     m_accepting = false;
     return std::exchange(m_workerRunning, false);
 }
 
 int CKrAviWriter::CloseFile()
+{
+    if (m_callers.HaveThisThread())
+        return 0;
+    const CKrCallers::CScope caller(m_callers);
+    const std::lock_guard guard(m_openCloseLock);
+    return Close() ? 1 : 0;
+}
+
+// Under m_openCloseLock. False when the file that was open is not all that it should be.
+bool CKrAviWriter::Close()
 {
     if (StopAccepting())
     {
@@ -163,18 +213,19 @@ int CKrAviWriter::CloseFile()
     {
         FinishQueue();
     }
-    if (m_file != nullptr)
-        FinishIndexes(); // after a worker too, which may have failed to write 'idx1'
+    if (m_file == nullptr)
+        return true;
+    FinishIndexes(); // after a worker too, which may have failed to write 'idx1'
     CloseTheFile();
     ReleaseQueued();
-    return 1;
+    return !m_faults.Any();
 }
 
 void CKrAviWriter::CloseTheFile()
 {
     const CKrLockScope step(m_stepLock);
-    const CKrLockScope scope(m_lock);
     const std::lock_guard guard(m_fileLock);
+    m_file->Close();
     m_file.reset();
 }
 
@@ -197,22 +248,22 @@ int CKrAviWriter::AddAudioSample(IKrMediaSample* sample)
     return AddSample(EKrStream::Audio, sample);
 }
 
-// Whether there is an open file with such a stream. Under m_lock.
-bool CKrAviWriter::Takes(EKrStream stream) const
-{
-    return m_accepting && (stream == EKrStream::Video || m_hasAudio);
-}
-
 int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
 {
-    if (m_writeFailed || sample == nullptr || sample->GetDataLength() < 1)
+    if (m_faults.writeFailed || sample == nullptr)
         return 0;
+    const CKrCallers::CScope caller(m_callers);
+    const uint32_t length = sample->GetDataLength();
+    if (length < 1)
+        return 0;
+    CKrSampleList samples; // made, and if need be released, outside the lock
+    samples.push_back({CKrRef<IKrMediaSample>::Share(sample), length});
     bool hasWorker = false;
     {
-        const CKrLockScope scope(m_lock);
-        if (!Takes(stream))
+        const std::lock_guard guard(m_queueLock);
+        if (!m_accepting || (stream == EKrStream::Audio && !m_hasAudio))
             return 0;
-        m_queue.Push(stream, sample);
+        m_queue.Push(stream, samples);
         hasWorker = m_workerRunning;
     }
     if (hasWorker)
@@ -237,10 +288,9 @@ int CKrAviWriter::WriteChunk(EKrStream stream, const void* data, int32_t length)
 {
     if (data == nullptr || length < 1)
         return 0;
-    const CKrLockScope scope(m_lock);
-    if (!Takes(stream))
-        return 0;
     const std::lock_guard guard(m_fileLock);
+    if (!m_acceptingChunks || !m_file->Has(stream))
+        return 0;
     return m_file->WriteDirect(stream, {static_cast<const uint8_t*>(data), static_cast<size_t>(length)}) ? 1
                                                                                                          : 0;
 }
@@ -248,6 +298,6 @@ int CKrAviWriter::WriteChunk(EKrStream stream, const void* data, int32_t length)
 void CKrAviWriter::ReleaseQueued()
 {
     CKrSampleList released; // outside the lock: a sample's release may call anything
-    const CKrLockScope scope(m_lock);
+    const std::lock_guard guard(m_queueLock);
     released = m_queue.TakeAll();
 }

@@ -1,8 +1,9 @@
 // The library's writer. Opening, closing and submissions lie in KrAviWriter.cpp, what the worker does in
 // KrAviWriterWorker.cpp.
 //
-// Three locks, entered in this order: m_stepLock by whoever moves samples from the queue to the file, m_lock
-// around the queue and the open file, m_fileLock around each use of the file.
+// The host's samples are called under no lock that a submission or a direct chunk waits for. Locks are
+// entered in this order: m_openCloseLock, m_stepLock, then either m_queueLock or m_fileLock. A submission
+// takes m_queueLock alone, for a few instructions; a direct chunk takes m_fileLock alone, for its write.
 #ifndef KR_WRITER_KRAVIWRITER_H
 #define KR_WRITER_KRAVIWRITER_H
 
@@ -14,14 +15,16 @@
 #include "platform/KrPlatform.h"
 #include "platform/KrSync.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
+#include "writer/KrCallers.h"
 #include "writer/KrGrowingFile.h"
 #include "writer/KrPacer.h"
+#include "writer/KrRecordingFaults.h"
 #include "writer/KrSampleQueue.h"
 #include "writer/KrWorkSignal.h"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
+#include <span>
 #include <stop_token>
 #include <vector>
 
@@ -38,6 +41,9 @@ class CKrAviWriter final : public CKrObject<IKrAviWriter>
 public:
     explicit CKrAviWriter(const SKrWriterSurroundings& surroundings = {});
     ~CKrAviWriter() override;
+
+    // The last one may come from a sample that the worker releases: the worker then completes the file.
+    uint32_t Release() override;
 
     int OpenFile(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                  const WAVEFORMATEX* audioFormat) override;
@@ -56,7 +62,12 @@ private:
         TakeAnyway    // no look at the limit
     };
 
+    [[nodiscard]] bool Open(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
+                            const WAVEFORMATEX* audioFormat);
+    [[nodiscard]] bool Close();
     [[nodiscard]] bool CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup);
+    [[nodiscard]] std::unique_ptr<CKrGrowingFile> CreateFile(const wchar_t* path, SKrWriterSetup& setup);
+    void Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
     [[nodiscard]] uint32_t SectorSizeFor(const wchar_t* path) const;
     void PrepareWorker();
     void StartWorker();
@@ -64,9 +75,10 @@ private:
     void CloseTheFile();
     int AddSample(EKrStream stream, IKrMediaSample* sample);
     int WriteChunk(EKrStream stream, const void* data, int32_t length);
-    [[nodiscard]] bool Takes(EKrStream stream) const;
 
     static uint32_t WorkRoutine(void* context, std::stop_token stop);
+    [[nodiscard]] bool IsOnWorker() const;
+    void LeaveToWorker();
     void Work(const std::stop_token& stop);
     template <class Step>
     void FailWhereMemoryIsShort(Step step);
@@ -79,9 +91,13 @@ private:
     [[nodiscard]] bool WriteNextBatch();
     [[nodiscard]] bool Drain();
     [[nodiscard]] bool WriteRemaining();
+    [[nodiscard]] bool WriteGroup(SKrBatch& batch);
     [[nodiscard]] bool ReserveGroup(const SKrBatch& batch);
-    [[nodiscard]] bool WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room);
-    [[nodiscard]] bool WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room);
+    [[nodiscard]] bool WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room,
+                                   std::span<const uint32_t> rest = {});
+    [[nodiscard]] bool WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room,
+                                   std::span<const uint32_t> rest);
+    [[nodiscard]] bool ReserveAgain(uint32_t length, std::span<const uint32_t> rest);
     void MeasureDataRate();
     void ReleaseQueued();
 
@@ -89,23 +105,32 @@ private:
     IKrClock& m_clock;
     int (*const m_createWorkerThread)(int kind, IKrWorkerThread** out);
 
-    CKrReentrantLock m_stepLock;
-    CKrReentrantLock m_lock;
-    CKrMutex m_fileLock;
+    CKrCallers m_callers;
 
-    // Guarded by m_lock
+    CKrMutex m_openCloseLock; // one open or close at a time
+
+    // Held by whoever moves samples from the queue to the file, also while it calls them: the worker, or
+    // without one each submission, whose sample may submit the next.
+    CKrReentrantLock m_stepLock;
+
+    CKrMutex m_queueLock; // guards what follows
     CKrSampleQueue m_queue;
     bool m_accepting = false;     // between a successful open and the close that follows
     bool m_workerRunning = false; // else each submission does the worker's part itself
-    bool m_hasAudio = false;
+    bool m_hasAudio = false;      // changed under m_stepLock too, read under either
 
-    std::unique_ptr<CKrGrowingFile> m_file; // changed under all three locks; used under m_fileLock
-    KrAtomic<bool> m_writeFailed = false;
+    CKrMutex m_fileLock; // guards what follows, while a chunk is written or the file flushed
+    std::unique_ptr<CKrGrowingFile> m_file; // changed under m_stepLock too: there it may be looked for
+    bool m_acceptingChunks = false;         // direct ones
+
+    SKrRecordingFaults m_faults;
     CKrPacer m_pacer;                     // under m_stepLock
     std::vector<uint32_t> m_groupLengths; // under m_stepLock
     CKrWorkSignal m_work;
-    CKrRef<IKrWorkerThread> m_worker; // null when none could be made
-    CKrModuleHold m_moduleHold;       // while the worker runs
+    CKrRef<IKrWorkerThread> m_worker;      // null when none could be made; under m_openCloseLock
+    CKrModuleHold m_moduleHold;            // while the worker runs
+    KrAtomic<uint64_t> m_workerThread = 0; // its number while it runs
+    bool m_isLeftToWorker = false;         // of the worker's thread alone
 };
 
 #endif

@@ -45,8 +45,27 @@ uint32_t LengthOf(IKrMediaSample& sample)
 
 uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
 {
-    static_cast<CKrAviWriter*>(context)->Work(stop);
+    auto* const writer = static_cast<CKrAviWriter*>(context);
+    writer->Work(stop);
+    if (writer->m_isLeftToWorker)
+        delete writer;
     return 0;
+}
+
+bool CKrAviWriter::IsOnWorker() const
+{
+    return m_workerThread == KrCurrentThread();
+}
+
+// The last reference went on the worker's own thread, from inside a sample that it released. Nobody waits for
+// the worker then: it completes the file, deletes the writer, and keeps the library loaded for what is left
+// of it.
+void CKrAviWriter::LeaveToWorker()
+{
+    m_isLeftToWorker = true;
+    m_moduleHold.Keep();
+    static_cast<void>(StopAccepting());
+    m_worker->Stop();
 }
 
 // An exception would leave the worker's thread and end the process; from a close it would keep the file open.
@@ -59,20 +78,23 @@ void CKrAviWriter::FailWhereMemoryIsShort(Step step)
     }
     catch (const std::bad_alloc&)
     {
-        m_writeFailed = true;
+        m_faults.writeFailed = true;
     }
 }
 
 void CKrAviWriter::Work(const std::stop_token& stop)
 {
+    const CKrCallers::CScope caller(m_callers);
+    m_workerThread = KrCurrentThread();
     while (m_work.WaitForWork(stop))
     {
         FailWhereMemoryIsShort([this] { static_cast<void>(RunStep()); });
-        if (m_writeFailed)
+        if (m_faults.writeFailed)
             ReleaseQueued();
     }
     FinishQueue();
     FinishIndexes();
+    m_workerThread = 0;
 }
 
 void CKrAviWriter::FinishQueue()
@@ -96,7 +118,7 @@ void CKrAviWriter::FinishIndexes()
 bool CKrAviWriter::RunStep()
 {
     const CKrLockScope step(m_stepLock);
-    if (m_writeFailed)
+    if (m_faults.writeFailed)
         return false;
     if (m_file == nullptr)
         return true; // closed since the submission, which was written then
@@ -108,7 +130,7 @@ bool CKrAviWriter::RunStep()
 bool CKrAviWriter::RunFinalStep()
 {
     const CKrLockScope step(m_stepLock);
-    if (m_writeFailed)
+    if (m_faults.writeFailed)
         return false;
     const bool written = WriteNext() && Drain();
     MeasureDataRate();
@@ -120,42 +142,55 @@ bool CKrAviWriter::WriteNext()
     return m_hasAudio ? WriteNextBatch() : WriteAllVideo();
 }
 
-// Without audio the queue's order is the file's. Submissions wait meanwhile.
+// Without audio the queue's order is the file's.
 bool CKrAviWriter::WriteAllVideo()
 {
-    const CKrLockScope scope(m_lock);
-    while (const CKrRef<IKrMediaSample> sample = m_queue.TakeVideo())
+    for (;;)
     {
-        if (!WriteSample(EKrStream::Video, *sample.Get(), EKrRoom::Reserve))
+        SKrQueuedSample next;
+        {
+            const std::lock_guard guard(m_queueLock);
+            next = m_queue.TakeVideo();
+        }
+        if (!next)
+            return true;
+        if (!WriteSample(EKrStream::Video, *next.sample.Get(), EKrRoom::Reserve))
             return false;
     }
-    return true;
 }
 
 bool CKrAviWriter::WriteNextBatch()
 {
     SKrBatch batch;
     {
-        const CKrLockScope scope(m_lock);
+        const std::lock_guard guard(m_queueLock);
         batch = m_queue.TakeBatch(m_file->FramesWritten());
     }
-    EKrRoom room = EKrRoom::Reserve;
-    if (!batch.video.empty() && !batch.audio.empty())
-    {
-        if (!ReserveGroup(batch))
-            return false;
-        for (; !batch.audio.empty(); batch.audio.pop_front())
-        {
-            if (!WriteSample(EKrStream::Audio, *batch.audio.front().Get(), EKrRoom::AlreadyThere))
-                return false;
-        }
-        room = EKrRoom::AlreadyThere;
-    }
+    if (!batch.video.empty() && !batch.audio.empty() && !WriteGroup(batch))
+        return false;
     for (; !batch.video.empty(); batch.video.pop_front())
     {
-        if (!WriteSample(EKrStream::Video, *batch.video.front().Get(), std::exchange(room, EKrRoom::Reserve)))
+        if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrRoom::Reserve))
             return false;
     }
+    return true;
+}
+
+// The audio of a batch and its first frame, in one segment.
+bool CKrAviWriter::WriteGroup(SKrBatch& batch)
+{
+    if (!ReserveGroup(batch))
+        return false;
+    std::span<const uint32_t> rest(m_groupLengths);
+    for (; !batch.audio.empty(); batch.audio.pop_front())
+    {
+        rest = rest.subspan(1);
+        if (!WriteSample(EKrStream::Audio, *batch.audio.front().sample.Get(), EKrRoom::AlreadyThere, rest))
+            return false;
+    }
+    if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrRoom::AlreadyThere))
+        return false;
+    batch.video.pop_front();
     return true;
 }
 
@@ -166,7 +201,7 @@ bool CKrAviWriter::Drain()
     {
         const auto sizes = [this]
         {
-            const CKrLockScope scope(m_lock);
+            const std::lock_guard guard(m_queueLock);
             return m_queue.Sizes();
         };
         const CKrSampleQueue::SKrSizes before = sizes();
@@ -181,19 +216,18 @@ bool CKrAviWriter::Drain()
 
 bool CKrAviWriter::WriteRemaining()
 {
-    const auto writeAll =
-        [this](CKrRef<IKrMediaSample> (CKrSampleQueue::*take)(), EKrStream stream, EKrRoom room)
+    const auto writeAll = [this](SKrQueuedSample (CKrSampleQueue::*take)(), EKrStream stream, EKrRoom room)
     {
         for (;;)
         {
-            CKrRef<IKrMediaSample> sample;
+            SKrQueuedSample next;
             {
-                const CKrLockScope scope(m_lock);
-                sample = (m_queue.*take)();
+                const std::lock_guard guard(m_queueLock);
+                next = (m_queue.*take)();
             }
-            if (!sample)
+            if (!next)
                 return true;
-            if (!WriteSample(stream, *sample.Get(), room))
+            if (!WriteSample(stream, *next.sample.Get(), room))
                 return false;
         }
     };
@@ -206,41 +240,53 @@ bool CKrAviWriter::WriteRemaining()
 bool CKrAviWriter::ReserveGroup(const SKrBatch& batch)
 {
     m_groupLengths.clear();
-    for (const CKrRef<IKrMediaSample>& sample : batch.audio)
-        m_groupLengths.push_back(LengthOf(*sample.Get()));
-    m_groupLengths.push_back(LengthOf(*batch.video.front().Get()));
+    for (const SKrQueuedSample& queued : batch.audio)
+        m_groupLengths.push_back(LengthOf(*queued.sample.Get()));
+    m_groupLengths.push_back(LengthOf(*batch.video.front().sample.Get()));
 
-    const std::lock_guard guard(
-        m_fileLock); // not before: a sample may be locked by whoever waits for the file
-    uint64_t size = 0;
-    for (const uint32_t length : m_groupLengths)
-    {
-        if (length > 0)
-            size += m_file->PredictedSize(size, length);
-    }
-    return m_file->Reserve(size);
+    // Not before: a sample may be locked by whoever waits for the file.
+    const std::lock_guard guard(m_fileLock);
+    return m_file->Reserve(m_file->PredictedSize(m_groupLengths));
 }
 
-// A sample that cannot be locked is passed over.
-bool CKrAviWriter::WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room)
+// A sample that cannot be locked is passed over. `rest` are the lengths of what follows it in its group.
+bool CKrAviWriter::WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room,
+                               std::span<const uint32_t> rest)
 {
     const CKrLockedBuffer buffer(sample);
     if (buffer.Bytes().empty())
+    {
+        m_faults.samplePassedOver = true;
         return true;
-    if (!WriteLocked(stream, buffer.Bytes(), room))
+    }
+    if (!WriteLocked(stream, buffer.Bytes(), room, rest))
         return false;
     m_pacer.Pace();
     const std::lock_guard guard(m_fileLock);
     return m_file->KeepIndex(stream);
 }
 
-bool CKrAviWriter::WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room)
+bool CKrAviWriter::WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room,
+                               std::span<const uint32_t> rest)
 {
     const std::lock_guard guard(m_fileLock);
-    if (room == EKrRoom::Reserve &&
-        !m_file->Reserve(m_file->PredictedSize(0, static_cast<uint32_t>(data.size()))))
+    const auto length = static_cast<uint32_t>(data.size());
+    if (room == EKrRoom::Reserve && !m_file->Reserve(m_file->PredictedSize({&length, 1})))
+        return false;
+    bool startedIndex = false;
+    if (!m_file->MakeReach(stream, length, startedIndex))
+        return false;
+    // An index that was started for the chunk's sake lies where its room was.
+    if (startedIndex && room != EKrRoom::TakeAnyway && !ReserveAgain(length, rest))
         return false;
     return m_file->WriteQueued(stream, data);
+}
+
+bool CKrAviWriter::ReserveAgain(uint32_t length, std::span<const uint32_t> rest)
+{
+    std::vector<uint32_t> lengths{length};
+    lengths.insert(lengths.end(), rest.begin(), rest.end());
+    return m_file->Reserve(m_file->PredictedSize(lengths));
 }
 
 void CKrAviWriter::MeasureDataRate()

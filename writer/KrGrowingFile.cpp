@@ -43,8 +43,8 @@ void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
 } // namespace
 
 CKrGrowingFile::CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-                               KrAtomic<bool>& writeFailed)
-    : m_setup(setup), m_writeFailed(writeFailed), m_file(std::move(file)),
+                               SKrRecordingFaults& faults)
+    : m_setup(setup), m_faults(faults), m_file(std::move(file)),
       m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
       m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))
 {
@@ -52,11 +52,36 @@ CKrGrowingFile::CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrW
 
 CKrGrowingFile::~CKrGrowingFile()
 {
+    Close();
+}
+
+void CKrGrowingFile::Close()
+{
+    if (m_file == nullptr)
+        return;
     m_videoIndex.Unmap();
     m_audioIndex.Unmap();
     m_header.reset();
     m_firstHeader.reset();
-    m_file->Flush();
+    if (m_faults.writeFailed)
+        static_cast<void>(m_file->CutTo(m_position)); // should that fail too, the tail does no harm
+    FlushFile();
+    m_file.reset();
+}
+
+// A recording goes on without what the device could not take.
+void CKrGrowingFile::FlushFile()
+{
+    if (!m_file->Flush())
+        m_faults.flushFailed = true;
+}
+
+std::unique_ptr<IKrMappedView> CKrGrowingFile::Map(uint64_t position, size_t length)
+{
+    std::unique_ptr<IKrMappedView> view = m_file->Map(position, length);
+    if (view == nullptr)
+        m_faults.viewMissing = true;
+    return view;
 }
 
 CKrStreamIndex& CKrGrowingFile::Index(EKrStream stream)
@@ -69,7 +94,7 @@ uint64_t CKrGrowingFile::Append(std::span<const KrByteSpan> parts)
 {
     const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
     if (written < TotalSize(parts))
-        m_writeFailed = true;
+        m_faults.writeFailed = true;
     return written;
 }
 
@@ -85,10 +110,17 @@ uint64_t CKrGrowingFile::PaddingBehind(uint64_t position) const
     return position % sector == 0 ? 0 : KrRoundUp(position + kChunkHeaderSize, sector) - position;
 }
 
-uint64_t CKrGrowingFile::PredictedSize(uint64_t behind, uint32_t length) const
+uint64_t CKrGrowingFile::PredictedSize(std::span<const uint32_t> lengths) const
 {
-    const uint64_t size = uint64_t{length} + kChunkHeaderSize;
-    return size + PaddingBehind(m_position + behind + size);
+    uint64_t total = 0;
+    for (const uint32_t length : lengths)
+    {
+        if (length == 0)
+            continue;
+        total += uint64_t{length} + kChunkHeaderSize;
+        total += PaddingBehind(m_position + total);
+    }
+    return total;
 }
 
 void CKrGrowingFile::Advance(uint64_t bytes)
@@ -105,15 +137,17 @@ void CKrGrowingFile::MakeRoomForEntries()
         m_oldIndex.reserve(2 * m_oldIndex.capacity() + SKrOldIndexEntry::kEncodedSize);
 }
 
-void CKrGrowingFile::Record(EKrStream stream, uint32_t length)
+// Answers whether the stream's OpenDML index leads to the chunk.
+bool CKrGrowingFile::Record(EKrStream stream, uint32_t length)
 {
-    Index(stream).Record(m_position, length);
+    const bool indexed = Index(stream).Record(m_position, length);
     if (m_segments == 1)
         RecordInOldIndex(m_setup.ChunkId(stream), kAviifKeyFrame, m_position, length);
     uint32_t& largest = stream == EKrStream::Video ? m_largestVideo : m_largestAudio;
     const uint64_t size = uint64_t{length} + kChunkHeaderSize;
     largest = std::max(largest, static_cast<uint32_t>(size));
     Advance(size);
+    return indexed;
 }
 
 void CKrGrowingFile::Count(EKrStream stream, uint32_t length)
@@ -127,13 +161,14 @@ void CKrGrowingFile::Count(EKrStream stream, uint32_t length)
     m_audioIndex.AddDuration(length / m_setup.audio->blockAlign);
 }
 
-// Starts a segment or a standard index where the next chunk would not fit their 32-bit fields.
-bool CKrGrowingFile::MakeReach(EKrStream stream, uint64_t bytes)
+bool CKrGrowingFile::MakeReach(EKrStream stream, uint32_t length, bool& startedIndex)
 {
-    if (!FitsSegment32(bytes) && !CloseSegmentAndStartNext())
+    startedIndex = false;
+    if (!FitsSegment32(PredictedSize({&length, 1})) && !CloseSegmentAndStartNext())
         return false;
     if (Index(stream).Reaches(m_position))
         return true;
+    startedIndex = true;
     m_startAudioIndex = stream == EKrStream::Video; // as when an index is full
     return StartStdIndex(stream);
 }
@@ -142,8 +177,6 @@ bool CKrGrowingFile::MakeReach(EKrStream stream, uint64_t bytes)
 bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
 {
     const auto length = static_cast<uint32_t>(data.size());
-    if (!MakeReach(stream, PredictedSize(0, length)))
-        return false;
     const size_t chunkSize = data.size() + kChunkHeaderSize;
     const uint64_t padding = PaddingBehind(m_position + chunkSize);
     const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
@@ -158,7 +191,8 @@ bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
     const uint64_t written = Append(m_parts);
     if (written < chunkSize)
         return false;
-    Record(stream, length);
+    if (!Record(stream, length))
+        m_faults.chunkNotIndexed = true;
     if (written < chunkSize + padding)
         return false;
     Advance(padding);
@@ -190,5 +224,5 @@ void CKrGrowingFile::MeasureDataRate()
     m_maxBytesPerSec = std::max(m_maxBytesPerSec, static_cast<uint32_t>(std::min<double>(rate, UINT32_MAX)));
     m_measuredPosition = m_position;
     m_measuredFrames = m_frames;
-    m_file->Flush();
+    FlushFile();
 }

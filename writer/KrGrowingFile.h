@@ -3,8 +3,8 @@
 #define KR_WRITER_KRGROWINGFILE_H
 
 #include "platform/KrPlatform.h"
-#include "platform/KrSync.h"
 #include "writer/KrHeaderLayout.h"
+#include "writer/KrRecordingFaults.h"
 #include "writer/KrStreamIndex.h"
 #include "writer/KrWriterSetup.h"
 
@@ -16,25 +16,30 @@
 // Largest segment. The first one stays below it together with its 'idx1'; later ones may reach it.
 inline constexpr uint32_t kSegmentLimit = 1'069'999'616;
 
-// Any write that fails sets the flag that was given to the constructor, and the operation answers false. The
-// write position stays behind the last thing that was written whole.
+// Any write that fails is noted in the faults that were given to the constructor, and the operation answers
+// false. The write position stays after the last thing that was written whole.
 class CKrGrowingFile
 {
 public:
     CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
-                   KrAtomic<bool>& writeFailed);
-    ~CKrGrowingFile();
+                   SKrRecordingFaults& faults);
+    ~CKrGrowingFile(); // closes the file
     CKrGrowingFile(const CKrGrowingFile&) = delete;
     CKrGrowingFile& operator=(const CKrGrowingFile&) = delete;
 
     // Writes the headers and the first standard index of each stream.
     [[nodiscard]] bool Begin();
 
-    // Bytes that a queued chunk will take with its padding, `behind` bytes behind the write position.
-    [[nodiscard]] uint64_t PredictedSize(uint64_t behind, uint32_t length) const;
+    // Bytes that queued chunks of these lengths will take with their padding, one after the other from the
+    // write position on. Those of length 0 take none.
+    [[nodiscard]] uint64_t PredictedSize(std::span<const uint32_t> lengths) const;
 
     // Starts a segment unless the current one has room for that many bytes.
     [[nodiscard]] bool Reserve(uint64_t bytes);
+
+    // Starts a segment or a standard index where the next chunk's 32-bit fields would not hold what they
+    // must. `startedIndex` tells of the latter, which takes room that may have been reserved.
+    [[nodiscard]] bool MakeReach(EKrStream stream, uint32_t length, bool& startedIndex);
 
     // Writes a chunk with its padding to the sector, and counts it as a frame or as audio.
     [[nodiscard]] bool WriteQueued(EKrStream stream, KrByteSpan data);
@@ -52,7 +57,15 @@ public:
     // Writes 'idx1' if that is still to come, and what the standard indexes wait for.
     [[nodiscard]] bool Finish();
 
+    // Lets go of all views, cuts off what a failed write left after the last whole chunk, and flushes the
+    // file.
+    void Close();
+
     [[nodiscard]] uint32_t FramesWritten() const { return m_frames; }
+    [[nodiscard]] bool Has(EKrStream stream) const
+    {
+        return stream == EKrStream::Video || m_setup.HasAudio();
+    }
 
 private:
     // Pointers into the mapped headers; null where mapping failed.
@@ -70,9 +83,10 @@ private:
     [[nodiscard]] bool AppendWhole(std::span<const KrByteSpan> parts);
     [[nodiscard]] uint64_t PaddingBehind(uint64_t position) const;
     void Advance(uint64_t bytes);
-    [[nodiscard]] bool MakeReach(EKrStream stream, uint64_t bytes);
     void MakeRoomForEntries();
-    void Record(EKrStream stream, uint32_t length);
+    bool Record(EKrStream stream, uint32_t length);
+    void FlushFile();
+    [[nodiscard]] std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length);
     void Count(EKrStream stream, uint32_t length);
 
     [[nodiscard]] bool StartFirstSegment();
@@ -90,8 +104,8 @@ private:
     CKrStreamIndex& Index(EKrStream stream);
 
     const SKrWriterSetup m_setup;
-    KrAtomic<bool>& m_writeFailed;
-    std::unique_ptr<IKrWritableFile> m_file;
+    SKrRecordingFaults& m_faults;
+    std::unique_ptr<IKrWritableFile> m_file;      // null once it is closed
     std::unique_ptr<IKrMappedView> m_firstHeader; // of 'RIFF' 'AVI ', for the whole time
     std::unique_ptr<IKrMappedView> m_header;      // of the current 'RIFF' 'AVIX'
     SKrFields m_fields;

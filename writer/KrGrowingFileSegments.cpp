@@ -54,7 +54,7 @@ bool CKrGrowingFile::StartFirstSegment()
     m_moviLength = kListHeaderSize;
     RecordInOldIndex(kFccAbsoluteIdx1, 0, m_position, 0);
 
-    m_firstHeader = m_file->Map(0, layout.bytes.size());
+    m_firstHeader = Map(0, layout.bytes.size());
     uint8_t* const mapped = DataOf(m_firstHeader);
     m_fields.segment = mapped;
     m_fields.movi = At(mapped, layout.movi);
@@ -85,7 +85,7 @@ bool CKrGrowingFile::StartNextSegment()
 
     m_fields.segment = m_fields.movi = nullptr;
     m_header.reset(); // before the next: one such view at a time
-    m_header = m_file->Map(start, layout.bytes.size());
+    m_header = Map(start, layout.bytes.size());
     m_fields.segment = DataOf(m_header);
     m_fields.movi = At(m_fields.segment, layout.movi);
     return true;
@@ -175,7 +175,7 @@ bool CKrGrowingFile::StartStdIndex(EKrStream stream)
     const KrByteSpan part(index.EmptyStdIndex());
     if (!AppendWhole({&part, 1}))
         return false;
-    index.StartStdIndex(m_position, m_file->Map(m_position, kStdIndexSize));
+    index.StartStdIndex(m_position, Map(m_position, kStdIndexSize));
     Advance(kStdIndexSize);
     // What waited while no index could be mapped may leave no room in this one.
     const bool hasRoom = !index.IsFull() && index.Reaches(m_position);
@@ -228,8 +228,9 @@ void CKrGrowingFile::PatchHeaders()
     PutIfMapped(m_fields.extendedHeader, kExtendedTotalFramesAt, m_frames);
     if (m_setup.HasAudio())
     {
-        PutIfMapped(m_fields.audioHeader, kStreamLengthAt,
-                    static_cast<uint32_t>(m_audioBytes / m_setup.audio->blockAlign));
+        PutIfMapped(
+            m_fields.audioHeader, kStreamLengthAt,
+            static_cast<uint32_t>(std::min<uint64_t>(m_audioBytes / m_setup.audio->blockAlign, UINT32_MAX)));
         PutIfMapped(m_fields.audioHeader, kStreamBufferSizeAt, m_largestAudio);
     }
 }

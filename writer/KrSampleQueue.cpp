@@ -6,11 +6,11 @@
 
 namespace
 {
-CKrRef<IKrMediaSample> TakeFirst(CKrSampleList& from)
+SKrQueuedSample TakeFirst(CKrSampleList& from)
 {
     if (from.empty())
         return {};
-    CKrRef<IKrMediaSample> first = std::move(from.front());
+    SKrQueuedSample first = std::move(from.front());
     from.pop_front();
     return first;
 }
@@ -29,10 +29,10 @@ void CKrSampleQueue::Begin(const SKrWriterSetup& setup)
     m_scheduledBytes = 0;
 }
 
-void CKrSampleQueue::Push(EKrStream stream, IKrMediaSample* sample)
+void CKrSampleQueue::Push(EKrStream stream, CKrSampleList& samples)
 {
     CKrSampleList& queue = stream == EKrStream::Video ? m_video : m_audio;
-    queue.push_back(CKrRef<IKrMediaSample>::Share(sample));
+    queue.splice(queue.end(), samples);
 }
 
 uint64_t CKrSampleQueue::AudioBytesOf(uint32_t frames) const
@@ -42,7 +42,7 @@ uint64_t CKrSampleQueue::AudioBytesOf(uint32_t frames) const
 
 uint64_t CKrSampleQueue::HeadLength() const
 {
-    return m_audio.empty() ? 0 : m_audio.front()->GetDataLength();
+    return m_audio.empty() ? 0 : m_audio.front().length;
 }
 
 bool CKrSampleQueue::TargetCoversHead(uint64_t target) const
@@ -82,17 +82,17 @@ void CKrSampleQueue::MakeAudioReady(uint64_t target)
     }
 }
 
-CKrRef<IKrMediaSample> CKrSampleQueue::TakeVideo()
+SKrQueuedSample CKrSampleQueue::TakeVideo()
 {
     return TakeFirst(m_video);
 }
 
-CKrRef<IKrMediaSample> CKrSampleQueue::TakeReadyAudio()
+SKrQueuedSample CKrSampleQueue::TakeReadyAudio()
 {
     return TakeFirst(m_readyAudio);
 }
 
-CKrRef<IKrMediaSample> CKrSampleQueue::TakeWaitingAudio()
+SKrQueuedSample CKrSampleQueue::TakeWaitingAudio()
 {
     return TakeFirst(m_audio);
 }

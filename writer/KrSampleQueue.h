@@ -10,8 +10,17 @@
 #include <cstdint>
 #include <list>
 
-// Samples with a reference each.
-using CKrSampleList = std::list<CKrRef<IKrMediaSample>>;
+// A sample with a reference, and its length when it was submitted. Whoever lets go of one holds no lock: the
+// sample's release is the host's code.
+struct SKrQueuedSample
+{
+    CKrRef<IKrMediaSample> sample;
+    uint32_t length = 0; // bytes
+
+    explicit operator bool() const { return static_cast<bool>(sample); }
+};
+
+using CKrSampleList = std::list<SKrQueuedSample>;
 
 // What is written together: the audio goes with the first frame.
 struct SKrBatch
@@ -22,22 +31,23 @@ struct SKrBatch
 
 // Keeps audio and video in step: frames are let through as far as the audio that belongs to them is there,
 // and audio as far as it belongs to those frames. The audio that one call makes ready leaves with the frames
-// of a later one. Guarded by its owner's lock.
+// of a later one. Calls no operation of a sample. Guarded by its owner's lock.
 class CKrSampleQueue
 {
 public:
     // Forgets everything but the samples, of which there must be none.
     void Begin(const SKrWriterSetup& setup);
 
-    void Push(EKrStream stream, IKrMediaSample* sample);
+    // Moves samples to the end of a stream's queue.
+    void Push(EKrStream stream, CKrSampleList& samples);
 
     // The next frames and their audio, for a file with audio of which that many frames are written.
     [[nodiscard]] SKrBatch TakeBatch(uint32_t framesWritten);
 
     // The sample that came first, or null. Audio that is ready comes before audio that waits.
-    [[nodiscard]] CKrRef<IKrMediaSample> TakeVideo();
-    [[nodiscard]] CKrRef<IKrMediaSample> TakeReadyAudio();
-    [[nodiscard]] CKrRef<IKrMediaSample> TakeWaitingAudio();
+    [[nodiscard]] SKrQueuedSample TakeVideo();
+    [[nodiscard]] SKrQueuedSample TakeReadyAudio();
+    [[nodiscard]] SKrQueuedSample TakeWaitingAudio();
 
     // Everything, for whoever lets go of it.
     [[nodiscard]] CKrSampleList TakeAll();

@@ -87,13 +87,14 @@ bool CKrStreamIndex::Reaches(uint64_t position) const
     return m_base == 0 || position - m_base + kChunkHeaderSize <= UINT32_MAX;
 }
 
-void CKrStreamIndex::Record(uint64_t position, uint32_t length)
+bool CKrStreamIndex::Record(uint64_t position, uint32_t length)
 {
     if (IsFull() || !Reaches(position))
-        return;
+        return false;
     if (m_base == 0)
         m_base = position;
     m_pending.push_back({static_cast<uint32_t>(position - m_base + kChunkHeaderSize), length});
+    return m_duration != nullptr;
 }
 
 void CKrStreamIndex::AddDuration(uint32_t samples)

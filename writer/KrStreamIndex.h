@@ -40,8 +40,9 @@ public:
     // Whether a payload that starts behind a header at this position is in the reach of the 32-bit offsets.
     [[nodiscard]] bool Reaches(uint64_t position) const;
 
-    // Notes a chunk, unless the standard index has no room for it or does not reach it.
-    void Record(uint64_t position, uint32_t length);
+    // Notes a chunk, unless the standard index has no room for it or does not reach it. Answers whether the
+    // super index leads to it.
+    bool Record(uint64_t position, uint32_t length);
 
     [[nodiscard]] size_t Pending() const { return m_pending.size(); }
     [[nodiscard]] bool IsFull() const { return Pending() + m_copied >= kStdIndexCapacity; }

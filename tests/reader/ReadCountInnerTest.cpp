@@ -130,7 +130,7 @@ TEST_F(ReadCount, OpenOfThePathThatIsOpen_TouchesNothing)
 {
     BuildAndOpen(TwoStreams(4, EKrIndexKind::Idx1));
     m_files.Reset();
-    EXPECT_EQ(m_reader->Open(L"A.AVI"), 1);
+    EXPECT_EQ(m_reader->Open(KrPlatform::IsSamePath(L"a.avi", L"A.AVI") ? L"A.AVI" : L"a.avi"), 1);
     const SKrFileCalls calls = m_files.Calls();
     EXPECT_EQ(calls.opens + calls.reads + calls.sizes + calls.seeks, 0u);
 }

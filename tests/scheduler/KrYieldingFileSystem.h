@@ -105,6 +105,8 @@ private:
 
         bool Flush() override { return m_open.OthersGoOn() && m_file->Flush(); }
 
+        bool CutTo(uint64_t size) override { return m_file->CutTo(size); }
+
         std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
         {
             return m_file->Map(position, length);

@@ -59,7 +59,7 @@ private:
 class CKrZeroSample final : public CKrObject<IKrMediaSample>
 {
 public:
-    static constexpr size_t kMostBytes = size_t{64} << 20;
+    static constexpr size_t kMostBytes = size_t{600} << 20;
 
     explicit CKrZeroSample(size_t length) : m_length(length)
     {

@@ -60,7 +60,7 @@ TEST_F(WriterFault, WithAWorker_QueuedSamplesAreThrownAway)
     {
     }
     EXPECT_TRUE(recorder.faults.FaultStruck());
-    EXPECT_EQ(recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(recorder.writer->CloseFile(), 0);
     EXPECT_EQ(recorder.files.OpenFiles(), 0u);
     EXPECT_EQ(recorder.files.OpenViews(), 0u);
     EXPECT_EQ(CKrTestSample::Alive(), 0);
@@ -102,7 +102,8 @@ TEST_F(WriterFault, EveryFailedWrite_LeavesTheFramesOfTheLastFlushReadable)
                 return;
             const size_t accepted = Record(60);
             const bool struckBefore = m_recorder.faults.FaultStruck();
-            EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+            const int closed = m_recorder.writer->CloseFile();
+            EXPECT_EQ(closed, m_recorder.faults.FaultStruck() ? 0 : 1);
             ExpectNothingLeft();
             if (!struckBefore && !m_recorder.faults.FaultStruck())
             {
@@ -125,7 +126,7 @@ TEST_F(WriterFault, FailedOldIndexAtClose_SkipsTheLastFlush)
     ASSERT_EQ(Record(30), 30u);
     m_recorder.faults.Reset();
     m_recorder.faults.FailCall(EKrFileCall::Write, 1);
-    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
     EXPECT_EQ(FramesReadable(m_recorder.Content()), 25u);
     ExpectNothingLeft();
 }
@@ -146,12 +147,84 @@ TEST_F(WriterFault, FullDisk_LeavesAReadableFile)
     }
 }
 
-TEST_F(WriterFault, FailedFlush_IsNoFailureOfTheRecording)
+TEST_F(WriterFault, FailedFlush_DoesNotStopTheRecordingAndIsToldAtTheClose)
 {
-    m_recorder.faults.FailCall(EKrFileCall::Flush, 1, EKrFaultSpan::FromThenOn);
+    for (const EKrFaultSpan span : {EKrFaultSpan::Once, EKrFaultSpan::FromThenOn})
+    {
+        m_recorder.faults.Reset();
+        m_recorder.faults.FailCall(EKrFileCall::Flush, 1, span);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        EXPECT_EQ(Record(60), 60u);
+        EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+        EXPECT_EQ(m_recorder.Check().video.size(), 60u) << "the file is whole";
+    }
+}
+
+TEST_F(WriterFault, FailedFlushOfTheClose_IsTold)
+{
     ASSERT_EQ(m_recorder.Open({}), 1);
-    EXPECT_EQ(Record(60), 60u);
-    EXPECT_EQ(m_recorder.Close().video.size(), 60u);
+    EXPECT_EQ(Record(3), 3u);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Flush, 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "nothing is open any more";
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "the next file starts without it";
+}
+
+TEST_F(WriterFault, ViewOfALaterSegmentThatFails_IsTold)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    for (int number = 0; number < 17; ++number)
+        ASSERT_EQ(m_recorder.AddZeroVideo(60'000'000), 1);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Map, 1);
+    ASSERT_EQ(m_recorder.AddZeroVideo(60'000'000), 1);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+}
+
+// What a failed write left after the last whole chunk.
+TEST_F(WriterFault, WriteCutShort_LeavesNothingAfterTheLastSegment)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    ASSERT_EQ(Record(30), 30u);
+    m_recorder.faults.Reset();
+    m_recorder.faults.ShortenWrite(1, 900'000);
+    EXPECT_EQ(m_recorder.AddPatternVideo(1'000'000), 0);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(m_recorder.faults.Calls(EKrFileCall::Cut), 1u);
+    const SKrCheckedAvi checked = m_recorder.Check();
+    EXPECT_EQ(checked.video.size(), 30u);
+    EXPECT_EQ(m_recorder.Content().Size(), checked.segments.back());
+}
+
+TEST_F(WriterFault, CloseOfAFileWithoutFaults_CutsNothing)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    ASSERT_EQ(Record(30), 30u);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(m_recorder.faults.Calls(EKrFileCall::Cut), 0u);
+}
+
+TEST_F(WriterFault, SampleThatCannotBeLocked_IsToldAtTheClose)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(Record(2), 2u);
+    const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(100)));
+    sample->RefuseLocks();
+    EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
+    EXPECT_EQ(Record(2), 2u) << "the rest goes on";
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(m_recorder.Check().video.size(), 4u);
+}
+
+TEST_F(WriterFault, CloseWithoutAFile_HasNothingToTell)
+{
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    m_recorder.faults.FailCall(EKrFileCall::Create, 1);
+    EXPECT_EQ(m_recorder.Open({}), 0);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
 }
 
 TEST_F(WriterFault, IndexThatCannotBeMapped_LeavesTheOtherStreamComplete)
@@ -159,7 +232,7 @@ TEST_F(WriterFault, IndexThatCannotBeMapped_LeavesTheOtherStreamComplete)
     m_recorder.faults.FailCall(EKrFileCall::Map, 3); // headers, video index, audio index
     ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
     EXPECT_EQ(Record(60), 60u);
-    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
     EXPECT_EQ(FramesReadable(m_recorder.Content()), 60u);
     ExpectNothingLeft();
 }

@@ -31,8 +31,10 @@ protected:
 
     void Push(EKrStream stream, size_t size)
     {
-        const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(size)));
-        m_queue.Push(stream, sample.Get());
+        CKrSampleList samples;
+        samples.push_back(
+            {::CKrRef<IKrMediaSample>::Adopt(new CKrTestSample(KrBytes(size))), static_cast<uint32_t>(size)});
+        m_queue.Push(stream, samples);
     }
 
     // Lengths of what a step takes out: audio first.
@@ -40,10 +42,10 @@ protected:
     {
         const SKrBatch batch = m_queue.TakeBatch(framesWritten);
         std::vector<uint32_t> lengths;
-        for (const auto& sample : batch.audio)
-            lengths.push_back(sample->GetDataLength());
-        for (const auto& sample : batch.video)
-            lengths.push_back(sample->GetDataLength());
+        for (const SKrQueuedSample& queued : batch.audio)
+            lengths.push_back(queued.length);
+        for (const SKrQueuedSample& queued : batch.video)
+            lengths.push_back(queued.length);
         return lengths;
     }
 

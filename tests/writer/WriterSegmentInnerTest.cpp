@@ -150,6 +150,62 @@ TEST_F(WriterSegment, FramesOf4Megabytes_PassTheReachOfAnIndex)
     EXPECT_GT(reach, uint64_t{0xFFFFFFFF} - 5'000'000) << "not before it must";
 }
 
+// The tenth frame just fits its segment, but lies past the reach of the index: the next index takes the room.
+TEST_F(WriterSegment, FrameThatFillsItsSegmentPastTheReach_StartsTheNextSegment)
+{
+    constexpr size_t kHuge = 530'000'000;
+    Open(512);
+    for (int number = 0; number < 9; ++number)
+        ASSERT_EQ(m_recorder.AddZeroVideo(kHuge), 1);
+    constexpr uint64_t kSegmentHeader = 512; // of 'AVIX', 'movi' and 'JUNK'
+    const uint64_t used = kSegmentHeader + (8 + kHuge + 8 + 511) / 512 * 512;
+    ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(kSegmentLimit - used - 512 - 8)), 1);
+    const SKrCheckedAvi checked = m_recorder.Close();
+    ASSERT_EQ(checked.video.size(), 10u);
+    EXPECT_EQ(checked.videoIndexes.size(), 2u);
+    EXPECT_EQ(checked.video[8].segment, 4u);
+    EXPECT_EQ(checked.video[9].segment, 5u);
+    for (size_t segment = 1; segment < checked.segments.size(); ++segment)
+        EXPECT_LE(checked.segments[segment] - checked.segments[segment - 1], kSegmentLimit) << segment;
+}
+
+// The same for a frame that has its room together with its sound: what is left of the group moves on.
+TEST_F(WriterSegment, GroupThatFillsItsSegmentPastTheReach_StartsTheNextSegmentToo)
+{
+    constexpr size_t kHuge = 530'000'000;
+    Open(512, true);
+    AddPairs(9, kHuge);
+    constexpr uint64_t kSegmentHeader = 512;
+    const uint64_t used = kSegmentHeader + 512 + (8 + kHuge + 8 + 511) / 512 * 512; // sound, frame nine
+    ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
+    ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(kSegmentLimit - used - 512 - 512 - 8)), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    EXPECT_EQ(FramesReadable(m_recorder.Content()), 10u);
+    const CKrFileContent file = m_recorder.Content();
+    int segments = 0;
+    for (uint64_t start = 0; start < file.Size(); ++segments)
+    {
+        const uint64_t size = uint64_t{GetLe32(file.Range(start + 4, 4).data())} + 8;
+        EXPECT_LE(size, kSegmentLimit) << segments;
+        start += size;
+    }
+    EXPECT_EQ(segments, 6);
+}
+
+TEST_F(WriterSegment, AudioBeyond32BitsOfSamples_StopsTheLengthAtTheLargestValue)
+{
+    SKrWritten written;
+    written.bytesPerSector = 512;
+    written.pcm = SKrPcmFormat{.channels = 1, .samplesPerSec = 25, .bitsPerSample = 8};
+    ASSERT_EQ(m_recorder.Open(written), 1);
+    constexpr size_t kBlock = 600'000'000;
+    for (int number = 0; number < 8; ++number)
+        ASSERT_EQ(m_recorder.AddZeroAudio(kBlock), 1);
+    m_recorder.writer->CloseFile();
+    constexpr uint64_t kAudioIndex = 32580; // of the super index; 'strh' with its dwLength before it
+    EXPECT_EQ(GetLe32(m_recorder.Content().Range(kAudioIndex - 60, 4).data()), 0xFFFFFFFFu);
+}
+
 TEST(WriterSegmentOfWorker, LaterFramesOfABatch_HaveTheirOwnReservation)
 {
     CKrRecorder recorder(EKrWorker::Stopped);

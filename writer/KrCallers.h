@@ -1,0 +1,62 @@
+// Which threads are inside an operation that calls the host's samples.
+#ifndef KR_WRITER_KRCALLERS_H
+#define KR_WRITER_KRCALLERS_H
+
+#include "platform/KrSync.h"
+
+#include <cstdint>
+
+// Tells a call that comes from inside a sample's operation from one that comes from outside. Takes no memory,
+// so that it works when there is none.
+class CKrCallers
+{
+public:
+    // Notes the calling thread while it lives; a thread may be noted several times.
+    class CScope
+    {
+    public:
+        explicit CScope(CKrCallers& callers) : m_callers(callers)
+        {
+            const std::lock_guard guard(m_callers.m_lock);
+            m_next = m_callers.m_first;
+            if (m_next != nullptr)
+                m_next->m_before = this;
+            m_callers.m_first = this;
+        }
+        ~CScope()
+        {
+            const std::lock_guard guard(m_callers.m_lock);
+            (m_before != nullptr ? m_before->m_next : m_callers.m_first) = m_next;
+            if (m_next != nullptr)
+                m_next->m_before = m_before;
+        }
+        CScope(const CScope&) = delete;
+        CScope& operator=(const CScope&) = delete;
+
+    private:
+        friend class CKrCallers;
+
+        CKrCallers& m_callers;
+        const uint64_t m_thread = KrCurrentThread();
+        CScope* m_before = nullptr;
+        CScope* m_next = nullptr;
+    };
+
+    [[nodiscard]] bool HaveThisThread()
+    {
+        const uint64_t thread = KrCurrentThread();
+        const std::lock_guard guard(m_lock);
+        for (const CScope* scope = m_first; scope != nullptr; scope = scope->m_next)
+        {
+            if (scope->m_thread == thread)
+                return true;
+        }
+        return false;
+    }
+
+private:
+    CKrMutex m_lock; // held for a few instructions; no lock follows
+    CScope* m_first = nullptr;
+};
+
+#endif

@@ -6,6 +6,7 @@
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrCountingFileSystem.h"
+#include "tests/support/KrNarrowFileSystem.h"
 
 #include <gtest/gtest.h>
 
@@ -31,10 +32,12 @@ namespace KrTest
     return avi;
 }
 
+// Opens the file; inside `narrow`, if anywhere, its reads are short.
 class CKrHostileFile
 {
 public:
-    explicit CKrHostileFile(const CKrFileContent& content) : m_size(content.Size())
+    explicit CKrHostileFile(const CKrFileContent& content, SKrStretch narrow = {})
+        : m_narrow(m_memory, narrow), m_size(content.Size())
     {
         m_memory.Set(L"a.avi", content);
         m_status = m_reader.Open(L"a.avi");
@@ -43,6 +46,7 @@ public:
     [[nodiscard]] int Status() const { return m_status; }
     [[nodiscard]] CKrRiffReader& Reader() { return m_reader; }
     [[nodiscard]] uint64_t Reads() const { return m_counts.Calls().reads; }
+    [[nodiscard]] uint64_t BytesRead() const { return m_counts.Calls().bytes; }
 
     // Loads, walks, searches, queries and closes. Counts from the file must size nothing that the file could
     // not fill: neither an array, nor the buffer of a read.
@@ -145,7 +149,8 @@ private:
     }
 
     CKrMemoryFileSystem m_memory;
-    CKrCountingFileSystem m_counts{m_memory};
+    CKrNarrowFileSystem m_narrow;
+    CKrCountingFileSystem m_counts{m_narrow};
     CKrRiffReader m_reader{m_counts};
     uint64_t m_size;
     int m_status = -1;

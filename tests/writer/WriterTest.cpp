@@ -1,6 +1,7 @@
 // The writer as a host sees it: samples from the pool, real files, real time.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "core/KrObject.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFakeDirectShowSample.h"
 #include "tests/support/KrRef.h"
@@ -12,6 +13,7 @@
 
 #include <chrono>
 #include <deque>
+#include <vector>
 
 using namespace KrTest;
 
@@ -138,14 +140,47 @@ TEST_F(Writer, PoolThatGoesFirst_LeavesItsQueuedSamplesValid)
         EXPECT_EQ(source.references, 1u);
 }
 
+namespace
+{
+// A host's own sample, one byte, that knows when it was written.
+class CTimedSample final : public CKrObject<IKrMediaSample>
+{
+public:
+    using KrTime = std::chrono::steady_clock::time_point;
+
+    [[nodiscard]] KrTime Written() const { return m_written; } // once the file is closed
+
+    void ResetElement() override {}
+    int LockBuffer(uint8_t** data, int32_t* length) override
+    {
+        m_written = std::chrono::steady_clock::now();
+        *data = &m_byte;
+        *length = 1;
+        return 1;
+    }
+    void UnlockBuffer() override {}
+    uint32_t GetDataLength() override { return 1; }
+
+private:
+    uint8_t m_byte = 1;
+    KrTime m_written;
+};
+} // namespace
+
+// All frames but the first wait for their sound, so that nothing but the pacing keeps them apart then.
 TEST_F(Writer, Pacing_KeepsQueuedChunksFiveMillisecondsApart)
 {
     const SKrAviVideoParams params = Params();
-    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
-    const auto start = std::chrono::steady_clock::now();
+    const WAVEFORMATEX format = WaveFormatFor({});
+    ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, &format), 1);
+    std::vector<KrTest::CKrRef<CTimedSample>> frames;
     for (size_t number = 0; number < 20; ++number)
-        ASSERT_EQ(Add(true, {1}), 1);
-    m_writer->CloseFile();
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40))
-        << "ticks may be as coarse as 16 milliseconds";
+    {
+        frames.emplace_back(new CTimedSample);
+        ASSERT_EQ(m_writer->AddVideoSample(frames.back().Get()), 1);
+    }
+    ASSERT_EQ(Add(false, KrBytes(20 * 7680)), 1);
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+    // Coarse ticks lag behind a pause and let the next one be left out, so that half of them may be missing.
+    EXPECT_GE(frames.back()->Written() - frames[1]->Written(), std::chrono::milliseconds(18 * 5 / 3));
 }

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <deque>
 #include <future>
+#include <mutex>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -366,26 +368,58 @@ TEST_F(MediaSamplePool, AllocatorOfTheSameSize_RunsDry)
     }
 }
 
+namespace
+{
+// Who has which sample: notices one that is lent to two users at once.
+class CLentSamples
+{
+public:
+    [[nodiscard]] bool Take(IKrMediaSample* sample)
+    {
+        const std::lock_guard guard(m_mutex);
+        return m_lent.insert(sample).second;
+    }
+
+    void GiveBack(IKrMediaSample* sample)
+    {
+        const std::lock_guard guard(m_mutex);
+        m_lent.erase(sample);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::set<IKrMediaSample*> m_lent;
+};
+} // namespace
+
 TEST_F(MediaSamplePool, ManyThreads_BorrowAndLock)
 {
     Make(3);
+    CLentSamples lent;
+    std::deque<CKrFakeDirectShowSample> sources; // the pool holds them to its end
+    const auto borrow = [&](CKrFakeDirectShowSample& source)
+    {
+        const auto sample = Get(&source, ~0ul);
+        EXPECT_TRUE(lent.Take(sample.Get())) << "somebody has it";
+        std::this_thread::sleep_for(std::chrono::microseconds(100)); // with the others waiting
+        uint8_t* data = nullptr;
+        int32_t length = 0;
+        ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
+        EXPECT_EQ(data, source.bytes.data());
+        sample->UnlockBuffer();
+        EXPECT_EQ(sample->GetDataLength(), 4u);
+        lent.GiveBack(sample.Get()); // first: by the release it is another's
+    };
     std::vector<std::jthread> users;
     for (int user = 0; user < 4; ++user)
     {
         users.emplace_back(
-            [this]
+            [&borrow, &source = sources.emplace_back(KrBytes{10, 20, 30, 40})]
             {
                 for (int round = 0; round < 100; ++round)
-                {
-                    CKrFakeDirectShowSample* const source = &m_source;
-                    const auto sample = Get(source, ~0ul);
-                    uint8_t* data = nullptr;
-                    int32_t length = 0;
-                    EXPECT_EQ(sample->LockBuffer(&data, &length), 1);
-                    EXPECT_EQ(data[3], 40);
-                    sample->UnlockBuffer();
-                    EXPECT_EQ(sample->GetDataLength(), 4u);
-                }
+                    borrow(source);
             });
     }
+    users.clear();
+    m_pool.Reset();
 }

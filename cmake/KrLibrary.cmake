@@ -18,11 +18,13 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrChunkTree.cpp
   reader/KrFileCursor.cpp
   reader/KrHeaderParser.cpp
+  reader/KrIndexBlock.cpp
   reader/KrIndexLoader.cpp
   reader/KrIndexLocator.cpp
   reader/KrRiffReader.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp
+  reader/KrSuperIndex.cpp
   reader/KrVideoFormat.cpp
   riffutils/KrPrivateChunkQuery.cpp
   riffutils/KrReaderCache.cpp

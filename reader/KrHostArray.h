@@ -33,6 +33,19 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
     return true;
 }
 
+// The framework moves the elements for that, and keeps them where memory is too short.
+inline void GiveExtraBack(Entries& entries)
+{
+    try
+    {
+        entries.FreeExtra();
+    }
+    catch (CMemoryException* exception)
+    {
+        exception->Delete();
+    }
+}
+
 #else
 
 // An array of another kind, from a host built with a framework that the library was not, must not be
@@ -48,6 +61,11 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
     return size <= static_cast<uint64_t>(INTPTR_MAX) && entries.TrySetSize(static_cast<intptr_t>(size));
 }
 
+inline void GiveExtraBack(Entries& entries)
+{
+    entries.FreeExtra();
+}
+
 #endif
 
 // Cuts the array to what was produced and gives the rest of its memory back.
@@ -56,7 +74,7 @@ inline void CutTo(Entries& entries, uint64_t size)
     if (static_cast<uint64_t>(entries.GetSize()) == size)
         return;
     entries.SetSize(static_cast<intptr_t>(size));
-    entries.FreeExtra();
+    GiveExtraBack(entries);
 }
 } // namespace KrHostArray
 

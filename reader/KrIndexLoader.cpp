@@ -6,6 +6,7 @@
 #include "platform/KrPlatform.h"
 #include "reader/KrAudioChunkStatistics.h"
 #include "reader/KrHostArray.h"
+#include "reader/KrSuperIndex.h"
 
 #include <algorithm>
 #include <new>
@@ -18,15 +19,6 @@ constexpr uint32_t kFirstUnreachablePosition = 0x80000000;
 
 // A chunk with its index entry takes at least 8 bytes of a file.
 constexpr uint64_t kSmallestEntry = 8;
-
-bool IsUsableHead(const SKrSuperIndexHead& head)
-{
-    const bool knownSubType =
-        head.indexSubType == kIndexSubTypeDefault || head.indexSubType == kIndexSubType64Bit;
-    return head.chunkId == kFccIndx && head.longsPerEntry == 4 && knownSubType &&
-           head.indexType == kIndexOfIndexes && head.reserved[0] == 0 && head.reserved[1] == 0 &&
-           head.reserved[2] == 0 && head.entriesInUse != 0;
-}
 
 // The two layouts of a standard index's entries, read the same way.
 struct SNarrowEntries
@@ -135,62 +127,45 @@ void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out, Sink&
     sink.Accept(out.GetData(), m_produced++);
 }
 
-bool CKrIndexLoader::ReadSuperIndex(uint64_t position, SSuperIndex& super)
+// Adds up what the standard indexes announce. One that cannot be read ends the count.
+bool CKrIndexLoader::CountEntries(CKrSuperIndex& super, uint64_t& announced)
 {
-    uint8_t bytes[SKrSuperIndexHead::kEncodedSize];
-    const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
-    CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
-    SKrSuperIndexHead head;
-    if (!Decode(in, head) || !IsUsableHead(head))
-        return false;
-    super.subType = head.indexSubType;
-
-    const auto entries =
-        ReadBlock(position + sizeof bytes, uint64_t{head.entriesInUse} * SKrSuperIndexEntry::kEncodedSize);
-    if (!entries)
-        return false;
-    for (size_t at = 0; at + SKrSuperIndexEntry::kEncodedSize <= entries->size();
-         at += SKrSuperIndexEntry::kEncodedSize)
+    announced = 0;
+    for (;;)
     {
-        const SKrSuperIndexEntry entry = DecodeSuperIndexEntry(entries->data() + at);
-        if (entry.position >= m_fileSize)
-            break;
-        super.positions.push_back(entry.position);
-    }
-    super.totalEntries = CountEntries(super.positions);
-    return super.totalEntries != 0 && super.totalEntries <= m_fileSize / kSmallestEntry;
-}
-
-// The entries that the standard indexes announce. One that cannot be read ends the count.
-uint64_t CKrIndexLoader::CountEntries(const std::vector<uint64_t>& positions)
-{
-    uint64_t total = 0;
-    for (const uint64_t position : positions)
-    {
+        uint64_t position = 0;
+        const EKrStdIndex next = super.Next(position);
+        if (next != EKrStdIndex::Found)
+            return next == EKrStdIndex::None;
         uint8_t bytes[SKrStdIndexHead::kEncodedSize];
         const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
         CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
         SKrStdIndexHead head;
         if (!Decode(in, head))
-            break;
-        total += head.entriesInUse;
+            return true;
+        announced += head.entriesInUse;
     }
-    return total;
 }
 
 template <class Sink>
 bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sink& sink)
 {
-    SSuperIndex super;
-    if (!ReadSuperIndex(index.indexPosition, super) || !KrHostArray::TrySetSize(out, super.totalEntries))
+    CKrSuperIndex super(m_file, m_fileSize, m_sliceSize);
+    uint64_t announced = 0;
+    if (!super.Open(index.indexPosition) || !CountEntries(super, announced) || announced == 0 ||
+        announced > m_fileSize / kSmallestEntry || !KrHostArray::TrySetSize(out, announced))
         return false;
-    sink.Begin(super.totalEntries);
-    for (const uint64_t position : super.positions)
+    sink.Begin(announced);
+    super.Rewind();
+    for (;;)
     {
-        if (!TakeStdIndex(position, super.subType, out, sink))
+        uint64_t position = 0;
+        const EKrStdIndex next = super.Next(position);
+        if (next != EKrStdIndex::Found)
+            return next == EKrStdIndex::None;
+        if (!TakeStdIndex(position, super.SubType(), out, sink))
             return false;
     }
-    return true;
 }
 
 template <class Sink>
@@ -220,17 +195,22 @@ template <class Layout, class Sink>
 bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
                                     Sink& sink)
 {
-    const auto bytes = ReadBlock(position, uint64_t{count} * Layout::kSize);
-    if (!bytes)
-        return false;
-    for (size_t at = 0; at + Layout::kSize <= bytes->size(); at += Layout::kSize)
+    m_block.Start(position, count, Layout::kSize);
+    for (;;)
     {
-        const SKrChunkIndexEntry entry = Layout::At(bytes->data() + at, base);
-        if (entry.position >= m_fileSize)
-            break;
-        Append(entry, out, sink);
+        const auto slice = m_block.Next();
+        if (!slice)
+            return false;
+        if (slice->empty())
+            return true;
+        for (size_t at = 0; at < slice->size(); at += Layout::kSize)
+        {
+            const SKrChunkIndexEntry entry = Layout::At(slice->data() + at, base);
+            if (entry.position >= m_fileSize)
+                return true;
+            Append(entry, out, sink);
+        }
     }
-    return true;
 }
 
 // Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.
@@ -240,53 +220,42 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
 {
     if (index.oldIndexEntries == 0)
         return false;
-    const uint64_t entries = std::min<uint64_t>(index.oldIndexEntries, FileHoldsFrom(index.indexPosition) /
-                                                                           SKrOldIndexEntry::kEncodedSize);
+    const uint64_t bytesInFile = m_fileSize - std::min<uint64_t>(m_fileSize, index.indexPosition);
+    const uint64_t entries =
+        std::min<uint64_t>(index.oldIndexEntries, bytesInFile / SKrOldIndexEntry::kEncodedSize);
     if (!KrHostArray::TrySetSize(out, entries))
         return false;
-    const auto bytes = ReadBlock(index.indexPosition, entries * SKrOldIndexEntry::kEncodedSize);
-    if (!bytes)
-        return false;
-    sink.Begin(bytes->size() / SKrOldIndexEntry::kEncodedSize);
-    TakeOldEntries(index, *bytes, ids, out, sink);
-    return true;
+    m_block.Start(index.indexPosition, entries, SKrOldIndexEntry::kEncodedSize);
+    for (bool first = true;; first = false)
+    {
+        const auto slice = m_block.Next();
+        if (!slice)
+            return false;
+        if (first)
+            sink.Begin(m_block.IsOneSlice() ? slice->size() / SKrOldIndexEntry::kEncodedSize : entries);
+        if (slice->empty() || !TakeOldEntries(index, *slice, ids, out, sink))
+            return true;
+    }
 }
 
 // The first entry of the stream stands for the first chunk found in 'movi', so that it does not matter
 // from where the offsets count. Kept: 32-bit arithmetic that wraps; such files are 32-bit files throughout.
+// False at the first entry that lies beyond the end of the file, which ends the index.
 template <class Sink>
-void CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
+bool CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
                                     std::span<const uint32_t> ids, Entries& out, Sink& sink)
 {
-    uint32_t base = 0;
-    for (size_t at = 0; at + SKrOldIndexEntry::kEncodedSize <= bytes.size();
-         at += SKrOldIndexEntry::kEncodedSize)
+    for (size_t at = 0; at < bytes.size(); at += SKrOldIndexEntry::kEncodedSize)
     {
         const SKrOldIndexEntry old = DecodeOldIndexEntry(&bytes[at]);
         if (std::ranges::find(ids, old.chunkId) == ids.end())
             continue;
         if (m_produced == 0)
-            base = index.firstChunkPosition - old.offset;
-        const uint32_t position = base + old.offset + 8;
+            m_oldBase = index.firstChunkPosition - old.offset;
+        const uint32_t position = m_oldBase + old.offset + 8;
         if (position >= m_fileSize)
-            return;
+            return false;
         Append({position, old.size, 0}, out, sink);
     }
-}
-
-uint64_t CKrIndexLoader::FileHoldsFrom(uint64_t position) const
-{
-    return m_fileSize - std::min(m_fileSize, position);
-}
-
-// Reads `count` bytes, or what the file holds of them; nothing after a failure. The bytes stay until the next
-// block is read.
-std::optional<std::span<const uint8_t>> CKrIndexLoader::ReadBlock(uint64_t position, uint64_t count)
-{
-    const size_t size = static_cast<size_t>(std::min(count, FileHoldsFrom(position)));
-    uint8_t* const bytes = m_block.Provide(size);
-    const SKrTransfer read = m_file.ReadAt(position, bytes, size);
-    if (read.Failed())
-        return std::nullopt;
-    return std::span<const uint8_t>(bytes, read.bytes);
+    return true;
 }

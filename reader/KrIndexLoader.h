@@ -4,25 +4,26 @@
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
-#include "reader/KrBlockMemory.h"
+#include "reader/KrIndexBlock.h"
 #include "reader/KrStreamState.h"
 
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <vector>
 
+class CKrSuperIndex;
 class IKrFile;
 
 // Loads one index of an open file. Counts from the file never size anything beyond what the file can
-// hold. The entries of each index chunk are read at once.
+// hold. The entries of each index chunk are read at once, unless they are so many that it takes slices.
 class CKrIndexLoader
 {
 public:
     using Entries = CArray<SKrChunkIndexEntry>;
 
-    CKrIndexLoader(IKrFile& file, uint64_t fileSize, SKrStreamState& state)
-        : m_file(file), m_fileSize(fileSize), m_state(state)
+    CKrIndexLoader(IKrFile& file, uint64_t fileSize, SKrStreamState& state,
+                   size_t sliceSize = CKrIndexBlock::kLargestSlice)
+        : m_file(file), m_fileSize(fileSize), m_state(state), m_sliceSize(sliceSize),
+          m_block(file, fileSize, sliceSize)
     {
     }
 
@@ -34,15 +35,7 @@ public:
     [[nodiscard]] bool LoadAudio(Entries& out, SKrAudioChunkPattern& pattern);
 
 private:
-    struct SSuperIndex
-    {
-        uint8_t subType = 0;
-        std::vector<uint64_t> positions; // of the standard indexes that lie inside the file
-        uint64_t totalEntries = 0;       // that they announce
-    };
-
-    [[nodiscard]] bool ReadSuperIndex(uint64_t position, SSuperIndex& super);
-    uint64_t CountEntries(const std::vector<uint64_t>& positions);
+    [[nodiscard]] bool CountEntries(CKrSuperIndex& super, uint64_t& announced);
     // Sink takes each entry when it stands in the array: Begin(entries announced), Accept(entries, number).
     template <class Sink>
     [[nodiscard]] bool Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
@@ -58,19 +51,20 @@ private:
     [[nodiscard]] bool LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
                                Sink& sink);
     template <class Sink>
-    void TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
-                        std::span<const uint32_t> ids, Entries& out, Sink& sink);
+    [[nodiscard]] bool TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
+                                      std::span<const uint32_t> ids, Entries& out, Sink& sink);
     template <class Sink>
     void Append(const SKrChunkIndexEntry& entry, Entries& out, Sink& sink);
-
-    uint64_t FileHoldsFrom(uint64_t position) const;
-    [[nodiscard]] std::optional<std::span<const uint8_t>> ReadBlock(uint64_t position, uint64_t count);
 
     IKrFile& m_file;
     const uint64_t m_fileSize;
     SKrStreamState& m_state;
-    uint64_t m_produced = 0; // entries of the load under way
-    CKrBlockMemory m_block;  // what ReadBlock read last
+    const size_t m_sliceSize;
+    CKrIndexBlock m_block; // entries, of 'idx1' or of the standard index under way
+
+    // Of the load under way:
+    uint64_t m_produced = 0; // entries
+    uint32_t m_oldBase = 0;  // from where the offsets in 'idx1' count
 };
 
 #endif

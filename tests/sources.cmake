@@ -105,6 +105,7 @@ set(KR_INNER_TEST_SOURCES
   reader/IndexLoadArrayInnerTest.cpp
   reader/IndexLoadOldInnerTest.cpp
   reader/IndexLoadOpenDmlInnerTest.cpp
+  reader/IndexLoadSlicesInnerTest.cpp
   reader/IndexLocateInnerTest.cpp
   reader/IndexLocateOldInnerTest.cpp
   reader/PixelAspectInnerTest.cpp

@@ -18,6 +18,11 @@ void CKrIndexBlock::Restart()
     m_begun = false;
 }
 
+void CKrIndexBlock::MakeSlicesSmaller(size_t sliceSize)
+{
+    m_sliceSize = std::min(m_sliceSize, sliceSize);
+}
+
 std::optional<std::span<const uint8_t>> CKrIndexBlock::Next()
 {
     const uint64_t left = m_size - m_done;

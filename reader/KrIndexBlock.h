@@ -31,6 +31,7 @@ public:
     void Restart();
 
     bool IsOneSlice() const { return m_size <= m_sliceSize; }
+    void MakeSlicesSmaller(size_t sliceSize);
 
     // The next whole entries, none at the end of the block, nothing after a failed read. The bytes stay until
     // something else is read. The first slice is always read, even if it is empty.

@@ -9,6 +9,7 @@
 #include "reader/KrSuperIndex.h"
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <optional>
 
@@ -19,6 +20,9 @@ constexpr uint32_t kFirstUnreachablePosition = 0x80000000;
 
 // A chunk with its index entry takes at least 8 bytes of a file.
 constexpr uint64_t kSmallestEntry = 8;
+
+constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
+constexpr size_t kSmallSlice = 512;
 
 // The two layouts of a standard index's entries, read the same way.
 struct SNarrowEntries
@@ -107,6 +111,8 @@ bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t
     if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
         return false;
     m_produced = 0;
+    m_most = kNoLimit;
+    m_passedOver = 0;
     try
     {
         if (!(m_state.openDmlIndex ? LoadOpenDml(index, out, sink) : LoadOld(index, ids, out, sink)))
@@ -127,11 +133,12 @@ void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out, Sink&
     sink.Accept(out.GetData(), m_produced++);
 }
 
-// Adds up what the standard indexes announce. One that cannot be read ends the count.
+// Adds up what the standard indexes announce. One that cannot be read ends the count. So does a sum that no
+// file of this size can back: what the others announce changes nothing any more.
 bool CKrIndexLoader::CountEntries(CKrSuperIndex& super, uint64_t& announced)
 {
     announced = 0;
-    for (;;)
+    while (announced <= m_fileSize / kSmallestEntry)
     {
         uint64_t position = 0;
         const EKrStdIndex next = super.Next(position);
@@ -145,6 +152,7 @@ bool CKrIndexLoader::CountEntries(CKrSuperIndex& super, uint64_t& announced)
             return true;
         announced += head.entriesInUse;
     }
+    return true;
 }
 
 template <class Sink>
@@ -152,9 +160,13 @@ bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sin
 {
     CKrSuperIndex super(m_file, m_fileSize, m_sliceSize);
     uint64_t announced = 0;
-    if (!super.Open(index.indexPosition) || !CountEntries(super, announced) || announced == 0 ||
-        announced > m_fileSize / kSmallestEntry || !KrHostArray::TrySetSize(out, announced))
+    if (!super.Open(index.indexPosition) || !CountEntries(super, announced) || announced == 0)
         return false;
+    const uint64_t mostInFile = m_fileSize / kSmallestEntry;
+    if (!KrHostArray::TrySetSize(out, std::min(announced, mostInFile)))
+        return false;
+    if (announced > mostInFile)
+        m_most = mostInFile;
     sink.Begin(announced);
     super.Rewind();
     for (;;)
@@ -207,10 +219,25 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
         {
             const SKrChunkIndexEntry entry = Layout::At(slice->data() + at, base);
             if (entry.position >= m_fileSize)
+            {
+                PassOver(slice->size() - at);
                 return true;
+            }
+            if (m_produced == m_most)
+                return false;
             Append(entry, out, sink);
         }
     }
+}
+
+// Many standard indexes that begin inside each other, with entries that lead nowhere, would have most of the
+// file read for each of them. From then on they are read in small slices, of which few bytes are passed over.
+// An index that announces no more entries than the file can hold never comes that far.
+void CKrIndexLoader::PassOver(size_t bytes)
+{
+    m_passedOver += bytes;
+    if (m_passedOver / (SWideEntries::kSize / kSmallestEntry) > m_fileSize)
+        m_block.MakeSlicesSmaller(kSmallSlice);
 }
 
 // Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.

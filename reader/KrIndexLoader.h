@@ -27,8 +27,10 @@ public:
     {
     }
 
-    // After a failure the array holds whatever it held at that moment. An entry for which there is no room,
-    // since a read failed while entries were counted and not later, throws CInvalidArgException.
+    // Entries that an OpenDML index announces and does not have do no harm. A load that would produce more
+    // entries than the file can hold chunks fails, as does one that memory is too short for. After a failure
+    // the array holds whatever it held at that moment. An entry for which there is no room, since a read
+    // failed while entries were counted and not later, throws CInvalidArgException.
     [[nodiscard]] bool LoadVideo(Entries& out);
 
     // Loads slot 0, the first kept audio stream.
@@ -47,6 +49,7 @@ private:
     template <class Layout, class Sink>
     [[nodiscard]] bool TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
                                       Sink& sink);
+    void PassOver(size_t bytes);
     template <class Sink>
     [[nodiscard]] bool LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
                                Sink& sink);
@@ -63,8 +66,10 @@ private:
     CKrIndexBlock m_block; // entries, of 'idx1' or of the standard index under way
 
     // Of the load under way:
-    uint64_t m_produced = 0; // entries
-    uint32_t m_oldBase = 0;  // from where the offsets in 'idx1' count
+    uint64_t m_produced = 0;   // entries
+    uint64_t m_most = 0;       // that it may produce
+    uint64_t m_passedOver = 0; // bytes of entries beyond the end of the file
+    uint32_t m_oldBase = 0;    // from where the offsets in 'idx1' count
 };
 
 #endif

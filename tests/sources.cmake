@@ -103,6 +103,7 @@ set(KR_INNER_TEST_SOURCES
   reader/HostileFileCountsInnerTest.cpp
   reader/HostileFileShapesInnerTest.cpp
   reader/IndexLoadArrayInnerTest.cpp
+  reader/IndexLoadClaimsInnerTest.cpp
   reader/IndexLoadOldInnerTest.cpp
   reader/IndexLoadOpenDmlInnerTest.cpp
   reader/IndexLoadSlicesInnerTest.cpp

@@ -150,6 +150,7 @@ set(KR_INNER_TEST_SOURCES
   writer/AviCheckerInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
+  writer/WriterHostsInnerTest.cpp
   writer/WriterIndexInnerTest.cpp
   writer/WriterLayoutInnerTest.cpp
   writer/WriterMemoryInnerTest.cpp

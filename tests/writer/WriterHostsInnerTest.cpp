@@ -1,0 +1,391 @@
+// The writer beside other people's code: samples that a thread holds, mutexes of the host, disks that stand
+// still, calls from inside a sample.
+#include "tests/support/KrByteWriter.h"
+#include "tests/support/KrMemoryFileSystem.h"
+#include "tests/support/KrRef.h"
+#include "tests/support/KrSimpleAvi.h"
+#include "tests/support/KrStallingFileSystem.h"
+#include "tests/support/KrTempFolder.h"
+#include "tests/support/KrThreadGate.h"
+#include "tests/writer/KrWriterArguments.h"
+#include "writer/KrAviWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace KrTest
+{
+namespace
+{
+using namespace std::chrono;
+
+constexpr wchar_t kPath[] = L"a.avi";
+
+// A sample as hosts have them: held by the thread that locked it, with something to do when it goes.
+class CHostSample final : public CKrObject<IKrMediaSample>
+{
+public:
+    explicit CHostSample(KrBytes bytes) : m_bytes(std::move(bytes)) { ++s_alive; }
+    ~CHostSample() override { --s_alive; }
+
+    static int Alive() { return s_alive; }
+
+    std::function<void()> inGetDataLength = [] {
+    };
+    std::function<void()> inLockBuffer = [] {
+    };
+    std::function<void()> inUnlockBuffer = [] {
+    };
+    std::function<void()> inRelease = [] {
+    }; // of any reference
+
+    uint32_t Release() override
+    {
+        inRelease();
+        return CKrObject::Release();
+    }
+
+    void ResetElement() override {}
+
+    int LockBuffer(uint8_t** data, int32_t* length) override
+    {
+        m_lock.lock();
+        inLockBuffer();
+        *data = m_bytes.data();
+        *length = static_cast<int32_t>(m_bytes.size());
+        return 1;
+    }
+
+    void UnlockBuffer() override
+    {
+        inUnlockBuffer();
+        m_lock.unlock();
+    }
+
+    uint32_t GetDataLength() override
+    {
+        inGetDataLength();
+        return static_cast<uint32_t>(m_bytes.size());
+    }
+
+private:
+    inline static std::atomic<int> s_alive = 0;
+
+    std::recursive_mutex m_lock;
+    KrBytes m_bytes;
+};
+
+// Runs something that may never end. A thread that hangs cannot be given up, so that the program ends then.
+void ExpectToEnd(const std::function<void()>& body)
+{
+    auto ended = std::async(std::launch::async, body);
+    if (ended.wait_for(seconds(60)) == std::future_status::ready)
+        return;
+    std::fprintf(stderr, "hangs\n");
+    std::abort();
+}
+
+// With and without sound.
+class WriterHosts : public testing::TestWithParam<bool>
+{
+protected:
+    WriterHosts() { Make(m_files, KrPlatform::OsClock()); }
+
+    void Make(IKrFileSystem& files, IKrClock& clock)
+    {
+        m_writer = CKrRef<CKrAviWriter>(new CKrAviWriter(SKrWriterSurroundings{files, clock}));
+    }
+
+    int Open(const wchar_t* path = kPath)
+    {
+        const SKrAviVideoParams params = ParamsFor(SKrWritten{});
+        const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
+        return m_writer->OpenFile(path, &params, FourCcValue("MJPG"), GetParam() ? &format : nullptr);
+    }
+
+    int Submit(CHostSample& frame)
+    {
+        if (GetParam())
+        {
+            const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+            EXPECT_EQ(m_writer->AddAudioSample(sound.Get()), 1);
+        }
+        return m_writer->AddVideoSample(&frame);
+    }
+
+    int SubmitNew() { return Submit(*CKrRef<CHostSample>(new CHostSample(KrBytes(500)))); }
+
+    size_t FramesInFile()
+    {
+        SKrWritten written;
+        if (GetParam())
+            written.pcm = SKrPcmFormat{};
+        const SKrCheckedAvi checked = CheckWrittenAvi(m_memory.Content(kPath), written);
+        for (const std::string& problem : checked.problems)
+            ADD_FAILURE() << problem;
+        return checked.video.size();
+    }
+
+    CKrMemoryFileSystem m_memory;
+    CKrStallingFileSystem m_files{m_memory};
+    CKrRef<CKrAviWriter> m_writer;
+};
+
+std::string SoundName(const testing::TestParamInfo<bool>& info)
+{
+    return info.param ? "WithSound" : "WithoutSound";
+}
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(All, WriterHosts, testing::Bool(), SoundName);
+
+TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
+{
+    ExpectToEnd(
+        [this]
+        {
+            ASSERT_EQ(Open(), 1);
+            for (int turn = 0; turn < 20; ++turn)
+            {
+                const CKrRef<CHostSample> held(new CHostSample(KrBytes(500)));
+                ASSERT_EQ(Submit(*held), 1);
+                uint8_t* data = nullptr;
+                int32_t length = 0;
+                held->LockBuffer(&data, &length);
+                for (int next = 0; next < 3; ++next)
+                    ASSERT_EQ(SubmitNew(), 1);
+                ASSERT_EQ(m_writer->WriteVideoChunk(data, length), 1) << "a direct chunk neither";
+                held->UnlockBuffer();
+            }
+            EXPECT_EQ(m_writer->CloseFile(), 1);
+        });
+    EXPECT_EQ(CHostSample::Alive(), 0);
+}
+
+TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
+{
+    std::mutex hostMutex;
+    ExpectToEnd(
+        [&]
+        {
+            ASSERT_EQ(Open(), 1);
+            for (int turn = 0; turn < 50; ++turn)
+            {
+                auto* const frame = new CHostSample(KrBytes(500));
+                frame->inRelease = [&]
+                {
+                    const std::lock_guard guard(hostMutex);
+                };
+                {
+                    const std::lock_guard guard(hostMutex);
+                    ASSERT_EQ(Submit(*frame), 1);
+                }
+                frame->Release();
+            }
+            EXPECT_EQ(m_writer->CloseFile(), 1);
+        });
+}
+
+// Nothing ends the write or the flush before the submissions have returned: none can have waited for it.
+TEST_P(WriterHosts, DiskThatStandsStill_HoldsNoSubmissionUp)
+{
+    for (const bool inWrite : {true, false})
+    {
+        SCOPED_TRACE(inWrite ? "write" : "flush");
+        KrTest::CKrThreadGate gate;
+        ASSERT_EQ(Open(), 1);
+        (inWrite ? m_files.beforeWrite : m_files.beforeFlush) = [&]
+        {
+            gate.Pass();
+        };
+        ExpectToEnd(
+            [&]
+            {
+                for (int number = 0; number < 60; ++number)
+                    ASSERT_EQ(SubmitNew(), 1);
+                EXPECT_TRUE(gate.WaitForArrival());
+                for (int number = 0; number < 60; ++number)
+                    ASSERT_EQ(SubmitNew(), 1);
+            });
+        gate.Open();
+        EXPECT_EQ(m_writer->CloseFile(), 1);
+        m_files.beforeWrite = m_files.beforeFlush = [] {
+        };
+        EXPECT_EQ(FramesInFile(), 120u);
+    }
+}
+
+TEST_P(WriterHosts, DirectChunkThatWaitsForAFlush_HoldsNoSubmissionUp)
+{
+    KrTest::CKrThreadGate gate;
+    ASSERT_EQ(Open(), 1);
+    m_files.beforeFlush = [&]
+    {
+        gate.Pass();
+    };
+    std::jthread direct;
+    ExpectToEnd(
+        [&]
+        {
+            for (int number = 0; number < 60; ++number)
+                ASSERT_EQ(SubmitNew(), 1);
+            ASSERT_TRUE(gate.WaitForArrival());
+            std::promise<void> started;
+            direct = std::jthread(
+                [&]
+                {
+                    const KrBytes chunk(100, 7);
+                    started.set_value();
+                    EXPECT_EQ(m_writer->WriteVideoChunk(chunk.data(), 100), 1);
+                });
+            started.get_future().wait();
+            std::this_thread::sleep_for(milliseconds(20)); // it waits for the file by now
+            for (int number = 0; number < 60; ++number)
+                ASSERT_EQ(SubmitNew(), 1);
+        });
+    gate.Open();
+    direct.join();
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+}
+
+TEST_P(WriterHosts, OpenAndCloseFromInsideASample_AreRefusedAndChangeNothing)
+{
+    for (const auto place : {&CHostSample::inGetDataLength, &CHostSample::inLockBuffer,
+                             &CHostSample::inUnlockBuffer, &CHostSample::inRelease})
+    {
+        ExpectToEnd(
+            [&]
+            {
+                ASSERT_EQ(Open(), 1);
+                std::atomic<int> calls = 0;
+                auto* const frame = new CHostSample(KrBytes(500));
+                frame->*place = [&]
+                {
+                    ++calls;
+                    EXPECT_EQ(Open(L"other.avi"), 0);
+                    EXPECT_EQ(m_writer->CloseFile(), 0);
+                };
+                ASSERT_EQ(Submit(*frame), 1);
+                ASSERT_EQ(SubmitNew(), 1);
+                EXPECT_EQ(m_writer->CloseFile(), 1);
+                EXPECT_GT(calls, 0);
+                frame->*place = [] {
+                };
+                frame->Release();
+            });
+        EXPECT_FALSE(m_memory.Exists(L"other.avi"));
+        EXPECT_EQ(FramesInFile(), 2u);
+    }
+}
+
+TEST_P(WriterHosts, SubmissionsFromInsideASample_AreTaken)
+{
+    ExpectToEnd(
+        [&]
+        {
+            ASSERT_EQ(Open(), 1);
+            std::atomic<bool> done = false;
+            auto* const frame = new CHostSample(KrBytes(500));
+            frame->inLockBuffer = [&, first = true]() mutable
+            {
+                if (!std::exchange(first, false))
+                    return;
+                EXPECT_EQ(SubmitNew(), 1);
+                done = true;
+            };
+            ASSERT_EQ(Submit(*frame), 1);
+            while (!done)
+                std::this_thread::yield();
+            EXPECT_EQ(m_writer->CloseFile(), 1);
+            frame->Release();
+        });
+    EXPECT_EQ(FramesInFile(), 2u);
+}
+
+// The last reference is that of a sample, which gives it up on the worker's thread.
+TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
+{
+    ExpectToEnd(
+        [&]
+        {
+            KrTest::CKrThreadGate gate;
+            ASSERT_EQ(Open(), 1);
+            m_writer->AddRef();
+            const CKrRef<CHostSample> frame(new CHostSample(KrBytes(500)));
+            frame->inUnlockBuffer = [&gate, last = m_writer.Get(), calls = 0]() mutable
+            {
+                gate.Pass();
+                if (++calls == 1)
+                    last->Release();
+            };
+            ASSERT_EQ(Submit(*frame), 1);
+            ASSERT_EQ(SubmitNew(), 1);
+            ASSERT_EQ(SubmitNew(), 1);
+            m_writer.Reset();
+            gate.Open();
+            while (m_memory.OpenFiles() != 0 || CHostSample::Alive() > 1)
+                std::this_thread::yield();
+        });
+    EXPECT_EQ(FramesInFile(), 3u);
+    EXPECT_EQ(CHostSample::Alive(), 0);
+}
+
+// On a real file and in real time: a write of 700 ms, then flushes of a second. What else the machine does is
+// kept out by a few tries.
+TEST_P(WriterHosts, SlowDisk_HoldsNoSubmissionUpFor20Milliseconds)
+{
+    const CKrTempFolder folder;
+    const std::wstring path = folder.PathOf(L"slow.avi");
+    CKrStallingFileSystem slow(KrPlatform::OsFileSystem());
+    std::atomic<int> writeMs = 0;
+    std::atomic<int> flushMs = 0;
+    slow.beforeWrite = [&]
+    {
+        std::this_thread::sleep_for(milliseconds(writeMs.exchange(0)));
+    };
+    slow.beforeFlush = [&]
+    {
+        std::this_thread::sleep_for(milliseconds(flushMs));
+    };
+    constexpr int kTries = 5;
+    milliseconds longest = hours(1);
+    for (int attempt = 0; attempt < kTries && longest > milliseconds(20); ++attempt)
+    {
+        Make(slow, KrPlatform::OsClock());
+        ASSERT_EQ(Open(path.c_str()), 1);
+        writeMs = 700;
+        flushMs = 1000;
+        longest = milliseconds(0);
+        std::jthread direct(
+            [this](const std::stop_token& stop)
+            {
+                const KrBytes chunk(100, 7);
+                for (; !stop.stop_requested(); std::this_thread::sleep_for(milliseconds(10)))
+                    EXPECT_EQ(m_writer->WriteVideoChunk(chunk.data(), 100), 1);
+            });
+        for (const auto end = steady_clock::now() + milliseconds(2000); steady_clock::now() < end;)
+        {
+            const auto start = steady_clock::now();
+            ASSERT_EQ(SubmitNew(), 1);
+            longest = std::max(longest, ceil<milliseconds>(steady_clock::now() - start));
+            std::this_thread::sleep_for(milliseconds(15));
+        }
+        flushMs = 0;
+        direct.request_stop();
+        direct.join();
+        EXPECT_EQ(m_writer->CloseFile(), 1);
+        m_writer.Reset();
+    }
+    RecordProperty("longest_submission_ms", static_cast<int>(longest.count()));
+    EXPECT_LE(longest, milliseconds(20));
+}
+} // namespace KrTest

@@ -7,6 +7,7 @@ add_library(KrRiffUtilsObjects OBJECT
   format/KrAviIndexes.cpp
   format/KrFrameTables.cpp
   format/KrPrivateChunks.cpp
+  format/KrPrivateValues.cpp
   platform/KrPlatform.cpp
   pool/KrdsMediaSample.cpp
   pool/KrdsMediaSamplePool.cpp

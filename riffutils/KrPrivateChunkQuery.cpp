@@ -1,18 +1,7 @@
 #include "riffutils/KrPrivateChunkQuery.h"
 
-#include "format/KrFourCC.h"
-
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <optional>
-#include <span>
-
 namespace
 {
-// No field lies behind these bytes.
-constexpr uint32_t kLargestRead = 512;
-
 // The two segments that are looked at: the first and the last.
 struct SCandidates
 {
@@ -54,95 +43,27 @@ const SKrRiffChunkNode* FindChild(IKrRiffReader& reader, uint32_t wanted)
     }
     return nullptr;
 }
+} // namespace
 
-const SKrRiffChunkNode* FindPrivateChunk(IKrRiffReader& reader, uint32_t wanted)
+const SKrRiffChunkInfo* CKrPrivateChunkQuery::Find(uint32_t ckid)
 {
-    const SCandidates candidates = FindCandidates(reader);
+    const SCandidates candidates = FindCandidates(m_reader);
     for (SKrRiffChunkNode* const segment : {candidates.first, candidates.last})
     {
-        if (segment == nullptr || reader.FindFirstSubChunk(segment) == 0)
+        if (segment == nullptr || m_reader.FindFirstSubChunk(segment) == 0)
             return nullptr;
-        if (const SKrRiffChunkNode* const found = FindChild(reader, wanted))
-            return found;
+        if (const SKrRiffChunkNode* const found = FindChild(m_reader, ckid))
+            return &found->chunk;
     }
     return nullptr;
 }
 
-// A private chunk's data, zeros behind its end.
-struct SPrivateData
+uint32_t CKrPrivateChunkQuery::ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer)
 {
-    std::array<uint8_t, kLargestRead> buffer = {};
-    uint32_t size = 0;
-
-    std::span<const uint8_t> Bytes() const { return {buffer.data(), size}; }
-};
-
-// Reads the data of a chunk as far as fields go. `whole`: the file must hold all of the chunk.
-std::optional<SPrivateData> ReadPrivateChunk(IKrRiffReader& reader, uint32_t wanted, bool whole)
-{
-    const SKrRiffChunkNode* const node = FindPrivateChunk(reader, wanted);
-    if (node == nullptr)
-        return std::nullopt;
-    const SKrRiffChunkInfo& chunk = node->chunk;
-    SPrivateData data;
-    if (chunk.cksize <= kLargestRead)
-    {
-        // The node's own record: a host's reader may know it by its address.
-        data.size = reader.ReadChunkData(&chunk, data.buffer.data(), chunk.cksize);
-        return data.size == chunk.cksize ? std::optional(data) : std::nullopt;
-    }
-    if (whole && chunk.offset + chunk.cksize > reader.GetFileLength())
-        return std::nullopt;
-    SKrRiffChunkInfo head = chunk;
-    head.cksize = kLargestRead;
-    data.size = reader.ReadChunkData(&head, data.buffer.data(), kLargestRead);
-    if (data.size != kLargestRead)
-        return std::nullopt;
-    return data;
+    return m_reader.ReadChunkData(&chunk, buffer, chunk.cksize);
 }
 
-std::optional<SPrivateData> ReadKrlA(IKrRiffReader& reader)
+uint64_t CKrPrivateChunkQuery::FileLength()
 {
-    return ReadPrivateChunk(reader, kFccKrlA, false);
-}
-
-std::optional<uint8_t> ScanModeByte(IKrRiffReader& reader, int flavour)
-{
-    uint8_t stored = 0;
-    if (flavour == KrPrivateChunkQuery::kOwnFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadKrlA(reader);
-        return data && DecodeKrlAScanMode(data->Bytes(), stored) ? std::optional(stored) : std::nullopt;
-    }
-    if (flavour == KrPrivateChunkQuery::kForeignFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadPrivateChunk(reader, kFccCtsI, true);
-        return data && DecodeCtsI(data->Bytes(), stored) ? std::optional(stored) : std::nullopt;
-    }
-    return std::nullopt;
-}
-} // namespace
-
-bool KrPrivateChunkQuery::ScanMode(IKrRiffReader& reader, int flavour, EKrScanMode& scanMode)
-{
-    const std::optional<uint8_t> stored = ScanModeByte(reader, flavour);
-    if (!stored)
-        return false;
-    scanMode = ScanModeOfByte(*stored);
-    return scanMode != EKrScanMode::Unknown;
-}
-
-bool KrPrivateChunkQuery::PixelAspect(IKrRiffReader& reader, int flavour, SKrPixelAspect& aspect)
-{
-    if (flavour == kOwnFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadKrlA(reader);
-        return data && DecodeKrlAAspect(data->Bytes(), aspect);
-    }
-    if (flavour == kForeignFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadPrivateChunk(reader, kFccPrmA, true);
-        return data && DecodePrmA(data->Bytes(), aspect);
-    }
-    return false;
+    return m_reader.GetFileLength();
 }

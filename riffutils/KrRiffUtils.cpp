@@ -9,8 +9,6 @@
 
 #include <optional>
 
-using namespace KrPrivateChunkQuery;
-
 namespace
 {
 // Keeps other threads away from one of the library's own readers during a query, and the reader alive. A
@@ -56,7 +54,8 @@ auto ScanModeSearch(EKrScanMode& scanMode)
 {
     return [&scanMode](IKrRiffReader& reader)
     {
-        return ScanMode(reader, kOwnFlavour, scanMode) || ScanMode(reader, kForeignFlavour, scanMode);
+        CKrPrivateChunkQuery chunks(reader);
+        return KrPrivateValues::ScanMode(chunks, scanMode);
     };
 }
 
@@ -64,7 +63,8 @@ auto ScanModeSearch(int flavour, EKrScanMode& scanMode)
 {
     return [flavour, &scanMode](IKrRiffReader& reader)
     {
-        return ScanMode(reader, flavour, scanMode);
+        CKrPrivateChunkQuery chunks(reader);
+        return KrPrivateValues::ScanMode(chunks, flavour, scanMode);
     };
 }
 
@@ -83,10 +83,9 @@ auto AspectSearch(int& horizontal, int& vertical)
 {
     return [&horizontal, &vertical](IKrRiffReader& reader)
     {
+        CKrPrivateChunkQuery chunks(reader);
         SKrPixelAspect aspect;
-        const bool found =
-            PixelAspect(reader, kOwnFlavour, aspect) || PixelAspect(reader, kForeignFlavour, aspect);
-        return Store(found, aspect, horizontal, vertical);
+        return Store(KrPrivateValues::PixelAspect(chunks, aspect), aspect, horizontal, vertical);
     };
 }
 
@@ -94,9 +93,9 @@ auto AspectSearch(int flavour, int& horizontal, int& vertical)
 {
     return [flavour, &horizontal, &vertical](IKrRiffReader& reader)
     {
+        CKrPrivateChunkQuery chunks(reader);
         SKrPixelAspect aspect;
-        const bool found = PixelAspect(reader, flavour, aspect);
-        return Store(found, aspect, horizontal, vertical);
+        return Store(KrPrivateValues::PixelAspect(chunks, flavour, aspect), aspect, horizontal, vertical);
     };
 }
 } // namespace

@@ -22,6 +22,7 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrIndexBlock.cpp
   reader/KrIndexLoader.cpp
   reader/KrIndexLocator.cpp
+  reader/KrPrivateChunkScan.cpp
   reader/KrRiffReader.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp

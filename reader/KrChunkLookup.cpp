@@ -8,6 +8,9 @@
 
 namespace
 {
+// The type of a container stands before its first sub-chunk.
+constexpr uint64_t kTypeSize = 4;
+
 bool LiesInside(const SKrRiffChunkInfo& parent, uint64_t position)
 {
     return position >= parent.offset && position - parent.offset < parent.cksize;
@@ -117,4 +120,27 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
 void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk)
 {
     cursor.SeekTo(PositionBehind(chunk));
+}
+
+std::optional<SKrRiffChunkInfo> ReadSegment(CKrFileCursor& cursor, uint32_t formType,
+                                            const SKrRiffChunkInfo* previous)
+{
+    if (previous != nullptr)
+        SeekBehind(cursor, *previous);
+    SKrRiffChunkInfo chunk = {};
+    chunk.fccType = formType;
+    const EKrLookupStatus status = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
+    return status == EKrLookupStatus::Found ? std::optional(chunk) : std::nullopt;
+}
+
+std::optional<SKrRiffChunkInfo> ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& parent,
+                                             const SKrRiffChunkInfo* previous)
+{
+    if (previous != nullptr)
+        SeekBehind(cursor, *previous);
+    else
+        cursor.SeekTo(parent.offset + kTypeSize);
+    SKrRiffChunkInfo chunk = {};
+    const EKrLookupStatus status = FindChunk(cursor, chunk, &parent, EKrLookupMode::AnyChunk, kWalkZeroLimit);
+    return status == EKrLookupStatus::Found ? std::optional(chunk) : std::nullopt;
 }

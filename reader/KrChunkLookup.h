@@ -4,6 +4,9 @@
 
 #include "KrRiffUtils/KrRiffTypes.h"
 
+#include <cstdint>
+#include <optional>
+
 class CKrFileCursor;
 
 enum class EKrLookupMode
@@ -39,5 +42,14 @@ inline constexpr int kWalkZeroLimit = 5;
 
 // Moves the cursor to where the chunk behind `chunk` starts.
 void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk);
+
+// The steps of the walks, which give up at kWalkZeroLimit. A segment of a form type: the first one from the
+// cursor's position on, or from where the previous one ends.
+[[nodiscard]] std::optional<SKrRiffChunkInfo> ReadSegment(CKrFileCursor& cursor, uint32_t formType,
+                                                          const SKrRiffChunkInfo* previous);
+
+// A sub-chunk of a container: the first one, or the one after the previous one.
+[[nodiscard]] std::optional<SKrRiffChunkInfo>
+ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& parent, const SKrRiffChunkInfo* previous);
 
 #endif

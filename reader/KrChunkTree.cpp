@@ -5,12 +5,6 @@
 #include "reader/KrFileCursor.h"
 #include "reader/KrSubscript.h"
 
-namespace
-{
-// The type of a container stands before its first sub-chunk.
-constexpr uint64_t kTypeSize = 4;
-} // namespace
-
 void CKrChunkTree::Clear()
 {
     m_segments.clear();
@@ -25,10 +19,10 @@ void CKrChunkTree::Clear()
 
 bool CKrChunkTree::ReadFirstSegment(CKrFileCursor& cursor)
 {
-    SKrChunkTreeNode* const segment = ReadSegment(cursor, kFccAvi, nullptr);
-    if (segment == nullptr)
+    const auto segment = ReadSegment(cursor, kFccAvi, nullptr);
+    if (!segment)
         return false;
-    m_segments.push_back(segment);
+    m_segments.push_back(&m_nodes.New(*segment));
     return true;
 }
 
@@ -42,10 +36,10 @@ bool CKrChunkTree::AdvanceSegment(CKrFileCursor& cursor)
     const SKrChunkTreeNode* const current = CurrentSegment();
     if (current == m_segments.back())
     {
-        SKrChunkTreeNode* const next = ReadSegment(cursor, kFccAvix, current);
-        if (next == nullptr)
+        const auto next = ReadSegment(cursor, kFccAvix, &current->chunk);
+        if (!next)
             return false;
-        m_segments.push_back(next);
+        m_segments.push_back(&m_nodes.New(*next));
     }
     ++m_segmentIndex;
     return true;
@@ -56,11 +50,11 @@ bool CKrChunkTree::StartSubChunkWalk(CKrFileCursor& cursor, const SKrRiffChunkNo
     auto known = m_parents.find(&parent);
     if (known == m_parents.end())
     {
-        cursor.SeekTo(parent.chunk.offset + kTypeSize);
-        SKrChunkTreeNode* const first = ReadSubChunk(cursor, parent, nullptr);
-        if (first == nullptr)
+        const auto first = ReadSubChunk(cursor, parent.chunk, nullptr);
+        if (!first)
             return false;
-        known = m_parents.emplace(&parent, SSubChunks{first, first, 1}).first;
+        SKrChunkTreeNode* const node = &m_nodes.New(*first);
+        known = m_parents.emplace(&parent, SSubChunks{node, node, 1}).first;
     }
     m_parent = &parent;
     m_subChunks = &known->second;
@@ -73,35 +67,13 @@ bool CKrChunkTree::AdvanceSubChunk(CKrFileCursor& cursor)
 {
     if (m_subChunk == m_subChunks->last)
     {
-        SKrChunkTreeNode* const next = ReadSubChunk(cursor, *m_parent, m_subChunk);
-        if (next == nullptr)
+        const auto next = ReadSubChunk(cursor, m_parent->chunk, &m_subChunk->chunk);
+        if (!next)
             return false;
-        m_subChunk->next = m_subChunks->last = next;
+        m_subChunk->next = m_subChunks->last = &m_nodes.New(*next);
         ++m_subChunks->count;
     }
     m_subChunk = m_subChunk->next;
     ++m_subChunkIndex;
     return true;
-}
-
-SKrChunkTreeNode* CKrChunkTree::ReadSegment(CKrFileCursor& cursor, uint32_t formType,
-                                            const SKrChunkTreeNode* previous)
-{
-    if (previous != nullptr)
-        SeekBehind(cursor, previous->chunk);
-    SKrRiffChunkInfo chunk = {};
-    chunk.fccType = formType;
-    const EKrLookupStatus status = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? &m_nodes.New(chunk) : nullptr;
-}
-
-SKrChunkTreeNode* CKrChunkTree::ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent,
-                                             const SKrChunkTreeNode* previous)
-{
-    if (previous != nullptr)
-        SeekBehind(cursor, previous->chunk);
-    SKrRiffChunkInfo chunk = {};
-    const EKrLookupStatus status =
-        FindChunk(cursor, chunk, &parent.chunk, EKrLookupMode::AnyChunk, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? &m_nodes.New(chunk) : nullptr;
 }

@@ -50,10 +50,6 @@ private:
         size_t count = 0;
     };
 
-    SKrChunkTreeNode* ReadSegment(CKrFileCursor& cursor, uint32_t formType, const SKrChunkTreeNode* previous);
-    SKrChunkTreeNode* ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent,
-                                   const SKrChunkTreeNode* previous);
-
     CKrChunkNodes m_nodes; // all of them
     std::vector<SKrChunkTreeNode*> m_segments;
     int32_t m_segmentIndex = -1;

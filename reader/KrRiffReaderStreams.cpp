@@ -1,10 +1,10 @@
 // What the reader knows of a file's streams: the parse, the two stream queries, the index loads.
 #include "reader/KrRiffReader.h"
 
-#include "KrRiffUtils/KrRiffUtils.h"
 #include "format/KrFrameTables.h"
 #include "reader/KrHeaderParser.h"
 #include "reader/KrIndexLoader.h"
+#include "reader/KrPrivateChunkScan.h"
 #include "reader/KrVideoFormat.h"
 
 bool CKrRiffReader::ParseFile()
@@ -14,7 +14,6 @@ bool CKrRiffReader::ParseFile()
     const bool parsed = CKrHeaderParser(m_cursor, m_state).ParseFile();
     m_firstChunkPosition = m_state.firstChunkPosition;
     ApplyPixelAspectAndScanMode();
-    m_tree.Clear(); // of what the queries walked: hosts find no walk under way in a file just opened
     PublishFacts();
     return parsed;
 }
@@ -47,13 +46,17 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
     SKrAviVideoParams& format = m_state.videoFormat;
     if (format.displayWidth == 0 || format.frameRate == kNoFrameRate)
         return;
+    const CKrLockScope scope(m_lock);
+    CKrPrivateChunkScan chunks(m_cursor, *m_file);
     EKrScanMode scanMode = EKrScanMode::Unknown;
-    if (KrRiffUtils::GetAviScanMode(this, scanMode) != 0)
+    if (KrPrivateValues::ScanMode(chunks, scanMode))
         format.scanMode = static_cast<int32_t>(scanMode);
-    int horizontal = 0;
-    int vertical = 0;
-    if (KrRiffUtils::GetAviPixelAspectRatio(this, horizontal, vertical) != 0)
-        ApplyPixelAspect(format, horizontal, vertical);
+    SKrPixelAspect aspect;
+    if (KrPrivateValues::PixelAspect(chunks, aspect))
+        ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
+    // Kept: each failed seek to the first segment leaves the reader locked by this thread.
+    for (int seek = 0; seek < chunks.FailedSeeks(); ++seek)
+        CKrTryLockScope(m_lock).LeaveTheLockHeldOnPurpose();
 }
 
 uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression,

@@ -110,6 +110,7 @@ set(KR_INNER_TEST_SOURCES
   reader/IndexLocateInnerTest.cpp
   reader/IndexLocateOldInnerTest.cpp
   reader/PixelAspectInnerTest.cpp
+  reader/PrivateChunkScanInnerTest.cpp
   reader/RawReadInnerTest.cpp
   reader/ReadCountInnerTest.cpp
   reader/ReadCountStepsInnerTest.cpp

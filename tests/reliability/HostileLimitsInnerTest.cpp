@@ -8,22 +8,27 @@ using namespace KrTest;
 namespace
 {
 constexpr size_t kSlack = 256 * 1024; // whatever the file's size
-constexpr size_t kMemoryToOpen = 1;   // multiples of the file's size
-constexpr size_t kMemoryToLoad = 4;   // blocks of an index, entries of 16 bytes for each 8 of the file
-constexpr size_t kMemoryToWalk = 24;  // a node for each header of 8 bytes
+constexpr size_t kMemoryToLoad =
+    4; // multiples of the file's size: blocks of an index, entries of 16 bytes for each 8 of the file
+constexpr size_t kMemoryToWalk = 24; // a node for each header of 8 bytes
 constexpr size_t kMemoryToSearch = 16;
 
-// A file whose rest is nothing but the smallest chunks that can be: the most nodes and matches for its size.
-KrBytes Crowd(size_t size)
+// Writes nothing but the smallest chunks that can be: the most nodes and matches for their size.
+KrBuilderHook CrowdOf(size_t size)
 {
-    SKrSimpleAvi avi = RichAvi(EKrIndexKind::Idx1);
-    avi.endOfMovi = [size](CKrAviBuilder& file)
+    return [size](CKrAviBuilder& file)
     {
         KrBytes crowd(size / 8 * 8);
         for (size_t at = 0; at < crowd.size(); at += 8)
             std::copy_n("JUNK\0\0\0", 8, crowd.begin() + static_cast<ptrdiff_t>(at));
         file.Raw(crowd);
     };
+}
+
+KrBytes Crowd(size_t size)
+{
+    SKrSimpleAvi avi = RichAvi(EKrIndexKind::Idx1);
+    avi.endOfMovi = CrowdOf(size);
     return BuildSimpleAvi(avi).Bytes();
 }
 
@@ -115,7 +120,7 @@ TEST(HostileLimits, Memory_IsBoundByTheFilesSize)
         SOpened crowd(bytes);
         const CKrAllocationMeter open;
         ASSERT_EQ(crowd.reader.Open(L"a.avi"), 1);
-        EXPECT_LE(open.Most(), kMemoryToOpen * crowd.size + kSlack);
+        EXPECT_LE(open.Most(), kSlack);
 
         const CKrAllocationMeter walk;
         EXPECT_GT(WalkChildren(crowd.reader, FindMovi(crowd.reader)), size / 8);
@@ -127,6 +132,28 @@ TEST(HostileLimits, Memory_IsBoundByTheFilesSize)
         crowd.reader.EndChunkSearch();
         crowd.reader.Close();
         EXPECT_LE(open.Now(), crowd.size / 4 + kSlack) << "what stays is room for the next search";
+    }
+}
+
+// Tiny chunks around 'movi', all of them children of the segment in which the private chunks are looked for.
+// The only one lies after all of them: the open knows it, so it has passed them.
+TEST(HostileLimits, MemoryOfAnOpen_DoesNotGrowWithTheNumberOfChunks)
+{
+    constexpr size_t kSize = size_t{40} << 20;
+    for (KrBuilderHook SKrSimpleAvi::*const place : {&SKrSimpleAvi::beforeMovi, &SKrSimpleAvi::afterMovi})
+    {
+        SKrSimpleAvi avi;
+        avi.streams = {VideoStream({10})};
+        avi.*place = CrowdOf(kSize);
+        avi.endOfRiff = [](CKrAviBuilder& file)
+        {
+            file.Chunk("KrlA", ToBytes(SKrTestKrlA{.scanMode = 2, .horizontal = 64, .vertical = 45}));
+        };
+        SOpened crowd(BuildSimpleAvi(avi).Bytes());
+        const CKrAllocationMeter open;
+        ASSERT_EQ(crowd.reader.Open(L"a.avi"), 1);
+        EXPECT_LE(open.Most(), kSlack);
+        EXPECT_EQ(crowd.reader.StreamState().videoFormat.displayWidth, 1024);
     }
 }
 

@@ -1,0 +1,100 @@
+#include "reader/KrPrivateChunkScan.h"
+
+#include "format/KrChunkHeader.h"
+#include "platform/KrPlatform.h"
+#include "reader/KrChunkLookup.h"
+#include "reader/KrFileCursor.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+constexpr uint32_t kIds[] = {kFccKrlA, kFccCtsI, kFccPrmA};
+
+// Place of an id among those, or their number.
+size_t PlaceOf(uint32_t ckid)
+{
+    return static_cast<size_t>(std::ranges::find(kIds, ckid) - std::begin(kIds));
+}
+} // namespace
+
+const SKrRiffChunkInfo* CKrPrivateChunkScan::Find(uint32_t ckid)
+{
+    if (!FindCandidates())
+        return nullptr;
+    for (std::optional<SCandidate>* const candidate : {&m_first, &m_last})
+    {
+        // A segment without sub-chunks ends the search: the other one is not looked at.
+        if (!candidate->has_value() || (!(*candidate)->lastRead && !ReadNext(**candidate)))
+            return nullptr;
+        if (const SKrRiffChunkInfo* const found = FindIn(**candidate, ckid))
+            return found;
+    }
+    return nullptr;
+}
+
+// The first segment and the last one. Whether the last is still the last is looked at each time: a read that
+// failed before may succeed now.
+bool CKrPrivateChunkScan::FindCandidates()
+{
+    if (!m_first)
+    {
+        m_cursor.SeekTo(0);
+        if (!m_file.Seek(0))
+        {
+            ++m_failedSeeks;
+            return false;
+        }
+        const auto segment = ReadSegment(m_cursor, kFccAvi, nullptr);
+        if (!segment)
+            return false;
+        m_first = SCandidate{*segment};
+    }
+    while (const auto next = ReadSegment(m_cursor, kFccAvix, m_last ? &m_last->segment : &m_first->segment))
+        m_last = SCandidate{*next};
+    return true;
+}
+
+// A walk reads the sub-chunk after the one that it reports, so that the search reads one more than it looks
+// at.
+const SKrRiffChunkInfo* CKrPrivateChunkScan::FindIn(SCandidate& candidate, uint32_t ckid)
+{
+    const std::optional<SKrRiffChunkInfo>& found = candidate.found[PlaceOf(ckid)];
+    for (bool more = true; more;)
+    {
+        const bool isFound = found.has_value();
+        if (!isFound || found->offset == candidate.lastRead->offset)
+            more = ReadNext(candidate);
+        if (isFound)
+            return &*found;
+    }
+    return nullptr;
+}
+
+bool CKrPrivateChunkScan::ReadNext(SCandidate& candidate)
+{
+    const auto next =
+        ReadSubChunk(m_cursor, candidate.segment, candidate.lastRead ? &*candidate.lastRead : nullptr);
+    if (!next)
+        return false;
+    candidate.lastRead = next;
+    const size_t place = PlaceOf(next->ckid);
+    if (place < candidate.found.size() && !candidate.found[place])
+        candidate.found[place] = next;
+    return true;
+}
+
+// Kept, as in all raw reads: a position whose low half is all ones cannot be told from a failed seek.
+uint32_t CKrPrivateChunkScan::ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer)
+{
+    if (Low32(chunk.offset) == 0xFFFFFFFF)
+        return 0;
+    const SKrTransfer read = m_file.ReadAt(chunk.offset, buffer, chunk.cksize);
+    return read.Failed() ? 0 : static_cast<uint32_t>(read.bytes);
+}
+
+uint64_t CKrPrivateChunkScan::FileLength()
+{
+    return m_cursor.Size();
+}

@@ -42,10 +42,7 @@ bool CKrPrivateChunkScan::FindCandidates()
     {
         m_cursor.SeekTo(0);
         if (!m_file.Seek(0))
-        {
-            ++m_failedSeeks;
             return false;
-        }
         const auto segment = ReadSegment(m_cursor, kFccAvi, nullptr);
         if (!segment)
             return false;

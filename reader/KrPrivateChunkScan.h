@@ -25,9 +25,6 @@ public:
     [[nodiscard]] uint32_t ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer) override;
     [[nodiscard]] uint64_t FileLength() override;
 
-    // How often the seek to the first segment failed. That search found nothing.
-    int FailedSeeks() const { return m_failedSeeks; }
-
 private:
     // A segment, and what is known of its sub-chunks.
     struct SCandidate
@@ -45,7 +42,6 @@ private:
     IKrFile& m_file;
     std::optional<SCandidate> m_first;
     std::optional<SCandidate> m_last; // empty while the file has one segment
-    int m_failedSeeks = 0;
 };
 
 #endif

@@ -46,7 +46,6 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
     SKrAviVideoParams& format = m_state.videoFormat;
     if (format.displayWidth == 0 || format.frameRate == kNoFrameRate)
         return;
-    const CKrLockScope scope(m_lock);
     CKrPrivateChunkScan chunks(m_cursor, *m_file);
     EKrScanMode scanMode = EKrScanMode::Unknown;
     if (KrPrivateValues::ScanMode(chunks, scanMode))
@@ -54,9 +53,6 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
     SKrPixelAspect aspect;
     if (KrPrivateValues::PixelAspect(chunks, aspect))
         ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
-    // Kept: each failed seek to the first segment leaves the reader locked by this thread.
-    for (int seek = 0; seek < chunks.FailedSeeks(); ++seek)
-        CKrTryLockScope(m_lock).LeaveTheLockHeldOnPurpose();
 }
 
 uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression,

@@ -73,6 +73,7 @@ public:
 
     uint32_t GetDataLength() override
     {
+        const std::lock_guard guard(m_lock);
         inGetDataLength();
         return static_cast<uint32_t>(m_bytes.size());
     }
@@ -148,26 +149,37 @@ std::string SoundName(const testing::TestParamInfo<bool>& info)
 
 INSTANTIATE_TEST_SUITE_P(All, WriterHosts, testing::Bool(), SoundName);
 
+// The worker stands at the sample that is held, while the thread that holds it goes on.
 TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
 {
+    KrTest::CKrThreadGate gate;
+    ASSERT_EQ(Open(), 1);
+    m_files.beforeWrite = [&]
+    {
+        gate.Pass();
+    };
     ExpectToEnd(
-        [this]
+        [&]
         {
-            ASSERT_EQ(Open(), 1);
-            for (int turn = 0; turn < 20; ++turn)
-            {
-                const CKrRef<CHostSample> held(new CHostSample(KrBytes(500)));
-                ASSERT_EQ(Submit(*held), 1);
-                uint8_t* data = nullptr;
-                int32_t length = 0;
-                held->LockBuffer(&data, &length);
-                for (int next = 0; next < 3; ++next)
-                    ASSERT_EQ(SubmitNew(), 1);
-                ASSERT_EQ(m_writer->WriteVideoChunk(data, length), 1) << "a direct chunk neither";
-                held->UnlockBuffer();
-            }
-            EXPECT_EQ(m_writer->CloseFile(), 1);
+            ASSERT_EQ(SubmitNew(), 1);
+            ASSERT_TRUE(gate.WaitForArrival());
+            const CKrRef<CHostSample> frame(new CHostSample(KrBytes(500)));
+            const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+            ASSERT_EQ(m_writer->AddVideoSample(frame.Get()), 1);
+            ASSERT_EQ(m_writer->AddAudioSample(sound.Get()), GetParam() ? 1 : 0);
+            uint8_t* data = nullptr;
+            int32_t length = 0;
+            frame->LockBuffer(&data, &length);
+            sound->LockBuffer(&data, &length);
+            gate.Open();
+            std::this_thread::sleep_for(milliseconds(20)); // the worker comes to the sample
+            for (int next = 0; next < 3; ++next)
+                ASSERT_EQ(SubmitNew(), 1);
+            ASSERT_EQ(m_writer->WriteVideoChunk(data, length), 1) << "a direct chunk neither";
+            sound->UnlockBuffer();
+            frame->UnlockBuffer();
         });
+    EXPECT_EQ(m_writer->CloseFile(), 1);
     EXPECT_EQ(CHostSample::Alive(), 0);
 }
 

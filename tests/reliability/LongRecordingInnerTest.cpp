@@ -121,6 +121,8 @@ void RecordSecond(IKrAviWriter& writer, CKrLongClock& clock, uint32_t second, si
 // The first segment ends after minutes; its 'idx1' is all that grows.
 TEST(LongRecording, Memory_StaysFlat)
 {
+    constexpr size_t kFrameBytes = 60'000;
+    constexpr uint64_t kPaddedPair = 60'416 + 3'584; // a frame and its sound, in whole sectors
     CKrForgetfulFileSystem files;
     CKrLongClock clock;
     const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({files, clock, &NoWorkerThread}));
@@ -128,13 +130,13 @@ TEST(LongRecording, Memory_StaysFlat)
     const SKrAviVideoParams params = ParamsFor(written);
     const WAVEFORMATEX format = WaveFormatFor(*written.pcm);
     ASSERT_EQ(writer->OpenFile(kRecordedPath, &params, FourCcValue("MJPG"), &format), 1);
-    RecordSecond(*writer.Get(), clock, 0, 60'000);
+    RecordSecond(*writer.Get(), clock, 0, kFrameBytes);
     const CKrAllocationMeter meter;
     size_t mostEntries = 0;
     for (uint32_t second = 1; second < kSeconds && !HasFatalFailure(); ++second)
     {
-        RecordSecond(*writer.Get(), clock, second, 60'000);
-        if (uint64_t{second} * kFramesPerSecond * 68'000 < 1'070'000'000)
+        RecordSecond(*writer.Get(), clock, second, kFrameBytes);
+        if (uint64_t{second} * kFramesPerSecond * kPaddedPair < 1'070'000'000)
             mostEntries = size_t{second} * kFramesPerSecond * 2;
     }
     // The vector of entries doubles: at most twice what it holds, and half of that while it moves.

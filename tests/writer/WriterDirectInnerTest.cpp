@@ -2,6 +2,8 @@
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 
+#include <atomic>
+#include <chrono>
 #include <thread>
 
 using namespace KrTest;
@@ -121,8 +123,69 @@ TEST_F(WriterDirect, SegmentBeyond4Gigabytes_IsRefusedBeforeItWraps)
     EXPECT_EQ(checked.video[7].segment, 1u);
 }
 
+namespace
+{
+// Notices a write that starts while another is under way.
+class CWatchedFileSystem final : public IKrFileSystem
+{
+public:
+    explicit CWatchedFileSystem(IKrFileSystem& inner) : m_inner(inner) {}
+
+    [[nodiscard]] int Overlaps() const { return m_overlaps; }
+
+    std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
+    {
+        return m_inner.OpenForReading(path);
+    }
+    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override
+    {
+        std::unique_ptr<IKrWritableFile> file = m_inner.CreateForWriting(path);
+        return file != nullptr ? std::make_unique<CFile>(*this, std::move(file)) : nullptr;
+    }
+    bool Exists(const wchar_t* path) override { return m_inner.Exists(path); }
+    bool Delete(const wchar_t* path) override { return m_inner.Delete(path); }
+    uint32_t BytesPerSector(const wchar_t* folder) override { return m_inner.BytesPerSector(folder); }
+
+private:
+    class CFile final : public IKrWritableFile
+    {
+    public:
+        CFile(CWatchedFileSystem& watch, std::unique_ptr<IKrWritableFile> inner)
+            : m_watch(watch), m_inner(std::move(inner))
+        {
+        }
+
+        SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
+        {
+            m_watch.m_overlaps += m_watch.m_writes++ != 0;
+            if (++m_number % 8 == 0)
+                std::this_thread::sleep_for(std::chrono::microseconds(100)); // slow now and then, like a disk
+            const SKrTransfer written = m_inner->WriteAt(position, parts);
+            --m_watch.m_writes;
+            return written;
+        }
+        bool Flush() override { return m_inner->Flush(); }
+        std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
+        {
+            return m_inner->Map(position, length);
+        }
+
+    private:
+        CWatchedFileSystem& m_watch;
+        std::unique_ptr<IKrWritableFile> m_inner;
+        std::atomic<int> m_number = 0;
+    };
+
+    IKrFileSystem& m_inner;
+    std::atomic<int> m_writes = 0; // under way
+    std::atomic<int> m_overlaps = 0;
+};
+} // namespace
+
 TEST_F(WriterDirect, BesideQueuedOnes_EachIsWrittenWhole)
 {
+    CWatchedFileSystem watched(m_recorder.files);
+    m_recorder.writer = KrTest::CKrRef<CKrAviWriter>(new CKrAviWriter({watched, m_recorder.clock}));
     for (const size_t threads : {1u, 2u, 4u})
     {
         ASSERT_EQ(m_recorder.Open(Direct()), 1);
@@ -150,4 +213,6 @@ TEST_F(WriterDirect, BesideQueuedOnes_EachIsWrittenWhole)
         EXPECT_EQ(checked.video.size(), 50 + 50 * threads);
         EXPECT_EQ(checked.audio.size(), 50 + 50 * threads);
     }
+    EXPECT_EQ(watched.Overlaps(), 0);
+    m_recorder.writer.Reset(); // before what it writes to
 }

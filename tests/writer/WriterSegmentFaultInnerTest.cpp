@@ -5,6 +5,7 @@ using namespace KrTest;
 
 using WriterSegmentFault = CKrSegmentRecorder;
 
+// Between 'idx1' and headers that could not be written nothing belongs to any segment.
 TEST_F(WriterSegmentFault, HeadersThatFail_LetNoChunkBehindTheOldIndex)
 {
     Open(512);
@@ -45,6 +46,7 @@ TEST_F(WriterSegmentFault, LaterHeadersThatCannotBeMapped_StayAsTheyWereWritten)
     EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 20u) << "frames in all, in the first headers";
 }
 
+// The index that a full one asks for finds no room, and the segment that it needs cannot be started.
 TEST_F(WriterSegmentFault, IndexWhoseSegmentFails_EndsTheRecording)
 {
     Open(512);
@@ -56,10 +58,12 @@ TEST_F(WriterSegmentFault, IndexWhoseSegmentFails_EndsTheRecording)
     m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the frame, then 'idx1'
     EXPECT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 0);
     ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    EXPECT_EQ(m_recorder.AddZeroVideo(504), 0) << "although the fault is over";
     m_recorder.written.isComplete = false;
     EXPECT_EQ(m_recorder.Close().video.size(), 4028u);
 }
 
+// A new index is due before the frame, since its offset would not fit 32 bits.
 TEST_F(WriterSegmentFault, IndexForTheReachThatFails_EndsTheRecording)
 {
     Open(512);
@@ -68,6 +72,7 @@ TEST_F(WriterSegmentFault, IndexForTheReachThatFails_EndsTheRecording)
     m_recorder.faults.FailCall(EKrFileCall::Write, 1);
     EXPECT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 0);
     ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    EXPECT_EQ(m_recorder.AddZeroVideo(504), 0) << "although the fault is over";
     m_recorder.writer->CloseFile();
     EXPECT_EQ(FramesReadable(m_recorder.Content()), 72u);
 }

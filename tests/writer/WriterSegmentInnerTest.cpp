@@ -323,7 +323,3 @@ TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
     EXPECT_EQ(Size(), size);
     m_recorder.writer->CloseFile();
 }
-
-// Between 'idx1' and headers that could not be written nothing belongs to any segment.
-// The index that a full one asks for finds no room, and the segment that it needs cannot be started.
-// A new index is due before the frame, since its offset would not fit 32 bits.

@@ -155,6 +155,7 @@ TEST_F(WriterFault, FailedFlush_DoesNotStopTheRecordingAndIsToldAtTheClose)
         m_recorder.faults.FailCall(EKrFileCall::Flush, 1, span);
         ASSERT_EQ(m_recorder.Open({}), 1);
         EXPECT_EQ(Record(60), 60u);
+        EXPECT_TRUE(m_recorder.faults.FaultStruck());
         EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
         EXPECT_EQ(m_recorder.Check().video.size(), 60u) << "the file is whole";
     }
@@ -231,6 +232,7 @@ TEST_F(WriterFault, IndexThatCannotBeMapped_LeavesTheOtherStreamComplete)
 {
     m_recorder.faults.FailCall(EKrFileCall::Map, 3); // headers, video index, audio index
     ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    EXPECT_TRUE(m_recorder.faults.FaultStruck());
     EXPECT_EQ(Record(60), 60u);
     EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
     EXPECT_EQ(FramesReadable(m_recorder.Content()), 60u);

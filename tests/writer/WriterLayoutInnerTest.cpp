@@ -267,15 +267,21 @@ TEST(WriterLayout, ScanModes_AreStoredAsTheirLowByte)
 
 TEST(WriterLayout, SecondFile_StartsFresh)
 {
-    CKrRecorder recorder;
-    ASSERT_EQ(recorder.Open(WithAudio()), 1);
-    AddFramesWithAudio(recorder, 60, 5000);
-    recorder.Close();
-    ASSERT_EQ(recorder.Open({}), 1) << "closes, deletes and writes anew";
-    AddFrames(recorder, 2);
-    const SKrCheckedAvi checked = recorder.Close();
-    EXPECT_EQ(checked.video.size(), 2u);
-    EXPECT_EQ(checked.maxBytesPerSec, 0u);
+    for (const SKrWritten& second : {SKrWritten{}, WithAudio()})
+    {
+        CKrRecorder recorder;
+        ASSERT_EQ(recorder.Open(WithAudio()), 1);
+        AddFramesWithAudio(recorder, 60, 5000);
+        recorder.Close();
+        ASSERT_EQ(recorder.Open(second), 1) << "closes, deletes and writes anew";
+        if (second.pcm)
+            AddFramesWithAudio(recorder, 2);
+        else
+            AddFrames(recorder, 2);
+        const SKrCheckedAvi checked = recorder.Close();
+        EXPECT_EQ(checked.order, second.pcm ? "VAVA" : "VV");
+        EXPECT_EQ(checked.maxBytesPerSec, 0u);
+    }
 }
 
 TEST(WriterLayout, OpenOnAnOpenWriter_CompletesTheFileBefore)

@@ -139,14 +139,17 @@ TEST_F(WriterOpen, EveryFailedOrShortWrite_LeavesNoFileBehind)
 
 TEST_F(WriterOpen, NoViewOfTheHeaders_RecordsAllTheSame)
 {
+    constexpr uint64_t kFirstChunk = 66048 + 2 * 32256; // after the headers and both indexes
     for (uint64_t number = 1; number <= 3; ++number)
     {
         m_recorder.faults.Reset();
         m_recorder.faults.FailCall(EKrFileCall::Map, number, EKrFaultSpan::FromThenOn);
         ASSERT_EQ(Open(kRecordedPath, &kParams, &kFormat), 1);
-        EXPECT_EQ(m_recorder.AddPatternVideo(10), 1);
+        EXPECT_EQ(m_recorder.AddVideo({7, 8, 9}), 1);
         EXPECT_EQ(m_recorder.writer->CloseFile(), 0) << "it says that fields or an index are missing";
-        EXPECT_GT(m_recorder.Content().Size(), 64512u);
+        ASSERT_GT(m_recorder.Content().Size(), kFirstChunk + 11);
+        EXPECT_EQ(m_recorder.Content().Range(kFirstChunk, 11),
+                  (KrBytes{'0', '0', 'd', 'c', 3, 0, 0, 0, 7, 8, 9}));
         EXPECT_EQ(m_recorder.files.OpenViews(), 0u);
     }
 }
@@ -168,12 +171,16 @@ TEST_F(WriterOpen, FolderOfThePath_IsAskedForItsVolume)
 
 TEST_F(WriterOpen, LastReleaseClosesTheFile)
 {
-    ASSERT_EQ(m_recorder.Open({}), 1);
-    ASSERT_EQ(m_recorder.AddPatternVideo(100), 1);
-    m_recorder.writer.Reset();
-    EXPECT_EQ(m_recorder.Check().video.size(), 1u);
-    EXPECT_EQ(m_recorder.files.OpenFiles(), 0u);
-    EXPECT_EQ(CKrTestSample::Alive(), 0);
+    for (const EKrWorker worker : {EKrWorker::Thread, EKrWorker::None})
+    {
+        CKrRecorder recorder(worker);
+        ASSERT_EQ(recorder.Open({}), 1);
+        ASSERT_EQ(recorder.AddPatternVideo(100), 1);
+        recorder.writer.Reset();
+        EXPECT_EQ(recorder.Check().video.size(), 1u);
+        EXPECT_EQ(recorder.files.OpenFiles(), 0u);
+        EXPECT_EQ(CKrTestSample::Alive(), 0);
+    }
 }
 
 TEST_F(WriterOpen, CloseWithoutAFile_DoesNothing)

@@ -89,8 +89,10 @@ TEST(WriterPacing, RefusedSubmissions_DoNotPause)
     CKrRecorder recorder;
     ASSERT_EQ(recorder.Open({}), 1);
     EXPECT_EQ(recorder.AddVideo({}), 0);
-    EXPECT_EQ(recorder.clock.Sleeps(), std::vector<uint32_t>{});
+    EXPECT_EQ(recorder.AddAudio({1}), 0) << "no audio stream";
     recorder.Close();
+    EXPECT_EQ(recorder.AddVideo({1}), 0) << "closed";
+    EXPECT_EQ(recorder.clock.Sleeps(), std::vector<uint32_t>{});
 }
 
 namespace

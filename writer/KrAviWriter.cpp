@@ -101,7 +101,7 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     std::unique_ptr<CKrGrowingFile> file;
     try
     {
-        file = CreateFile(path, setup);
+        file = MakeFile(path, setup);
         if (file == nullptr)
             return false;
         PrepareWorker();
@@ -122,7 +122,7 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     return true;
 }
 
-std::unique_ptr<CKrGrowingFile> CKrAviWriter::CreateFile(const wchar_t* path, SKrWriterSetup& setup)
+std::unique_ptr<CKrGrowingFile> CKrAviWriter::MakeFile(const wchar_t* path, SKrWriterSetup& setup)
 {
     std::unique_ptr<IKrWritableFile> created = m_fileSystem.CreateForWriting(path);
     if (created == nullptr)

@@ -66,7 +66,7 @@ private:
                             const WAVEFORMATEX* audioFormat);
     [[nodiscard]] bool Close();
     [[nodiscard]] bool CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup);
-    [[nodiscard]] std::unique_ptr<CKrGrowingFile> CreateFile(const wchar_t* path, SKrWriterSetup& setup);
+    [[nodiscard]] std::unique_ptr<CKrGrowingFile> MakeFile(const wchar_t* path, SKrWriterSetup& setup);
     void Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
     [[nodiscard]] uint32_t SectorSizeFor(const wchar_t* path) const;
     void PrepareWorker();

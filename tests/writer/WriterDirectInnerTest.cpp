@@ -165,6 +165,7 @@ private:
             return written;
         }
         bool Flush() override { return m_inner->Flush(); }
+        bool CutTo(uint64_t size) override { return m_inner->CutTo(size); }
         std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
         {
             return m_inner->Map(position, length);

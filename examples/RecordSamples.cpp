@@ -42,8 +42,7 @@ bool Record(IMemAllocator& allocator, IKrdsMediaSamplePool& pool, IKrAviWriter& 
     bool done = writer.OpenFile(path, &video, 0 /* uncompressed */, &audio) != 0;
     for (int number = 0; done && number < kFrames; ++number)
         done = Add(allocator, pool, writer, false, number) && Add(allocator, pool, writer, true, number);
-    writer.CloseFile(); // writes what is queued
-    return done;
+    return writer.CloseFile() != 0 && done; // writes what is queued
 }
 } // namespace
 

@@ -84,7 +84,7 @@ bool WriteClip(const wchar_t* path)
     bool done = writer->OpenFile(path, &video, 0 /* uncompressed */, &sound) != 0;
     for (int number = 0; done && number < kFrames; ++number)
         done = AddBlock(*writer, true, kFrameBytes, number) && AddBlock(*writer, false, kAudioBytes, number);
-    writer->CloseFile(); // writes what is queued, and the indexes
+    done = writer->CloseFile() != 0 && done; // writes what is queued, and the indexes
     writer->Release();
     return done;
 }

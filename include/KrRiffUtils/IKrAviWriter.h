@@ -13,9 +13,18 @@
 // and segments of OpenDML 1.02. Every frame is a key frame. Operations return 1 for success and 0 for
 // failure.
 //
-// AddVideoSample and AddAudioSample may be called from several threads, also beside the direct chunks.
-// OpenFile, CloseFile and the last Release are for one thread at a time, and never from inside an operation
-// of a sample. That thread may still hold references to queued samples, but no locked buffer.
+// Threads: all operations may be called from any thread. Submissions never wait for the disk; direct chunks
+// do. OpenFile and CloseFile wait for each other, and return 0 from inside an operation of a sample. A thread
+// that calls CloseFile or the last Release may still hold references to queued samples, but no locked buffer.
+// The library holds no lock that a submission or a direct chunk waits for while it calls a sample. More in
+// docs/threads.md.
+//
+// Where there is no memory, OpenFile and the submissions may pass std::bad_alloc: no file is open then, or
+// the sample was not taken. On the worker it ends the recording like a failed write.
+//
+// A recording whose process ends without CloseFile is readable up to the last update of its index, about a
+// second of video before the last frame that was written. What still waited in the queue is lost: chunks are
+// written five milliseconds apart at least, and frames wait for their sound.
 class IKrAviWriter : public IKrUnknown
 {
 public:
@@ -23,22 +32,27 @@ public:
     // compression of the frames, 0 for uncompressed ones. `audioFormat` is PCM, of which the first 16 bytes
     // are read, or null for a file without sound. Both are copied.
     //
-    // Returns 0, and leaves an open file open, for a null or empty path, null parameters, a frame rate code
-    // above 7, a width or height below 1, or an audio format without block align or sample rate. Returns 0
-    // with nothing open, and no new file left behind, when the old file is in use or writing fails.
+    // Returns 0, and leaves an open file open, for a null or empty path. Returns 0 with nothing open, and no
+    // new file left behind, for null parameters, a frame rate code above 7, a width or height below 1, an
+    // audio format without block align or sample rate, and when the old file is in use or writing fails.
     virtual int OpenFile(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                          const WAVEFORMATEX* audioFormat) = 0;
 
-    // Queues a frame. Takes a reference, which the writer gives back when the frame is written. Takes about a
-    // millisecond, which slows producers down on purpose. Returns 0 for a null or empty sample, without an
-    // open file, or after any write failed.
+    // Queues a frame. Takes a reference, which the writer gives back when the frame is written, on its
+    // worker's thread as a rule. The length is asked here and counts for the interleave; the bytes are those
+    // of the LockBuffer that follows. A sample that cannot be locked then is passed over, which CloseFile
+    // reports. Takes about a millisecond, which slows producers down on purpose. Returns 0 for a null or
+    // empty sample, without an open file, or after any write failed.
     virtual int AddVideoSample(IKrMediaSample* sample) = 0;
 
     // The same for a block of PCM audio: whole sample frames. Returns 0 for a file without audio as well.
     // Blocks are written before the frames to which they belong and are never split.
     virtual int AddAudioSample(IKrMediaSample* sample) = 0;
 
-    // Writes everything that is queued and the indexes, completes the headers and closes the file. Returns 1.
+    // Writes everything that is queued and the indexes, completes the headers, flushes and closes the file.
+    // Returns 0 when the file is not all that was handed in: a write or a flush failed, a sample was passed
+    // over, a header or index could not be mapped, or a queued chunk is in no OpenDML index. Else 1, also
+    // when no file is open.
     virtual int CloseFile() = 0;
 
     // OpenFile with what the record says: uncompressed frames, 8 in the header as their bit count, and PCM

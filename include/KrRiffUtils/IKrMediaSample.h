@@ -16,6 +16,11 @@ public:
 
 // A frame or a block of audio in a buffer. The operations may be called from any thread, but LockBuffer and
 // the UnlockBuffer that belongs to it from the same one. Hosts may implement this interface themselves.
+//
+// The writer asks GetDataLength once, on the thread that submits the sample. Its worker's thread calls
+// LockBuffer and UnlockBuffer, twice for most samples of a file with sound (first for the lengths of what is
+// written together), and Release. None of them is called under a lock that a submission waits for: a sample
+// may take locks of the host.
 class IKrMediaSample : public IKrPoolElement
 {
 public:

@@ -12,12 +12,14 @@
 // Call order: Open, then anything, then Close or Release. Statuses are 1 for done and 0 for not; no
 // operation tells why it failed.
 //
-// Threads: a reader has one lock. FindFirstRiffSegment, FindNextRiffSegment, FindFirstSubChunk,
-// FindNextSubChunk, GetLastRiffSegment, the chunk search, the index loads and Close only try it: while
-// another thread is inside one of them, they refuse (0, null, or nothing done) instead of waiting.
-// GetFileLength waits for it. Open, ReadChunkData, ReadAt and the two stream queries take no lock. A walk or
-// search is state of the reader, not of the thread: hosts that share a reader serialise walks, searches, and
-// calls without a lock.
+// Threads: all operations may be called from any thread. A reader has one lock. Open, Close, the walks, the
+// chunk search and the index loads only try it: while another thread is inside one of them, they refuse (0,
+// null, or nothing done) instead of waiting. GetFileLength waits for it. ReadChunkData and ReadAt take no
+// lock, may run on several threads at once, and beside Close and Open read the file that was open when they
+// started. The two stream queries take none either and answer from the last Open that parsed a file, also
+// after Close, when only the frame count is 0. A walk or search is state of the reader, not of the thread,
+// and what it hands out is valid until the file is closed: hosts that share a reader serialise walks and
+// searches. More in docs/threads.md.
 class IKrRiffReader : public IKrUnknown
 {
 public:

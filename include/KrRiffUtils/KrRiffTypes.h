@@ -62,7 +62,7 @@ enum class EKrFrameRate : uint32_t
 // Field order of the pictures.
 enum class EKrScanMode : int32_t
 {
-    Unknown = -1,        // none is declared, or none of those below
+    Unknown = -1,        // none of those below: from the queries, and for a writer that declares none
     UpperFieldFirst = 0, // interlaced, as 576- and 1080-line pictures are
     LowerFieldFirst = 1, // interlaced, as 480- and 486-line pictures are
     Progressive = 2      // whole pictures
@@ -76,10 +76,14 @@ struct SKrAviVideoParams
     uint8_t bitCount;       // the reader reports 8; the writer stores it as biBitCount
     uint8_t padding[3];     // not used
     uint32_t reservedA;     // from the reader: 1 when the stored width is above 720, else 0
-    uint32_t aspectMode;    // 0: 4:3 picture, 1: 16:9 picture, 3: size not known to the reader; the writer
-                            // takes 4 (648/720) and 5 (864/720) as well
-    uint32_t frameRate;     // EKrFrameRate code, 0xFFFFFFFF when the reader found none
-    int32_t scanMode;       // EKrScanMode value
+    uint32_t aspectMode;    // 0: 4:3 picture, 1: 16:9 picture. From the reader also 3: a size that it has no
+                            // picture shape for. For the writer, which stores a pixel aspect ratio: 0 and 1
+                            // give display width to stored width, 4 gives 648:720, 5 gives 864:720, and
+                            // any other value, 3 too, square pixels
+    uint32_t frameRate;     // EKrFrameRate code. The reader reports the nearest one, however far the file's
+                            // rate is from it, and 0xFFFFFFFF only for a rate or scale of 0
+    int32_t scanMode;       // EKrScanMode value. The reader reports what the file declares; where it declares
+                            // nothing, a guess from frame rate and size, so that -1 never comes from it
     uint32_t reservedB;     // from the reader: pixel format, 3 for 24 bits, 1 for 32 bits, else 0
     int32_t width;          // stored width in pixels
     int32_t height;         // stored height in pixels

@@ -126,9 +126,11 @@ void CKrRecording::AddAudio(SKrSampleBytes block)
 
 SKrRecordingResult CKrRecording::Commit()
 {
-    m_writer->CloseFile();
+    const bool isWhole = m_writer->CloseFile() != 0;
     m_loader->ThrowIfFailed();
     m_progress.StopIfAsked(); // frames are then left out
+    if (!isWhole)
+        Fail("writing failed; the disk may be full");
     const SKrRecordingResult result = ReadBack();
     const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
     if (!moved.Ok())
@@ -137,7 +139,7 @@ SKrRecordingResult CKrRecording::Commit()
     return result;
 }
 
-// The writer does not tell whether its last writes went well: the indexes do.
+// What the indexes of the new file lead to.
 SKrRecordingResult CKrRecording::ReadBack() const
 {
     const CKrAviFile file(m_temporary);

@@ -11,9 +11,8 @@ namespace KrFileUtils
 int DoesFileExist(const wchar_t* path);
 
 // The folder of a path, for which both separators count: without the separator that ends it, unless that
-// belongs to a root. Empty for a bare name; where there are drives, the drive for a name in its current
-// folder
-// ("C:name").
+// belongs to a root. Empty for a bare name; where there are drives, the drive for a name in its
+// current folder ("C:name").
 std::wstring GetPurePath(const wchar_t* path);
 } // namespace KrFileUtils
 

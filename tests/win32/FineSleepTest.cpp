@@ -1,26 +1,20 @@
 // Short sleeps on Windows: their time, and that nothing stays open.
 #include "platform/KrPlatform.h"
 #include "platform/win32/KrFineSleep.h"
+#include "tests/win32/KrProcessUse.h"
 
 #include <gtest/gtest.h>
-
-#include <windows.h>
 
 #include <chrono>
 #include <functional>
 #include <thread>
 #include <vector>
 
+using namespace KrTest;
+
 namespace
 {
 constexpr int kSleeps = 100;
-
-unsigned long HandlesOfTheProcess()
-{
-    DWORD handles = 0;
-    EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &handles));
-    return handles;
-}
 
 double MillisecondsOf(const std::function<void()>& work)
 {
@@ -32,7 +26,7 @@ double MillisecondsOf(const std::function<void()>& work)
 void ExpectFineSleeps(void (*sleep)(uint32_t))
 {
     sleep(1); // what is made once
-    const unsigned long handles = HandlesOfTheProcess();
+    const long handles = OpenHandles();
     EXPECT_GE(MillisecondsOf(
                   [=]
                   {
@@ -41,7 +35,7 @@ void ExpectFineSleeps(void (*sleep)(uint32_t))
                   }),
               kSleeps);
     EXPECT_GE(MillisecondsOf([=] { sleep(50); }), 50);
-    EXPECT_EQ(HandlesOfTheProcess(), handles);
+    EXPECT_EQ(OpenHandles(), handles);
 }
 } // namespace
 
@@ -59,7 +53,6 @@ TEST(FineSleep, ByTimer_TakesItsTimeAndLeavesNoHandle)
 TEST(FineSleep, ByTicks_TakesItsTimeAndLeavesNoHandle)
 {
     ExpectFineSleeps(&KrSleepByTicks);
-    EXPECT_NE(GetModuleHandleW(L"winmm.dll"), nullptr) << "what makes the ticks fine";
 }
 
 TEST(FineSleep, OfManyThreads_LeavesNoHandle)
@@ -81,7 +74,7 @@ TEST(FineSleep, OfManyThreads_LeavesNoHandle)
         }
     };
     sleepOnThreads(); // what the runtime keeps for threads
-    const unsigned long handles = HandlesOfTheProcess();
+    const long handles = OpenHandles();
     sleepOnThreads();
-    EXPECT_LE(HandlesOfTheProcess(), handles + 16) << "100 for each thread would be far beyond";
+    EXPECT_LE(OpenHandles(), handles + 16) << "100 for each thread would be far beyond";
 }

@@ -28,14 +28,8 @@ protected:
         ASSERT_EQ(m_file->WriteAt(0, std::vector<KrByteSpan>{bytes}).bytes, bytes.size());
     }
 
-    // A view that cannot be flushed: its memory is taken away under it.
-    std::unique_ptr<IKrMappedView> MapBroken(uint64_t position)
-    {
-        auto view = m_file->Map(position, 100);
-        EXPECT_NE(view, nullptr);
-        EXPECT_TRUE(UnmapViewOfFile(view->Data()));
-        return view;
-    }
+    // Takes the memory away under a view, which cannot be flushed then.
+    static void Break(IKrMappedView& view) { EXPECT_TRUE(UnmapViewOfFile(view.Data())); }
 
     CKrTempFolder m_folder;
     std::unique_ptr<IKrWritableFile> m_file;
@@ -45,21 +39,23 @@ protected:
 TEST_F(ViewFlush, ViewThatCannotBeFlushed_FailsTheFlushWhileItLives)
 {
     const auto before = m_file->Map(0, 100);
-    auto broken = MapBroken(kGranularity);
+    auto broken = m_file->Map(kGranularity, 100);
     const auto after = m_file->Map(2 * kGranularity, 100);
+    ASSERT_TRUE(before != nullptr && broken != nullptr && after != nullptr);
+    EXPECT_TRUE(m_file->Flush());
+    Break(*broken);
     EXPECT_FALSE(m_file->Flush());
     EXPECT_FALSE(m_file->Flush()) << "each time";
     broken.reset();
     EXPECT_TRUE(m_file->Flush()) << "views that are gone are not flushed";
-    broken = MapBroken(kGranularity);
-    EXPECT_FALSE(m_file->Flush());
 }
 
-TEST_F(ViewFlush, ViewsOfOtherFiles_ArePassedOver)
+TEST_F(ViewFlush, ViewOfAnotherFile_IsPassedOver)
 {
-    const auto broken = MapBroken(0);
     const auto other = KrPlatform::OsFileSystem().CreateForWriting(m_folder.PathOf(L"other.bin").c_str());
-    ASSERT_NE(other, nullptr);
+    const auto view = m_file->Map(0, 100);
+    ASSERT_TRUE(other != nullptr && view != nullptr);
+    Break(*view);
     EXPECT_TRUE(other->Flush());
     EXPECT_FALSE(m_file->Flush());
 }

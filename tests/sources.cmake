@@ -171,8 +171,8 @@ set(KR_MODULE_TEST_SOURCES
 
 if(WIN32)
   list(APPEND KR_TEST_SUPPORT_SOURCES support/win32/KrOsTestFilesWin32.cpp)
-  list(APPEND KR_PUBLIC_TEST_SOURCES win32/DirectShowSampleTest.cpp)
-  list(APPEND KR_INNER_TEST_SOURCES win32/VideoForWindowsTest.cpp win32/ViewFlushTest.cpp win32/FineSleepTest.cpp win32/DriveFolderTest.cpp)
+  list(APPEND KR_PUBLIC_TEST_SOURCES win32/DirectShowSampleTest.cpp win32/LeaksTest.cpp)
+  list(APPEND KR_INNER_TEST_SOURCES win32/VideoForWindowsTest.cpp win32/ViewFlushTest.cpp win32/FineSleepTest.cpp win32/DriveFolderTest.cpp win32/LockLeaksInnerTest.cpp)
   list(PREPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryWin32.cpp win32/VersionResourceTest.cpp)
 else()
   list(APPEND KR_TEST_SUPPORT_SOURCES support/posix/KrOsTestFilesPosix.cpp)

@@ -89,6 +89,7 @@ bool CKrAviWriter::Open(const wchar_t* path, const SKrAviVideoParams* params, ui
     if (!setup || !CreateAndBegin(path, *setup))
         return false;
     StartWorker();
+    StartAccepting();
     return true;
 }
 
@@ -118,7 +119,7 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
         m_fileSystem.Delete(path);
         throw;
     }
-    Accept(std::move(file), setup);
+    TakeOver(std::move(file), setup);
     return true;
 }
 
@@ -131,8 +132,7 @@ std::unique_ptr<CKrGrowingFile> CKrAviWriter::MakeFile(const wchar_t* path, SKrW
     return std::make_unique<CKrGrowingFile>(std::move(created), setup, m_faults);
 }
 
-// From here on submissions and direct chunks are taken.
-void CKrAviWriter::Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup)
+void CKrAviWriter::TakeOver(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup)
 {
     const CKrLockScope step(m_stepLock);
     m_pacer.Reset();
@@ -140,12 +140,10 @@ void CKrAviWriter::Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterS
     {
         const std::lock_guard guard(m_fileLock);
         m_file = std::move(file);
-        m_acceptingChunks = true;
     }
     const std::lock_guard guard(m_queueLock);
     m_queue.Begin(setup);
     m_hasAudio = setup.HasAudio();
-    m_accepting = true;
 }
 
 uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
@@ -175,6 +173,17 @@ void CKrAviWriter::StartWorker()
         m_moduleHold.Take();
     const std::lock_guard guard(m_queueLock);
     m_workerRunning = started;
+}
+
+// After the worker was started: a submission that came before would do the worker's part itself.
+void CKrAviWriter::StartAccepting()
+{
+    {
+        const std::lock_guard guard(m_fileLock);
+        m_acceptingChunks = true;
+    }
+    const std::lock_guard guard(m_queueLock);
+    m_accepting = true;
 }
 
 // Ends the submissions; what was accepted before is still written. Answers whether a worker has to be

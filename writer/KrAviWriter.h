@@ -67,10 +67,11 @@ private:
     [[nodiscard]] bool Close();
     [[nodiscard]] bool CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup);
     [[nodiscard]] std::unique_ptr<CKrGrowingFile> MakeFile(const wchar_t* path, SKrWriterSetup& setup);
-    void Accept(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
+    void TakeOver(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
     [[nodiscard]] uint32_t SectorSizeFor(const wchar_t* path) const;
     void PrepareWorker();
     void StartWorker();
+    void StartAccepting();
     [[nodiscard]] bool StopAccepting();
     void CloseTheFile();
     int AddSample(EKrStream stream, IKrMediaSample* sample);

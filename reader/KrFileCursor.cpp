@@ -16,11 +16,10 @@ constexpr int kJumpsWithWindow = 16;     // after so many, nothing right behind 
 size_t FirstNonZero(const uint8_t* bytes, size_t count)
 {
     size_t index = 0;
-    for (; index + sizeof(uint64_t) <= count; index += sizeof(uint64_t))
+    for (uint64_t words[8]; index + sizeof words <= count; index += sizeof words)
     {
-        uint64_t word;
-        std::memcpy(&word, bytes + index, sizeof word);
-        if (word != 0)
+        std::memcpy(words, bytes + index, sizeof words);
+        if ((words[0] | words[1] | words[2] | words[3] | words[4] | words[5] | words[6] | words[7]) != 0)
             break;
     }
     while (index < count && bytes[index] == 0)

@@ -215,6 +215,9 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
             return false;
         if (slice->empty())
             return true;
+        const uint64_t room = m_most - m_produced; // looked at once, not for each entry
+        const size_t end =
+            static_cast<size_t>(std::min<uint64_t>(slice->size() / Layout::kSize, room) * Layout::kSize);
         for (size_t at = 0; at < slice->size(); at += Layout::kSize)
         {
             const SKrChunkIndexEntry entry = Layout::At(slice->data() + at, base);
@@ -223,7 +226,7 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
                 PassOver(slice->size() - at);
                 return true;
             }
-            if (m_produced == m_most)
+            if (at == end)
                 return false;
             Append(entry, out, sink);
         }

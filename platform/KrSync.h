@@ -1,5 +1,6 @@
-// Locks, conditions and atomics. The library uses these in place of the standard library's: mingw's mutexes never
-// give back the memory and handles that they take. Tests put in others, which a seeded scheduler drives.
+// Locks, conditions and atomics. The library uses these in place of the standard library's: mingw's recursive
+// mutex never frees the memory and handles that it takes. Tests substitute others, which a seeded scheduler
+// drives.
 #ifndef KR_PLATFORM_KRSYNC_H
 #define KR_PLATFORM_KRSYNC_H
 
@@ -27,7 +28,8 @@ private:
     KrNativeMutex m_native;
 };
 
-// A mutex that its holder may lock again. It may be destroyed while it is held, also by a thread that has ended.
+// A mutex that its holder may lock again. It may be destroyed while it is held, also by a thread that has
+// ended.
 class CKrRecursiveMutex
 {
 public:

@@ -1,5 +1,5 @@
-// What locks and conditions are made of on Windows. The system's own types stay out of this header, and with them
-// <windows.h>.
+// What locks and conditions are made of on Windows. The system's own types stay out of this header, and with
+// them <windows.h>.
 #ifndef KR_PLATFORM_WIN32_KRNATIVESYNC_H
 #define KR_PLATFORM_WIN32_KRNATIVESYNC_H
 

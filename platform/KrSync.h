@@ -88,7 +88,7 @@ private:
     KrNativeCondition m_native;
 };
 
-// A number for the calling thread that no other running thread has.
+// A number for the calling thread that no other running thread has; never 0.
 [[nodiscard]] uint64_t KrCurrentThread();
 
 #endif

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-// The holder is an activity's number, 0 for code outside of the scheduler.
+// The holder is a thread's number, while the depth is not 0.
 struct KrNativeRecursiveMutex
 {
     uint64_t holder = 0;

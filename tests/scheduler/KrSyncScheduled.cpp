@@ -119,5 +119,5 @@ bool CKrCondition::WaitOnceFor(CKrMutex& mutex, uint32_t)
 uint64_t KrCurrentThread()
 {
     const CKrScheduler* const scheduler = CKrScheduler::Current();
-    return scheduler != nullptr ? scheduler->Activity() : 0;
+    return scheduler != nullptr ? scheduler->Activity() : UINT64_MAX; // the thread outside of all activities
 }

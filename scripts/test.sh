@@ -2,7 +2,8 @@
 # Builds and tests everything: Linux release, Windows under Wine, address and thread sanitizers, ten seconds of each
 # fuzzer.
 #   --quick   the Linux release alone
-#   --full    clang-format and clang-tidy as well, a minute of each fuzzer, and more recordings that are killed
+#   --full    clang-format and clang-tidy as well, a minute of each fuzzer, more recordings that are killed, and ten times
+#             the operations on a shared reader
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."
@@ -12,6 +13,8 @@ stages=(linux windows asan tsan fuzz)
 fuzz_time=10s
 linux_kills=5
 windows_kills=2
+linux_operations=100000
+windows_operations=10000
 case "${1:-}" in
 --quick) stages=(linux) ;;
 --full)
@@ -19,6 +22,8 @@ case "${1:-}" in
     fuzz_time=1
     linux_kills=100
     windows_kills=10
+    linux_operations=1000000
+    windows_operations=100000
     ;;
 "") ;;
 *)
@@ -87,9 +92,9 @@ run_stage() {
         ;;
     esac
     rm -f "build/$stage"/reports/*.xml "build/$stage/ctest.xml"
-    local kills=$linux_kills
-    [ "$stage" != windows ] || kills=$windows_kills
-    cmake --preset "$stage" "-DKR_KILLS=$kills" >"$log" 2>&1 && cmake --build --preset "$stage" >>"$log" 2>&1 || return 1
+    local kills=$linux_kills operations=$linux_operations
+    [ "$stage" != windows ] || { kills=$windows_kills operations=$windows_operations; }
+    cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" >"$log" 2>&1 && cmake --build --preset "$stage" >>"$log" 2>&1 || return 1
     ctest --preset "$stage" --output-junit "$PWD/build/$stage/ctest.xml" >>"$log" 2>&1
     [ -e "build/$stage/ctest.xml" ]
 }

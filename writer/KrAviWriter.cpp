@@ -277,7 +277,7 @@ int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
     }
     if (hasWorker)
         m_work.Add();
-    else if (!RunStep())
+    else if (!DoWorkersPart())
         return 0;
     m_clock.Sleep(kSubmissionPause);
     return 1;

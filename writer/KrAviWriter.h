@@ -85,6 +85,7 @@ private:
     void FailWhereMemoryIsShort(Step step);
     void FinishQueue();
     void FinishIndexes();
+    [[nodiscard]] bool DoWorkersPart();
     [[nodiscard]] bool RunStep();
     [[nodiscard]] bool RunFinalStep();
     [[nodiscard]] bool WriteNext();
@@ -111,7 +112,7 @@ private:
     CKrMutex m_openCloseLock; // one open or close at a time
 
     // Held by whoever moves samples from the queue to the file, also while it calls them: the worker, or
-    // without one each submission, whose sample may submit the next.
+    // without one each submission, whose samples may submit more.
     CKrReentrantLock m_stepLock;
 
     CKrMutex m_queueLock; // guards what follows
@@ -127,6 +128,8 @@ private:
     SKrRecordingFaults m_faults;
     CKrPacer m_pacer;                     // under m_stepLock
     std::vector<uint32_t> m_groupLengths; // under m_stepLock
+    bool m_isStepping = false;            // under m_stepLock: a submission without a worker is at work
+    bool m_stepAgain = false;             // under m_stepLock: another came from inside a sample
     CKrWorkSignal m_work;
     CKrRef<IKrWorkerThread> m_worker;      // null when none could be made; under m_openCloseLock
     CKrModuleHold m_moduleHold;            // while the worker runs

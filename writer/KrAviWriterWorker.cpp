@@ -114,6 +114,31 @@ void CKrAviWriter::FinishIndexes()
         });
 }
 
+// What a submission does when there is no worker. One that comes from inside a sample leaves its part to the
+// one under way: steps never lie inside each other, however long a chain of samples that submit the next.
+bool CKrAviWriter::DoWorkersPart()
+{
+    const CKrLockScope step(m_stepLock);
+    m_stepAgain = true;
+    if (m_isStepping)
+        return true;
+    m_isStepping = true;
+    bool written = true;
+    try
+    {
+        while (written && std::exchange(m_stepAgain, false))
+            written = RunStep();
+    }
+    catch (...)
+    {
+        m_faults.writeFailed = true; // samples that were taken out are lost
+        m_isStepping = false;
+        throw;
+    }
+    m_isStepping = false;
+    return written;
+}
+
 // Moves what is due. False when writing failed, now or before.
 bool CKrAviWriter::RunStep()
 {

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <new>
 #include <utility>
 
 namespace
@@ -69,11 +70,19 @@ void CKrGrowingFile::Close()
     m_file.reset();
 }
 
-// A recording goes on without what the device could not take.
+// A recording goes on without what the device could not take. For want of memory neither a flush nor a view
+// ends it.
 void CKrGrowingFile::FlushFile()
 {
-    if (!m_file->Flush())
-        m_faults.flushFailed = true;
+    try
+    {
+        if (m_file->Flush())
+            return;
+    }
+    catch (const std::bad_alloc&)
+    {
+    }
+    m_faults.flushFailed = true;
 }
 
 std::unique_ptr<IKrMappedView> CKrGrowingFile::Map(uint64_t position, size_t length)

@@ -77,6 +77,7 @@ void CKrStreamIndex::StartStdIndex(uint64_t position, std::unique_ptr<IKrMappedV
 void CKrStreamIndex::EndStdIndex()
 {
     m_view.reset();
+    m_duration = nullptr;
     m_pending.clear();
     m_copied = 0;
     m_base = 0;

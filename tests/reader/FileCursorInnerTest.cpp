@@ -1,6 +1,7 @@
 // The cursor's windows, and what it remembers of zeros.
 #include "reader/KrFileCursor.h"
 
+#include "tests/core/KrFailingAllocation.h"
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
@@ -122,6 +123,48 @@ TEST_F(FileCursor, HeaderThatIsReadAlone_IsAskedForOnce)
     EXPECT_EQ(m_cursor.View(12).size(), 0u);
     EXPECT_TRUE(m_faulty.FaultStruck());
     EXPECT_EQ(m_cursor.View(12).size(), 12u);
+}
+
+// A window that could not grow holds nothing, rather than old bytes at a new place.
+TEST(FileCursorMemory, ReadAfterAFailedAllocation_GivesTheBytesOfItsPlace)
+{
+    KrBytes content(300'000);
+    for (size_t at = 0; at < content.size(); ++at)
+        content[at] = static_cast<uint8_t>(at / 7 % 251);
+    CKrMemoryFileSystem memory;
+    memory.Set(L"a", CKrFileContent(content));
+    unsigned struck = 0;
+    for (unsigned failing = 1; failing < 20; ++failing)
+    {
+        const std::unique_ptr<IKrFile> file = memory.OpenForReading(L"a");
+        CKrFileCursor cursor;
+        cursor.Attach(*file, content.size());
+        for (uint64_t position = 9000; position < 290'000; position += 2000)
+        {
+            uint8_t bytes[12] = {};
+            cursor.SeekTo(position);
+            try
+            {
+                const CFailingAllocation failure(position == 9000 ? 0 : failing);
+                static_cast<void>(cursor.Read(bytes, sizeof bytes));
+                continue;
+            }
+            catch (const std::bad_alloc&)
+            {
+                ++struck;
+            }
+            for (uint64_t again = position; again < position + 100; again += 12)
+            {
+                cursor.SeekTo(again);
+                ASSERT_EQ(cursor.Read(bytes, sizeof bytes), sizeof bytes);
+                ASSERT_TRUE(
+                    std::equal(bytes, bytes + sizeof bytes, content.begin() + static_cast<ptrdiff_t>(again)))
+                    << again << " after allocation " << failing;
+            }
+            break;
+        }
+    }
+    EXPECT_GT(struck, 0u);
 }
 
 TEST_F(FileCursor, HeadersOnePageApart_AreReadByTheWindow)

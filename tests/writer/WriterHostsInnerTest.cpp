@@ -85,6 +85,19 @@ private:
     KrBytes m_bytes;
 };
 
+// Time in which a pause takes none.
+class CTimelessClock final : public IKrClock
+{
+public:
+    uint32_t TickCount() override { return m_milliseconds; }
+    int64_t PerformanceCounter() override { return m_milliseconds; }
+    int64_t PerformanceFrequency() override { return 1000; }
+    void Sleep(uint32_t milliseconds) override { m_milliseconds += milliseconds; }
+
+private:
+    uint32_t m_milliseconds = 1000;
+};
+
 // Runs something that may never end. A thread that hangs cannot be given up, so that the program ends then.
 void ExpectToEnd(const std::function<void()>& body)
 {
@@ -348,6 +361,36 @@ TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
                 std::this_thread::yield();
         });
     EXPECT_EQ(FramesInFile(), 3u);
+    EXPECT_EQ(CHostSample::Alive(), 0);
+}
+
+// Each sample submits the next when it is unlocked. Without a worker that must not lie a hundred thousand
+// calls deep.
+TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
+{
+    constexpr int kLength = 100'000;
+    CKrMemoryFileSystem memory;
+    CTimelessClock clock;
+    SKrWriterSurroundings surroundings{memory, clock};
+    surroundings.createWorkerThread = [](int, IKrWorkerThread**)
+    {
+        return 0;
+    };
+    const CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+    const SKrAviVideoParams params = ParamsFor(SKrWritten{});
+    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, nullptr), 1);
+    int submitted = 0;
+    const std::function<void()> submitNext = [&]
+    {
+        if (submitted++ == kLength)
+            return;
+        const CKrRef<CHostSample> frame(new CHostSample(KrBytes(1)));
+        frame->inUnlockBuffer = submitNext;
+        EXPECT_EQ(writer->AddVideoSample(frame.Get()), 1);
+    };
+    submitNext();
+    EXPECT_EQ(writer->CloseFile(), 1);
+    EXPECT_EQ(submitted, kLength + 1);
     EXPECT_EQ(CHostSample::Alive(), 0);
 }
 

@@ -122,3 +122,82 @@ TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
     }
     EXPECT_GT(incomplete, 2u);
 }
+
+// Without a worker the submission itself meets it: what was taken out of the queue is lost, and told at the
+// close.
+TEST(WriterMemory, SubmissionThatThrows_IsToldAtTheClose)
+{
+    for (unsigned failing = 1; failing < 40; ++failing)
+    {
+        CKrRecorder recorder(EKrWorker::None);
+        ASSERT_EQ(recorder.Open(WithAudio()), 1);
+        size_t accepted = 0;
+        bool threw = false;
+        for (int pair = 0; pair < 30 && !threw; ++pair)
+        {
+            const KrTest::CKrRef<CKrTestSample> sound(new CKrTestSample(KrBytes(kBytesOf25thSecond)));
+            const KrTest::CKrRef<CKrTestSample> frame(new CKrTestSample(KrBytes(100)));
+            const CFailingAllocation failure(pair == 10 ? failing : 0);
+            try
+            {
+                accepted += recorder.writer->AddAudioSample(sound.Get()) != 0;
+                accepted += recorder.writer->AddVideoSample(frame.Get()) != 0;
+            }
+            catch (const std::bad_alloc&)
+            {
+                threw = true;
+            }
+        }
+        const bool isWhole = recorder.writer->CloseFile() != 0;
+        if (isWhole)
+        {
+            const SKrCheckedAvi checked = recorder.Check();
+            EXPECT_EQ(checked.video.size() + checked.audio.size(), accepted) << failing;
+        }
+    }
+}
+
+// The next standard index, or its view, that there is no memory for: the frames before it keep theirs.
+TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
+{
+    const CKrTempFolder folder;
+    const std::wstring path = folder.PathOf(L"a.avi");
+    const SKrAviVideoParams params = ParamsFor(SKrWritten{});
+    bool struck = true;
+    for (unsigned failing = 1; struck && failing < 60; ++failing)
+    {
+        CKrManualClock clock;
+        SKrWriterSurroundings surroundings{KrPlatform::OsFileSystem(), clock};
+        surroundings.createWorkerThread = &NoWorkerThread;
+        const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+        const KrTest::CKrRef<CKrTestSample> frame(new CKrTestSample(KrBytes(1)));
+        ASSERT_EQ(writer->OpenFile(path.c_str(), &params, 0, nullptr), 1);
+        for (int number = 0; number < 4027; ++number)
+            ASSERT_EQ(writer->AddVideoSample(frame.Get()), 1);
+        bool threw = false;
+        try
+        {
+            const CFailingAllocation failure(failing);
+            static_cast<void>(writer->AddVideoSample(frame.Get()));
+            struck = failure.Struck();
+        }
+        catch (const std::bad_alloc&)
+        {
+            threw = true;
+        }
+        const size_t after = writer->AddVideoSample(frame.Get()) != 0 ? 1 : 0;
+        const int closed = writer->CloseFile();
+        KrTest::CKrRef<IKrRiffReader> reader;
+        ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
+        ASSERT_EQ(reader->Open(path.c_str()), 1);
+        CArray<SKrChunkIndexEntry> entries;
+        ASSERT_EQ(reader->LoadVideoIndex(entries), 1);
+        const auto readable = static_cast<size_t>(entries.GetSize());
+        EXPECT_GE(readable, 4027u) << failing;
+        if (closed != 0)
+        {
+            EXPECT_EQ(readable, 4027u + (threw ? 0 : 1) + after) << failing;
+        }
+    }
+    EXPECT_FALSE(struck) << "the last run had no fault";
+}

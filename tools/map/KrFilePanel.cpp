@@ -56,7 +56,7 @@ public:
             DrawLane(m_map.lanes[lane], m_lanesTop + static_cast<double>(lane) * (kLaneHeight + kLaneGap));
         if (m_hasStub)
             DrawStub();
-        DrawXAxis(m_svg, m_plot, EKrUnit::Bytes);
+        DrawXAxis(m_svg, m_plot, EKrAxisUnit::Bytes);
         double y = m_plot.Bottom() + 26;
         for (size_t kind = 0; kind < kRegionKinds; ++kind)
             y = DrawRegions(static_cast<EKrRegionKind>(kind), y);

@@ -74,7 +74,7 @@ double DrawHeading(const SKrPicture& picture, double y, std::string_view heading
     return y + 12;
 }
 
-void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit)
+void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit)
 {
     const auto most = static_cast<size_t>(std::max(2.0, plot.width / kTickSpace));
     for (const SKrTick& tick : RoundTicks(plot.fromX, plot.toX, most, unit))
@@ -89,7 +89,7 @@ void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit)
     svg.Line(plot.left, plot.Bottom(), plot.Right(), plot.Bottom(), "axis");
 }
 
-void DrawYAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit)
+void DrawYAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit)
 {
     const auto most = static_cast<size_t>(std::max(2.0, plot.height / 22));
     for (const SKrTick& tick : RoundTicks(plot.fromY, plot.toY, most, unit))

@@ -53,8 +53,8 @@ double PlotWidth(double pictureWidth);
 // the height behind them.
 double DrawHeading(const SKrPicture& picture, double y, std::string_view heading,
                    const std::vector<std::string>& pieces = {});
-void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit);
-void DrawYAxis(CKrSvg& svg, const SKrPlot& plot, EKrUnit unit);
+void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit);
+void DrawYAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit);
 
 double DrawTitle(const SKrPicture& picture, double y);
 double DrawFilePanel(const SKrPicture& picture, double y);

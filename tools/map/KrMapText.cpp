@@ -85,17 +85,17 @@ std::string ClockText(double seconds, int decimals)
     return text + '.' + rest;
 }
 
-std::string TickLabel(double value, double step, double largest, EKrUnit unit)
+std::string TickLabel(double value, double step, double largest, EKrAxisUnit unit)
 {
-    if (unit == EKrUnit::Time)
+    if (unit == EKrAxisUnit::Time)
         return ClockText(value, std::min(DecimalsOf(step), 6));
     if (value == 0)
         return "0";
     const std::string sign = value < 0 ? "\u2212" : "";
     value = std::abs(value);
-    if (unit == EKrUnit::Seconds)
+    if (unit == EKrAxisUnit::Seconds)
         return sign + Fixed(value, DecimalsOf(step)) + " s";
-    const SKrScaleUnit& scale = UnitFor(unit == EKrUnit::Bytes ? kByteUnits : kRateUnits, largest);
+    const SKrScaleUnit& scale = UnitFor(unit == EKrAxisUnit::Bytes ? kByteUnits : kRateUnits, largest);
     return sign + Fixed(value / scale.size, DecimalsOf(step / scale.size)) + ' ' + scale.name;
 }
 } // namespace
@@ -207,14 +207,14 @@ double TextWidth(std::string_view text, double fontSize)
     return width * fontSize;
 }
 
-std::vector<SKrTick> RoundTicks(double low, double high, size_t most, EKrUnit unit)
+std::vector<SKrTick> RoundTicks(double low, double high, size_t most, EKrAxisUnit unit)
 {
     std::vector<SKrTick> ticks;
     if (!(high > low) || most == 0)
         return ticks;
     const double least = (high - low) / static_cast<double>(most);
-    double step = unit == EKrUnit::Time ? TimeStep(least) : RoundUp(least);
-    if (unit == EKrUnit::Bytes)
+    double step = unit == EKrAxisUnit::Time ? TimeStep(least) : RoundUp(least);
+    if (unit == EKrAxisUnit::Bytes)
         step = std::max(step, 1.0);
     const double first = std::ceil(low / step - 1e-9);
     const double last = std::floor(high / step + 1e-9);

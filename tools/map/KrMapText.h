@@ -38,7 +38,7 @@ double TextWidth(std::string_view text, double fontSize);
 // The first of ..., 1, 2, 5, 10, 20, ... that is not below a value.
 double RoundUp(double least);
 
-enum class EKrUnit
+enum class EKrAxisUnit
 {
     Bytes,
     BitsPerSecond,
@@ -53,7 +53,7 @@ struct SKrTick
 };
 
 // Round places between two values, at most `most`, labelled in one unit with as many decimals as they need.
-std::vector<SKrTick> RoundTicks(double low, double high, size_t most, EKrUnit unit);
+std::vector<SKrTick> RoundTicks(double low, double high, size_t most, EKrAxisUnit unit);
 } // namespace KrTool
 
 #endif

@@ -105,7 +105,7 @@ struct SKrDistanceView
     const char* id;
     const char* heading;
     const char* meaning;
-    EKrUnit unit;
+    EKrAxisUnit unit;
     SKrExtent SKrDistanceBin::*extent;
     std::string (*text)(double);
     double least; // range of the scale
@@ -135,7 +135,7 @@ double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView&
         bars.AddRect(plot.left + static_cast<double>(bin) * width, top - kLeastBar / 2, width, height);
     }
     picture.svg.Path(bars.Commands(), "audio");
-    DrawXAxis(picture.svg, plot, EKrUnit::Time);
+    DrawXAxis(picture.svg, plot, EKrAxisUnit::Time);
     picture.svg.CloseGroup();
     return plot.Bottom() + kAxisHeight;
 }
@@ -154,10 +154,10 @@ double DrawRatePanel(const SKrPicture& picture, double y)
         plot.toY = std::max(plot.toY, HighestRate(map, series) * kHeadroom);
     plot.toY = std::max(plot.toY, 1.0);
     picture.svg.OpenGroup("rate", plot.Attributes());
-    DrawYAxis(picture.svg, plot, EKrUnit::BitsPerSecond);
+    DrawYAxis(picture.svg, plot, EKrAxisUnit::BitsPerSecond);
     for (const SKrRateSeries& series : map.rates)
         DrawSeries(picture, plot, series);
-    DrawXAxis(picture.svg, plot, EKrUnit::Time);
+    DrawXAxis(picture.svg, plot, EKrAxisUnit::Time);
     picture.svg.CloseGroup();
     return plot.Bottom() + kAxisHeight;
 }
@@ -170,7 +170,7 @@ double DrawDistancePanels(const SKrPicture& picture, double y)
         "interleave-time",
         "Interleave in time",
         "audio in front of a frame, ahead of it (+) or short of it (\u2212)",
-        EKrUnit::Seconds,
+        EKrAxisUnit::Seconds,
         &SKrDistanceBin::seconds,
         SignedSecondsText,
         0.01};
@@ -178,7 +178,7 @@ double DrawDistancePanels(const SKrPicture& picture, double y)
         "interleave-bytes",
         "Interleave in bytes",
         "audio of a frame's time, before the frame (+) or behind it (\u2212)",
-        EKrUnit::Bytes,
+        EKrAxisUnit::Bytes,
         &SKrDistanceBin::bytes,
         SignedBytesText,
         1000};

@@ -101,7 +101,8 @@ size_t CKrFileCursor::NextWindowSize()
 bool CKrFileCursor::Fill(SWindow& window, uint64_t position, size_t count)
 {
     count = static_cast<size_t>(std::min<uint64_t>(count, m_size - position));
-    window.bytes.resize(count); // first: should there be no memory, the window keeps its bytes and their place
+    window.bytes.resize(
+        count); // first: should there be no memory, the window keeps its bytes and their place
     window.start = position;
     const SKrTransfer read = m_file->ReadAt(position, window.bytes.data(), count);
     window.bytes.resize(read.Failed() ? 0 : read.bytes);

@@ -25,22 +25,20 @@ public:
         m_scope.emplace(*lock);
     }
 
-    // Whether the reader was closed while this waited for its lock. A walk that finds it closed would keep it
-    // locked for good.
-    [[nodiscard]] bool WasClosed() const { return m_reader && m_reader->GetFileLength() == 0; }
-
 private:
     CKrRef<IKrRiffReader> m_reader; // null for another implementation; released after the lock was left
     std::optional<CKrBalancedLockScope> m_scope;
 };
 
+// The length is asked under the lock: on a reader that was closed by then, a walk would keep the lock for
+// good.
 template <class Search>
 int Query(IKrRiffReader* reader, Search&& search)
 {
-    if (reader == nullptr || reader->GetFileLength() == 0)
+    if (reader == nullptr)
         return 0;
     const CKrQueryScope scope(reader);
-    return !scope.WasClosed() && search(*reader) ? 1 : 0;
+    return reader->GetFileLength() != 0 && search(*reader) ? 1 : 0;
 }
 
 template <class Search>

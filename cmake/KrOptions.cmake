@@ -27,3 +27,17 @@ endif()
 
 find_package(Threads REQUIRED)
 target_link_libraries(KrOptions INTERFACE Threads::Threads)
+
+# With KR_UNITY_BUILD the compiler sees the sources of each folder of a target as one, so that it reads their headers
+# once. Names without linkage are therefore unique in a folder. Call it once the target has its sources.
+function(kr_compile_by_folder target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${KR_UNITY_BUILD} UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    get_filename_component(folder ${source} DIRECTORY)
+    if(folder AND source MATCHES "\\.cpp$" AND NOT folder MATCHES "platform")
+      string(MAKE_C_IDENTIFIER ${folder} group)
+      set_source_files_properties(${source} PROPERTIES UNITY_GROUP ${group})
+    endif()
+  endforeach()
+endfunction()

@@ -9,6 +9,7 @@
 #include "tools/input/KrAviFacts.h"
 #include "tools/input/KrAviFile.h"
 #include "tools/input/KrFileFindings.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrKeyFrames.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/input/KrWaveInput.h"
@@ -23,7 +24,6 @@ namespace
 {
 constexpr size_t kBitmapHeaderSize = 40;
 constexpr size_t kWaveFormatSize = 18;
-constexpr uint16_t kTagPcm = 1;
 constexpr uint64_t kLargestChunk = INT32_MAX;
 
 std::vector<uint8_t> Behind(const std::vector<uint8_t>& bytes, size_t count)

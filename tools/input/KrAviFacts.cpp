@@ -4,6 +4,7 @@
 #include "tools/command/KrText.h"
 #include "tools/input/KrAviFile.h"
 #include "tools/input/KrChunkWalk.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrLittleEndian.h"
 
 #include <algorithm>
@@ -184,11 +185,6 @@ private:
     SKrAviFacts m_facts;
 };
 
-constexpr uint16_t kTagPcm = 1;
-constexpr uint16_t kTagFloat = 3;
-constexpr uint16_t kTagALaw = 6;
-constexpr uint16_t kTagMuLaw = 7;
-constexpr uint16_t kTagExtensible = 0xFFFE;
 constexpr size_t kExtensibleSubFormat = 24; // of its bytes, the first two are the tag
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/input/KrReadability.h"
 
@@ -12,10 +13,8 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint16_t kTagPcm = 1;
-constexpr uint16_t kTagExtensible = 0xFFFE;
 constexpr size_t kSubFormatAt = 24; // whose first two bytes are a format tag
-constexpr size_t kLargestFormat = 256;
+constexpr size_t kLargestWaveFormat = 256;
 
 bool Is(std::span<const uint8_t> bytes, size_t at, std::string_view text)
 {
@@ -98,7 +97,7 @@ void CKrWaveInput::ReadChunks()
 void CKrWaveInput::ReadFormat(uint64_t position, uint64_t size)
 {
     const std::vector<uint8_t> bytes =
-        Read(position, static_cast<size_t>(std::min<uint64_t>(size, kLargestFormat)));
+        Read(position, static_cast<size_t>(std::min<uint64_t>(size, kLargestWaveFormat)));
     uint16_t tag = GetLe16(bytes, 0);
     if (tag == kTagExtensible)
         tag = GetLe16(bytes, kSubFormatAt);

@@ -12,7 +12,6 @@ namespace
 {
 constexpr size_t kMostStreamLanes = 8;
 constexpr size_t kMostLargest = 10;
-constexpr size_t kStreamNumbers = 256;
 
 // Which lane the spans of a kind and stream go to.
 class CKrLaneTable

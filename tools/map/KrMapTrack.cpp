@@ -10,7 +10,6 @@ namespace KrTool
 namespace
 {
 constexpr double kAssumedFrameRate = 25;
-constexpr size_t kStreamNumbers = 256;
 
 EKrSpanKind SpanKindOf(EKrStreamKind kind)
 {

@@ -14,6 +14,8 @@ namespace KrTool
 {
 struct SKrAviFacts;
 
+inline constexpr size_t kStreamNumbers = 256; // that a chunk's id can have
+
 class CKrMapTrack
 {
 public:

@@ -1,6 +1,7 @@
 #include "tools/output/KrWaveFile.h"
 
 #include "tools/command/KrToolError.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrLittleEndian.h"
 
 #include <algorithm>
@@ -10,7 +11,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint16_t kTagPcm = 1;
 constexpr size_t kPcmFormatSize = 16;
 constexpr size_t kFormatHeadSize = 18; // with the size of what follows
 

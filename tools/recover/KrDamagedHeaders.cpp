@@ -1,6 +1,7 @@
 #include "tools/recover/KrDamagedHeaders.h"
 
 #include "format/KrFourCC.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/input/KrWaveInput.h"
 
@@ -15,10 +16,7 @@ constexpr size_t kSearchedBytes = size_t{4} << 20; // headers are much smaller
 constexpr size_t kTagSize = 4;
 constexpr size_t kSizeField = 4;
 constexpr size_t kListHeader = 12; // a list's id, its size and its type
-constexpr size_t kBitmapHeaderSize = 40;
-constexpr size_t kWaveFormatSize = 18;
 constexpr size_t kShortestFormat = 14;
-constexpr uint16_t kTagPcm = 1;
 
 bool IsOfKind(const SKrStreamHeader& stream, EKrStreamKind kind)
 {

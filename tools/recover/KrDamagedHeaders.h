@@ -14,6 +14,9 @@
 
 namespace KrTool
 {
+inline constexpr size_t kBitmapHeaderSize = 40;
+inline constexpr size_t kWaveFormatSize = 18;
+
 struct SKrLeftHeaders
 {
     uint32_t microSecPerFrame = 0; // the next three are of 'avih'

@@ -5,6 +5,7 @@
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrAviFile.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/output/KrRecordingOptions.h"
 #include "tools/recover/KrRecoverOptions.h"
@@ -17,9 +18,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kBitmapHeaderSize = 40;
-constexpr size_t kWaveFormatSize = 18;
-constexpr uint16_t kTagPcm = 1;
 constexpr int kBitsOfByte = 8;
 constexpr uint8_t kUsualBits = 24;
 constexpr uint64_t kMostBits = 64;

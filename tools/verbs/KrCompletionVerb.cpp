@@ -10,7 +10,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kCompletionHelp = {
     "completion",
     "Print a script by which a shell completes kravi's arguments",
     {"Installed files do this for every user; otherwise the start file of the shell loads the script."},
@@ -26,7 +26,7 @@ using MakeScript = std::string (*)(const CKrVerbTable&);
 void AddCompletionVerb(CKrVerbTable& verbs)
 {
     const auto make = std::make_shared<MakeScript>();
-    verbs.AddPlain(kHelp, [&verbs, make](auto&, auto&) { Print((*make)(verbs)); })
+    verbs.AddPlain(kCompletionHelp, [&verbs, make](auto&, auto&) { Print((*make)(verbs)); })
         .AddChoice("SHELL", *make, "",
                    {{"bash", BashCompletion}, {"zsh", ZshCompletion}, {"fish", FishCompletion}},
                    "bash, zsh or fish");

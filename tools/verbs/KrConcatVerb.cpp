@@ -19,7 +19,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kConcatHelp = {
     "concat",
     "Join AVI files, one behind the other",
     {
@@ -178,8 +178,8 @@ void RunConcat(const SKrConcatOptions& options, CKrReport& report, CKrProgress& 
 void AddConcatVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrConcatOptions>();
-    CKrVerbOptions& verb =
-        verbs.Add(kHelp, [options](auto& report, auto& progress) { RunConcat(*options, report, progress); });
+    CKrVerbOptions& verb = verbs.Add(kConcatHelp, [options](auto& report, auto& progress)
+                                     { RunConcat(*options, report, progress); });
     verb.AddArguments("FILES", options->files, "The AVI files, in order");
     verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file that is written");
     AddCopyOptions(verb, options->copy);

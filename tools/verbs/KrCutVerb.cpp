@@ -10,7 +10,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kCutHelp = {
     "cut",
     "Copy some frames of an AVI file, and their sound, into a new one",
     {
@@ -52,7 +52,7 @@ void AddCutVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrCutOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kCutHelp, options->file,
                   [options](auto& report, auto& progress) { RunCut(*options, report, progress); });
     AddOutput(verb, options->copy);
     verb.AddNumber("--from", options->from, "First frame");

@@ -23,7 +23,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kExtractHelp = {
     "extract",
     "Write frames and audio to files, unchanged",
     {
@@ -268,7 +268,7 @@ void AddExtractVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrExtractOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kExtractHelp, options->file,
                   [options](auto& report, auto& progress) { RunExtract(*options, report, progress); });
     verb.AddText("--video", options->video, "PATTERN", "Write video frames");
     verb.AddText("--audio", options->audio, "NAME", "Write audio as a WAVE file (RF64 above 4 GiB)");

@@ -13,7 +13,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kHashHelp = {
     "hash",
     "Checksums of each stream and each frame",
     {
@@ -149,7 +149,7 @@ void AddHashVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrHashOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kHashHelp, options->file,
                   [options](auto& report, auto& progress) { RunHash(*options, report, progress); });
     verb.AddSwitch("--frames", options->frames, "Each frame's checksums as well");
     verb.AddText("--compare", options->other, "FILE", "Another file, whose streams are compared");

@@ -19,7 +19,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kIndexHelp = {
     "index",
     "The index entries of the video and the audio stream",
     {
@@ -198,7 +198,7 @@ void AddIndexVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrIndexOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kIndexHelp, options->file,
                   [options](auto& report, auto& progress) { RunIndex(*options, report, progress); });
     verb.AddSwitch("--video", options->video, "The video index only");
     verb.AddSwitch("--audio", options->audio, "The audio index only");

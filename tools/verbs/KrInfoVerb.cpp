@@ -18,7 +18,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kInfoHelp = {
     "info",
     "Streams, formats, segments, private chunks and kinds of index",
     {
@@ -340,7 +340,7 @@ void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& prog
 void AddInfoVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrInfoOptions>();
-    verbs.Add(kHelp, options->file,
+    verbs.Add(kInfoHelp, options->file,
               [options](auto& report, auto& progress) { RunInfo(*options, report, progress); });
 }
 } // namespace KrTool

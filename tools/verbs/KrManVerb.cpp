@@ -12,7 +12,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kManHelp = {
     "man",
     "Print the manual page of kravi, for man(1)",
     {"The page is made from the same table as --help."},
@@ -22,6 +22,6 @@ const SKrVerbHelp kHelp = {
 
 void AddManVerb(CKrVerbTable& verbs)
 {
-    verbs.AddPlain(kHelp, [&verbs](auto&, auto&) { Print(ManPage(verbs, KR_VERSION)); });
+    verbs.AddPlain(kManHelp, [&verbs](auto&, auto&) { Print(ManPage(verbs, KR_VERSION)); });
 }
 } // namespace KrTool

@@ -20,7 +20,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kMapHelp = {
     "map",
     "Draw a picture of the file: what lies where, data rates, interleave, damage",
     {
@@ -102,7 +102,7 @@ void AddMapVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrMapOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kMapHelp, options->file,
                   [options](auto& report, auto& progress) { RunMap(*options, report, progress); });
     verb.AddRequiredText("-o,--output", options->output, "NAME",
                          "The picture (.svg) or page (.html, .htm) that is written");

@@ -27,7 +27,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kRecoverHelp = {
     "recover",
     "Make a complete AVI file out of a damaged one",
     {
@@ -308,7 +308,7 @@ void AddRecoverVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrRecoverOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kRecoverHelp, options->file,
                   [options](auto& report, auto& progress) { RunRecover(*options, report, progress); });
     verb.AddArgument("OUTPUT", options->output, "The AVI file that is written");
     verb.AddNumber("--video", options->video, "The video stream to take, by its number");

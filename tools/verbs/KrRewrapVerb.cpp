@@ -9,7 +9,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kRewrapHelp = {
     "rewrap",
     "Copy frames and sound of an AVI file into a new one",
     {
@@ -32,7 +32,7 @@ void AddRewrapVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrRewrapOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kRewrapHelp, options->file,
                   [options](auto& report, auto& progress)
                   { CopyFrames(options->file, SKrFrameRange(), options->copy, report, progress); });
     AddOutput(verb, options->copy);

@@ -17,7 +17,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kTreeHelp = {
     "tree",
     "The chunks of the file",
     {
@@ -317,7 +317,7 @@ void AddTreeVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrTreeOptions>();
     CKrVerbOptions& verb =
-        verbs.Add(kHelp, options->file,
+        verbs.Add(kTreeHelp, options->file,
                   [options](auto& report, auto& progress) { RunTree(*options, report, progress); });
     verb.AddNumber("--depth", options->depth, "Levels shown: 1 is the segments alone, 0 is all (0)");
     verb.AddNumber("--run", options->run, "Chunks shown of a long row (8)");

@@ -15,7 +15,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kVerifyHelp = {
     "verify",
     "Check the structure of the file: every byte, header values, indexes",
     {
@@ -148,8 +148,8 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
 void AddVerifyVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrVerifyOptions>();
-    CKrVerbOptions& verb =
-        verbs.Add(kHelp, [options](auto& report, auto& progress) { RunVerify(*options, report, progress); });
+    CKrVerbOptions& verb = verbs.Add(kVerifyHelp, [options](auto& report, auto& progress)
+                                     { RunVerify(*options, report, progress); });
     verb.AddOptionalArgument("FILE", options->file, "The AVI file");
     verb.AddSwitch("--list-checks", options->listChecks,
                    "List all checks instead: code, severity, meaning and hint");

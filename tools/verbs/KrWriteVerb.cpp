@@ -15,7 +15,7 @@ namespace KrTool
 {
 namespace
 {
-const SKrVerbHelp kHelp = {
+const SKrVerbHelp kWriteHelp = {
     "write",
     "Make an AVI file from pictures and sound",
     {
@@ -152,7 +152,7 @@ void AddWriteVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrWriteOptions>();
     CKrVerbOptions& verb = verbs.Add(
-        kHelp, options->file,
+        kWriteHelp, options->file,
         [options](auto& report, auto& progress) { RunWrite(*options, report, progress); },
         "The AVI file that is written");
     verb.AddText("--jpeg", options->jpeg, "PATTERN", "JPEG pictures");

@@ -14,7 +14,7 @@ namespace
 constexpr uint32_t kInSegment = ListBit(EKrListKind::Segment);
 constexpr uint32_t kInHdrl = ListBit(EKrListKind::Hdrl);
 constexpr uint32_t kInStrl = ListBit(EKrListKind::Strl);
-constexpr uint32_t kInMovi = ListBit(EKrListKind::Movi);
+constexpr uint32_t kMoviAlone = ListBit(EKrListKind::Movi);
 constexpr uint32_t kAnywhere = ~ListBit(EKrListKind::File);
 
 constexpr SKrChunkKind kChunks[] = {
@@ -33,7 +33,7 @@ constexpr SKrListKind kLists[] = {
     {kFccStrl, kInHdrl, EKrListKind::Strl},
     {kFccOdml, kInHdrl, EKrListKind::Odml},
     {kFccMovi, kInSegment, EKrListKind::Movi},
-    {KrFourCC("rec "), kInMovi, EKrListKind::Rec},
+    {KrFourCC("rec "), kMoviAlone, EKrListKind::Rec},
     {KrFourCC("INFO"), kInSegment | kInHdrl | kInStrl, EKrListKind::Info},
 };
 

@@ -13,8 +13,8 @@ namespace KrTool
 namespace
 {
 constexpr uint64_t kSuperHeadSize = SKrSuperIndexHead::kEncodedSize - 8; // behind the chunk header
-constexpr uint64_t kEntriesInUseAt = 4;
-constexpr uint64_t kChunkIdAt = 8;
+constexpr uint64_t kSuperEntriesAt = 4;
+constexpr uint64_t kSuperChunkIdAt = 8;
 constexpr uint64_t kReservedAt = 12;
 
 class CKrSuperIndexCheck
@@ -64,15 +64,15 @@ private:
     {
         const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
         if (!tag || tag->stream != m_number)
-            m_results.Add(EKrCheck::IndxIdDiffers, m_index.Data() + kChunkIdAt,
+            m_results.Add(EKrCheck::IndxIdDiffers, m_index.Data() + kSuperChunkIdAt,
                           "an id of stream " + std::to_string(m_number), FourCcText(head.streamChunkId));
         if (head.reserved[0] != 0 || head.reserved[1] != 0 || head.reserved[2] != 0)
             m_results.Add(EKrCheck::IndxReserved, m_index.Data() + kReservedAt, "zeros", "other bytes");
         if (head.entriesInUse == 0 && m_stream.chunks != 0)
-            m_results.Add(EKrCheck::IndxEmpty, m_index.Data() + kEntriesInUseAt,
+            m_results.Add(EKrCheck::IndxEmpty, m_index.Data() + kSuperEntriesAt,
                           "entries for " + Counted(m_stream.chunks, "chunk"), "none");
         if (head.entriesInUse > Room())
-            m_results.Add(EKrCheck::IndxCount, m_index.Data() + kEntriesInUseAt,
+            m_results.Add(EKrCheck::IndxCount, m_index.Data() + kSuperEntriesAt,
                           std::to_string(Room()) + " at most", std::to_string(head.entriesInUse));
     }
 
@@ -156,7 +156,7 @@ private:
     uint64_t m_lastPosition = 0;
 };
 
-void CheckPresence(const SKrVerifyContext& context)
+void CheckIndexPresence(const SKrVerifyContext& context)
 {
     const SKrVerifyModel& model = context.model;
     const bool hasAny = model.HasSuperIndex();
@@ -233,7 +233,7 @@ void CheckKeyFrames(const SKrVerifyContext& context)
 
 void CheckOpenDmlIndexes(const SKrVerifyContext& context)
 {
-    CheckPresence(context);
+    CheckIndexPresence(context);
     CKrStandardIndexCheck standard(context);
     for (uint32_t stream = 0; stream < context.model.streams.size(); ++stream)
     {

@@ -2,6 +2,7 @@
 #include "format/KrAviHeaders.h"
 #include "format/KrFourCC.h"
 #include "tools/command/KrText.h"
+#include "tools/input/KrFormatTags.h"
 #include "tools/verify/KrVerify.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace
 constexpr uint64_t kScaleAt = 20;
 constexpr uint64_t kRateAt = 24;
 constexpr uint64_t kLengthAt = 32;
-constexpr uint64_t kBufferAt = 36;
+constexpr uint64_t kStreamBufferAt = 36;
 constexpr uint64_t kSampleSizeAt = 44;
 
 // Places of fields in 'strf' of sound
@@ -22,9 +23,6 @@ constexpr uint64_t kByteRateAt = 8;
 constexpr uint64_t kBlockAlignAt = 12;
 constexpr uint64_t kExtraSizeAt = 16;
 
-constexpr uint16_t kTagPcm = 1;
-constexpr uint16_t kTagFloat = 3;
-constexpr uint16_t kTagExtensible = 0xFFFE;
 constexpr size_t kShortestFormat = 14;
 constexpr size_t kShortestPcmFormat = 16;
 
@@ -82,7 +80,7 @@ private:
         if (m_header.rate == 0)
             m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kRateAt, "a rate", "0");
         if (m_header.suggestedBufferSize != 0 && m_header.suggestedBufferSize < m_stream.largest)
-            m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kBufferAt,
+            m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kStreamBufferAt,
                           std::to_string(m_stream.largest) + " at least",
                           std::to_string(m_header.suggestedBufferSize));
         if (chunk.size >= full && m_stream.chunks != 0)

@@ -1,5 +1,15 @@
 #include "core/KrReentrantLock.h"
 
+// No system promises anything of a mutex that ends while it is held.
+CKrReentrantLock::~CKrReentrantLock()
+{
+    if (!m_mutex.try_lock())
+        return;
+    for (; m_depth > 0; --m_depth)
+        m_mutex.unlock();
+    m_mutex.unlock();
+}
+
 void CKrReentrantLock::Enter()
 {
     m_mutex.lock();

@@ -11,6 +11,7 @@ class CKrReentrantLock
 {
 public:
     CKrReentrantLock() = default;
+    ~CKrReentrantLock(); // what the calling thread kept is left; another thread must not be inside
     CKrReentrantLock(const CKrReentrantLock&) = delete;
     CKrReentrantLock& operator=(const CKrReentrantLock&) = delete;
 

@@ -20,16 +20,16 @@ fuzzers=("$@")
 
 kr_install "${KR_BUILD_PACKAGES[@]}" googletest "${KR_FUZZ_PACKAGES[@]}" || exit 1
 mkdir -p build
-{ cmake --preset fuzz && cmake --build --preset fuzz; } >build/fuzz.log 2>&1 || {
+{ cmake --preset asan && cmake --build --preset fuzz; } >build/fuzz.log 2>&1 || {
     tail -n 40 build/fuzz.log
     echo "0 passed, 1 failed"
     exit 1
 }
-build/fuzz/bin/KrMakeCorpus build/fuzz/seeds >/dev/null || exit 1
+build/asan/bin/KrMakeCorpus build/fuzz/seeds >/dev/null || exit 1
 
 run() {
     local name=$1 program folder=build/fuzz
-    program=$folder/bin/KrFuzz${name^}
+    program=build/asan/bin/KrFuzz${name^}
     mkdir -p "$folder/corpus/$name" "$folder/findings"
     UBSAN_OPTIONS=print_stacktrace=1 "$program" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=3000 \
         -max_len=16384 -dict=fuzz/fourcc.dict -print_final_stats=1 -artifact_prefix="$folder/findings/$name-" \

@@ -21,4 +21,5 @@ KR_PEER_PACKAGES=(ffmpeg mencoder gstreamer1.0-tools gstreamer1.0-plugins-base g
 KR_LINUX_TEST_PACKAGES=(googletest doxygen mount pkg-config fish groff-base mandoc python3-jsonschema zsh)
 KR_TEST_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 clang-19 lld-19 llvm-19)
 KR_FUZZ_PACKAGES=(clang-19 libclang-rt-19-dev)
-KR_LINT_PACKAGES=(clang clang-format clang-tidy)
+KR_FORMAT_PACKAGES=(clang-format)
+KR_LINT_PACKAGES=(clang clang-tidy)

@@ -169,6 +169,55 @@ set(KR_MODULE_TEST_SOURCES
   module/LiveWriterTest.cpp
 )
 
+# Of the sources above, those whose tests have threads or a worker: what the thread sanitizer sees.
+set(KR_THREAD_TEST_SOURCES
+  core/KrAllocationsInner.cpp
+  core/ObjectInnerTest.cpp
+  core/ReaderFactoryTest.cpp
+  core/ReentrantLockInnerTest.cpp
+  platform/FilesTest.cpp
+  platform/WritableFilesTest.cpp
+  pool/MediaSampleInnerTest.cpp
+  pool/MediaSamplePoolTest.cpp
+  reader/ReaderFaultOpenInnerTest.cpp
+  reader/ReaderFaultsInnerTest.cpp
+  reader/ReaderLockBusyInnerTest.cpp
+  reader/ReaderLockExitsInnerTest.cpp
+  reader/ReaderLockTest.cpp
+  reader/ReaderMemoryInnerTest.cpp
+  reliability/ThreadsInnerTest.cpp
+  riffutils/HostReaderTest.cpp
+  riffutils/QueryLockInnerTest.cpp
+  riffutils/QueryReaderTest.cpp
+  riffutils/ReaderCacheInnerTest.cpp
+  riffutils/ReaderCacheStressTest.cpp
+  riffutils/ReaderCacheThreadsInnerTest.cpp
+  siblings/PoolManagerInnerTest.cpp
+  siblings/WorkerThreadInnerTest.cpp
+  support/FileSystemFakesTest.cpp
+  support/WritingFakesTest.cpp
+  writer/WriterDirectInnerTest.cpp
+  writer/WriterFaultInnerTest.cpp
+  writer/WriterHostsInnerTest.cpp
+  writer/WriterLayoutInnerTest.cpp
+  writer/WriterOpenInnerTest.cpp
+  writer/WriterQueueInnerTest.cpp
+  writer/WriterTest.cpp
+  writer/WriterTimeInnerTest.cpp
+  writer/WriterWorkerInnerTest.cpp
+)
+
+# A source with threads that this list lacks would be seen by no thread sanitizer.
+foreach(source IN LISTS KR_PUBLIC_TEST_SOURCES KR_INNER_TEST_SOURCES)
+  if(NOT source IN_LIST KR_THREAD_TEST_SOURCES)
+    file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/${source} threads LIMIT_COUNT 1
+      REGEX "std::j?thread|std::async|KrThreadGate|EKrWorker::Thread|CKrRecorder (m_)?[a-z]+;|CKrWorkerThread")
+    if(threads)
+      message(FATAL_ERROR "${source} has threads and is not in KR_THREAD_TEST_SOURCES: ${threads}")
+    endif()
+  endif()
+endforeach()
+
 if(WIN32)
   list(APPEND KR_TEST_SUPPORT_SOURCES support/win32/KrOsTestFilesWin32.cpp)
   list(APPEND KR_PUBLIC_TEST_SOURCES win32/DirectShowSampleTest.cpp win32/LeaksTest.cpp)

@@ -8,6 +8,7 @@ import subprocess
 from kravi_runner import check, equal, exit_code, said_on
 
 LISTED = re.compile(r"^  (--?[\w-]+(?:,--[\w-]+)*)(?: ([^\s].*?))?(?: REQUIRED)?(?:  +|$)")
+tools_are_asked = True  # pylint: disable=invalid-name
 
 
 def options_of(kravi, verb):
@@ -31,7 +32,7 @@ def all_options(kravi):
 
 def tool(name, kravi):
     """A program of this machine, unless kravi runs under an emulator."""
-    return None if kravi.is_emulated else shutil.which(name)
+    return shutil.which(name) if tools_are_asked and not kravi.is_emulated else None
 
 
 def run(command, **options):
@@ -95,9 +96,10 @@ def completed(kravi, *words):
 
 
 def test_bash_completes(kravi):
+    script = exit_code(kravi("completion", "bash"), 0).out
     if not tool("bash", kravi):
         return
-    kravi.write("completion.bash", exit_code(kravi("completion", "bash"), 0).out.encode())
+    kravi.write("completion.bash", script.encode())
     verbs = set(kravi.verbs())
     equal(set(completed(kravi, "kravi", "")), verbs | {"-h", "--help", "--version"}, "first word")
     equal(completed(kravi, "kravi", "ext"), ["extract"], "beginning of a verb")

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [--writing] [LAUNCHER...]
+"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [--writing] [--no-shells] [LAUNCHER...]
 
 CHECKER is the program that checks each file which kravi writes. With --writing only the verbs that write such files are
-tested, which have threads. The launcher, such as an emulator, is put before both programs. Ends with the line "N passed, N failed".
+tested, which have threads. With --no-shells the scripts and the page that kravi prints are not given to shells and
+page readers. The launcher, such as an emulator, is put before both programs. Ends with the line "N passed, N failed".
 """
 
 import contextlib
@@ -53,7 +54,8 @@ def main(arguments):
         print(__doc__, file=sys.stderr)
         return 2
     program, checker = (os.path.abspath(path) for path in arguments[:2])
-    launcher = [argument for argument in arguments[2:] if argument != "--writing"]
+    launcher = [argument for argument in arguments[2:] if argument not in ("--writing", "--no-shells")]
+    cases_manual.tools_are_asked = "--no-shells" not in arguments
     cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else CASES
     with kept_awake(launcher):
         passed, failed, held = run_cases(cases, launcher, program, checker, os.cpu_count())

@@ -1,0 +1,51 @@
+# Checks of what no sanitizer changes: the interface, the package, the documents, and what other programs say of our files.
+
+# Checks that need no emulator are run by the host's own shell; never as a bare target, which CTest would
+# hand to the emulator.
+find_program(KR_BASH bash REQUIRED)
+add_test(NAME Exports COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/exports/check-exports.sh
+  $<TARGET_FILE:KrRiffUtils> ${KR_EXPORTED_NAMES})
+add_test(NAME PublicHeaders COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/include/check-headers.sh
+  ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR}/include)
+add_test(NAME Locks COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/core/check-locks.sh ${PROJECT_SOURCE_DIR})
+
+add_subdirectory(abi)
+
+# Independent programs read what the writer made. They are programs of the build machine.
+if(NOT CMAKE_CROSSCOMPILING)
+  add_executable(KrMakeFiles peers/MakeFiles.cpp)
+  target_link_libraries(KrMakeFiles PRIVATE KrTestSupport KrRiffUtilsObjects GTest::gtest)
+endif()
+if(KR_TEST_PEERS AND TARGET KrMakeFiles)
+  add_test(NAME Peers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/peers_test.py
+    $<TARGET_FILE:KrMakeFiles>)
+  if(TARGET kravi)
+    add_test(NAME PeersVerified COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/verify_test.py
+      $<TARGET_FILE:kravi> $<TARGET_FILE:KrMakeFiles>)
+    add_test(NAME KraviPeers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/copies_test.py
+      $<TARGET_FILE:kravi>)
+  endif()
+endif()
+
+if(KR_DOXYGEN AND NOT CMAKE_CROSSCOMPILING)
+  add_test(NAME ApiReference COMMAND ${KR_DOXYGEN} ${CMAKE_BINARY_DIR}/Doxyfile)
+endif()
+
+# What a developer gets: the installed tree or the archive, without the sources.
+set(package_tools "")
+if(MINGW)
+  set(package_tools --windows --clang=${KR_CLANG} --linker=${KR_LLD_LINK} --librarian=${KR_LLVM_LIB}
+    --launcher=${CMAKE_CROSSCOMPILING_EMULATOR})
+endif()
+add_test(NAME Package COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/package_test.py
+  --build=${CMAKE_BINARY_DIR} --cmake=${CMAKE_COMMAND} --compiler=${CMAKE_CXX_COMPILER} --version=${PROJECT_VERSION}
+  --flags=${CMAKE_CXX_FLAGS} ${package_tools})
+kr_set_test_surroundings(Package)
+set_tests_properties(Package PROPERTIES PASS_REGULAR_EXPRESSION "[1-9][0-9]* passed, 0 failed")
+
+# What README and docs show is run.
+if(TARGET kravi AND NOT CMAKE_CROSSCOMPILING)
+  separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
+  add_test(NAME Documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/docs/docs_test.py
+    ${PROJECT_SOURCE_DIR} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY} ${CMAKE_CXX_COMPILER} ${flags})
+endif()

@@ -210,10 +210,10 @@ set(KR_THREAD_TEST_SOURCES
 # A source with threads that this list lacks would be seen by no thread sanitizer.
 foreach(source IN LISTS KR_PUBLIC_TEST_SOURCES KR_INNER_TEST_SOURCES)
   if(NOT source IN_LIST KR_THREAD_TEST_SOURCES)
-    file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/${source} threads LIMIT_COUNT 1
+    file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/${source} lines LIMIT_COUNT 1
       REGEX "std::j?thread|std::async|KrThreadGate|EKrWorker::Thread|CKrRecorder (m_)?[a-z]+;|CKrWorkerThread")
-    if(threads)
-      message(FATAL_ERROR "${source} has threads and is not in KR_THREAD_TEST_SOURCES: ${threads}")
+    if(lines)
+      message(FATAL_ERROR "${source} has threads and is not in KR_THREAD_TEST_SOURCES: ${lines}")
     endif()
   endif()
 endforeach()

@@ -1,9 +1,9 @@
 #include "reader/KrPrivateChunkScan.h"
 
 #include "format/KrChunkHeader.h"
-#include "platform/KrPlatform.h"
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
+#include "reader/KrRawRead.h"
 
 #include <algorithm>
 #include <iterator>
@@ -82,13 +82,9 @@ bool CKrPrivateChunkScan::ReadNext(SCandidate& candidate)
     return true;
 }
 
-// Kept, as in all raw reads: a position whose low half is all ones cannot be told from a failed seek.
 uint32_t CKrPrivateChunkScan::ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer)
 {
-    if (Low32(chunk.offset) == 0xFFFFFFFF)
-        return 0;
-    const SKrTransfer read = m_file.ReadAt(chunk.offset, buffer, chunk.cksize);
-    return read.Failed() ? 0 : static_cast<uint32_t>(read.bytes);
+    return RawRead(m_file, chunk.offset, buffer, chunk.cksize);
 }
 
 uint64_t CKrPrivateChunkScan::FileLength()

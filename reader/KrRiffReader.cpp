@@ -3,6 +3,7 @@
 #include "format/KrFourCC.h"
 #include "reader/KrHeaderParser.h"
 #include "reader/KrHostArray.h"
+#include "reader/KrRawRead.h"
 
 #include <cstring>
 #include <limits>
@@ -10,7 +11,6 @@
 namespace
 {
 constexpr uint64_t kDefaultStart = std::numeric_limits<uint64_t>::max();
-constexpr uint32_t kRefusedLowHalf = 0xFFFFFFFF;
 constexpr uint64_t kListTypeSize = 4;
 
 // The table of virtual operations of this class, noted by the first object made. Every ABI that the library
@@ -218,16 +218,8 @@ uint32_t CKrRiffReader::ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* bu
 
 uint32_t CKrRiffReader::ReadAt(uint64_t position, void* buffer, uint32_t count)
 {
-    // Kept: such a position cannot be told from a failed seek.
-    if (static_cast<uint32_t>(position) == kRefusedLowHalf)
-        return 0;
-    if (buffer == nullptr || position > std::numeric_limits<int64_t>::max())
-        return 0;
     const std::shared_ptr<IKrFile> file = OpenedFile();
-    if (file == nullptr)
-        return 0;
-    const SKrTransfer read = file->ReadAt(position, buffer, count);
-    return read.Failed() ? 0 : static_cast<uint32_t>(read.bytes);
+    return file != nullptr && buffer != nullptr ? RawRead(*file, position, buffer, count) : 0;
 }
 
 SKrRiffChunkInfo* CKrRiffReader::GetLastRiffSegment()

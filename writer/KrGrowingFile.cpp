@@ -70,8 +70,7 @@ void CKrGrowingFile::Close()
     m_file.reset();
 }
 
-// A recording goes on without what the device could not take. For want of memory neither a flush nor a view
-// ends it.
+// A recording goes on without what the device could not take, also when there was no memory to ask it.
 void CKrGrowingFile::FlushFile()
 {
     try

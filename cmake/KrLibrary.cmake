@@ -1,8 +1,8 @@
 # The library: compiled once, linked into the shared library and, for the tests of its inside, statically.
 add_library(KrRiffUtilsObjects OBJECT
-  core/KrFactories.cpp
-  core/KrModule.cpp
-  core/KrReentrantLock.cpp
+  module/KrFactories.cpp
+  module/KrModule.cpp
+  base/KrReentrantLock.cpp
   format/KrAviHeaders.cpp
   format/KrAviIndexes.cpp
   format/KrFrameTables.cpp

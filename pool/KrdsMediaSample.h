@@ -4,8 +4,8 @@
 
 #include "KrRiffUtils/IKrMediaSample.h"
 #include "KrRiffUtils/KrPlatformTypes.h"
-#include "core/KrObject.h"
-#include "core/KrReentrantLock.h"
+#include "base/KrObject.h"
+#include "base/KrReentrantLock.h"
 #include "siblings/KrKernel/KrPoolManager.h"
 
 #include <cstdint>

@@ -3,8 +3,8 @@
 #define KR_POOL_KRDSMEDIASAMPLEPOOL_H
 
 #include "KrRiffUtils/IKrdsMediaSamplePool.h"
-#include "core/KrObject.h"
-#include "core/KrRef.h"
+#include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "siblings/KrKernel/KrPoolManager.h"
 
 class CKrdsMediaSamplePool final : public CKrObject<IKrdsMediaSamplePool>

@@ -45,9 +45,11 @@ CKrRiffReader::~CKrRiffReader()
     Close();
 }
 
-bool CKrRiffReader::IsOneOfOurs(const IKrRiffReader* reader)
+CKrReentrantLock* CKrRiffReader::FindLock(IKrRiffReader* reader)
 {
-    return reader != nullptr && OperationsOf(reader) == g_operations.load(std::memory_order_relaxed);
+    const bool isOurs =
+        reader != nullptr && OperationsOf(reader) == g_operations.load(std::memory_order_relaxed);
+    return isOurs ? &static_cast<CKrRiffReader*>(reader)->m_lock : nullptr;
 }
 
 // Undoes a half-done Open, also when it ends by an exception.

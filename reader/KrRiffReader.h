@@ -4,8 +4,8 @@
 #define KR_READER_KRRIFFREADER_H
 
 #include "KrRiffUtils/IKrRiffReader.h"
-#include "core/KrObject.h"
-#include "core/KrReentrantLock.h"
+#include "base/KrObject.h"
+#include "base/KrReentrantLock.h"
 #include "platform/KrPlatform.h"
 #include "platform/KrSync.h"
 #include "reader/KrChunkSearch.h"
@@ -23,9 +23,9 @@ public:
     explicit CKrRiffReader(IKrFileSystem& fileSystem);
     ~CKrRiffReader() override;
 
-    // Whether an object behind the interface is of this class. Never asks the compiler's type information,
-    // which another compiler's object does not have.
-    static bool IsOneOfOurs(const IKrRiffReader* reader);
+    // The lock of a reader of this class; null for any other object. Never asks for the compiler's run-time
+    // type information: a host's object may come from another compiler, whose tables ours cannot read.
+    static CKrReentrantLock* FindLock(IKrRiffReader* reader);
 
     CKrReentrantLock& Lock() { return m_lock; }
 

@@ -1,9 +1,34 @@
 #include "riffutils/KrReaderCache.h"
 
-#include "KrRiffUtils/KrRiffUtils.h"
-#include "core/KrImmortal.h"
+#include "base/KrImmortal.h"
+#include "platform/KrPlatform.h"
+#include "reader/KrRiffReader.h"
 
+#include <new>
 #include <string_view>
+
+namespace
+{
+// A reader with the file open; null when that fails.
+CKrRef<IKrRiffReader> OpenReader(const wchar_t* path)
+{
+    CKrRef<IKrRiffReader> reader;
+    try
+    {
+        reader = CKrRef<IKrRiffReader>::Adopt(new CKrRiffReader(KrPlatform::FileSystem()));
+    }
+    catch (const std::bad_alloc&)
+    {
+        return {};
+    }
+    if (reader->Open(path) == 0)
+    {
+        reader->Close();
+        return {};
+    }
+    return reader;
+}
+} // namespace
 
 CKrReaderCache& CKrReaderCache::OfProcess()
 {
@@ -19,15 +44,9 @@ CKrRef<IKrRiffReader> CKrReaderCache::Get(const wchar_t* path)
     if (const auto cached = m_readers.find(std::wstring_view(path)); cached != m_readers.end())
         return CKrRef<IKrRiffReader>::Share(cached->second.Get());
 
-    IKrRiffReader* created = nullptr;
-    if (KrCreateRiffReader(&created) == 0)
+    CKrRef<IKrRiffReader> reader = OpenReader(path);
+    if (!reader)
         return {};
-    CKrRef<IKrRiffReader> reader = CKrRef<IKrRiffReader>::Adopt(created);
-    if (reader->Open(path) == 0)
-    {
-        reader->Close();
-        return {};
-    }
     const auto inserted = m_readers.emplace(path, std::move(reader)).first;
     return CKrRef<IKrRiffReader>::Share(inserted->second.Get());
 }

@@ -3,8 +3,8 @@
 #define KR_RIFFUTILS_KRREADERCACHE_H
 
 #include "KrRiffUtils/IKrRiffReader.h"
-#include "core/KrReentrantLock.h"
-#include "core/KrRef.h"
+#include "base/KrReentrantLock.h"
+#include "base/KrRef.h"
 
 #include <functional>
 #include <map>

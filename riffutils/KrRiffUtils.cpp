@@ -1,9 +1,9 @@
 // The exported queries: what they share is the frame around a search, by reader and by path.
 #include "KrRiffUtils/KrRiffUtils.h"
 
-#include "core/KrOwnReader.h"
-#include "core/KrReentrantLock.h"
-#include "core/KrRef.h"
+#include "base/KrReentrantLock.h"
+#include "base/KrRef.h"
+#include "reader/KrRiffReader.h"
 #include "riffutils/KrPrivateChunkQuery.h"
 #include "riffutils/KrReaderCache.h"
 
@@ -18,7 +18,7 @@ class CKrQueryScope
 public:
     explicit CKrQueryScope(IKrRiffReader* reader)
     {
-        CKrReentrantLock* const lock = FindOwnReaderLock(reader);
+        CKrReentrantLock* const lock = CKrRiffReader::FindLock(reader);
         if (lock == nullptr)
             return;
         m_reader = CKrRef<IKrRiffReader>::Share(reader);

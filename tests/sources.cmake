@@ -17,7 +17,7 @@ set(KR_TEST_SUPPORT_SOURCES
 )
 
 set(KR_PUBLIC_TEST_SOURCES
-  core/ReaderFactoryTest.cpp
+  module/ReaderFactoryTest.cpp
   include/ArrayOperationsTest.cpp
   include/ArrayTest.cpp
   include/DWordArrayTest.cpp
@@ -55,13 +55,13 @@ set(KR_PUBLIC_TEST_SOURCES
 )
 
 set(KR_INNER_TEST_SOURCES
-  core/ImmortalInnerTest.cpp
-  core/ObjectInnerTest.cpp
-  core/OwnReaderInnerTest.cpp
-  core/KrAllocationsInner.cpp
-  core/ReaderFactoryMemoryInnerTest.cpp
-  core/ReentrantLockInnerTest.cpp
-  core/RefInnerTest.cpp
+  base/ImmortalInnerTest.cpp
+  base/ObjectInnerTest.cpp
+  reader/OwnReaderInnerTest.cpp
+  base/KrAllocationsInner.cpp
+  module/ReaderFactoryMemoryInnerTest.cpp
+  base/ReentrantLockInnerTest.cpp
+  base/RefInnerTest.cpp
   format/BitmapHeaderInnerTest.cpp
   format/BytesInnerTest.cpp
   format/ChunkHeaderInnerTest.cpp
@@ -171,10 +171,10 @@ set(KR_MODULE_TEST_SOURCES
 
 # Of the sources above, those whose tests have threads or a worker: what the thread sanitizer sees.
 set(KR_THREAD_TEST_SOURCES
-  core/KrAllocationsInner.cpp
-  core/ObjectInnerTest.cpp
-  core/ReaderFactoryTest.cpp
-  core/ReentrantLockInnerTest.cpp
+  base/KrAllocationsInner.cpp
+  base/ObjectInnerTest.cpp
+  module/ReaderFactoryTest.cpp
+  base/ReentrantLockInnerTest.cpp
   platform/FilesTest.cpp
   platform/WritableFilesTest.cpp
   pool/MediaSampleInnerTest.cpp

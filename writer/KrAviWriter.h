@@ -8,9 +8,9 @@
 #define KR_WRITER_KRAVIWRITER_H
 
 #include "KrRiffUtils/IKrAviWriter.h"
-#include "core/KrObject.h"
-#include "core/KrReentrantLock.h"
-#include "core/KrRef.h"
+#include "base/KrObject.h"
+#include "base/KrReentrantLock.h"
+#include "base/KrRef.h"
 #include "platform/KrModuleHold.h"
 #include "platform/KrPlatform.h"
 #include "platform/KrSync.h"

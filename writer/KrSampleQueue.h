@@ -3,7 +3,7 @@
 #define KR_WRITER_KRSAMPLEQUEUE_H
 
 #include "KrRiffUtils/IKrMediaSample.h"
-#include "core/KrRef.h"
+#include "base/KrRef.h"
 #include "writer/KrWriterSetup.h"
 
 #include <cstddef>

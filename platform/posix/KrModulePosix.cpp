@@ -1,5 +1,5 @@
 // Unload hook: runs when the library is closed and when the process ends.
-#include "core/KrModule.h"
+#include "platform/KrUnloadHook.h"
 
 namespace
 {

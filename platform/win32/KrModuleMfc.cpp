@@ -4,7 +4,7 @@
 
 #include <afxdllx.h>
 
-#include "core/KrModule.h"
+#include "platform/KrUnloadHook.h"
 
 // The module's application object. Its exit step empties the reader cache before the framework's own.
 class CKrRiffUtilsApp : public CWinApp

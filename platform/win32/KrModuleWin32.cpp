@@ -1,5 +1,5 @@
 // Unload hook of the DLL. It runs before the destructors of the DLL's own static objects.
-#include "core/KrModule.h"
+#include "platform/KrUnloadHook.h"
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>

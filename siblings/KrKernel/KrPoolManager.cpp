@@ -1,7 +1,7 @@
 #include "siblings/KrKernel/KrPoolManager.h"
 
-#include "core/KrObject.h"
-#include "core/KrRef.h"
+#include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "platform/KrSync.h"
 
 #include <algorithm>

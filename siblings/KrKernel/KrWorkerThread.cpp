@@ -1,6 +1,6 @@
 #include "siblings/KrKernel/KrWorkerThread.h"
 
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "platform/KrSync.h"
 
 #include <memory>

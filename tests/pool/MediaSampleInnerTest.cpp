@@ -1,5 +1,5 @@
 // What a pooled sample does with its count, its owner and its lock, seen without a pool around it.
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "pool/KrdsMediaSample.h"
 #include "tests/support/KrFakeDirectShowSample.h"
 #include "tests/support/KrThreadGate.h"

@@ -1,5 +1,5 @@
 // What the pool asks of its manager, and what it makes of the answers.
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "pool/KrdsMediaSample.h"
 #include "pool/KrdsMediaSamplePool.h"
 #include "tests/support/KrFakeDirectShowSample.h"

@@ -1,6 +1,6 @@
 // The pool and its samples when memory is short.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrFakeDirectShowSample.h"
 #include "tests/support/KrRef.h"
 

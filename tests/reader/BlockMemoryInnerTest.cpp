@@ -2,7 +2,7 @@
 #include "reader/KrBlockMemory.h"
 
 #include "platform/KrLargePages.h"
-#include "tests/core/KrAllocationMeter.h"
+#include "tests/base/KrAllocationMeter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // The chunk search over failing reads and beyond the sizes of ordinary files.
 #include "reader/KrRiffReader.h"
 
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/reader/ReaderOpenSupport.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"

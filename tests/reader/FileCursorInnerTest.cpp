@@ -1,7 +1,7 @@
 // The cursor's windows, and what it remembers of zeros.
 #include "reader/KrFileCursor.h"
 
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"

@@ -1,6 +1,6 @@
 // Blocks of an index that are read in slices: the same result as from one read, without the memory.
 #include "reader/KrRiffReader.h"
-#include "tests/core/KrAllocationMeter.h"
+#include "tests/base/KrAllocationMeter.h"
 #include "tests/reader/AudioStatisticsSupport.h"
 #include "tests/reader/IndexLoadBytes.h"
 #include "tests/support/KrByteWriter.h"

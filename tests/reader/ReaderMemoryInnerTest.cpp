@@ -1,7 +1,7 @@
 // Reader and cache when memory is short: a failed load or query, or the allocator's own exception, and
 // nothing lost.
 #include "platform/KrPlatform.h"
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/reader/ReaderFaultSupport.h"
 
 #include <new>

@@ -1,5 +1,5 @@
 // What hostile files can cost at most, in multiples of their size: memory and reads.
-#include "tests/core/KrAllocationMeter.h"
+#include "tests/base/KrAllocationMeter.h"
 #include "tests/reader/HostileFileSupport.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFaultyFileSystem.h"

@@ -1,5 +1,5 @@
 // Two hours at 60 frames per second with sound, in a time that only the clock sees.
-#include "tests/core/KrAllocationMeter.h"
+#include "tests/base/KrAllocationMeter.h"
 #include "tests/writer/KrRecorder.h"
 
 #include <cstring>

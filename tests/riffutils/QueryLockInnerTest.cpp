@@ -1,5 +1,5 @@
 // Queries and the reader's lock: a query waits for it, holds it to its end, and lives on its own reference.
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 #include "reader/KrRiffReader.h"
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrCountingFileSystem.h"

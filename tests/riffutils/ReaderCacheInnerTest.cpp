@@ -2,7 +2,7 @@
 // happens when opening goes wrong.
 #include "riffutils/KrReaderCache.h"
 
-#include "core/KrModule.h"
+#include "platform/KrUnloadHook.h"
 #include "tests/riffutils/KrHookedFileSystem.h"
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrCountingFileSystem.h"

@@ -1,5 +1,5 @@
 // The reader cache and its lock among threads that are stopped at known places.
-#include "core/KrModule.h"
+#include "platform/KrUnloadHook.h"
 #include "tests/riffutils/KrHookedFileSystem.h"
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrCountingFileSystem.h"

@@ -2,7 +2,7 @@
 #ifndef KR_TESTS_SCHEDULER_KRSCHEDULEDWORKER_H
 #define KR_TESTS_SCHEDULER_KRSCHEDULEDWORKER_H
 
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "tests/scheduler/KrScheduler.h"
 

@@ -1,5 +1,5 @@
 // The scheduler itself: it finds what only some orders of events show, and replays them.
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 #include "platform/KrSync.h"
 #include "tests/scheduler/KrScheduler.h"
 

@@ -1,6 +1,6 @@
 // A recording with several producers, samples with locks of their own, direct chunks, slow writes and a
 // close, in every order that a seed may choose.
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 #include "tests/scheduler/KrEverySeed.h"
 #include "tests/scheduler/KrScheduledWorker.h"
 #include "tests/scheduler/KrYieldingFileSystem.h"

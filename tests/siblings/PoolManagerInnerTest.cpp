@@ -1,5 +1,5 @@
 // The pool manager that the library expects of its sibling.
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "siblings/KrKernel/KrPoolManager.h"
 #include "tests/support/KrRef.h"
 

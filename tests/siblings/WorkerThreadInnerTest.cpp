@@ -1,6 +1,6 @@
 // The worker thread that the library expects of its sibling.
 #include "siblings/KrKernel/KrWorkerThread.h"
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrRef.h"
 #include "tests/support/KrThreadGate.h"
 

@@ -3,7 +3,7 @@
 #define KR_TESTS_SUPPORT_KRTESTSAMPLE_H
 
 #include "KrRiffUtils/IKrMediaSample.h"
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "tests/support/KrFileContent.h"
 #include "tests/support/KrRef.h"
 

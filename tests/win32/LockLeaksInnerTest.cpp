@@ -1,8 +1,8 @@
 // Locks that threads had to wait for give back what they took for that.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "core/KrOwnReader.h"
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 #include "platform/KrSync.h"
+#include "reader/KrRiffReader.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "tests/support/KrRef.h"
 #include "tests/win32/KrProcessUse.h"
@@ -20,7 +20,7 @@ TEST(LockLeaks, ReadersWaitedFor)
                           {
                               KrTest::CKrRef<IKrRiffReader> reader;
                               ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-                              CKrReentrantLock& lock = *FindOwnReaderLock(reader.Get());
+                              CKrReentrantLock& lock = *CKrRiffReader::FindLock(reader.Get());
                               lock.Enter();
                               const CKrHostThread thread([&] { EXPECT_EQ(reader->GetFileLength(), 0u); });
                               Sleep(1); // by now it waits

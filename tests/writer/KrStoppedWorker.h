@@ -2,7 +2,7 @@
 #ifndef KR_TESTS_WRITER_KRSTOPPEDWORKER_H
 #define KR_TESTS_WRITER_KRSTOPPEDWORKER_H
 
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // Memory that is short: in the open, between a chunk and its index entries, and while the file is completed.
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/writer/KrRecorder.h"
 

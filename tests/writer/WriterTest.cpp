@@ -1,7 +1,7 @@
 // The writer as a host sees it: samples from the pool, real files, real time.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFakeDirectShowSample.h"
 #include "tests/support/KrRef.h"

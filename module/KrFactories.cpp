@@ -1,7 +1,6 @@
-// The exported factories, and what only they can tell about the objects that they made.
+// The exported factories.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "core/KrOwnReader.h"
-#include "core/KrRef.h"
+#include "base/KrRef.h"
 #include "pool/KrdsMediaSamplePool.h"
 #include "reader/KrRiffReader.h"
 #include "writer/KrAviWriter.h"
@@ -56,9 +55,4 @@ int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out)
         return 0;
     }
     return 1;
-}
-
-CKrReentrantLock* FindOwnReaderLock(IKrRiffReader* reader)
-{
-    return CKrRiffReader::IsOneOfOurs(reader) ? &static_cast<CKrRiffReader*>(reader)->Lock() : nullptr;
 }

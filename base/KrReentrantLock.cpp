@@ -1,4 +1,4 @@
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 
 // No system promises anything of a mutex that ends while it is held.
 CKrReentrantLock::~CKrReentrantLock()

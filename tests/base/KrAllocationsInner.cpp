@@ -1,7 +1,7 @@
 // The inner test program's own allocation functions: they fail on demand, and count.
 #include "platform/KrLargePages.h"
-#include "tests/core/KrAllocationMeter.h"
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrAllocationMeter.h"
+#include "tests/base/KrFailingAllocation.h"
 
 #include <atomic>
 #include <cstdlib>

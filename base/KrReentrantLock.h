@@ -1,6 +1,6 @@
 // The library's re-entrant lock with its depth counter, and the scopes that hold it.
-#ifndef KR_CORE_KRREENTRANTLOCK_H
-#define KR_CORE_KRREENTRANTLOCK_H
+#ifndef KR_BASE_KRREENTRANTLOCK_H
+#define KR_BASE_KRREENTRANTLOCK_H
 
 #include "platform/KrSync.h"
 

@@ -1,6 +1,6 @@
 // Memory that is short, for the inner test program, whose allocation functions are its own.
-#ifndef KR_TESTS_CORE_KRFAILINGALLOCATION_H
-#define KR_TESTS_CORE_KRFAILINGALLOCATION_H
+#ifndef KR_TESTS_BASE_KRFAILINGALLOCATION_H
+#define KR_TESTS_BASE_KRFAILINGALLOCATION_H
 
 namespace KrTest
 {

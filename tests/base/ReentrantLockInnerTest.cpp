@@ -1,5 +1,5 @@
 // The re-entrant lock, its depth, and the scopes that hold it.
-#include "core/KrReentrantLock.h"
+#include "base/KrReentrantLock.h"
 
 #include "tests/support/KrThreadGate.h"
 

@@ -1,5 +1,5 @@
 // The owner of one reference inside the library.
-#include "core/KrRef.h"
+#include "base/KrRef.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // How much memory something takes, for the inner test program, whose allocation functions are its own.
-#ifndef KR_TESTS_CORE_KRALLOCATIONMETER_H
-#define KR_TESTS_CORE_KRALLOCATIONMETER_H
+#ifndef KR_TESTS_BASE_KRALLOCATIONMETER_H
+#define KR_TESTS_BASE_KRALLOCATIONMETER_H
 
 #include <cstddef>
 

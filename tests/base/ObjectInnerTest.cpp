@@ -1,5 +1,5 @@
 // The reference count that all interfaces share.
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 
 #include <gtest/gtest.h>
 

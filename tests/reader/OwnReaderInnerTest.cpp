@@ -1,8 +1,6 @@
 // How the library tells its own readers from a host's.
-#include "core/KrOwnReader.h"
-
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "core/KrObject.h"
+#include "base/KrObject.h"
 #include "reader/KrRiffReader.h"
 #include "tests/support/KrRef.h"
 
@@ -44,7 +42,7 @@ TEST(OwnReader, ReaderOfTheFactory_GivesItsLock)
 {
     KrTest::CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    EXPECT_EQ(FindOwnReaderLock(reader.Get()), &static_cast<CKrRiffReader*>(reader.Get())->Lock());
+    EXPECT_EQ(CKrRiffReader::FindLock(reader.Get()), &static_cast<CKrRiffReader*>(reader.Get())->Lock());
 }
 
 TEST(OwnReader, TwoReaders_HaveALockEach)
@@ -53,7 +51,7 @@ TEST(OwnReader, TwoReaders_HaveALockEach)
     KrTest::CKrRef<IKrRiffReader> second;
     ASSERT_EQ(KrCreateRiffReader(first.Put()), 1);
     ASSERT_EQ(KrCreateRiffReader(second.Put()), 1);
-    EXPECT_NE(FindOwnReaderLock(first.Get()), FindOwnReaderLock(second.Get()));
+    EXPECT_NE(CKrRiffReader::FindLock(first.Get()), CKrRiffReader::FindLock(second.Get()));
 }
 
 TEST(OwnReader, ReaderOfAHost_HasNoLockOfOurs)
@@ -61,10 +59,10 @@ TEST(OwnReader, ReaderOfAHost_HasNoLockOfOurs)
     KrTest::CKrRef<IKrRiffReader> own;
     ASSERT_EQ(KrCreateRiffReader(own.Put()), 1); // there is one of ours to be mistaken for
     const KrTest::CKrRef<IKrRiffReader> foreign(new CForeignReader);
-    EXPECT_EQ(FindOwnReaderLock(foreign.Get()), nullptr);
+    EXPECT_EQ(CKrRiffReader::FindLock(foreign.Get()), nullptr);
 }
 
 TEST(OwnReader, NullReader_HasNoLock)
 {
-    EXPECT_EQ(FindOwnReaderLock(nullptr), nullptr);
+    EXPECT_EQ(CKrRiffReader::FindLock(nullptr), nullptr);
 }

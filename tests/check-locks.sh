@@ -3,7 +3,7 @@
 # made of them. mingw's never give back all that they take, and tests cannot put others in their place.
 set -euo pipefail
 cd "$1"
-folders=(core format platform pool reader riffutils siblings writer)
+folders=(base format module platform pool reader riffutils siblings writer)
 pattern='std::((recursive_|timed_|recursive_timed_|shared_|shared_timed_)?mutex|condition_variable(_any)?|call_once|once_flag|future|promise|async|packaged_task|(counting|binary)_semaphore|latch|barrier)\b'
 
 # The pattern must find what it is there for.

@@ -1,5 +1,5 @@
-#include "core/KrModule.h"
-
+// What the library does when it is unloaded.
+#include "platform/KrUnloadHook.h"
 #include "riffutils/KrReaderCache.h"
 
 void KrModuleStop()

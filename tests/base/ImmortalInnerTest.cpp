@@ -1,5 +1,5 @@
 // The holder of objects that outlive everything.
-#include "core/KrImmortal.h"
+#include "base/KrImmortal.h"
 
 #include <gtest/gtest.h>
 

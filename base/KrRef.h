@@ -1,6 +1,6 @@
 // Owner of one reference to a counted object.
-#ifndef KR_CORE_KRREF_H
-#define KR_CORE_KRREF_H
+#ifndef KR_BASE_KRREF_H
+#define KR_BASE_KRREF_H
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 // The reader factory when memory is short: this test program's own allocation functions fail on demand.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/core/KrFailingAllocation.h"
+#include "tests/base/KrFailingAllocation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Shared implementation of the reference count behind every interface.
-#ifndef KR_CORE_KROBJECT_H
-#define KR_CORE_KROBJECT_H
+#ifndef KR_BASE_KROBJECT_H
+#define KR_BASE_KROBJECT_H
 
 #include "KrRiffUtils/IKrUnknown.h"
 #include "platform/KrSync.h"

@@ -1,0 +1,169 @@
+#!/usr/bin/env python3
+"""Checks how the sources depend on each other: scripts/arrows.py [--objects FOLDER] [--self-test]
+
+Each folder may include itself and the folders below it in LAYERS, a file never one that includes it again. A header and
+the source of the same name count as one file. With --objects the object files of a build are asked as well, so that
+two sources of one class cannot call each other in circles either. Prints each arrow up and each circle; ends with 1
+when there is one.
+"""
+
+import argparse
+import collections
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+# From the lowest to the highest. Folders of one line do not know each other.
+LAYERS = [
+    ["include"],
+    ["platform"],
+    ["base"],
+    ["siblings"],
+    ["format"],
+    ["reader", "writer", "pool"],
+    ["riffutils"],
+    ["module"],
+]
+INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
+SOURCE = re.compile(r"\.(h|cpp)$")
+BACKENDS = re.compile(r"/(posix|win32)/|(Posix|Win32)(?=\.)")
+
+
+def unit(path):
+    """The name of a header and its sources; the two systems' sources of one header are one file as well."""
+    return SOURCE.sub("", BACKENDS.sub(lambda match: "/" if match[1] else "", path))
+
+
+def folder(path):
+    """The folder of LAYERS that a file lies in; None when it is in none of them."""
+    names = {name for layer in LAYERS for name in layer}
+    while path := os.path.dirname(path):
+        if path in names:
+            return path
+    return None
+
+
+def sources(root):
+    tops = sorted({name.split("/")[0] for layer in LAYERS for name in layer})
+    for top in tops:
+        for place, _, names in os.walk(os.path.join(root, top)):
+            for name in sorted(names):
+                if SOURCE.search(name):
+                    yield os.path.relpath(os.path.join(place, name), root)
+
+
+def resolve(included, known, by_name):
+    """The file of the tree that an include names; None for a header from elsewhere."""
+    for path in (included, "include/" + included):
+        if path in known:
+            return path
+    return by_name.get(included)  # platform's headers that CMake chooses by the system
+
+
+def includes(root):
+    """The files that each file includes."""
+    known = list(sources(root))
+    by_name = {os.path.basename(path): path for path in known if "/posix/" in path}
+    by_name |= {os.path.basename(path): path for path in known if path.startswith("include/")}
+    found = {}
+    for path in known:
+        with open(os.path.join(root, path), encoding="utf-8") as file:
+            named = INCLUDE.findall(file.read())
+        found[path] = [target for name in named if (target := resolve(name, set(known), by_name))]
+    return found
+
+
+def arrows_up(found):
+    level = {name: place for place, layer in enumerate(LAYERS) for name in layer}
+    for path, targets in sorted(found.items()):
+        for target in targets:
+            source_folder, target_folder = folder(path), folder(target)
+            if source_folder != target_folder and level[target_folder] >= level[source_folder]:
+                yield f"{path} includes {target}"
+
+
+def circles(graph):
+    """Groups of more than one node from each of which all others of the group are reached."""
+    order, low, stack, groups = {}, {}, [], []
+
+    def visit(node):
+        order[node] = low[node] = len(order)
+        stack.append(node)
+        for target in sorted(graph.get(node, ())):
+            if target not in order:
+                visit(target)
+            if target in stack:
+                low[node] = min(low[node], low[target])
+        if low[node] == order[node]:
+            group = [stack.pop()]
+            while group[-1] != node:
+                group.append(stack.pop())
+            if len(group) > 1:
+                groups.append(sorted(group))
+
+    for node in sorted(graph):
+        if node not in order:
+            visit(node)
+    return groups
+
+
+def units(found):
+    graph = collections.defaultdict(set)
+    for path, targets in found.items():
+        graph[unit(path)] |= {unit(target) for target in targets} - {unit(path)}
+    return graph
+
+
+def calls(objects):
+    """Which object files need what others define, in a build folder."""
+    defined, needed = {}, collections.defaultdict(set)
+    for place, _, names in os.walk(objects):
+        for name in names:
+            if not name.endswith((".o", ".obj")):
+                continue
+            path = os.path.join(place, name)
+            listed = subprocess.run(["nm", path], capture_output=True, text=True, check=True).stdout
+            for line in listed.splitlines():
+                kind, symbol = line.split()[-2:]
+                if kind in "TDBR":
+                    defined[symbol] = os.path.relpath(path, objects)
+                elif kind == "U":
+                    needed[os.path.relpath(path, objects)].add(symbol)
+    return {path: {defined[symbol] for symbol in symbols if symbol in defined} - {path}
+            for path, symbols in needed.items()}
+
+
+def self_test():
+    found = {"reader/A.cpp": ["reader/A.h", "module/B.h"], "reader/A.h": ["reader/C.h"], "reader/C.cpp": ["reader/A.h"],
+             "writer/D.h": ["pool/E.h"], "riffutils/F.h": ["reader/A.h"]}
+    assert list(arrows_up(found)) == ["reader/A.cpp includes module/B.h", "writer/D.h includes pool/E.h"]
+    assert circles(units(found)) == [["reader/A", "reader/C"]], circles(units(found))
+    assert circles({"a": {"b"}, "b": {"c"}, "c": set()}) == []
+    assert unit("platform/posix/KrSyncPosix.cpp") == unit("platform/KrSync.h") == "platform/KrSync"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--objects", help="a build's folder of object files of the library")
+    parser.add_argument("--root", default=ROOT, help="the tree to look at")
+    arguments = parser.parse_args()
+    self_test()
+    found = includes(arguments.root)
+    problems = ["arrow up: " + arrow for arrow in arrows_up(found)]
+    problems += ["circle: " + ", ".join(group) for group in circles(units(found))]
+    if arguments.objects:
+        graph = calls(arguments.objects)
+        if not graph:
+            problems.append(f"no object files in {arguments.objects}")
+        problems += ["circle of calls: " + ", ".join(group) for group in circles(graph)]
+    for problem in problems:
+        print(problem)
+    print(f"{len(found)} files, {sum(map(len, found.values()))} includes, {len(problems)} problems")
+    return 1 if problems or not found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -12,7 +12,6 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrMemoryFileSystem.cpp
   support/KrSimpleAvi.cpp
   support/KrTempFolder.cpp
-  support/KrWrittenAviBuilder.cpp
   support/KrWrittenHeader.cpp
 )
 
@@ -137,16 +136,9 @@ set(KR_INNER_TEST_SOURCES
   siblings/WinUtilsInnerTest.cpp
   siblings/WorkerThreadInnerTest.cpp
   support/AviBuilderTest.cpp
-  support/AviCheckerEndsTest.cpp
-  support/AviCheckerOrderTest.cpp
-  support/AviCheckerTest.cpp
-  support/AviCheckerUnfinishedTest.cpp
-  support/AviRecordsTest.cpp
   support/FileContentTest.cpp
   support/FileSystemFakesTest.cpp
   support/RefTest.cpp
-  support/SimpleAviTest.cpp
-  support/TempFolderTest.cpp
   support/WritingFakesTest.cpp
   writer/AviCheckerInnerTest.cpp
   writer/WriterDirectInnerTest.cpp

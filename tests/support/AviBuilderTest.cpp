@@ -59,67 +59,6 @@ TEST(AviBuilderTest, ForcedSizeAndNoPadding_AreWrittenAsAsked)
     EXPECT_EQ(chunk.end, 11u);
 }
 
-TEST(AviBuilderTest, ChunksOfZeros_CostNoMemory)
-{
-    CKrAviBuilder file;
-    file.ZeroChunk("00dc", 0xFFFFFFF1);
-    const SKrBuiltChunk second = file.ZeroChunk("00dc", 0xFFFFFFF0);
-    EXPECT_EQ(second.header, 8u + 0xFFFFFFF2u);
-    EXPECT_EQ(file.Position(), second.data + 0xFFFFFFF0u);
-    EXPECT_LE(file.Content().Extents().size(), 2u);
-    EXPECT_EQ(file.Content().Range(second.header, 9),
-              (KrBytes{'0', '0', 'd', 'c', 0xF0, 0xFF, 0xFF, 0xFF, 0}));
-}
-
-TEST(AviBuilderTest, ListOfMoreThan4GiB_NeedsAForcedSize)
-{
-    CKrAviBuilder file;
-    const auto body = [&]
-    {
-        file.ZeroChunk("00dc", 0xFFFFFFF0);
-        file.ZeroChunk("00dc", 0x100);
-    };
-    EXPECT_EQ(file.List("movi", body, {.size = 12}).size, 12u);
-    EXPECT_THROW(file.List("movi", body), std::length_error);
-}
-
-TEST(AviBuilderTest, FindAndChunks_GoByFileOrder)
-{
-    CKrAviBuilder file;
-    file.Riff("AVI ",
-              [&]
-              {
-                  file.List("movi",
-                            [&]
-                            {
-                                file.Chunk("00dc", KrBytes(2));
-                                file.Chunk("00dc", KrBytes(4));
-                            });
-              });
-    std::vector<std::string> names;
-    for (const SKrBuiltChunk& chunk : file.Chunks())
-        names.push_back(chunk.type.empty() ? chunk.id : chunk.type);
-    EXPECT_EQ(names, (std::vector<std::string>{"AVI ", "movi", "00dc", "00dc"}));
-    EXPECT_EQ(file.Find("00dc").header, 24u);
-    EXPECT_EQ(file.Find("00dc", 1).header, 34u);
-    EXPECT_EQ(file.Find("movi").data, 20u);
-    EXPECT_EQ(file.Find("LIST").data, 20u);
-    EXPECT_THROW((void)file.Find("00dc", 2), std::out_of_range);
-    EXPECT_THROW((void)file.Find("idx1"), std::out_of_range);
-}
-
-TEST(AviBuilderTest, Patch_ChangesBytesThatAreThere)
-{
-    CKrAviBuilder file;
-    file.Chunk("00dc", KrBytes(6, 9));
-    file.PatchU32(4, 0x11223344);
-    file.Patch(8, KrBytes{1, 2});
-    EXPECT_EQ(file.Content().ToBytes(),
-              (KrBytes{'0', '0', 'd', 'c', 0x44, 0x33, 0x22, 0x11, 1, 2, 9, 9, 9, 9}));
-    EXPECT_THROW(file.PatchU32(11, 0), std::out_of_range);
-    EXPECT_THROW(file.Patch(15, KrBytes{}), std::out_of_range);
-}
-
 TEST(AviBuilderTest, Mistakes_AreReported)
 {
     CKrAviBuilder file;

@@ -11,7 +11,7 @@ add_library(KrRiffUtilsObjects OBJECT
   platform/KrPlatform.cpp
   pool/KrdsMediaSample.cpp
   pool/KrdsMediaSamplePool.cpp
-  reader/KrAudioChunkStatistics.cpp
+  reader/KrAudioChunkPattern.cpp
   reader/KrBlockMemory.cpp
   reader/KrChunkLookup.cpp
   reader/KrChunkNodes.cpp
@@ -26,6 +26,7 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrRiffReader.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp
+  reader/KrStreamStatistics.cpp
   reader/KrSuperIndex.cpp
   reader/KrVideoFormat.cpp
   riffutils/KrPrivateChunkQuery.cpp

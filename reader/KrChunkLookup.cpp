@@ -70,11 +70,11 @@ uint64_t LeadingZeroBytes(uint32_t id)
 }
 } // namespace
 
-EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const SKrRiffChunkInfo* parent,
-                          EKrLookupMode mode, int zeroLimit)
+bool FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const SKrRiffChunkInfo* parent,
+               EKrLookupMode mode, int zeroLimit)
 {
     if (cursor.Position() + kChunkHeaderSize > cursor.Size())
-        return EKrLookupStatus::NotFound;
+        return false;
     const size_t headerLength =
         static_cast<size_t>(std::min<uint64_t>(cursor.Size() - cursor.Position(), kListHeaderSize));
 
@@ -84,16 +84,16 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
     {
         const uint64_t start = cursor.Position();
         if (parent != nullptr && !LiesInside(*parent, start))
-            return EKrLookupStatus::NotFound;
+            return false;
         const std::span<const uint8_t> bytes = cursor.View(headerLength);
         if (bytes.size() < ShortestHeader(mode))
-            return EKrLookupStatus::NotFound;
+            return false;
 
         const SKrChunkHeader header = DecodeChunkHeader(bytes);
         const bool empty = header.id == 0 || header.size == 0;
         emptyHeaders = empty && zeroLimit >= 1 ? emptyHeaders + 1 : 0;
         if (zeroLimit >= 1 && emptyHeaders >= zeroLimit)
-            return EKrLookupStatus::NotFound;
+            return false;
 
         if (header.id == 0)
         {
@@ -108,7 +108,7 @@ EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const
         else if (Matches(header, record, mode))
         {
             TakeMatch(cursor, start, header, record);
-            return EKrLookupStatus::Found;
+            return true;
         }
         else
         {
@@ -129,8 +129,8 @@ std::optional<SKrRiffChunkInfo> ReadSegment(CKrFileCursor& cursor, uint32_t form
         SeekBehind(cursor, *previous);
     SKrRiffChunkInfo chunk = {};
     chunk.fccType = formType;
-    const EKrLookupStatus status = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? std::optional(chunk) : std::nullopt;
+    const bool found = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
+    return found ? std::optional(chunk) : std::nullopt;
 }
 
 std::optional<SKrRiffChunkInfo> ReadSubChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& parent,
@@ -141,6 +141,6 @@ std::optional<SKrRiffChunkInfo> ReadSubChunk(CKrFileCursor& cursor, const SKrRif
     else
         cursor.SeekTo(parent.offset + kTypeSize);
     SKrRiffChunkInfo chunk = {};
-    const EKrLookupStatus status = FindChunk(cursor, chunk, &parent, EKrLookupMode::AnyChunk, kWalkZeroLimit);
-    return status == EKrLookupStatus::Found ? std::optional(chunk) : std::nullopt;
+    const bool found = FindChunk(cursor, chunk, &parent, EKrLookupMode::AnyChunk, kWalkZeroLimit);
+    return found ? std::optional(chunk) : std::nullopt;
 }

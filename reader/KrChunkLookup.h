@@ -16,12 +16,6 @@ enum class EKrLookupMode
     ListOnly = 64
 };
 
-enum class EKrLookupStatus
-{
-    Found = 0,
-    NotFound = 265
-};
-
 // Consecutive empty headers (id or size 0) after which a lookup gives up.
 inline constexpr int kNoZeroLimit = 0;
 inline constexpr int kWalkZeroLimit = 5;
@@ -37,8 +31,8 @@ inline constexpr int kWalkZeroLimit = 5;
 // Kept: only AnyChunk takes up again at the first byte other than zero. The two other modes meet a header
 // that starts with up to three of the zeros and skip it by a size made of its shifted bytes, so that zeros
 // before a wanted list or segment lose it. An unwanted chunk of size 0 is stepped over by one byte.
-[[nodiscard]] EKrLookupStatus FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record,
-                                        const SKrRiffChunkInfo* parent, EKrLookupMode mode, int zeroLimit);
+[[nodiscard]] bool FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const SKrRiffChunkInfo* parent,
+                             EKrLookupMode mode, int zeroLimit);
 
 // Moves the cursor to where the chunk behind `chunk` starts.
 void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk);

@@ -1,9 +1,9 @@
 #include "reader/KrChunkSearch.h"
 
 #include "format/KrChunkHeader.h"
+#include "reader/KrBoundsCheck.h"
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
-#include "reader/KrSubscript.h"
 
 #include <algorithm>
 #include <new>
@@ -19,7 +19,6 @@ uint64_t PositionOfNextHeader(const SKrRiffChunkInfo& chunk)
 
 bool CKrChunkSearch::Start(CKrFileCursor& cursor, const CDWordArray& ids, uint64_t startPosition)
 {
-    m_startPosition = startPosition;
     m_ids.assign(ids.GetData(), ids.GetData() + ids.GetSize());
     std::ranges::sort(m_ids);
     if (cursor.Size() < kChunkHeaderSize || startPosition > cursor.Size() - kChunkHeaderSize)
@@ -33,7 +32,7 @@ bool CKrChunkSearch::Start(CKrFileCursor& cursor, const CDWordArray& ids, uint64
 
 SKrRiffChunkInfo& CKrChunkSearch::Current()
 {
-    return m_found[CheckedSubscript(m_current, m_found.size())];
+    return m_found[CheckedIndex(m_current, m_found.size())];
 }
 
 bool CKrChunkSearch::Advance(CKrFileCursor& cursor)
@@ -62,8 +61,7 @@ bool CKrChunkSearch::Scan(CKrFileCursor& cursor)
     for (;;)
     {
         SKrRiffChunkInfo chunk = {};
-        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
-            EKrLookupStatus::Found)
+        if (!FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit))
             return false;
         if (Matches(chunk))
             return Keep(chunk);

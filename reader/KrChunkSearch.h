@@ -34,8 +34,7 @@ private:
     bool Matches(const SKrRiffChunkInfo& chunk) const;
     [[nodiscard]] bool Keep(const SKrRiffChunkInfo& chunk);
 
-    std::vector<uint32_t> m_ids; // sorted
-    uint64_t m_startPosition = 0;
+    std::vector<uint32_t> m_ids;          // sorted
     std::deque<SKrRiffChunkInfo> m_found; // hosts hold pointers to these
     int32_t m_current = -1;
 };

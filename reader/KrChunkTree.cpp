@@ -1,9 +1,9 @@
 #include "reader/KrChunkTree.h"
 
 #include "format/KrFourCC.h"
+#include "reader/KrBoundsCheck.h"
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
-#include "reader/KrSubscript.h"
 
 void CKrChunkTree::Clear()
 {
@@ -28,7 +28,7 @@ bool CKrChunkTree::ReadFirstSegment(CKrFileCursor& cursor)
 
 SKrChunkTreeNode* CKrChunkTree::CurrentSegment() const
 {
-    return m_segmentIndex == -1 ? nullptr : m_segments[CheckedSubscript(m_segmentIndex, m_segments.size())];
+    return m_segmentIndex == -1 ? nullptr : m_segments[CheckedIndex(m_segmentIndex, m_segments.size())];
 }
 
 bool CKrChunkTree::AdvanceSegment(CKrFileCursor& cursor)

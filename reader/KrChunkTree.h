@@ -2,8 +2,8 @@
 #ifndef KR_READER_KRCHUNKTREE_H
 #define KR_READER_KRCHUNKTREE_H
 
+#include "reader/KrBoundsCheck.h"
 #include "reader/KrChunkNodes.h"
-#include "reader/KrSubscript.h"
 
 #include <cstdint>
 #include <unordered_map>
@@ -36,7 +36,7 @@ public:
         if (m_subChunkIndex == -1)
             return nullptr;
         // Kept: the place is checked as that in an array of the sub-chunks.
-        static_cast<void>(CheckedSubscript(m_subChunkIndex, m_subChunks->count));
+        static_cast<void>(CheckedIndex(m_subChunkIndex, m_subChunks->count));
         return m_subChunk;
     }
     [[nodiscard]] bool AdvanceSubChunk(CKrFileCursor& cursor);

@@ -48,7 +48,7 @@ bool CKrHeaderParser::ParseFile()
     m_cursor.SeekTo(kListHeaderSize);
     SKrRiffChunkInfo hdrl = {};
     hdrl.ckid = kFccList;
-    if (FindChunk(m_cursor, hdrl, &riff, EKrLookupMode::AnyChunk, kWalkZeroLimit) != EKrLookupStatus::Found ||
+    if (!FindChunk(m_cursor, hdrl, &riff, EKrLookupMode::AnyChunk, kWalkZeroLimit) ||
         hdrl.fccType != kFccHdrl)
         return DetectStreamChunks(nullptr);
 
@@ -83,7 +83,7 @@ bool CKrHeaderParser::FindMovi(const SKrRiffChunkInfo& riff, SKrRiffChunkInfo& m
     for (;;)
     {
         movi = {};
-        if (FindChunk(m_cursor, movi, &riff, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+        if (!FindChunk(m_cursor, movi, &riff, EKrLookupMode::AnyChunk, kNoZeroLimit))
             return false;
         if (movi.ckid == kFccList && movi.fccType == kFccMovi)
             return true;
@@ -115,8 +115,7 @@ bool CKrHeaderParser::ParseHeaderList(const SKrRiffChunkInfo& riff, const SKrRif
     {
         SStream stream{riff, hdrl, {}, number, {}};
         stream.strl.fccType = kFccStrl;
-        if (FindChunk(m_cursor, stream.strl, nullptr, EKrLookupMode::ListOnly, kNoZeroLimit) !=
-            EKrLookupStatus::Found)
+        if (!FindChunk(m_cursor, stream.strl, nullptr, EKrLookupMode::ListOnly, kNoZeroLimit))
             return false;
         switch (ParseStream(mainHeader, stream))
         {
@@ -137,7 +136,7 @@ bool CKrHeaderParser::ReadMainHeader(const SKrRiffChunkInfo& hdrl, SKrMainHeader
 {
     SKrRiffChunkInfo avih = {};
     avih.ckid = kFccAvih;
-    if (FindChunk(m_cursor, avih, &hdrl, EKrLookupMode::AnyChunk, kWalkZeroLimit) != EKrLookupStatus::Found)
+    if (!FindChunk(m_cursor, avih, &hdrl, EKrLookupMode::AnyChunk, kWalkZeroLimit))
         return false;
     uint8_t bytes[SKrMainHeader::kEncodedSize];
     CKrByteReader in({bytes, m_cursor.Read(bytes, sizeof bytes)});
@@ -180,7 +179,7 @@ bool CKrHeaderParser::FindFormat(const SKrRiffChunkInfo& strl, SKrRiffChunkInfo&
 {
     strf = {};
     strf.ckid = kFccStrf;
-    return FindChunk(m_cursor, strf, &strl, EKrLookupMode::AnyChunk, kNoZeroLimit) == EKrLookupStatus::Found;
+    return FindChunk(m_cursor, strf, &strl, EKrLookupMode::AnyChunk, kNoZeroLimit);
 }
 
 // Reads the bytes of a 'strf' that are of use and moves behind its last byte. The file must hold all of it.
@@ -236,8 +235,7 @@ CKrHeaderParser::EStream CKrHeaderParser::TakeAudioStream(const SStream& stream)
     LocateAudioIndex(m_cursor, {stream.riff, stream.hdrl, stream.strl, strf}, stream.number, audio.index);
     audio.sampleSize = static_cast<uint16_t>(stream.header.sampleSize);
     audio.streamNumber = stream.number;
-    audio.length = stream.header.length;
-    m_state.audioSampleSizeSum = static_cast<uint16_t>(m_state.audioSampleSizeSum + audio.sampleSize);
+    m_state.statistics.AddAudioStream(m_state.audioStreamCount, audio.sampleSize, stream.header.length);
     ++m_state.audioStreamCount;
     return EStream::Taken;
 }

@@ -1,17 +1,16 @@
 #include "reader/KrIndexLoader.h"
 
 #include "format/KrAviIndexes.h"
-#include "format/KrBytes.h"
 #include "format/KrFourCC.h"
 #include "platform/KrPlatform.h"
-#include "reader/KrAudioChunkStatistics.h"
+#include "reader/KrAudioChunkPattern.h"
 #include "reader/KrHostArray.h"
+#include "reader/KrIndexHeads.h"
 #include "reader/KrSuperIndex.h"
 
 #include <algorithm>
 #include <limits>
 #include <new>
-#include <optional>
 
 namespace
 {
@@ -46,39 +45,6 @@ struct SWideEntries
         return {base + entry.offset, entry.size, 0};
     }
 };
-
-struct SVideoSink
-{
-    SKrStreamState& state;
-
-    void Begin(uint64_t) {}
-
-    void Accept(const SKrChunkIndexEntry* entries, uint64_t number)
-    {
-        state.largestVideoChunk = std::max(state.largestVideoChunk, entries[number].size);
-    }
-};
-
-struct SAudioSink
-{
-    SKrStreamState& state;
-    std::optional<CKrAudioChunkStatistics> statistics = {};
-
-    void Begin(uint64_t announced)
-    {
-        state.totalAudioSamples = 0;
-        statistics.emplace(announced, state.uniformAudioChunks);
-    }
-
-    void Accept(const SKrChunkIndexEntry* entries, uint64_t number)
-    {
-        // Kept: each chunk is divided by itself, so that part of a sample frame at its end counts for
-        // nothing.
-        if (const uint16_t blockAlign = state.audio[0].sampleSize; blockAlign != 0)
-            state.totalAudioSamples += entries[number].size / blockAlign;
-        statistics->Add(entries, number);
-    }
-};
 } // namespace
 
 bool CKrIndexLoader::LoadVideo(Entries& out)
@@ -86,36 +52,35 @@ bool CKrIndexLoader::LoadVideo(Entries& out)
     const SKrLocatedIndex& index = m_state.videoIndex;
     const uint32_t ids[] = {KrDataChunkId(index.streamNumber, EKrDataKind::CompressedVideo),
                             KrDataChunkId(index.streamNumber, EKrDataKind::UncompressedVideo)};
-    if (!Load(index, ids, out, SVideoSink{m_state}))
-        return false;
-    m_state.totalFrames = static_cast<uint32_t>(m_produced);
-    return true;
+    const bool loaded = Load(index, ids, out);
+    m_state.statistics.AddVideoLoad(Produced(out));
+    if (loaded)
+        m_state.totalFrames = static_cast<uint32_t>(m_produced);
+    return loaded;
 }
 
 bool CKrIndexLoader::LoadAudio(Entries& out, SKrAudioChunkPattern& pattern)
 {
-    SKrAudioStream& audio = m_state.audio[0];
+    const SKrAudioStream& audio = m_state.audio[0];
     const uint32_t ids[] = {KrDataChunkId(audio.index.streamNumber, EKrDataKind::Audio)};
-    SAudioSink sink{m_state};
-    if (!Load(audio.index, ids, out, sink))
+    if (!Load(audio.index, ids, out))
         return false;
-    sink.statistics->Finish(out.GetData(), m_produced, pattern);
-    audio.entriesProduced = static_cast<uint32_t>(m_produced);
+    m_state.statistics.AddAudioLoad(Produced(out), m_announced, audio.sampleSize);
+    if (m_produced != 0)
+        pattern = FindAudioChunkPattern(Produced(out));
     return true;
 }
 
-template <class Sink>
-bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
-                          Sink&& sink)
+bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out)
 {
+    m_produced = 0;
     if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
         return false;
-    m_produced = 0;
     m_most = kNoLimit;
     m_passedOver = 0;
     try
     {
-        if (!(m_state.openDmlIndex ? LoadOpenDml(index, out, sink) : LoadOld(index, ids, out, sink)))
+        if (!(m_state.openDmlIndex ? LoadOpenDml(index, out) : LoadOld(index, ids, out)))
             return false;
     }
     catch (const std::bad_alloc&)
@@ -126,48 +91,48 @@ bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t
     return true;
 }
 
-template <class Sink>
-void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out, Sink& sink)
+void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out)
 {
     out.ElementAt(static_cast<intptr_t>(m_produced)) = entry;
-    sink.Accept(out.GetData(), m_produced++);
+    ++m_produced;
+}
+
+std::span<const SKrChunkIndexEntry> CKrIndexLoader::Produced(Entries& out) const
+{
+    if (m_produced == 0)
+        return {}; // nor is an array that cannot be used touched
+    return {out.GetData(), static_cast<size_t>(m_produced)};
 }
 
 // Adds up what the standard indexes announce. One that cannot be read ends the count. So does a sum that no
 // file of this size can back: what the others announce changes nothing any more.
-bool CKrIndexLoader::CountEntries(CKrSuperIndex& super, uint64_t& announced)
+bool CKrIndexLoader::CountEntries(CKrSuperIndex& super)
 {
-    announced = 0;
-    while (announced <= m_fileSize / kSmallestEntry)
+    m_announced = 0;
+    while (m_announced <= m_fileSize / kSmallestEntry)
     {
         uint64_t position = 0;
         const EKrStdIndex next = super.Next(position);
         if (next != EKrStdIndex::Found)
             return next == EKrStdIndex::None;
-        uint8_t bytes[SKrStdIndexHead::kEncodedSize];
-        const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
-        CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
-        SKrStdIndexHead head;
-        if (!Decode(in, head))
+        const auto head = ReadHead<SKrStdIndexHead>(m_file, position);
+        if (!head)
             return true;
-        announced += head.entriesInUse;
+        m_announced += head->entriesInUse;
     }
     return true;
 }
 
-template <class Sink>
-bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sink& sink)
+bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out)
 {
     CKrSuperIndex super(m_file, m_fileSize, m_sliceSize);
-    uint64_t announced = 0;
-    if (!super.Open(index.indexPosition) || !CountEntries(super, announced) || announced == 0)
+    if (!super.Open(index.indexPosition) || !CountEntries(super) || m_announced == 0)
         return false;
     const uint64_t mostInFile = m_fileSize / kSmallestEntry;
-    if (!KrHostArray::TrySetSize(out, std::min(announced, mostInFile)))
+    if (!KrHostArray::TrySetSize(out, std::min(m_announced, mostInFile)))
         return false;
-    if (announced > mostInFile)
+    if (m_announced > mostInFile)
         m_most = mostInFile;
-    sink.Begin(announced);
     super.Rewind();
     for (;;)
     {
@@ -175,37 +140,32 @@ bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sin
         const EKrStdIndex next = super.Next(position);
         if (next != EKrStdIndex::Found)
             return next == EKrStdIndex::None;
-        if (!TakeStdIndex(position, super.SubType(), out, sink))
+        if (!TakeStdIndex(position, super.SubType(), out))
             return false;
     }
 }
 
-template <class Sink>
-bool CKrIndexLoader::TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out, Sink& sink)
+bool CKrIndexLoader::TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out)
 {
-    uint8_t bytes[SKrStdIndexHead::kEncodedSize];
-    const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
-    CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
-    SKrStdIndexHead head;
-    if (!Decode(in, head))
+    const auto head = ReadHead<SKrStdIndexHead>(m_file, position);
+    if (!head)
         return false;
-    const uint64_t base = superSubType == kIndexSubTypeDefault ? head.baseOffset : 0;
-    const uint64_t entriesAt = position + sizeof bytes;
-    switch (head.indexSubType)
+    const uint64_t base = superSubType == kIndexSubTypeDefault ? head->baseOffset : 0;
+    const uint64_t entriesAt = position + SKrStdIndexHead::kEncodedSize;
+    switch (head->indexSubType)
     {
     case kIndexSubTypeDefault:
-        return TakeStdEntries<SNarrowEntries>(entriesAt, head.entriesInUse, base, out, sink);
+        return TakeStdEntries<SNarrowEntries>(entriesAt, head->entriesInUse, base, out);
     case kIndexSubType64Bit:
-        return TakeStdEntries<SWideEntries>(entriesAt, head.entriesInUse, base, out, sink);
+        return TakeStdEntries<SWideEntries>(entriesAt, head->entriesInUse, base, out);
     default:
         return true; // unknown entries: the chunk is passed over
     }
 }
 
 // Appends a chunk's entries up to the first that lies beyond the end of the file.
-template <class Layout, class Sink>
-bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
-                                    Sink& sink)
+template <class Layout>
+bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out)
 {
     m_block.Start(position, count, Layout::kSize);
     for (;;)
@@ -228,7 +188,7 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
             }
             if (at == end)
                 return false;
-            Append(entry, out, sink);
+            Append(entry, out);
         }
     }
 }
@@ -244,9 +204,7 @@ void CKrIndexLoader::PassOver(size_t bytes)
 }
 
 // Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.
-template <class Sink>
-bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
-                             Sink& sink)
+bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out)
 {
     if (index.oldIndexEntries == 0)
         return false;
@@ -262,8 +220,8 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
         if (!slice)
             return false;
         if (first)
-            sink.Begin(m_block.IsOneSlice() ? slice->size() / SKrOldIndexEntry::kEncodedSize : entries);
-        if (slice->empty() || !TakeOldEntries(index, *slice, ids, out, sink))
+            m_announced = m_block.IsOneSlice() ? slice->size() / SKrOldIndexEntry::kEncodedSize : entries;
+        if (slice->empty() || !TakeOldEntries(index, *slice, ids, out))
             return true;
     }
 }
@@ -271,9 +229,8 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
 // The first entry of the stream stands for the first chunk found in 'movi', so that it does not matter
 // from where the offsets count. Kept: 32-bit arithmetic that wraps; such files are 32-bit files throughout.
 // False at the first entry that lies beyond the end of the file, which ends the index.
-template <class Sink>
 bool CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
-                                    std::span<const uint32_t> ids, Entries& out, Sink& sink)
+                                    std::span<const uint32_t> ids, Entries& out)
 {
     for (size_t at = 0; at < bytes.size(); at += SKrOldIndexEntry::kEncodedSize)
     {
@@ -285,7 +242,7 @@ bool CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<cons
         const uint32_t position = m_oldBase + old.offset + 8;
         if (position >= m_fileSize)
             return false;
-        Append({position, old.size, 0}, out, sink);
+        Append({position, old.size, 0}, out);
     }
     return true;
 }

@@ -28,36 +28,27 @@ public:
     }
 
     // Entries that an OpenDML index announces and does not have do no harm. A load that would produce more
-    // entries than the file can hold chunks fails, as does one that memory is too short for. After a failure
-    // the array holds whatever it held at that moment. An entry for which there is no room, since a read
-    // failed while entries were counted and not later, throws CInvalidArgException.
+    // entries than the file can hold chunks fails, as does one that runs out of memory. After a failure the
+    // array holds whatever it held at that moment. When a read that failed during the count succeeds during
+    // the load, an entry past the counted total throws CInvalidArgException.
     [[nodiscard]] bool LoadVideo(Entries& out);
 
     // Loads slot 0, the first kept audio stream.
     [[nodiscard]] bool LoadAudio(Entries& out, SKrAudioChunkPattern& pattern);
 
 private:
-    [[nodiscard]] bool CountEntries(CKrSuperIndex& super, uint64_t& announced);
-    // Sink takes each entry when it stands in the array: Begin(entries announced), Accept(entries, number).
-    template <class Sink>
-    [[nodiscard]] bool Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
-                            Sink&& sink);
-    template <class Sink>
-    [[nodiscard]] bool LoadOpenDml(const SKrLocatedIndex& index, Entries& out, Sink& sink);
-    template <class Sink>
-    [[nodiscard]] bool TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out, Sink& sink);
-    template <class Layout, class Sink>
-    [[nodiscard]] bool TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out,
-                                      Sink& sink);
+    [[nodiscard]] bool Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out);
+    [[nodiscard]] bool LoadOpenDml(const SKrLocatedIndex& index, Entries& out);
+    [[nodiscard]] bool CountEntries(CKrSuperIndex& super);
+    [[nodiscard]] bool TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out);
+    template <class Layout>
+    [[nodiscard]] bool TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out);
     void PassOver(size_t bytes);
-    template <class Sink>
-    [[nodiscard]] bool LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out,
-                               Sink& sink);
-    template <class Sink>
+    [[nodiscard]] bool LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out);
     [[nodiscard]] bool TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
-                                      std::span<const uint32_t> ids, Entries& out, Sink& sink);
-    template <class Sink>
-    void Append(const SKrChunkIndexEntry& entry, Entries& out, Sink& sink);
+                                      std::span<const uint32_t> ids, Entries& out);
+    void Append(const SKrChunkIndexEntry& entry, Entries& out);
+    std::span<const SKrChunkIndexEntry> Produced(Entries& out) const;
 
     IKrFile& m_file;
     const uint64_t m_fileSize;
@@ -66,6 +57,7 @@ private:
     CKrIndexBlock m_block; // entries, of 'idx1' or of the standard index under way
 
     // Of the load under way:
+    uint64_t m_announced = 0;  // entries that the index claims
     uint64_t m_produced = 0;   // entries
     uint64_t m_most = 0;       // that it may produce
     uint64_t m_passedOver = 0; // bytes of entries beyond the end of the file

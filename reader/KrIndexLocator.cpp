@@ -21,8 +21,7 @@ bool FindSuperIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers,
     SeekBehind(cursor, headers.strf);
     SKrRiffChunkInfo indx = {};
     indx.ckid = kFccIndx;
-    if (FindChunk(cursor, indx, &headers.strl, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
-        EKrLookupStatus::Found)
+    if (!FindChunk(cursor, indx, &headers.strl, EKrLookupMode::AnyChunk, kNoZeroLimit))
         return false;
     index.indexPosition = KeptIndexPosition(indx.offset - kChunkHeaderSize);
     return true;
@@ -33,8 +32,7 @@ bool FindMovi(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, SKrRi
     SeekBehind(cursor, headers.hdrl);
     movi = {};
     movi.fccType = kFccMovi;
-    return FindChunk(cursor, movi, &headers.riff, EKrLookupMode::ListOnly, kNoZeroLimit) ==
-           EKrLookupStatus::Found;
+    return FindChunk(cursor, movi, &headers.riff, EKrLookupMode::ListOnly, kNoZeroLimit);
 }
 
 bool FindFirstDataChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& movi,
@@ -43,7 +41,7 @@ bool FindFirstDataChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& movi,
     for (;;)
     {
         SKrRiffChunkInfo chunk = {};
-        if (FindChunk(cursor, chunk, &movi, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+        if (!FindChunk(cursor, chunk, &movi, EKrLookupMode::AnyChunk, kNoZeroLimit))
             return false;
         if (std::ranges::find(dataChunkIds, chunk.ckid) != dataChunkIds.end())
         {
@@ -60,8 +58,7 @@ bool FindOldIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, c
     SeekBehind(cursor, movi);
     SKrRiffChunkInfo idx1 = {};
     idx1.ckid = kFccIdx1;
-    if (FindChunk(cursor, idx1, &headers.riff, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
-        EKrLookupStatus::Found)
+    if (!FindChunk(cursor, idx1, &headers.riff, EKrLookupMode::AnyChunk, kNoZeroLimit))
         return false;
     index.indexPosition = KeptIndexPosition(idx1.offset);
     index.oldIndexEntries = idx1.cksize / SKrOldIndexEntry::kEncodedSize;
@@ -91,7 +88,7 @@ void LocateVideoIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& header
                             KrDataChunkId(streamNumber, EKrDataKind::UncompressedVideo)};
     const EKrIndexFound found = LocateIndex(cursor, headers, ids, state.videoIndex);
     state.openDmlIndex = found == EKrIndexFound::OpenDml;
-    state.oldIndexPresent = found == EKrIndexFound::Old;
+    state.statistics.oldIndexPresent = found == EKrIndexFound::Old;
 }
 
 void LocateAudioIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, uint32_t streamNumber,

@@ -57,7 +57,7 @@ bool DetectStreamChunkIds(CKrFileCursor& cursor, const SKrRiffChunkInfo* movi, u
     if (movi != nullptr && (movi->ckid != kFccList || movi->fccType != kFccMovi))
         return false;
     SKrRiffChunkInfo chunk = {};
-    if (FindChunk(cursor, chunk, movi, EKrLookupMode::AnyChunk, kNoZeroLimit) != EKrLookupStatus::Found)
+    if (!FindChunk(cursor, chunk, movi, EKrLookupMode::AnyChunk, kNoZeroLimit))
         return false;
 
     CKrSeenIds seen;
@@ -67,8 +67,7 @@ bool DetectStreamChunkIds(CKrFileCursor& cursor, const SKrRiffChunkInfo* movi, u
     {
         SeekBehind(cursor, chunk);
         chunk = {};
-        if (FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit) !=
-            EKrLookupStatus::Found)
+        if (!FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit))
             break;
         if (IsStreamDataChunkId(chunk.ckid)) // neither 'JUNK' nor an "ix" chunk has such an id
             seen.Add(chunk.ckid);

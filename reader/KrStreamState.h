@@ -3,12 +3,11 @@
 #define KR_READER_KRSTREAMSTATE_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "reader/KrStreamStatistics.h"
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 
-inline constexpr size_t kMaxAudioStreams = 8;
 inline constexpr uint32_t kNotLocated = 0xFFFFFFFF;
 
 // Where a stream's index was found. Positions are kept in 32 bits.
@@ -26,9 +25,7 @@ struct SKrAudioStream
     double duration = 0; // seconds
     uint32_t streamNumber = kNotLocated;
     uint16_t sampleSize = 0; // low half of 'strh' dwSampleSize
-    uint64_t length = 0;     // 'strh' dwLength
     SKrLocatedIndex index;
-    uint32_t entriesProduced = 0; // by the last load
 };
 
 struct SKrStreamState
@@ -47,14 +44,11 @@ struct SKrStreamState
     SKrAviVideoParams videoFormat = {};
     SKrLocatedIndex videoIndex;
     bool openDmlIndex = false; // the video stream has an 'indx'; decides for audio as well
-    bool oldIndexPresent = false;
-    uint32_t largestVideoChunk = 0;
 
     std::array<SKrAudioStream, kMaxAudioStreams> audio = {};
     uint16_t audioStreamCount = 0;
-    uint16_t audioSampleSizeSum = 0;
-    uint64_t totalAudioSamples = 0;
-    bool uniformAudioChunks = false; // all of one size, but that the first may be larger
+
+    SKrStreamStatistics statistics;
 };
 
 // What the stream queries report: a copy, so that they answer from one state whatever is parsed meanwhile.

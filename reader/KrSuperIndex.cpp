@@ -1,8 +1,7 @@
 #include "reader/KrSuperIndex.h"
 
-#include "format/KrBytes.h"
 #include "format/KrFourCC.h"
-#include "platform/KrPlatform.h"
+#include "reader/KrIndexHeads.h"
 
 #include <optional>
 
@@ -20,14 +19,12 @@ bool IsUsableHead(const SKrSuperIndexHead& head)
 
 bool CKrSuperIndex::Open(uint64_t position)
 {
-    uint8_t bytes[SKrSuperIndexHead::kEncodedSize];
-    const SKrTransfer read = m_file.ReadAt(position, bytes, sizeof bytes);
-    CKrByteReader in({bytes, read.Failed() ? 0 : read.bytes});
-    SKrSuperIndexHead head;
-    if (!Decode(in, head) || !IsUsableHead(head))
+    const auto head = ReadHead<SKrSuperIndexHead>(m_file, position);
+    if (!head || !IsUsableHead(*head))
         return false;
-    m_subType = head.indexSubType;
-    m_block.Start(position + sizeof bytes, head.entriesInUse, SKrSuperIndexEntry::kEncodedSize);
+    m_subType = head->indexSubType;
+    m_block.Start(position + SKrSuperIndexHead::kEncodedSize, head->entriesInUse,
+                  SKrSuperIndexEntry::kEncodedSize);
     return true;
 }
 

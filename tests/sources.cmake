@@ -84,7 +84,6 @@ set(KR_INNER_TEST_SOURCES
   pool/MediaSampleInnerTest.cpp
   pool/MediaSamplePoolInnerTest.cpp
   pool/MediaSamplePoolMemoryInnerTest.cpp
-  reader/AudioChunkStatisticsInnerTest.cpp
   reader/AudioStatisticsInnerTest.cpp
   reader/AudioStatisticsLoadInnerTest.cpp
   reader/BigFileInnerTest.cpp

@@ -2,7 +2,8 @@
 // against the slow way.
 #include "tests/reader/AudioStatisticsSupport.h"
 
-#include "reader/KrAudioChunkStatistics.h"
+#include "reader/KrAudioChunkPattern.h"
+#include "reader/KrStreamStatistics.h"
 
 #include <gtest/gtest.h>
 
@@ -12,24 +13,17 @@ using namespace KrTest;
 
 namespace
 {
-constexpr SKrAudioChunkPattern kUntouched{0x5A5A5A5A, 0x5A5A5A5A, 0x5A5A5A5A, 0x5A5A5A5A};
-
-// Feeds the sizes as a load does: each entry when it stands in the array.
 SKrSizeSummary Summary(const KrSizes& sizes, uint64_t bound, bool uniformBefore = false)
 {
     std::vector<SKrChunkIndexEntry> entries(sizes.size());
-    bool uniform = uniformBefore;
-    CKrAudioChunkStatistics statistics(bound, uniform);
     for (size_t i = 0; i < sizes.size(); ++i)
-    {
         entries[i].size = sizes[i];
-        statistics.Add(entries.data(), i);
-    }
-    SKrAudioChunkPattern pattern = kUntouched;
-    statistics.Finish(entries.data(), entries.size(), pattern);
-    SKrSizeSummary summary{ToWords(pattern), uniform};
-    if (summary.pattern == ToWords(kUntouched))
-        summary.pattern.reset();
+    SKrStreamStatistics statistics;
+    statistics.uniformAudioChunks = uniformBefore;
+    statistics.AddAudioLoad(entries, bound, 1);
+    SKrSizeSummary summary{std::nullopt, statistics.uniformAudioChunks};
+    if (!entries.empty())
+        summary.pattern = ToWords(FindAudioChunkPattern(entries));
     return summary;
 }
 
@@ -84,7 +78,7 @@ void ExpectReferenceForAll(const KrSizes& alphabet, size_t count)
 }
 } // namespace
 
-TEST(AudioStatistics, NoChunk_LeavesPatternAndFlag)
+TEST(AudioStatistics, NoChunk_LeavesTheFlag)
 {
     for (const bool before : {false, true})
         EXPECT_EQ(Summary({}, 0, before), (SKrSizeSummary{std::nullopt, before}));

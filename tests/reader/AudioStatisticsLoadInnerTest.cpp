@@ -59,10 +59,10 @@ void ExpectLoad(CKrParsedInMemory& file, const KrSizes& sizes, uint64_t bound)
     ASSERT_EQ(load.status, 1);
     ASSERT_EQ(load.entries.size(), sizes.size());
     const SKrSizeSummary expected = ReferenceSummary(sizes, bound);
-    const SKrSizeSummary actual{ToWords(load.pattern), file.State().uniformAudioChunks};
+    const SKrSizeSummary actual{ToWords(load.pattern), file.State().statistics.uniformAudioChunks};
     EXPECT_EQ(actual, expected) << testing::PrintToString(sizes);
-    EXPECT_EQ(file.State().totalAudioSamples, SampleFrames(sizes));
-    EXPECT_EQ(file.State().audio[0].entriesProduced, sizes.size());
+    EXPECT_EQ(file.State().statistics.totalAudioSamples, SampleFrames(sizes));
+    EXPECT_EQ(file.State().statistics.audioEntries, sizes.size());
 }
 
 KrSizes RandomSizes(std::mt19937& random)
@@ -99,14 +99,14 @@ TEST(AudioStatisticsLoad, LastChunkDiffers_IsUniformFromAnOpenDmlIndexOnly)
     const KrSizes sizes{400, 400, 400, 100};
     CKrParsedInMemory openDml = WithStdIndexOf(sizes, 4);
     ASSERT_EQ(LoadAudioOf(openDml.Reader()).status, 1);
-    EXPECT_TRUE(openDml.State().uniformAudioChunks);
+    EXPECT_TRUE(openDml.State().statistics.uniformAudioChunks);
     CKrParsedInMemory old = WithOldIndexOf(sizes);
     ASSERT_EQ(LoadAudioOf(old.Reader()).status, 1);
-    EXPECT_FALSE(old.State().uniformAudioChunks);
+    EXPECT_FALSE(old.State().statistics.uniformAudioChunks);
     // Without entries of other streams 'idx1' announces just these as well.
     CKrParsedInMemory alone = WithOldIndexOf(sizes, 0);
     ASSERT_EQ(LoadAudioOf(alone.Reader()).status, 1);
-    EXPECT_TRUE(alone.State().uniformAudioChunks);
+    EXPECT_TRUE(alone.State().statistics.uniformAudioChunks);
 }
 
 // The entries that were announced and not there count for the bound: the last one that came is compared.
@@ -114,7 +114,7 @@ TEST(AudioStatisticsLoad, StdIndexThatAnnouncesMore_ComparesTheLastChunk)
 {
     CKrParsedInMemory file = WithStdIndexOf({400, 400, 400, 100}, 4);
     ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-    EXPECT_TRUE(file.State().uniformAudioChunks);
+    EXPECT_TRUE(file.State().statistics.uniformAudioChunks);
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml, 4, 400);
     SKrBuiltAvi built = BuildSimpleAvi(avi);
     built.content.PutU32(built.Find("ix01").data + 24 + 3 * 8, 0x7FFFFFFF); // the fourth lies beyond the file
@@ -123,7 +123,7 @@ TEST(AudioStatisticsLoad, StdIndexThatAnnouncesMore_ComparesTheLastChunk)
     const SKrLoadAnswer load = LoadAudioOf(cut.Reader());
     ASSERT_EQ(load.status, 1);
     EXPECT_EQ(load.entries.size(), 3u);
-    EXPECT_FALSE(cut.State().uniformAudioChunks);
+    EXPECT_FALSE(cut.State().statistics.uniformAudioChunks);
 }
 
 // The bound of 'idx1' is what was read of it, not what its size says.
@@ -138,7 +138,7 @@ TEST(AudioStatisticsLoad, OldIndexCutByTheEndOfTheFile_LeavesTheLastChunkOut)
     };
     CKrParsedInMemory file(avi);
     ASSERT_EQ(LoadAudioOf(file.Reader()).entries.size(), 3u);
-    EXPECT_TRUE(file.State().uniformAudioChunks);
+    EXPECT_TRUE(file.State().statistics.uniformAudioChunks);
 }
 
 TEST(AudioStatisticsLoad, PartsOfSampleFrames_CountForNothingInEachChunk)
@@ -147,7 +147,7 @@ TEST(AudioStatisticsLoad, PartsOfSampleFrames_CountForNothingInEachChunk)
     {
         CKrParsedInMemory file = openDml ? WithStdIndexOf({7, 3, 9, 4}, 4) : WithOldIndexOf({7, 3, 9, 4});
         ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-        EXPECT_EQ(file.State().totalAudioSamples, 1u + 0 + 2 + 1);
+        EXPECT_EQ(file.State().statistics.totalAudioSamples, 1u + 0 + 2 + 1);
     }
 }
 
@@ -155,7 +155,7 @@ TEST(AudioStatisticsLoad, TotalSamples_AreCountedIn64Bits)
 {
     CKrParsedInMemory file = WithOldIndexOf(KrSizes(9, 0xFFFFFFFC));
     ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-    EXPECT_EQ(file.State().totalAudioSamples, 9u * 0x3FFFFFFFull);
+    EXPECT_EQ(file.State().statistics.totalAudioSamples, 9u * 0x3FFFFFFFull);
 }
 
 TEST(AudioStatisticsLoad, SampleSizeZero_AddsNoSamples)
@@ -166,8 +166,8 @@ TEST(AudioStatisticsLoad, SampleSizeZero_AddsNoSamples)
         avi.streams[1].header.sampleSize = 0;
         CKrParsedInMemory file(avi);
         EXPECT_EQ(LoadAudioOf(file.Reader()).entries.size(), 4u);
-        EXPECT_EQ(file.State().totalAudioSamples, 0u);
-        EXPECT_TRUE(file.State().uniformAudioChunks);
+        EXPECT_EQ(file.State().statistics.totalAudioSamples, 0u);
+        EXPECT_TRUE(file.State().statistics.uniformAudioChunks);
     }
 }
 
@@ -178,7 +178,7 @@ TEST(AudioStatisticsLoad, SampleSizeOfTheStreamHeader_Divides)
     avi.streams[1].header.sampleSize = 0x00070018;
     CKrParsedInMemory file(avi);
     ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-    EXPECT_EQ(file.State().totalAudioSamples, 3u * (96 / 0x18));
+    EXPECT_EQ(file.State().statistics.totalAudioSamples, 3u * (96 / 0x18));
 }
 
 TEST(AudioStatisticsLoad, RepeatedLoads_StartTheTotalAnew)
@@ -192,8 +192,8 @@ TEST(AudioStatisticsLoad, RepeatedLoads_StartTheTotalAnew)
             ASSERT_EQ(load.status, 1);
             EXPECT_EQ(load.entries.size(), 4u);
             EXPECT_EQ(ToWords(load.pattern), (KrSizes{1, 96, 1, 96}));
-            EXPECT_EQ(file.State().totalAudioSamples, 4u * 24);
-            EXPECT_EQ(file.State().audio[0].entriesProduced, 4u);
+            EXPECT_EQ(file.State().statistics.totalAudioSamples, 4u * 24);
+            EXPECT_EQ(file.State().statistics.audioEntries, 4u);
         }
     }
 }
@@ -208,7 +208,7 @@ TEST(AudioStatisticsLoad, NoEntryProduced_LeavesThePattern)
     EXPECT_EQ(load.status, 1);
     EXPECT_TRUE(load.entries.empty());
     EXPECT_EQ(ToWords(load.pattern), KrSizes(4, kUnwritten));
-    EXPECT_EQ(file.State().totalAudioSamples, 0u);
+    EXPECT_EQ(file.State().statistics.totalAudioSamples, 0u);
 }
 
 TEST(AudioStatisticsLoad, FailedLoad_LeavesThePattern)
@@ -224,11 +224,11 @@ TEST(AudioStatisticsLoad, LoadsOfTheTwoKinds_LeaveEachOthersResultsAlone)
 {
     CKrParsedInMemory file(TwoStreamAvi(EKrIndexKind::Idx1, 4, 4000));
     ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-    EXPECT_EQ(file.State().largestVideoChunk, 0u);
+    EXPECT_EQ(file.State().statistics.largestVideoChunk, 0u);
     EXPECT_EQ(file.State().totalFrames, 4u);
     ASSERT_EQ(LoadVideoOf(file.Reader()).status, 1);
-    EXPECT_EQ(file.State().largestVideoChunk, 100u);
-    EXPECT_EQ(file.State().totalAudioSamples, 4u * 1000);
+    EXPECT_EQ(file.State().statistics.largestVideoChunk, 100u);
+    EXPECT_EQ(file.State().statistics.totalAudioSamples, 4u * 1000);
     ASSERT_EQ(LoadAudioOf(file.Reader()).status, 1);
-    EXPECT_EQ(file.State().largestVideoChunk, 100u);
+    EXPECT_EQ(file.State().statistics.largestVideoChunk, 100u);
 }

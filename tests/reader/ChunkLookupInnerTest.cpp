@@ -47,12 +47,6 @@ KrBytes ThreeChunks()
 }
 } // namespace
 
-TEST(ChunkLookup, Statuses_AreThoseThatCallersCompareWith)
-{
-    EXPECT_EQ(static_cast<int>(EKrLookupStatus::Found), 0);
-    EXPECT_EQ(static_cast<int>(EKrLookupStatus::NotFound), 265);
-}
-
 // Any chunk
 
 TEST(ChunkLookup, AnyChunk_TakesTheFirstAndLeavesTheFilePointerAtItsData)

@@ -62,7 +62,7 @@ TEST(HeaderParse, NineAudioStreams_KeepTheFirstEight)
     for (uint32_t slot = 0; slot < 8; ++slot)
     {
         EXPECT_EQ(file.State().audio[slot].format.samplesPerSec, 1000 * (slot + 1));
-        EXPECT_EQ(file.State().audio[slot].length, slot + 1);
+        EXPECT_EQ(file.State().statistics.audioLengths[slot], slot + 1);
     }
 }
 
@@ -122,7 +122,7 @@ TEST(HeaderParse, NoStream_LeavesTheStartValues)
     EXPECT_EQ(state.videoFormat.width, 0);
     EXPECT_EQ(state.totalFrames, 0u);
     EXPECT_EQ(state.audioStreamCount, 0u);
-    EXPECT_EQ(state.audioSampleSizeSum, 0u);
+    EXPECT_EQ(state.statistics.audioSampleSizeSum, 0u);
     for (const SKrAudioStream& audio : state.audio)
         EXPECT_EQ(audio.streamNumber, 0xFFFFFFFFu);
 }
@@ -137,7 +137,7 @@ TEST(HeaderParse, AudioSampleSizes_AreLowHalvesAndAreSummedIn16Bits)
     EXPECT_EQ(file.State().audio[0].sampleSize, 0x8001);
     EXPECT_EQ(file.State().audio[1].sampleSize, 0x8002);
     EXPECT_EQ(file.State().audio[2].sampleSize, 4);
-    EXPECT_EQ(file.State().audioSampleSizeSum, 7);
+    EXPECT_EQ(file.State().statistics.audioSampleSizeSum, 7);
 }
 
 TEST(HeaderParse, SkippedAudioStream_LeavesItsSlotToTheNext)
@@ -149,7 +149,7 @@ TEST(HeaderParse, SkippedAudioStream_LeavesItsSlotToTheNext)
     EXPECT_EQ(file.State().audioStreamCount, 0);
     EXPECT_EQ(file.State().audio[0].format.formatTag, 0u) << "a conversion that fails writes nothing";
     EXPECT_EQ(file.State().audio[0].duration, 0.0);
-    EXPECT_EQ(file.State().audioSampleSizeSum, 0);
+    EXPECT_EQ(file.State().statistics.audioSampleSizeSum, 0);
 }
 
 TEST(HeaderParse, ListThatFails_StillSetsTheFirstChunkPosition)

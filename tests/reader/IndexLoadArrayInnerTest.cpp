@@ -155,7 +155,7 @@ TEST(IndexLoadArray, FailedLoads_LeaveTheCountsOfTheLastGoodOne)
         EXPECT_EQ(audio.status, 0);
         EXPECT_EQ(ToWords(audio.pattern), KrSizes(4, kUnwritten));
         EXPECT_EQ(reader.StreamState().totalFrames, 4u);
-        EXPECT_EQ(reader.StreamState().audio[0].entriesProduced, 4u);
+        EXPECT_EQ(reader.StreamState().statistics.audioEntries, 4u);
     }
 }
 
@@ -171,7 +171,7 @@ TEST(IndexLoadArray, ArrayOfAnotherKind_IsRefusedAndUntouched)
             EXPECT_TRUE(foreign.IsUntouched());
         }
         EXPECT_EQ(file.State().totalFrames, 4u) << "as the header says";
-        EXPECT_EQ(file.State().totalAudioSamples, 0u);
+        EXPECT_EQ(file.State().statistics.totalAudioSamples, 0u);
         EXPECT_EQ(LoadVideoOf(file.Reader()).status, 1) << "the lock was left";
     }
 }
@@ -186,7 +186,7 @@ TEST(IndexLoadArray, NullPattern_IsRefusedBeforeAnythingIsDone)
         EXPECT_EQ(file.Reader().LoadAudioIndex(entries, nullptr), 0);
         EXPECT_EQ(entries.GetSize(), 3);
         EXPECT_TRUE(IsStale(entries));
-        EXPECT_EQ(file.State().totalAudioSamples, 0u);
+        EXPECT_EQ(file.State().statistics.totalAudioSamples, 0u);
         EXPECT_EQ(LoadAudioOf(file.Reader()).status, 1);
     }
 }

@@ -141,7 +141,7 @@ TEST_P(IndexLoadClaims, SlotOfZeros_GivesTheEntriesOfTheOthers)
         EXPECT_EQ(load.status, 1) << slot;
         EXPECT_EQ(load.entries, AllBut(slot)) << slot;
         EXPECT_EQ(file.state.totalFrames, GetParam() ? 4u : 0u);
-        EXPECT_EQ(file.state.audio[0].entriesProduced, GetParam() ? 0u : 4u);
+        EXPECT_EQ(file.state.statistics.audioEntries, GetParam() ? 0u : 4u);
     }
 }
 
@@ -236,7 +236,7 @@ TEST_P(IndexLoadClaims, OneEntryMoreThanAnEighthOfTheFile_FailsTheLoadWithoutAnE
         EXPECT_EQ(load.status, 0) << inUse;
         EXPECT_EQ(file.array.GetSize(), static_cast<intptr_t>(kMostOfLarge)) << inUse;
         EXPECT_EQ(load.pattern.kind, kUnwritten);
-        EXPECT_EQ(file.state.totalFrames + file.state.audio[0].entriesProduced, 0u);
+        EXPECT_EQ(file.state.totalFrames + file.state.statistics.audioEntries, 0u);
     }
 }
 
@@ -249,7 +249,7 @@ TEST(IndexLoadClaimsOfSound, BoundOfTheUniformFlag_IsWhatIsAnnounced)
     {
         CKrIndexFile file(LargeFile(inUse, slots));
         ASSERT_EQ(file.Load(false).entries.size(), kMostOfLarge);
-        EXPECT_EQ(file.state.uniformAudioChunks, inUse == 13);
+        EXPECT_EQ(file.state.statistics.uniformAudioChunks, inUse == 13);
     }
 }
 

@@ -97,7 +97,7 @@ TEST(IndexLoadOld, EntriesThatAreNotTheStreams_AreSkippedWithTheirOffsets)
     EXPECT_EQ(loaded.file.State().totalFrames, 2u);
     EXPECT_EQ(loaded.audio.status, 1);
     EXPECT_TRUE(loaded.audio.entries.empty());
-    EXPECT_EQ(loaded.file.State().audio[0].entriesProduced, 0u);
+    EXPECT_EQ(loaded.file.State().statistics.audioEntries, 0u);
 }
 
 TEST(IndexLoadOld, AudioEntries_AreWbOnly)
@@ -125,7 +125,7 @@ TEST(IndexLoadOld, Size_IsKeptWithAllItsBits)
     const SLoaded loaded(WithEntries({{"00dc", 0, 4, 0x80000000}, {"01wb", 0, 4, 0xFFFFFFFF}}));
     EXPECT_EQ(loaded.video.entries.at(0).second, 0x80000000u);
     EXPECT_EQ(loaded.audio.entries.at(0).second, 0xFFFFFFFFu);
-    EXPECT_EQ(loaded.file.State().largestVideoChunk, 0x80000000u);
+    EXPECT_EQ(loaded.file.State().statistics.largestVideoChunk, 0x80000000u);
 }
 
 TEST(IndexLoadOld, FirstEntryBeyondTheFile_EndsTheIndexOfItsStreamOnly)
@@ -139,10 +139,10 @@ TEST(IndexLoadOld, FirstEntryBeyondTheFile_EndsTheIndexOfItsStreamOnly)
                                       {"01wb", 0, 160, 16}}));
     EXPECT_EQ(loaded.video.entries, (PlacesAndSizes{{loaded.VideoAt(4), 10}}));
     EXPECT_EQ(loaded.file.State().totalFrames, 1u);
-    EXPECT_EQ(loaded.file.State().largestVideoChunk, 10u) << "what was dropped does not count";
+    EXPECT_EQ(loaded.file.State().statistics.largestVideoChunk, 10u) << "what was dropped does not count";
     EXPECT_EQ(loaded.audio.entries,
               (PlacesAndSizes{{loaded.AudioAt(112, 112), 11}, {loaded.AudioAt(150, 112), 14}}));
-    EXPECT_EQ(loaded.file.State().audio[0].entriesProduced, 2u);
+    EXPECT_EQ(loaded.file.State().statistics.audioEntries, 2u);
 }
 
 // A position that would lie before the file wraps to one far beyond it.
@@ -201,7 +201,7 @@ TEST(IndexLoadOld, NoEntry_FailsAndLeavesTheCounts)
             file.Chunk("idx1", KrBytes(bytes, '0'));
         };
         CKrParsedInMemory file(avi);
-        ASSERT_TRUE(file.State().oldIndexPresent);
+        ASSERT_TRUE(file.State().statistics.oldIndexPresent);
         EXPECT_EQ(LoadVideoOf(file.Reader()).status, 0);
         EXPECT_EQ(LoadAudioOf(file.Reader()).status, 0);
         EXPECT_EQ(file.State().totalFrames, 55u);
@@ -234,7 +234,7 @@ TEST(IndexLoadOld, RepeatedLoadsOfBothKinds_GiveTheSame)
         EXPECT_EQ(file.State().videoIndex.oldIndexEntries, 10u);
         EXPECT_EQ(file.State().audio[0].index.oldIndexEntries, 10u);
         EXPECT_EQ(file.State().totalFrames, 5u);
-        EXPECT_EQ(file.State().audio[0].entriesProduced, 5u);
+        EXPECT_EQ(file.State().statistics.audioEntries, 5u);
     }
 }
 

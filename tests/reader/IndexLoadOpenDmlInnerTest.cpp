@@ -55,7 +55,7 @@ TEST(IndexLoadOpenDml, LoadOfVideo_KeepsCountAndLargestChunk)
     EXPECT_EQ(file.State().totalFrames, 77u);
     ASSERT_EQ(LoadStream(file.Reader(), 0).size(), 6u);
     EXPECT_EQ(file.State().totalFrames, 6u);
-    EXPECT_EQ(file.State().largestVideoChunk, 106u) << "the key-frame bit is no part of a size";
+    EXPECT_EQ(file.State().statistics.largestVideoChunk, 106u) << "the key-frame bit is no part of a size";
 }
 
 TEST(IndexLoadOpenDml, WideEntries_CountForTheLargestChunkAsStored)
@@ -64,7 +64,7 @@ TEST(IndexLoadOpenDml, WideEntries_CountForTheLargestChunkAsStored)
     built.content.PutU32(StdIndex(built, 0, 0).data + kEntries + 24 + 8, 0x80000005);
     CKrParsedInMemory file(built.content);
     EXPECT_EQ(LoadStream(file.Reader(), 0)[1].second, 0x80000005u);
-    EXPECT_EQ(file.State().largestVideoChunk, 0x80000005u);
+    EXPECT_EQ(file.State().statistics.largestVideoChunk, 0x80000005u);
 }
 
 TEST(IndexLoadOpenDml, LargestChunk_OnlyGrowsUntilAnotherFileIsOpened)
@@ -77,13 +77,13 @@ TEST(IndexLoadOpenDml, LargestChunk_OnlyGrowsUntilAnotherFileIsOpened)
     ASSERT_EQ(LoadStream(reader, 0).size(), 6u);
     ASSERT_EQ(LoadStream(reader, 1).size(), 6u);
     ASSERT_EQ(LoadStream(reader, 0).size(), 6u);
-    EXPECT_EQ(reader.StreamState().largestVideoChunk, 106u);
+    EXPECT_EQ(reader.StreamState().statistics.largestVideoChunk, 106u);
     built.content.PutU32(StdIndex(built, 0, 1).data + kEntries + 16 + 4, 1);
     files.Set(L"b.avi", built.content);
     ASSERT_EQ(reader.Open(L"b.avi"), 1);
-    EXPECT_EQ(reader.StreamState().largestVideoChunk, 0u);
+    EXPECT_EQ(reader.StreamState().statistics.largestVideoChunk, 0u);
     ASSERT_EQ(LoadStream(reader, 0).size(), 6u);
-    EXPECT_EQ(reader.StreamState().largestVideoChunk, 105u);
+    EXPECT_EQ(reader.StreamState().statistics.largestVideoChunk, 105u);
 }
 
 // Everything that the reading rules say holds for both streams.

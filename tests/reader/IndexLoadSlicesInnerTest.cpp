@@ -101,10 +101,10 @@ KrOutcome OutcomeOf(CKrIndexFile& file, bool video, size_t sliceSize)
             load.entries,
             ToWords(load.pattern),
             file.state.totalFrames,
-            file.state.largestVideoChunk,
-            file.state.totalAudioSamples,
-            file.state.uniformAudioChunks,
-            file.state.audio[0].entriesProduced};
+            file.state.statistics.largestVideoChunk,
+            file.state.statistics.totalAudioSamples,
+            file.state.statistics.uniformAudioChunks,
+            file.state.statistics.audioEntries};
 }
 
 void MakeOld(CKrIndexFile& file)

@@ -187,15 +187,15 @@ TEST(IndexLocate, NextFile_StartsWithNothing)
     ASSERT_EQ(reader.Open(L"rich.avi"), 1);
     ASSERT_EQ(LoadVideoOf(reader).status, 1);
     ASSERT_EQ(LoadAudioOf(reader).status, 1);
-    EXPECT_NE(reader.StreamState().largestVideoChunk, 0u);
+    EXPECT_NE(reader.StreamState().statistics.largestVideoChunk, 0u);
     ASSERT_EQ(reader.Open(L"poor.avi"), 1);
     const SKrStreamState& state = reader.StreamState();
     EXPECT_FALSE(state.openDmlIndex);
     EXPECT_EQ(state.videoIndex.indexPosition, kNotLocated);
     EXPECT_EQ(state.audio[0].index.indexPosition, kNotLocated);
-    EXPECT_EQ(state.largestVideoChunk, 0u);
-    EXPECT_EQ(state.totalAudioSamples, 0u);
-    EXPECT_FALSE(state.uniformAudioChunks);
+    EXPECT_EQ(state.statistics.largestVideoChunk, 0u);
+    EXPECT_EQ(state.statistics.totalAudioSamples, 0u);
+    EXPECT_FALSE(state.statistics.uniformAudioChunks);
     EXPECT_EQ(LoadVideoOf(reader).status, 0);
     EXPECT_EQ(LoadAudioOf(reader).status, 0);
 }

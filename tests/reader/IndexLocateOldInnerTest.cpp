@@ -169,7 +169,7 @@ TEST(IndexLocateOld, OldIndexWithAPartOfAnEntry_CountsTheWholeOnes)
         SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);
         avi.afterMovi = ChunkOf("idx1", bytes);
         const SKrLocated located(avi);
-        EXPECT_TRUE(located.State().oldIndexPresent);
+        EXPECT_TRUE(located.State().statistics.oldIndexPresent);
         EXPECT_EQ(located.Video().oldIndexEntries, entries) << bytes;
     }
 }

@@ -24,7 +24,7 @@ struct SKrLocated
 inline void ExpectOpenDmlAt(const SKrLocated& located, const SKrBuiltChunk& indx)
 {
     EXPECT_TRUE(located.State().openDmlIndex);
-    EXPECT_FALSE(located.State().oldIndexPresent);
+    EXPECT_FALSE(located.State().statistics.oldIndexPresent);
     EXPECT_EQ(located.Video().indexPosition, indx.header);
     EXPECT_EQ(located.Video().firstChunkPosition, kNotLocated);
     EXPECT_EQ(located.Video().oldIndexEntries, 0u);
@@ -34,7 +34,7 @@ inline void ExpectOldIndexAt(const SKrLocated& located, const SKrBuiltChunk& idx
                              const SKrBuiltChunk& firstChunk)
 {
     EXPECT_FALSE(located.State().openDmlIndex);
-    EXPECT_TRUE(located.State().oldIndexPresent);
+    EXPECT_TRUE(located.State().statistics.oldIndexPresent);
     EXPECT_EQ(located.Video().indexPosition, idx1.data);
     EXPECT_EQ(located.Video().firstChunkPosition, firstChunk.header);
     EXPECT_EQ(located.Video().oldIndexEntries, idx1.size / 16);
@@ -44,7 +44,7 @@ inline void ExpectNothingLocated(const SKrLocated& located)
 {
     EXPECT_EQ(located.file.Status(), 1);
     EXPECT_FALSE(located.State().openDmlIndex);
-    EXPECT_FALSE(located.State().oldIndexPresent);
+    EXPECT_FALSE(located.State().statistics.oldIndexPresent);
     EXPECT_EQ(located.Video().indexPosition, kNotLocated);
     EXPECT_EQ(located.Video().oldIndexEntries, 0u);
 }

@@ -43,8 +43,8 @@ const SKrLookupCase kAnyList = {.id = FourCcValue("LIST")};
 
 TEST_F(ChunkLookupFaults, NoFault_ListIsFound)
 {
-    EXPECT_EQ(Run(kAnyList).status, 0);
-    EXPECT_EQ(Run({.mode = EKrLookupMode::ListOnly}).status, 0);
+    EXPECT_TRUE(Run(kAnyList).found);
+    EXPECT_TRUE(Run({.mode = EKrLookupMode::ListOnly}).found);
 }
 
 TEST_F(ChunkLookupFaults, NoReadWorks_NothingIsFoundAndTheRecordIsUntouched)
@@ -52,14 +52,14 @@ TEST_F(ChunkLookupFaults, NoReadWorks_NothingIsFoundAndTheRecordIsUntouched)
     m_faulty.FailCall(EKrFileCall::Read, 1, EKrFaultSpan::FromThenOn);
     const SKrLookupOutcome outcome = Run(kAnyList);
     EXPECT_TRUE(m_faulty.FaultStruck());
-    EXPECT_EQ(outcome.status, 265);
+    EXPECT_FALSE(outcome.found);
     EXPECT_EQ(outcome.record.cksize, 0x5A5A5A5Au);
 }
 
 TEST_F(ChunkLookupFaults, SecondHeaderCannotBeRead_NothingIsFound)
 {
     m_faulty.FailCall(EKrFileCall::Read, 2, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(Run(kAnyList).status, 265);
+    EXPECT_FALSE(Run(kAnyList).found);
     EXPECT_TRUE(m_faulty.FaultStruck());
 }
 
@@ -69,10 +69,10 @@ TEST_F(ChunkLookupFaults, FailedReadOnce_NeverBringsAWrongChunk)
                                              [&](uint64_t)
                                              {
                                                  const SKrLookupOutcome outcome = Run(kAnyList);
-                                                 if (outcome.status == 0)
+                                                 if (outcome.found)
                                                      EXPECT_EQ(outcome.record.offset, kFar + 8);
                                                  else
-                                                     EXPECT_EQ(outcome.status, 265);
+                                                     EXPECT_FALSE(outcome.found);
                                              });
     EXPECT_GE(runs, 2u);
 }
@@ -80,7 +80,7 @@ TEST_F(ChunkLookupFaults, FailedReadOnce_NeverBringsAWrongChunk)
 TEST_F(ChunkLookupFaults, SevenBytesOfEachHeader_NothingIsFound)
 {
     m_faulty.ShortenRead(1, 7, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(Run(kAnyList).status, 265);
+    EXPECT_FALSE(Run(kAnyList).found);
     EXPECT_TRUE(m_faulty.FaultStruck());
 }
 
@@ -88,7 +88,7 @@ TEST_F(ChunkLookupFaults, EightBytesOfEachHeader_AreEnoughForAnyChunkButWithoutT
 {
     m_faulty.ShortenRead(1, 8, EKrFaultSpan::FromThenOn);
     const SKrLookupOutcome outcome = Run(kAnyList);
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(outcome.found);
     EXPECT_EQ(outcome.record.offset, kFar + 8);
     EXPECT_EQ(outcome.record.fccType, 0u);
 }
@@ -96,10 +96,10 @@ TEST_F(ChunkLookupFaults, EightBytesOfEachHeader_AreEnoughForAnyChunkButWithoutT
 TEST_F(ChunkLookupFaults, ElevenBytesOfEachHeader_AreTooFewForListOnly)
 {
     m_faulty.ShortenRead(1, 11, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(Run({.mode = EKrLookupMode::ListOnly}).status, 265);
+    EXPECT_FALSE(Run({.mode = EKrLookupMode::ListOnly}).found);
     m_faulty.Reset();
     m_faulty.ShortenRead(1, 12, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(Run({.mode = EKrLookupMode::ListOnly}).status, 0);
+    EXPECT_TRUE(Run({.mode = EKrLookupMode::ListOnly}).found);
 }
 
 // A run of zeros with a place in it that cannot be read ends the lookup instead of jumping over that place.
@@ -115,6 +115,6 @@ TEST_F(ChunkLookupFaults, ZerosThatCannotBeRead_EndTheLookup)
     ASSERT_GE(reads, 4u);
     m_faulty.Reset();
     m_faulty.FailCall(EKrFileCall::Read, reads / 2, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(Run(kAnyList).status, 265);
+    EXPECT_FALSE(Run(kAnyList).found);
     EXPECT_TRUE(m_faulty.FaultStruck());
 }

@@ -13,7 +13,7 @@ SKrLookupOutcome Found(std::string_view id, uint32_t size, std::string_view type
                        uint64_t position)
 {
     SKrLookupOutcome outcome;
-    outcome.status = 0;
+    outcome.found = true;
     outcome.record = {FourCcValue(id), size, type.empty() ? 0 : FourCcValue(type), offset};
     outcome.position = position;
     return outcome;
@@ -23,7 +23,7 @@ SKrLookupOutcome Found(std::string_view id, uint32_t size, std::string_view type
 SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
 {
     SKrLookupOutcome outcome;
-    outcome.status = 265;
+    outcome.found = false;
     outcome.record = WantedRecord(lookup);
     outcome.position = position;
     return outcome;

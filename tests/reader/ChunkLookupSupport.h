@@ -78,22 +78,22 @@ struct SKrLookupCase
 // What came of it.
 struct SKrLookupOutcome
 {
-    int status = -1;
+    bool found = false;
     SKrRiffChunkInfo record = {};
     uint64_t position = 0; // of the file pointer afterwards
 
     bool operator==(const SKrLookupOutcome& other) const
     {
-        return status == other.status && position == other.position && record.ckid == other.record.ckid &&
+        return found == other.found && position == other.position && record.ckid == other.record.ckid &&
                record.cksize == other.record.cksize && record.fccType == other.record.fccType &&
                record.offset == other.record.offset;
     }
 
     friend std::ostream& operator<<(std::ostream& out, const SKrLookupOutcome& outcome)
     {
-        return out << "status " << outcome.status << ", id " << std::hex << outcome.record.ckid << ", size "
-                   << outcome.record.cksize << ", type " << outcome.record.fccType << std::dec << ", offset "
-                   << outcome.record.offset << ", file pointer " << outcome.position;
+        return out << (outcome.found ? "found" : "not found") << ", id " << std::hex << outcome.record.ckid
+                   << ", size " << outcome.record.cksize << ", type " << outcome.record.fccType << std::dec
+                   << ", offset " << outcome.record.offset << ", file pointer " << outcome.position;
     }
 };
 
@@ -108,8 +108,8 @@ struct SKrLookupOutcome
     SKrLookupOutcome outcome;
     outcome.record = WantedRecord(lookup);
     cursor.SeekTo(lookup.start);
-    outcome.status = static_cast<int>(FindChunk(
-        cursor, outcome.record, lookup.parent ? &*lookup.parent : nullptr, lookup.mode, lookup.zeroLimit));
+    outcome.found = FindChunk(cursor, outcome.record, lookup.parent ? &*lookup.parent : nullptr, lookup.mode,
+                              lookup.zeroLimit);
     outcome.position = cursor.Position();
     return outcome;
 }
@@ -136,7 +136,7 @@ public:
     {
         SKrLookupOutcome outcome;
         outcome.record = WantedRecord(m_lookup);
-        outcome.status = Find(outcome.record) ? 0 : 265;
+        outcome.found = Find(outcome.record);
         outcome.position = m_pointer;
         return outcome;
     }

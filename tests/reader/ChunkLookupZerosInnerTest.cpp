@@ -21,12 +21,12 @@ KrBytes ListBehindZeros(uint32_t zeros)
 
 SKrLookupOutcome ListAt(uint64_t header)
 {
-    return {.status = 0, .record = {kListId, 4, FourCcValue("movi"), header + 8}, .position = header + 12};
+    return {.found = true, .record = {kListId, 4, FourCcValue("movi"), header + 8}, .position = header + 12};
 }
 
 SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
 {
-    return {.status = 265, .record = WantedRecord(lookup), .position = position};
+    return {.found = false, .record = WantedRecord(lookup), .position = position};
 }
 
 // Where the skip of a chunk of this size ends.
@@ -62,7 +62,7 @@ TEST(ChunkLookupZeros, RunOfOneToThree_AnyChunkIsTheShiftedHeader)
     for (uint32_t zeros = 1; zeros <= 3; ++zeros)
     {
         const SKrLookupOutcome shifted = {
-            .status = 0, .record = {ids[zeros], kShiftedSizes[zeros], 0, 8}, .position = 8};
+            .found = true, .record = {ids[zeros], kShiftedSizes[zeros], 0, 8}, .position = 8};
         EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {}), shifted) << zeros << " zeros";
     }
 }
@@ -172,7 +172,7 @@ TEST(ChunkLookupZeros, ListOnlyAndRiffOnly_ChunkBehindZerosIsLost)
 
         const KrBytes bytes = Join({Zeros(zeros), Header("RIFF", 4, "AVIX")});
         const SKrLookupCase riff = {.mode = kRiffs};
-        EXPECT_EQ(RunLookup(bytes, riff).status, 265) << zeros << " zeros";
+        EXPECT_FALSE(RunLookup(bytes, riff).found) << zeros << " zeros";
     }
 }
 
@@ -218,7 +218,7 @@ TEST(ChunkLookupZeros, LimitReachedAtAWantedChunkOfSizeZero_ItIsNotTaken)
     const KrBytes bytes = Header("JUNK", 0, "more");
     const SKrLookupCase lookup = {.id = FourCcValue("JUNK"), .zeroLimit = 1};
     EXPECT_EQ(RunLookup(bytes, lookup), NotFound(lookup, 12));
-    EXPECT_EQ(RunLookup(bytes, {.id = FourCcValue("JUNK"), .zeroLimit = 2}).status, 0);
+    EXPECT_TRUE(RunLookup(bytes, {.id = FourCcValue("JUNK"), .zeroLimit = 2}).found);
 }
 
 TEST(ChunkLookupZeros, HeaderWithoutZeroFields_SetsTheCountBack)

@@ -4,54 +4,37 @@
 #include "format/KrFrameTables.h"
 #include "siblings/KrAVUtils/KrAVUtils.h"
 
-#include <algorithm>
-
 namespace
 {
-// 'KrlA': signature, an unused byte, the format mark, then the fields
-constexpr uint8_t kKrlASignature[16] = {'k', 'o', 'r', 'i', 'n', '-', 'a', 'v', 'i'};
-constexpr uint8_t kKrlAMark[4] = {0x00, 0x00, 0x0F, 0x00};
-constexpr size_t kKrlAMarkAt = 17;
-constexpr size_t kKrlAScanModeAt = 21;
-constexpr size_t kKrlAAspectAt = 22;
-constexpr size_t kKrlAMinimumSize = 20;
-constexpr size_t kKrlAFieldsEnd = 30;
-
-// 'PrmA': an atom, its type before its length
-constexpr uint8_t kPrmAHead[12] = {'P', 'A', 'R', 'f', 0, 0, 0, 20, 0, 1, 0, 0};
-constexpr size_t kPrmAAspectAt = 12;
-
-// 'CtsI'
-constexpr uint8_t kCtsIVersion[4] = {0x00, 0x00, 0x02, 0x00};
-constexpr size_t kCtsIOnesAt = 12;
-constexpr size_t kCtsIOnesCount = 12;
-constexpr size_t kCtsIScanModeAt = 24;
-constexpr size_t kCtsIMinimumSize = 25;
-
-void PutAspect(uint8_t* to, const SKrPixelAspect& aspect)
+uint8_t ByteAt(std::span<const uint8_t> data, size_t at)
 {
-    PutBe32(to, aspect.horizontal);
-    PutBe32(to + 4, aspect.vertical);
+    return at < data.size() ? data[at] : 0;
 }
 
-SKrPixelAspect GetAspect(const uint8_t* from)
+bool HasBytes(std::span<const uint8_t> data, const SKrFixedBytes& fixed)
 {
-    return {GetBe32(from), GetBe32(from + 4)};
+    for (size_t index = 0; index < fixed.bytes.size(); ++index)
+    {
+        if (ByteAt(data, fixed.at + index) != fixed.bytes[index])
+            return false;
+    }
+    return true;
 }
 
-bool HasAt(std::span<const uint8_t> data, size_t at, std::span<const uint8_t> wanted)
+bool IsReadable(const SKrPrivateChunkKind& kind, std::span<const uint8_t> data)
 {
-    return std::ranges::equal(data.subspan(at, wanted.size()), wanted);
+    const auto isWrong = [data](const SKrFixedBytes& fixed)
+    {
+        return fixed.isChecked && !HasBytes(data, fixed);
+    };
+    return data.size() >= kind.minimumSize && std::ranges::none_of(kind.fixed, isWrong);
 }
 
-// The fields of a 'KrlA' record, zeros behind its end, or false when its fixed bytes are wrong.
-bool TakeKrlA(std::span<const uint8_t> data, std::array<uint8_t, kKrlAFieldsEnd>& fields)
+uint32_t Be32At(std::span<const uint8_t> data, size_t at)
 {
-    if (data.size() < kKrlAMinimumSize)
-        return false;
-    fields.fill(0);
-    std::copy_n(data.begin(), std::min(data.size(), fields.size()), fields.begin());
-    return HasAt(fields, 0, kKrlASignature) && HasAt(fields, kKrlAMarkAt, kKrlAMark);
+    const uint8_t bytes[] = {ByteAt(data, at), ByteAt(data, at + 1), ByteAt(data, at + 2),
+                             ByteAt(data, at + 3)};
+    return GetBe32(bytes);
 }
 } // namespace
 
@@ -75,65 +58,35 @@ SKrPixelAspect PixelAspectToStore(const SKrAviVideoParams& params)
     }
 }
 
-std::array<uint8_t, kKrlASize> BuildKrlA(uint8_t scanMode, const SKrPixelAspect& aspect)
+std::vector<uint8_t> BuildPrivateChunk(const SKrPrivateChunkKind& kind, uint8_t scanMode,
+                                       const SKrPixelAspect& aspect)
 {
-    std::array<uint8_t, kKrlASize> data{};
-    std::ranges::copy(kKrlASignature, data.begin());
-    std::ranges::copy(kKrlAMark, data.begin() + kKrlAMarkAt);
-    data[kKrlAScanModeAt] = scanMode;
-    PutAspect(&data[kKrlAAspectAt], aspect);
+    std::vector<uint8_t> data(kind.size);
+    for (const SKrFixedBytes& fixed : kind.fixed)
+        std::ranges::copy(fixed.bytes, &data[fixed.at]);
+    if (kind.scanModeAt)
+        data[*kind.scanModeAt] = scanMode;
+    if (kind.aspectAt)
+    {
+        PutBe32(&data[*kind.aspectAt], aspect.horizontal);
+        PutBe32(&data[*kind.aspectAt + 4], aspect.vertical);
+    }
     return data;
 }
 
-std::array<uint8_t, kPrmASize> BuildPrmA(const SKrPixelAspect& aspect)
+std::optional<uint8_t> DecodeScanMode(const SKrPrivateChunkKind& kind, std::span<const uint8_t> data)
 {
-    std::array<uint8_t, kPrmASize> data{};
-    std::ranges::copy(kPrmAHead, data.begin());
-    PutAspect(&data[kPrmAAspectAt], aspect);
-    return data;
+    if (!kind.scanModeAt || !IsReadable(kind, data))
+        return std::nullopt;
+    return ByteAt(data, *kind.scanModeAt);
 }
 
-std::array<uint8_t, kCtsISize> BuildCtsI(uint8_t scanMode)
+std::optional<SKrPixelAspect> DecodePixelAspect(const SKrPrivateChunkKind& kind,
+                                                std::span<const uint8_t> data)
 {
-    std::array<uint8_t, kCtsISize> data{};
-    std::ranges::copy(kCtsIVersion, data.begin());
-    std::fill_n(data.begin() + kCtsIOnesAt, kCtsIOnesCount, uint8_t{0xFF});
-    data[kCtsIScanModeAt] = scanMode;
-    return data;
-}
-
-bool DecodeKrlAScanMode(std::span<const uint8_t> data, uint8_t& scanMode)
-{
-    std::array<uint8_t, kKrlAFieldsEnd> fields;
-    if (!TakeKrlA(data, fields))
-        return false;
-    scanMode = fields[kKrlAScanModeAt];
-    return true;
-}
-
-bool DecodeKrlAAspect(std::span<const uint8_t> data, SKrPixelAspect& aspect)
-{
-    std::array<uint8_t, kKrlAFieldsEnd> fields;
-    if (!TakeKrlA(data, fields))
-        return false;
-    aspect = GetAspect(&fields[kKrlAAspectAt]);
-    return true;
-}
-
-bool DecodeCtsI(std::span<const uint8_t> data, uint8_t& scanMode)
-{
-    if (data.size() < kCtsIMinimumSize || !HasAt(data, 0, kCtsIVersion))
-        return false;
-    scanMode = data[kCtsIScanModeAt];
-    return true;
-}
-
-bool DecodePrmA(std::span<const uint8_t> data, SKrPixelAspect& aspect)
-{
-    if (data.size() < kPrmASize || !HasAt(data, 0, kPrmAHead))
-        return false;
-    aspect = GetAspect(&data[kPrmAAspectAt]);
-    return true;
+    if (!kind.aspectAt || !IsReadable(kind, data))
+        return std::nullopt;
+    return SKrPixelAspect{Be32At(data, *kind.aspectAt), Be32At(data, *kind.aspectAt + 4)};
 }
 
 EKrScanMode ScanModeOfByte(uint8_t stored)

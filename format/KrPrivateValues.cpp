@@ -1,17 +1,14 @@
 #include "format/KrPrivateValues.h"
 
-#include "format/KrFourCC.h"
-
+#include <algorithm>
 #include <array>
-#include <optional>
 #include <span>
 
 namespace
 {
-// No field lies behind these bytes.
+// No field lies past these bytes.
 constexpr uint32_t kLargestRead = 512;
 
-// A private chunk's data, zeros behind its end.
 struct SPrivateData
 {
     std::array<uint8_t, kLargestRead> buffer = {};
@@ -20,10 +17,10 @@ struct SPrivateData
     std::span<const uint8_t> Bytes() const { return {buffer.data(), size}; }
 };
 
-// Reads the data of a chunk as far as fields go. `whole`: the file must hold all of the chunk.
-std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, uint32_t wanted, bool whole)
+// Reads the data of a chunk as far as fields go.
+std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, const SKrPrivateChunkKind& kind)
 {
-    const SKrRiffChunkInfo* const chunk = chunks.Find(wanted);
+    const SKrRiffChunkInfo* const chunk = chunks.Find(kind.id);
     if (chunk == nullptr)
         return std::nullopt;
     SPrivateData data;
@@ -33,7 +30,7 @@ std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, uint32_t 
         data.size = chunks.ReadData(*chunk, data.buffer.data());
         return data.size == chunk->cksize ? std::optional(data) : std::nullopt;
     }
-    if (whole && chunk->offset + chunk->cksize > chunks.FileLength())
+    if (kind.mustBeWhole && chunk->offset + chunk->cksize > chunks.FileLength())
         return std::nullopt;
     SKrRiffChunkInfo head = *chunk;
     head.cksize = kLargestRead;
@@ -43,58 +40,42 @@ std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, uint32_t 
     return data;
 }
 
-std::optional<SPrivateData> ReadKrlA(IKrPrivateChunks& chunks)
+bool ReadScanMode(IKrPrivateChunks& chunks, const SKrPrivateChunkKind& kind, EKrScanMode& scanMode)
 {
-    return ReadPrivateChunk(chunks, kFccKrlA, false);
-}
-
-std::optional<uint8_t> ScanModeByte(IKrPrivateChunks& chunks, int flavour)
-{
-    uint8_t stored = 0;
-    if (flavour == KrPrivateValues::kOwnFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadKrlA(chunks);
-        return data && DecodeKrlAScanMode(data->Bytes(), stored) ? std::optional(stored) : std::nullopt;
-    }
-    if (flavour == KrPrivateValues::kForeignFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadPrivateChunk(chunks, kFccCtsI, true);
-        return data && DecodeCtsI(data->Bytes(), stored) ? std::optional(stored) : std::nullopt;
-    }
-    return std::nullopt;
-}
-} // namespace
-
-bool KrPrivateValues::ScanMode(IKrPrivateChunks& chunks, int flavour, EKrScanMode& scanMode)
-{
-    const std::optional<uint8_t> stored = ScanModeByte(chunks, flavour);
+    const auto data = ReadPrivateChunk(chunks, kind);
+    const auto stored = data ? DecodeScanMode(kind, data->Bytes()) : std::nullopt;
     if (!stored)
         return false;
     scanMode = ScanModeOfByte(*stored);
     return scanMode != EKrScanMode::Unknown;
 }
 
-bool KrPrivateValues::PixelAspect(IKrPrivateChunks& chunks, int flavour, SKrPixelAspect& aspect)
+bool ReadPixelAspect(IKrPrivateChunks& chunks, const SKrPrivateChunkKind& kind, SKrPixelAspect& aspect)
 {
-    if (flavour == kOwnFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadKrlA(chunks);
-        return data && DecodeKrlAAspect(data->Bytes(), aspect);
-    }
-    if (flavour == kForeignFlavour)
-    {
-        const std::optional<SPrivateData> data = ReadPrivateChunk(chunks, kFccPrmA, true);
-        return data && DecodePrmA(data->Bytes(), aspect);
-    }
-    return false;
+    const auto data = ReadPrivateChunk(chunks, kind);
+    const auto stored = data ? DecodePixelAspect(kind, data->Bytes()) : std::nullopt;
+    aspect = stored.value_or(aspect);
+    return stored.has_value();
+}
+} // namespace
+
+bool KrPrivateValues::ScanMode(IKrPrivateChunks& chunks, std::optional<int> flavour, EKrScanMode& scanMode)
+{
+    return std::ranges::any_of(kPrivateChunkKinds,
+                               [&](const SKrPrivateChunkKind& kind)
+                               {
+                                   return kind.scanModeAt && flavour.value_or(kind.flavour) == kind.flavour &&
+                                          ReadScanMode(chunks, kind, scanMode);
+                               });
 }
 
-bool KrPrivateValues::ScanMode(IKrPrivateChunks& chunks, EKrScanMode& scanMode)
+bool KrPrivateValues::PixelAspect(IKrPrivateChunks& chunks, std::optional<int> flavour,
+                                  SKrPixelAspect& aspect)
 {
-    return ScanMode(chunks, kOwnFlavour, scanMode) || ScanMode(chunks, kForeignFlavour, scanMode);
-}
-
-bool KrPrivateValues::PixelAspect(IKrPrivateChunks& chunks, SKrPixelAspect& aspect)
-{
-    return PixelAspect(chunks, kOwnFlavour, aspect) || PixelAspect(chunks, kForeignFlavour, aspect);
+    return std::ranges::any_of(kPrivateChunkKinds,
+                               [&](const SKrPrivateChunkKind& kind)
+                               {
+                                   return kind.aspectAt && flavour.value_or(kind.flavour) == kind.flavour &&
+                                          ReadPixelAspect(chunks, kind, aspect);
+                               });
 }

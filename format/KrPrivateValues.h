@@ -1,4 +1,4 @@
-// What the private information chunks of a file say, whoever finds them and reads their bytes.
+// The values in the private information chunks of a file, whoever finds them and reads their bytes.
 #ifndef KR_FORMAT_KRPRIVATEVALUES_H
 #define KR_FORMAT_KRPRIVATEVALUES_H
 
@@ -6,6 +6,7 @@
 #include "format/KrPrivateChunks.h"
 
 #include <cstdint>
+#include <optional>
 
 // A file, as far as its private chunks are concerned.
 class IKrPrivateChunks
@@ -23,18 +24,14 @@ protected:
     ~IKrPrivateChunks() = default;
 };
 
+// Of the chunks of a flavour, or without one of all chunks: the first in kPrivateChunkKinds that has a value.
 namespace KrPrivateValues
 {
-inline constexpr int kOwnFlavour = 1;     // 'KrlA'
-inline constexpr int kForeignFlavour = 2; // 'CtsI' and 'PrmA'
+inline constexpr std::optional<int> kAnyFlavour = std::nullopt;
 
-// Stores -1 and answers false when the chunk is there but sets no mode.
-[[nodiscard]] bool ScanMode(IKrPrivateChunks& chunks, int flavour, EKrScanMode& scanMode);
-[[nodiscard]] bool PixelAspect(IKrPrivateChunks& chunks, int flavour, SKrPixelAspect& aspect);
-
-// The same of the first flavour that has a value.
-[[nodiscard]] bool ScanMode(IKrPrivateChunks& chunks, EKrScanMode& scanMode);
-[[nodiscard]] bool PixelAspect(IKrPrivateChunks& chunks, SKrPixelAspect& aspect);
+// Stores -1 and answers false when a chunk is there but sets no mode, and none after it does.
+[[nodiscard]] bool ScanMode(IKrPrivateChunks& chunks, std::optional<int> flavour, EKrScanMode& scanMode);
+[[nodiscard]] bool PixelAspect(IKrPrivateChunks& chunks, std::optional<int> flavour, SKrPixelAspect& aspect);
 } // namespace KrPrivateValues
 
 #endif

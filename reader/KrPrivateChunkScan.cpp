@@ -10,12 +10,11 @@
 
 namespace
 {
-constexpr uint32_t kIds[] = {kFccKrlA, kFccCtsI, kFccPrmA};
-
-// Place of an id among those, or their number.
+// Place of an id among the kinds, or their number.
 size_t PlaceOf(uint32_t ckid)
 {
-    return static_cast<size_t>(std::ranges::find(kIds, ckid) - std::begin(kIds));
+    const auto* const kind = std::ranges::find(kPrivateChunkKinds, ckid, &SKrPrivateChunkKind::id);
+    return static_cast<size_t>(kind - std::begin(kPrivateChunkKinds));
 }
 } // namespace
 

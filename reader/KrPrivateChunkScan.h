@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 
 class CKrFileCursor;
@@ -20,7 +21,7 @@ class CKrPrivateChunkScan final : public IKrPrivateChunks
 public:
     CKrPrivateChunkScan(CKrFileCursor& cursor, IKrFile& file) : m_cursor(cursor), m_file(file) {}
 
-    // 'KrlA', 'CtsI' or 'PrmA', as a sub-chunk of the first segment, else of the last one.
+    // A chunk of kPrivateChunkKinds, as a sub-chunk of the first segment, else of the last one.
     [[nodiscard]] const SKrRiffChunkInfo* Find(uint32_t ckid) override;
     [[nodiscard]] uint32_t ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer) override;
     [[nodiscard]] uint64_t FileLength() override;
@@ -31,7 +32,8 @@ private:
     {
         SKrRiffChunkInfo segment;
         std::optional<SKrRiffChunkInfo> lastRead = {};
-        std::array<std::optional<SKrRiffChunkInfo>, 3> found = {}; // the first of each id
+        std::array<std::optional<SKrRiffChunkInfo>, std::size(kPrivateChunkKinds)> found =
+            {}; // first of each
     };
 
     [[nodiscard]] bool FindCandidates();

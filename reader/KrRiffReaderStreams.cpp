@@ -48,10 +48,10 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
         return;
     CKrPrivateChunkScan chunks(m_cursor, *m_file);
     EKrScanMode scanMode = EKrScanMode::Unknown;
-    if (KrPrivateValues::ScanMode(chunks, scanMode))
+    if (KrPrivateValues::ScanMode(chunks, KrPrivateValues::kAnyFlavour, scanMode))
         format.scanMode = static_cast<int32_t>(scanMode);
     SKrPixelAspect aspect;
-    if (KrPrivateValues::PixelAspect(chunks, aspect))
+    if (KrPrivateValues::PixelAspect(chunks, KrPrivateValues::kAnyFlavour, aspect))
         ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
 }
 

@@ -48,16 +48,7 @@ int QueryByPath(const wchar_t* path, Search&& search)
     return Query(reader.Get(), search);
 }
 
-auto ScanModeSearch(EKrScanMode& scanMode)
-{
-    return [&scanMode](IKrRiffReader& reader)
-    {
-        CKrPrivateChunkQuery chunks(reader);
-        return KrPrivateValues::ScanMode(chunks, scanMode);
-    };
-}
-
-auto ScanModeSearch(int flavour, EKrScanMode& scanMode)
+auto ScanModeSearch(std::optional<int> flavour, EKrScanMode& scanMode)
 {
     return [flavour, &scanMode](IKrRiffReader& reader)
     {
@@ -77,17 +68,7 @@ bool Store(bool found, const SKrPixelAspect& aspect, int& horizontal, int& verti
     return found;
 }
 
-auto AspectSearch(int& horizontal, int& vertical)
-{
-    return [&horizontal, &vertical](IKrRiffReader& reader)
-    {
-        CKrPrivateChunkQuery chunks(reader);
-        SKrPixelAspect aspect;
-        return Store(KrPrivateValues::PixelAspect(chunks, aspect), aspect, horizontal, vertical);
-    };
-}
-
-auto AspectSearch(int flavour, int& horizontal, int& vertical)
+auto AspectSearch(std::optional<int> flavour, int& horizontal, int& vertical)
 {
     return [flavour, &horizontal, &vertical](IKrRiffReader& reader)
     {
@@ -100,12 +81,12 @@ auto AspectSearch(int flavour, int& horizontal, int& vertical)
 
 int KrRiffUtils::GetAviScanMode(IKrRiffReader* reader, EKrScanMode& scanMode)
 {
-    return Query(reader, ScanModeSearch(scanMode));
+    return Query(reader, ScanModeSearch(KrPrivateValues::kAnyFlavour, scanMode));
 }
 
 int KrRiffUtils::GetAviScanMode(const wchar_t* path, EKrScanMode& scanMode)
 {
-    return QueryByPath(path, ScanModeSearch(scanMode));
+    return QueryByPath(path, ScanModeSearch(KrPrivateValues::kAnyFlavour, scanMode));
 }
 
 int KrRiffUtils::GetAviScanModeFromPrivateChunk(IKrRiffReader* reader, int flavour, EKrScanMode& scanMode)
@@ -120,12 +101,12 @@ int KrRiffUtils::GetAviScanModeFromPrivateChunk(const wchar_t* path, int flavour
 
 int KrRiffUtils::GetAviPixelAspectRatio(IKrRiffReader* reader, int& horizontal, int& vertical)
 {
-    return Query(reader, AspectSearch(horizontal, vertical));
+    return Query(reader, AspectSearch(KrPrivateValues::kAnyFlavour, horizontal, vertical));
 }
 
 int KrRiffUtils::GetAviPixelAspectRatio(const wchar_t* path, int& horizontal, int& vertical)
 {
-    return QueryByPath(path, AspectSearch(horizontal, vertical));
+    return QueryByPath(path, AspectSearch(KrPrivateValues::kAnyFlavour, horizontal, vertical));
 }
 
 int KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(IKrRiffReader* reader, int flavour, int& horizontal,

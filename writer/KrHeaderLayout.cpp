@@ -6,6 +6,8 @@
 #include "format/KrPrivateChunks.h"
 #include "writer/KrRiffFileChunk.h"
 
+#include <array>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -138,12 +140,12 @@ SKrHeaderLayout LayOutFirstSegment(const SKrWriterSetup& setup)
 
     const auto scanMode = static_cast<uint8_t>(setup.params.scanMode);
     const SKrPixelAspect aspect = PixelAspectToStore(setup.params);
-    const auto krlA = BuildKrlA(scanMode, aspect);
-    const auto prmA = BuildPrmA(aspect);
-    const auto ctsI = BuildCtsI(scanMode);
-    riff.Add(SKrRiffFileChunk::Plain(kFccKrlA, krlA));
-    riff.Add(SKrRiffFileChunk::Plain(kFccPrmA, prmA));
-    riff.Add(SKrRiffFileChunk::Plain(kFccCtsI, ctsI));
+    std::array<std::vector<uint8_t>, std::size(kPrivateChunkKinds)> privateData;
+    for (size_t kind = 0; kind < privateData.size(); ++kind)
+    {
+        privateData[kind] = BuildPrivateChunk(kPrivateChunkKinds[kind], scanMode, aspect);
+        riff.Add(SKrRiffFileChunk::Plain(kPrivateChunkKinds[kind].id, privateData[kind]));
+    }
 
     riff.AlignTo(setup.bytesPerSector, kListHeaderSize);
     layout.movi = riff.NextOffset();

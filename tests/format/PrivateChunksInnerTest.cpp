@@ -22,7 +22,7 @@ constexpr uint8_t kKrlAFields[30] = {
     0x9A, 0xBC, 0xDE, 0xF0,                          // 26: pixel aspect vertical
 };
 
-constexpr uint8_t kPrmA[20] = {
+constexpr uint8_t kPrmAFields[20] = {
     'P',  'A',  'R',  'f',  // 0: type of the atom
     0x00, 0x00, 0x00, 0x14, // 4: its length, 20
     0x00, 0x01, 0x00, 0x00, // 8: version
@@ -46,40 +46,15 @@ KrBytes WholeChunk(std::span<const uint8_t> fields, size_t size)
     return chunk;
 }
 
-template <size_t Size>
-KrBytes BytesOf(const std::array<uint8_t, Size>& data)
-{
-    return KrBytes(data.begin(), data.end());
-}
+const SKrPrivateChunkKind& kKrlA = *FindPrivateChunkKind(kFccKrlA);
+const SKrPrivateChunkKind& kPrmA = *FindPrivateChunkKind(kFccPrmA);
+const SKrPrivateChunkKind& kCtsI = *FindPrivateChunkKind(kFccCtsI);
 
-std::optional<int> KrlAScanMode(std::span<const uint8_t> data)
+std::optional<std::pair<uint32_t, uint32_t>> Aspect(const SKrPrivateChunkKind& kind,
+                                                    std::span<const uint8_t> data)
 {
-    uint8_t scanMode = 0xAB;
-    if (DecodeKrlAScanMode(data, scanMode))
-        return scanMode;
-    EXPECT_EQ(scanMode, 0xAB) << "a refused record writes nothing";
-    return std::nullopt;
-}
-
-std::optional<int> CtsIScanMode(std::span<const uint8_t> data)
-{
-    uint8_t scanMode = 0xAB;
-    if (DecodeCtsI(data, scanMode))
-        return scanMode;
-    EXPECT_EQ(scanMode, 0xAB) << "a refused record writes nothing";
-    return std::nullopt;
-}
-
-using KrAspectDecoder = bool (*)(std::span<const uint8_t>, SKrPixelAspect&);
-
-std::optional<std::pair<uint32_t, uint32_t>> Aspect(KrAspectDecoder decode, std::span<const uint8_t> data)
-{
-    SKrPixelAspect aspect{0xABCD, 0xDCBA};
-    if (decode(data, aspect))
-        return std::pair{aspect.horizontal, aspect.vertical};
-    EXPECT_EQ(aspect.horizontal, 0xABCDu) << "a refused record writes nothing";
-    EXPECT_EQ(aspect.vertical, 0xDCBAu) << "a refused record writes nothing";
-    return std::nullopt;
+    const std::optional<SKrPixelAspect> aspect = DecodePixelAspect(kind, data);
+    return aspect ? std::optional(std::pair{aspect->horizontal, aspect->vertical}) : std::nullopt;
 }
 
 constexpr std::pair kStoredAspect{0x12345678u, 0x9ABCDEF0u};
@@ -120,36 +95,51 @@ std::pair<uint32_t, uint32_t> ToStore(uint32_t aspectMode, uint16_t displayWidth
 }
 } // namespace
 
+TEST(PrivateChunkKinds, Order_IsThatOfTheFile)
+{
+    std::vector<uint32_t> ids;
+    for (const SKrPrivateChunkKind& kind : kPrivateChunkKinds)
+        ids.push_back(kind.id);
+    EXPECT_EQ(ids, (std::vector{kFccKrlA, kFccPrmA, kFccCtsI}));
+    EXPECT_EQ(FindPrivateChunkKind(kFccJunk), nullptr);
+}
+
+TEST(PrivateChunkKinds, FieldThatAChunkDoesNotHave_IsNotRead)
+{
+    EXPECT_EQ(DecodeScanMode(kPrmA, WholeChunk(kPrmAFields, 508)), std::nullopt);
+    EXPECT_EQ(DecodePixelAspect(kCtsI, WholeChunk(kCtsIFields, 196)), std::nullopt);
+}
+
 TEST(PrivateChunksBuild, KrlA_Has508BytesInThisOrder)
 {
-    EXPECT_EQ(BytesOf(BuildKrlA(1, {0x12345678, 0x9ABCDEF0})), WholeChunk(kKrlAFields, 508));
+    EXPECT_EQ(BuildPrivateChunk(kKrlA, 1, {0x12345678, 0x9ABCDEF0}), WholeChunk(kKrlAFields, 508));
 }
 
 TEST(PrivateChunksBuild, PrmA_Has20BytesInThisOrder)
 {
-    EXPECT_EQ(BytesOf(BuildPrmA({0x12345678, 0x9ABCDEF0})), WholeChunk(kPrmA, 20));
+    EXPECT_EQ(BuildPrivateChunk(kPrmA, 1, {0x12345678, 0x9ABCDEF0}), WholeChunk(kPrmAFields, 20));
 }
 
 TEST(PrivateChunksBuild, CtsI_Has196BytesInThisOrder)
 {
-    EXPECT_EQ(BytesOf(BuildCtsI(2)), WholeChunk(kCtsIFields, 196));
+    EXPECT_EQ(BuildPrivateChunk(kCtsI, 2, {0x12345678, 0x9ABCDEF0}), WholeChunk(kCtsIFields, 196));
 }
 
 TEST(PrivateChunksBuild, EveryScanModeByte_IsStoredUnchanged)
 {
     for (int mode = 0; mode <= 0xFF; ++mode)
     {
-        EXPECT_EQ(BuildKrlA(static_cast<uint8_t>(mode), {})[21], mode);
-        EXPECT_EQ(BuildCtsI(static_cast<uint8_t>(mode))[24], mode);
+        EXPECT_EQ(BuildPrivateChunk(kKrlA, static_cast<uint8_t>(mode), {})[21], mode);
+        EXPECT_EQ(BuildPrivateChunk(kCtsI, static_cast<uint8_t>(mode), {})[24], mode);
     }
     EXPECT_EQ(kNoScanModeByte, 0xFF);
 }
 
 TEST(PrivateChunksBuild, AspectOfANewRecord_Is1To1)
 {
-    const auto krlA = BuildKrlA(kNoScanModeByte, {});
+    const KrBytes krlA = BuildPrivateChunk(kKrlA, kNoScanModeByte, {});
     EXPECT_EQ(KrBytes(krlA.begin() + 21, krlA.begin() + 30), (KrBytes{0xFF, 0, 0, 0, 1, 0, 0, 0, 1}));
-    const auto prmA = BuildPrmA({});
+    const KrBytes prmA = BuildPrivateChunk(kPrmA, kNoScanModeByte, {});
     EXPECT_EQ(KrBytes(prmA.begin() + 12, prmA.end()), (KrBytes{0, 0, 0, 1, 0, 0, 0, 1}));
 }
 
@@ -197,8 +187,8 @@ TEST(PixelAspectToStore, OtherAspectModes_Are1To1)
 TEST(KrlADecode, WholeRecord_GivesBothValues)
 {
     const KrBytes data = WholeChunk(kKrlAFields, 508);
-    EXPECT_EQ(KrlAScanMode(data), 1);
-    EXPECT_EQ(Aspect(DecodeKrlAAspect, data), kStoredAspect);
+    EXPECT_EQ(DecodeScanMode(kKrlA, data), 1);
+    EXPECT_EQ(Aspect(kKrlA, data), kStoredAspect);
 }
 
 TEST(KrlADecode, AnyWrongByteOfTheSignature_IsRefused)
@@ -206,8 +196,8 @@ TEST(KrlADecode, AnyWrongByteOfTheSignature_IsRefused)
     ForEachChange(WholeChunk(kKrlAFields, 508), 0, 15,
                   [](const KrBytes& data)
                   {
-                      EXPECT_EQ(KrlAScanMode(data), std::nullopt);
-                      EXPECT_EQ(Aspect(DecodeKrlAAspect, data), std::nullopt);
+                      EXPECT_EQ(DecodeScanMode(kKrlA, data), std::nullopt);
+                      EXPECT_EQ(Aspect(kKrlA, data), std::nullopt);
                   });
 }
 
@@ -216,8 +206,8 @@ TEST(KrlADecode, AnyWrongByteOfTheMark_IsRefused)
     ForEachChange(WholeChunk(kKrlAFields, 508), 17, 20,
                   [](const KrBytes& data)
                   {
-                      EXPECT_EQ(KrlAScanMode(data), std::nullopt);
-                      EXPECT_EQ(Aspect(DecodeKrlAAspect, data), std::nullopt);
+                      EXPECT_EQ(DecodeScanMode(kKrlA, data), std::nullopt);
+                      EXPECT_EQ(Aspect(kKrlA, data), std::nullopt);
                   });
 }
 
@@ -225,8 +215,8 @@ TEST(KrlADecode, Byte16AndThoseBehindTheFields_AreNotExamined)
 {
     const auto accepted = [](const KrBytes& data)
     {
-        EXPECT_EQ(KrlAScanMode(data), 1);
-        EXPECT_EQ(Aspect(DecodeKrlAAspect, data), kStoredAspect);
+        EXPECT_EQ(DecodeScanMode(kKrlA, data), 1);
+        EXPECT_EQ(Aspect(kKrlA, data), kStoredAspect);
     };
     ForEachChange(WholeChunk(kKrlAFields, 508), 16, 16, accepted);
     ForEachChange(WholeChunk(kKrlAFields, 508), 30, 507, accepted);
@@ -241,8 +231,8 @@ TEST(KrlADecode, EveryShorterPrefix_NeedsOnly20BytesAndReadsZerosBehindThem)
         const std::span data(whole.data(), size);
         if (size < 20)
         {
-            EXPECT_EQ(KrlAScanMode(data), std::nullopt);
-            EXPECT_EQ(Aspect(DecodeKrlAAspect, data), std::nullopt);
+            EXPECT_EQ(DecodeScanMode(kKrlA, data), std::nullopt);
+            EXPECT_EQ(Aspect(kKrlA, data), std::nullopt);
             continue;
         }
         KrBytes expected(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
@@ -251,54 +241,53 @@ TEST(KrlADecode, EveryShorterPrefix_NeedsOnly20BytesAndReadsZerosBehindThem)
         {
             return uint32_t{expected[place]};
         };
-        EXPECT_EQ(KrlAScanMode(data), size > 21 ? 1 : 0);
-        EXPECT_EQ(Aspect(DecodeKrlAAspect, data),
-                  std::pair(at(22) << 24 | at(23) << 16 | at(24) << 8 | at(25),
-                            at(26) << 24 | at(27) << 16 | at(28) << 8 | at(29)));
+        EXPECT_EQ(DecodeScanMode(kKrlA, data), size > 21 ? 1 : 0);
+        EXPECT_EQ(Aspect(kKrlA, data), std::pair(at(22) << 24 | at(23) << 16 | at(24) << 8 | at(25),
+                                                 at(26) << 24 | at(27) << 16 | at(28) << 8 | at(29)));
     }
 }
 
 TEST(PrmADecode, WholeAtom_GivesTheAspect)
 {
-    EXPECT_EQ(Aspect(DecodePrmA, kPrmA), kStoredAspect);
-    EXPECT_EQ(Aspect(DecodePrmA, WholeChunk(kPrmA, 512)), kStoredAspect);
+    EXPECT_EQ(Aspect(kPrmA, kPrmAFields), kStoredAspect);
+    EXPECT_EQ(Aspect(kPrmA, WholeChunk(kPrmAFields, 512)), kStoredAspect);
 }
 
 TEST(PrmADecode, AnyWrongByteOfTheHead_IsRefused)
 {
-    ForEachChange(WholeChunk(kPrmA, 20), 0, 11,
-                  [](const KrBytes& data) { EXPECT_EQ(Aspect(DecodePrmA, data), std::nullopt); });
+    ForEachChange(WholeChunk(kPrmAFields, 20), 0, 11,
+                  [](const KrBytes& data) { EXPECT_EQ(Aspect(kPrmA, data), std::nullopt); });
 }
 
 TEST(PrmADecode, AtomLengthOf24_IsRefused)
 {
-    KrBytes data = WholeChunk(kPrmA, 24);
+    KrBytes data = WholeChunk(kPrmAFields, 24);
     data[7] = 0x18;
-    EXPECT_EQ(Aspect(DecodePrmA, data), std::nullopt);
+    EXPECT_EQ(Aspect(kPrmA, data), std::nullopt);
 }
 
 TEST(PrmADecode, EveryShorterPrefix_IsRefused)
 {
     for (size_t size = 0; size < 20; ++size)
-        EXPECT_EQ(Aspect(DecodePrmA, std::span(kPrmA, size)), std::nullopt) << size;
+        EXPECT_EQ(Aspect(kPrmA, std::span(kPrmAFields, size)), std::nullopt) << size;
 }
 
 TEST(CtsIDecode, WholeRecord_GivesTheScanMode)
 {
-    EXPECT_EQ(CtsIScanMode(WholeChunk(kCtsIFields, 196)), 2);
+    EXPECT_EQ(DecodeScanMode(kCtsI, WholeChunk(kCtsIFields, 196)), 2);
 }
 
 TEST(CtsIDecode, AnyWrongByteOfTheVersion_IsRefused)
 {
     ForEachChange(WholeChunk(kCtsIFields, 196), 0, 3,
-                  [](const KrBytes& data) { EXPECT_EQ(CtsIScanMode(data), std::nullopt); });
+                  [](const KrBytes& data) { EXPECT_EQ(DecodeScanMode(kCtsI, data), std::nullopt); });
 }
 
 TEST(CtsIDecode, BytesBesideVersionAndScanMode_AreNotExamined)
 {
     const auto accepted = [](const KrBytes& data)
     {
-        EXPECT_EQ(CtsIScanMode(data), 2);
+        EXPECT_EQ(DecodeScanMode(kCtsI, data), 2);
     };
     ForEachChange(WholeChunk(kCtsIFields, 196), 4, 23, accepted);
     ForEachChange(WholeChunk(kCtsIFields, 196), 25, 195, accepted);
@@ -308,9 +297,9 @@ TEST(CtsIDecode, EveryShorterPrefix_NeedsTheScanModeByte)
 {
     const KrBytes whole = WholeChunk(kCtsIFields, 196);
     for (size_t size = 0; size < 25; ++size)
-        EXPECT_EQ(CtsIScanMode(std::span(whole.data(), size)), std::nullopt) << size;
+        EXPECT_EQ(DecodeScanMode(kCtsI, std::span(whole.data(), size)), std::nullopt) << size;
     for (size_t size = 25; size <= 196; ++size)
-        EXPECT_EQ(CtsIScanMode(std::span(whole.data(), size)), 2) << size;
+        EXPECT_EQ(DecodeScanMode(kCtsI, std::span(whole.data(), size)), 2) << size;
 }
 
 TEST(ScanModeOfByte, OnlyThreeBytes_AreModes)

@@ -120,8 +120,8 @@ public:
         m_counts.Reset();
         Scan scan(cursor, *file);
         SAnswer answer;
-        answer.hasMode = KrPrivateValues::ScanMode(scan, answer.mode);
-        answer.hasAspect = KrPrivateValues::PixelAspect(scan, answer.aspect);
+        answer.hasMode = KrPrivateValues::ScanMode(scan, KrPrivateValues::kAnyFlavour, answer.mode);
+        answer.hasAspect = KrPrivateValues::PixelAspect(scan, KrPrivateValues::kAnyFlavour, answer.aspect);
         answer.reads = m_counts.Reads();
         answer.seeks = m_counts.Calls().seeks;
         return answer;

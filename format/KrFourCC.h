@@ -2,6 +2,8 @@
 #ifndef KR_FORMAT_KRFOURCC_H
 #define KR_FORMAT_KRFOURCC_H
 
+#include "format/KrLimits.h"
+
 #include <cstdint>
 
 constexpr uint32_t KrFourCC(const char (&text)[5])
@@ -56,9 +58,6 @@ enum class EKrDataKind : uint16_t
     UncompressedVideo = 'd' | 'b' << 8,
     Audio = 'w' | 'b' << 8
 };
-
-// Streams 0 to 15 have data chunk ids: their number fits one hexadecimal digit behind a zero.
-inline constexpr uint32_t kDataStreamLimit = 16;
 
 // Data chunk id of a stream below kDataStreamLimit, such as '0adc' for stream 10.
 constexpr uint32_t KrDataChunkId(uint32_t stream, EKrDataKind kind)

@@ -1,17 +1,16 @@
 #include "format/KrPrivateValues.h"
 
+#include "format/KrLimits.h"
+
 #include <algorithm>
 #include <array>
 #include <span>
 
 namespace
 {
-// No field lies past these bytes.
-constexpr uint32_t kLargestRead = 512;
-
 struct SPrivateData
 {
-    std::array<uint8_t, kLargestRead> buffer = {};
+    std::array<uint8_t, kPrivateBytesRead> buffer = {};
     uint32_t size = 0;
 
     std::span<const uint8_t> Bytes() const { return {buffer.data(), size}; }
@@ -24,7 +23,7 @@ std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, const SKr
     if (chunk == nullptr)
         return std::nullopt;
     SPrivateData data;
-    if (chunk->cksize <= kLargestRead)
+    if (chunk->cksize <= kPrivateBytesRead)
     {
         // The very record that was found: a host's reader may know it by its address.
         data.size = chunks.ReadData(*chunk, data.buffer.data());
@@ -33,9 +32,9 @@ std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, const SKr
     if (kind.mustBeWhole && chunk->offset + chunk->cksize > chunks.FileLength())
         return std::nullopt;
     SKrRiffChunkInfo head = *chunk;
-    head.cksize = kLargestRead;
+    head.cksize = kPrivateBytesRead;
     data.size = chunks.ReadData(head, data.buffer.data());
-    if (data.size != kLargestRead)
+    if (data.size != kPrivateBytesRead)
         return std::nullopt;
     return data;
 }

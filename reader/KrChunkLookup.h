@@ -3,6 +3,7 @@
 #define KR_READER_KRCHUNKLOOKUP_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrLimits.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,9 +17,9 @@ enum class EKrLookupMode
     ListOnly = 64
 };
 
-// Consecutive empty headers (id or size 0) after which a lookup gives up.
+// For lookups that do not give up at a number of consecutive empty headers (id or size 0), as they do with
+// kWalkZeroLimit.
 inline constexpr int kNoZeroLimit = 0;
-inline constexpr int kWalkZeroLimit = 5;
 
 // Looks for a chunk from the cursor's position on. `record` comes with the wanted id and type (0: any), and
 // leaves with the chunk found; it is untouched when there is none. With `parent`, headers count only while

@@ -3,6 +3,7 @@
 #include "KrOsTypes.h"
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "format/KrLimits.h"
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
 #include "reader/KrIndexLocator.h"
@@ -18,7 +19,6 @@ namespace
 {
 constexpr size_t kRiffProbeSize = 20;
 constexpr size_t kRiffProbeMinimum = 13;
-constexpr uint32_t kSmallestRiffSize = 193;
 
 // A WAVEFORMATEX and all that may follow it.
 constexpr size_t kLargestWaveFormat = SKrWaveFormat::kEncodedSize + 0xFFFF;

@@ -12,10 +12,6 @@
 
 class CKrFileCursor;
 
-// No file of up to this size is an AVI file worth reading; a file that is not RIFF 'AVI ' is scanned for
-// chunks from here on.
-inline constexpr uint64_t kLargestRefusedSize = 200;
-
 // Parses one file. Works on a state in its start values.
 class CKrHeaderParser
 {

@@ -16,8 +16,6 @@ class IKrFile;
 class CKrIndexBlock
 {
 public:
-    static constexpr size_t kLargestSlice = size_t{16} << 20;
-
     // A slice holds at least one entry.
     CKrIndexBlock(IKrFile& file, uint64_t fileSize, size_t sliceSize)
         : m_file(file), m_fileSize(fileSize), m_sliceSize(sliceSize)

@@ -2,6 +2,7 @@
 
 #include "format/KrAviIndexes.h"
 #include "format/KrFourCC.h"
+#include "format/KrLimits.h"
 #include "platform/KrPlatform.h"
 #include "reader/KrAudioChunkPattern.h"
 #include "reader/KrHostArray.h"
@@ -14,14 +15,7 @@
 
 namespace
 {
-// Index positions are signed distances from the start of the file: from 2 GiB on they point before it.
-constexpr uint32_t kFirstUnreachablePosition = 0x80000000;
-
-// A chunk with its index entry takes at least 8 bytes of a file.
-constexpr uint64_t kSmallestEntry = 8;
-
 constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
-constexpr size_t kSmallSlice = 512;
 
 // The two layouts of a standard index's entries, read the same way.
 struct SNarrowEntries
@@ -74,7 +68,7 @@ bool CKrIndexLoader::LoadAudio(Entries& out, SKrAudioChunkPattern& pattern)
 bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out)
 {
     m_produced = 0;
-    if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachablePosition)
+    if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachableIndex)
         return false;
     m_most = kNoLimit;
     m_passedOver = 0;
@@ -109,7 +103,7 @@ std::span<const SKrChunkIndexEntry> CKrIndexLoader::Produced(Entries& out) const
 bool CKrIndexLoader::CountEntries(CKrSuperIndex& super)
 {
     m_announced = 0;
-    while (m_announced <= m_fileSize / kSmallestEntry)
+    while (m_announced <= m_fileSize / kSmallestChunk)
     {
         uint64_t position = 0;
         const EKrStdIndex next = super.Next(position);
@@ -128,7 +122,7 @@ bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out)
     CKrSuperIndex super(m_file, m_fileSize, m_sliceSize);
     if (!super.Open(index.indexPosition) || !CountEntries(super) || m_announced == 0)
         return false;
-    const uint64_t mostInFile = m_fileSize / kSmallestEntry;
+    const uint64_t mostInFile = m_fileSize / kSmallestChunk;
     if (!KrHostArray::TrySetSize(out, std::min(m_announced, mostInFile)))
         return false;
     if (m_announced > mostInFile)
@@ -199,8 +193,8 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
 void CKrIndexLoader::PassOver(size_t bytes)
 {
     m_passedOver += bytes;
-    if (m_passedOver / (SWideEntries::kSize / kSmallestEntry) > m_fileSize)
-        m_block.MakeSlicesSmaller(kSmallSlice);
+    if (m_passedOver / (SWideEntries::kSize / kSmallestChunk) > m_fileSize)
+        m_block.MakeSlicesSmaller(kSmallIndexSlice);
 }
 
 // Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.

@@ -4,6 +4,7 @@
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrLimits.h"
 #include "reader/KrIndexBlock.h"
 #include "reader/KrStreamState.h"
 
@@ -21,7 +22,7 @@ public:
     using Entries = CArray<SKrChunkIndexEntry>;
 
     CKrIndexLoader(IKrFile& file, uint64_t fileSize, SKrStreamState& state,
-                   size_t sliceSize = CKrIndexBlock::kLargestSlice)
+                   size_t sliceSize = kLargestIndexSlice)
         : m_file(file), m_fileSize(fileSize), m_state(state), m_sliceSize(sliceSize),
           m_block(file, fileSize, sliceSize)
     {

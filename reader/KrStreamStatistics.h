@@ -3,13 +3,12 @@
 #define KR_READER_KRSTREAMSTATISTICS_H
 
 #include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrLimits.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
-
-inline constexpr size_t kMaxAudioStreams = 8;
 
 // Part of the reader's state that no operation reports. It starts anew with each parse.
 struct SKrStreamStatistics

@@ -13,9 +13,6 @@
 #include <span>
 #include <vector>
 
-// Largest segment. The first one stays below it together with its 'idx1'; later ones may reach it.
-inline constexpr uint32_t kSegmentLimit = 1'069'999'616;
-
 // Any write that fails is noted in the faults that were given to the constructor, and the operation answers
 // false. The write position stays after the last thing that was written whole.
 class CKrGrowingFile

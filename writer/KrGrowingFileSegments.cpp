@@ -3,6 +3,7 @@
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
 #include "format/KrFourCC.h"
+#include "format/KrLimits.h"
 #include "writer/KrGrowingFile.h"
 #include "writer/KrRiffFileChunk.h"
 
@@ -106,7 +107,7 @@ bool CKrGrowingFile::IsBetweenSegments() const
 // Bytes that the first segment still needs for its 'idx1'.
 uint64_t CKrGrowingFile::OldIndexTail() const
 {
-    return KrRoundUp(m_oldIndex.size() + 24, m_setup.bytesPerSector);
+    return KrRoundUp(m_oldIndex.size() + kOldIndexOverhead, m_setup.bytesPerSector);
 }
 
 // Kept: the first segment must stay below the limit, later ones may reach it.
@@ -124,7 +125,7 @@ bool CKrGrowingFile::Reserve(uint64_t bytes)
 bool CKrGrowingFile::FitsSegment32(uint64_t bytes) const
 {
     const uint64_t tail =
-        m_segments == 1 ? OldIndexTail() + SKrOldIndexEntry::kEncodedSize + kStdIndexSize : 0;
+        m_segments == 1 ? OldIndexTail() + SKrOldIndexEntry::kEncodedSize + kIndexChunkSize : 0;
     return !IsBetweenSegments() && m_segmentLength + bytes + tail <= UINT32_MAX;
 }
 
@@ -139,8 +140,8 @@ bool CKrGrowingFile::WriteOldIndex()
     if (m_oldIndex.empty())
         return true;
     const uint64_t bytes = m_oldIndex.size();
-    const uint64_t filled = m_segmentLength + bytes + 24;
-    const uint64_t padding = KrRoundUp(filled, m_setup.bytesPerSector) - filled + 16;
+    const uint64_t filled = m_segmentLength + bytes + kOldIndexOverhead;
+    const uint64_t padding = KrRoundUp(filled, m_setup.bytesPerSector) - filled + kLeastOldIndexPadding;
 
     std::vector<uint8_t> header;
     CKrByteWriter headerOut(header);
@@ -170,13 +171,13 @@ bool CKrGrowingFile::StartStdIndex(EKrStream stream)
         Flush(stream);
         index.EndStdIndex();
     }
-    if (!Reserve(kStdIndexSize))
+    if (!Reserve(kIndexChunkSize))
         return false;
     const KrByteSpan part(index.EmptyStdIndex());
     if (!AppendWhole({&part, 1}))
         return false;
-    index.StartStdIndex(m_position, Map(m_position, kStdIndexSize));
-    Advance(kStdIndexSize);
+    index.StartStdIndex(m_position, Map(m_position, kIndexChunkSize));
+    Advance(kIndexChunkSize);
     // What waited while no index could be mapped may leave no room in this one.
     const bool hasRoom = !index.IsFull() && index.Reaches(m_position);
     return hasRoom || !index.HasStdIndex() || StartStdIndex(stream);

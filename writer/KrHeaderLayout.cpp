@@ -3,6 +3,7 @@
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
 #include "format/KrFourCC.h"
+#include "format/KrLimits.h"
 #include "format/KrPrivateChunks.h"
 #include "writer/KrRiffFileChunk.h"
 
@@ -90,7 +91,7 @@ std::pair<size_t, size_t> AddStream(SKrRiffFileChunk& hdrl, std::span<const uint
     strl.Add(SKrRiffFileChunk::Plain(kFccStrf, format));
     strl.AlignTo(4, 0);
     const size_t indexAt = strl.NextOffset();
-    strl.Add(SKrRiffFileChunk::Zeros(kFccIndx, kSuperIndexDataSize));
+    strl.Add(SKrRiffFileChunk::Zeros(kFccIndx, kIndexChunkSize - kChunkHeaderSize));
     hdrl.Add(std::move(strl));
     return {headerAt, indexAt};
 }

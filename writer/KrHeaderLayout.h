@@ -8,9 +8,6 @@
 #include <cstdint>
 #include <vector>
 
-// Data of 'indx': 24 bytes of header and room for 2014 standard indexes.
-inline constexpr uint32_t kSuperIndexDataSize = 32248;
-
 // Bytes of a header, and where in them the fields lie that are known later only. The places are those of
 // chunk headers; 0 where there is no such chunk.
 struct SKrHeaderLayout

@@ -17,6 +17,9 @@ constexpr size_t kBaseOffsetAt = 20;
 constexpr size_t kEntriesAt = 32;
 constexpr size_t kDurationInSuperEntry = 12;
 
+static_assert(kStdIndexCapacity * SKrStdIndexEntry::kEncodedSize == kIndexChunkSize - kEntriesAt);
+static_assert(kSuperIndexCapacity * SKrSuperIndexEntry::kEncodedSize == kIndexChunkSize - kEntriesAt);
+
 void AddLe32(uint8_t* at, uint32_t value)
 {
     PutLe32(at, GetLe32(at) + value);
@@ -26,13 +29,13 @@ std::vector<uint8_t> MakeEmptyStdIndex(EKrStream stream, uint32_t chunkId)
 {
     SKrStdIndexHead head;
     head.chunkId = stream == EKrStream::Video ? kFccIx00 : kFccIx01;
-    head.chunkSize = kStdIndexSize - kChunkHeaderSize;
+    head.chunkSize = kIndexChunkSize - kChunkHeaderSize;
     head.streamChunkId = chunkId;
     std::vector<uint8_t> bytes;
-    bytes.reserve(kStdIndexSize);
+    bytes.reserve(kIndexChunkSize);
     CKrByteWriter out(bytes);
     Encode(out, head);
-    bytes.resize(kStdIndexSize);
+    bytes.resize(kIndexChunkSize);
     return bytes;
 }
 } // namespace
@@ -68,7 +71,7 @@ void CKrStreamIndex::StartStdIndex(uint64_t position, std::unique_ptr<IKrMappedV
     uint8_t* const entry =
         m_superIndex + kEntriesAt + size_t{m_superEntries} * SKrSuperIndexEntry::kEncodedSize;
     PutLe64(entry, position);
-    PutLe32(entry + 8, kStdIndexSize);
+    PutLe32(entry + 8, kIndexChunkSize);
     PutLe32(entry + kDurationInSuperEntry, 0);
     PutLe32(m_superIndex + kEntriesInUseAt, ++m_superEntries);
     m_duration = entry + kDurationInSuperEntry;

@@ -2,17 +2,13 @@
 #ifndef KR_WRITER_KRSTREAMINDEX_H
 #define KR_WRITER_KRSTREAMINDEX_H
 
+#include "format/KrLimits.h"
 #include "platform/KrPlatform.h"
 #include "writer/KrWriterSetup.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-// Whole chunk of a standard index: 32 bytes of headers and room for 4028 chunks.
-inline constexpr uint32_t kStdIndexSize = 32256;
-inline constexpr uint32_t kStdIndexCapacity = 4028;
-inline constexpr uint32_t kSuperIndexCapacity = 2014;
 
 // Entries wait in memory until Flush copies them into the mapped standard index. All positions are absolute.
 class CKrStreamIndex

@@ -32,7 +32,7 @@ public:
     }
 
     // A load of the video or the audio stream. The reads are counted anew.
-    [[nodiscard]] SKrLoadAnswer Load(bool video, size_t sliceSize = CKrIndexBlock::kLargestSlice)
+    [[nodiscard]] SKrLoadAnswer Load(bool video, size_t sliceSize = kLargestIndexSlice)
     {
         m_counts.Reset();
         SKrLoadAnswer answer;

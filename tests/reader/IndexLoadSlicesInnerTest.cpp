@@ -122,7 +122,7 @@ void ExpectTheSame(const CKrFileContent& content, bool isOld)
         CKrIndexFile whole(content);
         if (isOld)
             MakeOld(whole);
-        const KrOutcome expected = OutcomeOf(whole, video, CKrIndexBlock::kLargestSlice);
+        const KrOutcome expected = OutcomeOf(whole, video, kLargestIndexSlice);
         for (const size_t sliceSize : kSliceSizes)
         {
             CKrIndexFile sliced(content);

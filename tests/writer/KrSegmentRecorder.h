@@ -4,8 +4,8 @@
 #define KR_TESTS_WRITER_KRSEGMENTRECORDER_H
 
 #include "format/KrBytes.h"
+#include "format/KrLimits.h"
 #include "tests/writer/KrRecorder.h"
-#include "writer/KrGrowingFile.h"
 
 namespace KrTest
 {

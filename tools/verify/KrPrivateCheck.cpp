@@ -1,4 +1,5 @@
 // The private chunks.
+#include "format/KrLimits.h"
 #include "format/KrPrivateChunks.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrVerify.h"
@@ -12,8 +13,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kLookedAt = 512; // no reader looks at more
-
 // The values in one private chunk.
 struct SKrPrivateFields
 {
@@ -26,7 +25,7 @@ using KrPrivateFields = std::array<SKrPrivateFields, std::size(kPrivateChunkKind
 SKrPrivateFields FieldsOf(const SKrVerifyContext& context, const SKrPlacedChunk& chunk,
                           const SKrPrivateChunkKind& kind)
 {
-    const auto data = context.window.At(chunk.Data(), std::min<size_t>(chunk.size, kLookedAt));
+    const auto data = context.window.At(chunk.Data(), std::min(chunk.size, kPrivateBytesRead));
     return {chunk.Data(), DecodeScanMode(kind, data), DecodePixelAspect(kind, data)};
 }
 

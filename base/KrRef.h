@@ -1,4 +1,8 @@
-// Owner of one reference to a counted object.
+// Owner of one reference to a counted object, for whatever has AddRef and Release.
+//
+//   CKrRef<IKrRiffReader> reader;
+//   if (KrCreateRiffReader(reader.Put()) == 0)
+//       return false;
 #ifndef KR_BASE_KRREF_H
 #define KR_BASE_KRREF_H
 
@@ -34,12 +38,20 @@ public:
         return CKrRef(object);
     }
 
+    // Releases what it holds, and a factory writes the new reference to the address returned.
+    [[nodiscard]] Interface** Put()
+    {
+        Reset();
+        return &m_object;
+    }
+
     Interface* Get() const { return m_object; }
     Interface* operator->() const { return m_object; }
+    Interface& operator*() const { return *m_object; }
     explicit operator bool() const { return m_object != nullptr; }
 
     // Hands the reference to the caller.
-    Interface* Detach() { return std::exchange(m_object, nullptr); }
+    [[nodiscard]] Interface* Detach() { return std::exchange(m_object, nullptr); }
 
     void Reset()
     {

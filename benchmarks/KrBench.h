@@ -3,9 +3,9 @@
 #define KR_BENCHMARKS_KRBENCH_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "reader/KrRiffReader.h"
 #include "tests/support/KrCountingFileSystem.h"
-#include "tests/support/KrRef.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,7 +3,7 @@
 // OPERATION is open, load-video, load-audio, walk or search. The system call getppid stands before and after
 // the operation, for whoever traces.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/support/KrRef.h"
+#include "base/KrRef.h"
 
 #include <cstdio>
 #include <fstream>
@@ -92,7 +92,7 @@ int main(int argc, char** argv)
         return 2;
     const std::string name = argv[2];
     const std::wstring path(name.begin(), name.end());
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     Entries entries;
     if (KrCreateRiffReader(reader.Put()) == 0)
         return 1;

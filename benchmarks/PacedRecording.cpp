@@ -2,7 +2,7 @@
 // video of 25 frames per second with sound, 500,000 bytes a frame, then writes the same bytes by bare calls,
 // and prints one line of each.
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/support/KrRef.h"
+#include "base/KrRef.h"
 #include "tests/support/KrTestSample.h"
 
 #include <chrono>
@@ -61,9 +61,9 @@ private:
     std::chrono::steady_clock::time_point m_due = std::chrono::steady_clock::now();
 };
 
-KrTest::CKrRef<IKrAviWriter> OpenWriter(const std::wstring& path)
+CKrRef<IKrAviWriter> OpenWriter(const std::wstring& path)
 {
-    KrTest::CKrRef<IKrAviWriter> writer;
+    CKrRef<IKrAviWriter> writer;
     Require(KrCreateAviWriter(writer.Put()) != 0, "writer");
     SKrAviVideoParams video{};
     video.width = video.displayWidth = 1920;
@@ -82,11 +82,11 @@ KrTest::CKrRef<IKrAviWriter> OpenWriter(const std::wstring& path)
 
 double Record(const std::wstring& path, int seconds)
 {
-    const KrTest::CKrRef<KrTest::CKrTestSample> frame(
-        new KrTest::CKrTestSample(std::vector<uint8_t>(kFrameBytes, 1)));
-    const KrTest::CKrRef<KrTest::CKrTestSample> sound(
-        new KrTest::CKrTestSample(std::vector<uint8_t>(kSoundBytes, 2)));
-    KrTest::CKrRef<IKrAviWriter> writer = OpenWriter(path);
+    const auto frame =
+        CKrRef<KrTest::CKrTestSample>::Adopt(new KrTest::CKrTestSample(std::vector<uint8_t>(kFrameBytes, 1)));
+    const auto sound =
+        CKrRef<KrTest::CKrTestSample>::Adopt(new KrTest::CKrTestSample(std::vector<uint8_t>(kSoundBytes, 2)));
+    CKrRef<IKrAviWriter> writer = OpenWriter(path);
     const double before = OtherThreads();
     CKrFrameClock clock;
     for (int number = 0; number < seconds * kFramesPerSecond; ++number)

@@ -33,7 +33,7 @@ void ReadOurs(benchmark::State& state, const char* name, EKrOrder order)
 {
     const auto frames = Frames(name, order);
     auto buffer = BufferFor(frames);
-    KrTest::CKrRef<IKrRiffReader> reader(new CKrRiffReader(KrPlatform::OsFileSystem()));
+    auto reader = CKrRef<IKrRiffReader>::Adopt(new CKrRiffReader(KrPlatform::OsFileSystem()));
     Require(reader->Open(WidePathOf(name).c_str()) != 0, "open");
     for (auto _ : state)
     {

@@ -37,10 +37,10 @@ SKrAviVideoParams Params()
 
 CKrHurriedClock g_clock;
 
-KrTest::CKrRef<CKrAviWriter> OpenWriter()
+CKrRef<CKrAviWriter> OpenWriter()
 {
-    KrTest::CKrRef<CKrAviWriter> writer(
-        new CKrAviWriter({KrPlatform::OsFileSystem(), g_clock, &WithoutAThread}));
+    auto writer =
+        CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({KrPlatform::OsFileSystem(), g_clock, &WithoutAThread}));
     const SKrAviVideoParams params = Params();
     Require(writer->OpenFile(WidePathOf("written.avi", EKrFolder::Written).c_str(), &params, 0x47504A4D,
                              nullptr) != 0,
@@ -49,7 +49,7 @@ KrTest::CKrRef<CKrAviWriter> OpenWriter()
 }
 
 // Outside of what is timed.
-void StartAnewWhenFull(benchmark::State& state, KrTest::CKrRef<CKrAviWriter>& writer, uint64_t& written)
+void StartAnewWhenFull(benchmark::State& state, CKrRef<CKrAviWriter>& writer, uint64_t& written)
 {
     if (written <= kMostBytes)
         return;
@@ -65,7 +65,7 @@ void ReportWrites(benchmark::State& state)
 {
     constexpr int kChunks = 1000;
     KrTest::CKrCountingFileSystem counts(KrPlatform::OsFileSystem());
-    KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({counts, g_clock, &WithoutAThread}));
+    auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({counts, g_clock, &WithoutAThread}));
     const SKrAviVideoParams params = Params();
     const std::vector<uint8_t> data(static_cast<size_t>(std::min<int64_t>(state.range(0), 1 << 16)), 1);
     writer->OpenFile(WidePathOf("written.avi", EKrFolder::Written).c_str(), &params, 0x47504A4D, nullptr);
@@ -78,7 +78,7 @@ void ReportWrites(benchmark::State& state)
 void DirectOurs(benchmark::State& state)
 {
     const std::vector<uint8_t> data(static_cast<size_t>(state.range(0)), 1);
-    KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
+    CKrRef<CKrAviWriter> writer = OpenWriter();
     uint64_t written = 0;
     for (auto _ : state)
     {
@@ -134,8 +134,8 @@ void CloseFloor(benchmark::State& state)
 
 void Queued(benchmark::State& state)
 {
-    KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
-    const KrTest::CKrRef<KrTest::CKrTestSample> sample(
+    CKrRef<CKrAviWriter> writer = OpenWriter();
+    const auto sample = CKrRef<KrTest::CKrTestSample>::Adopt(
         new KrTest::CKrTestSample(std::vector<uint8_t>(static_cast<size_t>(state.range(0)), 1)));
     uint64_t written = 0;
     for (auto _ : state)
@@ -150,12 +150,12 @@ void Queued(benchmark::State& state)
 // The close of two hours of small frames: 'idx1', the last flush, the headers.
 void Close(benchmark::State& state)
 {
-    const KrTest::CKrRef<KrTest::CKrTestSample> sample(
-        new KrTest::CKrTestSample(std::vector<uint8_t>(2000, 1)));
+    const auto sample =
+        CKrRef<KrTest::CKrTestSample>::Adopt(new KrTest::CKrTestSample(std::vector<uint8_t>(2000, 1)));
     for (auto _ : state)
     {
         state.PauseTiming();
-        KrTest::CKrRef<CKrAviWriter> writer = OpenWriter();
+        CKrRef<CKrAviWriter> writer = OpenWriter();
         for (int frame = 0; frame < 180'000; ++frame)
             writer->AddVideoSample(sample.Get());
         state.ResumeTiming();

@@ -109,7 +109,7 @@ private:
 
     void AddUnlockable(size_t size)
     {
-        const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(1 + size % 100)));
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(1 + size % 100)));
         sample->RefuseLocks();
         EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
     }

@@ -137,7 +137,6 @@ set(KR_INNER_TEST_SOURCES
   support/AviBuilderTest.cpp
   support/FileContentTest.cpp
   support/FileSystemFakesTest.cpp
-  support/RefTest.cpp
   support/WritingFakesTest.cpp
   writer/AviCheckerInnerTest.cpp
   writer/WriterDirectInnerTest.cpp

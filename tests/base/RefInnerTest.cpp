@@ -1,4 +1,4 @@
-// The owner of one reference inside the library.
+// The owner of one reference.
 #include "base/KrRef.h"
 
 #include <gtest/gtest.h>
@@ -103,4 +103,18 @@ TEST(Ref, Reset_ReleasesOnce)
         ref.Reset();
     }
     EXPECT_EQ(object.references, 1);
+}
+
+TEST(Ref, Put_ReleasesWhatWasHeldAndTakesOverWhatIsWrittenThere)
+{
+    SCounted held;
+    SCounted made;
+    {
+        auto ref = CKrRef<SCounted>::Adopt(&held);
+        *ref.Put() = &made;
+        EXPECT_EQ(held.references, 0);
+        EXPECT_EQ(&*ref, &made);
+        EXPECT_EQ(made.references, 1);
+    }
+    EXPECT_EQ(made.references, 0);
 }

@@ -2,9 +2,9 @@
 // were written, and how many of them our reader's index has. Ends with 1 when the index does not agree with
 // the file.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "format/KrBytes.h"
 #include "tests/killed/KrKilledPattern.h"
-#include "tests/support/KrRef.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -33,7 +33,7 @@ namespace
 
 int Add(IKrAviWriter& writer, bool isVideo, uint32_t number)
 {
-    const CKrRef<CKrTestSample> sample(new CKrTestSample(KilledBytes(isVideo, number)));
+    const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KilledBytes(isVideo, number)));
     return isVideo ? writer.AddVideoSample(sample.Get()) : writer.AddAudioSample(sample.Get());
 }
 } // namespace

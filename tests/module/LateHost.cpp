@@ -3,7 +3,7 @@
 // that fails.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/support/KrRef.h"
+#include "base/KrRef.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/support/KrTestSample.h"
 
@@ -29,7 +29,8 @@ bool Record(const std::wstring& path)
         return false;
     for (int number = 0; number < kFrames; ++number)
     {
-        const CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(500, static_cast<uint8_t>(number))));
+        const auto sample =
+            CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(500, static_cast<uint8_t>(number))));
         if (writer->AddVideoSample(sample.Get()) == 0)
             return false;
     }

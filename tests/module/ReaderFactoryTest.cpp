@@ -1,8 +1,8 @@
 // The reader factory, and the reference count of what it makes.
 #include "KrRiffUtils/KrRiffUtils.h"
 
+#include "base/KrRef.h"
 #include "tests/support/KrOsTestFiles.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
 

@@ -1,9 +1,9 @@
 // What the pool asks of its manager, and what it makes of the answers.
 #include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "pool/KrdsMediaSample.h"
 #include "pool/KrdsMediaSamplePool.h"
 #include "tests/support/KrFakeDirectShowSample.h"
-#include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ public:
     explicit CScriptedManager(bool& destroyed) : m_destroyed(destroyed) {}
     ~CScriptedManager() override { m_destroyed = true; }
 
-    KrTest::CKrRef<IKrPoolElement> next;
+    CKrRef<IKrPoolElement> next;
     std::vector<unsigned long> waits;
 
     int GetElement(unsigned long wait, IKrPoolElement** out) override
@@ -48,7 +48,7 @@ private:
 // What the factory was asked, and what it answers.
 struct SFactory
 {
-    KrTest::CKrRef<IKrPoolElementAllocator> allocator;
+    CKrRef<IKrPoolElementAllocator> allocator;
     unsigned long capacity = 0;
     CScriptedManager* manager = nullptr;
     int answer = 1;
@@ -57,7 +57,7 @@ SFactory* g_factory = nullptr;
 
 int CreateManager(IKrPoolElementAllocator* allocator, unsigned long capacity, IKrPoolManager** out)
 {
-    g_factory->allocator = KrTest::CKrRef<IKrPoolElementAllocator>::Share(allocator);
+    g_factory->allocator = CKrRef<IKrPoolElementAllocator>::Share(allocator);
     g_factory->capacity = capacity;
     if (g_factory->manager != nullptr)
         *out = g_factory->manager;
@@ -84,7 +84,7 @@ protected:
     bool m_managerDestroyed = false;
     SFactory m_factory;
     CKrFakeDirectShowSample m_source;
-    KrTest::CKrRef<CKrdsMediaSamplePool> m_pool{new CKrdsMediaSamplePool};
+    CKrRef<CKrdsMediaSamplePool> m_pool = CKrRef<CKrdsMediaSamplePool>::Adopt(new CKrdsMediaSamplePool);
 };
 } // namespace
 
@@ -123,7 +123,7 @@ TEST_F(MediaSamplePoolInside, WithAManager_TheSetUpIsDoneWhateverTheAnswer)
 TEST_F(MediaSamplePoolInside, Wait_IsPassedUnchanged)
 {
     SetUpWithManager();
-    KrTest::CKrRef<IKrMediaSample> sample;
+    CKrRef<IKrMediaSample> sample;
     const std::vector<unsigned long> waits{0, 1, 7000, 0xFFFFFFFE, 0xFFFFFFFF, ~0ul};
     for (const unsigned long wait : waits)
         EXPECT_EQ(m_pool->GetSample(wait, &m_source, sample.Put()), 0);
@@ -133,7 +133,7 @@ TEST_F(MediaSamplePoolInside, Wait_IsPassedUnchanged)
 TEST_F(MediaSamplePoolInside, NullArguments_DoNotReachTheManager)
 {
     SetUpWithManager();
-    KrTest::CKrRef<IKrMediaSample> sample;
+    CKrRef<IKrMediaSample> sample;
     EXPECT_EQ(m_pool->GetSample(5, nullptr, sample.Put()), 0);
     EXPECT_EQ(m_pool->GetSample(5, &m_source, nullptr), 0);
     EXPECT_TRUE(m_factory.manager->waits.empty());
@@ -153,7 +153,7 @@ TEST_F(MediaSamplePoolInside, ElementOfAnotherKind_IsGivenBackAndRefused)
 {
     SetUpWithManager();
     auto* const stranger = new CStranger;
-    m_factory.manager->next.Reset(stranger);
+    m_factory.manager->next = CKrRef<IKrPoolElement>::Adopt(stranger);
     auto* const mark = reinterpret_cast<IKrMediaSample*>(this);
     IKrMediaSample* sample = mark;
     EXPECT_EQ(m_pool->GetSample(0, &m_source, &sample), 0);
@@ -167,8 +167,8 @@ TEST_F(MediaSamplePoolInside, LentSample_HasOneReferenceBesideTheManagers)
 {
     SetUpWithManager();
     auto* const made = new CKrdsMediaSample;
-    m_factory.manager->next.Reset(made);
-    KrTest::CKrRef<IKrMediaSample> sample;
+    m_factory.manager->next = CKrRef<IKrPoolElement>::Adopt(made);
+    CKrRef<IKrMediaSample> sample;
     ASSERT_EQ(m_pool->GetSample(0, &m_source, sample.Put()), 1);
     EXPECT_EQ(sample.Get(), made);
     EXPECT_EQ(made->AddRef(), 3u);

@@ -1,8 +1,8 @@
 // The pool and its samples when memory is short.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrFakeDirectShowSample.h"
-#include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ TEST(MediaSamplePoolMemory, AnyFailedAllocation_GivesZeroAndLeavesTheOutputAlone
 TEST(MediaSamplePoolMemory, LendingAndReturning_NeedNone)
 {
     CKrFakeDirectShowSample source;
-    KrTest::CKrRef<IKrdsMediaSamplePool> pool;
+    CKrRef<IKrdsMediaSamplePool> pool;
     ASSERT_EQ(KrCreateMediaSamplePool(3, pool.Put()), 1);
     int lent = 0;
     bool struck = false;

@@ -1,7 +1,7 @@
 // The pool of media samples and the samples that it lends.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/support/KrFakeDirectShowSample.h"
-#include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
@@ -24,15 +24,15 @@ class MediaSamplePool : public testing::Test
 protected:
     void Make(unsigned long capacity) { ASSERT_EQ(KrCreateMediaSamplePool(capacity, m_pool.Put()), 1); }
 
-    KrTest::CKrRef<IKrMediaSample> Get(IMediaSample* source, unsigned long wait = 0)
+    CKrRef<IKrMediaSample> Get(IMediaSample* source, unsigned long wait = 0)
     {
-        KrTest::CKrRef<IKrMediaSample> sample;
+        CKrRef<IKrMediaSample> sample;
         m_pool->GetSample(wait, source, sample.Put());
         return sample;
     }
 
     CKrFakeDirectShowSample m_source{{10, 20, 30, 40}};
-    KrTest::CKrRef<IKrdsMediaSamplePool> m_pool;
+    CKrRef<IKrdsMediaSamplePool> m_pool;
 };
 
 constexpr std::chrono::milliseconds kAWhile{30};
@@ -109,7 +109,7 @@ TEST_F(MediaSamplePool, OperationsStandInTheirSlots)
     Make(1);
     const auto getSample =
         EntryOf<int(void*, unsigned long, IMediaSample*, IKrMediaSample**)>(m_pool.Get(), 3);
-    KrTest::CKrRef<IKrMediaSample> lent;
+    CKrRef<IKrMediaSample> lent;
     ASSERT_EQ(getSample(m_pool.Get(), 0, &m_source, lent.Put()), 1);
     IKrMediaSample* const sample = lent.Get();
     EXPECT_EQ(EntryOf<uint32_t(void*)>(sample, 1)(sample), 3u) << "AddRef";

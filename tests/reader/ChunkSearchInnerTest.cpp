@@ -44,7 +44,7 @@ protected:
     CKrMemoryFileSystem m_files;
     CKrFaultyFileSystem m_faulty{m_files};
     CKrAviBuilder m_file;
-    const CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_faulty)};
+    const CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_faulty));
 };
 } // namespace
 

@@ -77,7 +77,7 @@ protected:
     CKrFaultyFileSystem m_faulty{m_files};
     CKrCountingFileSystem m_counting{m_faulty};
     SKrBuiltAvi m_built;
-    const CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_counting)};
+    const CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_counting));
 };
 } // namespace
 

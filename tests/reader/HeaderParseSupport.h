@@ -3,8 +3,8 @@
 #define KR_TESTS_READER_HEADERPARSESUPPORT_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
 

@@ -1,8 +1,8 @@
 // How the library tells its own readers from a host's.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "reader/KrRiffReader.h"
-#include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
@@ -40,15 +40,15 @@ public:
 
 TEST(OwnReader, ReaderOfTheFactory_GivesItsLock)
 {
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     EXPECT_EQ(CKrRiffReader::FindLock(reader.Get()), &static_cast<CKrRiffReader*>(reader.Get())->Lock());
 }
 
 TEST(OwnReader, TwoReaders_HaveALockEach)
 {
-    KrTest::CKrRef<IKrRiffReader> first;
-    KrTest::CKrRef<IKrRiffReader> second;
+    CKrRef<IKrRiffReader> first;
+    CKrRef<IKrRiffReader> second;
     ASSERT_EQ(KrCreateRiffReader(first.Put()), 1);
     ASSERT_EQ(KrCreateRiffReader(second.Put()), 1);
     EXPECT_NE(CKrRiffReader::FindLock(first.Get()), CKrRiffReader::FindLock(second.Get()));
@@ -56,9 +56,9 @@ TEST(OwnReader, TwoReaders_HaveALockEach)
 
 TEST(OwnReader, ReaderOfAHost_HasNoLockOfOurs)
 {
-    KrTest::CKrRef<IKrRiffReader> own;
+    CKrRef<IKrRiffReader> own;
     ASSERT_EQ(KrCreateRiffReader(own.Put()), 1); // there is one of ours to be mistaken for
-    const KrTest::CKrRef<IKrRiffReader> foreign(new CForeignReader);
+    const auto foreign = CKrRef<IKrRiffReader>::Adopt(new CForeignReader);
     EXPECT_EQ(CKrRiffReader::FindLock(foreign.Get()), nullptr);
 }
 

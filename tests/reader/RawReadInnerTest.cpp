@@ -28,7 +28,7 @@ protected:
     CKrMemoryFileSystem m_files;
     CKrFaultyFileSystem m_faulty{m_files};
     CKrCountingFileSystem m_counting{m_faulty};
-    const CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_counting)};
+    const CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_counting));
     uint8_t m_buffer[2000] = {};
 };
 } // namespace

@@ -1,9 +1,9 @@
 // What opening and loading cost in calls and bytes.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "platform/KrPlatform.h"
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 // Every call to the file system failed once, or failing from then on, or coming short.
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 
 #include <gtest/gtest.h>

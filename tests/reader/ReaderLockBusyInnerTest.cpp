@@ -96,7 +96,7 @@ protected:
     CKrMemoryFileSystem m_files;
     CKrFaultyFileSystem m_faulty{m_files};
     const SKrBuiltAvi m_built = FarApart();
-    const CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_faulty)};
+    const CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_faulty));
     SKrRiffChunkNode* m_parent = nullptr;
     CKrThreadGate m_gate;
 };

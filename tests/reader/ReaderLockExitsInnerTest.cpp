@@ -104,7 +104,7 @@ protected:
     CKrMemoryFileSystem m_files;
     CKrFaultyFileSystem m_faulty{m_files};
     SKrBuiltAvi m_built;
-    CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_faulty)};
+    CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_faulty));
 };
 } // namespace
 

@@ -30,7 +30,7 @@ protected:
     CKrFaultyFileSystem m_faulty{m_files};
     CKrCountingFileSystem m_counting{m_faulty};
     SKrBuiltAvi m_built;
-    CKrRef<CKrRiffReader> m_reader{new CKrRiffReader(m_counting)};
+    CKrRef<CKrRiffReader> m_reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_counting));
 };
 } // namespace
 

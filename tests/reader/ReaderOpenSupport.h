@@ -3,9 +3,9 @@
 #define KR_TESTS_READER_READEROPENSUPPORT_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/support/KrAviBuilder.h"
 #include "tests/support/KrByteWriter.h"
-#include "tests/support/KrRef.h"
 
 #include <cstdint>
 #include <initializer_list>

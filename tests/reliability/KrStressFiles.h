@@ -3,8 +3,8 @@
 #define KR_TESTS_RELIABILITY_KRSTRESSFILES_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "format/KrBytes.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
 

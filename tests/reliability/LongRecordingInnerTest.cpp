@@ -107,8 +107,8 @@ SKrWritten What()
 // A second of pictures and sound, at the pace of the clock.
 void RecordSecond(IKrAviWriter& writer, CKrLongClock& clock, uint32_t second, size_t frameBytes)
 {
-    const KrTest::CKrRef<CKrZeroSample> frame(new CKrZeroSample(frameBytes));
-    const KrTest::CKrRef<CKrZeroSample> sound(new CKrZeroSample(kAudioBytes));
+    const auto frame = CKrRef<CKrZeroSample>::Adopt(new CKrZeroSample(frameBytes));
+    const auto sound = CKrRef<CKrZeroSample>::Adopt(new CKrZeroSample(kAudioBytes));
     for (uint32_t number = 0; number < kFramesPerSecond; ++number)
     {
         ASSERT_EQ(writer.AddAudioSample(sound.Get()), 1);
@@ -125,7 +125,7 @@ TEST(LongRecording, Memory_StaysFlat)
     constexpr uint64_t kPaddedPair = 60'416 + 3'584; // a frame and its sound, in whole sectors
     CKrForgetfulFileSystem files;
     CKrLongClock clock;
-    const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({files, clock, &NoWorkerThread}));
+    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({files, clock, &NoWorkerThread}));
     const SKrWritten written = What();
     const SKrAviVideoParams params = ParamsFor(written);
     const WAVEFORMATEX format = WaveFormatFor(*written.pcm);
@@ -151,7 +151,7 @@ TEST(LongRecording, File_IsCompleteAndReadBack)
     CKrLongClock clock;
     CKrRecorder recorder(EKrWorker::None);
     recorder.writer =
-        KrTest::CKrRef<CKrAviWriter>(new CKrAviWriter({recorder.faults, clock, &NoWorkerThread}));
+        CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({recorder.faults, clock, &NoWorkerThread}));
     ASSERT_EQ(recorder.Open(What()), 1);
     for (uint32_t second = 0; second < kSeconds && !HasFatalFailure(); ++second)
         RecordSecond(*recorder.writer.Get(), clock, second, 5000);

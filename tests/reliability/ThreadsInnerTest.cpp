@@ -86,7 +86,7 @@ TEST(FourThreads, OnTheCache_AreAllAnswered)
 
 TEST(FourThreads, OnOnePool_GetSamplesOfTheirOwn)
 {
-    KrTest::CKrRef<IKrdsMediaSamplePool> pool;
+    CKrRef<IKrdsMediaSamplePool> pool;
     ASSERT_EQ(KrCreateMediaSamplePool(3, pool.Put()), 1); // fewer than threads
     OnFourThreads(
         [&](size_t number)

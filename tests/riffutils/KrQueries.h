@@ -3,7 +3,7 @@
 #define KR_TESTS_RIFFUTILS_KRQUERIES_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
-#include "tests/support/KrRef.h"
+#include "base/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 
 #include <gtest/gtest.h>

@@ -29,7 +29,7 @@ protected:
         m_files.Set(L"a.avi", BuildSimpleAvi(avi).content);
         m_files.Set(L"b.avi", BuildSimpleAvi(SmallAviWithKrlA(2)).content);
         const KrPlatform::CFileSystemScope scope(m_counting); // the reader keeps to it
-        m_reader.Reset(static_cast<CKrRiffReader*>(NewReader().Detach()));
+        m_reader = CKrRef<CKrRiffReader>::Adopt(static_cast<CKrRiffReader*>(NewReader().Detach()));
         EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
     }
     ~QueryLock() override

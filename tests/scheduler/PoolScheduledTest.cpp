@@ -1,9 +1,9 @@
 // A pool whose samples several threads borrow, lock, return, and whose owner lets go of it meanwhile.
 #include "KrMediaSampleTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/scheduler/KrEverySeed.h"
 #include "tests/support/KrFakeDirectShowSample.h"
-#include "tests/support/KrRef.h"
 
 #include <set>
 

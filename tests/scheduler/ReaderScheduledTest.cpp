@@ -2,11 +2,11 @@
 #include "reader/KrRiffReader.h"
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/scheduler/KrEverySeed.h"
 #include "tests/scheduler/KrYieldingFileSystem.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 
 #include <algorithm>
@@ -110,7 +110,7 @@ TEST_F(ReaderScheduled, QueriesBesideCloseAndOpen_LeaveTheLockFree)
     WithEverySeed(
         [this](CKrScheduler& scheduler)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             scheduler.Add([&] { reader->Open(kPaths[0]); });
             for (int query = 0; query < 2; ++query)
                 scheduler.Add([&] { ExpectMode(*reader.Get()); });
@@ -136,7 +136,7 @@ TEST_F(ReaderScheduled, CloseOpenAndSearches_MeetNoHalfParsedReader)
     WithEverySeed(
         [this](CKrScheduler& scheduler)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             for (size_t file = 0; file < 2; ++file)
                 scheduler.Add([&, file] { reader->Open(kPaths[file]); });
             scheduler.Add([&] { reader->Close(); });
@@ -169,7 +169,7 @@ TEST_F(ReaderScheduled, RawReadsAndStreamQueriesBesideCloseAndOpen_AnswerForOneF
     WithEverySeed(
         [this](CKrScheduler& scheduler)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             ASSERT_EQ(reader->Open(kPaths[0]), 1);
             scheduler.Add(
                 [&]
@@ -206,7 +206,7 @@ TEST_F(ReaderScheduled, LoadsAndWalksBesideCloseAndOpen_AnswerForOneFile)
     WithEverySeed(
         [this](CKrScheduler& scheduler)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             ASSERT_EQ(reader->Open(kPaths[1]), 1);
             scheduler.Add(
                 [&]

@@ -1,12 +1,12 @@
 // A recording with several producers, samples with locks of their own, direct chunks, slow writes and a
 // close, in every order that a seed may choose.
 #include "base/KrReentrantLock.h"
+#include "base/KrRef.h"
 #include "tests/scheduler/KrEverySeed.h"
 #include "tests/scheduler/KrScheduledWorker.h"
 #include "tests/scheduler/KrYieldingFileSystem.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/writer/KrWriterArguments.h"
 #include "writer/KrAviWriter.h"
@@ -94,7 +94,7 @@ protected:
         {
             SKrWriterSurroundings surroundings{files, test.m_clock};
             surroundings.createWorkerThread = &CKrScheduledWorker::Create;
-            writer = CKrRef<CKrAviWriter>(new CKrAviWriter(surroundings));
+            writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
         }
 
         CKrYieldingFileSystem files;
@@ -137,7 +137,8 @@ protected:
             if (audio && !recording.hasAudio)
                 continue;
             const KrBytes payload = Payload(producer, number, audio);
-            const CKrRef<CLockedSample> sample(new CLockedSample(payload, hostMutex, recording.alive));
+            const auto sample =
+                CKrRef<CLockedSample>::Adopt(new CLockedSample(payload, hostMutex, recording.alive));
             const int taken = audio ? recording.writer->AddAudioSample(sample.Get())
                                     : recording.writer->AddVideoSample(sample.Get());
             if (taken != 0)
@@ -149,7 +150,7 @@ protected:
     static void SubmitWhileHolding(SRecording& recording, int producer)
     {
         const KrBytes payload = Payload(producer, 7, false);
-        const CKrRef<CLockedSample> held(new CLockedSample(payload, nullptr, recording.alive));
+        const auto held = CKrRef<CLockedSample>::Adopt(new CLockedSample(payload, nullptr, recording.alive));
         if (recording.writer->AddVideoSample(held.Get()) != 0)
             Note(recording, payload);
         uint8_t* data = nullptr;
@@ -248,8 +249,8 @@ TEST_P(WriterScheduled, HostMutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
                                 for (int number = 0; number < 3; ++number)
                                 {
                                     const KrBytes payload = Payload(producer, number, false);
-                                    kept.emplace_back(
-                                        new CLockedSample(payload, &hostMutex, recording.alive));
+                                    kept.push_back(CKrRef<CLockedSample>::Adopt(
+                                        new CLockedSample(payload, &hostMutex, recording.alive)));
                                     const std::lock_guard guard(hostMutex);
                                     if (recording.writer->AddVideoSample(kept.back().Get()) != 0)
                                         Note(recording, payload);

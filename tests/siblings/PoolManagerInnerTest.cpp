@@ -1,7 +1,7 @@
 // The pool manager that the library expects of its sibling.
 #include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "siblings/KrKernel/KrPoolManager.h"
-#include "tests/support/KrRef.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,6 @@
 #include <new>
 #include <thread>
 #include <vector>
-
-using KrTest::CKrRef;
 
 namespace
 {
@@ -110,7 +108,7 @@ protected:
         return element ? dynamic_cast<CElement&>(*element).Number() : -1;
     }
 
-    CKrRef<CAllocator> m_allocator{new CAllocator};
+    CKrRef<CAllocator> m_allocator = CKrRef<CAllocator>::Adopt(new CAllocator);
     CKrRef<IKrPoolManager> m_manager;
 };
 } // namespace

@@ -1,7 +1,7 @@
 // The worker thread that the library expects of its sibling.
+#include "base/KrRef.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "tests/base/KrFailingAllocation.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrThreadGate.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,6 @@
 
 using KrTest::CFailingAllocation;
 using KrTest::CKrGateOpener;
-using KrTest::CKrRef;
 using KrTest::CKrThreadGate;
 
 namespace

@@ -4,8 +4,8 @@
 
 #include "KrRiffUtils/IKrMediaSample.h"
 #include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "tests/support/KrFileContent.h"
-#include "tests/support/KrRef.h"
 
 #include <atomic>
 #include <cstdint>

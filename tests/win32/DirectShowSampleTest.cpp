@@ -1,8 +1,8 @@
 // Samples of DirectShow's own allocator, through the pool and the writer.
 #include "KrMediaSampleTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/writer/KrWriterArguments.h"
@@ -44,9 +44,9 @@ protected:
     }
 
     // A buffer of the allocator with these bytes; null when all are in use.
-    KrTest::CKrRef<IMediaSample> Fill(const KrBytes& bytes)
+    CKrRef<IMediaSample> Fill(const KrBytes& bytes)
     {
-        KrTest::CKrRef<IMediaSample> sample;
+        CKrRef<IMediaSample> sample;
         if (m_allocator->GetBuffer(sample.Put(), nullptr, nullptr, AM_GBF_NOWAIT) != S_OK)
             return {};
         BYTE* data = nullptr;
@@ -58,18 +58,18 @@ protected:
 
     int Add(IKrAviWriter& writer, bool isVideo, const KrBytes& bytes)
     {
-        KrTest::CKrRef<IMediaSample> source;
+        CKrRef<IMediaSample> source;
         while (!(source = Fill(bytes))) // the writer gives buffers back as it writes
             Sleep(1);
-        KrTest::CKrRef<IKrMediaSample> sample;
+        CKrRef<IKrMediaSample> sample;
         if (m_pool->GetSample(5000, source.Get(), sample.Put()) == 0)
             return 0;
         return isVideo ? writer.AddVideoSample(sample.Get()) : writer.AddAudioSample(sample.Get());
     }
 
     bool m_initialised = false;
-    KrTest::CKrRef<IMemAllocator> m_allocator;
-    KrTest::CKrRef<IKrdsMediaSamplePool> m_pool;
+    CKrRef<IMemAllocator> m_allocator;
+    CKrRef<IKrdsMediaSamplePool> m_pool;
 };
 } // namespace
 
@@ -78,7 +78,7 @@ TEST_F(DirectShowSample, PooledSample_GivesItsBuffer)
     MakeAllocator(2, 1000);
     ASSERT_EQ(KrCreateMediaSamplePool(1, m_pool.Put()), 1);
     const auto source = Fill({1, 2, 3});
-    KrTest::CKrRef<IKrMediaSample> sample;
+    CKrRef<IKrMediaSample> sample;
     ASSERT_EQ(m_pool->GetSample(0, source.Get(), sample.Put()), 1);
     uint8_t* data = nullptr;
     int32_t length = 0;
@@ -98,7 +98,7 @@ TEST_F(DirectShowSample, PoolOfTheAllocatorsSize_StarvesIt)
     {
         const auto source = Fill({1});
         ASSERT_TRUE(source);
-        KrTest::CKrRef<IKrMediaSample> sample;
+        CKrRef<IKrMediaSample> sample;
         ASSERT_EQ(m_pool->GetSample(0, source.Get(), sample.Put()), 1);
     }
     EXPECT_FALSE(Fill({1})) << "both buffers stay with the samples that came back";
@@ -110,7 +110,7 @@ TEST_F(DirectShowSample, Recording_IsReadBackFrameForFrame)
 {
     MakeAllocator(40, 8000);
     ASSERT_EQ(KrCreateMediaSamplePool(30, m_pool.Put()), 1);
-    KrTest::CKrRef<IKrAviWriter> writer;
+    CKrRef<IKrAviWriter> writer;
     ASSERT_EQ(KrCreateAviWriter(writer.Put()), 1);
     const SKrAviVideoParams params = ParamsFor({});
     const WAVEFORMATEX format = WaveFormatFor({});
@@ -125,7 +125,7 @@ TEST_F(DirectShowSample, Recording_IsReadBackFrameForFrame)
     writer->CloseFile();
     EXPECT_EQ(CheckWrittenFile(path, {.pcm = SKrPcmFormat{}}).problems, std::vector<std::string>{});
 
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     ASSERT_EQ(reader->Open(path.c_str()), 1);
     CArray<SKrChunkIndexEntry> entries;

@@ -37,7 +37,7 @@ void RecordOneFrame(const std::wstring& path)
     info.frameRate = static_cast<uint32_t>(EKrFrameRate::Rate25);
     const CKrRef<IKrAviWriter> writer = NewWriter();
     ASSERT_EQ(writer->OpenFileFromInfo(path.c_str(), &info), 1);
-    const CKrRef<CKrTestSample> frame(new CKrTestSample(KrBytes(100, 1)));
+    const auto frame = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100, 1)));
     EXPECT_EQ(writer->AddVideoSample(frame.Get()), 1);
     EXPECT_EQ(writer->CloseFile(), 1);
 }

@@ -1,10 +1,10 @@
 // Locks that threads had to wait for give back what they took for that.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrReentrantLock.h"
+#include "base/KrRef.h"
 #include "platform/KrSync.h"
 #include "reader/KrRiffReader.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
-#include "tests/support/KrRef.h"
 #include "tests/win32/KrProcessUse.h"
 
 #include <mutex>
@@ -18,7 +18,7 @@ TEST(LockLeaks, ReadersWaitedFor)
                       {
                           for (int round = 0; round < rounds; ++round)
                           {
-                              KrTest::CKrRef<IKrRiffReader> reader;
+                              CKrRef<IKrRiffReader> reader;
                               ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
                               CKrReentrantLock& lock = *CKrRiffReader::FindLock(reader.Get());
                               lock.Enter();
@@ -61,7 +61,7 @@ TEST(LockLeaks, WorkerThreads)
                       {
                           for (int round = 0; round < rounds; ++round)
                           {
-                              KrTest::CKrRef<IKrWorkerThread> worker;
+                              CKrRef<IKrWorkerThread> worker;
                               ASSERT_EQ(KrCreateWorkerThread(0, worker.Put()), 1);
                               worker->SetWorkRoutine([](void*, std::stop_token) -> uint32_t { return 0; },
                                                      nullptr);

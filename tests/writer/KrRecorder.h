@@ -4,12 +4,12 @@
 
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "tests/support/KrAviChecker.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrManualClock.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTestSample.h"
 #include "tests/writer/KrStoppedWorker.h"
@@ -72,7 +72,7 @@ public:
             surroundings.createWorkerThread = &NoWorkerThread;
         if (worker == EKrWorker::Stopped)
             surroundings.createWorkerThread = &CKrStoppedWorker::Create;
-        writer = CKrRef<CKrAviWriter>(new CKrAviWriter(surroundings));
+        writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
     }
 
     int Open(const SKrWritten& what)
@@ -88,13 +88,13 @@ public:
 
     int AddVideo(KrBytes bytes)
     {
-        const CKrRef<CKrTestSample> sample(new CKrTestSample(std::move(bytes)));
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(std::move(bytes)));
         return writer->AddVideoSample(sample.Get());
     }
 
     int AddAudio(KrBytes bytes)
     {
-        const CKrRef<CKrTestSample> sample(new CKrTestSample(std::move(bytes)));
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(std::move(bytes)));
         return writer->AddAudioSample(sample.Get());
     }
 
@@ -105,11 +105,11 @@ public:
     // Zeros, which cost no memory in the file.
     int AddZeroVideo(size_t size)
     {
-        return writer->AddVideoSample(CKrRef<CKrZeroSample>(new CKrZeroSample(size)).Get());
+        return writer->AddVideoSample(CKrRef<CKrZeroSample>::Adopt(new CKrZeroSample(size)).Get());
     }
     int AddZeroAudio(size_t size)
     {
-        return writer->AddAudioSample(CKrRef<CKrZeroSample>(new CKrZeroSample(size)).Get());
+        return writer->AddAudioSample(CKrRef<CKrZeroSample>::Adopt(new CKrZeroSample(size)).Get());
     }
 
     [[nodiscard]] CKrFileContent Content() const { return files.Content(kRecordedPath); }

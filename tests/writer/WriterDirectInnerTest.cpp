@@ -186,7 +186,7 @@ private:
 TEST_F(WriterDirect, BesideQueuedOnes_EachIsWrittenWhole)
 {
     CWatchedFileSystem watched(m_recorder.files);
-    m_recorder.writer = KrTest::CKrRef<CKrAviWriter>(new CKrAviWriter({watched, m_recorder.clock}));
+    m_recorder.writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({watched, m_recorder.clock}));
     for (const size_t threads : {1u, 2u, 4u})
     {
         ASSERT_EQ(m_recorder.Open(Direct()), 1);

@@ -212,7 +212,7 @@ TEST_F(WriterFault, SampleThatCannotBeLocked_IsToldAtTheClose)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
     EXPECT_EQ(Record(2), 2u);
-    const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(100)));
+    const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100)));
     sample->RefuseLocks();
     EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
     EXPECT_EQ(Record(2), 2u) << "the rest goes on";

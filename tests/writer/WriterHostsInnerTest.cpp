@@ -1,8 +1,8 @@
 // The writer beside other people's code: samples that a thread holds, mutexes of the host, disks that stand
 // still, calls from inside a sample.
+#include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrStallingFileSystem.h"
 #include "tests/support/KrTempFolder.h"
@@ -116,7 +116,7 @@ protected:
 
     void Make(IKrFileSystem& files, IKrClock& clock)
     {
-        m_writer = CKrRef<CKrAviWriter>(new CKrAviWriter(SKrWriterSurroundings{files, clock}));
+        m_writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(SKrWriterSurroundings{files, clock}));
     }
 
     int Open(const wchar_t* path = kPath)
@@ -130,13 +130,13 @@ protected:
     {
         if (GetParam())
         {
-            const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+            const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
             EXPECT_EQ(m_writer->AddAudioSample(sound.Get()), 1);
         }
         return m_writer->AddVideoSample(&frame);
     }
 
-    int SubmitNew() { return Submit(*CKrRef<CHostSample>(new CHostSample(KrBytes(500)))); }
+    int SubmitNew() { return Submit(*CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)))); }
 
     size_t FramesInFile()
     {
@@ -176,8 +176,8 @@ TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
         {
             ASSERT_EQ(SubmitNew(), 1);
             ASSERT_TRUE(gate.WaitForArrival());
-            const CKrRef<CHostSample> frame(new CHostSample(KrBytes(500)));
-            const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+            const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)));
+            const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
             ASSERT_EQ(m_writer->AddVideoSample(frame.Get()), 1);
             ASSERT_EQ(m_writer->AddAudioSample(sound.Get()), GetParam() ? 1 : 0);
             uint8_t* data = nullptr;
@@ -345,7 +345,7 @@ TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
             KrTest::CKrThreadGate gate;
             ASSERT_EQ(Open(), 1);
             m_writer->AddRef();
-            const CKrRef<CHostSample> frame(new CHostSample(KrBytes(500)));
+            const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)));
             frame->inUnlockBuffer = [&gate, last = m_writer.Get(), calls = 0]() mutable
             {
                 gate.Pass();
@@ -376,7 +376,7 @@ TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
     {
         return 0;
     };
-    const CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
     const SKrAviVideoParams params = ParamsFor(SKrWritten{});
     ASSERT_EQ(writer->OpenFile(kPath, &params, 0, nullptr), 1);
     int submitted = 0;
@@ -384,7 +384,7 @@ TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
     {
         if (submitted++ == kLength)
             return;
-        const CKrRef<CHostSample> frame(new CHostSample(KrBytes(1)));
+        const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(1)));
         frame->inUnlockBuffer = submitNext;
         EXPECT_EQ(writer->AddVideoSample(frame.Get()), 1);
     };

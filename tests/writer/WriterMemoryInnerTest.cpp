@@ -95,14 +95,14 @@ TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
     for (unsigned number = 1; struck && number < kMostAllocations; ++number)
     {
         SCOPED_TRACE(number);
-        const KrTest::CKrRef<CKrAviWriter> writer(
+        const auto writer = CKrRef<CKrAviWriter>::Adopt(
             new CKrAviWriter({KrPlatform::FileSystem(), clock, &CKrStoppedWorker::Create}));
         ASSERT_EQ(writer->OpenFile(path.c_str(), &params, FourCcValue("MJPG"), &format), 1);
         for (size_t frame = 0; frame < 5; ++frame)
         {
-            const KrTest::CKrRef<CKrTestSample> video(new CKrTestSample(PatternBytes(0, frame, 100)));
-            const KrTest::CKrRef<CKrTestSample> audio(
-                new CKrTestSample(PatternBytes(1, frame, kBytesOf25thSecond)));
+            const auto video = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(PatternBytes(0, frame, 100)));
+            const auto audio =
+                CKrRef<CKrTestSample>::Adopt(new CKrTestSample(PatternBytes(1, frame, kBytesOf25thSecond)));
             ASSERT_EQ(writer->AddVideoSample(video.Get()), 1);
             ASSERT_EQ(writer->AddAudioSample(audio.Get()), 1);
         }
@@ -135,8 +135,8 @@ TEST(WriterMemory, SubmissionThatThrows_IsToldAtTheClose)
         bool threw = false;
         for (int pair = 0; pair < 30 && !threw; ++pair)
         {
-            const KrTest::CKrRef<CKrTestSample> sound(new CKrTestSample(KrBytes(kBytesOf25thSecond)));
-            const KrTest::CKrRef<CKrTestSample> frame(new CKrTestSample(KrBytes(100)));
+            const auto sound = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(kBytesOf25thSecond)));
+            const auto frame = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100)));
             const CFailingAllocation failure(pair == 10 ? failing : 0);
             try
             {
@@ -169,8 +169,8 @@ TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
         CKrManualClock clock;
         SKrWriterSurroundings surroundings{KrPlatform::OsFileSystem(), clock};
         surroundings.createWorkerThread = &NoWorkerThread;
-        const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
-        const KrTest::CKrRef<CKrTestSample> frame(new CKrTestSample(KrBytes(1)));
+        const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+        const auto frame = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(1)));
         ASSERT_EQ(writer->OpenFile(path.c_str(), &params, 0, nullptr), 1);
         for (int number = 0; number < 4027; ++number)
             ASSERT_EQ(writer->AddVideoSample(frame.Get()), 1);
@@ -187,7 +187,7 @@ TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
         }
         const size_t after = writer->AddVideoSample(frame.Get()) != 0 ? 1 : 0;
         const int closed = writer->CloseFile();
-        KrTest::CKrRef<IKrRiffReader> reader;
+        CKrRef<IKrRiffReader> reader;
         ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
         ASSERT_EQ(reader->Open(path.c_str()), 1);
         CArray<SKrChunkIndexEntry> entries;

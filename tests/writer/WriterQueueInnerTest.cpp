@@ -264,8 +264,8 @@ TEST(WriterQueue, SampleThatCannotBeLocked_IsPassedOver)
         ASSERT_EQ(recorder.Open(WithMono8()), 1);
         for (uint32_t number = 0; number < 9; ++number)
         {
-            const KrTest::CKrRef<CKrTestSample> video(new CKrTestSample(KrBytes(100 + number)));
-            const KrTest::CKrRef<CKrTestSample> audio(new CKrTestSample(KrBytes(1920)));
+            const auto video = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100 + number)));
+            const auto audio = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(1920)));
             if (number == 4)
             {
                 video->RefuseLocks();
@@ -302,7 +302,7 @@ TEST(WriterQueue, Refusals_LeaveNoTrace)
 
 TEST(WriterQueue, Samples_AreUnlockedAndReleased)
 {
-    const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(100)));
+    const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100)));
     CKrRecorder recorder;
     ASSERT_EQ(recorder.Open({}), 1);
     ASSERT_EQ(recorder.writer->AddVideoSample(sample.Get()), 1);

@@ -21,20 +21,20 @@ TEST(WriterRollOver, FileAbove1100Megabytes_IsReadBack)
     const std::wstring path = folder.PathOf(L"large.avi");
     CKrManualClock clock;
     const SKrWriterSurroundings surroundings{KrPlatform::OsFileSystem(), clock, &NoWorkerThread};
-    KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+    auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
     const SKrAviVideoParams params = ParamsFor({});
     ASSERT_EQ(writer->OpenFile(path.c_str(), &params, FourCcValue("MJPG"), nullptr), 1);
     KrBytes frame(kFrameSize, 0x5A);
     for (uint32_t number = 0; number < kFrames; ++number)
     {
         frame[0] = frame[kFrameSize - 1] = static_cast<uint8_t>(number);
-        const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(frame));
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(frame));
         ASSERT_EQ(writer->AddVideoSample(sample.Get()), 1);
     }
     writer->CloseFile();
     EXPECT_EQ(CKrTestSample::Alive(), 0);
 
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     ASSERT_EQ(reader->Open(path.c_str()), 1);
     ASSERT_GT(reader->GetFileLength(), uint64_t{1'100'000'000});

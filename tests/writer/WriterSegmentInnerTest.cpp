@@ -314,8 +314,8 @@ TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
     ASSERT_EQ(m_recorder.writer->WriteVideoChunk(direct.data(), static_cast<int32_t>(direct.size())), 1);
     const uint64_t size = Size();
     ASSERT_GT(size, kSegmentLimit);
-    const KrTest::CKrRef<CKrTestSample> audio(new CKrTestSample(KrBytes(4)));
-    const KrTest::CKrRef<CKrTestSample> video(new CKrTestSample(KrBytes(4)));
+    const auto audio = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(4)));
+    const auto video = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(4)));
     audio->RefuseLocks();
     video->RefuseLocks();
     ASSERT_EQ(m_recorder.writer->AddAudioSample(audio.Get()), 1);

@@ -2,9 +2,9 @@
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrObject.h"
+#include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFakeDirectShowSample.h"
-#include "tests/support/KrRef.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/writer/KrWriterArguments.h"
@@ -37,7 +37,7 @@ protected:
     int Add(bool isVideo, KrBytes bytes)
     {
         m_sources.emplace_back(std::move(bytes));
-        KrTest::CKrRef<IKrMediaSample> sample;
+        CKrRef<IKrMediaSample> sample;
         if (m_pool->GetSample(1000, &m_sources.back(), sample.Put()) == 0)
             return 0;
         return isVideo ? m_writer->AddVideoSample(sample.Get()) : m_writer->AddAudioSample(sample.Get());
@@ -46,8 +46,8 @@ protected:
     CKrTempFolder m_folder;
     const std::wstring m_path = m_folder.PathOf(L"new \u00FC\u4E2D.avi");
     std::deque<CKrFakeDirectShowSample> m_sources;
-    KrTest::CKrRef<IKrAviWriter> m_writer;
-    KrTest::CKrRef<IKrdsMediaSamplePool> m_pool;
+    CKrRef<IKrAviWriter> m_writer;
+    CKrRef<IKrdsMediaSamplePool> m_pool;
 };
 } // namespace
 
@@ -79,7 +79,7 @@ TEST_F(Writer, RecordedFile_IsReadBackFrameForFrame)
 
     EXPECT_EQ(CheckWrittenFile(m_path, {.scanMode = 2, .pcm = SKrPcmFormat{}}).problems,
               std::vector<std::string>{});
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     ASSERT_EQ(reader->Open(m_path.c_str()), 1);
     CArray<SKrChunkIndexEntry> video;
@@ -113,14 +113,14 @@ TEST_F(Writer, FileBeingWritten_IsRefusedToReaders)
 {
     const SKrAviVideoParams params = Params();
     ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
-    KrTest::CKrRef<IKrRiffReader> reader;
+    CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
     EXPECT_EQ(reader->Open(m_path.c_str()), 0);
     ASSERT_EQ(Add(true, {1, 2, 3}), 1);
     m_writer.Reset();
     EXPECT_EQ(reader->Open(m_path.c_str()), 1);
 
-    KrTest::CKrRef<IKrAviWriter> other;
+    CKrRef<IKrAviWriter> other;
     ASSERT_EQ(KrCreateAviWriter(other.Put()), 1);
     EXPECT_EQ(other->OpenFile(m_path.c_str(), &params, 0, nullptr), 0) << "a reader has it open";
     reader->Close();
@@ -173,10 +173,10 @@ TEST_F(Writer, Pacing_KeepsQueuedChunksFiveMillisecondsApart)
     const SKrAviVideoParams params = Params();
     const WAVEFORMATEX format = WaveFormatFor({});
     ASSERT_EQ(m_writer->OpenFile(m_path.c_str(), &params, 0, &format), 1);
-    std::vector<KrTest::CKrRef<CTimedSample>> frames;
+    std::vector<CKrRef<CTimedSample>> frames;
     for (size_t number = 0; number < 20; ++number)
     {
-        frames.emplace_back(new CTimedSample);
+        frames.push_back(CKrRef<CTimedSample>::Adopt(new CTimedSample));
         ASSERT_EQ(m_writer->AddVideoSample(frames.back().Get()), 1);
     }
     ASSERT_EQ(Add(false, KrBytes(20 * 7680)), 1);

@@ -71,7 +71,7 @@ TEST(WriterWorkerThread, SamplesAreWrittenOnItAlsoForTheSecondFile)
     for (int round = 0; round < 2; ++round)
     {
         ASSERT_EQ(recorder.Open({}), 1);
-        const KrTest::CKrRef<CKrTestSample> sample(new CKrTestSample(KrBytes(100)));
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100)));
         ASSERT_EQ(recorder.writer->AddVideoSample(sample.Get()), 1);
         EXPECT_EQ(recorder.Close().video.size(), 1u);
         EXPECT_NE(sample->LockedBy(), std::thread::id());

@@ -49,7 +49,7 @@ CKrRecording::CKrRecording(std::string target, bool replace, const SKrRecordingF
 CKrRecording::~CKrRecording()
 {
     m_loader->Stop();
-    m_writer.reset();
+    m_writer.Reset();
     m_pools.clear();
     if (!m_temporary.empty())
         RemoveFile(m_temporary);
@@ -57,10 +57,8 @@ CKrRecording::~CKrRecording()
 
 void CKrRecording::Open(const SKrRecordingFormat& format)
 {
-    IKrAviWriter* writer = nullptr;
-    if (KrCreateAviWriter(&writer) == 0)
+    if (KrCreateAviWriter(m_writer.Put()) == 0)
         throw CKrToolError(m_target, "memory is short");
-    m_writer.reset(writer);
     const std::string temporary = FreeTemporaryName(m_target);
     const WAVEFORMATEX wave = format.audio ? WaveFormat(*format.audio) : WAVEFORMATEX{};
     if (m_writer->OpenFile(WidePath(temporary).c_str(), &format.video, format.codec,
@@ -78,28 +76,27 @@ void CKrRecording::Fail(const std::string& cause) const
 
 void CKrRecording::AddPool()
 {
-    IKrdsMediaSamplePool* pool = nullptr;
-    if (KrCreateMediaSamplePool(m_poolSize, &pool) == 0)
+    CKrRef<IKrdsMediaSamplePool> pool;
+    if (KrCreateMediaSamplePool(m_poolSize, pool.Put()) == 0)
         throw CKrToolError(m_target, "memory is short");
-    m_pools.emplace_back(pool);
+    m_pools.push_back(std::move(pool));
     m_poolSize = std::min(2 * m_poolSize, kLargestPool);
 }
 
 // A pool's sample around the bytes. Frames can wait for audio that never comes, so that no number of samples
 // is always enough: more are made when none comes free for a while.
-CKrRecording::SamplePtr CKrRecording::Borrow(SKrSampleBytes bytes)
+CKrRef<IKrMediaSample> CKrRecording::Borrow(SKrSampleBytes bytes)
 {
-    CKrLazySample* const source = new CKrLazySample(m_loader, std::move(bytes));
-    const std::unique_ptr<CKrLazySample, SKrRelease<CKrLazySample>> held(source);
+    const auto source = CKrRef<CKrLazySample>::Adopt(new CKrLazySample(m_loader, std::move(bytes)));
     for (;;)
     {
         m_progress.StopIfAsked();
         for (size_t number = m_pools.size(); number > 0; --number)
         {
-            IKrMediaSample* sample = nullptr;
+            CKrRef<IKrMediaSample> sample;
             const unsigned long wait = number == 1 ? kPatience : 0;
-            if (m_pools[number - 1]->GetSample(wait, source, &sample) != 0)
-                return SamplePtr(sample);
+            if (m_pools[number - 1]->GetSample(wait, source.Get(), sample.Put()) != 0)
+                return sample;
         }
         AddPool();
     }
@@ -114,14 +111,14 @@ void CKrRecording::Check(int status)
 
 void CKrRecording::AddFrame(SKrSampleBytes frame)
 {
-    Check(m_writer->AddVideoSample(Borrow(std::move(frame)).get()));
+    Check(m_writer->AddVideoSample(Borrow(std::move(frame)).Get()));
     ++m_frames;
 }
 
 void CKrRecording::AddAudio(SKrSampleBytes block)
 {
     m_audioBytes += block.length;
-    Check(m_writer->AddAudioSample(Borrow(std::move(block)).get()));
+    Check(m_writer->AddAudioSample(Borrow(std::move(block)).Get()));
 }
 
 SKrRecordingResult CKrRecording::Commit()

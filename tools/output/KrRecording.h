@@ -4,6 +4,7 @@
 #define KR_TOOLS_OUTPUT_KRRECORDING_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 #include "platform/KrPlatform.h"
 #include "tools/output/KrSampleLoader.h"
 
@@ -40,12 +41,6 @@ struct SKrRecordingResult
     uint64_t segments = 0;
 };
 
-template <class Interface>
-struct SKrRelease
-{
-    void operator()(Interface* object) const { object->Release(); }
-};
-
 class CKrRecording
 {
 public:
@@ -73,12 +68,9 @@ private:
         void Sleep(uint32_t) override {}
     };
 
-    using SamplePtr = std::unique_ptr<IKrMediaSample, SKrRelease<IKrMediaSample>>;
-    using PoolPtr = std::unique_ptr<IKrdsMediaSamplePool, SKrRelease<IKrdsMediaSamplePool>>;
-
     void Open(const SKrRecordingFormat& format);
     [[noreturn]] void Fail(const std::string& cause) const;
-    SamplePtr Borrow(SKrSampleBytes bytes);
+    CKrRef<IKrMediaSample> Borrow(SKrSampleBytes bytes);
     void AddPool();
     SKrRecordingResult ReadBack() const;
     void Check(int status);
@@ -90,9 +82,9 @@ private:
     CDiskSpeedClock m_clock;
     KrPlatform::CClockScope m_clockScope{m_clock};
     std::shared_ptr<CKrSampleLoader> m_loader = std::make_shared<CKrSampleLoader>();
-    std::vector<PoolPtr> m_pools;
+    std::vector<CKrRef<IKrdsMediaSamplePool>> m_pools;
     unsigned long m_poolSize = 256; // of the next one
-    std::unique_ptr<IKrAviWriter, SKrRelease<IKrAviWriter>> m_writer;
+    CKrRef<IKrAviWriter> m_writer;
     uint64_t m_frames = 0;
     uint64_t m_audioBytes = 0;
 };

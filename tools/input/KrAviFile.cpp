@@ -57,16 +57,14 @@ CKrAviFile::CKrAviFile(const std::string& path) : m_path(path)
     const std::optional<std::wstring> wide = Widen(path);
     if (!wide)
         throw CKrToolError(path, "its name is not valid UTF-8");
-    IKrRiffReader* reader = nullptr;
-    if (KrCreateRiffReader(&reader) == 0)
+    if (KrCreateRiffReader(m_reader.Put()) == 0)
         throw CKrToolError(path, "memory is short");
-    m_reader.reset(reader);
-    if (reader->Open(wide->c_str()) == 0)
+    if (m_reader->Open(wide->c_str()) == 0)
         throw CKrToolError(path, WhyNotOpened(path));
-    if (!HasAviHeaderOrDataChunks(*reader))
+    if (!HasAviHeaderOrDataChunks(*m_reader))
         throw CKrToolError(path,
                            WithNextSteps("the reader finds neither a RIFF 'AVI ' header nor data chunks"));
-    m_length = reader->GetFileLength();
+    m_length = m_reader->GetFileLength();
 }
 
 size_t CKrAviFile::ReadAt(uint64_t position, void* buffer, size_t count) const

@@ -3,19 +3,14 @@
 #define KR_TOOLS_INPUT_KRAVIFILE_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 namespace KrTool
 {
-struct SKrReaderRelease
-{
-    void operator()(IKrRiffReader* reader) const { reader->Release(); }
-};
-
 // Ends the cause when the reader takes a file for none of its own.
 constexpr char kVerifyStep[] = ", and kravi verify tells what is wrong with it";
 
@@ -34,7 +29,7 @@ public:
 
 private:
     std::string m_path;
-    std::unique_ptr<IKrRiffReader, SKrReaderRelease> m_reader;
+    CKrRef<IKrRiffReader> m_reader;
     uint64_t m_length = 0;
 };
 } // namespace KrTool

@@ -34,11 +34,14 @@ add_library(KrRiffUtilsObjects OBJECT
   riffutils/KrRiffUtils.cpp
   writer/KrAviWriter.cpp
   writer/KrAviWriterWorker.cpp
+  writer/KrFileTail.cpp
   writer/KrGrowingFile.cpp
-  writer/KrGrowingFileSegments.cpp
+  writer/KrHeaderFields.cpp
   writer/KrHeaderLayout.cpp
+  writer/KrOldIndex.cpp
   writer/KrRiffFileChunk.cpp
   writer/KrSampleQueue.cpp
+  writer/KrSegments.cpp
   writer/KrStreamIndex.cpp
   writer/KrWriterSetup.cpp)
 if(WIN32)

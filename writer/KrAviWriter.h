@@ -55,13 +55,6 @@ public:
     int WriteAudioChunk(const void* data, int32_t length) override;
 
 private:
-    enum class EKrRoom
-    {
-        Reserve,      // a segment is started where the chunk needs one
-        AlreadyThere, // reserved before, together with others
-        TakeAnyway    // no look at the limit
-    };
-
     [[nodiscard]] bool Open(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                             const WAVEFORMATEX* audioFormat);
     [[nodiscard]] bool Close();
@@ -95,11 +88,10 @@ private:
     [[nodiscard]] bool WriteRemaining();
     [[nodiscard]] bool WriteGroup(SKrBatch& batch);
     [[nodiscard]] bool ReserveGroup(const SKrBatch& batch);
-    [[nodiscard]] bool WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room,
+    [[nodiscard]] bool WriteSample(EKrStream stream, IKrMediaSample& sample, EKrSegmentBudget budget,
                                    std::span<const uint32_t> rest = {});
-    [[nodiscard]] bool WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room,
+    [[nodiscard]] bool WriteLocked(EKrStream stream, KrByteSpan data, EKrSegmentBudget budget,
                                    std::span<const uint32_t> rest);
-    [[nodiscard]] bool ReserveAgain(uint32_t length, std::span<const uint32_t> rest);
     void MeasureDataRate();
     void ReleaseQueued();
 

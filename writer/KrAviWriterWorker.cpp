@@ -179,7 +179,7 @@ bool CKrAviWriter::WriteAllVideo()
         }
         if (!next)
             return true;
-        if (!WriteSample(EKrStream::Video, *next.sample.Get(), EKrRoom::Reserve))
+        if (!WriteSample(EKrStream::Video, *next.sample.Get(), EKrSegmentBudget::Check))
             return false;
     }
 }
@@ -195,7 +195,7 @@ bool CKrAviWriter::WriteNextBatch()
         return false;
     for (; !batch.video.empty(); batch.video.pop_front())
     {
-        if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrRoom::Reserve))
+        if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrSegmentBudget::Check))
             return false;
     }
     return true;
@@ -210,10 +210,11 @@ bool CKrAviWriter::WriteGroup(SKrBatch& batch)
     for (; !batch.audio.empty(); batch.audio.pop_front())
     {
         rest = rest.subspan(1);
-        if (!WriteSample(EKrStream::Audio, *batch.audio.front().sample.Get(), EKrRoom::AlreadyThere, rest))
+        if (!WriteSample(EKrStream::Audio, *batch.audio.front().sample.Get(), EKrSegmentBudget::Reserved,
+                         rest))
             return false;
     }
-    if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrRoom::AlreadyThere))
+    if (!WriteSample(EKrStream::Video, *batch.video.front().sample.Get(), EKrSegmentBudget::Reserved))
         return false;
     batch.video.pop_front();
     return true;
@@ -241,7 +242,8 @@ bool CKrAviWriter::Drain()
 
 bool CKrAviWriter::WriteRemaining()
 {
-    const auto writeAll = [this](SKrQueuedSample (CKrSampleQueue::*take)(), EKrStream stream, EKrRoom room)
+    const auto writeAll =
+        [this](SKrQueuedSample (CKrSampleQueue::*take)(), EKrStream stream, EKrSegmentBudget budget)
     {
         for (;;)
         {
@@ -252,13 +254,13 @@ bool CKrAviWriter::WriteRemaining()
             }
             if (!next)
                 return true;
-            if (!WriteSample(stream, *next.sample.Get(), room))
+            if (!WriteSample(stream, *next.sample.Get(), budget))
                 return false;
         }
     };
-    return writeAll(&CKrSampleQueue::TakeVideo, EKrStream::Video, EKrRoom::Reserve) &&
-           writeAll(&CKrSampleQueue::TakeReadyAudio, EKrStream::Audio, EKrRoom::TakeAnyway) &&
-           writeAll(&CKrSampleQueue::TakeWaitingAudio, EKrStream::Audio, EKrRoom::TakeAnyway);
+    return writeAll(&CKrSampleQueue::TakeVideo, EKrStream::Video, EKrSegmentBudget::Check) &&
+           writeAll(&CKrSampleQueue::TakeReadyAudio, EKrStream::Audio, EKrSegmentBudget::Ignore) &&
+           writeAll(&CKrSampleQueue::TakeWaitingAudio, EKrStream::Audio, EKrSegmentBudget::Ignore);
 }
 
 // Room for a frame and the audio that goes before it, so that no segment starts between them.
@@ -271,11 +273,11 @@ bool CKrAviWriter::ReserveGroup(const SKrBatch& batch)
 
     // Not before: a sample may be locked by whoever waits for the file.
     const std::lock_guard guard(m_fileLock);
-    return m_file->Reserve(m_file->PredictedSize(m_groupLengths));
+    return m_file->Reserve(m_groupLengths);
 }
 
 // A sample that cannot be locked is passed over. `rest` are the lengths of what follows it in its group.
-bool CKrAviWriter::WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom room,
+bool CKrAviWriter::WriteSample(EKrStream stream, IKrMediaSample& sample, EKrSegmentBudget budget,
                                std::span<const uint32_t> rest)
 {
     const CKrLockedBuffer buffer(sample);
@@ -284,34 +286,18 @@ bool CKrAviWriter::WriteSample(EKrStream stream, IKrMediaSample& sample, EKrRoom
         m_faults.samplePassedOver = true;
         return true;
     }
-    if (!WriteLocked(stream, buffer.Bytes(), room, rest))
+    if (!WriteLocked(stream, buffer.Bytes(), budget, rest))
         return false;
     m_pacer.Pace();
     const std::lock_guard guard(m_fileLock);
     return m_file->KeepIndex(stream);
 }
 
-bool CKrAviWriter::WriteLocked(EKrStream stream, KrByteSpan data, EKrRoom room,
+bool CKrAviWriter::WriteLocked(EKrStream stream, KrByteSpan data, EKrSegmentBudget budget,
                                std::span<const uint32_t> rest)
 {
     const std::lock_guard guard(m_fileLock);
-    const auto length = static_cast<uint32_t>(data.size());
-    if (room == EKrRoom::Reserve && !m_file->Reserve(m_file->PredictedSize({&length, 1})))
-        return false;
-    bool startedIndex = false;
-    if (!m_file->MakeReach(stream, length, startedIndex))
-        return false;
-    // An index that was started for the chunk's sake lies where its room was.
-    if (startedIndex && room != EKrRoom::TakeAnyway && !ReserveAgain(length, rest))
-        return false;
-    return m_file->WriteQueued(stream, data);
-}
-
-bool CKrAviWriter::ReserveAgain(uint32_t length, std::span<const uint32_t> rest)
-{
-    std::vector<uint32_t> lengths{length};
-    lengths.insert(lengths.end(), rest.begin(), rest.end());
-    return m_file->Reserve(m_file->PredictedSize(lengths));
+    return m_file->WriteQueued(stream, data, budget, rest);
 }
 
 void CKrAviWriter::MeasureDataRate()

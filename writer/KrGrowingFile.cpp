@@ -1,7 +1,5 @@
-// Chunks: their writing, padding, recording and counting. Segments and indexes: KrGrowingFileSegments.cpp.
 #include "writer/KrGrowingFile.h"
 
-#include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
 #include "format/KrFourCC.h"
@@ -10,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <new>
 #include <utility>
 
 namespace
@@ -27,14 +24,6 @@ KrHeaderBytes HeaderBytes(uint32_t id, uint32_t size)
     return bytes;
 }
 
-uint64_t TotalSize(std::span<const KrByteSpan> parts)
-{
-    uint64_t total = 0;
-    for (const KrByteSpan& part : parts)
-        total += part.size();
-    return total;
-}
-
 void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
 {
     for (; count > 0; count -= parts.back().size())
@@ -45,9 +34,7 @@ void AddZeros(std::vector<KrByteSpan>& parts, uint64_t count)
 
 CKrGrowingFile::CKrGrowingFile(std::unique_ptr<IKrWritableFile> file, const SKrWriterSetup& setup,
                                SKrRecordingFaults& faults)
-    : m_setup(setup), m_faults(faults), m_file(std::move(file)),
-      m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
-      m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))
+    : m_setup(setup), m_faults(faults), m_tail(std::move(file), faults), m_segments(m_tail, m_setup, m_totals)
 {
 }
 
@@ -58,61 +45,12 @@ CKrGrowingFile::~CKrGrowingFile()
 
 void CKrGrowingFile::Close()
 {
-    if (m_file == nullptr)
-        return;
-    m_videoIndex.Unmap();
-    m_audioIndex.Unmap();
-    m_header.reset();
-    m_firstHeader.reset();
-    if (m_faults.writeFailed)
-        static_cast<void>(m_file->CutTo(m_position)); // should that fail too, the tail does no harm
-    FlushFile();
-    m_file.reset();
-}
-
-// A recording goes on without what the device could not take, also when there was no memory to ask it.
-void CKrGrowingFile::FlushFile()
-{
-    try
-    {
-        if (m_file->Flush())
-            return;
-    }
-    catch (const std::bad_alloc&)
-    {
-    }
-    m_faults.flushFailed = true;
-}
-
-std::unique_ptr<IKrMappedView> CKrGrowingFile::Map(uint64_t position, size_t length)
-{
-    std::unique_ptr<IKrMappedView> view = m_file->Map(position, length);
-    if (view == nullptr)
-        m_faults.viewMissing = true;
-    return view;
-}
-
-CKrStreamIndex& CKrGrowingFile::Index(EKrStream stream)
-{
-    return stream == EKrStream::Video ? m_videoIndex : m_audioIndex;
-}
-
-// Answers how many bytes were written. Anything less than all sets the error flag.
-uint64_t CKrGrowingFile::Append(std::span<const KrByteSpan> parts)
-{
-    const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
-    if (written < TotalSize(parts))
-        m_faults.writeFailed = true;
-    return written;
-}
-
-bool CKrGrowingFile::AppendWhole(std::span<const KrByteSpan> parts)
-{
-    return Append(parts) == TotalSize(parts);
+    m_segments.Unmap();
+    m_tail.Close();
 }
 
 // Bytes of the 'JUNK' chunk that brings the position to a sector boundary.
-uint64_t CKrGrowingFile::PaddingBehind(uint64_t position) const
+uint64_t CKrGrowingFile::PaddingAfter(uint64_t position) const
 {
     const uint32_t sector = m_setup.bytesPerSector;
     return position % sector == 0 ? 0 : KrRoundUp(position + kChunkHeaderSize, sector) - position;
@@ -126,67 +64,52 @@ uint64_t CKrGrowingFile::PredictedSize(std::span<const uint32_t> lengths) const
         if (length == 0)
             continue;
         total += uint64_t{length} + kChunkHeaderSize;
-        total += PaddingBehind(m_position + total);
+        total += PaddingAfter(m_tail.Position() + total);
     }
     return total;
 }
 
-void CKrGrowingFile::Advance(uint64_t bytes)
+bool CKrGrowingFile::Reserve(std::span<const uint32_t> lengths)
 {
-    m_moviLength += bytes;
-    m_segmentLength += bytes;
-    m_position += bytes;
+    return m_segments.Reserve(PredictedSize(lengths));
 }
 
-// Before a chunk is written, so that nothing can fail between it and its entries.
-void CKrGrowingFile::MakeRoomForEntries()
+bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data, EKrSegmentBudget budget,
+                                 std::span<const uint32_t> rest)
 {
-    if (m_segments == 1 && m_oldIndex.capacity() - m_oldIndex.size() < SKrOldIndexEntry::kEncodedSize)
-        m_oldIndex.reserve(2 * m_oldIndex.capacity() + SKrOldIndexEntry::kEncodedSize);
-}
-
-// Answers whether the stream's OpenDML index leads to the chunk.
-bool CKrGrowingFile::Record(EKrStream stream, uint32_t length)
-{
-    const bool indexed = Index(stream).Record(m_position, length);
-    if (m_segments == 1)
-        RecordInOldIndex(m_setup.ChunkId(stream), kAviifKeyFrame, m_position, length);
-    uint32_t& largest = stream == EKrStream::Video ? m_largestVideo : m_largestAudio;
-    const uint64_t size = uint64_t{length} + kChunkHeaderSize;
-    largest = std::max(largest, static_cast<uint32_t>(size));
-    Advance(size);
-    return indexed;
-}
-
-void CKrGrowingFile::Count(EKrStream stream, uint32_t length)
-{
-    if (stream == EKrStream::Video)
-    {
-        ++m_frames;
-        return;
-    }
-    m_audioBytes += length;
-    m_audioIndex.AddDuration(length / m_setup.audio->blockAlign);
-}
-
-bool CKrGrowingFile::MakeReach(EKrStream stream, uint32_t length, bool& startedIndex)
-{
-    startedIndex = false;
-    if (!FitsSegment32(PredictedSize({&length, 1})) && !CloseSegmentAndStartNext())
+    const auto length = static_cast<uint32_t>(data.size());
+    if (budget == EKrSegmentBudget::Check && !Reserve({&length, 1}))
         return false;
-    if (Index(stream).Reaches(m_position))
-        return true;
-    startedIndex = true;
-    m_startAudioIndex = stream == EKrStream::Video; // as when an index is full
-    return StartStdIndex(stream);
+    bool startedIndex = false;
+    if (!KeepFieldsIn32Bits(stream, length, startedIndex))
+        return false;
+    if (startedIndex && budget != EKrSegmentBudget::Ignore)
+    {
+        // The index takes room that was reserved for the chunk.
+        std::vector<uint32_t> lengths{length};
+        lengths.insert(lengths.end(), rest.begin(), rest.end());
+        if (!Reserve(lengths))
+            return false;
+    }
+    return WritePadded(stream, data);
+}
+
+// Starts a segment or a standard index where the chunk's size or offset would not fit its 32-bit field.
+// `startedIndex` reports the latter.
+bool CKrGrowingFile::KeepFieldsIn32Bits(EKrStream stream, uint32_t length, bool& startedIndex)
+{
+    if (!m_segments.SizeFieldHolds(PredictedSize({&length, 1})) && !m_segments.StartNext())
+        return false;
+    startedIndex = !m_segments.IsInReach(stream);
+    return !startedIndex || m_segments.StartIndexInReach(stream);
 }
 
 // Chunk and padding go out in one write. When that ends inside the padding, the chunk itself is recorded.
-bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
+bool CKrGrowingFile::WritePadded(EKrStream stream, KrByteSpan data)
 {
     const auto length = static_cast<uint32_t>(data.size());
     const size_t chunkSize = data.size() + kChunkHeaderSize;
-    const uint64_t padding = PaddingBehind(m_position + chunkSize);
+    const uint64_t padding = PaddingAfter(m_tail.Position() + chunkSize);
     const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
     const KrHeaderBytes junk = HeaderBytes(kFccJunk, static_cast<uint32_t>(padding - kChunkHeaderSize));
     m_parts.assign({header, data});
@@ -195,15 +118,15 @@ bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
         m_parts.push_back(junk);
         AddZeros(m_parts, padding - kChunkHeaderSize);
     }
-    MakeRoomForEntries();
-    const uint64_t written = Append(m_parts);
+    m_segments.MakeRoomForEntries();
+    const uint64_t written = m_tail.Write(m_parts);
     if (written < chunkSize)
         return false;
     if (!Record(stream, length))
         m_faults.chunkNotIndexed = true;
     if (written < chunkSize + padding)
         return false;
-    Advance(padding);
+    m_segments.Grow(padding);
     Count(stream, length);
     return true;
 }
@@ -211,26 +134,49 @@ bool CKrGrowingFile::WriteQueued(EKrStream stream, KrByteSpan data)
 bool CKrGrowingFile::WriteDirect(EKrStream stream, KrByteSpan data)
 {
     const auto length = static_cast<uint32_t>(data.size());
-    if (!FitsSegment32(data.size() + kChunkHeaderSize))
+    if (!m_segments.SizeFieldHolds(data.size() + kChunkHeaderSize))
         return false;
     const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
     m_parts.assign({header, data});
-    MakeRoomForEntries();
-    if (!AppendWhole(m_parts))
+    m_segments.MakeRoomForEntries();
+    if (!m_tail.WriteWhole(m_parts))
         return false;
     Record(stream, length);
     return true;
 }
 
+// Answers whether the stream's OpenDML index leads to the chunk.
+bool CKrGrowingFile::Record(EKrStream stream, uint32_t length)
+{
+    const bool isIndexed = m_segments.Record(stream, length);
+    uint32_t& largest = stream == EKrStream::Video ? m_totals.largestVideo : m_totals.largestAudio;
+    const uint64_t size = uint64_t{length} + kChunkHeaderSize;
+    largest = std::max(largest, static_cast<uint32_t>(size));
+    m_segments.Grow(size);
+    return isIndexed;
+}
+
+void CKrGrowingFile::Count(EKrStream stream, uint32_t length)
+{
+    if (stream == EKrStream::Video)
+    {
+        ++m_totals.frames;
+        return;
+    }
+    m_totals.audioBytes += length;
+    m_segments.AddAudioDuration(length / m_setup.audio->blockAlign);
+}
+
 void CKrGrowingFile::MeasureDataRate()
 {
-    const uint64_t duration = uint64_t{m_frames - m_measuredFrames} * m_setup.MicroSecPerFrame();
+    const uint64_t duration = uint64_t{m_totals.frames - m_measuredFrames} * m_setup.MicroSecPerFrame();
     if (duration < 1'000'000)
         return;
-    const double bytes = static_cast<double>(m_position - m_measuredPosition);
+    const double bytes = static_cast<double>(m_tail.Position() - m_measuredPosition);
     const double rate = std::round(bytes / (static_cast<double>(duration) / 1'000'000));
-    m_maxBytesPerSec = std::max(m_maxBytesPerSec, static_cast<uint32_t>(std::min<double>(rate, UINT32_MAX)));
-    m_measuredPosition = m_position;
-    m_measuredFrames = m_frames;
-    FlushFile();
+    m_totals.maxBytesPerSec =
+        std::max(m_totals.maxBytesPerSec, static_cast<uint32_t>(std::min<double>(rate, UINT32_MAX)));
+    m_measuredPosition = m_tail.Position();
+    m_measuredFrames = m_totals.frames;
+    m_tail.Flush();
 }

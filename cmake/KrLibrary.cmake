@@ -33,14 +33,15 @@ add_library(KrRiffUtilsObjects OBJECT
   riffutils/KrReaderCache.cpp
   riffutils/KrRiffUtils.cpp
   writer/KrAviWriter.cpp
-  writer/KrAviWriterWorker.cpp
   writer/KrFileTail.cpp
   writer/KrGrowingFile.cpp
   writer/KrHeaderFields.cpp
   writer/KrHeaderLayout.cpp
+  writer/KrInterleaver.cpp
   writer/KrOldIndex.cpp
   writer/KrRiffFileChunk.cpp
   writer/KrSampleQueue.cpp
+  writer/KrSampleWriter.cpp
   writer/KrSegments.cpp
   writer/KrStreamIndex.cpp
   writer/KrWriterSetup.cpp)

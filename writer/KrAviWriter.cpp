@@ -45,9 +45,9 @@ WAVEFORMATEX PcmFormatOf(const SKrMediaInfo& info)
 }
 } // namespace
 
-CKrAviWriter::CKrAviWriter(const SKrWriterSurroundings& surroundings)
-    : m_fileSystem(surroundings.fileSystem), m_clock(surroundings.clock),
-      m_createWorkerThread(surroundings.createWorkerThread), m_pacer(surroundings.clock)
+CKrAviWriter::CKrAviWriter(const SKrWriterServices& services)
+    : m_fileSystem(services.fileSystem), m_clock(services.clock),
+      m_createWorkerThread(services.createWorkerThread), m_interleaver(services.clock)
 {
 }
 
@@ -89,7 +89,7 @@ bool CKrAviWriter::Open(const wchar_t* path, const SKrAviVideoParams* params, ui
     if (!setup || !CreateAndBegin(path, *setup))
         return false;
     StartWorker();
-    StartAccepting();
+    m_interleaver.StartAccepting(); // after that: a submission before it would do the worker's part itself
     return true;
 }
 
@@ -98,7 +98,7 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
 {
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
         return false;
-    m_faults.Reset();
+    m_interleaver.Faults().Reset();
     std::unique_ptr<CKrGrowingFile> file;
     try
     {
@@ -119,7 +119,8 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
         m_fileSystem.Delete(path);
         throw;
     }
-    TakeOver(std::move(file), setup);
+    m_work.Reset();
+    m_interleaver.Begin(std::move(file), setup);
     return true;
 }
 
@@ -129,21 +130,7 @@ std::unique_ptr<CKrGrowingFile> CKrAviWriter::MakeFile(const wchar_t* path, SKrW
     if (created == nullptr)
         return nullptr;
     setup.bytesPerSector = SectorSizeFor(path);
-    return std::make_unique<CKrGrowingFile>(std::move(created), setup, m_faults);
-}
-
-void CKrAviWriter::TakeOver(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup)
-{
-    const CKrLockScope step(m_stepLock);
-    m_pacer.Reset();
-    m_work.Reset();
-    {
-        const std::lock_guard guard(m_fileLock);
-        m_file = std::move(file);
-    }
-    const std::lock_guard guard(m_queueLock);
-    m_queue.Begin(setup);
-    m_hasAudio = setup.HasAudio();
+    return std::make_unique<CKrGrowingFile>(std::move(created), setup, m_interleaver.Faults());
 }
 
 uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
@@ -171,32 +158,7 @@ void CKrAviWriter::StartWorker()
     const bool started = m_worker && m_worker->Start() != 0;
     if (started)
         m_moduleHold.Take();
-    const std::lock_guard guard(m_queueLock);
-    m_workerRunning = started;
-}
-
-// After the worker was started: a submission that came before would do the worker's part itself.
-void CKrAviWriter::StartAccepting()
-{
-    {
-        const std::lock_guard guard(m_fileLock);
-        m_acceptingChunks = true;
-    }
-    const std::lock_guard guard(m_queueLock);
-    m_accepting = true;
-}
-
-// Ends the submissions; what was accepted before is still written. Answers whether a worker has to be
-// stopped.
-bool CKrAviWriter::StopAccepting()
-{
-    {
-        const std::lock_guard guard(m_fileLock);
-        m_acceptingChunks = false;
-    }
-    const std::lock_guard guard(m_queueLock);
-    m_accepting = false;
-    return std::exchange(m_workerRunning, false);
+    m_interleaver.SetWorkerRunning(started);
 }
 
 int CKrAviWriter::CloseFile()
@@ -211,31 +173,23 @@ int CKrAviWriter::CloseFile()
 // Under m_openCloseLock. False when the file that was open is not all that it should be.
 bool CKrAviWriter::Close()
 {
-    if (StopAccepting())
+    if (m_interleaver.StopAccepting())
     {
         m_worker->Stop();
         m_work.WakeForStop();
         m_worker->WaitForEnd(kKrWaitForEver);
         m_moduleHold.Drop();
     }
-    else if (m_file != nullptr)
+    else if (m_interleaver.HasFile())
     {
-        FinishQueue();
+        m_interleaver.FinishQueue();
     }
-    if (m_file == nullptr)
+    if (!m_interleaver.HasFile())
         return true;
-    FinishIndexes(); // after a worker too, which may have failed to write 'idx1'
-    CloseTheFile();
-    ReleaseQueued();
-    return !m_faults.Any();
-}
-
-void CKrAviWriter::CloseTheFile()
-{
-    const CKrLockScope step(m_stepLock);
-    const std::lock_guard guard(m_fileLock);
-    m_file->Close();
-    m_file.reset();
+    m_interleaver.FinishIndexes(); // after a worker too, which may have failed to write 'idx1'
+    m_interleaver.CloseFile();
+    m_interleaver.ReleaseQueued();
+    return !m_interleaver.Faults().Any();
 }
 
 int CKrAviWriter::OpenFileFromInfo(const wchar_t* path, const SKrMediaInfo* info)
@@ -259,7 +213,7 @@ int CKrAviWriter::AddAudioSample(IKrMediaSample* sample)
 
 int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
 {
-    if (m_faults.writeFailed || sample == nullptr)
+    if (m_interleaver.Faults().writeFailed || sample == nullptr)
         return 0;
     const CKrCallers::CScope caller(m_callers);
     const uint32_t length = sample->GetDataLength();
@@ -267,17 +221,12 @@ int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
         return 0;
     CKrSampleList samples; // made, and if need be released, outside the lock
     samples.push_back({CKrRef<IKrMediaSample>::Share(sample), length});
-    bool hasWorker = false;
-    {
-        const std::lock_guard guard(m_queueLock);
-        if (!m_accepting || (stream == EKrStream::Audio && !m_hasAudio))
-            return 0;
-        m_queue.Push(stream, samples);
-        hasWorker = m_workerRunning;
-    }
-    if (hasWorker)
+    const EKrSubmission submission = m_interleaver.Submit(stream, samples);
+    if (submission == EKrSubmission::Refused)
+        return 0;
+    if (submission == EKrSubmission::ForWorker)
         m_work.Add();
-    else if (!DoWorkersPart())
+    else if (!m_interleaver.RunStepOfCaller())
         return 0;
     m_clock.Sleep(kSubmissionPause);
     return 1;
@@ -297,16 +246,42 @@ int CKrAviWriter::WriteChunk(EKrStream stream, const void* data, int32_t length)
 {
     if (data == nullptr || length < 1)
         return 0;
-    const std::lock_guard guard(m_fileLock);
-    if (!m_acceptingChunks || !m_file->Has(stream))
-        return 0;
-    return m_file->WriteDirect(stream, {static_cast<const uint8_t*>(data), static_cast<size_t>(length)}) ? 1
-                                                                                                         : 0;
+    const KrByteSpan bytes(static_cast<const uint8_t*>(data), static_cast<size_t>(length));
+    return m_interleaver.WriteDirect(stream, bytes) ? 1 : 0;
 }
 
-void CKrAviWriter::ReleaseQueued()
+uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
 {
-    CKrSampleList released; // outside the lock: a sample's release may call anything
-    const std::lock_guard guard(m_queueLock);
-    released = m_queue.TakeAll();
+    auto* const writer = static_cast<CKrAviWriter*>(context);
+    writer->Work(stop);
+    if (writer->m_isLeftToWorker)
+        delete writer;
+    return 0;
+}
+
+void CKrAviWriter::Work(const std::stop_token& stop)
+{
+    const CKrCallers::CScope caller(m_callers);
+    m_workerThread = KrCurrentThread();
+    while (m_work.WaitForWork(stop))
+        m_interleaver.RunStepOfWorker();
+    m_interleaver.FinishQueue();
+    m_interleaver.FinishIndexes();
+    m_workerThread = 0;
+}
+
+bool CKrAviWriter::IsOnWorker() const
+{
+    return m_workerThread == KrCurrentThread();
+}
+
+// The last reference was released on the worker's own thread, from inside a sample that it released. Nobody
+// waits for the worker then: it completes the file, deletes the writer, and keeps the library loaded for what
+// is left of it.
+void CKrAviWriter::LeaveToWorker()
+{
+    m_isLeftToWorker = true;
+    m_moduleHold.Keep();
+    static_cast<void>(m_interleaver.StopAccepting());
+    m_worker->Stop();
 }

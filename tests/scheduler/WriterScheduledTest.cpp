@@ -92,9 +92,9 @@ protected:
     {
         explicit SRecording(WriterScheduled& test) : files(test.m_memory)
         {
-            SKrWriterSurroundings surroundings{files, test.m_clock};
-            surroundings.createWorkerThread = &CKrScheduledWorker::Create;
-            writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+            SKrWriterServices services{files, test.m_clock};
+            services.createWorkerThread = &CKrScheduledWorker::Create;
+            writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
         }
 
         CKrYieldingFileSystem files;

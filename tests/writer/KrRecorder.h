@@ -67,12 +67,12 @@ class CKrRecorder
 public:
     explicit CKrRecorder(EKrWorker worker = EKrWorker::Thread)
     {
-        SKrWriterSurroundings surroundings{faults, clock};
+        SKrWriterServices services{faults, clock};
         if (worker == EKrWorker::None)
-            surroundings.createWorkerThread = &NoWorkerThread;
+            services.createWorkerThread = &NoWorkerThread;
         if (worker == EKrWorker::Stopped)
-            surroundings.createWorkerThread = &CKrStoppedWorker::Create;
-        writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+            services.createWorkerThread = &CKrStoppedWorker::Create;
+        writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     }
 
     int Open(const SKrWritten& what)

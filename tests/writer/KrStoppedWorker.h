@@ -18,7 +18,7 @@ public:
     static inline std::string s_log;
     static inline bool s_refusesToStart = false;
 
-    // For SKrWriterSurroundings.
+    // For SKrWriterServices.
     static int Create(int kind, IKrWorkerThread** out)
     {
         s_log.reserve(10'000); // what follows may happen while memory is short

@@ -116,7 +116,7 @@ protected:
 
     void Make(IKrFileSystem& files, IKrClock& clock)
     {
-        m_writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(SKrWriterSurroundings{files, clock}));
+        m_writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(SKrWriterServices{files, clock}));
     }
 
     int Open(const wchar_t* path = kPath)
@@ -371,12 +371,12 @@ TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
     constexpr int kLength = 100'000;
     CKrMemoryFileSystem memory;
     CTimelessClock clock;
-    SKrWriterSurroundings surroundings{memory, clock};
-    surroundings.createWorkerThread = [](int, IKrWorkerThread**)
+    SKrWriterServices services{memory, clock};
+    services.createWorkerThread = [](int, IKrWorkerThread**)
     {
         return 0;
     };
-    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     const SKrAviVideoParams params = ParamsFor(SKrWritten{});
     ASSERT_EQ(writer->OpenFile(kPath, &params, 0, nullptr), 1);
     int submitted = 0;

@@ -167,9 +167,9 @@ TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
     for (unsigned failing = 1; struck && failing < 60; ++failing)
     {
         CKrManualClock clock;
-        SKrWriterSurroundings surroundings{KrPlatform::OsFileSystem(), clock};
-        surroundings.createWorkerThread = &NoWorkerThread;
-        const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+        SKrWriterServices services{KrPlatform::OsFileSystem(), clock};
+        services.createWorkerThread = &NoWorkerThread;
+        const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
         const auto frame = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(1)));
         ASSERT_EQ(writer->OpenFile(path.c_str(), &params, 0, nullptr), 1);
         for (int number = 0; number < 4027; ++number)

@@ -20,8 +20,8 @@ TEST(WriterRollOver, FileAbove1100Megabytes_IsReadBack)
         GTEST_SKIP() << "less than 4 GB are free";
     const std::wstring path = folder.PathOf(L"large.avi");
     CKrManualClock clock;
-    const SKrWriterSurroundings surroundings{KrPlatform::OsFileSystem(), clock, &NoWorkerThread};
-    auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(surroundings));
+    const SKrWriterServices services{KrPlatform::OsFileSystem(), clock, &NoWorkerThread};
+    auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     const SKrAviVideoParams params = ParamsFor({});
     ASSERT_EQ(writer->OpenFile(path.c_str(), &params, FourCcValue("MJPG"), nullptr), 1);
     KrBytes frame(kFrameSize, 0x5A);

@@ -65,6 +65,14 @@ TEST(BitmapHeader, Fields_EncodeToTheBytes)
     EXPECT_EQ(Encoded(kHeader), Prefix(kBytes, sizeof kBytes));
 }
 
+TEST(BitmapHeader, Default_HasItsOwnSizeAndOnePlane)
+{
+    std::vector<uint8_t> expected(SKrBitmapHeader::kEncodedSize);
+    expected[0] = 40; // biSize
+    expected[12] = 1; // biPlanes
+    EXPECT_EQ(Encoded(SKrBitmapHeader{}), expected);
+}
+
 TEST(BitmapHeader, BytesBehindTheStructure_ArePassedOver)
 {
     std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);

@@ -76,6 +76,11 @@ TEST(MainHeader, Fields_EncodeToTheBytes)
     EXPECT_EQ(Encoded(header), Prefix(kBytes, sizeof kBytes));
 }
 
+TEST(MainHeader, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrMainHeader{}), std::vector<uint8_t>(SKrMainHeader::kEncodedSize));
+}
+
 TEST(MainHeader, ReservedWords_AreReadAndPassedOver)
 {
     std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);

@@ -31,6 +31,11 @@ TEST(OldIndexEntry, Bytes_DecodeToTheFields)
     EXPECT_EQ(entry.size, 0x85060708u);
 }
 
+TEST(OldIndexEntry, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrOldIndexEntry{}), std::vector<uint8_t>(SKrOldIndexEntry::kEncodedSize));
+}
+
 TEST(OldIndexEntry, Fields_EncodeToTheBytes)
 {
     const SKrOldIndexEntry entry{

@@ -93,6 +93,7 @@ TEST(StdIndexHead, Default_IsAnIndexOfChunksWithTwoWordsToAnEntry)
     EXPECT_EQ(bytes[8], 2u);  // wLongsPerEntry
     EXPECT_EQ(bytes[10], 0u); // bIndexSubType
     EXPECT_EQ(bytes[11], 1u); // bIndexType
+    EXPECT_TRUE(std::all_of(bytes.begin() + 12, bytes.end(), [](uint8_t byte) { return byte == 0; }));
 }
 
 TEST(StdIndexHead, EveryShorterPrefix_IsRefused)
@@ -113,6 +114,11 @@ TEST(StdIndexEntry, Bytes_DecodeToTheFields)
     EXPECT_EQ(entry.offset, 0x81020304u);
     EXPECT_EQ(entry.size, 0x85060708u);
     EXPECT_EQ(entry.size & SKrStdIndexEntry::kNotKeyFrame, 0x80000000u);
+}
+
+TEST(StdIndexEntry, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrStdIndexEntry{}), std::vector<uint8_t>(SKrStdIndexEntry::kEncodedSize));
 }
 
 TEST(StdIndexEntry, Fields_EncodeToTheBytes)

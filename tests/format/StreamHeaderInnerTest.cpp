@@ -106,6 +106,11 @@ TEST(StreamHeader, Fields_EncodeToTheNarrowBytes)
     EXPECT_EQ(Encoded(header), Prefix(kBytes, sizeof kBytes));
 }
 
+TEST(StreamHeader, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrStreamHeader{}), std::vector<uint8_t>(SKrStreamHeader::kEncodedSize));
+}
+
 TEST(StreamHeader, EveryPrefixShorterThan56Bytes_IsRefused)
 {
     for (size_t length = 0; length < sizeof kBytes; ++length)

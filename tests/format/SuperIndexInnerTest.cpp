@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace KrTest;
 
 namespace
@@ -75,6 +77,8 @@ TEST(SuperIndexHead, Default_IsAnIndexOfIndexesWithFourWordsToAnEntry)
     EXPECT_EQ(bytes[8], 4u);  // wLongsPerEntry
     EXPECT_EQ(bytes[10], 0u); // bIndexSubType
     EXPECT_EQ(bytes[11], 0u); // bIndexType
+    EXPECT_EQ(GetLe32(&bytes[12]), 0u) << "nEntriesInUse";
+    EXPECT_TRUE(std::all_of(bytes.begin() + 16, bytes.end(), [](uint8_t byte) { return byte == 0; }));
 }
 
 TEST(SuperIndexHead, EveryShorterPrefix_IsRefused)
@@ -95,6 +99,11 @@ TEST(SuperIndexEntry, Bytes_DecodeToTheFields)
     EXPECT_EQ(entry.position, 0x8102030405060708u);
     EXPECT_EQ(entry.size, 0x890A0B0Cu);
     EXPECT_EQ(entry.duration, 0x8D0E0F10u);
+}
+
+TEST(SuperIndexEntry, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrSuperIndexEntry{}), std::vector<uint8_t>(SKrSuperIndexEntry::kEncodedSize));
 }
 
 TEST(SuperIndexEntry, Fields_EncodeToTheBytes)

@@ -53,6 +53,11 @@ TEST(WaveFormat, Fields_EncodeToTheBytes)
     EXPECT_EQ(Encoded(kFormat), Prefix(kBytes, sizeof kBytes));
 }
 
+TEST(WaveFormat, Default_IsAllZeros)
+{
+    EXPECT_EQ(Encoded(SKrWaveFormat{}), std::vector<uint8_t>(SKrWaveFormat::kEncodedSize));
+}
+
 TEST(WaveFormat, FourteenBytes_HaveNoBitsPerSample)
 {
     SKrWaveFormat expected = kFormat;

@@ -1,9 +1,33 @@
 // Where the nodes of the chunk tree lie.
 #include "reader/KrChunkNodes.h"
 
+#include "tests/base/KrAllocationMeter.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
+
+using namespace KrTest;
+
+namespace
+{
+// How many nodes lie one after the other in memory, up to the first that does not.
+std::vector<size_t> SizesOfBlocks(size_t count)
+{
+    CKrChunkNodes nodes;
+    std::vector<size_t> sizes;
+    const SKrChunkTreeNode* last = nullptr;
+    for (; count > 0; --count)
+    {
+        const SKrChunkTreeNode* const node = &nodes.New({});
+        if (last == nullptr || node != last + 1)
+            sizes.push_back(0);
+        ++sizes.back();
+        last = node;
+    }
+    return sizes;
+}
+} // namespace
 
 TEST(ChunkNodes, StayWhereTheyAre_AlsoInFilesOfVeryManyChunks)
 {
@@ -19,6 +43,23 @@ TEST(ChunkNodes, StayWhereTheyAre_AlsoInFilesOfVeryManyChunks)
         ASSERT_EQ(made[number]->chunk.offset, uint64_t{number} << 20);
         ASSERT_EQ(made[number]->next, nullptr);
     }
+}
+
+TEST(ChunkNodes, Blocks_DoubleFrom16To2048)
+{
+    EXPECT_EQ(SizesOfBlocks(16 + 32 + 64 + 128 + 256 + 512 + 1024 + 2048 + 2048 + 1),
+              (std::vector<size_t>{16, 32, 64, 128, 256, 512, 1024, 2048, 2048, 1}));
+}
+
+TEST(ChunkNodes, FirstOnesAfterClear_TakeASmallBlock)
+{
+    CKrChunkNodes nodes;
+    for (int number = 0; number < 5000; ++number)
+        nodes.New({});
+    nodes.Clear();
+    const CKrAllocationMeter memory;
+    nodes.New({});
+    EXPECT_LE(memory.Now(), 4096u);
 }
 
 TEST(ChunkNodes, AreMadeAnewAfterClear)

@@ -106,12 +106,48 @@ TEST_F(FileCursor, BadPlaceInRememberedZeros_IsTriedAgain)
     EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
 }
 
+TEST_F(FileCursor, BlockOfZerosThatFailsOnce_IsReadInSmallerBlocks)
+{
+    m_faulty.FailCall(EKrFileCall::Read, 1);
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
+    EXPECT_TRUE(m_faulty.FaultStruck());
+}
+
+TEST(FileCursorZeros, OneByteAmongZeros_IsFoundWhereverItStands)
+{
+    constexpr size_t kSize = 300;
+    for (size_t place = 0; place < kSize; ++place)
+    {
+        KrBytes bytes(kSize);
+        bytes[place] = 1;
+        CKrMemoryFileSystem memory;
+        memory.Set(L"a", bytes);
+        const std::unique_ptr<IKrFile> file = memory.OpenForReading(L"a");
+        CKrFileCursor cursor;
+        cursor.Attach(*file, kSize);
+        EXPECT_EQ(cursor.FindNonZero(0, kSize), place);
+    }
+}
+
 TEST_F(FileCursor, JumpsOneAfterTheOther_ReadNothingButHeadersInTheEnd)
 {
     const std::vector<uint64_t> bytes = BytesOfSteps(10'000, 5'000, 40);
-    EXPECT_EQ(bytes[1], 512u) << "at first what lies behind a header is looked at";
-    for (size_t step = 20; step < bytes.size(); ++step)
-        EXPECT_EQ(bytes[step], 12u) << step;
+    for (size_t step = 0; step < bytes.size(); ++step)
+        EXPECT_EQ(bytes[step], step < 16 ? 512u : 12u)
+            << step << ": at first what follows a header is read too";
+}
+
+TEST_F(FileCursor, JumpsWithAReadAfterEach_KeepTheWindow)
+{
+    uint8_t header[12];
+    for (uint64_t step = 0; step < 40; ++step)
+    {
+        m_counts.Reset();
+        m_cursor.SeekTo(10'000 + 5'000 * step);
+        EXPECT_EQ(m_cursor.Read(header, sizeof header), sizeof header);
+        EXPECT_EQ(m_cursor.Read(header, sizeof header), sizeof header);
+        EXPECT_EQ(BytesRead(), 512u) << step;
+    }
 }
 
 TEST_F(FileCursor, HeaderThatIsReadAlone_IsAskedForOnce)

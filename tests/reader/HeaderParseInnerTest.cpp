@@ -225,6 +225,25 @@ TEST(HeaderParse, StreamHeaderCutByTheEndOfTheFile_EndsTheList)
     EXPECT_EQ(CKrParsedInMemory(moved.Content()).State().videoStreamNumber, 0u);
 }
 
+TEST(HeaderParse, StreamHeaderOf16MegabytesMore_EndsTheList)
+{
+    SKrBuiltAvi built = BuildSimpleAvi({});
+    built.content.PutU32(built.Find("strh").header + 4, 0x01000000 + 56);
+    EXPECT_EQ(CKrParsedInMemory(built.content).State().videoStreamNumber, kNotLocated);
+}
+
+TEST(HeaderParse, AudioFormatPastTheEndOfTheFile_EndsTheList)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {PcmStream({20}), VideoStream({10})};
+    SKrBuiltAvi built = BuildSimpleAvi(avi);
+    built.content.PutU32(built.Find("strf").header + 4, 0x7FFFFFFF);
+    const CKrParsedInMemory file(built.content);
+    ASSERT_EQ(file.Status(), 1);
+    EXPECT_EQ(file.State().audioStreamCount, 0u);
+    EXPECT_EQ(file.State().videoStreamNumber, kNotLocated);
+}
+
 TEST(HeaderParse, ThirteenBytesOfTheFileHeader_AreEnough)
 {
     EXPECT_EQ(EndOfHeaderListWithReadsOf(12), 0u);

@@ -39,6 +39,14 @@ int Load(CKrRiffReader& reader, bool video, KrEntryArray& entries)
     return video ? reader.LoadVideoIndex(entries) : reader.LoadAudioIndex(entries, &pattern);
 }
 
+// Elements that the array has memory for: the fourth word of its layout, which hosts rely on.
+intptr_t CapacityOf(const KrEntryArray& entries)
+{
+    intptr_t words[sizeof(KrEntryArray) / sizeof(intptr_t)];
+    std::memcpy(words, static_cast<const void*>(&entries), sizeof words);
+    return words[3];
+}
+
 // Memory of an array's size without the mark of one.
 struct SForeignArray
 {
@@ -71,6 +79,15 @@ TEST(IndexLoadArray, Success_CutsTheArrayToTheEntriesProduced)
             }
         }
     }
+}
+
+TEST(IndexLoadArray, OldIndexOfTwoStreams_KeepsNoMemoryForTheOtherStream)
+{
+    CKrParsedInMemory file(TwoStreamAvi(EKrIndexKind::Idx1));
+    KrEntryArray entries;
+    ASSERT_EQ(Load(file.Reader(), true, entries), 1);
+    ASSERT_EQ(entries.GetSize(), 4);
+    EXPECT_EQ(CapacityOf(entries), 4);
 }
 
 TEST(IndexLoadArray, SameArrayForOneFileAfterTheOther_HoldsTheLastLoadAlone)

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <vector>
 
@@ -274,7 +275,37 @@ TEST(IndexLoadClaimsOfMany, BlocksThatLeadNowhere_CostReadsLinearInTheFilesSize)
     EXPECT_EQ(load.status, 1);
     EXPECT_TRUE(load.entries.empty());
     uint64_t bytes = 0;
+    uint64_t largeReads = 0;
     for (const SKrReadCall& read : file.Reads())
+    {
         bytes += read.bytes;
+        largeReads += read.position == kStdIndex + 32 && read.bytes == 500'000;
+    }
     EXPECT_LE(bytes, 40 * file.Size());
+    EXPECT_EQ(largeReads, (3 * file.Size() + 500'000) / 500'000)
+        << "until three times the file was passed over";
+}
+
+// The first standard index claims more than the file can hold, so that what the others claim does not matter.
+TEST(IndexLoadClaimsOfMany, HeadsAfterAnImpossibleClaim_AreNotCounted)
+{
+    CKrFileContent content = File();
+    content.PutU32(kStdIndexes[0] + kCount, 1000);
+    CKrIndexFile file(content);
+    static_cast<void>(file.Load(true));
+    const std::vector<SKrReadCall> reads = file.Reads();
+    EXPECT_EQ(std::ranges::count(reads, Exactly(kStdIndexes[0], 32)), 2) << "to count, and to load";
+    EXPECT_EQ(std::ranges::count(reads, Exactly(kStdIndexes[1], 32)), 1) << "to load";
+}
+
+TEST(IndexLoadClaimsOfNothing, OldIndexAtTheEndOfTheFile_IsReadAllTheSame)
+{
+    CKrIndexFile file{CKrFileContent(KrBytes(CKrIndexFile::kIndexAt))};
+    file.state.openDmlIndex = false;
+    file.state.videoIndex.oldIndexEntries = 1;
+    EXPECT_EQ(file.Load(true).status, 1);
+    EXPECT_EQ(file.array.GetSize(), 0);
+    file.faults.Reset();
+    file.faults.FailCall(EKrFileCall::Read, 1);
+    EXPECT_EQ(file.Load(true).status, 0) << "a file that cannot be read there is no empty index";
 }

@@ -188,6 +188,17 @@ TEST(IndexLoadSlices, OldIndexOfAnyShape_GivesTheSame)
     }
 }
 
+// Whether the chunks are alike is asked of all but the last entry that the file holds, not that 'idx1'
+// claims.
+TEST(IndexLoadSlices, OldIndexOfChunksAlikeButTheLast_GivesTheSame)
+{
+    std::vector<SKrTestIdx1Entry> entries(10, {"00wb", 0, 4, 40});
+    entries.back().size = 20;
+    CKrFileContent content{KrBytes(kSuperAt)};
+    content.Append(ToBytes(entries));
+    ExpectTheSame(content, true);
+}
+
 // Five narrow entries of 8 bytes, or wide ones of 24, from position 112 on.
 TEST(IndexLoadSlices, BlockUpToTheSizeOfASlice_IsOneRead)
 {

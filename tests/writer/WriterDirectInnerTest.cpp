@@ -117,10 +117,15 @@ TEST_F(WriterDirect, SegmentBeyond4Gigabytes_IsRefusedBeforeItWraps)
     while (written < 20 && m_recorder.writer->WriteVideoChunk(zeros.get(), 512 << 20) != 0)
         ++written;
     EXPECT_EQ(written, 7) << "the eighth would end beyond 4 GiB";
+    constexpr uint64_t kTail = 512 + 16 + 32256; // 'idx1' so far, the chunk's entry, a standard index
+    const uint64_t left = UINT32_MAX - m_recorder.Content().Size() - kTail - 8;
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(zeros.get(), static_cast<int32_t>(left + 1)), 0);
+    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(zeros.get(), static_cast<int32_t>(left)), 1);
     EXPECT_EQ(m_recorder.AddVideo(KrBytes(100)), 1) << "no failure: the next frame starts a segment";
     const SKrCheckedAvi checked = m_recorder.Close();
-    ASSERT_EQ(checked.video.size(), 8u);
-    EXPECT_EQ(checked.video[7].segment, 1u);
+    ASSERT_EQ(checked.video.size(), 9u);
+    EXPECT_EQ(checked.video[7].segment, 0u);
+    EXPECT_EQ(checked.video[8].segment, 1u);
 }
 
 namespace

@@ -1,5 +1,6 @@
 // Writes, flushes and views that fail: what is refused then, and what the file still holds.
 #include "format/KrBytes.h"
+#include "tests/support/KrStallingFileSystem.h"
 #include "tests/writer/KrRecorder.h"
 
 using namespace KrTest;
@@ -183,6 +184,8 @@ TEST_F(WriterFault, ViewOfALaterSegmentThatFails_IsTold)
     ASSERT_EQ(m_recorder.AddZeroVideo(60'000'000), 1);
     ASSERT_TRUE(m_recorder.faults.FaultStruck());
     EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "the next file starts without it";
 }
 
 // What a failed write left after the last whole chunk.
@@ -198,6 +201,22 @@ TEST_F(WriterFault, WriteCutShort_LeavesNothingAfterTheLastSegment)
     const SKrCheckedAvi checked = m_recorder.Check();
     EXPECT_EQ(checked.video.size(), 30u);
     EXPECT_EQ(m_recorder.Content().Size(), checked.segments.back());
+}
+
+// A system that maps files may refuse to shorten a file that has views, and writes views out when they end.
+TEST_F(WriterFault, Close_EndsAllViewsBeforeTheLastFlush)
+{
+    CKrStallingFileSystem stalling(m_recorder.files);
+    size_t views = 1;
+    stalling.beforeFlush = [&]
+    {
+        views = m_recorder.files.OpenViews();
+    };
+    const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({stalling, m_recorder.clock}));
+    const SKrAviVideoParams params = ParamsFor({});
+    ASSERT_EQ(writer->OpenFile(kRecordedPath, &params, 0, nullptr), 1);
+    EXPECT_EQ(writer->CloseFile(), 1);
+    EXPECT_EQ(views, 0u);
 }
 
 TEST_F(WriterFault, CloseOfAFileWithoutFaults_CutsNothing)
@@ -218,6 +237,8 @@ TEST_F(WriterFault, SampleThatCannotBeLocked_IsToldAtTheClose)
     EXPECT_EQ(Record(2), 2u) << "the rest goes on";
     EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
     EXPECT_EQ(m_recorder.Check().video.size(), 4u);
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "the next file starts without it";
 }
 
 TEST_F(WriterFault, CloseWithoutAFile_HasNothingToTell)

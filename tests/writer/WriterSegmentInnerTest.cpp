@@ -120,6 +120,25 @@ TEST_F(WriterSegment, IndexInsideAGroup_MayStartASegmentOrPassTheLimit)
     }
 }
 
+// The index that becomes due with frame 4028 is the last thing in the first segment, or the first in the
+// next.
+TEST_F(WriterSegment, StandardIndex_StartsASegmentOnlyWhereItDoesNotFit)
+{
+    for (const uint32_t beyond : {0u, 1u})
+    {
+        Open(1);
+        AddLargeFrames(17);
+        for (int number = 17; number < 4027; ++number)
+            ASSERT_EQ(m_recorder.AddZeroVideo(1), 1);
+        const uint64_t left = kSegmentLimit - 1 - OldIndexTail(1 + 4028, 1) - Size() - kStdIndexSize + beyond;
+        ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 1);
+        const SKrCheckedAvi checked = m_recorder.Close();
+        EXPECT_EQ(checked.videoIndexes.size(), 2u);
+        EXPECT_EQ(checked.video.back().segment, 0u);
+        EXPECT_EQ(checked.segments.size() - 1, 1 + beyond);
+    }
+}
+
 // Kept: what is left when the file is closed is written without a look at the limit.
 TEST_F(WriterSegment, AudioOfTheLastDrain_MayPassTheLimit)
 {

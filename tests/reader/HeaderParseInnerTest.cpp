@@ -124,7 +124,23 @@ TEST(HeaderParse, NoStream_LeavesTheStartValues)
     EXPECT_EQ(state.audioStreamCount, 0u);
     EXPECT_EQ(state.statistics.audioSampleSizeSum, 0u);
     for (const SKrAudioStream& audio : state.audio)
+    {
         EXPECT_EQ(audio.streamNumber, 0xFFFFFFFFu);
+        EXPECT_EQ(audio.sampleSize, 0u);
+        EXPECT_EQ(audio.length, 0u);
+        EXPECT_EQ(audio.duration, 0.0);
+    }
+}
+
+TEST(HeaderParse, Close_KeepsTheStreamsButNotTheirFrames)
+{
+    SKrSimpleAvi avi;
+    avi.mainHeader.totalFrames = 7;
+    CKrParsedInMemory file(avi);
+    ASSERT_EQ(file.State().totalFrames, 7u);
+    file.Reader().Close();
+    EXPECT_EQ(file.State().totalFrames, 0u);
+    EXPECT_EQ(file.State().videoStreamNumber, 0u);
 }
 
 TEST(HeaderParse, AudioSampleSizes_AreLowHalvesAndAreSummedIn16Bits)

@@ -2,6 +2,7 @@
 // still, calls from inside a sample.
 #include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
+#include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrStallingFileSystem.h"
@@ -392,6 +393,35 @@ TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
     EXPECT_EQ(writer->CloseFile(), 1);
     EXPECT_EQ(submitted, kLength + 1);
     EXPECT_EQ(CHostSample::Alive(), 0);
+}
+
+// The sound is queued while the frame is written; the chunk that fails then stops the recording before it.
+TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmission)
+{
+    CKrMemoryFileSystem memory;
+    CKrFaultyFileSystem faults(memory);
+    CTimelessClock clock;
+    SKrWriterSurroundings surroundings{faults, clock};
+    surroundings.createWorkerThread = [](int, IKrWorkerThread**)
+    {
+        return 0;
+    };
+    const CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+    const SKrAviVideoParams params = ParamsFor(SKrWritten{});
+    const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
+    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, &format), 1);
+    const CKrRef<CHostSample> frame(new CHostSample(KrBytes(100)));
+    frame->inUnlockBuffer = [&]
+    {
+        const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+        EXPECT_EQ(writer->AddAudioSample(sound.Get()), 1);
+        faults.Reset();
+        faults.FailCall(EKrFileCall::Write, 1);
+        const uint8_t byte = 1;
+        EXPECT_EQ(writer->WriteVideoChunk(&byte, 1), 0);
+    };
+    EXPECT_EQ(writer->AddVideoSample(frame.Get()), 0);
+    EXPECT_EQ(writer->CloseFile(), 0);
 }
 
 // On a real file and in real time: a write of 700 ms, then flushes of a second. What else the machine does is

@@ -76,3 +76,19 @@ TEST_F(WriterSegmentFault, IndexForTheReachThatFails_EndsTheRecording)
     m_recorder.writer->CloseFile();
     EXPECT_EQ(FramesReadable(m_recorder.Content()), 72u);
 }
+
+// The index takes the room of the frame that it was started for, and the next segment cannot be started.
+TEST_F(WriterSegmentFault, SegmentAfterAnIndexForTheReachThatFails_EndsTheRecording)
+{
+    constexpr size_t kHuge = 530'000'000;
+    constexpr uint64_t kUsed = 512 + (8 + kHuge + 8 + 511) / 512 * 512; // headers of the segment, frame nine
+    Open(512);
+    for (int number = 0; number < 9; ++number)
+        ASSERT_EQ(m_recorder.AddZeroVideo(kHuge), 1);
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the index, then the headers
+    EXPECT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(kSegmentLimit - kUsed - 512 - 8)), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    m_recorder.writer->CloseFile();
+    EXPECT_EQ(FramesReadable(m_recorder.Content()), 9u);
+}

@@ -52,6 +52,7 @@ if(WIN32)
     platform/win32/KrFineSleep.cpp
     platform/win32/KrLargePagesWin32.cpp
     platform/win32/KrModuleHoldWin32.cpp
+    platform/win32/KrNativePath.cpp
     platform/win32/KrSyncWin32.cpp
     platform/win32/KrWritableFileWin32.cpp)
   if(KR_USE_MFC)

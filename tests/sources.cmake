@@ -80,6 +80,7 @@ set(KR_INNER_TEST_SOURCES
   platform/IsSamePathTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
+  platform/Utf8Test.cpp
   platform/WritableFilesTest.cpp
   pool/MediaSampleInnerTest.cpp
   pool/MediaSamplePoolInnerTest.cpp

@@ -1,9 +1,9 @@
+#include "platform/KrConsole.h"
 #include "tools/command/KrCommandLine.h"
-#include "tools/platform/KrToolPlatform.h"
 
 int main(int argc, char** argv)
 {
-    const KrTool::CKrConsole console;
-    KrTool::CatchInterruptions();
-    return KrTool::RunCommandLine(KrTool::Utf8Arguments(argc, argv));
+    const CKrConsole console;
+    CatchInterruptions();
+    return KrTool::RunCommandLine(Utf8Arguments(argc, argv));
 }

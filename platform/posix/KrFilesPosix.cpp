@@ -1,5 +1,6 @@
 // Files of POSIX systems. Share modes, which the system does not have, are kept with flock: whoever reads
 // holds a shared lock, whoever writes an exclusive one, and nobody waits.
+#include "platform/KrOsTransfer.h"
 #include "platform/KrPlatform.h"
 #include "platform/posix/KrFileDescriptor.h"
 #include "platform/posix/KrNativePath.h"
@@ -20,9 +21,6 @@ static_assert(sizeof(off_t) == 8, "positions need 64 bits");
 
 namespace
 {
-// The most that one call is asked for; some systems refuse or cut what does not fit 31 bits.
-constexpr size_t kMostBytesPerCall = size_t{1} << 30;
-
 class CPosixFile final : public IKrFile
 {
 public:

@@ -1,6 +1,7 @@
 #include "platform/posix/KrWritableFilePosix.h"
 
 #include "platform/KrFileRange.h"
+#include "platform/KrOsTransfer.h"
 #include "platform/posix/KrFileDescriptor.h"
 #include "platform/posix/KrOpenFile.h"
 
@@ -20,7 +21,6 @@ namespace
 {
 constexpr uint32_t kUsualSectorSize = 512;
 constexpr size_t kMostParts = IOV_MAX < 64 ? IOV_MAX : 64; // of one call
-constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 
 class CPosixView final : public IKrMappedView
 {

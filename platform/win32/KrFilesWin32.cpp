@@ -1,7 +1,8 @@
 // Files of Windows.
+#include "platform/KrOsTransfer.h"
 #include "platform/KrPlatform.h"
 #include "platform/win32/KrFileHandle.h"
-#include "platform/win32/KrLongPath.h"
+#include "platform/win32/KrNativePath.h"
 #include "platform/win32/KrWritableFileWin32.h"
 
 #include <algorithm>
@@ -13,37 +14,6 @@
 
 namespace
 {
-// The most that one call is asked for: its count has 32 bits, and network file systems like less.
-constexpr size_t kMostBytesPerCall = size_t{1} << 30;
-
-// The path made absolute, or empty when the system cannot do that.
-std::wstring AbsolutePath(const wchar_t* path)
-{
-    std::wstring absolute(MAX_PATH, L'\0');
-    for (;;)
-    {
-        // The length, or when the buffer is too small the size it should have: terminator included.
-        const DWORD length =
-            GetFullPathNameW(path, static_cast<DWORD>(absolute.size()), absolute.data(), nullptr);
-        const bool fits = length < absolute.size();
-        absolute.resize(length);
-        if (fits)
-            return absolute;
-    }
-}
-
-// The path as CreateFileW takes it: paths that are too long for it in the plain form get the prefix for long
-// ones. That prefix also switches off the translation of "." and "..", thus they are made absolute before.
-std::wstring NativePath(const wchar_t* path)
-{
-    if (HasDevicePrefix(path))
-        return path;
-    const std::wstring absolute = AbsolutePath(path);
-    if (absolute.size() < MAX_PATH || HasDevicePrefix(absolute))
-        return path;
-    return WithLongPathPrefix(absolute);
-}
-
 class CWin32File final : public IKrFile
 {
 public:

@@ -1,6 +1,7 @@
 #include "platform/win32/KrWritableFileWin32.h"
 
 #include "platform/KrFileRange.h"
+#include "platform/KrOsTransfer.h"
 #include "platform/KrSync.h"
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 
 namespace
 {
-constexpr size_t kMostBytesPerCall = size_t{1} << 30;
 constexpr size_t kSmallPart =
     16 * 1024; // smaller parts are joined, since there is no buffered gathered write
 

@@ -220,6 +220,25 @@ TEST_F(WritableFilesTest, NamesOfAllScriptsAndLongPaths_AreMadeAndDeleted)
     }
 }
 
+TEST_F(WritableFilesTest, PathsOfEachLengthAroundTheSystemsLimits_AreTakenForFilesAndFolders)
+{
+    std::wstring folder = L"f";
+    while (m_folder.PathOf(folder).size() < 200)
+        folder += L'f';
+    m_folder.MakeFolder(folder);
+    for (size_t length = 240; length <= 265; ++length)
+    {
+        const std::wstring parent = m_folder.PathOf(folder + Os::kSeparator);
+        const std::wstring path = parent + std::wstring(length - parent.size(), L'a');
+        EXPECT_NE(Create(path), nullptr) << length;
+        EXPECT_TRUE(m_files.Exists(path.c_str())) << length;
+        EXPECT_TRUE(m_files.Delete(path.c_str())) << length;
+        ASSERT_TRUE(Os::MakeFolder(path)) << length;
+        EXPECT_EQ(m_files.BytesPerSector(path.c_str()), m_files.BytesPerSector(m_folder.Path().c_str()))
+            << length;
+    }
+}
+
 TEST_F(WritableFilesTest, PlacesWithoutAFile_AreRefused)
 {
     EXPECT_EQ(m_files.CreateForWriting(nullptr), nullptr);

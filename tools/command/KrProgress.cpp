@@ -1,9 +1,9 @@
 #include "tools/command/KrProgress.h"
 
+#include "platform/KrConsole.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrToolError.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,19 +1,13 @@
-// Text in and out: UTF-8 and wide strings, FourCCs, and names for the numbers of the public records.
+// Text in and out: FourCCs, and names for the numbers of the public records.
 #ifndef KR_TOOLS_COMMAND_KRTEXT_H
 #define KR_TOOLS_COMMAND_KRTEXT_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
 namespace KrTool
 {
-// UTF-8 to wide, or nothing when the bytes are no UTF-8. Where wide characters have 16 bits, lone surrogates
-// pass both ways, since file names there may hold them.
-std::optional<std::wstring> Widen(std::string_view utf8);
-std::string Narrow(std::wstring_view wide);
-
 // Text from elsewhere, made fit for a terminal: control characters and bytes that are no UTF-8 become \xHH.
 std::string Printable(std::string_view text);
 

@@ -1,6 +1,6 @@
 #include "tools/hash/KrDigest.h"
 
-#include "tools/platform/KrMd5.h"
+#include "platform/KrMd5.h"
 
 #include <new>
 #include <span>

@@ -1,9 +1,10 @@
 #include "tools/input/KrAviFile.h"
 
+#include "platform/KrFileProbe.h"
+#include "platform/KrUtf8.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrReadability.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <algorithm>
 #include <array>

@@ -1,9 +1,9 @@
 #include "tools/input/KrFrameInput.h"
 
+#include "platform/KrFileProbe.h"
 #include "platform/KrPlatform.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrWaveInput.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <algorithm>
 #include <array>

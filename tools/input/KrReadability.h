@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_INPUT_KRREADABILITY_H
 #define KR_TOOLS_INPUT_KRREADABILITY_H
 
-#include "tools/platform/KrToolPlatform.h"
+#include "platform/KrFileProbe.h"
 
 #include <string>
 

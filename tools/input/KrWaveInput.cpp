@@ -1,4 +1,5 @@
 #include "tools/input/KrWaveInput.h"
+#include "platform/KrUtf8.h"
 
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"

@@ -1,5 +1,6 @@
 #include "tools/map/KrFileMap.h"
 
+#include "platform/KrFileProbe.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
@@ -7,7 +8,6 @@
 #include "tools/input/KrAviFile.h"
 #include "tools/map/KrMapMeasures.h"
 #include "tools/map/KrSpanWalk.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <algorithm>
 

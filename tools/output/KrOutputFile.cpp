@@ -1,5 +1,6 @@
 #include "tools/output/KrOutputFile.h"
 
+#include "platform/KrFileProbe.h"
 #include "tools/command/KrToolError.h"
 
 #include <vector>

@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_OUTPUT_KROUTPUTFILE_H
 #define KR_TOOLS_OUTPUT_KROUTPUTFILE_H
 
-#include "tools/platform/KrToolPlatform.h"
+#include "platform/KrNewFile.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,13 +1,13 @@
 #include "tools/output/KrRecording.h"
 
 #include "KrOsTypes.h"
+#include "platform/KrFileProbe.h"
+#include "platform/KrUtf8.h"
 #include "tools/command/KrProgress.h"
-#include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrAviFile.h"
 #include "tools/input/KrStreamChunks.h"
 #include "tools/output/KrOutputFile.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <utility>
 

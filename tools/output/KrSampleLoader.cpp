@@ -1,7 +1,7 @@
 #include "tools/output/KrSampleLoader.h"
 
+#include "platform/KrConsole.h"
 #include "tools/command/KrToolError.h"
-#include "tools/platform/KrToolPlatform.h"
 
 #include <algorithm>
 

@@ -1,12 +1,10 @@
 // MD5 from libmd.
-#include "tools/platform/KrMd5.h"
+#include "platform/KrMd5.h"
 
 #include <sys/types.h>
 
 #include <md5.h>
 
-namespace KrTool
-{
 struct CKrMd5::SState
 {
     MD5_CTX context;
@@ -31,4 +29,3 @@ KrMd5Sum CKrMd5::Finish()
     MD5Init(&m_state->context);
     return sum;
 }
-} // namespace KrTool

@@ -1,20 +1,18 @@
-// MD5 as the system has it. Backends lie in win32/ and posix/.
-#ifndef KR_TOOLS_PLATFORM_KRMD5_H
-#define KR_TOOLS_PLATFORM_KRMD5_H
+// MD5 as the system has it. Linked into kravi only.
+#ifndef KR_PLATFORM_KRMD5_H
+#define KR_PLATFORM_KRMD5_H
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
-namespace KrTool
-{
 using KrMd5Sum = std::array<uint8_t, 16>;
 
 class CKrMd5
 {
 public:
-    // Throws CKrToolError when the system has no MD5.
+    // Throws std::runtime_error when the system has no MD5.
     CKrMd5();
     ~CKrMd5();
     CKrMd5(const CKrMd5&) = delete;
@@ -29,6 +27,5 @@ private:
     struct SState;
     std::unique_ptr<SState> m_state;
 };
-} // namespace KrTool
 
 #endif

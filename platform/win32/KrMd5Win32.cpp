@@ -1,24 +1,20 @@
 // MD5 from the system's cryptography library.
-#include "tools/command/KrToolError.h"
-#include "tools/platform/KrMd5.h"
+#include "platform/KrMd5.h"
+#include "platform/KrOsTransfer.h"
 
 #include <windows.h>
 
 #include <bcrypt.h>
 
 #include <algorithm>
+#include <stdexcept>
 
-namespace KrTool
-{
 namespace
 {
-// The most that one call is asked for, well below what its 32 bits hold.
-constexpr size_t kMostBytesPerCall = size_t{1} << 30;
-
 void Check(NTSTATUS status)
 {
     if (status < 0)
-        throw CKrToolError({}, "the system has no MD5");
+        throw std::runtime_error("the system has no MD5");
 }
 } // namespace
 
@@ -55,7 +51,7 @@ CKrMd5::~CKrMd5() = default;
 
 void CKrMd5::Add(const void* data, size_t size)
 {
-    // The call takes what it only reads as if it might write it.
+    // The call is not const-correct.
     auto* from = const_cast<UCHAR*>(static_cast<const UCHAR*>(data));
     while (size > 0)
     {
@@ -74,4 +70,3 @@ KrMd5Sum CKrMd5::Finish()
     m_state->BeginHash();
     return sum;
 }
-} // namespace KrTool

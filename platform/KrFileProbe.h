@@ -1,0 +1,45 @@
+// What lies at a path, and the system's words for what went wrong. Paths are UTF-8. Linked into kravi only.
+#ifndef KR_PLATFORM_KRFILEPROBE_H
+#define KR_PLATFORM_KRFILEPROBE_H
+
+#include <cstdint>
+#include <string>
+
+// Why a file cannot be read, as far as the system tells.
+enum class EKrReadability
+{
+    Readable,
+    Missing,
+    Folder,
+    NotRegular,
+    NotAllowed,
+    InUse,
+    Failing // for another reason, which `detail` names
+};
+struct SKrFileProbe
+{
+    EKrReadability state = EKrReadability::Failing;
+    uint64_t size = 0; // of a readable file
+    std::string detail;
+};
+SKrFileProbe ProbeForReading(const std::string& path);
+
+// What lies at a place where a file is to be written.
+enum class EKrTarget
+{
+    Free,
+    RegularFile,
+    Folder,
+    Other
+};
+EKrTarget TargetAt(const std::string& path);
+
+// Whether both paths lead to the same existing file.
+bool IsSameFile(const std::string& left, const std::string& right);
+
+// The folder part of a path with its last separator; empty for a bare name.
+std::string FolderOf(const std::string& path);
+
+std::string OsErrorText(uint32_t error);
+
+#endif

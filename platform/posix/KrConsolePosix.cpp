@@ -1,0 +1,55 @@
+// Arguments, console and interruption on POSIX systems.
+#include "platform/KrConsole.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace
+{
+std::atomic<bool> g_interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set by a signal handler");
+
+void NoteInterruption(int)
+{
+    g_interrupted = true;
+}
+} // namespace
+
+std::vector<std::string> Utf8Arguments(int argc, char** argv)
+{
+    return {argv + std::min(argc, 1), argv + argc};
+}
+
+unsigned PrepareConsole()
+{
+    return 0; // bytes pass as they are
+}
+
+void RestoreConsole(unsigned) {}
+
+bool IsStandardErrorTerminal()
+{
+    return ::isatty(STDERR_FILENO) == 1;
+}
+
+void CatchInterruptions()
+{
+    struct sigaction action = {};
+    action.sa_handler = NoteInterruption;
+    action.sa_flags = SA_RESTART;
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    {
+        struct sigaction before = {};
+        if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+            ::sigaction(number, &action, nullptr);
+    }
+    ::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit for files fails, and what was written is removed
+}
+
+bool InterruptionRequested()
+{
+    return g_interrupted;
+}

@@ -1,0 +1,66 @@
+// What lies at a path, on POSIX systems.
+#include "platform/KrFileProbe.h"
+#include "platform/posix/KrOpenFile.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace
+{
+SKrFileProbe FailedProbe(int error)
+{
+    using enum EKrReadability;
+    if (error == ENOENT || error == ENOTDIR)
+        return {Missing, 0, {}};
+    if (error == EACCES || error == EPERM)
+        return {NotAllowed, 0, {}};
+    return {Failing, 0, OsErrorText(static_cast<uint32_t>(error))};
+}
+} // namespace
+
+SKrFileProbe ProbeForReading(const std::string& path)
+{
+    using enum EKrReadability;
+    const CKrFileDescriptor file = OpenNative(path, O_RDONLY);
+    struct stat facts = {};
+    if (!file.IsOpen() || ::fstat(file.Get(), &facts) != 0)
+        return FailedProbe(errno);
+    if (S_ISDIR(facts.st_mode))
+        return {Folder, 0, {}};
+    if (!S_ISREG(facts.st_mode))
+        return {NotRegular, 0, {}};
+    if (!HoldLock(file, LOCK_SH))
+        return {InUse, 0, {}};
+    return {Readable, static_cast<uint64_t>(facts.st_size), {}};
+}
+
+EKrTarget TargetAt(const std::string& path)
+{
+    using std::filesystem::file_type;
+    std::error_code ignored;
+    file_type type = std::filesystem::symlink_status(path, ignored).type();
+    if (type == file_type::none || type == file_type::not_found)
+        return EKrTarget::Free;
+    if (type == file_type::symlink)
+        type = std::filesystem::status(path, ignored).type(); // not found where the link leads nowhere
+    if (type == file_type::directory)
+        return EKrTarget::Folder;
+    return type == file_type::regular ? EKrTarget::RegularFile : EKrTarget::Other;
+}
+
+bool IsSameFile(const std::string& left, const std::string& right)
+{
+    std::error_code ignored;
+    return std::filesystem::equivalent(left, right, ignored);
+}
+
+std::string FolderOf(const std::string& path)
+{
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+std::string OsErrorText(uint32_t error)
+{
+    return std::generic_category().message(static_cast<int>(error));
+}

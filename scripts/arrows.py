@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Checks how the sources depend on each other: scripts/arrows.py [--objects FOLDER] [--self-test]
 
-Each folder may include itself and the folders below it in LAYERS, a file never one that includes it again. A header and
-the source of the same name count as one file. With --objects the object files of a build are asked as well, so that
+Each folder may include itself and the folders below it in LAYERS, and none that is not in LAYERS; a file never one that
+includes it again. A header and the source of the same name count as one file. With --objects the object files of a build are asked as well, so that
 two sources of one class cannot call each other in circles either. Prints each arrow up and each circle; ends with 1
 when there is one.
 """
@@ -55,10 +55,10 @@ def sources(root):
                     yield os.path.relpath(os.path.join(place, name), root)
 
 
-def resolve(included, known, by_name):
+def resolve(included, root, by_name):
     """The file of the tree that an include names; None for a header from elsewhere."""
     for path in (included, "include/" + included):
-        if path in known:
+        if os.path.isfile(os.path.join(root, path)):
             return path
     return by_name.get(included)  # platform's headers that CMake chooses by the system
 
@@ -72,7 +72,7 @@ def includes(root):
     for path in known:
         with open(os.path.join(root, path), encoding="utf-8") as file:
             named = INCLUDE.findall(file.read())
-        found[path] = [target for name in named if (target := resolve(name, set(known), by_name))]
+        found[path] = [target for name in named if (target := resolve(name, root, by_name))]
     return found
 
 
@@ -81,7 +81,7 @@ def arrows_up(found):
     for path, targets in sorted(found.items()):
         for target in targets:
             source_folder, target_folder = folder(path), folder(target)
-            if source_folder != target_folder and level[target_folder] >= level[source_folder]:
+            if target_folder is None or source_folder != target_folder and level[target_folder] >= level[source_folder]:
                 yield f"{path} includes {target}"
 
 
@@ -138,8 +138,9 @@ def calls(objects):
 
 def self_test():
     found = {"reader/A.cpp": ["reader/A.h", "module/B.h"], "reader/A.h": ["reader/C.h"], "reader/C.cpp": ["reader/A.h"],
-             "writer/D.h": ["pool/E.h"], "riffutils/F.h": ["reader/A.h"]}
-    assert list(arrows_up(found)) == ["reader/A.cpp includes module/B.h", "writer/D.h includes pool/E.h"]
+             "writer/D.h": ["pool/E.h"], "riffutils/F.h": ["reader/A.h"], "platform/G.h": ["tools/H.h"]}
+    assert list(arrows_up(found)) == ["platform/G.h includes tools/H.h", "reader/A.cpp includes module/B.h",
+                                      "writer/D.h includes pool/E.h"]
     assert circles(units(found)) == [["reader/A", "reader/C"]], circles(units(found))
     assert circles({"a": {"b"}, "b": {"c"}, "c": set()}) == []
     assert unit("platform/posix/KrSyncPosix.cpp") == unit("platform/KrSync.h") == "platform/KrSync"

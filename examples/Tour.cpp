@@ -20,7 +20,7 @@ const int kFrames = 50, kWidth = 64, kHeight = 48, kFrameBytes = kWidth * kHeigh
           kAudioBytes = 48000 / 25 * 4; // of one frame's time: 16 bits, two channels
 
 // region: sample
-// A block of bytes as the writer takes it. The writer's thread locks it, reads it and gives it back.
+// A block of bytes for the writer. The writer's thread locks it, reads it and releases it.
 class CBlock final : public IKrMediaSample
 {
 public:
@@ -96,11 +96,11 @@ IKrRiffReader* OpenClip(const wchar_t* path)
 {
     IKrRiffReader* reader = nullptr;
     if (KrCreateRiffReader(&reader) == 0)
-        return nullptr; // memory is short
+        return nullptr; // out of memory
     if (reader->Open(path) != 0)
         return reader;
     reader->Release();
-    return nullptr; // not there, not allowed, in use, or nothing in it that can be read
+    return nullptr; // no such file, no permission, in use, or no readable content
 }
 // end
 
@@ -114,7 +114,7 @@ void PrintFormats(IKrRiffReader& reader)
     uint32_t chunkId = 0;
     const uint32_t frames = reader.GetVideoStreamInfo(&video, &compression, &bitCount, &valid, &chunkId);
     if (valid != 0)
-        printf("video: %d x %d, %u frames by the headers\n", static_cast<int>(video.width),
+        printf("video: %d x %d, %u frames in the headers\n", static_cast<int>(video.width),
                static_cast<int>(video.height), static_cast<unsigned>(frames));
     SKrWaveFormatInfo audio = {};
     double seconds = 0;
@@ -136,7 +136,7 @@ bool ReadFrames(IKrRiffReader& reader)
         const SKrChunkIndexEntry& entry = index[number];
         frame.resize(entry.size);
         if (reader.ReadAt(entry.position, frame.data(), entry.size) != entry.size)
-            return false; // the file is cut
+            return false; // the file is truncated
         for (const uint8_t byte : frame)
             sum += byte;
     }
@@ -153,10 +153,10 @@ void PrintChunks(IKrRiffReader& reader)
     uint32_t form = 0, size = 0;
     uint64_t offset = 0;
     SKrRiffChunkNode* segment = nullptr;
-    reader.FindNextRiffSegment(&form, &size, &offset, &segment); // the nodes are the reader's
+    reader.FindNextRiffSegment(&form, &size, &offset, &segment); // the reader owns the nodes
     if (reader.FindFirstSubChunk(segment) == 0)
         return;
-    for (int more = 1; more != 0;) // 0 comes with the last chunk, not behind it
+    for (int more = 1; more != 0;) // 0 comes with the last chunk, not after it
     {
         uint32_t id = 0, type = 0;
         more = reader.FindNextSubChunk(&id, &type, &size, &offset, nullptr);
@@ -169,17 +169,17 @@ void PrintChunks(IKrRiffReader& reader)
 void PrintQueries(const wchar_t* path)
 {
     EKrScanMode mode = EKrScanMode::Unknown;
-    if (KrRiffUtils::GetAviScanMode(path, mode) != 0) // the open reader is kept for the next question
+    if (KrRiffUtils::GetAviScanMode(path, mode) != 0) // keeps the reader open for the next query
         printf("scan mode: %d\n", static_cast<int>(mode));
     int horizontal = 0, vertical = 0;
     if (KrRiffUtils::GetAviPixelAspectRatio(path, horizontal, vertical) != 0)
         printf("pixel aspect ratio: %d:%d\n", horizontal, vertical);
-    KrRiffUtils::ClearCache(path); // closes the file, which others may now replace
+    KrRiffUtils::ClearCache(path); // closes the file, so that others may replace it
 }
 // end
 
 // region: threads
-// Each thread has a reader of its own, which shares nothing with the others.
+// Each thread has its own reader, which shares nothing with the others.
 bool CountInThreads(const wchar_t* path)
 {
     std::atomic<int> frames{0};

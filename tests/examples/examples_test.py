@@ -18,7 +18,7 @@ import avi_builder as avi  # pylint: disable=wrong-import-position
 
 RECORDED_FRAMES, RECORDED_BYTES = 50, 50 * 64 * 48 * 3
 TOUR_SUM = sum(range(50)) * 64 * 48 * 3
-TOUR = f"""video: 64 x 48, 50 frames by the headers
+TOUR = f"""video: 64 x 48, 50 frames in the headers
 audio: 2 channels, 2.0 s
 read: 50 frames, sum of bytes {TOUR_SUM}
 chunk: LIST

@@ -127,7 +127,6 @@ TEST(HeaderParse, NoStream_LeavesTheStartValues)
     {
         EXPECT_EQ(audio.streamNumber, 0xFFFFFFFFu);
         EXPECT_EQ(audio.sampleSize, 0u);
-        EXPECT_EQ(audio.length, 0u);
         EXPECT_EQ(audio.duration, 0.0);
     }
 }

@@ -212,7 +212,7 @@ TEST_F(WriterFault, Close_EndsAllViewsBeforeTheLastFlush)
     {
         views = m_recorder.files.OpenViews();
     };
-    const KrTest::CKrRef<CKrAviWriter> writer(new CKrAviWriter({stalling, m_recorder.clock}));
+    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({stalling, m_recorder.clock}));
     const SKrAviVideoParams params = ParamsFor({});
     ASSERT_EQ(writer->OpenFile(kRecordedPath, &params, 0, nullptr), 1);
     EXPECT_EQ(writer->CloseFile(), 1);

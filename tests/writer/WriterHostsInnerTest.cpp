@@ -401,19 +401,19 @@ TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmiss
     CKrMemoryFileSystem memory;
     CKrFaultyFileSystem faults(memory);
     CTimelessClock clock;
-    SKrWriterSurroundings surroundings{faults, clock};
-    surroundings.createWorkerThread = [](int, IKrWorkerThread**)
+    SKrWriterServices services{faults, clock};
+    services.createWorkerThread = [](int, IKrWorkerThread**)
     {
         return 0;
     };
-    const CKrRef<CKrAviWriter> writer(new CKrAviWriter(surroundings));
+    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     const SKrAviVideoParams params = ParamsFor(SKrWritten{});
     const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
     ASSERT_EQ(writer->OpenFile(kPath, &params, 0, &format), 1);
-    const CKrRef<CHostSample> frame(new CHostSample(KrBytes(100)));
+    const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(100)));
     frame->inUnlockBuffer = [&]
     {
-        const CKrRef<CHostSample> sound(new CHostSample(KrBytes(48000 / 25 * 4)));
+        const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
         EXPECT_EQ(writer->AddAudioSample(sound.Get()), 1);
         faults.Reset();
         faults.FailCall(EKrFileCall::Write, 1);

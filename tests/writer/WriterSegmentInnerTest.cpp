@@ -130,7 +130,8 @@ TEST_F(WriterSegment, StandardIndex_StartsASegmentOnlyWhereItDoesNotFit)
         AddLargeFrames(17);
         for (int number = 17; number < 4027; ++number)
             ASSERT_EQ(m_recorder.AddZeroVideo(1), 1);
-        const uint64_t left = kSegmentLimit - 1 - OldIndexTail(1 + 4028, 1) - Size() - kIndexChunkSize + beyond;
+        const uint64_t left =
+            kSegmentLimit - 1 - OldIndexTail(1 + 4028, 1) - Size() - kIndexChunkSize + beyond;
         ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 1);
         const SKrCheckedAvi checked = m_recorder.Close();
         EXPECT_EQ(checked.videoIndexes.size(), 2u);

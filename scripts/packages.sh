@@ -14,8 +14,8 @@ kr_install() {
             apt-get install -qq -y --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-KR_BUILD_PACKAGES=(bash binutils cmake g++ ninja-build nlohmann-json3-dev libcli11-dev libmd-dev libxxhash-dev
-    python3)
+KR_BUILD_PACKAGES=(bash binutils cmake g++ ninja-build nlohmann-json3-dev libcli11-dev libfmt-dev libmd-dev
+    libxxhash-dev python3)
 KR_PEER_PACKAGES=(ffmpeg mencoder gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     mediainfo mplayer)
 KR_LINUX_TEST_PACKAGES=(googletest doxygen mount pkg-config fish groff-base mandoc python3-jsonschema zsh)

@@ -9,6 +9,7 @@
 #include "tools/command/KrVerbs.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <sstream>
@@ -73,20 +74,20 @@ private:
     {
         const std::vector<CLI::App*> chosen = m_app.get_subcommands();
         if (!chosen.empty())
-            return std::string(error.what()) + "; see kravi " + chosen.front()->get_name() + " --help";
+            return fmt::format("{}; see kravi {} --help", error.what(), chosen.front()->get_name());
         const std::vector<std::string> words = m_app.remaining();
         std::string cause = "a verb is wanted";
         if (!words.empty() && words.front().starts_with('-'))
-            cause += " in front of '" + words.front() + '\'';
+            cause += fmt::format(" in front of '{}'", words.front());
         else if (!words.empty())
-            cause = "there is no verb '" + words.front() + '\'';
+            cause = fmt::format("there is no verb '{}'", words.front());
         return cause + "; see kravi --help";
     }
 
     static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
     {
         const std::string about = path.empty() ? std::string() : Printable(path) + ": ";
-        PrintDiagnostic("kravi: " + about + Printable(cause) + '\n');
+        PrintDiagnostic(fmt::format("kravi: {}{}\n", about, Printable(cause)));
         return report.Fail(path, cause);
     }
 
@@ -126,7 +127,7 @@ int RunCommandLine(const std::vector<std::string>& arguments)
     }
     catch (const std::exception& error)
     {
-        PrintDiagnostic("kravi: " + Printable(error.what()) + '\n');
+        PrintDiagnostic(fmt::format("kravi: {}\n", Printable(error.what())));
         return kExitFailed;
     }
 }

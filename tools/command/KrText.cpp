@@ -2,6 +2,8 @@
 
 #include "platform/KrUtf8.h"
 
+#include <fmt/format.h>
+
 #include <optional>
 
 namespace KrTool
@@ -10,10 +12,7 @@ namespace
 {
 void AppendHex(std::string& out, unsigned char byte)
 {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    out += "\\x";
-    out += kDigits[byte >> 4];
-    out += kDigits[byte & 15];
+    fmt::format_to(std::back_inserter(out), "\\x{:02X}", byte);
 }
 
 bool IsControl(uint32_t codePoint)
@@ -71,7 +70,7 @@ std::string FourCcText(uint32_t fourCc)
 
 std::string Counted(uint64_t count, std::string_view noun)
 {
-    std::string text = std::to_string(count) + ' ' + std::string(noun);
+    std::string text = fmt::format("{} {}", count, noun);
     if (count == 1)
         return text;
     if (text.back() != 'y')

@@ -3,6 +3,7 @@
 #include "tools/command/KrText.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -23,7 +24,7 @@ uint64_t ParseNumber(const std::string& name, const std::string& text)
     const char* const end = text.data() + text.size();
     const auto [behind, error] = std::from_chars(text.data(), end, number);
     if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
-        throw CLI::ValidationError(name, "'" + Printable(text) + "' is no decimal number in range");
+        throw CLI::ValidationError(name, fmt::format("'{}' is no decimal number in range", Printable(text)));
     return number;
 }
 
@@ -32,10 +33,8 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
     const auto found = std::ranges::find(words, text);
     if (found != words.end())
         return static_cast<size_t>(found - words.begin());
-    std::string all;
-    for (const std::string& word : words)
-        all += (all.empty() ? "" : ", ") + word;
-    throw CLI::ValidationError(name, "'" + Printable(text) + "' is none of " + all);
+    throw CLI::ValidationError(name,
+                               fmt::format("'{}' is none of {}", Printable(text), fmt::join(words, ", ")));
 }
 
 // What is wrong with an empty name; messages about files could not say which one they mean.

@@ -1,5 +1,7 @@
 #include "tools/command/KrVerbTable.h"
 
+#include <fmt/format.h>
+
 #include <sstream>
 #include <utility>
 
@@ -39,8 +41,8 @@ std::string Footer(const SKrVerbHelp& help)
         footer += Wrapped(paragraph) + '\n';
     footer += "Examples:\n";
     for (const std::string& example : help.examples)
-        footer += "  " + example + '\n';
-    return footer + '\n' + kExitCodes;
+        footer += fmt::format("  {}\n", example);
+    return fmt::format("{}\n{}", footer, kExitCodes);
 }
 } // namespace
 

@@ -5,6 +5,8 @@
 #include "tools/hash/KrDigest.h"
 #include "tools/output/KrRecordingOptions.h"
 
+#include <fmt/format.h>
+
 namespace KrTool
 {
 namespace
@@ -21,19 +23,18 @@ std::string BytesText(const std::vector<uint8_t>& bytes)
         return "none";
     CKrDigest digest;
     digest.Add(bytes.data(), bytes.size());
-    return Counted(bytes.size(), "byte") + " with the MD5 " + digest.Finish().md5;
+    return fmt::format("{} with the MD5 {}", Counted(bytes.size(), "byte"), digest.Finish().md5);
 }
 
 std::string PcmText(const SKrPcm& pcm)
 {
-    return std::to_string(pcm.samplesPerSec) + " Hz, " + Counted(pcm.channels, "channel") + ", " +
-           std::to_string(pcm.bitsPerSample) + " bits, " + Counted(pcm.blockAlign, "byte") +
-           " a sample frame";
+    return fmt::format("{} Hz, {}, {} bits, {} a sample frame", pcm.samplesPerSec,
+                       Counted(pcm.channels, "channel"), pcm.bitsPerSample, Counted(pcm.blockAlign, "byte"));
 }
 
 std::string SizeText(int32_t width, int32_t height)
 {
-    return std::to_string(width) + " x " + std::to_string(height);
+    return fmt::format("{} x {}", width, height);
 }
 
 // What must be the same, in the words of messages.
@@ -43,11 +44,11 @@ std::vector<SKrTrait> Traits(const SKrCopySource& source)
     const auto& audio = source.format.audio;
     return {{"picture size", SizeText(video.width, video.height)},
             {"codec", source.format.codec != 0 ? FourCcText(source.format.codec) : "uncompressed"},
-            {"bits per pixel", std::to_string(video.bitCount)},
+            {"bits per pixel", fmt::to_string(video.bitCount)},
             {"frame rate", FrameRateName(video.frameRate)},
             {"scan mode", ScanModeName(video.scanMode)},
             {"display size", SizeText(video.displayWidth, video.displayHeight)},
-            {"aspect mode", std::to_string(video.aspectMode)},
+            {"aspect mode", fmt::to_string(video.aspectMode)},
             {"further video format", BytesText(source.moreVideoFormat)},
             {"audio", audio ? PcmText(*audio) : "none"},
             {"further audio format", BytesText(source.moreAudioFormat)}};
@@ -61,9 +62,9 @@ void CheckMatch(const SKrCopySource& first, const SKrCopySource& other)
     for (size_t number = 0; number < traits.size(); ++number)
     {
         if (traits[number].value != wanted[number].value)
-            throw CKrToolError(other.clip.path, "it does not match " + first.clip.path + ": " +
-                                                    traits[number].name + ' ' + traits[number].value +
-                                                    ", there " + wanted[number].value);
+            throw CKrToolError(other.clip.path,
+                               fmt::format("it does not match {}: {} {}, there {}", first.clip.path,
+                                           traits[number].name, traits[number].value, wanted[number].value));
     }
 }
 } // namespace KrTool

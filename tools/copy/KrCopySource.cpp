@@ -15,6 +15,8 @@
 #include "tools/input/KrWaveInput.h"
 #include "tools/output/KrRecordingOptions.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -77,7 +79,7 @@ private:
         SKrStreamChunks stream =
             ChunksOfStream(m_file, m_facts, kind, StreamNumber(wanted), m_report, m_progress);
         if (stream.stream >= m_facts.streams.size())
-            Refuse("its headers do not describe stream " + std::to_string(stream.stream));
+            Refuse(fmt::format("its headers do not describe stream {}", stream.stream));
         return stream;
     }
 
@@ -103,15 +105,16 @@ private:
         frames.assign(stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.firstFrame),
                       stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.endFrame));
         if (CountCutChunks(m_file, frames) != 0)
-            Refuse("frames of stream " + std::to_string(stream.stream) + ", from " +
-                   std::to_string(FirstCutFrame()) + " on, reach behind the end of the file");
+            Refuse(fmt::format("frames of stream {}, from {} on, reach behind the end of the file",
+                               stream.stream, FirstCutFrame()));
         const size_t empty =
             std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
         if (empty != 0 && !m_options.dropEmpty)
-            Refuse(Counted(empty, "frame") + (empty == 1 ? " has" : " have") +
-                   " no data, by which some programs repeat a frame; --drop-empty leaves them out");
+            Refuse(fmt::format(
+                "{}{} no data, by which some programs repeat a frame; --drop-empty leaves them out",
+                Counted(empty, "frame"), empty == 1 ? " has" : " have"));
         if (empty != 0)
-            m_report.Note("left out: " + Counted(empty, "frame") + " without data");
+            m_report.Note(fmt::format("left out: {} without data", Counted(empty, "frame")));
         if (frames.empty())
             Refuse("it has no frames");
         if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestChunk)
@@ -133,8 +136,8 @@ private:
         m_source.firstFrame = m_range.first;
         m_source.endFrame = m_range.last ? *m_range.last + 1 : count;
         if (m_source.firstFrame >= count || m_source.endFrame > count)
-            Refuse("the frames asked for are not there: video stream " + std::to_string(stream.stream) +
-                   " has " + Counted(count, "frame"));
+            Refuse(fmt::format("the frames asked for are not there: video stream {} has {}", stream.stream,
+                               Counted(count, "frame")));
     }
 
     // Of the frames that are taken, which empty ones can be left out of.
@@ -162,14 +165,14 @@ private:
         const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
         const auto next = std::find(place, keys.end(), true);
         const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);
-        std::string text = "frame " + std::to_string(first) + " is no key frame: ";
+        std::string text = fmt::format("frame {} is no key frame: ", first);
         if (before != keys.rend())
-            text += "it needs frames from " + std::to_string(keys.rend() - before - 1) +
-                    " on, where a clean cut would start";
+            text += fmt::format("it needs frames from {} on, where a clean cut would start",
+                                keys.rend() - before - 1);
         else
             text += "what it needs is not in the file";
         if (next != keys.end())
-            text += "; the next key frame is " + std::to_string(next - keys.begin());
+            text += fmt::format("; the next key frame is {}", next - keys.begin());
         m_report.Finding(text);
     }
 
@@ -179,20 +182,22 @@ private:
         if (strf.size() < kBitmapHeaderSize)
             Refuse("its video format is not complete");
         if (strf.size() > kBitmapHeaderSize && !m_options.lossyHeader)
-            Refuse("its video format has " + std::to_string(strf.size() - kBitmapHeaderSize) +
-                   " bytes behind the 40 that the writer stores; --lossy-header leaves them out");
+            Refuse(fmt::format(
+                "its video format has {} bytes behind the 40 that the writer stores; --lossy-header leaves them out",
+                strf.size() - kBitmapHeaderSize));
         m_source.moreVideoFormat = Behind(strf, kBitmapHeaderSize);
         const auto width = static_cast<int32_t>(GetLe32(strf, 4));
         const auto height = static_cast<int32_t>(GetLe32(strf, 8));
         if (width < 1 || height < 1)
-            Refuse("its pictures have no size that the writer stores (" + std::to_string(width) + " x " +
-                   std::to_string(height) + "; a negative height means rows from the top)");
+            Refuse(fmt::format(
+                "its pictures have no size that the writer stores ({} x {}; a negative height means rows from the top)",
+                width, height));
         std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
         if (!m_options.rate.empty())
             code = ParseFrameRate(m_options.rate);
         if (!code)
-            Refuse("its frame rate " + std::to_string(header.rate) + "/" + std::to_string(header.scale) +
-                   " is none that the writer has; --rate sets another one");
+            Refuse(fmt::format("its frame rate {}/{} is none that the writer has; --rate sets another one",
+                               header.rate, header.scale));
         SKrRecordingFormat& format = m_source.format;
         format.video = ReaderFormat();
         format.video.width = width;
@@ -230,8 +235,7 @@ private:
         TakeAudioFormat(m_facts.streams[stream.stream]);
         m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
         if (CountCutChunks(m_file, m_source.clip.audio) != 0)
-            Refuse("audio chunks of stream " + std::to_string(stream.stream) +
-                   " reach behind the end of the file");
+            Refuse(fmt::format("audio chunks of stream {} reach behind the end of the file", stream.stream));
     }
 
     void TakeAudioFormat(const SKrStreamHeader& header)
@@ -240,9 +244,9 @@ private:
         if (format.tag != kTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
             Refuse("its audio is not PCM; --no-audio leaves it out");
         if (format.blockAlign != format.channels * ((format.bitsPerSample + 7) / 8))
-            Refuse("its audio format contradicts itself (" + std::to_string(format.channels) +
-                   " channels of " + std::to_string(format.bitsPerSample) + " bits, " +
-                   Counted(format.blockAlign, "byte") + " a sample frame); --no-audio leaves it out");
+            Refuse(fmt::format(
+                "its audio format contradicts itself ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
+                format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
         if (header.format.size() > kWaveFormatSize && !m_options.lossyHeader)
             Refuse(
                 "its audio format has bytes that the writer does not store; --lossy-header leaves them out");
@@ -263,8 +267,8 @@ private:
         Chunks part = UnitsOf(chunks, {{pcm.samplesPerSec, 1}, pcm.blockAlign}, first, end);
         const uint64_t wanted = SampleFramesUntil(m_source.endFrame, m_source.format) - first;
         if (const uint64_t there = TotalBytes(part) / pcm.blockAlign; there < wanted)
-            m_report.Note("the sound ends " + Counted(wanted - there, "sample frame") +
-                          " before the last frame does");
+            m_report.Note(fmt::format("the sound ends {} before the last frame does",
+                                      Counted(wanted - there, "sample frame")));
         return part;
     }
 

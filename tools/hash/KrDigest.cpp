@@ -2,6 +2,8 @@
 
 #include "platform/KrMd5.h"
 
+#include <fmt/format.h>
+
 #include <new>
 #include <span>
 
@@ -14,14 +16,7 @@ namespace
 {
 std::string Hex(std::span<const uint8_t> bytes)
 {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const uint8_t byte : bytes)
-    {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 15];
-    }
-    return text;
+    return fmt::format("{:02x}", fmt::join(bytes, ""));
 }
 } // namespace
 

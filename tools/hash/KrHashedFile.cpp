@@ -6,6 +6,8 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrLittleEndian.h"
 
+#include <fmt/format.h>
+
 namespace KrTool
 {
 namespace
@@ -39,8 +41,9 @@ CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProg
         else if (stream.IsAudio())
             AddStream(EKrStreamKind::Audio, stream.number);
         else
-            report.Note("stream " + std::to_string(stream.number) + ", which is '" + FourCcText(stream.type) +
-                        "', is neither video nor audio and has no checksum");
+            report.Note(
+                fmt::format("stream {}, which is '{}', is neither video nor audio and has no checksum",
+                            stream.number, FourCcText(stream.type)));
     }
     if (m_facts.streams.empty())
         AddStreamsWithoutHeaders();
@@ -85,9 +88,9 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
         else
             HashAudio(stream);
         if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
-            m_report.Finding(
-                "cut by the end of the file: " + Counted(cut, isVideo ? "frame" : "audio chunk") +
-                " of stream " + std::to_string(stream.chunks.stream));
+            m_report.Finding(fmt::format("cut by the end of the file: {} of stream {}",
+                                         Counted(cut, isVideo ? "frame" : "audio chunk"),
+                                         stream.chunks.stream));
     }
     m_progress.End();
 }

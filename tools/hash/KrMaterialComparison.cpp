@@ -3,6 +3,8 @@
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <optional>
 #include <span>
@@ -90,8 +92,9 @@ public:
             if (streams.size() != others.size())
                 m_found.push_back(
                     {{{"kind", KindName(kind)}, {"streams", streams.size()}, {"otherStreams", others.size()}},
-                     Counted(streams.size(), std::string(KindName(kind)) + " stream") + " and " +
-                         std::to_string(others.size())});
+                     fmt::format("{} and {}",
+                                 Counted(streams.size(), std::string(KindName(kind)) + " stream"),
+                                 others.size())});
         }
         return std::move(m_found);
     }
@@ -125,8 +128,7 @@ private:
         Json facts = {{"kind", KindName(stream.kind)},
                       {"stream", stream.chunks.stream},
                       {"otherStream", other.chunks.stream}};
-        const std::string name =
-            std::string(KindName(stream.kind)) + " stream " + std::to_string(stream.chunks.stream) + ": ";
+        const std::string name = fmt::format("{} stream {}: ", KindName(stream.kind), stream.chunks.stream);
         if (stream.kind == EKrStreamKind::Video)
             AddVideo(std::move(facts), name, stream.chunks.chunks, other.chunks.chunks);
         else
@@ -141,11 +143,12 @@ private:
                !FirstDifference(std::span(frames).subspan(number, 1), std::span(others).subspan(number, 1)))
             ++number;
         facts["frame"] = number;
-        const std::string counts = Counted(frames.size(), "frame") + " and " + std::to_string(others.size());
+        const std::string counts = fmt::format("{} and {}", Counted(frames.size(), "frame"), others.size());
         const std::string same = number == 0 ? "none is the same before one file ends"
-                                             : "the first " + std::to_string(number) + " are the same";
-        m_found.push_back({std::move(facts), name + (number < both ? "frame " + std::to_string(number)
-                                                                   : counts + ", of which " + same)});
+                                             : fmt::format("the first {} are the same", number);
+        m_found.push_back(
+            {std::move(facts), name + (number < both ? fmt::format("frame {}", number)
+                                                     : fmt::format("{}, of which {}", counts, same))});
     }
 
     void AddAudio(Json facts, const std::string& name, const SKrHashedStream& stream,
@@ -154,15 +157,15 @@ private:
         const uint64_t byte =
             FirstDifference(stream.chunks.chunks, other.chunks.chunks).value_or(stream.bytes);
         facts["byte"] = byte;
-        std::string text = "byte " + std::to_string(byte);
+        std::string text = fmt::format("byte {}", byte);
         if (stream.blockAlign != 0)
         {
             facts["sampleFrame"] = byte / stream.blockAlign;
-            text += ", in sample frame " + std::to_string(byte / stream.blockAlign);
+            text += fmt::format(", in sample frame {}", byte / stream.blockAlign);
         }
         if (byte == std::min(stream.bytes, other.bytes))
-            text = Counted(stream.bytes, "byte") + " and " + std::to_string(other.bytes) +
-                   ", of which the first " + std::to_string(byte) + " are the same";
+            text = fmt::format("{} and {}, of which the first {} are the same", Counted(stream.bytes, "byte"),
+                               other.bytes, byte);
         m_found.push_back({std::move(facts), name + text});
     }
 

@@ -2,6 +2,8 @@
 
 #include "tools/command/KrVerbTable.h"
 
+#include <fmt/format.h>
+
 #include <string_view>
 
 namespace KrTool
@@ -10,10 +12,7 @@ namespace
 {
 std::string Joined(const std::vector<std::string>& words, std::string_view between)
 {
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? std::string() : std::string(between)) + word;
-    return text;
+    return fmt::format("{}", fmt::join(words, between));
 }
 
 std::vector<std::string> VerbNames(const CKrVerbTable& verbs)
@@ -49,7 +48,7 @@ std::string ZshText(std::string_view text)
 
 std::string FishText(std::string_view text)
 {
-    return '\'' + Quoted(text, "\\", "\\'") + '\'';
+    return fmt::format("'{}'", Quoted(text, "\\", "\\'"));
 }
 
 std::vector<std::string> Dashed(const std::vector<SKrOptionText>& options)
@@ -73,8 +72,8 @@ std::string BashValues(const CKrVerbTable::SKrVerb& verb)
         if (words.empty())
             continue;
         for (const std::string& name : option.names)
-            text += "    " + verb.help.name + ':' + (option.isPositional ? verb.help.name : name) +
-                    ") words='" + words + "' ;;\n";
+            text += fmt::format("    {}:{}) words='{}' ;;\n", verb.help.name,
+                                option.isPositional ? verb.help.name : name, words);
     }
     return text;
 }
@@ -83,15 +82,15 @@ std::string ZshOption(const SKrOptionText& option)
 {
     std::string behind;
     if (!option.argument.empty() || option.isPositional)
-        behind = ':' + ZshText(option.isPositional ? option.names.front() : option.argument) + ':';
+        behind = fmt::format(":{}:", ZshText(option.isPositional ? option.names.front() : option.argument));
     if (!option.values.empty())
-        behind += '(' + Joined(option.values, " ") + ')';
+        behind += fmt::format("({})", Joined(option.values, " "));
     else if (option.takesFile)
         behind += "_files";
     if (option.isPositional)
-        return " '" + std::string(option.takesMany ? "*" : "") + behind + '\'';
+        return fmt::format(" '{}{}'", option.takesMany ? "*" : "", behind);
     const std::string after =
-        (option.argument.empty() ? "[" : "=[") + ZshText(option.about) + ']' + behind + '\'';
+        fmt::format("{}{}]{}'", option.argument.empty() ? "[" : "=[", ZshText(option.about), behind);
     std::string text;
     for (const std::string& name : option.names)
         text.append(" '").append(name).append(after);
@@ -107,7 +106,7 @@ std::string FishOption(const SKrOptionText& option)
         text += " -x -a " + FishText(Joined(option.values, " "));
     else if (!option.argument.empty())
         text += option.takesFile ? " -r -F" : " -x";
-    return text + " -d " + FishText(option.about);
+    return fmt::format("{} -d {}", text, FishText(option.about));
 }
 } // namespace
 
@@ -125,13 +124,14 @@ std::string BashCompletion(const CKrVerbTable& verbs)
         "    case $verb:${COMP_WORDS[place]} in\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
         script += BashValues(verb);
-    script +=
-        "    esac\n    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n        case $verb in\n"
-        "        '') words='" +
-        names + ' ' + Joined(Dashed(verbs.CommonOptions().Texts()), " ") + "' ;;\n";
+    script += fmt::format("    esac\n"
+                          "    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n"
+                          "        case $verb in\n"
+                          "        '') words='{} {}' ;;\n",
+                          names, Joined(Dashed(verbs.CommonOptions().Texts()), " "));
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script +=
-            "        " + verb.help.name + ") words='" + Joined(Dashed(verb.options->Texts()), " ") + "' ;;\n";
+        script += fmt::format("        {}) words='{}' ;;\n", verb.help.name,
+                              Joined(Dashed(verb.options->Texts()), " "));
     return script + "        esac\n    fi\n"
                     "    [[ -z $words ]] || mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
                     "}\n"
@@ -148,11 +148,11 @@ std::string ZshCompletion(const CKrVerbTable& verbs)
         script += ZshOption(option);
     script += " ':verb:->verb' '*::argument:->rest'\ncase $state in\nverb)\n    local -a verbs=(\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script += "        '" + verb.help.name + ':' + ZshText(verb.help.about) + "'\n";
+        script += fmt::format("        '{}:{}'\n", verb.help.name, ZshText(verb.help.about));
     script += "    )\n    _describe verb verbs ;;\nrest)\n    case $line[1] in\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
-        script += "    " + verb.help.name + ") _arguments";
+        script += fmt::format("    {}) _arguments", verb.help.name);
         for (const SKrOptionText& option : verb.options->Texts())
             script += " \\\n       " + ZshOption(option);
         script += " ;;\n";
@@ -164,19 +164,19 @@ std::string FishCompletion(const CKrVerbTable& verbs)
 {
     std::string script = "# fish completion for kravi, made by: kravi completion fish\n";
     for (const SKrOptionText& option : verbs.CommonOptions().Texts())
-        script += "complete -c kravi -n __fish_use_subcommand" + FishOption(option) + '\n';
+        script += fmt::format("complete -c kravi -n __fish_use_subcommand{}\n", FishOption(option));
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
         const std::string& name = verb.help.name;
-        script += "complete -c kravi -n __fish_use_subcommand -f -a " + name + " -d " +
-                  FishText(verb.help.about) + '\n';
-        const std::string behind = "complete -c kravi -n '__fish_seen_subcommand_from " + name + '\'';
+        script += fmt::format("complete -c kravi -n __fish_use_subcommand -f -a {} -d {}\n", name,
+                              FishText(verb.help.about));
+        const std::string behind = fmt::format("complete -c kravi -n '__fish_seen_subcommand_from {}'", name);
         for (const SKrOptionText& option : verb.options->Texts())
         {
             if (!option.isPositional)
-                script += behind + FishOption(option) + '\n';
+                script += fmt::format("{}{}\n", behind, FishOption(option));
             else if (!option.values.empty())
-                script += behind + " -f -a " + FishText(Joined(option.values, " ")) + '\n';
+                script += fmt::format("{} -f -a {}\n", behind, FishText(Joined(option.values, " ")));
         }
     }
     return script;

@@ -2,6 +2,8 @@
 
 #include "tools/manual/KrUsageLine.h"
 
+#include <fmt/format.h>
+
 namespace KrTool
 {
 namespace
@@ -48,28 +50,28 @@ std::string Escaped(const std::string& text)
 
 std::string Paragraph(const std::string& text)
 {
-    return ".PP\n" + Escaped(text) + '\n';
+    return fmt::format(".PP\n{}\n", Escaped(text));
 }
 
 // Lines that stay as they are.
 std::string Lines(const std::string& lines)
 {
-    return ".PP\n.RS 4\n.nf\n" + Escaped(lines) + (lines.ends_with('\n') ? "" : "\n") + ".fi\n.RE\n";
+    return fmt::format(".PP\n.RS 4\n.nf\n{}{}.fi\n.RE\n", Escaped(lines), lines.ends_with('\n') ? "" : "\n");
 }
 
 std::string OptionEntry(const SKrOptionText& option)
 {
     std::string names;
     for (const std::string& name : option.names)
-        names += (names.empty() ? "" : ", ") + ("\\fB" + Escaped(name) + "\\fR");
+        names += fmt::format("{}\\fB{}\\fR", names.empty() ? "" : ", ", Escaped(name));
     if (!option.argument.empty())
-        names += " \\fI" + Escaped(option.argument) + "\\fR";
-    return ".TP\n" + names + '\n' + Escaped(option.about) + '\n';
+        names += fmt::format(" \\fI{}\\fR", Escaped(option.argument));
+    return fmt::format(".TP\n{}\n{}\n", names, Escaped(option.about));
 }
 
 std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 {
-    std::string page = ".SS " + Escaped(UsageLine(verb)) + '\n';
+    std::string page = fmt::format(".SS {}\n", Escaped(UsageLine(verb)));
     page += Escaped(verb.help.about) + ".\n";
     for (const std::string& paragraph : verb.help.details)
         page += Paragraph(paragraph);
@@ -84,11 +86,12 @@ std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 
 std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
 {
-    std::string page = ".TH KRAVI 1 \"\" \"kravi " + version + "\" \"User Commands\"\n";
+    std::string page = fmt::format(".TH KRAVI 1 \"\" \"kravi {}\" \"User Commands\"\n", version);
     page += ".SH NAME\nkravi \\- looks into AVI files, takes them apart and makes them\n.SH SYNOPSIS\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        page += (&verb == &verbs.Verbs().front() ? "" : ".br\n") + Escaped(UsageLine(verb)) + '\n';
-    page += ".SH DESCRIPTION\n" + Escaped(verbs.About()) + '\n';
+        page +=
+            fmt::format("{}{}\n", &verb == &verbs.Verbs().front() ? "" : ".br\n", Escaped(UsageLine(verb)));
+    page += fmt::format(".SH DESCRIPTION\n{}\n", Escaped(verbs.About()));
     page +=
         Paragraph("Reports go to the standard output, diagnostics and progress to the error stream. A file "
                   "that exists is replaced only with --force. An output appears under its name when it is "
@@ -100,7 +103,7 @@ std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
         page += VerbSection(verb);
     const std::string exitCodes(kExitCodes);
-    page += ".SH EXIT STATUS\n.nf\n" + Escaped(exitCodes.substr(exitCodes.find('\n') + 1)) + ".fi\n";
+    page += fmt::format(".SH EXIT STATUS\n.nf\n{}.fi\n", Escaped(exitCodes.substr(exitCodes.find('\n') + 1)));
     return page;
 }
 } // namespace KrTool

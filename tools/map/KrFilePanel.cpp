@@ -3,6 +3,8 @@
 #include "tools/map/KrMapPanels.h"
 #include "tools/map/KrMapStyle.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -100,8 +102,8 @@ private:
             const std::string type = FourCcText(list.type);
             const std::string name = std::string("'").append(type).append("'");
             const std::string bytes = BytesText(static_cast<double>(list.end - list.start));
-            m_svg.Rect(x, y, std::max(width, kSmallest), height, "list", name + ", " + bytes);
-            for (const std::string& text : {name + "  " + bytes, name, type})
+            m_svg.Rect(x, y, std::max(width, kSmallest), height, "list", fmt::format("{}, {}", name, bytes));
+            for (const std::string& text : {fmt::format("{}  {}", name, bytes), name, type})
             {
                 if (TextWidth(text, kLabelFont) + 8 > width)
                     continue;
@@ -127,7 +129,7 @@ private:
             if (!isFree)
                 continue;
             labels.push_back(x);
-            m_svg.Label(x, bottom - 8, std::to_string(rank + 1), "small", EKrAnchor::Middle);
+            m_svg.Label(x, bottom - 8, fmt::to_string(rank + 1), "small", EKrAnchor::Middle);
         }
         if (!marks.IsEmpty())
         {
@@ -142,7 +144,8 @@ private:
     {
         RowLabel(y + 11, lane.name);
         m_svg.Label(kLeftMargin - 10, y + 24,
-                    BytesText(static_cast<double>(lane.bytes)) + "  " + ShareText(lane.bytes, m_map.Bytes()),
+                    fmt::format("{}  {}", BytesText(static_cast<double>(lane.bytes)),
+                                ShareText(lane.bytes, m_map.Bytes())),
                     "small soft", EKrAnchor::End);
         const double bottom = y + kLaneHeight;
         CKrSvgPath path;
@@ -165,7 +168,7 @@ private:
         }
         std::string id = std::string("lane-") + StyleOf(lane.kind);
         if (lane.stream)
-            id.append("-").append(std::to_string(*lane.stream));
+            id.append("-").append(fmt::to_string(*lane.stream));
         m_svg.OpenGroup(id);
         m_svg.Line(m_plot.left, bottom, m_plot.Right(), bottom, "grid");
         if (!path.IsEmpty())

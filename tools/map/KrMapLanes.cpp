@@ -3,6 +3,8 @@
 #include "tools/input/KrChunkWalk.h"
 #include "tools/map/KrMapMeasures.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 
@@ -66,7 +68,8 @@ private:
                 continue;
             const EKrSpanKind kind = isAudio ? EKrSpanKind::Audio : EKrSpanKind::Video;
             Slot(kind, stream) = m_lanes.size();
-            const std::string name = (isAudio ? "Audio, stream " : "Video, stream ") + std::to_string(stream);
+            const std::string name =
+                fmt::format("{}{}", isAudio ? "Audio, stream " : "Video, stream ", stream);
             m_lanes.push_back({kind, stream, name, 0, 0, {}});
         }
     }

@@ -4,6 +4,8 @@
 #include "tools/map/KrMapPicture.h"
 #include "tools/map/KrMapStyle.h"
 
+#include <fmt/format.h>
+
 #include <vector>
 
 namespace KrTool
@@ -21,7 +23,7 @@ public:
     CKrHtmlTable(std::string_view heading, size_t firstNumber, const Cells& names)
         : m_firstNumber(firstNumber)
     {
-        m_text = "<h2>" + Escaped(heading) + "</h2>\n<div class=\"scroll\"><table>\n";
+        m_text = fmt::format("<h2>{}</h2>\n<div class=\"scroll\"><table>\n", Escaped(heading));
         AddRow(names, "th");
     }
 
@@ -36,10 +38,9 @@ public:
     {
         if (m_rows == 0)
             return {};
-        const std::string more = m_rows > kMostRows
-                                     ? "<p>and " + std::to_string(m_rows - kMostRows) + " more</p>\n"
-                                     : std::string();
-        return m_text + "</table></div>\n" + more;
+        const std::string more =
+            m_rows > kMostRows ? fmt::format("<p>and {} more</p>\n", m_rows - kMostRows) : std::string();
+        return fmt::format("{}</table></div>\n{}", m_text, more);
     }
 
 private:
@@ -49,7 +50,7 @@ private:
         for (size_t column = 0; column < cells.size(); ++column)
         {
             const char* const style = column >= m_firstNumber ? " class=\"number\"" : "";
-            m_text += '<' + tag + style + '>' + Escaped(cells[column]) + "</" + tag + '>';
+            m_text += fmt::format("<{}{}>{}</{}>", tag, style, Escaped(cells[column]), tag);
         }
         m_text += "</tr>\n";
     }
@@ -65,7 +66,7 @@ std::string Findings(const SKrFileMap& map)
         return {};
     std::string text = "<h2>Damage</h2>\n<ul>\n";
     for (const std::string& finding : map.damage)
-        text += "<li class=\"found\">" + Escaped(finding) + "</li>\n";
+        text += fmt::format("<li class=\"found\">{}</li>\n", Escaped(finding));
     return text + "</ul>\n";
 }
 
@@ -117,11 +118,21 @@ std::string LargestTable(const SKrFileMap& map)
 
 std::string MapPage(const SKrFileMap& map, uint64_t width)
 {
-    return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-           "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
-           Escaped("Map of " + map.name) + "</title>\n<style>\n" + PageStyle() +
-           "</style>\n</head>\n<body>\n" + MapPicture(map, width) + Findings(map) + RegionTable(map) +
-           LaneTable(map) + ListTable("Segments", map.segments, map.length) +
-           ListTable("Lists", map.lists, map.length) + LargestTable(map) + "</body>\n</html>\n";
+    return fmt::format(R"(<!DOCTYPE html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<title>{}</title>
+<style>
+{}</style>
+</head>
+<body>
+{}{}{}{}{}{}{}</body>
+</html>
+)",
+                       Escaped("Map of " + map.name), PageStyle(), MapPicture(map, width), Findings(map),
+                       RegionTable(map), LaneTable(map), ListTable("Segments", map.segments, map.length),
+                       ListTable("Lists", map.lists, map.length), LargestTable(map));
 }
 } // namespace KrTool

@@ -2,6 +2,8 @@
 
 #include "tools/command/KrText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -21,7 +23,7 @@ std::vector<std::string> Lines(const std::vector<std::string>& pieces, double wi
     std::vector<std::string> lines;
     for (const std::string& piece : pieces)
     {
-        const std::string joined = lines.empty() ? piece : lines.back() + "  \u00B7  " + piece;
+        const std::string joined = lines.empty() ? piece : fmt::format("{}  \u00B7  {}", lines.back(), piece);
         if (!lines.empty() && TextWidth(joined, fontSize) <= width)
             lines.back() = joined;
         else
@@ -37,7 +39,7 @@ double DrawDamageLines(const SKrPicture& picture, double y)
     {
         const bool isLast = number + 1 == kMostDamageLines && damage.size() > kMostDamageLines;
         const auto most = static_cast<size_t>((picture.width - 3 * kSideMargin) / kFactFont / 0.62);
-        const std::string text = isLast ? "and " + std::to_string(damage.size() - number) + " more findings"
+        const std::string text = isLast ? fmt::format("and {} more findings", damage.size() - number)
                                         : Shortened(Printable(damage[number]), most);
         picture.svg.Rect(kSideMargin, y - 10, 11, 11, "hatch");
         picture.svg.Label(kSideMargin + 18, y, text, "warning");
@@ -50,7 +52,7 @@ std::string SKrPlot::Attributes() const
 {
     const auto attribute = [](const char* name, double value)
     {
-        return std::string(" data-") + name + "=\"" + Trimmed(value, 6) + '"';
+        return fmt::format(" data-{}=\"{}\"", name, Trimmed(value, 6));
     };
     return attribute("left", left) + attribute("top", top) + attribute("width", width) +
            attribute("height", height) + attribute("from-x", fromX) + attribute("to-x", toX) +
@@ -116,9 +118,9 @@ double DrawTitle(const SKrPicture& picture, double y)
     if (picture.map.isPart)
     {
         picture.svg.Label(kSideMargin, y,
-                          "shown: frames " + Grouped(picture.map.firstFrame) + " to " +
-                              Grouped(picture.map.endFrame - 1) + ", positions " +
-                              Grouped(picture.map.start) + " to " + Grouped(picture.map.end - 1),
+                          fmt::format("shown: frames {} to {}, positions {} to {}",
+                                      Grouped(picture.map.firstFrame), Grouped(picture.map.endFrame - 1),
+                                      Grouped(picture.map.start), Grouped(picture.map.end - 1)),
                           "strong");
         y += kLineHeight;
     }
@@ -129,7 +131,7 @@ double DrawTitle(const SKrPicture& picture, double y)
 
 std::string StreamText(EKrStreamKind kind, uint32_t stream)
 {
-    return (kind == EKrStreamKind::Video ? "video " : "audio ") + std::to_string(stream);
+    return fmt::format("{}{}", kind == EKrStreamKind::Video ? "video " : "audio ", stream);
 }
 
 std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
@@ -142,7 +144,7 @@ std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
     case EKrRegionKind::Unaccounted:
         return "in no chunk: " + places;
     case EKrRegionKind::CutChunk:
-        return "cut chunk: " + places + " of it are there";
+        return fmt::format("cut chunk: {} of it are there", places);
     case EKrRegionKind::OutsideMovi:
         return "outside of 'movi': " + places;
     case EKrRegionKind::NotIndexed:

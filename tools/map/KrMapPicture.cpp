@@ -3,14 +3,16 @@
 #include "tools/map/KrMapPanels.h"
 #include "tools/map/KrMapStyle.h"
 
+#include <fmt/format.h>
+
 namespace KrTool
 {
 namespace
 {
 constexpr char kHatch[] =
-    "<defs><pattern id=\"hatch\" width=\"7\" height=\"7\" patternUnits=\"userSpaceOnUse\" "
-    "patternTransform=\"rotate(45)\"><rect width=\"7\" height=\"7\" class=\"hatch-paper\"/>"
-    "<line x1=\"1\" y1=\"0\" x2=\"1\" y2=\"7\" class=\"hatch-line\"/></pattern></defs>\n";
+    R"svg(<defs><pattern id="hatch" width="7" height="7" patternUnits="userSpaceOnUse" patternTransform="rotate(45)">)svg"
+    R"svg(<rect width="7" height="7" class="hatch-paper"/><line x1="1" y1="0" x2="1" y2="7" class="hatch-line"/>)svg"
+    "</pattern></defs>\n";
 } // namespace
 
 uint64_t ByteBins(uint64_t width)
@@ -33,12 +35,14 @@ std::string MapPicture(const SKrFileMap& map, uint64_t width)
     y = DrawDistancePanels(picture, y + kPanelGap);
     y = DrawLargestPanel(picture, y + kPanelGap) + kSideMargin;
 
-    const std::string size = Pixels(picture.width);
-    const std::string height = Pixels(y);
     CKrSvg svg;
-    svg.Add("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" height=\"" + height +
-            "\" viewBox=\"0 0 " + size + ' ' + height + "\" role=\"img\">\n<title>" +
-            Escaped("Map of " + map.name) + "</title>\n<style>\n" + PictureStyle() + "</style>\n" + kHatch);
+    svg.Add(fmt::format(
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width="{0}" height="{1}" viewBox="0 0 {0} {1}" role="img">
+<title>{2}</title>
+<style>
+{3}</style>
+{4})",
+        Pixels(picture.width), Pixels(y), Escaped("Map of " + map.name), PictureStyle(), kHatch));
     svg.Rect(0, 0, picture.width, y, "paper");
     svg.Add(body.Text());
     svg.Add("</svg>\n");

@@ -2,6 +2,8 @@
 
 #include "tools/command/KrText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -39,7 +41,7 @@ std::string ScaledText(const ScaleUnits& units, double value)
     const SKrScaleUnit& unit = UnitFor(units, value);
     const double scaled = value / unit.size;
     const int decimals = unit.size == 1 || scaled >= 99.95 ? 0 : (scaled >= 9.995 ? 1 : 2);
-    return Fixed(scaled, decimals) + ' ' + unit.name;
+    return fmt::format("{} {}", Fixed(scaled, decimals), unit.name);
 }
 
 // Decimals that make a step visible.
@@ -69,20 +71,12 @@ std::string ClockText(double seconds, int decimals)
     const double unit = std::pow(10, decimals);
     const auto units = static_cast<uint64_t>(std::llround(clamped * unit));
     const auto whole = units / static_cast<uint64_t>(unit);
-    const auto twoDigits = [](uint64_t number)
-    {
-        return std::string(number < 10 ? "0" : "") + std::to_string(number);
-    };
-    std::string text = twoDigits(whole % 60);
-    if (whole >= 3600)
-        text = std::to_string(whole / 3600) + ':' + twoDigits(whole / 60 % 60) + ':' + text;
-    else
-        text = std::to_string(whole / 60) + ':' + text;
+    const std::string text = whole >= 3600
+                                 ? fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
+                                 : fmt::format("{}:{:02}", whole / 60, whole % 60);
     if (decimals == 0)
         return text;
-    std::string rest = std::to_string(units % static_cast<uint64_t>(unit));
-    rest.insert(0, static_cast<size_t>(decimals) - std::min(rest.size(), static_cast<size_t>(decimals)), '0');
-    return text + '.' + rest;
+    return fmt::format("{}.{:0{}}", text, units % static_cast<uint64_t>(unit), decimals);
 }
 
 std::string TickLabel(double value, double step, double largest, EKrAxisUnit unit)
@@ -94,9 +88,9 @@ std::string TickLabel(double value, double step, double largest, EKrAxisUnit uni
     const std::string sign = value < 0 ? "\u2212" : "";
     value = std::abs(value);
     if (unit == EKrAxisUnit::Seconds)
-        return sign + Fixed(value, DecimalsOf(step)) + " s";
+        return fmt::format("{}{} s", sign, Fixed(value, DecimalsOf(step)));
     const SKrScaleUnit& scale = UnitFor(unit == EKrAxisUnit::Bytes ? kByteUnits : kRateUnits, largest);
-    return sign + Fixed(value / scale.size, DecimalsOf(step / scale.size)) + ' ' + scale.name;
+    return fmt::format("{}{} {}", sign, Fixed(value / scale.size, DecimalsOf(step / scale.size)), scale.name);
 }
 } // namespace
 
@@ -134,7 +128,7 @@ std::string Trimmed(double value, int decimals)
 
 std::string Grouped(uint64_t value)
 {
-    std::string text = std::to_string(value);
+    std::string text = fmt::to_string(value);
     for (size_t place = text.size(); place > 3; place -= 3)
         text.insert(place - 3, 1, ',');
     return text;
@@ -142,7 +136,7 @@ std::string Grouped(uint64_t value)
 
 std::string GroupedCount(uint64_t count, std::string_view noun)
 {
-    return Grouped(count) + Counted(count, noun).substr(std::to_string(count).size());
+    return Grouped(count) + Counted(count, noun).substr(fmt::to_string(count).size());
 }
 
 std::string BytesText(double bytes)
@@ -190,7 +184,8 @@ std::string Shortened(const std::string& text, size_t most)
     if (starts.size() <= most)
         return text;
     const size_t tail = most / 2;
-    return text.substr(0, starts[most - tail - 1]) + "\u2026" + text.substr(starts[starts.size() - tail]);
+    return fmt::format("{}\u2026{}", text.substr(0, starts[most - tail - 1]),
+                       text.substr(starts[starts.size() - tail]));
 }
 
 double TextWidth(std::string_view text, double fontSize)

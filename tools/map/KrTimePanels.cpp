@@ -3,6 +3,8 @@
 
 #include "tools/command/KrText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -41,10 +43,10 @@ std::vector<std::string> RateNumbers(const SKrFileMap& map)
     for (const SKrRateSeries& series : map.rates)
     {
         const double average = 8 * static_cast<double>(SeriesBytes(series)) / map.Seconds();
-        pieces.push_back(StreamText(series.kind, series.stream) + ": " + RateText(average) +
-                         " on average, at most " + RateText(HighestRate(map, series)));
+        pieces.push_back(fmt::format("{}: {} on average, at most {}", StreamText(series.kind, series.stream),
+                                     RateText(average), RateText(HighestRate(map, series))));
     }
-    pieces.push_back("in stretches of " + Trimmed(map.rateBinSeconds, 4) + " s");
+    pieces.push_back(fmt::format("in stretches of {} s", Trimmed(map.rateBinSeconds, 4)));
     return pieces;
 }
 
@@ -68,7 +70,8 @@ void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSer
     if (isVideo)
     {
         CKrSvg& svg = picture.svg;
-        svg.Path(line.Commands() + 'V' + Pixels(plot.Bottom()) + 'H' + Pixels(plot.left) + 'z', "video-area");
+        svg.Path(fmt::format("{}V{}H{}z", line.Commands(), Pixels(plot.Bottom()), Pixels(plot.left)),
+                 "video-area");
     }
     picture.svg.Path(line.Commands(), isVideo ? "video-line" : "audio-line");
     picture.svg.CloseGroup();
@@ -115,7 +118,7 @@ double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView&
 {
     const SKrFileMap& map = picture.map;
     const SKrExtent& all = map.allDistances.*view.extent;
-    const std::string numbers = "from " + view.text(all.low) + " to " + view.text(all.high);
+    const std::string numbers = fmt::format("from {} to {}", view.text(all.low), view.text(all.high));
     y = DrawHeading(picture, y, view.heading, {view.meaning, numbers});
     SKrPlot plot = TimePlot(picture, y, kDistanceHeight);
     const SKrExtent extent = Widened(all, view.least);

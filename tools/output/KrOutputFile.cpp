@@ -3,6 +3,8 @@
 #include "platform/KrFileProbe.h"
 #include "tools/command/KrToolError.h"
 
+#include <fmt/format.h>
+
 #include <vector>
 
 namespace KrTool
@@ -16,8 +18,7 @@ constexpr char kExistsAlready[] = "it exists already; --force replaces it";
 // Short, so that it fits wherever the target's own name does.
 std::string TemporaryName(const std::string& target, unsigned number)
 {
-    return FolderOf(target) + ".kravi-" + std::to_string(ProcessNumber()) + '-' + std::to_string(number) +
-           ".tmp";
+    return fmt::format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), number);
 }
 
 unsigned NextNumber()

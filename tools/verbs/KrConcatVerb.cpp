@@ -11,6 +11,7 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -156,11 +157,11 @@ private:
     void NoteFit(const std::string& path, const SKrFit& fit)
     {
         if (fit.cut > 1)
-            m_report.Note(path + ": left out: " + Counted(fit.cut, "sample frame") +
-                          " behind its last frame");
+            m_report.Note(fmt::format("{}: left out: {} behind its last frame", path,
+                                      Counted(fit.cut, "sample frame")));
         if (fit.silence > 0)
-            m_report.Note(path + ": its sound ends before its last frame; " +
-                          Counted(fit.silence, "sample frame") + " of silence follow");
+            m_report.Note(fmt::format("{}: its sound ends before its last frame; {} of silence follow", path,
+                                      Counted(fit.silence, "sample frame")));
     }
 
     const SKrConcatOptions& m_options;

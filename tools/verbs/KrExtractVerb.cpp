@@ -15,6 +15,7 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrWaveFile.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -98,11 +99,11 @@ private:
         m_firstFrame = m_options.from.value_or(0);
         m_endFrame = m_options.to ? *m_options.to + 1 : count;
         if (HasRange() && (m_firstFrame >= count || m_endFrame > count))
-            throw CKrToolError(m_file.Path(), "the frames asked for are not there: video stream " +
-                                                  std::to_string(m_video.stream) + " has " +
-                                                  Counted(count, "frame"));
+            throw CKrToolError(m_file.Path(),
+                               fmt::format("the frames asked for are not there: video stream {} has {}",
+                                           m_video.stream, Counted(count, "frame")));
         if (count == 0)
-            m_report.Finding("video stream " + std::to_string(m_video.stream) + " has no frames");
+            m_report.Finding(fmt::format("video stream {} has no frames", m_video.stream));
         CheckVideoTargets();
     }
 
@@ -124,7 +125,7 @@ private:
         CheckTarget(m_options.audio, m_options.force, m_file.Path());
         m_audio = ChunksOfStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream),
                                  m_report, m_progress);
-        const std::string name = "audio stream " + std::to_string(m_audio.stream);
+        const std::string name = fmt::format("audio stream {}", m_audio.stream);
         if (m_audio.stream < m_facts.streams.size())
             m_audioHeader = &m_facts.streams[m_audio.stream];
         if (m_audioHeader != nullptr)
@@ -152,8 +153,8 @@ private:
         m_audio.chunks = UnitsOf(m_audio.chunks, AudioUnit(*m_audioHeader), std::max<int64_t>(*first, 0),
                                  std::max<int64_t>(*end, 0));
         if (*first < 0)
-            m_report.Note("the sound starts " + Counted(static_cast<uint64_t>(-*first), "unit") +
-                          " behind the first frame asked for");
+            m_report.Note(fmt::format("the sound starts {} behind the first frame asked for",
+                                      Counted(static_cast<uint64_t>(-*first), "unit")));
     }
 
     const SKrStreamHeader* VideoHeader() const

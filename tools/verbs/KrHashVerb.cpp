@@ -7,6 +7,7 @@
 #include "tools/hash/KrHashedFile.h"
 #include "tools/hash/KrMaterialComparison.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace KrTool
@@ -48,11 +49,6 @@ struct SKrHashOptions
     bool frames = false;
 };
 
-std::string Padded(std::string text, size_t width)
-{
-    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
-}
-
 CKrHashedFile::OnFrame FrameRows(CKrReport& report)
 {
     return [&report](const SKrHashedStream& stream, uint64_t frame, uint64_t bytes, const SKrDigest& digest)
@@ -62,9 +58,8 @@ CKrHashedFile::OnFrame FrameRows(CKrReport& report)
                           {"bytes", bytes},
                           {"xxh128", digest.xxh128},
                           {"md5", digest.md5}};
-        report.Row(row, Padded(std::to_string(stream.chunks.stream), 6) + Padded(std::to_string(frame), 10) +
-                            Padded(std::to_string(bytes), 12) + "  " + digest.xxh128 + "  " + digest.md5 +
-                            '\n');
+        report.Row(row, fmt::format("{:>6}{:>10}{:>12}  {}  {}\n", stream.chunks.stream, frame, bytes,
+                                    digest.xxh128, digest.md5));
     };
 }
 
@@ -89,7 +84,7 @@ Json StreamJson(const SKrHashedStream& stream)
 // A stream's lines in text.
 std::string StreamText(const Json& facts)
 {
-    std::string text = "stream " + JsonText(facts["number"]) + '\n';
+    std::string text = fmt::format("stream {}\n", JsonText(facts["number"]));
     for (const auto& fact : facts.items())
     {
         if (fact.key() != "number")
@@ -135,7 +130,7 @@ void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& prog
     CKrHashedFile file(options.file, report, progress);
     report.Fact("file", options.file);
     if (options.frames)
-        report.BeginRows("frames", "stream     frame       bytes  xxh128" + std::string(28, ' ') + "md5\n");
+        report.BeginRows("frames", fmt::format("stream     frame       bytes  {:34}md5\n", "xxh128"));
     file.Hash(options.frames ? FrameRows(report) : CKrHashedFile::OnFrame());
     if (options.frames)
         report.EndRows();

@@ -10,6 +10,7 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -46,12 +47,6 @@ struct SKrIndexOptions
     std::optional<uint64_t> from;
     std::optional<uint64_t> to; // inclusive
 };
-
-std::string Column(uint64_t value, size_t width)
-{
-    const std::string text = std::to_string(value);
-    return std::string(width - std::min(width, text.size()), ' ') + text;
-}
 
 Json PatternJson(const SKrAudioChunkPattern& pattern)
 {
@@ -96,7 +91,7 @@ public:
             const bool hasStream =
                 (isVideo ? FirstVideoStream(m_facts) : FirstUsableAudioStream(m_facts)) != nullptr;
             if (hasStream || wasAskedFor)
-                m_report.Finding("no " + name + " index can be loaded");
+                m_report.Finding(fmt::format("no {} index can be loaded", name));
             if (const std::string text = isVideo ? "" : UnindexedSoundText(m_facts); !text.empty())
                 m_report.Note(text);
             return;
@@ -108,8 +103,8 @@ public:
         if (!isVideo && !index->empty())
             facts["sizePattern"] = PatternJson(pattern);
         if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
-            m_report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " +
-                             name + " index");
+            m_report.Finding(fmt::format("reaching behind the end of the file: {} of the {} index",
+                                         Counted(cut, "chunk"), name));
         if (m_options.check && stream)
             facts["check"] = Compare(kind, *stream, *index);
         m_report.Fact(name, facts);
@@ -142,11 +137,11 @@ private:
                             std::back_inserter(wrong));
         const std::string name = kind == EKrStreamKind::Video ? "video" : "audio";
         if (!missing.empty())
-            m_report.Finding("not in the " + name + " index: " + Counted(missing.size(), "chunk") +
-                             " of stream " + std::to_string(stream));
+            m_report.Finding(fmt::format("not in the {} index: {} of stream {}", name,
+                                         Counted(missing.size(), "chunk"), stream));
         if (!wrong.empty())
-            m_report.Finding("at no chunk of stream " + std::to_string(stream) + ": " +
-                             Counted(wrong.size(), "entry") + " of the " + name + " index");
+            m_report.Finding(fmt::format("at no chunk of stream {}: {} of the {} index", stream,
+                                         Counted(wrong.size(), "entry"), name));
         return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
     }
 
@@ -163,8 +158,7 @@ private:
             if (m_report.AsJson())
                 m_report.Row({{"number", number}, {"position", entry.position}, {"size", entry.size}}, {});
             else
-                m_report.Row({},
-                             Column(number, 16) + Column(entry.position, 15) + Column(entry.size, 11) + '\n');
+                m_report.Row({}, fmt::format("{:>16}{:>15}{:>11}\n", number, entry.position, entry.size));
             m_progress.Advance(number - first);
         }
         m_report.EndRows();

@@ -9,6 +9,7 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -48,7 +49,7 @@ Json Named(const Json& value, const std::string& name)
 
 std::string Fraction(int64_t left, const char* sign, int64_t right)
 {
-    return std::to_string(left) + sign + std::to_string(right);
+    return fmt::format("{}{}{}", left, sign, right);
 }
 
 struct SKrNamedRate
@@ -83,8 +84,8 @@ Json FrameRateJson(uint32_t code, const SKrStreamHeader* stream, CKrReport& repo
     const std::string fraction = Fraction(named.rate, "/", named.scale);
     if (stream == nullptr || IsRateOf(named, *stream))
         return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
-    report.Note("the reader has no code for " + Fraction(stream->rate, "/", stream->scale) +
-                " frames per second; hosts are told " + named.name);
+    report.Note(fmt::format("the reader has no code for {} frames per second; hosts are told {}",
+                            Fraction(stream->rate, "/", stream->scale), named.name));
     return nullptr;
 }
 
@@ -141,10 +142,10 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
     if (!index)
         return nullptr;
     if (!IsPlausible(file, *index))
-        report.Finding("the chunks of the " + name + " index are together larger than the file");
+        report.Finding(fmt::format("the chunks of the {} index are together larger than the file", name));
     if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
-        report.Finding("reaching behind the end of the file: " + Counted(cut, "chunk") + " of the " + name +
-                       " index");
+        report.Finding(fmt::format("reaching behind the end of the file: {} of the {} index",
+                                   Counted(cut, "chunk"), name));
     return index->size();
 }
 
@@ -152,8 +153,8 @@ void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrRepor
 {
     const uint32_t declared = std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
     if (framesInIndex < declared)
-        report.Finding("the video index has " + Counted(framesInIndex, "frame") + ", the headers declare " +
-                       std::to_string(declared));
+        report.Finding(fmt::format("the video index has {}, the headers declare {}",
+                                   Counted(framesInIndex, "frame"), declared));
 }
 
 Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)

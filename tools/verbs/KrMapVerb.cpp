@@ -11,6 +11,7 @@
 #include "tools/map/KrMapReport.h"
 #include "tools/output/KrOutputFile.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -75,8 +76,7 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
 {
     const bool isPage = IsPage(options.output);
     if (options.width < kSmallestPicture || options.width > kLargestPicture)
-        throw CKrToolError({}, "--width: " + std::to_string(kSmallestPicture) + " to " +
-                                   std::to_string(kLargestPicture) + " is wanted");
+        throw CKrToolError({}, fmt::format("--width: {} to {} is wanted", kSmallestPicture, kLargestPicture));
     if (options.from && options.to && *options.from > *options.to)
         throw CKrToolError({}, "--from lies behind --to");
     CheckTarget(options.output, options.force, options.file);

@@ -18,6 +18,7 @@
 #include "tools/recover/KrRecoverOptions.h"
 #include "tools/recover/KrRecoveredFormat.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -114,8 +115,7 @@ private:
         {
             const auto number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
             if (!hasChunks(number))
-                Refuse("it has no whole " + std::string(KindName(kind)) + " chunk of stream " +
-                       std::to_string(*wanted));
+                Refuse(fmt::format("it has no whole {} chunk of stream {}", KindName(kind), *wanted));
             return number;
         }
         const SKrStreamHeader* const header = m_headers.First(kind);
@@ -144,12 +144,12 @@ private:
         m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
         m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
         if (m_tooLarge != 0)
-            m_report.Finding("left out: " + Counted(m_tooLarge, "frame") + " of 2 GiB or more");
+            m_report.Finding(fmt::format("left out: {} of 2 GiB or more", Counted(m_tooLarge, "frame")));
         ReportRows();
         ReportKeyFrames();
         if (m_video.emptyChunks != 0)
-            m_report.Finding("left out: " + Counted(m_video.emptyChunks, "frame") +
-                             " without data, by which some programs repeat a frame");
+            m_report.Finding(fmt::format("left out: {} without data, by which some programs repeat a frame",
+                                         Counted(m_video.emptyChunks, "frame")));
     }
 
     // Rows are turned around only where a frame is as large as they are together.
@@ -162,9 +162,9 @@ private:
             std::ranges::count_if(m_video.chunks, [bytes](auto& frame) { return frame.size != bytes; }));
         m_report.Note("the rows of its pictures, which come from the top, are stored from the bottom");
         if (others != 0)
-            m_report.Finding("still with rows from the top: " + Counted(others, "frame") + " that " +
-                             (others == 1 ? "has" : "have") + " not the " + Counted(bytes, "byte") +
-                             " of all rows");
+            m_report.Finding(fmt::format("still with rows from the top: {} that {} not the {} of all rows",
+                                         Counted(others, "frame"), others == 1 ? "has" : "have",
+                                         Counted(bytes, "byte")));
     }
 
     // What an index says that is still there. Without one, or without the headers, nothing is known.
@@ -201,7 +201,8 @@ private:
         m_audio = std::move(m_scan.streams.at({*m_audioStream, EKrStreamKind::Audio}));
         const uint64_t cut = CutBrokenSamples(m_audio, m_format.Format().audio->blockAlign);
         if (cut != 0)
-            m_report.Finding("left out: " + Counted(cut, "byte") + " of samples that the damage cut");
+            m_report.Finding(
+                fmt::format("left out: {} of samples that the damage cut", Counted(cut, "byte")));
     }
 
     // The written file starts all its streams together.
@@ -220,24 +221,24 @@ private:
             const bool isTaken = number == (kind == EKrStreamKind::Video ? m_videoStream : m_audioStream);
             if (isTaken || stream.chunks.empty())
                 continue;
-            const std::string text = "left out: stream " + std::to_string(number) + " with " +
-                                     Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk");
+            const std::string text =
+                fmt::format("left out: stream {} with {}", number,
+                            Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk"));
             const bool isChosen = kind == EKrStreamKind::Video ? m_options.video.has_value()
                                                                : m_options.noAudio || m_options.audio;
             if (isChosen)
                 m_report.Note(text);
             else
-                m_report.Finding(text + "; --" + KindName(kind) + ' ' + std::to_string(number) +
-                                 " takes it instead");
+                m_report.Finding(fmt::format("{}; --{} {} takes it instead", text, KindName(kind), number));
         }
         if (m_scan.otherChunks != 0)
-            m_report.Finding("left out: " + Counted(m_scan.otherChunks, "chunk") +
-                             " of streams that are neither video nor audio");
+            m_report.Finding(fmt::format("left out: {} of streams that are neither video nor audio",
+                                         Counted(m_scan.otherChunks, "chunk")));
         for (const SKrStreamHeader& stream : m_headers.Headers().streams)
         {
             if (stream.hasHeader && !stream.IsVideo() && !stream.IsAudio())
-                m_report.Finding("left out: stream " + std::to_string(stream.number) + ", which is '" +
-                                 FourCcText(stream.type) + "', neither video nor audio");
+                m_report.Finding(fmt::format("left out: stream {}, which is '{}', neither video nor audio",
+                                             stream.number, FourCcText(stream.type)));
         }
     }
 
@@ -279,8 +280,8 @@ private:
         if (cutChunks != 0)
             m_report.Finding("lost because their data are not there in full: " + Counted(cutChunks, "chunk"));
         if (m_scan.bytesSkipped != 0)
-            m_report.Finding("in no whole chunk: " + Counted(m_scan.bytesSkipped, "byte") + " at " +
-                             Counted(m_scan.damageCount, "place"));
+            m_report.Finding(fmt::format("in no whole chunk: {} at {}", Counted(m_scan.bytesSkipped, "byte"),
+                                         Counted(m_scan.damageCount, "place")));
     }
 
     const SKrRecoverOptions& m_options;

@@ -9,6 +9,7 @@
 #include "tools/input/KrChunkWalk.h"
 #include "tools/input/KrFileFindings.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -45,15 +46,9 @@ constexpr size_t kDeepestLevel = 32;
 constexpr size_t kMostIdsSummedUp = 12;
 constexpr uint32_t kRec = FourCc('r', 'e', 'c', ' ');
 
-std::string PaddedLeft(const std::string& text, size_t width)
+std::string RowText(uint64_t position, uint64_t size, size_t level, const std::string& text)
 {
-    return std::string(width - std::min(width, text.size()), ' ') + text;
-}
-
-std::string RowText(uint64_t position, const std::string& size, size_t level, const std::string& text)
-{
-    return PaddedLeft(std::to_string(position), 14) + PaddedLeft(size, 12) + "  " +
-           std::string(2 * level, ' ') + text + '\n';
+    return fmt::format("{:>14}{:>12}  {:{}}{}\n", position, size, "", 2 * level, text);
 }
 
 // What stands in long rows in a file: data chunks, whatever their ids, and groups of them.
@@ -96,13 +91,13 @@ public:
 
     std::string AsText(uint64_t position, size_t level) const
     {
-        std::string text = "... " + Counted(m_chunks, "chunk") + ':';
+        std::string text = fmt::format("... {}:", Counted(m_chunks, "chunk"));
         for (const SKrCount& count : m_counts)
-            text += ' ' + std::to_string(count.chunks) + " '" + count.id + "',";
+            text += fmt::format(" {} '{}',", count.chunks, count.id);
         if (m_others != 0)
-            text += ' ' + std::to_string(m_others) + " others,";
+            text += fmt::format(" {} others,", m_others);
         text.pop_back();
-        return RowText(position, std::to_string(m_bytes), level, text);
+        return RowText(position, m_bytes, level, text);
     }
 
 private:
@@ -133,8 +128,8 @@ struct SKrFaults
     void ReportAs(const std::string& text, CKrReport& report) const
     {
         if (count != 0)
-            report.Finding(text + ": " + Counted(count, "chunk") + ", the first at position " +
-                           std::to_string(firstPosition));
+            report.Finding(fmt::format("{}: {}, the first at position {}", text, Counted(count, "chunk"),
+                                       firstPosition));
     }
 };
 
@@ -150,7 +145,7 @@ public:
     void Print()
     {
         m_progress.Begin("reading", m_file.Length(), EKrUnit::Byte);
-        m_report.BeginRows("chunks", RowText(0, "size", 0, "chunk").replace(0, 14, "      position"));
+        m_report.BeginRows("chunks", "      position        size  chunk\n");
         m_levels.push_back(MakeLevel(Segments(m_file, m_budget), m_file.Length()));
         while (!m_levels.empty())
             Step();
@@ -249,9 +244,10 @@ private:
             m_report.Row(row, {});
             return;
         }
-        const std::string type = IsContainer(chunk) ? " '" + FourCcText(chunk.fccType) + '\'' : std::string();
-        m_report.Row({}, RowText(HeaderPosition(chunk), std::to_string(chunk.cksize), depth,
-                                 '\'' + FourCcText(chunk.ckid) + '\'' + type));
+        const std::string type =
+            IsContainer(chunk) ? fmt::format(" '{}'", FourCcText(chunk.fccType)) : std::string();
+        m_report.Row({}, RowText(HeaderPosition(chunk), chunk.cksize, depth,
+                                 fmt::format("'{}'{}", FourCcText(chunk.ckid), type)));
     }
 
     void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
@@ -286,10 +282,10 @@ private:
         m_sizeUnset.ReportAs("of a size that was never filled in", m_report);
         m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
         m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
-        m_tooDeep.ReportAs("not entered on level " + std::to_string(kDeepestLevel), m_report);
+        m_tooDeep.ReportAs(fmt::format("not entered on level {}", kDeepestLevel), m_report);
         if (m_budget.Exceeded())
-            m_report.Finding("the file has more than " + std::to_string(m_options.limit) +
-                             " chunks; the others are left out");
+            m_report.Finding(
+                fmt::format("the file has more than {} chunks; the others are left out", m_options.limit));
     }
 
     const CKrAviFile& m_file;

@@ -7,6 +7,7 @@
 #include "tools/command/KrVerbs.h"
 #include "tools/verify/KrVerify.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -53,8 +54,8 @@ void ListChecks(CKrReport& report)
 {
     report.BeginRows("checks", "");
     for (const SKrCheck& check : AllChecks())
-        report.Row(CheckJson(check), std::string(check.code) + " (" + SeverityName(check.severity) + ")\n  " +
-                                         check.meaning + ".\n  " + check.hint + ".\n");
+        report.Row(CheckJson(check), fmt::format("{} ({})\n  {}.\n  {}.\n", check.code,
+                                                 SeverityName(check.severity), check.meaning, check.hint));
     report.EndRows();
 }
 
@@ -71,14 +72,14 @@ Json ResultJson(const SKrCheck& check, const SKrCheckResult& result)
 
 std::string ResultText(const SKrCheck& check, const SKrCheckResult& result)
 {
-    std::string text = std::string(SeverityName(check.severity)) + ' ' + check.code + ": " + check.meaning;
-    text += result.count > 1 ? " (" + std::to_string(result.count) + " times).\n" : ".\n";
+    std::string text = fmt::format("{} {}: {}", SeverityName(check.severity), check.code, check.meaning);
+    text += result.count > 1 ? fmt::format(" ({} times).\n", result.count) : ".\n";
     for (const SKrPlace& place : result.places)
-        text += "  at " + std::to_string(place.offset) + ": expected " + place.what.expected + ", found " +
-                place.what.found + '\n';
+        text += fmt::format("  at {}: expected {}, found {}\n", place.offset, place.what.expected,
+                            place.what.found);
     if (result.count > result.places.size())
-        text += "  and " + std::to_string(result.count - result.places.size()) + " more\n";
-    return text + "  " + check.hint + ".\n";
+        text += fmt::format("  and {} more\n", result.count - result.places.size());
+    return fmt::format("{}  {}.\n", text, check.hint);
 }
 
 // Prints the results, the worst first, and returns how many codes of each severity there are.
@@ -141,7 +142,8 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
     const auto [errors, warnings, notes] = ReportResults(verification.results, report);
     report.Fact("counts", {{"errors", errors}, {"warnings", warnings}, {"notes", notes}});
     if (errors + warnings != 0)
-        report.Finding(Counted(errors, "kind") + " of error, " + Counted(warnings, "kind") + " of warning");
+        report.Finding(
+            fmt::format("{} of error, {} of warning", Counted(errors, "kind"), Counted(warnings, "kind")));
 }
 } // namespace
 

@@ -6,6 +6,8 @@
 #include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrVerify.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -39,10 +41,10 @@ void CheckFlags(const SKrVerifyContext& context, const SKrMainHeader& header, ui
     const bool hasIndex = HasAnyIndex(context.model);
     if (hasIndex && (header.flags & kAvifHasIndex) == 0)
         context.results.Add(EKrCheck::AvihNoIndexFlag, position + kFlagsAt, "the flag 16",
-                            "flags " + std::to_string(header.flags));
+                            fmt::format("flags {}", header.flags));
     if (!hasIndex && (header.flags & kMustUseIndex) != 0)
         context.results.Add(EKrCheck::AvihMustUseIndex, position + kFlagsAt, "an index",
-                            "flags " + std::to_string(header.flags));
+                            fmt::format("flags {}", header.flags));
 }
 
 void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
@@ -52,10 +54,9 @@ void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, u
         header.totalFrames != video.chunksInFirstSegment)
         context.results.Add(EKrCheck::AvihFrames, position + kFramesAt,
                             video.chunks == video.chunksInFirstSegment
-                                ? std::to_string(video.chunks)
-                                : std::to_string(video.chunks) + " or " +
-                                      std::to_string(video.chunksInFirstSegment),
-                            std::to_string(header.totalFrames));
+                                ? fmt::to_string(video.chunks)
+                                : fmt::format("{} or {}", video.chunks, video.chunksInFirstSegment),
+                            fmt::to_string(header.totalFrames));
 }
 
 void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
@@ -68,8 +69,8 @@ void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, 
     const int64_t height = std::abs(int64_t{format.height});
     if (int64_t{header.width} != format.width || int64_t{header.height} != height)
         context.results.Add(EKrCheck::AvihPictureSize, position + kWidthAt,
-                            std::to_string(format.width) + " x " + std::to_string(height),
-                            std::to_string(header.width) + " x " + std::to_string(header.height));
+                            fmt::format("{} x {}", format.width, height),
+                            fmt::format("{} x {}", header.width, header.height));
 }
 
 // Truncated and rounded values are both right.
@@ -87,8 +88,7 @@ void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header
     const uint64_t wanted = 1000000 * scale / rate;
     if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
         context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
-                            std::to_string(wanted) + " microseconds",
-                            std::to_string(header.microSecPerFrame));
+                            fmt::format("{} microseconds", wanted), fmt::to_string(header.microSecPerFrame));
 }
 
 void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position)
@@ -98,8 +98,7 @@ void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, u
         largest = std::max(largest, stream.largest);
     if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
         context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt,
-                            std::to_string(largest) + " at least",
-                            std::to_string(header.suggestedBufferSize));
+                            fmt::format("{} at least", largest), fmt::to_string(header.suggestedBufferSize));
 }
 
 void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)
@@ -116,7 +115,7 @@ void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chun
     const uint64_t position = chunk.Data();
     if (header.streams != context.model.streams.size())
         context.results.Add(EKrCheck::AvihStreams, position + kStreamsAt,
-                            std::to_string(context.model.streams.size()), std::to_string(header.streams));
+                            Numbers(context.model.streams.size(), header.streams));
     CheckFlags(context, header, position);
     CheckBuffer(context, header, position);
     if (const SKrVerifyStream* const video = FirstVideo(context.model); video != nullptr)
@@ -146,8 +145,7 @@ void CheckOpenDmlHeader(const SKrVerifyContext& context)
     const uint32_t frames = GetLe32(context.window.At(chunk.Data(), 4), 0);
     const SKrVerifyStream* const video = FirstVideo(model);
     if (video != nullptr && !model.isCut && frames != video->chunks)
-        context.results.Add(EKrCheck::DmlhFrames, chunk.Data(), std::to_string(video->chunks),
-                            std::to_string(frames));
+        context.results.Add(EKrCheck::DmlhFrames, chunk.Data(), Numbers(video->chunks, frames));
 }
 } // namespace
 

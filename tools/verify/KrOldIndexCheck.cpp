@@ -5,6 +5,8 @@
 #include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrIndexEntries.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <map>
 
@@ -75,13 +77,13 @@ private:
                          return ++looked < kEntriesForBase;
                      });
         const size_t way = static_cast<size_t>(std::ranges::max_element(hits) - hits.begin());
-        const std::string wanted = movi ? "offsets from " + std::to_string(*movi) : "offsets from movi";
+        const std::string wanted = movi ? fmt::format("offsets from {}", *movi) : "offsets from movi";
         if (way == 1)
             m_results.Add(isMarked ? EKrCheck::Idx1OffsetsMarked : EKrCheck::Idx1OffsetsAbsolute,
                           m_index.Data(), wanted, "offsets from 0");
         else if (way == 2)
             m_results.Add(EKrCheck::Idx1BaseUnusual, m_index.Data(), wanted,
-                          "offsets from " + std::to_string(static_cast<int64_t>(bases[2])));
+                          fmt::format("offsets from {}", static_cast<int64_t>(bases[2])));
         return bases[way];
     }
 
@@ -149,8 +151,7 @@ private:
                       [&]() -> SKrExpectation
                       {
                           return {"a chunk " + FourCcText(entry.chunkId),
-                                  "offset " + std::to_string(entry.offset) + ", position " +
-                                      std::to_string(target)};
+                                  fmt::format("offset {}, position {}", entry.offset, target)};
                       });
     }
 
@@ -163,13 +164,11 @@ private:
             m_results.Add(
                 EKrCheck::Idx1IdDiffers, position,
                 [&]() -> SKrExpectation {
-                    return {"an id of stream " + std::to_string(chunk.stream), FourCcText(entry.chunkId)};
+                    return {fmt::format("an id of stream {}", chunk.stream), FourCcText(entry.chunkId)};
                 });
         if ((chunk.marks & SKrDataChunk::kInIdx1) != 0)
             m_results.Add(EKrCheck::Idx1OffsetRepeated, position,
-                          [&]() -> SKrExpectation {
-                              return {"another chunk", "position " + std::to_string(chunk.position)};
-                          });
+                          FoundPosition("another chunk", chunk.position));
         else if (chunk.position < m_lastPosition)
             m_results.Add(EKrCheck::Idx1OutOfOrder, position,
                           Numbers(m_lastPosition, chunk.position, "behind "));
@@ -198,7 +197,7 @@ private:
     {
         for (const auto& [stream, counts] : m_keys)
         {
-            const std::string name = "stream " + std::to_string(stream);
+            const std::string name = fmt::format("stream {}", stream);
             if (counts.content == EKrContent::Audio && counts.keys == 0)
                 m_results.Add(EKrCheck::Idx1SoundNotKey, counts.firstPosition, "key frames", name);
             if (counts.content != EKrContent::Video)
@@ -220,7 +219,7 @@ private:
             if (isWanted && (chunk->marks & SKrDataChunk::kInIdx1) == 0)
                 m_results.Add(EKrCheck::Idx1ChunkMissing, chunk->position,
                               [&]() -> SKrExpectation {
-                                  return {"an entry", "a chunk of stream " + std::to_string(chunk->stream)};
+                                  return {"an entry", fmt::format("a chunk of stream {}", chunk->stream)};
                               });
         }
     }

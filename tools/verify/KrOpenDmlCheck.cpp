@@ -6,6 +6,8 @@
 #include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrStandardIndexCheck.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -45,8 +47,8 @@ public:
             !IsSubTypeKnown(head.indexSubType))
         {
             m_results.Add(EKrCheck::IndxShape, m_index.Data(), "4 words, sub-type 0, type 0",
-                          std::to_string(head.longsPerEntry) + " words, sub-type " +
-                              std::to_string(head.indexSubType) + ", type " + std::to_string(head.indexType));
+                          fmt::format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
+                                      head.indexType));
             return;
         }
         CheckHead(head);
@@ -65,7 +67,7 @@ private:
         const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
         if (!tag || tag->stream != m_number)
             m_results.Add(EKrCheck::IndxIdDiffers, m_index.Data() + kSuperChunkIdAt,
-                          "an id of stream " + std::to_string(m_number), FourCcText(head.streamChunkId));
+                          fmt::format("an id of stream {}", m_number), FourCcText(head.streamChunkId));
         if (head.reserved[0] != 0 || head.reserved[1] != 0 || head.reserved[2] != 0)
             m_results.Add(EKrCheck::IndxReserved, m_index.Data() + kReservedAt, "zeros", "other bytes");
         if (head.entriesInUse == 0 && m_stream.chunks != 0)
@@ -73,7 +75,7 @@ private:
                           "entries for " + Counted(m_stream.chunks, "chunk"), "none");
         if (head.entriesInUse > Room())
             m_results.Add(EKrCheck::IndxCount, m_index.Data() + kSuperEntriesAt,
-                          std::to_string(Room()) + " at most", std::to_string(head.entriesInUse));
+                          fmt::format("{} at most", Room()), fmt::to_string(head.entriesInUse));
     }
 
     uint64_t Room() const { return (m_index.size - kSuperHeadSize) / SKrSuperIndexEntry::kEncodedSize; }
@@ -112,9 +114,7 @@ private:
         if (index == nullptr)
         {
             m_results.Add(EKrCheck::IndxEntryNoIndex, position,
-                          [&]() -> SKrExpectation {
-                              return {"a chunk ix##", "position " + std::to_string(entry.position)};
-                          });
+                          FoundPosition("a chunk ix##", entry.position));
             return;
         }
         if (entry.position < m_lastPosition)
@@ -127,9 +127,7 @@ private:
         if (index->wasChecked)
         {
             m_results.Add(EKrCheck::IndxEntryRepeated, position,
-                          [&]() -> SKrExpectation {
-                              return {"another index", "position " + std::to_string(entry.position)};
-                          });
+                          FoundPosition("another index", entry.position));
             return;
         }
         index->wasChecked = true;
@@ -195,7 +193,7 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
         (chunk.marks & SKrDataChunk::kInIx) == 0)
         context.results.Add(EKrCheck::IxChunkMissing, chunk.position,
                             [&]() -> SKrExpectation {
-                                return {"an entry", "a chunk of stream " + std::to_string(chunk.stream)};
+                                return {"an entry", fmt::format("a chunk of stream {}", chunk.stream)};
                             });
     const bool isKeyInIdx1 = (chunk.marks & SKrDataChunk::kKeyInIdx1) != 0;
     const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
@@ -226,7 +224,7 @@ void CheckKeyFrames(const SKrVerifyContext& context)
         if (context.model.streams[stream].type == kFccVids && counts[stream].entries != 0 &&
             counts[stream].keys == 0)
             context.results.Add(EKrCheck::IxNoKeyFrame, context.model.streams[stream].position, "a key frame",
-                                "none in stream " + std::to_string(stream));
+                                fmt::format("none in stream {}", stream));
     }
 }
 } // namespace

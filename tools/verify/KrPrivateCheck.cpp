@@ -4,6 +4,8 @@
 #include "tools/command/KrText.h"
 #include "tools/verify/KrVerify.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -31,7 +33,7 @@ SKrPrivateFields FieldsOf(const SKrVerifyContext& context, const SKrPlacedChunk&
 
 std::string AspectText(const SKrPixelAspect& aspect)
 {
-    return std::to_string(aspect.horizontal) + ':' + std::to_string(aspect.vertical);
+    return fmt::format("{}:{}", aspect.horizontal, aspect.vertical);
 }
 
 SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk& chunk,
@@ -50,7 +52,7 @@ SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk
                     Counted(chunk.chunk.size, "byte"));
     if (values.scanMode && *values.scanMode > 2 && *values.scanMode != kNoScanModeByte)
         results.Add(EKrCheck::PrivateScanMode, values.position + *kind.scanModeAt, "0, 1, 2 or 255",
-                    std::to_string(*values.scanMode));
+                    fmt::to_string(*values.scanMode));
     if (values.aspect && (values.aspect->horizontal == 0 || values.aspect->vertical == 0))
         results.Add(EKrCheck::PrivateAspectZero, values.position + *kind.aspectAt, "two numbers above 0",
                     AspectText(*values.aspect));
@@ -67,7 +69,7 @@ void Compare(const SKrVerifyContext& context, const KrPrivateFields& all)
         if (first.scanMode && other.scanMode && *first.scanMode != *other.scanMode)
             context.results.Add(EKrCheck::PrivateModesDiffer,
                                 other.position + *kPrivateChunkKinds[kind].scanModeAt,
-                                std::to_string(*first.scanMode), std::to_string(*other.scanMode));
+                                fmt::to_string(*first.scanMode), fmt::to_string(*other.scanMode));
     }
     for (size_t kind = 1; kind < all.size(); ++kind)
     {

@@ -4,6 +4,8 @@
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChunkKinds.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -44,8 +46,8 @@ bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stre
     if (words == 0 || head.longsPerEntry != words || head.indexType != kIndexOfChunks)
     {
         m_results.Add(EKrCheck::IxShape, index.Data(), "2 words, sub-type 0, type 1",
-                      std::to_string(head.longsPerEntry) + " words, sub-type " +
-                          std::to_string(head.indexSubType) + ", type " + std::to_string(head.indexType));
+                      fmt::format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
+                                  head.indexType));
         return false;
     }
     if (head.indexSubType == kIndexSubType64Bit)
@@ -53,7 +55,7 @@ bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stre
     const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
     if (!tag || tag->stream != stream)
         m_results.Add(EKrCheck::IxIdDiffers, index.Data() + kChunkIdAt,
-                      "an id of stream " + std::to_string(stream), FourCcText(head.streamChunkId));
+                      fmt::format("an id of stream {}", stream), FourCcText(head.streamChunkId));
     return true;
 }
 
@@ -79,8 +81,8 @@ SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint3
     const size_t entrySize = static_cast<size_t>(head.longsPerEntry) * kWordSize;
     const uint64_t room = (index.size - kHeadSize) / entrySize;
     if (head.entriesInUse > room)
-        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, std::to_string(room) + " at most",
-                      std::to_string(head.entriesInUse));
+        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, fmt::format("{} at most", room),
+                      fmt::to_string(head.entriesInUse));
     const uint32_t sampleSize =
         stream < m_context.model.streams.size() ? m_context.model.streams[stream].sampleSize : 0;
     const uint64_t count = std::min<uint64_t>(head.entriesInUse, room);
@@ -115,10 +117,7 @@ void CKrStandardIndexCheck::CheckEntry(const SKrEntry& entry, uint64_t position,
     if (entry.size != (chunk->size & ~SKrStdIndexEntry::kNotKeyFrame))
         m_results.Add(EKrCheck::IxSizeDiffers, position + kWordSize, Numbers(chunk->size, entry.size));
     if ((chunk->marks & SKrDataChunk::kInIx) != 0)
-        m_results.Add(EKrCheck::IxOffsetRepeated, position,
-                      [&]() -> SKrExpectation {
-                          return {"another chunk", "position " + std::to_string(entry.target)};
-                      });
+        m_results.Add(EKrCheck::IxOffsetRepeated, position, FoundPosition("another chunk", entry.target));
     else if (header < m_lastPosition)
         m_results.Add(EKrCheck::IxOutOfOrder, position, Numbers(m_lastPosition, header, "behind "));
     m_lastPosition = header;
@@ -143,8 +142,8 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
     m_results.Add(check, position,
                   [&]() -> SKrExpectation
                   {
-                      return {"the data of a chunk of stream " + std::to_string(stream),
-                              "position " + std::to_string(entry.target)};
+                      return {fmt::format("the data of a chunk of stream {}", stream),
+                              fmt::format("position {}", entry.target)};
                   });
 }
 } // namespace KrTool

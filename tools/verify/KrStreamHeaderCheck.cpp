@@ -5,6 +5,8 @@
 #include "tools/input/KrFormatTags.h"
 #include "tools/verify/KrVerify.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -32,7 +34,7 @@ class CKrStreamCheck
 public:
     CKrStreamCheck(const SKrVerifyContext& context, const SKrVerifyStream& stream, size_t number)
         : m_context(context), m_results(context.results), m_stream(stream),
-          m_name("stream " + std::to_string(number))
+          m_name(fmt::format("stream {}", number))
     {
     }
 
@@ -57,7 +59,7 @@ private:
     template <class NUMBER, class FOUND>
     void Differs(EKrCheck check, uint64_t position, NUMBER expected, FOUND found)
     {
-        m_results.Add(check, position, std::to_string(expected), std::to_string(found));
+        m_results.Add(check, position, Numbers(expected, found));
     }
 
     void CheckHeader(const SKrPlacedChunk& chunk)
@@ -81,8 +83,8 @@ private:
             m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kRateAt, "a rate", "0");
         if (m_header.suggestedBufferSize != 0 && m_header.suggestedBufferSize < m_stream.largest)
             m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kStreamBufferAt,
-                          std::to_string(m_stream.largest) + " at least",
-                          std::to_string(m_header.suggestedBufferSize));
+                          fmt::format("{} at least", m_stream.largest),
+                          fmt::to_string(m_header.suggestedBufferSize));
         if (chunk.size >= full && m_stream.chunks != 0)
             CheckLength(chunk);
     }
@@ -114,14 +116,14 @@ private:
             return;
         }
         if (format.size < kFull || format.size > chunk.size)
-            m_results.Add(EKrCheck::StrfOwnSize, chunk.Data(), "40 to " + std::to_string(chunk.size),
-                          std::to_string(format.size));
+            m_results.Add(EKrCheck::StrfOwnSize, chunk.Data(), fmt::format("40 to {}", chunk.size),
+                          fmt::to_string(format.size));
         if (format.width <= 0 || format.height == 0)
             m_results.Add(EKrCheck::StrfPictureSize, chunk.Data() + 4, "a width and a height",
-                          std::to_string(format.width) + " x " + std::to_string(format.height));
+                          fmt::format("{} x {}", format.width, format.height));
         else if (format.height < 0)
             m_results.Add(EKrCheck::StrfTopDown, chunk.Data() + 8, "a positive height",
-                          std::to_string(format.height));
+                          fmt::to_string(format.height));
         if (format.bitCount == 0)
             m_results.Add(EKrCheck::StrfBitCount, chunk.Data() + 14, "a bit count", "0");
     }
@@ -141,13 +143,13 @@ private:
         if (chunk.size >= SKrWaveFormat::kEncodedSize &&
             format.extraSize > chunk.size - SKrWaveFormat::kEncodedSize)
             m_results.Add(EKrCheck::StrfExtraSize, chunk.Data() + kExtraSizeAt,
-                          std::to_string(chunk.size - SKrWaveFormat::kEncodedSize) + " at most",
-                          std::to_string(format.extraSize));
+                          fmt::format("{} at most", chunk.size - SKrWaveFormat::kEncodedSize),
+                          fmt::to_string(format.extraSize));
         if (format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
         {
-            m_results.Add(EKrCheck::StrfAudioZero, chunk.Data(), "channels, sample rate and block align",
-                          std::to_string(format.channels) + ", " + std::to_string(format.samplesPerSec) +
-                              " and " + std::to_string(format.blockAlign));
+            m_results.Add(
+                EKrCheck::StrfAudioZero, chunk.Data(), "channels, sample rate and block align",
+                fmt::format("{}, {} and {}", format.channels, format.samplesPerSec, format.blockAlign));
             return;
         }
         if (isPcm || format.formatTag == kTagFloat || format.formatTag == kTagExtensible)
@@ -169,8 +171,8 @@ private:
             Differs(EKrCheck::StrhSampleSize, header + kSampleSizeAt, format.blockAlign, m_header.sampleSize);
         const bool hasRate = m_header.rate != 0 && m_header.scale != 0;
         if (hasRate && m_header.rate != uint64_t{m_header.scale} * format.samplesPerSec)
-            m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, std::to_string(format.samplesPerSec),
-                          std::to_string(m_header.rate) + " / " + std::to_string(m_header.scale));
+            m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, fmt::to_string(format.samplesPerSec),
+                          fmt::format("{} / {}", m_header.rate, m_header.scale));
     }
 
     const SKrVerifyContext& m_context;

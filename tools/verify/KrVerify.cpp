@@ -5,6 +5,8 @@
 #include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrLayoutWalk.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace KrTool
@@ -71,8 +73,8 @@ void CountChunks(const SKrVerifyContext& context)
             if (!streams.empty())
                 context.results.Add(EKrCheck::DataNoStream, chunk.position,
                                     [&]() -> SKrExpectation {
-                                        return {"a stream below " + std::to_string(streams.size()),
-                                                "stream " + std::to_string(chunk.stream)};
+                                        return {fmt::format("a stream below {}", streams.size()),
+                                                fmt::format("stream {}", chunk.stream)};
                                     });
             continue;
         }

@@ -6,6 +6,8 @@
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChecks.h"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -32,7 +34,7 @@ inline auto Numbers(uint64_t expected, uint64_t found, const char* lead = "")
 {
     return [=]() -> SKrExpectation
     {
-        return {lead + std::to_string(expected), lead + std::to_string(found)};
+        return {fmt::format("{}{}", lead, expected), fmt::format("{}{}", lead, found)};
     };
 }
 
@@ -48,7 +50,7 @@ inline auto FoundPosition(const char* expected, uint64_t position)
 {
     return [=]() -> SKrExpectation
     {
-        return {expected, "position " + std::to_string(position)};
+        return {expected, fmt::format("position {}", position)};
     };
 }
 

@@ -1,5 +1,6 @@
 #include "tools/command/KrCommandLine.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrStandardOutput.h"
@@ -9,8 +10,6 @@
 #include "tools/command/KrVerbs.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <sstream>
 
@@ -74,20 +73,20 @@ private:
     {
         const std::vector<CLI::App*> chosen = m_app.get_subcommands();
         if (!chosen.empty())
-            return fmt::format("{}; see kravi {} --help", error.what(), chosen.front()->get_name());
+            return Format("{}; see kravi {} --help", error.what(), chosen.front()->get_name());
         const std::vector<std::string> words = m_app.remaining();
         std::string cause = "a verb is wanted";
         if (!words.empty() && words.front().starts_with('-'))
-            cause += fmt::format(" in front of '{}'", words.front());
+            cause += Format(" in front of '{}'", words.front());
         else if (!words.empty())
-            cause = fmt::format("there is no verb '{}'", words.front());
+            cause = Format("there is no verb '{}'", words.front());
         return cause + "; see kravi --help";
     }
 
     static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
     {
         const std::string about = path.empty() ? std::string() : Printable(path) + ": ";
-        PrintDiagnostic(fmt::format("kravi: {}{}\n", about, Printable(cause)));
+        PrintDiagnostic(Format("kravi: {}{}\n", about, Printable(cause)));
         return report.Fail(path, cause);
     }
 
@@ -127,7 +126,7 @@ int RunCommandLine(const std::vector<std::string>& arguments)
     }
     catch (const std::exception& error)
     {
-        PrintDiagnostic(fmt::format("kravi: {}\n", Printable(error.what())));
+        PrintDiagnostic(Format("kravi: {}\n", Printable(error.what())));
         return kExitFailed;
     }
 }

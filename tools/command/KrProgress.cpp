@@ -1,11 +1,11 @@
 #include "tools/command/KrProgress.h"
 
 #include "platform/KrConsole.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrToolError.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -50,22 +50,22 @@ double Rounded(double value)
 std::string Tenths(double value)
 {
     const auto tenths = static_cast<uint64_t>(std::llround(value * 10));
-    return fmt::format("{}.{}", tenths / 10, tenths % 10);
+    return Format("{}.{}", tenths / 10, tenths % 10);
 }
 
 std::string Amount(EKrUnit unit, uint64_t count)
 {
-    return unit == EKrUnit::Byte ? Tenths(static_cast<double>(count) / kMegabyte) : fmt::to_string(count);
+    return unit == EKrUnit::Byte ? Tenths(static_cast<double>(count) / kMegabyte) : std::to_string(count);
 }
 
 std::string TimeText(double seconds)
 {
     const auto whole = static_cast<uint64_t>(std::ceil(std::min(seconds, kLongestTime)));
     if (whole < 60)
-        return fmt::format("{} s", whole);
+        return Format("{} s", whole);
     if (whole < 3600)
-        return fmt::format("{}:{:02} min", whole / 60, whole % 60);
-    return fmt::format("{}:{:02} h", whole / 3600, whole / 60 % 60);
+        return Format("{}:{:02} min", whole / 60, whole % 60);
+    return Format("{}:{:02} h", whole / 3600, whole / 60 % 60);
 }
 } // namespace
 
@@ -85,15 +85,15 @@ std::string ProgressText(const SKrProgressState& state)
 {
     const bool isBytes = state.unit == EKrUnit::Byte;
     const std::string unit = isBytes ? "MB" : UnitName(state.unit);
-    std::string text = fmt::format("{} {}", state.step, Amount(state.unit, state.done));
+    std::string text = Format("{} {}", state.step, Amount(state.unit, state.done));
     if (state.total != 0)
         text += " of " + Amount(state.unit, state.total);
     text += ' ' + unit;
     if (state.seconds < kFirstRate)
         return text;
-    text += fmt::format(", {} {}/s", Tenths(state.Rate() / (isBytes ? kMegabyte : 1)), unit);
+    text += Format(", {} {}/s", Tenths(state.Rate() / (isBytes ? kMegabyte : 1)), unit);
     const std::optional<double> left = state.SecondsLeft();
-    return left ? fmt::format("{}, {} left", text, TimeText(*left)) : text;
+    return left ? Format("{}, {} left", text, TimeText(*left)) : text;
 }
 
 CKrProgress::CKrProgress(EKrProgressMode mode, std::string verb)
@@ -141,7 +141,7 @@ void CKrProgress::Show()
     m_state.seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
     if (m_mode == EKrProgressMode::JsonLines)
         return ShowJson();
-    std::string text = fmt::format("{}: {}", m_verb, ProgressText(m_state));
+    std::string text = Format("{}: {}", m_verb, ProgressText(m_state));
     const size_t width = text.size();
     text.resize(std::max(width, m_shownWidth), ' ');
     PrintDiagnostic('\r' + text);
@@ -165,7 +165,7 @@ void CKrProgress::Erase()
 {
     if (m_mode != EKrProgressMode::Auto || m_shownWidth == 0)
         return;
-    PrintDiagnostic(fmt::format("\r{}\r", std::string(m_shownWidth, ' ')));
+    PrintDiagnostic(Format("\r{}\r", std::string(m_shownWidth, ' ')));
     m_shownWidth = 0;
 }
 } // namespace KrTool

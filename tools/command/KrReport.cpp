@@ -1,9 +1,9 @@
 #include "tools/command/KrReport.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrText.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -44,7 +44,7 @@ std::string Inline(const Json& value)
     if (value.is_object() && value.contains("value") && value.contains("name"))
     {
         const std::string name = Scalar(value["name"]);
-        return value["value"].is_null() ? name : fmt::format("{} ({})", Scalar(value["value"]), name);
+        return value["value"].is_null() ? name : Format("{} ({})", Scalar(value["value"]), name);
     }
     if (!value.is_structured())
         return Scalar(value);
@@ -181,9 +181,9 @@ int CKrReport::Finish()
     else
     {
         for (const std::string& note : m_notes)
-            Print(fmt::format("note: {}\n", Printable(note)));
+            Print(Format("note: {}\n", Printable(note)));
         for (const std::string& finding : m_findings)
-            Print(fmt::format("finding: {}\n", Printable(finding)));
+            Print(Format("finding: {}\n", Printable(finding)));
     }
     FlushOutput();
     return m_findings.empty() ? kExitDone : kExitFindings;

@@ -1,8 +1,7 @@
 #include "tools/command/KrText.h"
 
 #include "platform/KrUtf8.h"
-
-#include <fmt/format.h>
+#include "tools/command/KrFormat.h"
 
 #include <optional>
 
@@ -12,7 +11,7 @@ namespace
 {
 void AppendHex(std::string& out, unsigned char byte)
 {
-    fmt::format_to(std::back_inserter(out), "\\x{:02X}", byte);
+    out += Format("\\x{:02X}", byte);
 }
 
 bool IsControl(uint32_t codePoint)
@@ -70,7 +69,7 @@ std::string FourCcText(uint32_t fourCc)
 
 std::string Counted(uint64_t count, std::string_view noun)
 {
-    std::string text = fmt::format("{} {}", count, noun);
+    std::string text = Format("{} {}", count, noun);
     if (count == 1)
         return text;
     if (text.back() != 'y')

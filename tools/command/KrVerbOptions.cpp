@@ -1,10 +1,9 @@
 #include "tools/command/KrVerbOptions.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -24,7 +23,7 @@ uint64_t ParseNumber(const std::string& name, const std::string& text)
     const char* const end = text.data() + text.size();
     const auto [behind, error] = std::from_chars(text.data(), end, number);
     if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
-        throw CLI::ValidationError(name, fmt::format("'{}' is no decimal number in range", Printable(text)));
+        throw CLI::ValidationError(name, Format("'{}' is no decimal number in range", Printable(text)));
     return number;
 }
 
@@ -33,8 +32,7 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
     const auto found = std::ranges::find(words, text);
     if (found != words.end())
         return static_cast<size_t>(found - words.begin());
-    throw CLI::ValidationError(name,
-                               fmt::format("'{}' is none of {}", Printable(text), fmt::join(words, ", ")));
+    throw CLI::ValidationError(name, Format("'{}' is none of {}", Printable(text), Joined(words, ", ")));
 }
 
 // What is wrong with an empty name; messages about files could not say which one they mean.

@@ -1,27 +1,35 @@
 #include "tools/command/KrVerbTable.h"
 
-#include <fmt/format.h>
+#include "tools/command/KrFormat.h"
 
+#include <iterator>
 #include <sstream>
 #include <utility>
 
 namespace KrTool
 {
-const char kExitCodes[] = "Exit codes:\n"
-                          "  0  done\n"
-                          "  1  done, and the report has findings: something is wrong with the file\n"
-                          "  2  failed: nothing to report, or the output is not complete\n";
+const char kExitCodes[] = R"(Exit codes:
+  0  done
+  1  done, and the report has findings: something is wrong with the file
+  2  failed: nothing to report, or the output is not complete
+)";
 
 namespace
 {
 constexpr size_t kHelpWidth = 100; // characters
 
+// The sources break paragraphs where their lines end.
+std::vector<std::string> Words(const std::string& paragraph)
+{
+    std::istringstream text(paragraph);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
 std::string Wrapped(const std::string& paragraph)
 {
-    std::istringstream words(paragraph);
     std::string text;
     size_t width = 0;
-    for (std::string word; words >> word; width += word.size())
+    for (const std::string& word : Words(paragraph))
     {
         if (width != 0)
         {
@@ -30,6 +38,7 @@ std::string Wrapped(const std::string& paragraph)
             width = fits ? width + 1 : 0;
         }
         text += word;
+        width += word.size();
     }
     return text + '\n';
 }
@@ -41,8 +50,8 @@ std::string Footer(const SKrVerbHelp& help)
         footer += Wrapped(paragraph) + '\n';
     footer += "Examples:\n";
     for (const std::string& example : help.examples)
-        footer += fmt::format("  {}\n", example);
-    return fmt::format("{}\n{}", footer, kExitCodes);
+        footer += Format("  {}\n", example);
+    return Format("{}\n{}", footer, kExitCodes);
 }
 } // namespace
 
@@ -74,8 +83,11 @@ CKrVerbOptions& CKrVerbTable::AddPlain(const SKrVerbHelp& help, Run run)
         m_chosenName = name;
         m_chosen = run;
     };
-    m_verbs.push_back({help, std::make_unique<CKrVerbOptions>(
-                                 m_common.AddVerb(help.name, help.about, Footer(help), choose))});
+    SKrVerbHelp shown = help;
+    for (std::string& paragraph : shown.details)
+        paragraph = Joined(Words(paragraph), " ");
+    m_verbs.push_back({std::move(shown), std::make_unique<CKrVerbOptions>(
+                                             m_common.AddVerb(help.name, help.about, Footer(help), choose))});
     return *m_verbs.back().options;
 }
 } // namespace KrTool

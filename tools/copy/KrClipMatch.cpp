@@ -1,11 +1,10 @@
 #include "tools/copy/KrClipMatch.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/hash/KrDigest.h"
 #include "tools/output/KrRecordingOptions.h"
-
-#include <fmt/format.h>
 
 namespace KrTool
 {
@@ -23,18 +22,18 @@ std::string BytesText(const std::vector<uint8_t>& bytes)
         return "none";
     CKrDigest digest;
     digest.Add(bytes.data(), bytes.size());
-    return fmt::format("{} with the MD5 {}", Counted(bytes.size(), "byte"), digest.Finish().md5);
+    return Format("{} with the MD5 {}", Counted(bytes.size(), "byte"), digest.Finish().md5);
 }
 
 std::string PcmText(const SKrPcm& pcm)
 {
-    return fmt::format("{} Hz, {}, {} bits, {} a sample frame", pcm.samplesPerSec,
-                       Counted(pcm.channels, "channel"), pcm.bitsPerSample, Counted(pcm.blockAlign, "byte"));
+    return Format("{} Hz, {}, {} bits, {} a sample frame", pcm.samplesPerSec,
+                  Counted(pcm.channels, "channel"), pcm.bitsPerSample, Counted(pcm.blockAlign, "byte"));
 }
 
 std::string SizeText(int32_t width, int32_t height)
 {
-    return fmt::format("{} x {}", width, height);
+    return Format("{} x {}", width, height);
 }
 
 // What must be the same, in the words of messages.
@@ -44,11 +43,11 @@ std::vector<SKrTrait> Traits(const SKrCopySource& source)
     const auto& audio = source.format.audio;
     return {{"picture size", SizeText(video.width, video.height)},
             {"codec", source.format.codec != 0 ? FourCcText(source.format.codec) : "uncompressed"},
-            {"bits per pixel", fmt::to_string(video.bitCount)},
+            {"bits per pixel", std::to_string(video.bitCount)},
             {"frame rate", FrameRateName(video.frameRate)},
             {"scan mode", ScanModeName(video.scanMode)},
             {"display size", SizeText(video.displayWidth, video.displayHeight)},
-            {"aspect mode", fmt::to_string(video.aspectMode)},
+            {"aspect mode", std::to_string(video.aspectMode)},
             {"further video format", BytesText(source.moreVideoFormat)},
             {"audio", audio ? PcmText(*audio) : "none"},
             {"further audio format", BytesText(source.moreAudioFormat)}};
@@ -63,8 +62,8 @@ void CheckMatch(const SKrCopySource& first, const SKrCopySource& other)
     {
         if (traits[number].value != wanted[number].value)
             throw CKrToolError(other.clip.path,
-                               fmt::format("it does not match {}: {} {}, there {}", first.clip.path,
-                                           traits[number].name, traits[number].value, wanted[number].value));
+                               Format("it does not match {}: {} {}, there {}", first.clip.path,
+                                      traits[number].name, traits[number].value, wanted[number].value));
     }
 }
 } // namespace KrTool

@@ -1,5 +1,6 @@
 #include "tools/copy/KrClips.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/input/KrJoinedChunks.h"
 #include "tools/output/KrRecordingOptions.h"

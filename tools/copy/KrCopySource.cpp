@@ -1,6 +1,7 @@
 #include "tools/copy/KrCopySource.h"
 
 #include "format/KrFrameTables.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
@@ -14,8 +15,6 @@
 #include "tools/input/KrLittleEndian.h"
 #include "tools/input/KrWaveInput.h"
 #include "tools/output/KrRecordingOptions.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
@@ -79,7 +78,7 @@ private:
         SKrStreamChunks stream =
             ChunksOfStream(m_file, m_facts, kind, StreamNumber(wanted), m_report, m_progress);
         if (stream.stream >= m_facts.streams.size())
-            Refuse(fmt::format("its headers do not describe stream {}", stream.stream));
+            Refuse(Format("its headers do not describe stream {}", stream.stream));
         return stream;
     }
 
@@ -105,16 +104,15 @@ private:
         frames.assign(stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.firstFrame),
                       stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.endFrame));
         if (CountCutChunks(m_file, frames) != 0)
-            Refuse(fmt::format("frames of stream {}, from {} on, reach behind the end of the file",
-                               stream.stream, FirstCutFrame()));
+            Refuse(Format("frames of stream {}, from {} on, reach behind the end of the file", stream.stream,
+                          FirstCutFrame()));
         const size_t empty =
             std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
         if (empty != 0 && !m_options.dropEmpty)
-            Refuse(fmt::format(
-                "{}{} no data, by which some programs repeat a frame; --drop-empty leaves them out",
-                Counted(empty, "frame"), empty == 1 ? " has" : " have"));
+            Refuse(Format("{}{} no data, by which some programs repeat a frame; --drop-empty leaves them out",
+                          Counted(empty, "frame"), empty == 1 ? " has" : " have"));
         if (empty != 0)
-            m_report.Note(fmt::format("left out: {} without data", Counted(empty, "frame")));
+            m_report.Note(Format("left out: {} without data", Counted(empty, "frame")));
         if (frames.empty())
             Refuse("it has no frames");
         if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestChunk)
@@ -136,8 +134,8 @@ private:
         m_source.firstFrame = m_range.first;
         m_source.endFrame = m_range.last ? *m_range.last + 1 : count;
         if (m_source.firstFrame >= count || m_source.endFrame > count)
-            Refuse(fmt::format("the frames asked for are not there: video stream {} has {}", stream.stream,
-                               Counted(count, "frame")));
+            Refuse(Format("the frames asked for are not there: video stream {} has {}", stream.stream,
+                          Counted(count, "frame")));
     }
 
     // Of the frames that are taken, which empty ones can be left out of.
@@ -165,14 +163,14 @@ private:
         const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
         const auto next = std::find(place, keys.end(), true);
         const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);
-        std::string text = fmt::format("frame {} is no key frame: ", first);
+        std::string text = Format("frame {} is no key frame: ", first);
         if (before != keys.rend())
-            text += fmt::format("it needs frames from {} on, where a clean cut would start",
-                                keys.rend() - before - 1);
+            text +=
+                Format("it needs frames from {} on, where a clean cut would start", keys.rend() - before - 1);
         else
             text += "what it needs is not in the file";
         if (next != keys.end())
-            text += fmt::format("; the next key frame is {}", next - keys.begin());
+            text += Format("; the next key frame is {}", next - keys.begin());
         m_report.Finding(text);
     }
 
@@ -182,22 +180,22 @@ private:
         if (strf.size() < kBitmapHeaderSize)
             Refuse("its video format is not complete");
         if (strf.size() > kBitmapHeaderSize && !m_options.lossyHeader)
-            Refuse(fmt::format(
+            Refuse(Format(
                 "its video format has {} bytes behind the 40 that the writer stores; --lossy-header leaves them out",
                 strf.size() - kBitmapHeaderSize));
         m_source.moreVideoFormat = Behind(strf, kBitmapHeaderSize);
         const auto width = static_cast<int32_t>(GetLe32(strf, 4));
         const auto height = static_cast<int32_t>(GetLe32(strf, 8));
         if (width < 1 || height < 1)
-            Refuse(fmt::format(
+            Refuse(Format(
                 "its pictures have no size that the writer stores ({} x {}; a negative height means rows from the top)",
                 width, height));
         std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
         if (!m_options.rate.empty())
             code = ParseFrameRate(m_options.rate);
         if (!code)
-            Refuse(fmt::format("its frame rate {}/{} is none that the writer has; --rate sets another one",
-                               header.rate, header.scale));
+            Refuse(Format("its frame rate {}/{} is none that the writer has; --rate sets another one",
+                          header.rate, header.scale));
         SKrRecordingFormat& format = m_source.format;
         format.video = ReaderFormat();
         format.video.width = width;
@@ -235,7 +233,7 @@ private:
         TakeAudioFormat(m_facts.streams[stream.stream]);
         m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
         if (CountCutChunks(m_file, m_source.clip.audio) != 0)
-            Refuse(fmt::format("audio chunks of stream {} reach behind the end of the file", stream.stream));
+            Refuse(Format("audio chunks of stream {} reach behind the end of the file", stream.stream));
     }
 
     void TakeAudioFormat(const SKrStreamHeader& header)
@@ -244,7 +242,7 @@ private:
         if (format.tag != kTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
             Refuse("its audio is not PCM; --no-audio leaves it out");
         if (format.blockAlign != format.channels * ((format.bitsPerSample + 7) / 8))
-            Refuse(fmt::format(
+            Refuse(Format(
                 "its audio format contradicts itself ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
                 format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
         if (header.format.size() > kWaveFormatSize && !m_options.lossyHeader)
@@ -267,8 +265,8 @@ private:
         Chunks part = UnitsOf(chunks, {{pcm.samplesPerSec, 1}, pcm.blockAlign}, first, end);
         const uint64_t wanted = SampleFramesUntil(m_source.endFrame, m_source.format) - first;
         if (const uint64_t there = TotalBytes(part) / pcm.blockAlign; there < wanted)
-            m_report.Note(fmt::format("the sound ends {} before the last frame does",
-                                      Counted(wanted - there, "sample frame")));
+            m_report.Note(Format("the sound ends {} before the last frame does",
+                                 Counted(wanted - there, "sample frame")));
         return part;
     }
 

@@ -1,8 +1,7 @@
 #include "tools/hash/KrDigest.h"
 
 #include "platform/KrMd5.h"
-
-#include <fmt/format.h>
+#include "tools/command/KrFormat.h"
 
 #include <new>
 #include <span>
@@ -16,7 +15,10 @@ namespace
 {
 std::string Hex(std::span<const uint8_t> bytes)
 {
-    return fmt::format("{:02x}", fmt::join(bytes, ""));
+    std::string text;
+    for (const uint8_t byte : bytes)
+        text += Format("{:02x}", byte);
+    return text;
 }
 } // namespace
 

@@ -1,12 +1,11 @@
 #include "tools/hash/KrHashedFile.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrLittleEndian.h"
-
-#include <fmt/format.h>
 
 namespace KrTool
 {
@@ -41,9 +40,8 @@ CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProg
         else if (stream.IsAudio())
             AddStream(EKrStreamKind::Audio, stream.number);
         else
-            report.Note(
-                fmt::format("stream {}, which is '{}', is neither video nor audio and has no checksum",
-                            stream.number, FourCcText(stream.type)));
+            report.Note(Format("stream {}, which is '{}', is neither video nor audio and has no checksum",
+                               stream.number, FourCcText(stream.type)));
     }
     if (m_facts.streams.empty())
         AddStreamsWithoutHeaders();
@@ -88,9 +86,8 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
         else
             HashAudio(stream);
         if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
-            m_report.Finding(fmt::format("cut by the end of the file: {} of stream {}",
-                                         Counted(cut, isVideo ? "frame" : "audio chunk"),
-                                         stream.chunks.stream));
+            m_report.Finding(Format("cut by the end of the file: {} of stream {}",
+                                    Counted(cut, isVideo ? "frame" : "audio chunk"), stream.chunks.stream));
     }
     m_progress.End();
 }

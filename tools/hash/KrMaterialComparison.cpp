@@ -1,9 +1,8 @@
 #include "tools/hash/KrMaterialComparison.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrText.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <optional>
@@ -92,9 +91,8 @@ public:
             if (streams.size() != others.size())
                 m_found.push_back(
                     {{{"kind", KindName(kind)}, {"streams", streams.size()}, {"otherStreams", others.size()}},
-                     fmt::format("{} and {}",
-                                 Counted(streams.size(), std::string(KindName(kind)) + " stream"),
-                                 others.size())});
+                     Format("{} and {}", Counted(streams.size(), std::string(KindName(kind)) + " stream"),
+                            others.size())});
         }
         return std::move(m_found);
     }
@@ -128,7 +126,7 @@ private:
         Json facts = {{"kind", KindName(stream.kind)},
                       {"stream", stream.chunks.stream},
                       {"otherStream", other.chunks.stream}};
-        const std::string name = fmt::format("{} stream {}: ", KindName(stream.kind), stream.chunks.stream);
+        const std::string name = Format("{} stream {}: ", KindName(stream.kind), stream.chunks.stream);
         if (stream.kind == EKrStreamKind::Video)
             AddVideo(std::move(facts), name, stream.chunks.chunks, other.chunks.chunks);
         else
@@ -143,12 +141,12 @@ private:
                !FirstDifference(std::span(frames).subspan(number, 1), std::span(others).subspan(number, 1)))
             ++number;
         facts["frame"] = number;
-        const std::string counts = fmt::format("{} and {}", Counted(frames.size(), "frame"), others.size());
+        const std::string counts = Format("{} and {}", Counted(frames.size(), "frame"), others.size());
         const std::string same = number == 0 ? "none is the same before one file ends"
-                                             : fmt::format("the first {} are the same", number);
+                                             : Format("the first {} are the same", number);
         m_found.push_back(
-            {std::move(facts), name + (number < both ? fmt::format("frame {}", number)
-                                                     : fmt::format("{}, of which {}", counts, same))});
+            {std::move(facts),
+             name + (number < both ? Format("frame {}", number) : Format("{}, of which {}", counts, same))});
     }
 
     void AddAudio(Json facts, const std::string& name, const SKrHashedStream& stream,
@@ -157,15 +155,15 @@ private:
         const uint64_t byte =
             FirstDifference(stream.chunks.chunks, other.chunks.chunks).value_or(stream.bytes);
         facts["byte"] = byte;
-        std::string text = fmt::format("byte {}", byte);
+        std::string text = Format("byte {}", byte);
         if (stream.blockAlign != 0)
         {
             facts["sampleFrame"] = byte / stream.blockAlign;
-            text += fmt::format(", in sample frame {}", byte / stream.blockAlign);
+            text += Format(", in sample frame {}", byte / stream.blockAlign);
         }
         if (byte == std::min(stream.bytes, other.bytes))
-            text = fmt::format("{} and {}, of which the first {} are the same", Counted(stream.bytes, "byte"),
-                               other.bytes, byte);
+            text = Format("{} and {}, of which the first {} are the same", Counted(stream.bytes, "byte"),
+                          other.bytes, byte);
         m_found.push_back({std::move(facts), name + text});
     }
 

@@ -1,8 +1,7 @@
 #include "tools/manual/KrCompletion.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrVerbTable.h"
-
-#include <fmt/format.h>
 
 #include <string_view>
 
@@ -10,11 +9,6 @@ namespace KrTool
 {
 namespace
 {
-std::string Joined(const std::vector<std::string>& words, std::string_view between)
-{
-    return fmt::format("{}", fmt::join(words, between));
-}
-
 std::vector<std::string> VerbNames(const CKrVerbTable& verbs)
 {
     std::vector<std::string> names;
@@ -48,7 +42,7 @@ std::string ZshText(std::string_view text)
 
 std::string FishText(std::string_view text)
 {
-    return fmt::format("'{}'", Quoted(text, "\\", "\\'"));
+    return Format("'{}'", Quoted(text, "\\", "\\'"));
 }
 
 std::vector<std::string> Dashed(const std::vector<SKrOptionText>& options)
@@ -72,8 +66,8 @@ std::string BashValues(const CKrVerbTable::SKrVerb& verb)
         if (words.empty())
             continue;
         for (const std::string& name : option.names)
-            text += fmt::format("    {}:{}) words='{}' ;;\n", verb.help.name,
-                                option.isPositional ? verb.help.name : name, words);
+            text += Format("    {}:{}) words='{}' ;;\n", verb.help.name,
+                           option.isPositional ? verb.help.name : name, words);
     }
     return text;
 }
@@ -82,15 +76,15 @@ std::string ZshOption(const SKrOptionText& option)
 {
     std::string behind;
     if (!option.argument.empty() || option.isPositional)
-        behind = fmt::format(":{}:", ZshText(option.isPositional ? option.names.front() : option.argument));
+        behind = Format(":{}:", ZshText(option.isPositional ? option.names.front() : option.argument));
     if (!option.values.empty())
-        behind += fmt::format("({})", Joined(option.values, " "));
+        behind += Format("({})", Joined(option.values, " "));
     else if (option.takesFile)
         behind += "_files";
     if (option.isPositional)
-        return fmt::format(" '{}{}'", option.takesMany ? "*" : "", behind);
+        return Format(" '{}{}'", option.takesMany ? "*" : "", behind);
     const std::string after =
-        fmt::format("{}{}]{}'", option.argument.empty() ? "[" : "=[", ZshText(option.about), behind);
+        Format("{}{}]{}'", option.argument.empty() ? "[" : "=[", ZshText(option.about), behind);
     std::string text;
     for (const std::string& name : option.names)
         text.append(" '").append(name).append(after);
@@ -106,7 +100,7 @@ std::string FishOption(const SKrOptionText& option)
         text += " -x -a " + FishText(Joined(option.values, " "));
     else if (!option.argument.empty())
         text += option.takesFile ? " -r -F" : " -x";
-    return fmt::format("{} -d {}", text, FishText(option.about));
+    return Format("{} -d {}", text, FishText(option.about));
 }
 } // namespace
 
@@ -124,14 +118,14 @@ std::string BashCompletion(const CKrVerbTable& verbs)
         "    case $verb:${COMP_WORDS[place]} in\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
         script += BashValues(verb);
-    script += fmt::format("    esac\n"
-                          "    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n"
-                          "        case $verb in\n"
-                          "        '') words='{} {}' ;;\n",
-                          names, Joined(Dashed(verbs.CommonOptions().Texts()), " "));
+    script += Format("    esac\n"
+                     "    if [[ -z $words && ( -z $verb || $current == -* ) ]]; then\n"
+                     "        case $verb in\n"
+                     "        '') words='{} {}' ;;\n",
+                     names, Joined(Dashed(verbs.CommonOptions().Texts()), " "));
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script += fmt::format("        {}) words='{}' ;;\n", verb.help.name,
-                              Joined(Dashed(verb.options->Texts()), " "));
+        script +=
+            Format("        {}) words='{}' ;;\n", verb.help.name, Joined(Dashed(verb.options->Texts()), " "));
     return script + "        esac\n    fi\n"
                     "    [[ -z $words ]] || mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"
                     "}\n"
@@ -148,11 +142,11 @@ std::string ZshCompletion(const CKrVerbTable& verbs)
         script += ZshOption(option);
     script += " ':verb:->verb' '*::argument:->rest'\ncase $state in\nverb)\n    local -a verbs=(\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        script += fmt::format("        '{}:{}'\n", verb.help.name, ZshText(verb.help.about));
+        script += Format("        '{}:{}'\n", verb.help.name, ZshText(verb.help.about));
     script += "    )\n    _describe verb verbs ;;\nrest)\n    case $line[1] in\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
-        script += fmt::format("    {}) _arguments", verb.help.name);
+        script += Format("    {}) _arguments", verb.help.name);
         for (const SKrOptionText& option : verb.options->Texts())
             script += " \\\n       " + ZshOption(option);
         script += " ;;\n";
@@ -164,19 +158,19 @@ std::string FishCompletion(const CKrVerbTable& verbs)
 {
     std::string script = "# fish completion for kravi, made by: kravi completion fish\n";
     for (const SKrOptionText& option : verbs.CommonOptions().Texts())
-        script += fmt::format("complete -c kravi -n __fish_use_subcommand{}\n", FishOption(option));
+        script += Format("complete -c kravi -n __fish_use_subcommand{}\n", FishOption(option));
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
     {
         const std::string& name = verb.help.name;
-        script += fmt::format("complete -c kravi -n __fish_use_subcommand -f -a {} -d {}\n", name,
-                              FishText(verb.help.about));
-        const std::string behind = fmt::format("complete -c kravi -n '__fish_seen_subcommand_from {}'", name);
+        script += Format("complete -c kravi -n __fish_use_subcommand -f -a {} -d {}\n", name,
+                         FishText(verb.help.about));
+        const std::string behind = Format("complete -c kravi -n '__fish_seen_subcommand_from {}'", name);
         for (const SKrOptionText& option : verb.options->Texts())
         {
             if (!option.isPositional)
-                script += fmt::format("{}{}\n", behind, FishOption(option));
+                script += Format("{}{}\n", behind, FishOption(option));
             else if (!option.values.empty())
-                script += fmt::format("{} -f -a {}\n", behind, FishText(Joined(option.values, " ")));
+                script += Format("{} -f -a {}\n", behind, FishText(Joined(option.values, " ")));
         }
     }
     return script;

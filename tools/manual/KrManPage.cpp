@@ -1,8 +1,7 @@
 #include "tools/manual/KrManPage.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/manual/KrUsageLine.h"
-
-#include <fmt/format.h>
 
 namespace KrTool
 {
@@ -50,28 +49,28 @@ std::string Escaped(const std::string& text)
 
 std::string Paragraph(const std::string& text)
 {
-    return fmt::format(".PP\n{}\n", Escaped(text));
+    return Format(".PP\n{}\n", Escaped(text));
 }
 
 // Lines that stay as they are.
 std::string Lines(const std::string& lines)
 {
-    return fmt::format(".PP\n.RS 4\n.nf\n{}{}.fi\n.RE\n", Escaped(lines), lines.ends_with('\n') ? "" : "\n");
+    return Format(".PP\n.RS 4\n.nf\n{}{}.fi\n.RE\n", Escaped(lines), lines.ends_with('\n') ? "" : "\n");
 }
 
 std::string OptionEntry(const SKrOptionText& option)
 {
     std::string names;
     for (const std::string& name : option.names)
-        names += fmt::format("{}\\fB{}\\fR", names.empty() ? "" : ", ", Escaped(name));
+        names += Format("{}\\fB{}\\fR", names.empty() ? "" : ", ", Escaped(name));
     if (!option.argument.empty())
-        names += fmt::format(" \\fI{}\\fR", Escaped(option.argument));
-    return fmt::format(".TP\n{}\n{}\n", names, Escaped(option.about));
+        names += Format(" \\fI{}\\fR", Escaped(option.argument));
+    return Format(".TP\n{}\n{}\n", names, Escaped(option.about));
 }
 
 std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 {
-    std::string page = fmt::format(".SS {}\n", Escaped(UsageLine(verb)));
+    std::string page = Format(".SS {}\n", Escaped(UsageLine(verb)));
     page += Escaped(verb.help.about) + ".\n";
     for (const std::string& paragraph : verb.help.details)
         page += Paragraph(paragraph);
@@ -86,12 +85,11 @@ std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 
 std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
 {
-    std::string page = fmt::format(".TH KRAVI 1 \"\" \"kravi {}\" \"User Commands\"\n", version);
+    std::string page = Format(".TH KRAVI 1 \"\" \"kravi {}\" \"User Commands\"\n", version);
     page += ".SH NAME\nkravi \\- looks into AVI files, takes them apart and makes them\n.SH SYNOPSIS\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
-        page +=
-            fmt::format("{}{}\n", &verb == &verbs.Verbs().front() ? "" : ".br\n", Escaped(UsageLine(verb)));
-    page += fmt::format(".SH DESCRIPTION\n{}\n", Escaped(verbs.About()));
+        page += Format("{}{}\n", &verb == &verbs.Verbs().front() ? "" : ".br\n", Escaped(UsageLine(verb)));
+    page += Format(".SH DESCRIPTION\n{}\n", Escaped(verbs.About()));
     page +=
         Paragraph("Reports go to the standard output, diagnostics and progress to the error stream. A file "
                   "that exists is replaced only with --force. An output appears under its name when it is "
@@ -103,7 +101,7 @@ std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
         page += VerbSection(verb);
     const std::string exitCodes(kExitCodes);
-    page += fmt::format(".SH EXIT STATUS\n.nf\n{}.fi\n", Escaped(exitCodes.substr(exitCodes.find('\n') + 1)));
+    page += Format(".SH EXIT STATUS\n.nf\n{}.fi\n", Escaped(exitCodes.substr(exitCodes.find('\n') + 1)));
     return page;
 }
 } // namespace KrTool

@@ -1,9 +1,8 @@
 // The panel that shows the file by position: segments, lists, the largest chunks, lanes, and damage.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/map/KrMapPanels.h"
 #include "tools/map/KrMapStyle.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -102,8 +101,8 @@ private:
             const std::string type = FourCcText(list.type);
             const std::string name = std::string("'").append(type).append("'");
             const std::string bytes = BytesText(static_cast<double>(list.end - list.start));
-            m_svg.Rect(x, y, std::max(width, kSmallest), height, "list", fmt::format("{}, {}", name, bytes));
-            for (const std::string& text : {fmt::format("{}  {}", name, bytes), name, type})
+            m_svg.Rect(x, y, std::max(width, kSmallest), height, "list", Format("{}, {}", name, bytes));
+            for (const std::string& text : {Format("{}  {}", name, bytes), name, type})
             {
                 if (TextWidth(text, kLabelFont) + 8 > width)
                     continue;
@@ -129,7 +128,7 @@ private:
             if (!isFree)
                 continue;
             labels.push_back(x);
-            m_svg.Label(x, bottom - 8, fmt::to_string(rank + 1), "small", EKrAnchor::Middle);
+            m_svg.Label(x, bottom - 8, std::to_string(rank + 1), "small", EKrAnchor::Middle);
         }
         if (!marks.IsEmpty())
         {
@@ -144,8 +143,8 @@ private:
     {
         RowLabel(y + 11, lane.name);
         m_svg.Label(kLeftMargin - 10, y + 24,
-                    fmt::format("{}  {}", BytesText(static_cast<double>(lane.bytes)),
-                                ShareText(lane.bytes, m_map.Bytes())),
+                    Format("{}  {}", BytesText(static_cast<double>(lane.bytes)),
+                           ShareText(lane.bytes, m_map.Bytes())),
                     "small soft", EKrAnchor::End);
         const double bottom = y + kLaneHeight;
         CKrSvgPath path;
@@ -168,7 +167,7 @@ private:
         }
         std::string id = std::string("lane-") + StyleOf(lane.kind);
         if (lane.stream)
-            id.append("-").append(fmt::to_string(*lane.stream));
+            id.append("-").append(std::to_string(*lane.stream));
         m_svg.OpenGroup(id);
         m_svg.Line(m_plot.left, bottom, m_plot.Right(), bottom, "grid");
         if (!path.IsEmpty())

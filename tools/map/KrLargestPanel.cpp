@@ -1,8 +1,6 @@
 // The table of the largest chunks.
 #include "tools/map/KrMapPanels.h"
 
-#include <fmt/format.h>
-
 #include <array>
 
 namespace KrTool
@@ -48,7 +46,7 @@ double DrawLargestPanel(const SKrPicture& picture, double y)
         const SKrLargeChunk& chunk = map.largest[rank];
         y += kRowHeight;
         DrawRow(picture, y,
-                {fmt::to_string(rank + 1), StreamText(chunk.kind, chunk.stream), Grouped(chunk.number),
+                {std::to_string(rank + 1), StreamText(chunk.kind, chunk.stream), Grouped(chunk.number),
                  chunk.seconds ? TimeText(*chunk.seconds) : "\u2013", Grouped(chunk.position),
                  Grouped(chunk.size)},
                 "small");

@@ -1,4 +1,5 @@
 // What a map says in words: the main facts of the file, and what is wrong with it.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrAviFacts.h"
@@ -7,8 +8,6 @@
 #include "tools/input/KrLittleEndian.h"
 #include "tools/map/KrMapMeasures.h"
 #include "tools/map/KrMapText.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -27,15 +26,15 @@ std::string CodecText(const SKrStreamHeader& stream)
 {
     const uint32_t compression = GetLe32(stream.format, kCompressionOffset);
     if (compression != 0)
-        return fmt::format("'{}'", FourCcText(compression));
-    return fmt::format("uncompressed, {} bits", GetLe16(stream.format, kBitCountOffset));
+        return Format("'{}'", FourCcText(compression));
+    return Format("uncompressed, {} bits", GetLe16(stream.format, kBitCountOffset));
 }
 
 std::string VideoText(const SKrStreamHeader& stream)
 {
     const uint32_t width = GetLe32(stream.format, kWidthOffset);
     const auto height = static_cast<int32_t>(GetLe32(stream.format, kHeightOffset));
-    return fmt::format("{} \u00D7 {}, {}", width, std::llabs(height), CodecText(stream));
+    return Format("{} \u00D7 {}, {}", width, std::llabs(height), CodecText(stream));
 }
 
 std::string FrameRateText(const SKrStreamHeader& stream)
@@ -48,12 +47,11 @@ std::string FrameRateText(const SKrStreamHeader& stream)
 std::string AudioText(const SKrStreamHeader& stream)
 {
     const SKrAudioFormat format = AudioFormat(stream);
-    std::string text = format.IsUncompressed() ? "" : fmt::format("format {}, ", format.tag);
+    std::string text = format.IsUncompressed() ? "" : Format("format {}, ", format.tag);
     if (format.tag == 1)
         text = "PCM, ";
-    text += fmt::format("{} Hz, {}", Grouped(format.samplesPerSec), Counted(format.channels, "channel"));
-    return format.bitsPerSample != 0 ? fmt::format("{}, {}", text, Counted(format.bitsPerSample, "bit"))
-                                     : text;
+    text += Format("{} Hz, {}", Grouped(format.samplesPerSec), Counted(format.channels, "channel"));
+    return format.bitsPerSample != 0 ? Format("{}, {}", text, Counted(format.bitsPerSample, "bit")) : text;
 }
 
 std::string IndexText(const SKrFileSpans& file)
@@ -82,19 +80,18 @@ void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
     for (size_t number = 0; number < map.segments.size(); ++number)
     {
         const SKrMapList& segment = map.segments[number];
-        const std::string name = fmt::format("segment {}", number);
+        const std::string name = Format("segment {}", number);
         if (!segment.completed)
             map.damage.push_back(name + " was never completed: its header has no size");
         else if (segment.claimedEnd > map.length)
-            map.damage.push_back(fmt::format("{} is cut: {} are missing at its end", name,
-                                             GroupedCount(segment.claimedEnd - map.length, "byte")));
+            map.damage.push_back(Format("{} is cut: {} are missing at its end", name,
+                                        GroupedCount(segment.claimedEnd - map.length, "byte")));
     }
     for (const SKrMapList& list : map.lists)
     {
         if (!list.completed)
-            open.push_back(
-                fmt::format("the list '{}' at position {} was never completed: its header has no size",
-                            FourCcText(list.type), Grouped(list.start)));
+            open.push_back(Format("the list '{}' at position {} was never completed: its header has no size",
+                                  FourCcText(list.type), Grouped(list.start)));
     }
 }
 
@@ -113,8 +110,8 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
     if (const SKrRegions& cut = of(EKrRegionKind::CutChunk); cut.count != 0)
         damage.push_back("the last chunk is cut by the end of the file");
     if (const SKrRegions& gaps = of(EKrRegionKind::Unaccounted); gaps.count != 0)
-        damage.push_back(fmt::format("{} at {} belong to no chunk", GroupedCount(gaps.bytes, "byte"),
-                                     GroupedCount(gaps.count, "place")));
+        damage.push_back(Format("{} at {} belong to no chunk", GroupedCount(gaps.bytes, "byte"),
+                                GroupedCount(gaps.count, "place")));
     if (const SKrRegions& outside = of(EKrRegionKind::OutsideMovi); outside.count != 0)
         damage.push_back(
             GroupedCount(outside.bytes, "byte") +
@@ -130,7 +127,7 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     std::vector<std::string>& words = map.facts;
     words.push_back(KindOf(facts));
     words.push_back(BytesText(static_cast<double>(map.length)) +
-                    (map.length >= 1000 ? fmt::format(" ({} bytes)", Grouped(map.length)) : ""));
+                    (map.length >= 1000 ? Format(" ({} bytes)", Grouped(map.length)) : ""));
     if (const SKrStreamHeader* const stream = FirstVideoStream(facts))
     {
         words.push_back(VideoText(*stream));
@@ -138,7 +135,7 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     }
     if (video != nullptr)
         words.push_back(
-            fmt::format("{}, {}", GroupedCount(video->Count(), "frame"), TimeText(video->EndSeconds())));
+            Format("{}, {}", GroupedCount(video->Count(), "frame"), TimeText(video->EndSeconds())));
     if (const SKrStreamHeader* const stream = FirstUsableAudioStream(facts))
         words.push_back(AudioText(*stream));
     if (facts.streams.size() > 2)
@@ -182,9 +179,9 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
     }
     map.noIndex = map.noIndex || index.empty();
     if (index.empty())
-        map.damage.push_back(fmt::format("no {} index can be loaded", name));
+        map.damage.push_back(Format("no {} index can be loaded", name));
     else if (missing != 0)
-        map.damage.push_back(fmt::format("not in the {} index: {}", name, GroupedCount(missing, "chunk")));
+        map.damage.push_back(Format("not in the {} index: {}", name, GroupedCount(missing, "chunk")));
 }
 
 void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
@@ -199,8 +196,8 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
     more.insert(more.end(), damage.begin(), damage.end());
     const uint64_t frames = video != nullptr ? video->Count() : 0;
     if (const uint64_t declared = DeclaredFrames(facts); declared > frames)
-        more.push_back(fmt::format("the headers declare {}, the file has {}", GroupedCount(declared, "frame"),
-                                   Grouped(frames)));
+        more.push_back(Format("the headers declare {}, the file has {}", GroupedCount(declared, "frame"),
+                              Grouped(frames)));
     if (file.overruns != 0)
         more.push_back(GroupedCount(file.overruns, "chunk") + " end behind the list around them");
     if (file.cut)

@@ -1,9 +1,8 @@
 // The lanes: which bytes are what, along the file; and the largest chunks.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrChunkWalk.h"
 #include "tools/map/KrMapMeasures.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -68,8 +67,7 @@ private:
                 continue;
             const EKrSpanKind kind = isAudio ? EKrSpanKind::Audio : EKrSpanKind::Video;
             Slot(kind, stream) = m_lanes.size();
-            const std::string name =
-                fmt::format("{}{}", isAudio ? "Audio, stream " : "Video, stream ", stream);
+            const std::string name = Format("{}{}", isAudio ? "Audio, stream " : "Video, stream ", stream);
             m_lanes.push_back({kind, stream, name, 0, 0, {}});
         }
     }

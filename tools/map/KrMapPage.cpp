@@ -1,10 +1,9 @@
 // The page: the picture, and below it the numbers as tables.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/map/KrMapPanels.h"
 #include "tools/map/KrMapPicture.h"
 #include "tools/map/KrMapStyle.h"
-
-#include <fmt/format.h>
 
 #include <vector>
 
@@ -23,7 +22,7 @@ public:
     CKrHtmlTable(std::string_view heading, size_t firstNumber, const Cells& names)
         : m_firstNumber(firstNumber)
     {
-        m_text = fmt::format("<h2>{}</h2>\n<div class=\"scroll\"><table>\n", Escaped(heading));
+        m_text = Format("<h2>{}</h2>\n<div class=\"scroll\"><table>\n", Escaped(heading));
         AddRow(names, "th");
     }
 
@@ -39,8 +38,8 @@ public:
         if (m_rows == 0)
             return {};
         const std::string more =
-            m_rows > kMostRows ? fmt::format("<p>and {} more</p>\n", m_rows - kMostRows) : std::string();
-        return fmt::format("{}</table></div>\n{}", m_text, more);
+            m_rows > kMostRows ? Format("<p>and {} more</p>\n", m_rows - kMostRows) : std::string();
+        return Format("{}</table></div>\n{}", m_text, more);
     }
 
 private:
@@ -50,7 +49,7 @@ private:
         for (size_t column = 0; column < cells.size(); ++column)
         {
             const char* const style = column >= m_firstNumber ? " class=\"number\"" : "";
-            m_text += fmt::format("<{}{}>{}</{}>", tag, style, Escaped(cells[column]), tag);
+            m_text += Format("<{}{}>{}</{}>", tag, style, Escaped(cells[column]), tag);
         }
         m_text += "</tr>\n";
     }
@@ -66,7 +65,7 @@ std::string Findings(const SKrFileMap& map)
         return {};
     std::string text = "<h2>Damage</h2>\n<ul>\n";
     for (const std::string& finding : map.damage)
-        text += fmt::format("<li class=\"found\">{}</li>\n", Escaped(finding));
+        text += Format("<li class=\"found\">{}</li>\n", Escaped(finding));
     return text + "</ul>\n";
 }
 
@@ -118,7 +117,7 @@ std::string LargestTable(const SKrFileMap& map)
 
 std::string MapPage(const SKrFileMap& map, uint64_t width)
 {
-    return fmt::format(R"(<!DOCTYPE html>
+    return Format(R"(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
@@ -131,8 +130,8 @@ std::string MapPage(const SKrFileMap& map, uint64_t width)
 {}{}{}{}{}{}{}</body>
 </html>
 )",
-                       Escaped("Map of " + map.name), PageStyle(), MapPicture(map, width), Findings(map),
-                       RegionTable(map), LaneTable(map), ListTable("Segments", map.segments, map.length),
-                       ListTable("Lists", map.lists, map.length), LargestTable(map));
+                  Escaped("Map of " + map.name), PageStyle(), MapPicture(map, width), Findings(map),
+                  RegionTable(map), LaneTable(map), ListTable("Segments", map.segments, map.length),
+                  ListTable("Lists", map.lists, map.length), LargestTable(map));
 }
 } // namespace KrTool

@@ -1,8 +1,7 @@
 #include "tools/map/KrMapPanels.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -23,7 +22,7 @@ std::vector<std::string> Lines(const std::vector<std::string>& pieces, double wi
     std::vector<std::string> lines;
     for (const std::string& piece : pieces)
     {
-        const std::string joined = lines.empty() ? piece : fmt::format("{}  \u00B7  {}", lines.back(), piece);
+        const std::string joined = lines.empty() ? piece : Format("{}  \u00B7  {}", lines.back(), piece);
         if (!lines.empty() && TextWidth(joined, fontSize) <= width)
             lines.back() = joined;
         else
@@ -39,7 +38,7 @@ double DrawDamageLines(const SKrPicture& picture, double y)
     {
         const bool isLast = number + 1 == kMostDamageLines && damage.size() > kMostDamageLines;
         const auto most = static_cast<size_t>((picture.width - 3 * kSideMargin) / kFactFont / 0.62);
-        const std::string text = isLast ? fmt::format("and {} more findings", damage.size() - number)
+        const std::string text = isLast ? Format("and {} more findings", damage.size() - number)
                                         : Shortened(Printable(damage[number]), most);
         picture.svg.Rect(kSideMargin, y - 10, 11, 11, "hatch");
         picture.svg.Label(kSideMargin + 18, y, text, "warning");
@@ -52,7 +51,7 @@ std::string SKrPlot::Attributes() const
 {
     const auto attribute = [](const char* name, double value)
     {
-        return fmt::format(" data-{}=\"{}\"", name, Trimmed(value, 6));
+        return Format(" data-{}=\"{}\"", name, Trimmed(value, 6));
     };
     return attribute("left", left) + attribute("top", top) + attribute("width", width) +
            attribute("height", height) + attribute("from-x", fromX) + attribute("to-x", toX) +
@@ -118,9 +117,9 @@ double DrawTitle(const SKrPicture& picture, double y)
     if (picture.map.isPart)
     {
         picture.svg.Label(kSideMargin, y,
-                          fmt::format("shown: frames {} to {}, positions {} to {}",
-                                      Grouped(picture.map.firstFrame), Grouped(picture.map.endFrame - 1),
-                                      Grouped(picture.map.start), Grouped(picture.map.end - 1)),
+                          Format("shown: frames {} to {}, positions {} to {}",
+                                 Grouped(picture.map.firstFrame), Grouped(picture.map.endFrame - 1),
+                                 Grouped(picture.map.start), Grouped(picture.map.end - 1)),
                           "strong");
         y += kLineHeight;
     }
@@ -131,7 +130,7 @@ double DrawTitle(const SKrPicture& picture, double y)
 
 std::string StreamText(EKrStreamKind kind, uint32_t stream)
 {
-    return fmt::format("{}{}", kind == EKrStreamKind::Video ? "video " : "audio ", stream);
+    return Format("{}{}", kind == EKrStreamKind::Video ? "video " : "audio ", stream);
 }
 
 std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
@@ -144,7 +143,7 @@ std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
     case EKrRegionKind::Unaccounted:
         return "in no chunk: " + places;
     case EKrRegionKind::CutChunk:
-        return fmt::format("cut chunk: {} of it are there", places);
+        return Format("cut chunk: {} of it are there", places);
     case EKrRegionKind::OutsideMovi:
         return "outside of 'movi': " + places;
     case EKrRegionKind::NotIndexed:

@@ -1,9 +1,8 @@
 #include "tools/map/KrMapPicture.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/map/KrMapPanels.h"
 #include "tools/map/KrMapStyle.h"
-
-#include <fmt/format.h>
 
 namespace KrTool
 {
@@ -36,7 +35,7 @@ std::string MapPicture(const SKrFileMap& map, uint64_t width)
     y = DrawLargestPanel(picture, y + kPanelGap) + kSideMargin;
 
     CKrSvg svg;
-    svg.Add(fmt::format(
+    svg.Add(Format(
         R"(<svg xmlns="http://www.w3.org/2000/svg" width="{0}" height="{1}" viewBox="0 0 {0} {1}" role="img">
 <title>{2}</title>
 <style>

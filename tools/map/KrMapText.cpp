@@ -1,8 +1,7 @@
 #include "tools/map/KrMapText.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -41,7 +40,7 @@ std::string ScaledText(const ScaleUnits& units, double value)
     const SKrScaleUnit& unit = UnitFor(units, value);
     const double scaled = value / unit.size;
     const int decimals = unit.size == 1 || scaled >= 99.95 ? 0 : (scaled >= 9.995 ? 1 : 2);
-    return fmt::format("{} {}", Fixed(scaled, decimals), unit.name);
+    return Format("{} {}", Fixed(scaled, decimals), unit.name);
 }
 
 // Decimals that make a step visible.
@@ -72,11 +71,11 @@ std::string ClockText(double seconds, int decimals)
     const auto units = static_cast<uint64_t>(std::llround(clamped * unit));
     const auto whole = units / static_cast<uint64_t>(unit);
     const std::string text = whole >= 3600
-                                 ? fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
-                                 : fmt::format("{}:{:02}", whole / 60, whole % 60);
+                                 ? Format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
+                                 : Format("{}:{:02}", whole / 60, whole % 60);
     if (decimals == 0)
         return text;
-    return fmt::format("{}.{:0{}}", text, units % static_cast<uint64_t>(unit), decimals);
+    return Format("{}.{:0{}}", text, units % static_cast<uint64_t>(unit), decimals);
 }
 
 std::string TickLabel(double value, double step, double largest, EKrAxisUnit unit)
@@ -88,9 +87,9 @@ std::string TickLabel(double value, double step, double largest, EKrAxisUnit uni
     const std::string sign = value < 0 ? "\u2212" : "";
     value = std::abs(value);
     if (unit == EKrAxisUnit::Seconds)
-        return fmt::format("{}{} s", sign, Fixed(value, DecimalsOf(step)));
+        return Format("{}{} s", sign, Fixed(value, DecimalsOf(step)));
     const SKrScaleUnit& scale = UnitFor(unit == EKrAxisUnit::Bytes ? kByteUnits : kRateUnits, largest);
-    return fmt::format("{}{} {}", sign, Fixed(value / scale.size, DecimalsOf(step / scale.size)), scale.name);
+    return Format("{}{} {}", sign, Fixed(value / scale.size, DecimalsOf(step / scale.size)), scale.name);
 }
 } // namespace
 
@@ -128,7 +127,7 @@ std::string Trimmed(double value, int decimals)
 
 std::string Grouped(uint64_t value)
 {
-    std::string text = fmt::to_string(value);
+    std::string text = std::to_string(value);
     for (size_t place = text.size(); place > 3; place -= 3)
         text.insert(place - 3, 1, ',');
     return text;
@@ -136,7 +135,7 @@ std::string Grouped(uint64_t value)
 
 std::string GroupedCount(uint64_t count, std::string_view noun)
 {
-    return Grouped(count) + Counted(count, noun).substr(fmt::to_string(count).size());
+    return Grouped(count) + Counted(count, noun).substr(std::to_string(count).size());
 }
 
 std::string BytesText(double bytes)
@@ -184,8 +183,8 @@ std::string Shortened(const std::string& text, size_t most)
     if (starts.size() <= most)
         return text;
     const size_t tail = most / 2;
-    return fmt::format("{}\u2026{}", text.substr(0, starts[most - tail - 1]),
-                       text.substr(starts[starts.size() - tail]));
+    return Format("{}\u2026{}", text.substr(0, starts[most - tail - 1]),
+                  text.substr(starts[starts.size() - tail]));
 }
 
 double TextWidth(std::string_view text, double fontSize)

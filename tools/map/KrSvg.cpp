@@ -1,9 +1,8 @@
 #include "tools/map/KrSvg.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/map/KrMapText.h"
-
-#include <fmt/format.h>
 
 namespace KrTool
 {
@@ -11,12 +10,12 @@ namespace
 {
 std::string Attribute(std::string_view name, double value)
 {
-    return fmt::format(" {}=\"{}\"", name, Pixels(value));
+    return Format(" {}=\"{}\"", name, Pixels(value));
 }
 
 std::string ClassAttribute(std::string_view style)
 {
-    return fmt::format(" class=\"{}\"", style);
+    return Format(" class=\"{}\"", style);
 }
 
 const char* AnchorAttribute(EKrAnchor anchor)
@@ -100,43 +99,42 @@ void CKrSvg::OpenGroup(std::string_view id, std::string_view attributes)
 void CKrSvg::Rect(double x, double y, double width, double height, std::string_view style,
                   std::string_view title)
 {
-    m_text += fmt::format("<rect{}{}{}{}{}", Attribute("x", x), Attribute("y", y), Attribute("width", width),
-                          Attribute("height", height), ClassAttribute(style));
-    m_text += title.empty() ? "/>\n" : fmt::format("><title>{}</title></rect>\n", Escaped(title));
+    m_text += Format("<rect{}{}{}{}{}", Attribute("x", x), Attribute("y", y), Attribute("width", width),
+                     Attribute("height", height), ClassAttribute(style));
+    m_text += title.empty() ? "/>\n" : Format("><title>{}</title></rect>\n", Escaped(title));
 }
 
 void CKrSvg::Line(double fromX, double fromY, double toX, double toY, std::string_view style)
 {
-    m_text += fmt::format("<line{}{}{}{}{}/>\n", Attribute("x1", fromX), Attribute("y1", fromY),
-                          Attribute("x2", toX), Attribute("y2", toY), ClassAttribute(style));
+    m_text += Format("<line{}{}{}{}{}/>\n", Attribute("x1", fromX), Attribute("y1", fromY),
+                     Attribute("x2", toX), Attribute("y2", toY), ClassAttribute(style));
 }
 
 void CKrSvg::Path(std::string_view commands, std::string_view style)
 {
-    m_text += fmt::format("<path{} d=\"{}\"/>\n", ClassAttribute(style), commands);
+    m_text += Format("<path{} d=\"{}\"/>\n", ClassAttribute(style), commands);
 }
 
 void CKrSvg::Label(double x, double y, std::string_view text, std::string_view style, EKrAnchor anchor)
 {
-    m_text += fmt::format("<text{}{}{}{}>{}</text>\n", Attribute("x", x), Attribute("y", y),
-                          AnchorAttribute(anchor), ClassAttribute(style), Escaped(text));
+    m_text += Format("<text{}{}{}{}>{}</text>\n", Attribute("x", x), Attribute("y", y),
+                     AnchorAttribute(anchor), ClassAttribute(style), Escaped(text));
 }
 
 void CKrSvg::VerticalLabel(double x, double y, std::string_view text, std::string_view style)
 {
-    m_text +=
-        fmt::format("<text transform=\"translate({} {}) rotate(-90)\" text-anchor=\"middle\"{}>{}</text>\n",
-                    Pixels(x), Pixels(y), ClassAttribute(style), Escaped(text));
+    m_text += Format("<text transform=\"translate({} {}) rotate(-90)\" text-anchor=\"middle\"{}>{}</text>\n",
+                     Pixels(x), Pixels(y), ClassAttribute(style), Escaped(text));
 }
 
 void CKrSvgPath::MoveTo(double x, double y)
 {
-    m_commands += fmt::format("M{} {}", Pixels(x), Pixels(y));
+    m_commands += Format("M{} {}", Pixels(x), Pixels(y));
 }
 
 void CKrSvgPath::LineTo(double x, double y)
 {
-    m_commands += fmt::format("L{} {}", Pixels(x), Pixels(y));
+    m_commands += Format("L{} {}", Pixels(x), Pixels(y));
 }
 
 void CKrSvgPath::HorizontalTo(double x)

@@ -1,9 +1,8 @@
 // The panels over time: data rates, and the distance of sound and frames in time and in bytes.
+#include "tools/command/KrFormat.h"
 #include "tools/map/KrMapPanels.h"
 
 #include "tools/command/KrText.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -43,10 +42,10 @@ std::vector<std::string> RateNumbers(const SKrFileMap& map)
     for (const SKrRateSeries& series : map.rates)
     {
         const double average = 8 * static_cast<double>(SeriesBytes(series)) / map.Seconds();
-        pieces.push_back(fmt::format("{}: {} on average, at most {}", StreamText(series.kind, series.stream),
-                                     RateText(average), RateText(HighestRate(map, series))));
+        pieces.push_back(Format("{}: {} on average, at most {}", StreamText(series.kind, series.stream),
+                                RateText(average), RateText(HighestRate(map, series))));
     }
-    pieces.push_back(fmt::format("in stretches of {} s", Trimmed(map.rateBinSeconds, 4)));
+    pieces.push_back(Format("in stretches of {} s", Trimmed(map.rateBinSeconds, 4)));
     return pieces;
 }
 
@@ -70,7 +69,7 @@ void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSer
     if (isVideo)
     {
         CKrSvg& svg = picture.svg;
-        svg.Path(fmt::format("{}V{}H{}z", line.Commands(), Pixels(plot.Bottom()), Pixels(plot.left)),
+        svg.Path(Format("{}V{}H{}z", line.Commands(), Pixels(plot.Bottom()), Pixels(plot.left)),
                  "video-area");
     }
     picture.svg.Path(line.Commands(), isVideo ? "video-line" : "audio-line");
@@ -118,7 +117,7 @@ double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView&
 {
     const SKrFileMap& map = picture.map;
     const SKrExtent& all = map.allDistances.*view.extent;
-    const std::string numbers = fmt::format("from {} to {}", view.text(all.low), view.text(all.high));
+    const std::string numbers = Format("from {} to {}", view.text(all.low), view.text(all.high));
     y = DrawHeading(picture, y, view.heading, {view.meaning, numbers});
     SKrPlot plot = TimePlot(picture, y, kDistanceHeight);
     const SKrExtent extent = Widened(all, view.least);

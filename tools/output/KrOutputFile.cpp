@@ -1,9 +1,8 @@
 #include "tools/output/KrOutputFile.h"
 
 #include "platform/KrFileProbe.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrToolError.h"
-
-#include <fmt/format.h>
 
 #include <vector>
 
@@ -18,7 +17,7 @@ constexpr char kExistsAlready[] = "it exists already; --force replaces it";
 // Short, so that it fits wherever the target's own name does.
 std::string TemporaryName(const std::string& target, unsigned number)
 {
-    return fmt::format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), number);
+    return Format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), number);
 }
 
 unsigned NextNumber()

@@ -2,11 +2,11 @@
 
 #include "format/KrFrameTables.h"
 #include "siblings/KrAVUtils/KrAVUtils.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -57,8 +57,8 @@ uint32_t ParseFrameRate(const std::string& text)
 {
     const auto found = std::ranges::find(kRateNames, text);
     if (found == kRateNames.end())
-        throw CKrToolError(
-            {}, fmt::format("--rate: '{}' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
+        throw CKrToolError({},
+                           Format("--rate: '{}' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
     return static_cast<uint32_t>(found - kRateNames.begin());
 }
 

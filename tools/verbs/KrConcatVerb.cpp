@@ -1,4 +1,5 @@
 // kravi concat: the frames and the sound of several files in a new one, one file behind the other.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
@@ -11,7 +12,6 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -24,19 +24,16 @@ const SKrVerbHelp kConcatHelp = {
     "concat",
     "Join AVI files, one behind the other",
     {
-        "Frames come out unchanged. The files must match in picture size, codec, bits per pixel, frame rate, "
-        "scan mode, pixel aspect, further format data, sound format, and in whether they have sound.",
-        "The sound of each file starts with its first frame, at the nearest sample frame. For that, sound "
-        "that goes on "
-        "behind a file's last frame is left out, and silence follows sound that ends before it; where one "
-        "sample "
-        "frame is missing, because a frame lasts no whole number of them, the last one is repeated. Behind "
-        "the last "
-        "file's frames its sound stays as it is, longer or shorter. The report counts the sample frames "
-        "of each file.",
+        R"(Frames come out unchanged. The files must match in picture size, codec, bits per pixel, frame rate,
+        scan mode, pixel aspect, further format data, sound format, and in whether they have sound.)",
+        R"(The sound of each file starts with its first frame, at the nearest sample frame. For that, sound
+        that goes on behind a file's last frame is left out, and silence follows sound that ends before it;
+        where one sample frame is missing, because a frame lasts no whole number of them, the last one is
+        repeated. Behind the last file's frames its sound stays as it is, longer or shorter. The report
+        counts the sample frames of each file.)",
         kWhatIsRefused,
-        "Findings: a file that starts with no key frame; and what is wrong with the files that are read (see "
-        "info).",
+        R"(Findings: a file that starts with no key frame; and what is wrong with the files that are read (see
+        info).)",
     },
     {
         "kravi concat one.avi two.avi three.avi -o all.avi",
@@ -83,8 +80,9 @@ SKrFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t wanted
     {
         fit.silence = wanted - fit.there;
         if (fit.silence > 0 && uint64_t{pcm.samplesPerSec} * pcm.blockAlign > kMostBytesPerSecond)
-            throw CKrToolError(clip.path, "its sound format has too many bytes per second for silence to be "
-                                          "added; --no-audio leaves the sound out");
+            throw CKrToolError(
+                clip.path,
+                "its sound format has too many bytes per second for silence to be added; --no-audio leaves the sound out");
         clip.silence = fit.silence * pcm.blockAlign;
     }
     return fit;
@@ -157,11 +155,11 @@ private:
     void NoteFit(const std::string& path, const SKrFit& fit)
     {
         if (fit.cut > 1)
-            m_report.Note(fmt::format("{}: left out: {} behind its last frame", path,
-                                      Counted(fit.cut, "sample frame")));
+            m_report.Note(
+                Format("{}: left out: {} behind its last frame", path, Counted(fit.cut, "sample frame")));
         if (fit.silence > 0)
-            m_report.Note(fmt::format("{}: its sound ends before its last frame; {} of silence follow", path,
-                                      Counted(fit.silence, "sample frame")));
+            m_report.Note(Format("{}: its sound ends before its last frame; {} of silence follow", path,
+                                 Counted(fit.silence, "sample frame")));
     }
 
     const SKrConcatOptions& m_options;

@@ -14,16 +14,13 @@ const SKrVerbHelp kCutHelp = {
     "cut",
     "Copy some frames of an AVI file, and their sound, into a new one",
     {
-        "Frames count from 0; --to names the last one that is taken. Frames and PCM sound come out "
-        "unchanged. "
-        "The sound of a frame starts at the sample frame that is nearest to its time, as with extract, so "
-        "that "
-        "pieces that were cut one behind the other have each sample frame once; concat joins them. Without "
-        "--to the sound behind the last frame comes along.",
+        R"(Frames count from 0; --to names the last one that is taken. Frames and PCM sound come out unchanged.
+        The sound of a frame starts at the sample frame that is nearest to its time, as with extract, so
+        that pieces that were cut one behind the other have each sample frame once; concat joins them.
+        Without --to the sound behind the last frame comes along.)",
         kWhatIsRefused,
-        "Findings: the first frame is no key frame, and cannot be shown without frames before it; and what "
-        "is wrong "
-        "with the file that is read (see info).",
+        R"(Findings: the first frame is no key frame, and cannot be shown without frames before it; and what is
+        wrong with the file that is read (see info).)",
     },
     {
         "kravi cut clip.avi scene.avi --from 250 --to 499",

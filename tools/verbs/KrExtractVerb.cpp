@@ -1,4 +1,5 @@
 // kravi extract: frames and audio of a file, byte for byte.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -15,7 +16,6 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrWaveFile.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -28,18 +28,18 @@ const SKrVerbHelp kExtractHelp = {
     "extract",
     "Write frames and audio to files, unchanged",
     {
-        "PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without "
-        "it gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, "
-        "by which some programs repeat a frame, gives an empty file.",
-        "With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in "
-        "whole blocks or chunks for compressed audio. The time of a frame counts from the start of its "
-        "stream, that of a sample likewise: where the headers start the two apart, as info shows, what comes "
-        "out is what plays with the frames.",
+        R"(PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without it
+        gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, by
+        which some programs repeat a frame, gives an empty file.)",
+        R"(With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in
+        whole blocks or chunks for compressed audio. The time of a frame counts from the start of its
+        stream, that of a sample likewise: where the headers start the two apart, as info shows, what comes
+        out is what plays with the frames.)",
         "Frames are written before the sound. A file that is complete stays when a later one fails.",
-        "Streams that the reader's indexes do not cover are found by searching the file for their chunks; "
-        "the report says so. Empty chunks are then not found, so that later frames have lower numbers.",
-        "Findings: chunks cut by the end of the file; an index that points at wrong places; streams without "
-        "chunks; and what is wrong with the file as a whole (see info).",
+        R"(Streams that the reader's indexes do not cover are found by searching the file for their chunks; the
+        report says so. Empty chunks are then not found, so that later frames have lower numbers.)",
+        R"(Findings: chunks cut by the end of the file; an index that points at wrong places; streams without
+        chunks; and what is wrong with the file as a whole (see info).)",
     },
     {
         "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
@@ -100,10 +100,10 @@ private:
         m_endFrame = m_options.to ? *m_options.to + 1 : count;
         if (HasRange() && (m_firstFrame >= count || m_endFrame > count))
             throw CKrToolError(m_file.Path(),
-                               fmt::format("the frames asked for are not there: video stream {} has {}",
-                                           m_video.stream, Counted(count, "frame")));
+                               Format("the frames asked for are not there: video stream {} has {}",
+                                      m_video.stream, Counted(count, "frame")));
         if (count == 0)
-            m_report.Finding(fmt::format("video stream {} has no frames", m_video.stream));
+            m_report.Finding(Format("video stream {} has no frames", m_video.stream));
         CheckVideoTargets();
     }
 
@@ -125,7 +125,7 @@ private:
         CheckTarget(m_options.audio, m_options.force, m_file.Path());
         m_audio = ChunksOfStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream),
                                  m_report, m_progress);
-        const std::string name = fmt::format("audio stream {}", m_audio.stream);
+        const std::string name = Format("audio stream {}", m_audio.stream);
         if (m_audio.stream < m_facts.streams.size())
             m_audioHeader = &m_facts.streams[m_audio.stream];
         if (m_audioHeader != nullptr)
@@ -153,8 +153,8 @@ private:
         m_audio.chunks = UnitsOf(m_audio.chunks, AudioUnit(*m_audioHeader), std::max<int64_t>(*first, 0),
                                  std::max<int64_t>(*end, 0));
         if (*first < 0)
-            m_report.Note(fmt::format("the sound starts {} behind the first frame asked for",
-                                      Counted(static_cast<uint64_t>(-*first), "unit")));
+            m_report.Note(Format("the sound starts {} behind the first frame asked for",
+                                 Counted(static_cast<uint64_t>(-*first), "unit")));
     }
 
     const SKrStreamHeader* VideoHeader() const

@@ -1,4 +1,5 @@
 // kravi hash: checksums of frames and sound, by which two files can be shown to carry the same material.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -7,7 +8,6 @@
 #include "tools/hash/KrHashedFile.h"
 #include "tools/hash/KrMaterialComparison.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace KrTool
@@ -18,22 +18,18 @@ const SKrVerbHelp kHashHelp = {
     "hash",
     "Checksums of each stream and each frame",
     {
-        "Two checksums each: XXH3 with 128 bits (xxh128) and MD5, over the data alone, without chunk headers "
-        "and padding.",
-        "A video stream's are over the frames' bytes, one frame behind the other; where frames end is told "
-        "by "
-        "the second pair (lengths), over the length of each frame as eight bytes, the lowest first. An audio "
-        "stream's are over its bytes, however they are cut into chunks, so that they stay the same when a "
-        "file is "
-        "written anew. The MD5 of a stream is that of what extract writes (of a WAVE file: its data).",
-        "Streams that the reader's indexes do not cover are found by searching the file for their chunks, "
-        "which passes over empty ones.",
-        "--compare looks at frames and sound alone, at streams of a kind in the order of their numbers, and "
-        "names the "
-        "first frame or byte that differs.",
-        "Findings: differences, with --compare; chunks cut by the end of the file; an index that points at "
-        "wrong places; and "
-        "what is wrong with the file as a whole (see info).",
+        R"(Two checksums each: XXH3 with 128 bits (xxh128) and MD5, over the data alone, without chunk headers
+        and padding.)",
+        R"(A video stream's are over the frames' bytes, one frame behind the other; where frames end is told by
+        the second pair (lengths), over the length of each frame as eight bytes, the lowest first. An audio
+        stream's are over its bytes, however they are cut into chunks, so that they stay the same when a
+        file is written anew. The MD5 of a stream is that of what extract writes (of a WAVE file: its data).)",
+        R"(Streams that the reader's indexes do not cover are found by searching the file for their chunks,
+        which passes over empty ones.)",
+        R"(--compare looks at frames and sound alone, at streams of a kind in the order of their numbers, and
+        names the first frame or byte that differs.)",
+        R"(Findings: differences, with --compare; chunks cut by the end of the file; an index that points at
+        wrong places; and what is wrong with the file as a whole (see info).)",
     },
     {
         "kravi hash clip.avi",
@@ -58,8 +54,8 @@ CKrHashedFile::OnFrame FrameRows(CKrReport& report)
                           {"bytes", bytes},
                           {"xxh128", digest.xxh128},
                           {"md5", digest.md5}};
-        report.Row(row, fmt::format("{:>6}{:>10}{:>12}  {}  {}\n", stream.chunks.stream, frame, bytes,
-                                    digest.xxh128, digest.md5));
+        report.Row(row, Format("{:>6}{:>10}{:>12}  {}  {}\n", stream.chunks.stream, frame, bytes,
+                               digest.xxh128, digest.md5));
     };
 }
 
@@ -84,7 +80,7 @@ Json StreamJson(const SKrHashedStream& stream)
 // A stream's lines in text.
 std::string StreamText(const Json& facts)
 {
-    std::string text = fmt::format("stream {}\n", JsonText(facts["number"]));
+    std::string text = Format("stream {}\n", JsonText(facts["number"]));
     for (const auto& fact : facts.items())
     {
         if (fact.key() != "number")
@@ -130,7 +126,7 @@ void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& prog
     CKrHashedFile file(options.file, report, progress);
     report.Fact("file", options.file);
     if (options.frames)
-        report.BeginRows("frames", fmt::format("stream     frame       bytes  {:34}md5\n", "xxh128"));
+        report.BeginRows("frames", Format("stream     frame       bytes  {:34}md5\n", "xxh128"));
     file.Hash(options.frames ? FrameRows(report) : CKrHashedFile::OnFrame());
     if (options.frames)
         report.EndRows();

@@ -1,4 +1,5 @@
 // kravi index: the entries that the reader's index operations give.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -10,7 +11,6 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -24,12 +24,11 @@ const SKrVerbHelp kIndexHelp = {
     "index",
     "The index entries of the video and the audio stream",
     {
-        "Numbers count from 0. The reader loads the index of the first video stream and of the first usable "
-        "audio stream.",
-        "Findings: an index that cannot be loaded, though the file has such a stream or it was asked for; "
-        "entries that reach behind the end of the file; with "
-        "--check, chunks that are not in the index, and entries at no chunk; and what is wrong with the file "
-        "as a whole.",
+        R"(Numbers count from 0. The reader loads the index of the first video stream and of the first usable
+        audio stream.)",
+        R"(Findings: an index that cannot be loaded, though the file has such a stream or it was asked for;
+        entries that reach behind the end of the file; with --check, chunks that are not in the index, and
+        entries at no chunk; and what is wrong with the file as a whole.)",
     },
     {
         "kravi index clip.avi --video --from 0 --to 9",
@@ -91,7 +90,7 @@ public:
             const bool hasStream =
                 (isVideo ? FirstVideoStream(m_facts) : FirstUsableAudioStream(m_facts)) != nullptr;
             if (hasStream || wasAskedFor)
-                m_report.Finding(fmt::format("no {} index can be loaded", name));
+                m_report.Finding(Format("no {} index can be loaded", name));
             if (const std::string text = isVideo ? "" : UnindexedSoundText(m_facts); !text.empty())
                 m_report.Note(text);
             return;
@@ -103,8 +102,8 @@ public:
         if (!isVideo && !index->empty())
             facts["sizePattern"] = PatternJson(pattern);
         if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
-            m_report.Finding(fmt::format("reaching behind the end of the file: {} of the {} index",
-                                         Counted(cut, "chunk"), name));
+            m_report.Finding(Format("reaching behind the end of the file: {} of the {} index",
+                                    Counted(cut, "chunk"), name));
         if (m_options.check && stream)
             facts["check"] = Compare(kind, *stream, *index);
         m_report.Fact(name, facts);
@@ -137,11 +136,11 @@ private:
                             std::back_inserter(wrong));
         const std::string name = kind == EKrStreamKind::Video ? "video" : "audio";
         if (!missing.empty())
-            m_report.Finding(fmt::format("not in the {} index: {} of stream {}", name,
-                                         Counted(missing.size(), "chunk"), stream));
+            m_report.Finding(Format("not in the {} index: {} of stream {}", name,
+                                    Counted(missing.size(), "chunk"), stream));
         if (!wrong.empty())
-            m_report.Finding(fmt::format("at no chunk of stream {}: {} of the {} index", stream,
-                                         Counted(wrong.size(), "entry"), name));
+            m_report.Finding(Format("at no chunk of stream {}: {} of the {} index", stream,
+                                    Counted(wrong.size(), "entry"), name));
         return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
     }
 
@@ -158,7 +157,7 @@ private:
             if (m_report.AsJson())
                 m_report.Row({{"number", number}, {"position", entry.position}, {"size", entry.size}}, {});
             else
-                m_report.Row({}, fmt::format("{:>16}{:>15}{:>11}\n", number, entry.position, entry.size));
+                m_report.Row({}, Format("{:>16}{:>15}{:>11}\n", number, entry.position, entry.size));
             m_progress.Advance(number - first);
         }
         m_report.EndRows();

@@ -1,4 +1,5 @@
 // kravi info: what the reader and the headers say about a file.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrVerbTable.h"
@@ -9,7 +10,6 @@
 #include "tools/input/KrFileFindings.h"
 #include "tools/input/KrStreamChunks.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -23,10 +23,10 @@ const SKrVerbHelp kInfoHelp = {
     "info",
     "Streams, formats, segments, private chunks and kinds of index",
     {
-        "Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers; "
-        "the first video stream has no usable format; it or the first usable audio stream has no index that "
-        "can be loaded; the video index has fewer frames than "
-        "the headers declare; index entries reach behind the end of the file.",
+        R"(Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers;
+        the first video stream has no usable format; it or the first usable audio stream has no index that
+        can be loaded; the video index has fewer frames than the headers declare; index entries reach behind
+        the end of the file.)",
     },
     {
         "kravi info clip.avi",
@@ -49,7 +49,7 @@ Json Named(const Json& value, const std::string& name)
 
 std::string Fraction(int64_t left, const char* sign, int64_t right)
 {
-    return fmt::format("{}{}{}", left, sign, right);
+    return Format("{}{}{}", left, sign, right);
 }
 
 struct SKrNamedRate
@@ -84,8 +84,8 @@ Json FrameRateJson(uint32_t code, const SKrStreamHeader* stream, CKrReport& repo
     const std::string fraction = Fraction(named.rate, "/", named.scale);
     if (stream == nullptr || IsRateOf(named, *stream))
         return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
-    report.Note(fmt::format("the reader has no code for {} frames per second; hosts are told {}",
-                            Fraction(stream->rate, "/", stream->scale), named.name));
+    report.Note(Format("the reader has no code for {} frames per second; hosts are told {}",
+                       Fraction(stream->rate, "/", stream->scale), named.name));
     return nullptr;
 }
 
@@ -142,10 +142,10 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
     if (!index)
         return nullptr;
     if (!IsPlausible(file, *index))
-        report.Finding(fmt::format("the chunks of the {} index are together larger than the file", name));
+        report.Finding(Format("the chunks of the {} index are together larger than the file", name));
     if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
-        report.Finding(fmt::format("reaching behind the end of the file: {} of the {} index",
-                                   Counted(cut, "chunk"), name));
+        report.Finding(
+            Format("reaching behind the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
     return index->size();
 }
 
@@ -153,8 +153,8 @@ void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrRepor
 {
     const uint32_t declared = std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
     if (framesInIndex < declared)
-        report.Finding(fmt::format("the video index has {}, the headers declare {}",
-                                   Counted(framesInIndex, "frame"), declared));
+        report.Finding(Format("the video index has {}, the headers declare {}",
+                              Counted(framesInIndex, "frame"), declared));
 }
 
 Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)

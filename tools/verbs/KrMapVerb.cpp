@@ -1,4 +1,5 @@
 // kravi map: a picture of a file.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
@@ -11,7 +12,6 @@
 #include "tools/map/KrMapReport.h"
 #include "tools/output/KrOutputFile.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -25,19 +25,16 @@ const SKrVerbHelp kMapHelp = {
     "map",
     "Draw a picture of the file: what lies where, data rates, interleave, damage",
     {
-        "The picture is drawn to scale by position in the file. A name that ends with .svg gives a picture, "
-        "one with .html or .htm a page that holds the same picture and tables; neither needs any other file. "
-        "Colours "
-        "follow the reader's choice of light or dark.",
-        "Interleave: how much audio lies in front of each frame, ahead of the frame's time (+) or short of "
-        "it "
-        "(-), and how many bytes the audio of a frame's time lies before the frame (+) or behind it (-).",
+        R"(The picture is drawn to scale by position in the file. A name that ends with .svg gives a picture,
+        one with .html or .htm a page that holds the same picture and tables; neither needs any other file.
+        Colours follow the reader's choice of light or dark.)",
+        R"(Interleave: how much audio lies in front of each frame, ahead of the frame's time (+) or short of it
+        (-), and how many bytes the audio of a frame's time lies before the frame (+) or behind it (-).)",
         "With --from or --to, the positions and the time of these frames are shown. Frames count from 0.",
         "With --json, the report has the numbers that are drawn.",
-        "Findings: bytes in no chunk; data that are cut, outside of every 'movi' list or not in the index; "
-        "no "
-        "index; frames that the headers declare and that are not there; and what is wrong with the file as a "
-        "whole (see info).",
+        R"(Findings: bytes in no chunk; data that are cut, outside of every 'movi' list or not in the index; no
+        index; frames that the headers declare and that are not there; and what is wrong with the file as a
+        whole (see info).)",
     },
     {
         "kravi map clip.avi -o clip.svg",
@@ -76,7 +73,7 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
 {
     const bool isPage = IsPage(options.output);
     if (options.width < kSmallestPicture || options.width > kLargestPicture)
-        throw CKrToolError({}, fmt::format("--width: {} to {} is wanted", kSmallestPicture, kLargestPicture));
+        throw CKrToolError({}, Format("--width: {} to {} is wanted", kSmallestPicture, kLargestPicture));
     if (options.from && options.to && *options.from > *options.to)
         throw CKrToolError({}, "--from lies behind --to");
     CheckTarget(options.output, options.force, options.file);

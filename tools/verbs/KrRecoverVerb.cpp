@@ -1,4 +1,5 @@
 // kravi recover: a complete file from a damaged one, with every whole frame and block of sound.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -18,7 +19,6 @@
 #include "tools/recover/KrRecoverOptions.h"
 #include "tools/recover/KrRecoveredFormat.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -32,13 +32,12 @@ const SKrVerbHelp kRecoverHelp = {
     "recover",
     "Make a complete AVI file out of a damaged one",
     {
-        "Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of "
-        "its lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk "
-        "that is there in full comes over, unchanged; the report tells what is lost. Rows of uncompressed "
-        "frames that come from the top are put into the order that the writer stores. What the headers do "
-        "not tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits "
-        "(24) "
-        "and --pcm, which also stand above what the headers say.",
+        R"(Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of
+        its lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk
+        that is there in full comes over, unchanged; the report tells what is lost. Rows of uncompressed
+        frames that come from the top are put into the order that the writer stores. What the headers do not
+        tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits (24)
+        and --pcm, which also stand above what the headers say.)",
         "Findings: frames and chunks that are lost or left out; bytes that belong to no whole chunk.",
     },
     {
@@ -115,7 +114,7 @@ private:
         {
             const auto number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
             if (!hasChunks(number))
-                Refuse(fmt::format("it has no whole {} chunk of stream {}", KindName(kind), *wanted));
+                Refuse(Format("it has no whole {} chunk of stream {}", KindName(kind), *wanted));
             return number;
         }
         const SKrStreamHeader* const header = m_headers.First(kind);
@@ -144,12 +143,12 @@ private:
         m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
         m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
         if (m_tooLarge != 0)
-            m_report.Finding(fmt::format("left out: {} of 2 GiB or more", Counted(m_tooLarge, "frame")));
+            m_report.Finding(Format("left out: {} of 2 GiB or more", Counted(m_tooLarge, "frame")));
         ReportRows();
         ReportKeyFrames();
         if (m_video.emptyChunks != 0)
-            m_report.Finding(fmt::format("left out: {} without data, by which some programs repeat a frame",
-                                         Counted(m_video.emptyChunks, "frame")));
+            m_report.Finding(Format("left out: {} without data, by which some programs repeat a frame",
+                                    Counted(m_video.emptyChunks, "frame")));
     }
 
     // Rows are turned around only where a frame is as large as they are together.
@@ -162,9 +161,9 @@ private:
             std::ranges::count_if(m_video.chunks, [bytes](auto& frame) { return frame.size != bytes; }));
         m_report.Note("the rows of its pictures, which come from the top, are stored from the bottom");
         if (others != 0)
-            m_report.Finding(fmt::format("still with rows from the top: {} that {} not the {} of all rows",
-                                         Counted(others, "frame"), others == 1 ? "has" : "have",
-                                         Counted(bytes, "byte")));
+            m_report.Finding(Format("still with rows from the top: {} that {} not the {} of all rows",
+                                    Counted(others, "frame"), others == 1 ? "has" : "have",
+                                    Counted(bytes, "byte")));
     }
 
     // What an index says that is still there. Without one, or without the headers, nothing is known.
@@ -201,8 +200,7 @@ private:
         m_audio = std::move(m_scan.streams.at({*m_audioStream, EKrStreamKind::Audio}));
         const uint64_t cut = CutBrokenSamples(m_audio, m_format.Format().audio->blockAlign);
         if (cut != 0)
-            m_report.Finding(
-                fmt::format("left out: {} of samples that the damage cut", Counted(cut, "byte")));
+            m_report.Finding(Format("left out: {} of samples that the damage cut", Counted(cut, "byte")));
     }
 
     // The written file starts all its streams together.
@@ -222,23 +220,23 @@ private:
             if (isTaken || stream.chunks.empty())
                 continue;
             const std::string text =
-                fmt::format("left out: stream {} with {}", number,
-                            Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk"));
+                Format("left out: stream {} with {}", number,
+                       Counted(stream.chunks.size(), std::string(KindName(kind)) + " chunk"));
             const bool isChosen = kind == EKrStreamKind::Video ? m_options.video.has_value()
                                                                : m_options.noAudio || m_options.audio;
             if (isChosen)
                 m_report.Note(text);
             else
-                m_report.Finding(fmt::format("{}; --{} {} takes it instead", text, KindName(kind), number));
+                m_report.Finding(Format("{}; --{} {} takes it instead", text, KindName(kind), number));
         }
         if (m_scan.otherChunks != 0)
-            m_report.Finding(fmt::format("left out: {} of streams that are neither video nor audio",
-                                         Counted(m_scan.otherChunks, "chunk")));
+            m_report.Finding(Format("left out: {} of streams that are neither video nor audio",
+                                    Counted(m_scan.otherChunks, "chunk")));
         for (const SKrStreamHeader& stream : m_headers.Headers().streams)
         {
             if (stream.hasHeader && !stream.IsVideo() && !stream.IsAudio())
-                m_report.Finding(fmt::format("left out: stream {}, which is '{}', neither video nor audio",
-                                             stream.number, FourCcText(stream.type)));
+                m_report.Finding(Format("left out: stream {}, which is '{}', neither video nor audio",
+                                        stream.number, FourCcText(stream.type)));
         }
     }
 
@@ -280,8 +278,8 @@ private:
         if (cutChunks != 0)
             m_report.Finding("lost because their data are not there in full: " + Counted(cutChunks, "chunk"));
         if (m_scan.bytesSkipped != 0)
-            m_report.Finding(fmt::format("in no whole chunk: {} at {}", Counted(m_scan.bytesSkipped, "byte"),
-                                         Counted(m_scan.damageCount, "place")));
+            m_report.Finding(Format("in no whole chunk: {} at {}", Counted(m_scan.bytesSkipped, "byte"),
+                                    Counted(m_scan.damageCount, "place")));
     }
 
     const SKrRecoverOptions& m_options;

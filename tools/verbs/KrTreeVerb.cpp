@@ -1,4 +1,5 @@
 // kravi tree: the chunks of a file, level by level.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -9,7 +10,6 @@
 #include "tools/input/KrChunkWalk.h"
 #include "tools/input/KrFileFindings.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -23,8 +23,8 @@ const SKrVerbHelp kTreeHelp = {
     "The chunks of the file",
     {
         "Long rows of chunks are summed up behind the first ones, see --run and --all.",
-        "Findings: chunks that reach behind the end of the file or of the list around them; lists too deep "
-        "to be entered; more chunks than --limit; and what is wrong with the file as a whole (see info).",
+        R"(Findings: chunks that reach behind the end of the file or of the list around them; lists too deep to
+        be entered; more chunks than --limit; and what is wrong with the file as a whole (see info).)",
     },
     {
         "kravi tree clip.avi --depth 2",
@@ -48,7 +48,7 @@ constexpr uint32_t kRec = FourCc('r', 'e', 'c', ' ');
 
 std::string RowText(uint64_t position, uint64_t size, size_t level, const std::string& text)
 {
-    return fmt::format("{:>14}{:>12}  {:{}}{}\n", position, size, "", 2 * level, text);
+    return Format("{:>14}{:>12}  {:{}}{}\n", position, size, "", 2 * level, text);
 }
 
 // What stands in long rows in a file: data chunks, whatever their ids, and groups of them.
@@ -91,11 +91,11 @@ public:
 
     std::string AsText(uint64_t position, size_t level) const
     {
-        std::string text = fmt::format("... {}:", Counted(m_chunks, "chunk"));
+        std::string text = Format("... {}:", Counted(m_chunks, "chunk"));
         for (const SKrCount& count : m_counts)
-            text += fmt::format(" {} '{}',", count.chunks, count.id);
+            text += Format(" {} '{}',", count.chunks, count.id);
         if (m_others != 0)
-            text += fmt::format(" {} others,", m_others);
+            text += Format(" {} others,", m_others);
         text.pop_back();
         return RowText(position, m_bytes, level, text);
     }
@@ -128,8 +128,8 @@ struct SKrFaults
     void ReportAs(const std::string& text, CKrReport& report) const
     {
         if (count != 0)
-            report.Finding(fmt::format("{}: {}, the first at position {}", text, Counted(count, "chunk"),
-                                       firstPosition));
+            report.Finding(
+                Format("{}: {}, the first at position {}", text, Counted(count, "chunk"), firstPosition));
     }
 };
 
@@ -245,9 +245,9 @@ private:
             return;
         }
         const std::string type =
-            IsContainer(chunk) ? fmt::format(" '{}'", FourCcText(chunk.fccType)) : std::string();
+            IsContainer(chunk) ? Format(" '{}'", FourCcText(chunk.fccType)) : std::string();
         m_report.Row({}, RowText(HeaderPosition(chunk), chunk.cksize, depth,
-                                 fmt::format("'{}'{}", FourCcText(chunk.ckid), type)));
+                                 Format("'{}'{}", FourCcText(chunk.ckid), type)));
     }
 
     void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
@@ -282,10 +282,10 @@ private:
         m_sizeUnset.ReportAs("of a size that was never filled in", m_report);
         m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
         m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
-        m_tooDeep.ReportAs(fmt::format("not entered on level {}", kDeepestLevel), m_report);
+        m_tooDeep.ReportAs(Format("not entered on level {}", kDeepestLevel), m_report);
         if (m_budget.Exceeded())
             m_report.Finding(
-                fmt::format("the file has more than {} chunks; the others are left out", m_options.limit));
+                Format("the file has more than {} chunks; the others are left out", m_options.limit));
     }
 
     const CKrAviFile& m_file;

@@ -1,4 +1,5 @@
 // kravi verify: what is wrong with the structure of a file.
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -7,7 +8,6 @@
 #include "tools/command/KrVerbs.h"
 #include "tools/verify/KrVerify.h"
 
-#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -20,14 +20,12 @@ const SKrVerbHelp kVerifyHelp = {
     "verify",
     "Check the structure of the file: every byte, header values, indexes",
     {
-        "Walks all chunk headers and compares sizes, headers, 'idx1', OpenDML indexes and private chunks "
-        "with what "
-        "is there. Each result has a code that stays the same, a severity (error: readers fail or lose data; "
-        "warning: some programs trip over it; note: worth knowing), the places in the file, and a hint. Of "
-        "many "
-        "places with the same code the first five are shown. --list-checks tells all codes.",
-        "Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not "
-        "looked at.",
+        R"(Walks all chunk headers and compares sizes, headers, 'idx1', OpenDML indexes and private chunks with
+        what is there. Each result has a code that stays the same, a severity (error: readers fail or lose
+        data; warning: some programs trip over it; note: worth knowing), the places in the file, and a hint.
+        Of many places with the same code the first five are shown. --list-checks tells all codes.)",
+        R"(Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not
+        looked at.)",
     },
     {
         "kravi verify clip.avi",
@@ -54,8 +52,8 @@ void ListChecks(CKrReport& report)
 {
     report.BeginRows("checks", "");
     for (const SKrCheck& check : AllChecks())
-        report.Row(CheckJson(check), fmt::format("{} ({})\n  {}.\n  {}.\n", check.code,
-                                                 SeverityName(check.severity), check.meaning, check.hint));
+        report.Row(CheckJson(check), Format("{} ({})\n  {}.\n  {}.\n", check.code,
+                                            SeverityName(check.severity), check.meaning, check.hint));
     report.EndRows();
 }
 
@@ -72,14 +70,14 @@ Json ResultJson(const SKrCheck& check, const SKrCheckResult& result)
 
 std::string ResultText(const SKrCheck& check, const SKrCheckResult& result)
 {
-    std::string text = fmt::format("{} {}: {}", SeverityName(check.severity), check.code, check.meaning);
-    text += result.count > 1 ? fmt::format(" ({} times).\n", result.count) : ".\n";
+    std::string text = Format("{} {}: {}", SeverityName(check.severity), check.code, check.meaning);
+    text += result.count > 1 ? Format(" ({} times).\n", result.count) : ".\n";
     for (const SKrPlace& place : result.places)
-        text += fmt::format("  at {}: expected {}, found {}\n", place.offset, place.what.expected,
-                            place.what.found);
+        text +=
+            Format("  at {}: expected {}, found {}\n", place.offset, place.what.expected, place.what.found);
     if (result.count > result.places.size())
-        text += fmt::format("  and {} more\n", result.count - result.places.size());
-    return fmt::format("{}  {}.\n", text, check.hint);
+        text += Format("  and {} more\n", result.count - result.places.size());
+    return Format("{}  {}.\n", text, check.hint);
 }
 
 // Prints the results, the worst first, and returns how many codes of each severity there are.
@@ -143,7 +141,7 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
     report.Fact("counts", {{"errors", errors}, {"warnings", warnings}, {"notes", notes}});
     if (errors + warnings != 0)
         report.Finding(
-            fmt::format("{} of error, {} of warning", Counted(errors, "kind"), Counted(warnings, "kind")));
+            Format("{} of error, {} of warning", Counted(errors, "kind"), Counted(warnings, "kind")));
 }
 } // namespace
 

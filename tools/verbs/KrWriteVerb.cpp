@@ -19,11 +19,11 @@ const SKrVerbHelp kWriteHelp = {
     "write",
     "Make an AVI file from pictures and sound",
     {
-        "PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one "
-        "file with all frames. Numbers go up from --start to the first one that is missing.",
-        "JPEG pictures are stored as they are, as 'MJPG'. Raw pictures are stored as uncompressed frames: "
-        "16, 24 or 32 bits in the order of Windows bitmaps; rows are put into the order and the padding of "
-        "such frames. With --codec they are stored as they are.",
+        R"(PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one file
+        with all frames. Numbers go up from --start to the first one that is missing.)",
+        R"(JPEG pictures are stored as they are, as 'MJPG'. Raw pictures are stored as uncompressed frames: 16,
+        24 or 32 bits in the order of Windows bitmaps; rows are put into the order and the padding of such
+        frames. With --codec they are stored as they are.)",
         "The pixel aspect ratio is stored from --display-width; without it pixels are square.",
     },
     {

@@ -2,11 +2,10 @@
 #include "format/KrAviHeaders.h"
 #include "format/KrBytes.h"
 #include "format/KrFourCC.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrVerify.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -41,10 +40,10 @@ void CheckFlags(const SKrVerifyContext& context, const SKrMainHeader& header, ui
     const bool hasIndex = HasAnyIndex(context.model);
     if (hasIndex && (header.flags & kAvifHasIndex) == 0)
         context.results.Add(EKrCheck::AvihNoIndexFlag, position + kFlagsAt, "the flag 16",
-                            fmt::format("flags {}", header.flags));
+                            Format("flags {}", header.flags));
     if (!hasIndex && (header.flags & kMustUseIndex) != 0)
         context.results.Add(EKrCheck::AvihMustUseIndex, position + kFlagsAt, "an index",
-                            fmt::format("flags {}", header.flags));
+                            Format("flags {}", header.flags));
 }
 
 void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
@@ -54,9 +53,9 @@ void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, u
         header.totalFrames != video.chunksInFirstSegment)
         context.results.Add(EKrCheck::AvihFrames, position + kFramesAt,
                             video.chunks == video.chunksInFirstSegment
-                                ? fmt::to_string(video.chunks)
-                                : fmt::format("{} or {}", video.chunks, video.chunksInFirstSegment),
-                            fmt::to_string(header.totalFrames));
+                                ? std::to_string(video.chunks)
+                                : Format("{} or {}", video.chunks, video.chunksInFirstSegment),
+                            std::to_string(header.totalFrames));
 }
 
 void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
@@ -69,8 +68,8 @@ void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, 
     const int64_t height = std::abs(int64_t{format.height});
     if (int64_t{header.width} != format.width || int64_t{header.height} != height)
         context.results.Add(EKrCheck::AvihPictureSize, position + kWidthAt,
-                            fmt::format("{} x {}", format.width, height),
-                            fmt::format("{} x {}", header.width, header.height));
+                            Format("{} x {}", format.width, height),
+                            Format("{} x {}", header.width, header.height));
 }
 
 // Truncated and rounded values are both right.
@@ -88,7 +87,7 @@ void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header
     const uint64_t wanted = 1000000 * scale / rate;
     if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
         context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
-                            fmt::format("{} microseconds", wanted), fmt::to_string(header.microSecPerFrame));
+                            Format("{} microseconds", wanted), std::to_string(header.microSecPerFrame));
 }
 
 void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position)
@@ -97,8 +96,8 @@ void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, u
     for (const SKrVerifyStream& stream : context.model.streams)
         largest = std::max(largest, stream.largest);
     if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
-        context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt,
-                            fmt::format("{} at least", largest), fmt::to_string(header.suggestedBufferSize));
+        context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt, Format("{} at least", largest),
+                            std::to_string(header.suggestedBufferSize));
 }
 
 void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)

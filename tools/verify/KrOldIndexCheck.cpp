@@ -1,11 +1,10 @@
 // 'idx1' against the chunks of its segment.
 #include "format/KrAviIndexes.h"
 #include "format/KrFourCC.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrIndexEntries.h"
-
-#include <fmt/format.h>
 
 #include <array>
 #include <map>
@@ -77,13 +76,13 @@ private:
                          return ++looked < kEntriesForBase;
                      });
         const size_t way = static_cast<size_t>(std::ranges::max_element(hits) - hits.begin());
-        const std::string wanted = movi ? fmt::format("offsets from {}", *movi) : "offsets from movi";
+        const std::string wanted = movi ? Format("offsets from {}", *movi) : "offsets from movi";
         if (way == 1)
             m_results.Add(isMarked ? EKrCheck::Idx1OffsetsMarked : EKrCheck::Idx1OffsetsAbsolute,
                           m_index.Data(), wanted, "offsets from 0");
         else if (way == 2)
             m_results.Add(EKrCheck::Idx1BaseUnusual, m_index.Data(), wanted,
-                          fmt::format("offsets from {}", static_cast<int64_t>(bases[2])));
+                          Format("offsets from {}", static_cast<int64_t>(bases[2])));
         return bases[way];
     }
 
@@ -148,10 +147,9 @@ private:
         else if (m_strays.IdAt(target) == entry.chunkId)
             check = EKrCheck::Idx1EntryInChunk;
         m_results.Add(check, position,
-                      [&]() -> SKrExpectation
-                      {
+                      [&]() -> SKrExpectation {
                           return {"a chunk " + FourCcText(entry.chunkId),
-                                  fmt::format("offset {}, position {}", entry.offset, target)};
+                                  Format("offset {}, position {}", entry.offset, target)};
                       });
     }
 
@@ -161,11 +159,10 @@ private:
         if (entry.size != chunk.size)
             m_results.Add(EKrCheck::Idx1SizeDiffers, position, Numbers(chunk.size, entry.size));
         if (tag.stream != chunk.stream || tag.content != chunk.kind)
-            m_results.Add(
-                EKrCheck::Idx1IdDiffers, position,
-                [&]() -> SKrExpectation {
-                    return {fmt::format("an id of stream {}", chunk.stream), FourCcText(entry.chunkId)};
-                });
+            m_results.Add(EKrCheck::Idx1IdDiffers, position,
+                          [&]() -> SKrExpectation {
+                              return {Format("an id of stream {}", chunk.stream), FourCcText(entry.chunkId)};
+                          });
         if ((chunk.marks & SKrDataChunk::kInIdx1) != 0)
             m_results.Add(EKrCheck::Idx1OffsetRepeated, position,
                           FoundPosition("another chunk", chunk.position));
@@ -197,7 +194,7 @@ private:
     {
         for (const auto& [stream, counts] : m_keys)
         {
-            const std::string name = fmt::format("stream {}", stream);
+            const std::string name = Format("stream {}", stream);
             if (counts.content == EKrContent::Audio && counts.keys == 0)
                 m_results.Add(EKrCheck::Idx1SoundNotKey, counts.firstPosition, "key frames", name);
             if (counts.content != EKrContent::Video)
@@ -219,7 +216,7 @@ private:
             if (isWanted && (chunk->marks & SKrDataChunk::kInIdx1) == 0)
                 m_results.Add(EKrCheck::Idx1ChunkMissing, chunk->position,
                               [&]() -> SKrExpectation {
-                                  return {"an entry", fmt::format("a chunk of stream {}", chunk->stream)};
+                                  return {"an entry", Format("a chunk of stream {}", chunk->stream)};
                               });
         }
     }

@@ -2,11 +2,10 @@
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
 #include "format/KrFourCC.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrStandardIndexCheck.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -47,8 +46,8 @@ public:
             !IsSubTypeKnown(head.indexSubType))
         {
             m_results.Add(EKrCheck::IndxShape, m_index.Data(), "4 words, sub-type 0, type 0",
-                          fmt::format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
-                                      head.indexType));
+                          Format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
+                                 head.indexType));
             return;
         }
         CheckHead(head);
@@ -67,15 +66,15 @@ private:
         const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
         if (!tag || tag->stream != m_number)
             m_results.Add(EKrCheck::IndxIdDiffers, m_index.Data() + kSuperChunkIdAt,
-                          fmt::format("an id of stream {}", m_number), FourCcText(head.streamChunkId));
+                          Format("an id of stream {}", m_number), FourCcText(head.streamChunkId));
         if (head.reserved[0] != 0 || head.reserved[1] != 0 || head.reserved[2] != 0)
             m_results.Add(EKrCheck::IndxReserved, m_index.Data() + kReservedAt, "zeros", "other bytes");
         if (head.entriesInUse == 0 && m_stream.chunks != 0)
             m_results.Add(EKrCheck::IndxEmpty, m_index.Data() + kSuperEntriesAt,
                           "entries for " + Counted(m_stream.chunks, "chunk"), "none");
         if (head.entriesInUse > Room())
-            m_results.Add(EKrCheck::IndxCount, m_index.Data() + kSuperEntriesAt,
-                          fmt::format("{} at most", Room()), fmt::to_string(head.entriesInUse));
+            m_results.Add(EKrCheck::IndxCount, m_index.Data() + kSuperEntriesAt, Format("{} at most", Room()),
+                          std::to_string(head.entriesInUse));
     }
 
     uint64_t Room() const { return (m_index.size - kSuperHeadSize) / SKrSuperIndexEntry::kEncodedSize; }
@@ -193,7 +192,7 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
         (chunk.marks & SKrDataChunk::kInIx) == 0)
         context.results.Add(EKrCheck::IxChunkMissing, chunk.position,
                             [&]() -> SKrExpectation {
-                                return {"an entry", fmt::format("a chunk of stream {}", chunk.stream)};
+                                return {"an entry", Format("a chunk of stream {}", chunk.stream)};
                             });
     const bool isKeyInIdx1 = (chunk.marks & SKrDataChunk::kKeyInIdx1) != 0;
     const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
@@ -224,7 +223,7 @@ void CheckKeyFrames(const SKrVerifyContext& context)
         if (context.model.streams[stream].type == kFccVids && counts[stream].entries != 0 &&
             counts[stream].keys == 0)
             context.results.Add(EKrCheck::IxNoKeyFrame, context.model.streams[stream].position, "a key frame",
-                                fmt::format("none in stream {}", stream));
+                                Format("none in stream {}", stream));
     }
 }
 } // namespace

@@ -1,10 +1,9 @@
 // The private chunks.
 #include "format/KrLimits.h"
 #include "format/KrPrivateChunks.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrVerify.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -33,7 +32,7 @@ SKrPrivateFields FieldsOf(const SKrVerifyContext& context, const SKrPlacedChunk&
 
 std::string AspectText(const SKrPixelAspect& aspect)
 {
-    return fmt::format("{}:{}", aspect.horizontal, aspect.vertical);
+    return Format("{}:{}", aspect.horizontal, aspect.vertical);
 }
 
 SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk& chunk,
@@ -52,7 +51,7 @@ SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk
                     Counted(chunk.chunk.size, "byte"));
     if (values.scanMode && *values.scanMode > 2 && *values.scanMode != kNoScanModeByte)
         results.Add(EKrCheck::PrivateScanMode, values.position + *kind.scanModeAt, "0, 1, 2 or 255",
-                    fmt::to_string(*values.scanMode));
+                    std::to_string(*values.scanMode));
     if (values.aspect && (values.aspect->horizontal == 0 || values.aspect->vertical == 0))
         results.Add(EKrCheck::PrivateAspectZero, values.position + *kind.aspectAt, "two numbers above 0",
                     AspectText(*values.aspect));
@@ -69,7 +68,7 @@ void Compare(const SKrVerifyContext& context, const KrPrivateFields& all)
         if (first.scanMode && other.scanMode && *first.scanMode != *other.scanMode)
             context.results.Add(EKrCheck::PrivateModesDiffer,
                                 other.position + *kPrivateChunkKinds[kind].scanModeAt,
-                                fmt::to_string(*first.scanMode), fmt::to_string(*other.scanMode));
+                                std::to_string(*first.scanMode), std::to_string(*other.scanMode));
     }
     for (size_t kind = 1; kind < all.size(); ++kind)
     {

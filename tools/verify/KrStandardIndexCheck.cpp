@@ -1,10 +1,9 @@
 #include "tools/verify/KrStandardIndexCheck.h"
 
 #include "format/KrBytes.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChunkKinds.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -45,17 +44,17 @@ bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stre
     const uint16_t words = WordsOf(head.indexSubType);
     if (words == 0 || head.longsPerEntry != words || head.indexType != kIndexOfChunks)
     {
-        m_results.Add(EKrCheck::IxShape, index.Data(), "2 words, sub-type 0, type 1",
-                      fmt::format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
-                                  head.indexType));
+        m_results.Add(
+            EKrCheck::IxShape, index.Data(), "2 words, sub-type 0, type 1",
+            Format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType, head.indexType));
         return false;
     }
     if (head.indexSubType == kIndexSubType64Bit)
         m_results.Add(EKrCheck::IxWide, index.Data() + 2, "sub-type 0", "sub-type 16");
     const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());
     if (!tag || tag->stream != stream)
-        m_results.Add(EKrCheck::IxIdDiffers, index.Data() + kChunkIdAt,
-                      fmt::format("an id of stream {}", stream), FourCcText(head.streamChunkId));
+        m_results.Add(EKrCheck::IxIdDiffers, index.Data() + kChunkIdAt, Format("an id of stream {}", stream),
+                      FourCcText(head.streamChunkId));
     return true;
 }
 
@@ -81,8 +80,8 @@ SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint3
     const size_t entrySize = static_cast<size_t>(head.longsPerEntry) * kWordSize;
     const uint64_t room = (index.size - kHeadSize) / entrySize;
     if (head.entriesInUse > room)
-        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, fmt::format("{} at most", room),
-                      fmt::to_string(head.entriesInUse));
+        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, Format("{} at most", room),
+                      std::to_string(head.entriesInUse));
     const uint32_t sampleSize =
         stream < m_context.model.streams.size() ? m_context.model.streams[stream].sampleSize : 0;
     const uint64_t count = std::min<uint64_t>(head.entriesInUse, room);
@@ -139,11 +138,10 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
         if (tag && tag->stream == stream)
             check = EKrCheck::IxEntryInChunk;
     }
-    m_results.Add(check, position,
-                  [&]() -> SKrExpectation
-                  {
-                      return {fmt::format("the data of a chunk of stream {}", stream),
-                              fmt::format("position {}", entry.target)};
-                  });
+    m_results.Add(
+        check, position,
+        [&]() -> SKrExpectation {
+            return {Format("the data of a chunk of stream {}", stream), Format("position {}", entry.target)};
+        });
 }
 } // namespace KrTool

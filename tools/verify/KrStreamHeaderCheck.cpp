@@ -1,11 +1,10 @@
 // 'strh' and 'strf' of each stream, against each other and against the content.
 #include "format/KrAviHeaders.h"
 #include "format/KrFourCC.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrFormatTags.h"
 #include "tools/verify/KrVerify.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -34,7 +33,7 @@ class CKrStreamCheck
 public:
     CKrStreamCheck(const SKrVerifyContext& context, const SKrVerifyStream& stream, size_t number)
         : m_context(context), m_results(context.results), m_stream(stream),
-          m_name(fmt::format("stream {}", number))
+          m_name(Format("stream {}", number))
     {
     }
 
@@ -83,8 +82,8 @@ private:
             m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kRateAt, "a rate", "0");
         if (m_header.suggestedBufferSize != 0 && m_header.suggestedBufferSize < m_stream.largest)
             m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kStreamBufferAt,
-                          fmt::format("{} at least", m_stream.largest),
-                          fmt::to_string(m_header.suggestedBufferSize));
+                          Format("{} at least", m_stream.largest),
+                          std::to_string(m_header.suggestedBufferSize));
         if (chunk.size >= full && m_stream.chunks != 0)
             CheckLength(chunk);
     }
@@ -116,14 +115,14 @@ private:
             return;
         }
         if (format.size < kFull || format.size > chunk.size)
-            m_results.Add(EKrCheck::StrfOwnSize, chunk.Data(), fmt::format("40 to {}", chunk.size),
-                          fmt::to_string(format.size));
+            m_results.Add(EKrCheck::StrfOwnSize, chunk.Data(), Format("40 to {}", chunk.size),
+                          std::to_string(format.size));
         if (format.width <= 0 || format.height == 0)
             m_results.Add(EKrCheck::StrfPictureSize, chunk.Data() + 4, "a width and a height",
-                          fmt::format("{} x {}", format.width, format.height));
+                          Format("{} x {}", format.width, format.height));
         else if (format.height < 0)
             m_results.Add(EKrCheck::StrfTopDown, chunk.Data() + 8, "a positive height",
-                          fmt::to_string(format.height));
+                          std::to_string(format.height));
         if (format.bitCount == 0)
             m_results.Add(EKrCheck::StrfBitCount, chunk.Data() + 14, "a bit count", "0");
     }
@@ -143,13 +142,12 @@ private:
         if (chunk.size >= SKrWaveFormat::kEncodedSize &&
             format.extraSize > chunk.size - SKrWaveFormat::kEncodedSize)
             m_results.Add(EKrCheck::StrfExtraSize, chunk.Data() + kExtraSizeAt,
-                          fmt::format("{} at most", chunk.size - SKrWaveFormat::kEncodedSize),
-                          fmt::to_string(format.extraSize));
+                          Format("{} at most", chunk.size - SKrWaveFormat::kEncodedSize),
+                          std::to_string(format.extraSize));
         if (format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
         {
-            m_results.Add(
-                EKrCheck::StrfAudioZero, chunk.Data(), "channels, sample rate and block align",
-                fmt::format("{}, {} and {}", format.channels, format.samplesPerSec, format.blockAlign));
+            m_results.Add(EKrCheck::StrfAudioZero, chunk.Data(), "channels, sample rate and block align",
+                          Format("{}, {} and {}", format.channels, format.samplesPerSec, format.blockAlign));
             return;
         }
         if (isPcm || format.formatTag == kTagFloat || format.formatTag == kTagExtensible)
@@ -171,8 +169,8 @@ private:
             Differs(EKrCheck::StrhSampleSize, header + kSampleSizeAt, format.blockAlign, m_header.sampleSize);
         const bool hasRate = m_header.rate != 0 && m_header.scale != 0;
         if (hasRate && m_header.rate != uint64_t{m_header.scale} * format.samplesPerSec)
-            m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, fmt::to_string(format.samplesPerSec),
-                          fmt::format("{} / {}", m_header.rate, m_header.scale));
+            m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, std::to_string(format.samplesPerSec),
+                          Format("{} / {}", m_header.rate, m_header.scale));
     }
 
     const SKrVerifyContext& m_context;

@@ -1,11 +1,10 @@
 #include "tools/verify/KrVerify.h"
 
 #include "format/KrFourCC.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrLayoutWalk.h"
-
-#include <fmt/format.h>
 
 #include <algorithm>
 
@@ -73,8 +72,8 @@ void CountChunks(const SKrVerifyContext& context)
             if (!streams.empty())
                 context.results.Add(EKrCheck::DataNoStream, chunk.position,
                                     [&]() -> SKrExpectation {
-                                        return {fmt::format("a stream below {}", streams.size()),
-                                                fmt::format("stream {}", chunk.stream)};
+                                        return {Format("a stream below {}", streams.size()),
+                                                Format("stream {}", chunk.stream)};
                                     });
             continue;
         }

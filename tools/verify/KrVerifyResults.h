@@ -3,10 +3,9 @@
 #ifndef KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
 #define KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/verify/KrChecks.h"
-
-#include <fmt/format.h>
 
 #include <array>
 #include <cstdint>
@@ -34,7 +33,7 @@ inline auto Numbers(uint64_t expected, uint64_t found, const char* lead = "")
 {
     return [=]() -> SKrExpectation
     {
-        return {fmt::format("{}{}", lead, expected), fmt::format("{}{}", lead, found)};
+        return {Format("{}{}", lead, expected), Format("{}{}", lead, found)};
     };
 }
 
@@ -50,7 +49,7 @@ inline auto FoundPosition(const char* expected, uint64_t position)
 {
     return [=]() -> SKrExpectation
     {
-        return {expected, fmt::format("position {}", position)};
+        return {expected, Format("position {}", position)};
     };
 }
 

@@ -7,31 +7,23 @@ page readers. The launcher, such as an emulator, is put before both programs. En
 """
 
 import contextlib
+import glob
+import importlib
 import os
 import subprocess
 import sys
 
 import cases_concat
 import cases_cut
-import cases_extract
-import cases_files
-import cases_hash
-import cases_hostile
-import cases_interruption
 import cases_manual
-import cases_map
-import cases_paths
-import cases_progress
-import cases_recover
-import cases_report
-import cases_start
-import cases_verify
 import cases_write
 from kravi_runner import run_cases
 
 
-CASES = [cases_files, cases_report, cases_hash, cases_extract, cases_write, cases_cut, cases_concat, cases_recover, cases_start, cases_verify, cases_map,
-         cases_hostile, cases_manual, cases_progress, cases_interruption, cases_paths]
+def all_cases():
+    """The modules cases_*.py beside this file."""
+    paths = sorted(glob.glob(os.path.join(os.path.dirname(os.path.abspath(__file__)), "cases_*.py")))
+    return [importlib.import_module(os.path.basename(path)[:-len(".py")]) for path in paths]
 
 
 @contextlib.contextmanager
@@ -56,7 +48,7 @@ def main(arguments):
     program, checker = (os.path.abspath(path) for path in arguments[:2])
     launcher = [argument for argument in arguments[2:] if argument not in ("--writing", "--no-shells")]
     cases_manual.tools_are_asked = "--no-shells" not in arguments
-    cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else CASES
+    cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else all_cases()
     with kept_awake(launcher):
         passed, failed, held = run_cases(cases, launcher, program, checker, os.cpu_count())
     print(f"{held} JSON objects held against their schemas")

@@ -1,5 +1,5 @@
 // The verbs of the command line. Each lies in a file of its own in tools/verbs, with its options, its help
-// and what it does, and puts itself into the table here.
+// and what it does, and puts itself into the table. A new one is a declaration and a place in the list here.
 #ifndef KR_TOOLS_COMMAND_KRVERBS_H
 #define KR_TOOLS_COMMAND_KRVERBS_H
 
@@ -21,6 +21,11 @@ void AddConcatVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
 void AddManVerb(CKrVerbTable& verbs);
 void AddCompletionVerb(CKrVerbTable& verbs);
+
+// In the order of the help.
+inline constexpr void (*kVerbs[])(CKrVerbTable&) = {
+    AddInfoVerb,  AddTreeVerb,   AddIndexVerb, AddVerifyVerb, AddMapVerb,     AddHashVerb, AddExtractVerb,
+    AddWriteVerb, AddRewrapVerb, AddCutVerb,   AddConcatVerb, AddRecoverVerb, AddManVerb,  AddCompletionVerb};
 } // namespace KrTool
 
 #endif

@@ -51,7 +51,7 @@ Json CheckJson(const SKrCheck& check)
 void ListChecks(CKrReport& report)
 {
     report.BeginRows("checks", "");
-    for (const SKrCheck& check : AllChecks())
+    for (const SKrCheck& check : kChecks)
         report.Row(CheckJson(check), Format("{} ({})\n  {}.\n  {}.\n", check.code,
                                             SeverityName(check.severity), check.meaning, check.hint));
     report.EndRows();
@@ -87,7 +87,7 @@ std::array<uint64_t, 3> ReportResults(const CKrVerifyResults& results, CKrReport
     report.BeginRows("results", "");
     for (const EKrSeverity severity : {EKrSeverity::Error, EKrSeverity::Warning, EKrSeverity::Note})
     {
-        for (const SKrCheck& check : AllChecks())
+        for (const SKrCheck& check : kChecks)
         {
             const SKrCheckResult& result = results.Of(check.check);
             if (check.severity != severity || result.count == 0)

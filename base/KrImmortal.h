@@ -1,5 +1,5 @@
 // Holder of a process-wide object that is never destroyed, so that no thread and no static destructor of a
-// host can meet it torn down. What the object holds at the end must be given back by other means.
+// host can see it destroyed. What the object holds at the end must be released by other means.
 #ifndef KR_BASE_KRIMMORTAL_H
 #define KR_BASE_KRIMMORTAL_H
 

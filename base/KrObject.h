@@ -1,4 +1,4 @@
-// Shared implementation of the reference count behind every interface.
+// Reference count shared by the implementations of all interfaces.
 #ifndef KR_BASE_KROBJECT_H
 #define KR_BASE_KROBJECT_H
 
@@ -34,8 +34,8 @@ public:
     }
 
 protected:
-    // Gives a reference back: 0 when it was the last one, else the count, at least 1. The count is not read
-    // again: another thread may have destroyed the object by now.
+    // Drops a reference: returns 0 when it was the last one, else the count, at least 1. The count is not
+    // read again: another thread may have destroyed the object by then.
     uint32_t DropReference()
     {
         const uint32_t before = m_references.fetch_sub(1);

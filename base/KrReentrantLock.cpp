@@ -1,6 +1,6 @@
 #include "base/KrReentrantLock.h"
 
-// No system promises anything of a mutex that ends while it is held.
+// Destroying a mutex while it is held is undefined.
 CKrReentrantLock::~CKrReentrantLock()
 {
     if (!m_mutex.try_lock())

@@ -11,7 +11,7 @@ class CKrReentrantLock
 {
 public:
     CKrReentrantLock() = default;
-    ~CKrReentrantLock(); // what the calling thread kept is left; another thread must not be inside
+    ~CKrReentrantLock(); // leaves what the calling thread still holds; no other thread may be inside
     CKrReentrantLock(const CKrReentrantLock&) = delete;
     CKrReentrantLock& operator=(const CKrReentrantLock&) = delete;
 
@@ -19,7 +19,7 @@ public:
     [[nodiscard]] bool TryEnter();
     void Leave(); // only by the thread that entered
 
-    // Entries that were not left yet; only for the thread that has entered.
+    // Entries not yet left; only for the thread that has entered.
     [[nodiscard]] int32_t Depth() const { return m_depth; }
 
 private:
@@ -40,7 +40,7 @@ private:
     CKrReentrantLock& m_lock;
 };
 
-// Waits for the lock and gives it back as it was, also when something in between kept it on purpose.
+// Waits for the lock and restores its earlier depth, even if code in between kept the lock on purpose.
 class CKrBalancedLockScope
 {
 public:
@@ -53,7 +53,7 @@ public:
     {
         while (m_lock.Depth() > m_depthBefore + 1)
             m_lock.Leave();
-        m_lock.Leave(); // past this the depth is another thread's, perhaps
+        m_lock.Leave(); // after this another thread may own the depth
     }
     CKrBalancedLockScope(const CKrBalancedLockScope&) = delete;
     CKrBalancedLockScope& operator=(const CKrBalancedLockScope&) = delete;
@@ -63,7 +63,7 @@ private:
     int32_t m_depthBefore = 0;
 };
 
-// Asks for the lock without waiting; test Entered() before doing anything that the lock guards.
+// Tries the lock without waiting; check Entered() before using anything that the lock guards.
 class CKrTryLockScope
 {
 public:
@@ -78,7 +78,7 @@ public:
 
     [[nodiscard]] bool Entered() const { return m_entered; }
 
-    // Ends the scope with the lock still held, for the exits on which hosts find the reader locked.
+    // Ends the scope with the lock still held, for the exits that leave the reader locked for hosts.
     void LeaveTheLockHeldOnPurpose() { m_entered = false; }
 
 private:

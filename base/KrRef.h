@@ -1,4 +1,4 @@
-// Owner of one reference to a counted object, for whatever has AddRef and Release.
+// Owner of one reference to a counted object: any type with AddRef and Release.
 //
 //   CKrRef<IKrRiffReader> reader;
 //   if (KrCreateRiffReader(reader.Put()) == 0)
@@ -30,7 +30,7 @@ public:
     // Takes over a reference that the caller owns.
     static CKrRef Adopt(Interface* object) { return CKrRef(object); }
 
-    // Adds a reference of its own.
+    // Adds a reference.
     static CKrRef Share(Interface* object)
     {
         if (object != nullptr)
@@ -38,7 +38,7 @@ public:
         return CKrRef(object);
     }
 
-    // Releases what it holds, and a factory writes the new reference to the address returned.
+    // Releases the current reference and returns the address for a factory's new one.
     [[nodiscard]] Interface** Put()
     {
         Reset();
@@ -50,7 +50,7 @@ public:
     Interface& operator*() const { return *m_object; }
     explicit operator bool() const { return m_object != nullptr; }
 
-    // Hands the reference to the caller.
+    // Gives up the reference to the caller.
     [[nodiscard]] Interface* Detach() { return std::exchange(m_object, nullptr); }
 
     void Reset()

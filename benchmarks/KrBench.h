@@ -1,4 +1,4 @@
-// What the benchmarks share: the input files, our reader, and a floor of bare system calls.
+// Shared by the benchmarks: the input files, our reader, and a floor of bare system calls.
 #ifndef KR_BENCHMARKS_KRBENCH_H
 #define KR_BENCHMARKS_KRBENCH_H
 
@@ -24,10 +24,10 @@ namespace KrBench
 enum class EKrFolder
 {
     Read,   // the input files
-    Written // what the benchmarks write, best kept in memory: disks come and go with other traffic
+    Written // what the benchmarks write, best kept in memory: the speed of a disk varies with other traffic
 };
 
-// The folders are named by the environment.
+// The environment names the folders.
 inline std::string PathOf(const std::string& name, EKrFolder which = EKrFolder::Read)
 {
     const char* const folder = std::getenv(which == EKrFolder::Read ? "KR_BENCH_FILES" : "KR_BENCH_OUTPUT");
@@ -77,7 +77,7 @@ private:
     int m_file;
 };
 
-// The reads that an operation of ours makes, for a floor that makes the same ones.
+// The reads that one of our operations makes, for a floor that makes the same ones.
 template <class Operation>
 std::vector<KrTest::SKrReadCall> ReadsOf(Operation&& operation)
 {
@@ -87,7 +87,7 @@ std::vector<KrTest::SKrReadCall> ReadsOf(Operation&& operation)
     return counts.Reads();
 }
 
-// Tells in the report how many calls and bytes one operation takes.
+// Reports how many calls and bytes one operation takes.
 inline void Report(benchmark::State& state, const std::vector<KrTest::SKrReadCall>& reads)
 {
     double bytes = 0;

@@ -1,7 +1,7 @@
-// One operation in a process of its own, for what is counted about a process: KrOneOperation OPERATION FILE
-// prints the resident memory before and after it and its peak, in bytes, and the entries that it produced.
-// OPERATION is open, load-video, load-audio, walk or search. The system call getppid stands before and after
-// the operation, for whoever traces.
+// One operation in its own process, for counts of a whole process: KrOneOperation OPERATION FILE prints the
+// resident memory before and after it and its peak, in bytes, and the entries that it produced. OPERATION is
+// open, load-video, load-audio, walk or search. The system call getppid marks the start and end of the
+// operation in a trace.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 

@@ -71,7 +71,7 @@ void LoadAudioOurs(benchmark::State& state, const char* name)
     }
 }
 
-// One read of 'idx1' and one pass that writes the entries, beside the calls of the open.
+// One read of 'idx1' and one pass that writes the entries, in addition to the calls of the open.
 void LoadIdx1Floor(benchmark::State& state)
 {
     const std::wstring path = WidePathOf("idx1.avi");
@@ -138,7 +138,7 @@ void LoadOdmlFloor(benchmark::State& state)
     }
 }
 
-// Reads the zeros, and what is around them.
+// Reads the zeros and their surroundings.
 void ZerosFloor(benchmark::State& state)
 {
     std::vector<uint8_t> buffer(64 * 1024);

@@ -1,6 +1,6 @@
 // The worker's processor time for a recording in real time: KrPacedRecording FILE [SECONDS] records 1080-line
 // video of 25 frames per second with sound, 500,000 bytes a frame, then writes the same bytes by bare calls,
-// and prints one line of each.
+// and prints one line for each.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 #include "tests/support/KrTestSample.h"
@@ -36,7 +36,7 @@ double Seconds(int who)
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// Of all threads but this one.
+// Of all threads except this one.
 double OtherThreads()
 {
     return Seconds(RUSAGE_SELF) - Seconds(RUSAGE_THREAD);

@@ -106,7 +106,7 @@ void WalkOurs(benchmark::State& state, const char* name)
     Report(state, ReadsOf([&](CKrRiffReader& reader) { WalkAll(reader, path); }));
 }
 
-// From header to header behind 'movi'; `read` gives the eight bytes at a position.
+// From header to header after 'movi'; `read` returns the eight bytes at a position.
 template <class Read>
 uint64_t WalkBare(uint64_t size, Read&& read)
 {

@@ -48,7 +48,7 @@ CKrRef<CKrAviWriter> OpenWriter()
     return writer;
 }
 
-// Outside of what is timed.
+// Not timed.
 void StartAnewWhenFull(benchmark::State& state, CKrRef<CKrAviWriter>& writer, uint64_t& written)
 {
     if (written <= kMostBytes)
@@ -60,7 +60,7 @@ void StartAnewWhenFull(benchmark::State& state, CKrRef<CKrAviWriter>& writer, ui
     state.ResumeTiming();
 }
 
-// Writes and bytes of one chunk, counted over many: the index and the headers have their share.
+// Writes and bytes of one chunk, averaged over many: this includes the index and the headers.
 void ReportWrites(benchmark::State& state)
 {
     constexpr int kChunks = 1000;
@@ -119,7 +119,7 @@ void DirectFloor(benchmark::State& state)
     ::close(file);
 }
 
-// 'idx1' of as many frames, written at once.
+// 'idx1' of the same number of frames, written at once.
 void CloseFloor(benchmark::State& state)
 {
     const std::vector<uint8_t> index(180'000 * 16, 1);

@@ -1,4 +1,4 @@
-// Asks a file for the scan mode and the pixel aspect ratio that it declares: AskScanMode FILE
+// Prints the scan mode and the pixel aspect ratio that a file declares: AskScanMode FILE
 #include "KrExampleMain.h"
 
 #include <KrRiffUtils/KrRiffUtils.h>
@@ -14,7 +14,7 @@ int Run(int count, const wchar_t* const* arguments)
     }
     const wchar_t* const path = arguments[1];
 
-    // The first question opens the file; the open reader is kept for the others.
+    // The first query opens the file and keeps the reader open for the others.
     EKrScanMode mode = EKrScanMode::Unknown;
     if (KrRiffUtils::GetAviScanMode(path, mode) != 0)
     {
@@ -31,6 +31,6 @@ int Run(int count, const wchar_t* const* arguments)
     else
         printf("pixel aspect ratio: not declared\n");
 
-    KrRiffUtils::ClearCache(path); // closes the file; without it, others cannot write to it
+    KrRiffUtils::ClearCache(path); // closes the file, so that others can write to it
     return 0;
 }

@@ -1,5 +1,5 @@
-// Lets the examples start in the same way everywhere: Run gets the program's arguments as wide text, which is
-// how paths cross the library's interface.
+// A common start of the examples on all systems: Run receives the program's arguments as wide text, the form
+// of paths in the library's interface.
 #ifndef KR_EXAMPLES_KREXAMPLEMAIN_H
 #define KR_EXAMPLES_KREXAMPLEMAIN_H
 
@@ -21,7 +21,7 @@ extern "C" int wmain(int count, wchar_t** arguments)
 
 int main(int count, char** arguments)
 {
-    setlocale(LC_ALL, ""); // in which the arguments are written
+    setlocale(LC_ALL, ""); // the encoding of the arguments
     std::vector<std::wstring> texts;
     for (int number = 0; number < count; ++number)
     {

@@ -1,5 +1,5 @@
-// Uses the library without linking it: LoadAtRunTime FILE
-// The factories have plain names for this. Everything else goes through the interfaces.
+// Uses the library without linking it: LoadAtRunTime FILE The factories have plain names for this. Everything
+// else is called through the interfaces.
 #include "KrExampleMain.h"
 
 #include <KrRiffUtils/KrRiffUtils.h>
@@ -55,7 +55,7 @@ int Run(int count, const wchar_t* const* arguments)
     if (create != nullptr && create(&reader) != 0)
     {
         done = PrintStreams(*reader, arguments[1]);
-        reader->Release(); // before the library goes
+        reader->Release(); // before the library is unloaded
     }
     FreeLibrary(library);
     return done ? 0 : 1;

@@ -26,7 +26,7 @@ bool ReadAll(IKrRiffReader& reader)
             printf("frame %d cannot be read\n", static_cast<int>(number));
             return false;
         }
-        bytes += entry.size; // here a player would decode the frame
+        bytes += entry.size; // a player would decode the frame here
     }
     printf("%d frames, %llu bytes\n", static_cast<int>(index.GetSize()), bytes);
     return true;

@@ -18,7 +18,7 @@ void LoadTwice(Load&& load, uint64_t size)
     }
     catch (const CInvalidArgException&)
     {
-        return; // a second pass that met more than the first
+        return; // the second pass found more than the first
     }
     const SKrLoadAnswer second = load();
     EXPECT_EQ(first.status, second.status);

@@ -1,4 +1,4 @@
-// Any bytes as a file: the queries by reader and by path agree, and nothing stays open behind them.
+// Any bytes as a file: the queries by reader and by path agree, and leave nothing open.
 #include "fuzz/KrFuzzing.h"
 #include "platform/KrPlatform.h"
 #include "reader/KrRiffReader.h"

@@ -1,4 +1,4 @@
-// Any bytes as a file: opened, walked, searched, loaded and asked, through the reader's interface.
+// Any bytes as a file: opened, walked, searched, loaded and queried, through the reader's interface.
 #include "fuzz/KrFuzzing.h"
 #include "tests/reader/HostileFileSupport.h"
 

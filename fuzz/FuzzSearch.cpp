@@ -12,7 +12,7 @@ constexpr uint32_t kIds[] = {
     0x5453494C /* LIST */, 0x46464952 /* RIFF */, 0x63643030 /* 00dc */, 0x62773130 /* 01wb */,
     0x4B4E554A /* JUNK */, 0x31786469 /* idx1 */, 0x68727473 /* strh */, 0};
 
-// What is reported must stand in the file, and lie behind the match before.
+// A reported match must be in the file, after the previous match.
 void ExpectMatch(const KrBytes& file, uint32_t id, uint32_t size, uint64_t offset, bool isContainer)
 {
     const uint64_t header = offset - 8;

@@ -1,5 +1,5 @@
-// Bytes as a script of what a host does with a writer. Every file that is closed is checked byte by byte and
-// read back.
+// Bytes as a script of a host's calls to a writer. Every file that is closed is checked byte by byte and read
+// back.
 #include "fuzz/KrFuzzing.h"
 #include "tests/writer/KrRecorder.h"
 
@@ -114,7 +114,7 @@ private:
         EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
     }
 
-    // They cost time, and so come in few scripts only.
+    // They are slow, so only a few scripts have them.
     void AddLarge()
     {
         for (int number = 0; number < 4 && m_large < kMostLarge && m_mayBeLarge; ++number, ++m_large)

@@ -1,5 +1,5 @@
-// What all fuzzers share. The tests' own checks are used as they are: one that fails ends the run, which is
-// what the fuzzer looks for.
+// Shared by all fuzzers. They use the tests' own checks: a failed check ends the run, which the fuzzer
+// reports.
 #ifndef KR_FUZZ_KRFUZZING_H
 #define KR_FUZZ_KRFUZZING_H
 
@@ -23,7 +23,7 @@ inline KrTest::KrBytes BytesOf(const uint8_t* data, size_t size)
     return KrTest::KrBytes(data, data + size);
 }
 
-// Takes values from the front of the fuzzer's bytes; zeros when there are no more.
+// Takes values from the front of the fuzzer's bytes; zeros after their end.
 class CKrScript
 {
 public:

@@ -41,7 +41,7 @@ std::vector<KrBytes> Files()
     return files;
 }
 
-// A script that uses all steps now and then.
+// A script that uses every step from time to time.
 KrBytes Script(uint32_t seed)
 {
     std::mt19937 random(seed);

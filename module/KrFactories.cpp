@@ -9,7 +9,7 @@
 
 namespace
 {
-// Stores what `make` makes, or null when memory is short.
+// Stores the object that `make` creates, or null when out of memory.
 template <class Interface, class Make>
 int Create(Interface** out, Make&& make)
 {

@@ -1,4 +1,4 @@
-// What the library does when it is unloaded.
+// Work to do when the library is unloaded.
 #include "platform/KrUnloadHook.h"
 #include "riffutils/KrReaderCache.h"
 

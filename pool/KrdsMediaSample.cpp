@@ -19,7 +19,7 @@ uint32_t CKrdsMediaSample::Release()
         return 0;
     }
     if (left == 1 && Owner() != nullptr)
-        Owner()->ReturnElement(this); // the sample may be gone behind this, or lent again
+        Owner()->ReturnElement(this); // after this the sample may be destroyed or lent again
     return left;
 }
 

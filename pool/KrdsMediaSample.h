@@ -16,7 +16,7 @@ public:
     CKrdsMediaSample() = default;
     ~CKrdsMediaSample() override;
 
-    // With one reference left, which is the pool manager's, the sample goes back to its pool.
+    // When only the pool manager's reference is left, the sample returns to its pool.
     uint32_t Release() override;
 
     void ResetElement() override;
@@ -24,7 +24,7 @@ public:
     void UnlockBuffer() override;
     uint32_t GetDataLength() override;
 
-    // Wraps another DirectShow sample in place of the one before.
+    // Wraps another DirectShow sample in place of the previous one.
     void Wrap(IMediaSample* source);
 
 private:

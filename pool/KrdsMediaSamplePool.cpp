@@ -4,7 +4,7 @@
 
 #include <new>
 
-// What the pool manager fills itself from.
+// Creates the pool manager's elements.
 class CKrdsMediaSamplePool::CKrdsMediaSampleAllocator final : public CKrObject<IKrPoolElementAllocator>
 {
 public:
@@ -27,7 +27,7 @@ bool CKrdsMediaSamplePool::SetUp(unsigned long capacity, KrManagerFactory create
 {
     const auto allocator = CKrRef<IKrPoolElementAllocator>::Adopt(new CKrdsMediaSampleAllocator);
     IKrPoolManager* manager = nullptr;
-    createManager(allocator.Get(), capacity, &manager); // the manager itself tells whether there is one
+    createManager(allocator.Get(), capacity, &manager); // success shows in the pointer
     m_manager = CKrRef<IKrPoolManager>::Adopt(manager);
     return static_cast<bool>(m_manager);
 }
@@ -39,7 +39,7 @@ int CKrdsMediaSamplePool::GetSample(unsigned long wait, IMediaSample* source, IK
     IKrPoolElement* element = nullptr;
     if (m_manager->GetElement(wait, &element) == 0)
         return 0;
-    auto* const sample = dynamic_cast<CKrdsMediaSample*>(element); // made by our own allocator
+    auto* const sample = dynamic_cast<CKrdsMediaSample*>(element); // created by our own allocator
     if (sample != nullptr)
         sample->AddRef();
     element->Release();

@@ -13,7 +13,7 @@ public:
     using KrManagerFactory = int (*)(IKrPoolElementAllocator* allocator, unsigned long capacity,
                                      IKrPoolManager** out);
 
-    // Makes the elements. False when that fails.
+    // Creates the elements. False on failure.
     [[nodiscard]] bool SetUp(unsigned long capacity, KrManagerFactory createManager = &KrCreatePoolManager);
 
     int GetSample(unsigned long wait, IMediaSample* source, IKrMediaSample** out) override;

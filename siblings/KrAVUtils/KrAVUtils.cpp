@@ -14,7 +14,7 @@ struct SKrRate
     uint32_t scale;
 };
 
-// Indexed by EKrFrameRate code. The suite's library has the table of its own, too.
+// Indexed by EKrFrameRate code. The suite's library has its own copy of the table.
 constexpr SKrRate kRates[] = {{24000, 1001}, {24, 1}, {25, 1},       {30000, 1001},
                               {30, 1},       {50, 1}, {60000, 1001}, {60, 1}};
 

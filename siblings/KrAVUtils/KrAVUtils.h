@@ -1,5 +1,5 @@
-// Stand-in for the suite's audio and video helper library. The suite's own library can take its place when
-// the program is linked.
+// Stand-in for the suite's audio and video helper library. The suite's own library can replace it at link
+// time.
 #ifndef KR_SIBLINGS_KRAVUTILS_H
 #define KR_SIBLINGS_KRAVUTILS_H
 
@@ -17,13 +17,13 @@ void KrFill32(uint32_t* to, uint32_t value, size_t count);
 
 namespace KrAudioUtils
 {
-// Converts a WAVEFORMATEX, behind which its cbSize further bytes must be readable. Returns non-zero, or 0
-// with `info` untouched when there is no channel or no sample rate.
+// Converts a WAVEFORMATEX, which must be followed by cbSize readable bytes. Returns non-zero, or 0 with
+// `info` untouched when there is no channel or no sample rate.
 int WaveFormat2KrWaveFormat(const WAVEFORMATEX* format, SKrWaveFormatInfo& info);
 
 // Number of audio sample frames that belong to the video frames [first, first + count). The cumulative count
-// up to a frame is rounded to the nearest whole number, halves up, so that nothing drifts. 0 for an unknown
-// rate.
+// up to a frame is rounded to the nearest whole number, halves up, so that no error accumulates. 0 for an
+// unknown rate.
 uint64_t GetAudioSampleCounts(const uint32_t& samplesPerSec, const EKrFrameRate& frameRate, uint32_t first,
                               uint32_t count);
 } // namespace KrAudioUtils

@@ -12,7 +12,7 @@
 
 namespace
 {
-constexpr unsigned long kWaitForEver = 0xFFFFFFFF; // and beyond, where the type has more bits
+constexpr unsigned long kWaitForEver = 0xFFFFFFFF; // and larger values, where the type has more bits
 
 struct SKrSlot
 {
@@ -20,20 +20,20 @@ struct SKrSlot
     CKrPoolMember* member;          // part of the element
 };
 
-// Elements move between lists without allocating, since they come back from inside a Release.
+// Elements move between lists without allocating, since they are returned from inside a Release.
 using KrSlots = std::list<SKrSlot>;
 
 void Destroy(KrSlots& slots)
 {
     for (SKrSlot& slot : slots)
     {
-        slot.member->SetOwner(nullptr); // to us it does not come back
+        slot.member->SetOwner(nullptr); // it will not be returned
         slot.element.Reset();
     }
 }
 
-// Two counts: the shared one keeps the object itself, with one reference for each lent element; the users'
-// tells when nobody can ask for elements any more.
+// Two counts: the shared one keeps the object alive, with one reference for each lent element; the users'
+// count reaches 0 when no more elements can be requested.
 class CKrPoolManager final : public CKrObject<IKrPoolManager>
 {
 public:
@@ -45,7 +45,7 @@ public:
             if (allocator.CreateElement(&element) == 0 || element == nullptr)
                 return false;
             auto owned = CKrRef<IKrPoolElement>::Adopt(element);
-            // Elements are made by the library's own allocator, thus by the same compiler.
+            // The library's own allocator creates the elements, so the same compiler built them.
             auto* const member = dynamic_cast<CKrPoolMember*>(element);
             if (member == nullptr)
                 return false;
@@ -94,12 +94,12 @@ public:
         KrSlots notNeeded;
         {
             const std::lock_guard guard(m_mutex);
-            // What was lent first mostly comes back first.
+            // Elements lent first are usually returned first.
             const auto slot =
                 std::find_if(m_lent.begin(), m_lent.end(),
                              [element](const SKrSlot& lent) { return lent.element.Get() == element; });
             if (slot == m_lent.end())
-                return; // it is back already
+                return; // already returned
             KrSlots& to = m_closed ? notNeeded : m_free;
             to.splice(to.end(), m_lent, slot);
         }
@@ -109,7 +109,7 @@ public:
     }
 
 private:
-    // Lets the idle elements go; those that are lent follow when they come back.
+    // Releases the idle elements; lent ones follow when they are returned.
     void Close()
     {
         KrSlots idle;

@@ -11,7 +11,7 @@
 
 namespace
 {
-// What the thread and its object share: it outlives the object when that goes on the thread itself.
+// Shared by the thread and its object: it outlives an object that is destroyed on its own thread.
 struct SKrRun
 {
     CKrMutex mutex;
@@ -40,7 +40,7 @@ public:
         return 1;
     }
 
-    // The routine waits for the lock, so that it finds m_thread complete.
+    // The routine waits for the lock, so that it sees m_thread complete.
     int Start() override
     {
         const std::lock_guard guard(m_run->mutex);

@@ -1,5 +1,5 @@
-// Stand-in for the worker thread of the suite's kernel library. The suite's own library can take its place
-// when the program is linked.
+// Stand-in for the worker thread of the suite's kernel library. The suite's own library can replace it at
+// link time.
 #ifndef KR_SIBLINGS_KRWORKERTHREAD_H
 #define KR_SIBLINGS_KRWORKERTHREAD_H
 
@@ -8,31 +8,31 @@
 #include <cstdint>
 #include <stop_token>
 
-// Runs on the thread until it returns; it should do so soon once the stop is requested.
+// Runs on the thread until it returns, which it should do soon after the stop is requested.
 using KrWorkRoutine = uint32_t (*)(void* context, std::stop_token stop);
 
-// A thread that can be started and stopped again and again. Operations that answer an int give non-zero for
-// success. Start, Stop and the waits are for one thread at a time. The routine may call them too: Start and
-// the waits answer 0 at once there.
+// A thread that can be started and stopped repeatedly. Operations that return an int return non-zero for
+// success. Start, Stop and the waits are for one thread at a time. The routine may call them too: there Start
+// and the waits return 0 at once.
 class IKrWorkerThread : public IKrUnknown
 {
 public:
-    // Priority, 0 for the normal one, and whatever else the kernel library sets up by itself. The stand-in
-    // has one kind of thread and accepts both.
+    // Priority, 0 for the normal one, and any other settings of the kernel library. The stand-in has one kind
+    // of thread and accepts both.
     virtual int SetPriority(int priority) = 0;
     virtual int UseDefaults() = 0;
 
-    // The routine of the next start.
+    // Sets the routine of the next start.
     virtual int SetWorkRoutine(KrWorkRoutine routine, void* context) = 0;
 
-    // Fails while the routine runs, without a routine, and when the system has no thread or memory to give.
+    // Fails while the routine runs, without a routine, and when the system is out of threads or memory.
     virtual int Start() = 0;
 
-    // Asks the routine to end. Only the token tells it: whoever stops a routine that waits for something else
-    // wakes it as well.
+    // Asks the routine to end, through the token only: a caller must also wake a routine that waits for
+    // something else.
     virtual void Stop() = 0;
 
-    // Waits until the routine has ended, 0xFFFFFFFF milliseconds for ever. 0 when the time was up before.
+    // Waits until the routine has ended, 0xFFFFFFFF milliseconds for ever. Returns 0 on timeout.
     virtual int WaitForEnd(uint32_t milliseconds) = 0;
 
     virtual int StopAndWait(uint32_t milliseconds) = 0;
@@ -40,8 +40,8 @@ public:
 
 inline constexpr uint32_t kKrWaitForEver = 0xFFFFFFFF;
 
-// Makes a thread that does not run yet. The last Release asks it to end and waits; on the worker's own thread
-// it leaves the routine to end by itself. 0 for a null pointer and when memory is short.
+// Creates a thread that does not run yet. The last Release asks it to end and waits; on the worker's own
+// thread it does not wait. Returns 0 for a null pointer and when out of memory.
 int KrCreateWorkerThread(int kind, IKrWorkerThread** out);
 
 #endif

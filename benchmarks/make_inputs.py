@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the files that the benchmarks read: make_inputs.py FOLDER [LARGE_FRAMES]
 
-Files that are there already stay. LARGE_FRAMES (default 150) frames of 6 MB make the file of large frames.
+Existing files are kept. LARGE_FRAMES (default 150) frames of 6 MB make the file of large frames.
 """
 
 import os
@@ -28,7 +28,7 @@ def lst(kind, *parts):
 
 
 def header(frames, streams):
-    """'hdrl' around the stream lists that are given."""
+    """'hdrl' around the given stream lists."""
     main = struct.pack("<14I", 40_000, 0, 0, 0x10, frames, 0, len(streams), 8_192, 640, 360, 0, 0, 0, 0)
     return lst(b"hdrl", chunk(b"avih", main), *streams)
 
@@ -47,7 +47,7 @@ def audio(chunks, *more):
 
 
 def data_chunks():
-    """Names and sizes in the order of the file: frames with their sound spread over them."""
+    """Names and sizes in file order: frames with the sound spread over them."""
     written = 0
     for number in range(FRAMES):
         yield b"00dc", frame_bytes(number)
@@ -80,7 +80,7 @@ def patch(file, position, number):
 
 
 class Segments:
-    """An OpenDML file of many segments, each with a standard index of each stream at its end."""
+    """An OpenDML file of many segments, each ending with a standard index of each stream."""
 
     def __init__(self, file, count):
         self.file, self.count = file, count

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Counts what one operation costs its process: processes.py PROGRAM FOLDER
+"""Counts the system calls and memory of single operations: processes.py PROGRAM FOLDER
 
-PROGRAM is KrOneOperation, FOLDER holds the input files. Each operation runs by itself for its memory and once more
+PROGRAM is KrOneOperation, FOLDER holds the input files. Each operation runs alone for its memory and once more
 under strace for its system calls.
 """
 
@@ -22,7 +22,7 @@ OPERATIONS = (
 
 
 def system_calls(command):
-    """Between the two marks that the program makes, without them."""
+    """Between the program's two marks, without them."""
     with tempfile.TemporaryDirectory() as folder:
         trace = os.path.join(folder, "trace")
         subprocess.run(["strace", "-o", trace, *command], check=True, stdout=subprocess.DEVNULL)

@@ -1,4 +1,4 @@
-# Target api: the reference of the public headers, in HTML. An item without a comment fails it.
+# Target api: the reference of the public headers, in HTML. An undocumented item fails the build.
 find_program(KR_DOXYGEN NAMES doxygen DOC "Makes the API reference")
 if(KR_DOXYGEN)
   configure_file(${PROJECT_SOURCE_DIR}/docs/api/Doxyfile.in ${CMAKE_BINARY_DIR}/Doxyfile @ONLY)

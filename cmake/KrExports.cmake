@@ -1,4 +1,4 @@
-# cmake/exports.list names every exported function. From it come the linker's version script (ELF), the module
+# cmake/exports.list names every exported function. It is the source of the linker's version script (ELF), the module
 # definition (Windows), and the list of names that the tests compare with the finished library.
 set(KR_EXPORTS_LIST ${PROJECT_SOURCE_DIR}/cmake/exports.list)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${KR_EXPORTS_LIST})
@@ -11,7 +11,7 @@ foreach(export IN LISTS kr_exports)
   string(REPLACE " " ";" export "${export}")
   list(GET export 0 itanium)
   list(GET export 1 microsoft)
-  set(own ${itanium}) # as the compiler in use decorates it
+  set(own ${itanium}) # decorated by the compiler in use
   if(MSVC)
     set(own ${microsoft})
   endif()

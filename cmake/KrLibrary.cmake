@@ -1,4 +1,4 @@
-# The library: compiled once, linked into the shared library and, for the tests of its inside, statically.
+# The library: compiled once, linked into the shared library and, for the inner tests, statically.
 add_library(KrRiffUtilsObjects OBJECT
   module/KrFactories.cpp
   module/KrModule.cpp
@@ -88,7 +88,7 @@ if(MINGW)
   set_target_properties(KrRiffUtils PROPERTIES PREFIX "" IMPORT_PREFIX "lib")
 elseif(NOT MSVC)
   target_link_options(KrRiffUtils PRIVATE -Wl,--version-script=${KR_VERSION_SCRIPT})
-  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # clang leaves what a sanitizer calls to the program
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize") # clang leaves the sanitizer's functions to the program
     target_link_options(KrRiffUtils PRIVATE -Wl,--no-undefined)
   endif()
   set_target_properties(KrRiffUtils PROPERTIES LINK_DEPENDS ${KR_VERSION_SCRIPT})

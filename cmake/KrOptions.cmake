@@ -1,4 +1,4 @@
-# Options that every target of ours is compiled with.
+# Compile options of all our targets.
 add_library(KrOptions INTERFACE)
 target_include_directories(KrOptions INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
 
@@ -12,7 +12,7 @@ target_include_directories(KrOptions INTERFACE ${PROJECT_SOURCE_DIR}/platform/${
 if(MSVC)
   target_compile_options(KrOptions INTERFACE /W4 /permissive- /utf-8)
 else()
-  # An interface has no virtual destructor under mingw, so deleting through one must not pass.
+  # An interface has no virtual destructor under mingw, so deleting through one must be an error.
   target_compile_options(KrOptions INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror=delete-non-virtual-dtor)
 endif()
 if(KR_WARNINGS_AS_ERRORS)
@@ -29,7 +29,7 @@ find_package(Threads REQUIRED)
 target_link_libraries(KrOptions INTERFACE Threads::Threads)
 
 # With KR_UNITY_BUILD the compiler sees the sources of each folder of a target as one, so that it reads their headers
-# once. Names without linkage are therefore unique in a folder. Call it once the target has its sources.
+# once. Names without linkage must therefore be unique in a folder. Call this after the target's sources are set.
 function(kr_compile_by_folder target)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ${KR_UNITY_BUILD} UNITY_BUILD_MODE GROUP)
   get_target_property(sources ${target} SOURCES)

@@ -1,4 +1,4 @@
-# What is installed, and the archive of it for Windows.
+# The installed files, and their archive for Windows.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS KrRiffUtils EXPORT KrRiffUtils
@@ -27,7 +27,7 @@ if(NOT MSVC)
   install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endif()
 
-# The import library for Microsoft's linkers beside the one for mingw. Same functions, other names.
+# The import library for Microsoft's linkers, next to the one for mingw. Same functions, other names.
 if(MINGW)
   find_program(KR_LLVM_LIB NAMES llvm-lib-19 llvm-lib-20 llvm-lib-18 llvm-lib DOC "Makes KrRiffUtils.lib")
   if(KR_LLVM_LIB)
@@ -38,7 +38,7 @@ if(MINGW)
     add_custom_target(KrMicrosoftImportLibrary ALL DEPENDS ${ms_import_library})
     install(FILES ${ms_import_library} DESTINATION ${CMAKE_INSTALL_LIBDIR})
   else()
-    message(STATUS "No llvm-lib: KrRiffUtils.lib, for Microsoft's linkers, is not made")
+    message(STATUS "No llvm-lib: KrRiffUtils.lib, for Microsoft's linkers, is not built")
   endif()
 endif()
 

@@ -16,7 +16,7 @@ import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# From the lowest to the highest. Folders of one line do not know each other.
+# From the lowest to the highest. Folders of one line must not include each other.
 LAYERS = [
     ["include"],
     ["platform"],
@@ -33,12 +33,12 @@ BACKENDS = re.compile(r"/(posix|win32)/|(Posix|Win32)(?=\.)")
 
 
 def unit(path):
-    """The name of a header and its sources; the two systems' sources of one header are one file as well."""
+    """The name of a header and its sources; the sources of one header for different systems count as one file."""
     return SOURCE.sub("", BACKENDS.sub(lambda match: "/" if match[1] else "", path))
 
 
 def folder(path):
-    """The folder of LAYERS that a file lies in; None when it is in none of them."""
+    """The folder of LAYERS that contains a file, or None."""
     names = {name for layer in LAYERS for name in layer}
     while path := os.path.dirname(path):
         if path in names:
@@ -60,11 +60,11 @@ def resolve(included, root, by_name):
     for path in (included, "include/" + included):
         if os.path.isfile(os.path.join(root, path)):
             return path
-    return by_name.get(included)  # platform's headers that CMake chooses by the system
+    return by_name.get(included)  # headers of platform/ that CMake selects for the system
 
 
 def includes(root):
-    """The files that each file includes."""
+    """The files included by each file."""
     known = list(sources(root))
     by_name = {os.path.basename(path): path for path in known if "/posix/" in path}
     by_name |= {os.path.basename(path): path for path in known if path.startswith("include/")}
@@ -86,7 +86,7 @@ def arrows_up(found):
 
 
 def circles(graph):
-    """Groups of more than one node from each of which all others of the group are reached."""
+    """The strongly connected components of more than one node."""
     order, low, stack, groups = {}, {}, [], []
 
     def visit(node):
@@ -118,7 +118,7 @@ def units(found):
 
 
 def calls(objects):
-    """Which object files need what others define, in a build folder."""
+    """The object files of a build folder, each with those whose symbols it uses."""
     defined, needed = {}, collections.defaultdict(set)
     for place, _, names in os.walk(objects):
         for name in names:
@@ -149,7 +149,7 @@ def self_test():
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--objects", help="a build's folder of object files of the library")
-    parser.add_argument("--root", default=ROOT, help="the tree to look at")
+    parser.add_argument("--root", default=ROOT, help="the tree to check")
     arguments = parser.parse_args()
     self_test()
     found = includes(arguments.root)

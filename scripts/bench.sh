@@ -2,7 +2,7 @@
 # Benchmarks against a floor of bare system calls and against libavformat: scripts/bench.sh [FILTER]. Makes its input in
 # build/bench/files (about 6 GB), runs everything nine times in random order, and prints tables in Markdown: ratios;
 # system calls and memory of single operations; the processor time of a recording in real time. With a filter, only
-# the ratios of what it names.
+# the ratios that match it.
 set -eu
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -13,7 +13,7 @@ mkdir -p build
     exit 1
 }
 python3 benchmarks/make_inputs.py build/bench/files >&2
-cat build/bench/files/*.avi >/dev/null # from here on they lie in memory, as far as there is room
+cat build/bench/files/*.avi >/dev/null # now cached in memory, as far as it suffices
 output=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo build/bench)")
 trap 'rm -rf "$output"' EXIT
 KR_BENCH_FILES=$PWD/build/bench/files KR_BENCH_OUTPUT=$output build/bench/bin/KrBenchmarks --benchmark_filter="${1:-.}" \

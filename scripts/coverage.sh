@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Lines and branches of the library that the tests reach: scripts/coverage.sh. Installs what it needs; the report of each
-# file lies in build/coverage/report.
+# Lines and branches of the library that the tests cover: scripts/coverage.sh. Installs what it needs; the report of each
+# file is in build/coverage/report.
 set -eu
 cd "$(dirname "$0")/.."
 source scripts/packages.sh

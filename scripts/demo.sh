@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# From a bare Debian 12 machine: builds kravi and writes moving pictures and sound into an AVI file with it, which is
-# read back by kravi and by ffmpeg. Then three independent programs make AVI files, which kravi takes apart and
-# copies into files of its own. Every frame, every audio byte and every position is compared. Ends with 0 only when
-# nothing differs. The results lie in build/demo.
+# On a bare Debian 12 machine: builds kravi and writes pictures and sound into an AVI file with it, which
+# kravi and ffmpeg read back. Then three independent programs make AVI files, which kravi extracts and
+# copies into new files. Every frame, every audio byte and every position is compared. Ends with 0 only when
+# nothing differs. The results are in build/demo.
 set -euo pipefail
 export LC_ALL=C # sums are listed in the order of the frames' names
 cd "$(dirname "$0")/.."
@@ -11,7 +11,7 @@ source scripts/packages.sh
 out=$PWD/build/demo
 log=$out/log.txt
 kravi=$PWD/build/linux/bin/kravi
-frames_at_once=60 # extracted frames that lie on the disk together
+frames_at_once=60 # extracted frames on the disk at the same time
 
 fail() {
     echo "FAILED: $*" >&2
@@ -24,7 +24,7 @@ prepare() {
     mkdir -p "$out"
     { cmake --preset linux && cmake --build --preset linux --target kravi; } >"$log" 2>&1 ||
         fail "the build; see $log"
-    # The file beyond one gigabyte and its copy lie here, and are gone at the end.
+    # The file beyond one gigabyte and its copy are kept here, and removed at the end.
     temp=$(mktemp -d)
     trap 'rm -rf "$temp"' EXIT
     [ "$(df --output=avail -k "$temp" | tail -n 1)" -gt 3000000 ] ||
@@ -58,9 +58,9 @@ write_and_read_back() {
         grep -q 'codec_name=pcm_s16le|codec_type=audio|nb_frames=480000' "$folder/ffprobe.txt" &&
         grep -q 'duration=10.000000' "$folder/ffprobe.txt" || fail "written file: ffprobe: $(cat "$folder/ffprobe.txt")"
     echo "kravi wrote $frames frames and 10 s of sound into $out/written.avi;"
-    echo "kravi and ffmpeg read every frame and every sample back unchanged. ffprobe says:"
+    echo "kravi and ffmpeg read every frame and every sample back unchanged. ffprobe prints:"
     sed 's/^/  | /' "$folder/ffprobe.txt"
-    echo "kravi info says:"
+    echo "kravi info prints:"
     sed -n '1,14s/^/  | /p' "$folder/info.txt"
 }
 
@@ -129,12 +129,12 @@ sound_sum() { # of all samples of an audio track, unchanged
     ffmpeg -v error -i "$1" -map "0:$2" -c copy -f s16le - | md5sum
 }
 
-# Both lists must be there, be equal, and have the expected number of lines.
+# Both lists must exist, be equal, and have the expected number of lines.
 same() {
     [ "$(wc -l <"$1")" -eq "$3" ] && [ "$3" -gt 0 ] && cmp -s "$1" "$2"
 }
 
-# compare NAME PROGRAM FILE: all comparisons of one file, and its line of the report.
+# compare NAME PROGRAM FILE: makes all comparisons of one file and prints its line of the report.
 compare() {
     local name=$1 program=$2 file=$3 count tracks=0 track folder=$out/$1
     mkdir "$folder"
@@ -163,7 +163,7 @@ compare() {
         "$(grep -c '^  form AVI' "$folder/info.txt")" "$count" "$tracks"
 }
 
-# The comparison is worth something only if it notices a single flipped bit.
+# The comparison must detect a single flipped bit.
 control() {
     local folder=$out/tracks frame
     frame=$(find "$folder/frames" -type f | sort | head -n 1)
@@ -185,7 +185,7 @@ write_and_read_back
 make_idx1 "$temp/idx1.avi"
 make_odml "$temp/odml.avi"
 make_tracks "$temp/tracks.avi"
-echo "Three AVI files are made by three independent programs; kravi and ffmpeg take them apart:"
+echo "Three AVI files are made by three independent programs; kravi and ffmpeg extract them:"
 compare idx1 MEncoder "$temp/idx1.avi"
 compare odml ffmpeg "$temp/odml.avi"
 compare tracks GStreamer "$temp/tracks.avi"
@@ -196,6 +196,6 @@ rewrapped tracks "$temp/tracks.avi" --audio 1
 echo "Copied by kravi rewrap, frames and sound unchanged:$copies"
 control
 echo "Compared: size and MD5 sum of each frame, position and size of each frame, all samples of each track."
-echo "Control: one flipped bit in one frame is noticed."
+echo "Control: one flipped bit in one frame is detected."
 mv "$temp/idx1.avi" "$temp/tracks.avi" "$out"
-echo "Done in $((SECONDS - start)) s. Files, extracted frames and sound, and kravi's reports lie in $out."
+echo "Done in $((SECONDS - start)) s. Files, extracted frames and sound, and kravi's reports are in $out."

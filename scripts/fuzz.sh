@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs each fuzzer: scripts/fuzz.sh SECONDS-OR-MINUTES [FUZZER...], such as "scripts/fuzz.sh 15" or
-# "scripts/fuzz.sh 10s reader writer". Without names all of them, two at a time. Inputs that were interesting stay in
-# build/fuzz/corpus for the next run; what breaks something lies in build/fuzz/findings. Ends with one line:
+# "scripts/fuzz.sh 10s reader writer". Without names all of them, two at a time. Interesting inputs stay in
+# build/fuzz/corpus for the next run; failing inputs are in build/fuzz/findings. Ends with one line:
 # N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."
@@ -38,7 +38,7 @@ run() {
     local executions coverage
     executions=$(awk '/stat::number_of_executed_units/ {print $2}' "$folder/$name.log")
     coverage=$(grep -aoE 'cov: [0-9]+ ft: [0-9]+' "$folder/$name.log" | tail -n 1)
-    echo "$name: ${executions:-?} executions, $coverage, $([ $code -eq 0 ] && echo 'no finding' || echo 'FOUND SOMETHING')"
+    echo "$name: ${executions:-?} executions, $coverage, $([ $code -eq 0 ] && echo 'no finding' || echo 'FAILED')"
     [ $code -eq 0 ] || tail -n 60 "$folder/$name.log"
     return $code
 }

@@ -1,4 +1,4 @@
-# Sourced by the scripts: installs Debian packages that are not there yet.
+# Sourced by the scripts: installs missing Debian packages.
 
 kr_install() {
     local missing=() package

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Builds and tests everything: the format of the sources, Linux release, Windows under Wine, address and
-# undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over what has threads.
+# undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
-#   --full    clang-tidy as well, a minute of each fuzzer, and more recordings that are killed
-# While one stage is tested the next one is compiled, at the lowest priority. Compiles through ccache where it is there.
+#   --full    clang-tidy as well, a minute of each fuzzer, and more killed recordings
+# While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."
@@ -37,7 +37,7 @@ packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PA
 [ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
-# What ccache may overlook, so that it knows sources with a precompiled header again.
+# What ccache must ignore to get hits for sources with a precompiled header.
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
     export CCACHE_SLOPPINESS=${CCACHE_SLOPPINESS-pch_defines,time_macros,include_file_mtime,include_file_ctime}
@@ -47,7 +47,7 @@ mkdir -p build
 passed=0
 failed=0
 
-# Adds "passed failed" of one report file: GoogleTest's own, or CTest's for what is no GoogleTest program.
+# Prints "passed failed" of one stage: from GoogleTest's reports, and from CTest's for all other tests.
 count_reports() {
     python3 - "$@" <<'PYTHON'
 import sys
@@ -77,12 +77,12 @@ for case in tree.parse(os.path.join(folder, "ctest.xml")).getroot().iter("testca
         passed += good
         failed += not good
     elif not good or case.get("name") not in counted:
-        failed += 1  # it crashed, did not end well, or never ran: an emulator may answer 0 all the same
+        failed += 1  # it crashed, failed, or never ran: an emulator may still return 0
 print(passed, failed)
 PYTHON
 }
 
-# Compiles a stage; the words before its name are put before the compiler.
+# Compiles a stage; the words before its name are put in front of the build command.
 build_stage() {
     local stage=${*: -1} before=("${@:1:$#-1}") kills=$linux_kills operations=$linux_operations targets=(all)
     [ "$stage" != windows ] || { kills=$windows_kills operations=$windows_operations; }
@@ -91,8 +91,8 @@ build_stage() {
         "${before[@]}" cmake --build --preset "$stage" --target "${targets[@]}"
 }
 
-# An emulator takes seconds to start its services, and ends them when its last program ends: one stays. What makes the
-# prefix starts services too, which would keep the pipe open that CTest reads; it has run before.
+# An emulator takes seconds to start its services, and ends them with its last program: keep one running. Creating the
+# prefix also starts services, which would keep the pipe open that CTest reads, so that is done before.
 test_under_wine() {
     local wine
     wine=$(command -v wine || command -v wine64)
@@ -112,15 +112,15 @@ is_compiled() {
     [[ $1 = linux || $1 = windows || $1 = asan || $1 = tsan ]]
 }
 
-built=   # the stage that is compiled, or was
-builder= # and the process that does it
+built=   # the stage compiled last, or being compiled
+builder= # its build process
 build_in_background() {
     built=$1
     build_stage nice -n 19 "$built" >"build/$built.log" 2>&1 &
     builder=$!
 }
 
-# The first of some stages that is compiled.
+# The first of the given stages that needs compiling.
 first_compiled() {
     local stage
     for stage in "$@"; do
@@ -128,7 +128,7 @@ first_compiled() {
     done
 }
 
-# Runs a stage; the names behind it are the stages that follow.
+# Runs a stage; the names after it are the stages that follow.
 run_stage() {
     local stage=$1 log="build/$1.log" next
     shift

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Turns the plain comments of a header into those that Doxygen reads: filter.py HEADER
+"""Converts the plain comments of a header to Doxygen's: filter.py HEADER
 
-The first comment of a file speaks for the file. A comment above a declaration speaks for it, and for the declarations or
-macros that follow without an empty line. One behind a declaration, with the comment lines right below, speaks for that
+The first comment of a file describes the file. A comment above a declaration describes it, and the declarations or
+macros that follow without an empty line. One after a declaration, with the comment lines right below, describes that
 one alone.
 """
 
@@ -10,14 +10,14 @@ import re
 import sys
 
 NO_DECLARATION = re.compile(r"[{}]|public:|private:|protected:|static_assert|friend|extern|using")
-COMMENT_BEHIND = re.compile(r"(?<=[;,0-9a-z)]) +//(?= )")
+TRAILING_COMMENT = re.compile(r"(?<=[;,0-9a-z)]) +//(?= )")
 
 
 class Filter:
     def __init__(self):
         self.out = []
-        self.above = []  # the comment that stands above what comes
-        self.in_macro = self.in_statement = self.is_behind = False
+        self.above = []  # the comment above the next declaration
+        self.in_macro = self.in_statement = self.is_trailing = False
 
     def line(self, line):
         text = line.strip()
@@ -29,13 +29,13 @@ class Filter:
         elif text.startswith("#"):
             self.directive(line, text)
         elif not text:
-            self.above, self.is_behind, self.in_statement = [], False, False
+            self.above, self.is_trailing, self.in_statement = [], False, False
             self.out.append(line)
         else:
             self.code(line, text)
 
     def comment(self, line):
-        if self.is_behind:
+        if self.is_trailing:
             self.out.append(line.replace("//", "///<", 1))
         else:
             self.above.append(line.replace("//", "///", 1))
@@ -48,13 +48,13 @@ class Filter:
 
     def code(self, line, text):
         if text == "{":
-            self.above = []  # spoke for the whole
+            self.above = []  # described the whole
         elif not self.in_statement and not NO_DECLARATION.match(text):
             self.out += self.above
-        self.is_behind = COMMENT_BEHIND.search(line) is not None
+        self.is_trailing = TRAILING_COMMENT.search(line) is not None
         code = text.split("//")[0].rstrip()
         self.in_statement = not code.endswith((";", "}", "{", ":", ">"))
-        self.out.append(COMMENT_BEHIND.sub(" ///<", line, count=1))
+        self.out.append(TRAILING_COMMENT.sub(" ///<", line, count=1))
 
 
 def main(path):

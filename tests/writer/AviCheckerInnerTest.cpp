@@ -1,4 +1,4 @@
-// The checker of written files sees any byte that is not as it must be.
+// The checker of written files detects any wrong byte.
 #include "tests/writer/KrRecorder.h"
 
 using namespace KrTest;
@@ -34,7 +34,7 @@ protected:
         m_checked = checked;
     }
 
-    // What no rule covers: payloads, and the data rate, which is taken from the file.
+    // Bytes that no rule covers: payloads, and the data rate, which is taken from the file.
     [[nodiscard]] bool IsChecked(uint64_t position) const
     {
         for (const auto* const chunks : {&m_checked.video, &m_checked.audio})
@@ -48,7 +48,7 @@ protected:
         return position < 36 || position >= 40;
     }
 
-    // Changes the bytes of a range one at a time; of the many zeros some are enough.
+    // Changes the bytes of a range one at a time, but only a few of the many zeros.
     size_t ChangeBytes(const SRange& range)
     {
         size_t changes = 0;
@@ -96,7 +96,7 @@ TEST_F(AviChecker, AnyChangedByteAroundALaterSegment_IsSeen)
                   4u);
 }
 
-// Such a file may hold more than it tells of, never less.
+// Such a file may hold more than it declares, never less.
 TEST_F(AviChecker, AnyChangedByteOfWhatAnUnfinishedFileTells_IsSeen)
 {
     CKrRecorder recorder(EKrWorker::None);

@@ -35,8 +35,8 @@ inline constexpr wchar_t kRecordedPath[] = L"folder/recorded.avi";
     return written;
 }
 
-// How many frames the index has that our reader finds in a file, whole or not. Before the first flush the
-// headers tell of none.
+// The number of frames in the index that our reader loads from a file, whole or not. Before the first flush
+// the headers declare none.
 [[nodiscard]] inline size_t FramesReadable(const CKrFileContent& content)
 {
     CKrMemoryFileSystem copy;
@@ -98,7 +98,7 @@ public:
         return writer->AddAudioSample(sample.Get());
     }
 
-    // A frame or block whose content tells which one it is.
+    // A frame or block whose content identifies it.
     int AddPatternVideo(size_t size) { return AddVideo(PatternBytes(0, m_videoCount++, size)); }
     int AddPatternAudio(size_t size) { return AddAudio(PatternBytes(1, m_audioCount++, size)); }
 
@@ -130,7 +130,7 @@ public:
         return checked;
     }
 
-    // Our reader must give the chunks that the checker found.
+    // Our reader must report the chunks that the checker found.
     void ExpectReaderAgrees(const SKrCheckedAvi& checked) const
     {
         CKrMemoryFileSystem copy;
@@ -170,7 +170,7 @@ public:
     CKrRef<CKrAviWriter> writer;
 
 private:
-    // The super index enters 2014 standard indexes at most.
+    // The super index holds at most 2014 standard indexes.
     static void ExpectEntries(const CArray<SKrChunkIndexEntry>& entries,
                               const std::vector<SKrWrittenChunk>& chunks, size_t indexes)
     {

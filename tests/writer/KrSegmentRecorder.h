@@ -1,5 +1,5 @@
 // A recorder whose payloads are zeros, which the file system in memory does not store. Without a worker
-// thread everything is written when the submission returns.
+// thread everything is written by the time the submission returns.
 #ifndef KR_TESTS_WRITER_KRSEGMENTRECORDER_H
 #define KR_TESTS_WRITER_KRSEGMENTRECORDER_H
 
@@ -34,7 +34,7 @@ protected:
             ASSERT_EQ(m_recorder.AddZeroVideo(kLargeFrame), 1);
     }
 
-    // Frames, each behind the sound of one.
+    // Frames, each after the sound of one.
     void AddPairs(size_t count, size_t frameSize)
     {
         for (size_t number = 0; number < count; ++number)

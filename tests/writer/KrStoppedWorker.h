@@ -1,4 +1,4 @@
-// A worker thread that does nothing before it is stopped, and then runs on the thread that waits for it.
+// A worker thread that does nothing until it is stopped, and then runs on the thread that waits for it.
 #ifndef KR_TESTS_WRITER_KRSTOPPEDWORKER_H
 #define KR_TESTS_WRITER_KRSTOPPEDWORKER_H
 
@@ -11,7 +11,7 @@
 
 namespace KrTest
 {
-// Whatever is submitted waits in the queue until the file is closed. The log tells what was asked of it.
+// All submissions wait in the queue until the file is closed. The log records the calls.
 class CKrStoppedWorker final : public CKrObject<IKrWorkerThread>
 {
 public:
@@ -21,7 +21,7 @@ public:
     // For SKrWriterServices.
     static int Create(int kind, IKrWorkerThread** out)
     {
-        s_log.reserve(10'000); // what follows may happen while memory is short
+        s_log.reserve(10'000); // the rest may run while out of memory
         s_log += "create " + std::to_string(kind) + ", ";
         *out = new CKrStoppedWorker;
         return 1;

@@ -1,4 +1,4 @@
-// The arguments of OpenFile for what a file is to hold.
+// The arguments of OpenFile for the content of a file.
 #ifndef KR_TESTS_WRITER_KRWRITERARGUMENTS_H
 #define KR_TESTS_WRITER_KRWRITERARGUMENTS_H
 

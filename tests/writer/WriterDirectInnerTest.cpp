@@ -1,4 +1,4 @@
-// Chunks that are written directly: neither padded nor counted, alone and beside queued ones.
+// Chunks that are written directly: neither padded nor counted, alone and mixed with queued ones.
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 
@@ -130,7 +130,7 @@ TEST_F(WriterDirect, SegmentBeyond4Gigabytes_IsRefusedBeforeItWraps)
 
 namespace
 {
-// Notices a write that starts while another is under way.
+// Detects a write that starts while another is under way.
 class CWatchedFileSystem final : public IKrFileSystem
 {
 public:
@@ -164,7 +164,7 @@ private:
         {
             m_watch.m_overlaps += m_watch.m_writes++ != 0;
             if (++m_number % 8 == 0)
-                std::this_thread::sleep_for(std::chrono::microseconds(100)); // slow now and then, like a disk
+                std::this_thread::sleep_for(std::chrono::microseconds(100)); // slow at times, like a disk
             const SKrTransfer written = m_inner->WriteAt(position, parts);
             --m_watch.m_writes;
             return written;
@@ -220,5 +220,5 @@ TEST_F(WriterDirect, BesideQueuedOnes_EachIsWrittenWhole)
         EXPECT_EQ(checked.audio.size(), 50 + 50 * threads);
     }
     EXPECT_EQ(watched.Overlaps(), 0);
-    m_recorder.writer.Reset(); // before what it writes to
+    m_recorder.writer.Reset(); // before the file system that it writes to
 }

@@ -1,4 +1,4 @@
-// Writes, flushes and views that fail: what is refused then, and what the file still holds.
+// Writes, flushes and views that fail: what the writer then refuses, and what the file still holds.
 #include "format/KrBytes.h"
 #include "tests/support/KrStallingFileSystem.h"
 #include "tests/writer/KrRecorder.h"
@@ -10,7 +10,7 @@ namespace
 class WriterFault : public testing::Test
 {
 protected:
-    // Submits pairs until one is refused or all are in; answers how many frames were accepted.
+    // Submits pairs until one is refused or all are accepted; returns how many frames were accepted.
     size_t Record(size_t pairs)
     {
         size_t frames = 0;
@@ -188,7 +188,7 @@ TEST_F(WriterFault, ViewOfALaterSegmentThatFails_IsTold)
     EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "the next file starts without it";
 }
 
-// What a failed write left after the last whole chunk.
+// The remains of a failed write after the last whole chunk.
 TEST_F(WriterFault, WriteCutShort_LeavesNothingAfterTheLastSegment)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
@@ -286,7 +286,7 @@ TEST_F(WriterFault, AudioWhosePaddingIsCut_IsNotCounted)
     EXPECT_EQ(GetLe32(file.Range(kAudioIndex + 32 + 12, 4).data()), 2u * 1920) << "duration";
 }
 
-// The index of entry 4028 cannot be written: the frames before it keep theirs.
+// The index of entry 4028 cannot be written: the earlier frames keep their entries.
 TEST_F(WriterFault, NextIndexThatFails_LeavesTheFramesBeforeItIndexed)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
@@ -308,7 +308,7 @@ TEST_F(WriterFault, HeadersThatCannotBeMapped_LeaveTheIndexesFilled)
     EXPECT_EQ(Record(60), 60u);
     m_recorder.writer->CloseFile();
     const CKrFileContent file = m_recorder.Content();
-    const uint64_t first = 66048; // behind the headers of a file with audio
+    const uint64_t first = 66048; // after the headers of a file with audio
     EXPECT_EQ(GetLe32(file.Range(first + 12, 4).data()), 60u);
     EXPECT_EQ(GetLe32(file.Range(first + 32256 + 12, 4).data()), 60u);
     EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 0u) << "not patched";

@@ -1,5 +1,5 @@
-// The writer beside other people's code: samples that a thread holds, mutexes of the host, disks that stand
-// still, calls from inside a sample.
+// The writer in a host: samples that a thread holds, mutexes of the host, disks that block, calls from inside
+// a sample.
 #include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
 #include "tests/support/KrFaultyFileSystem.h"
@@ -31,7 +31,7 @@ using namespace std::chrono;
 
 constexpr wchar_t kPath[] = L"a.avi";
 
-// A sample as hosts have them: held by the thread that locked it, with something to do when it goes.
+// A sample like a host's: held by the thread that locked it, with a callback on its release.
 class CHostSample final : public CKrObject<IKrMediaSample>
 {
 public:
@@ -86,7 +86,7 @@ private:
     KrBytes m_bytes;
 };
 
-// Time in which a pause takes none.
+// A clock whose pauses take no time.
 class CTimelessClock final : public IKrClock
 {
 public:
@@ -99,7 +99,7 @@ private:
     uint32_t m_milliseconds = 1000;
 };
 
-// Runs something that may never end. A thread that hangs cannot be given up, so that the program ends then.
+// Runs an operation that may never end. A hanging thread cannot be abandoned, so the program ends then.
 void ExpectToEnd(const std::function<void()>& body)
 {
     auto ended = std::async(std::launch::async, body);
@@ -163,7 +163,7 @@ std::string SoundName(const testing::TestParamInfo<bool>& info)
 
 INSTANTIATE_TEST_SUITE_P(All, WriterHosts, testing::Bool(), SoundName);
 
-// The worker stands at the sample that is held, while the thread that holds it goes on.
+// The worker blocks on a sample that is held, while the thread that holds it continues.
 TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
 {
     KrTest::CKrThreadGate gate;
@@ -186,7 +186,7 @@ TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
             frame->LockBuffer(&data, &length);
             sound->LockBuffer(&data, &length);
             gate.Open();
-            std::this_thread::sleep_for(milliseconds(20)); // the worker comes to the sample
+            std::this_thread::sleep_for(milliseconds(20)); // the worker reaches the sample
             for (int next = 0; next < 3; ++next)
                 ASSERT_EQ(SubmitNew(), 1);
             ASSERT_EQ(m_writer->WriteVideoChunk(data, length), 1) << "a direct chunk neither";
@@ -221,7 +221,7 @@ TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
         });
 }
 
-// Nothing ends the write or the flush before the submissions have returned: none can have waited for it.
+// The write or flush ends only after the submissions have returned: none can have waited for it.
 TEST_P(WriterHosts, DiskThatStandsStill_HoldsNoSubmissionUp)
 {
     for (const bool inWrite : {true, false})
@@ -274,7 +274,7 @@ TEST_P(WriterHosts, DirectChunkThatWaitsForAFlush_HoldsNoSubmissionUp)
                     EXPECT_EQ(m_writer->WriteVideoChunk(chunk.data(), 100), 1);
                 });
             started.get_future().wait();
-            std::this_thread::sleep_for(milliseconds(20)); // it waits for the file by now
+            std::this_thread::sleep_for(milliseconds(20)); // by now it waits for the file
             for (int number = 0; number < 60; ++number)
                 ASSERT_EQ(SubmitNew(), 1);
         });
@@ -337,7 +337,7 @@ TEST_P(WriterHosts, SubmissionsFromInsideASample_AreTaken)
     EXPECT_EQ(FramesInFile(), 2u);
 }
 
-// The last reference is that of a sample, which gives it up on the worker's thread.
+// A sample owns the last reference and drops it on the worker's thread.
 TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
 {
     ExpectToEnd(
@@ -365,8 +365,8 @@ TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
     EXPECT_EQ(CHostSample::Alive(), 0);
 }
 
-// Each sample submits the next when it is unlocked. Without a worker that must not lie a hundred thousand
-// calls deep.
+// Each sample submits the next when it is unlocked. Without a worker that must not nest a hundred thousand
+// calls.
 TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
 {
     constexpr int kLength = 100'000;
@@ -424,8 +424,8 @@ TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmiss
     EXPECT_EQ(writer->CloseFile(), 0);
 }
 
-// On a real file and in real time: a write of 700 ms, then flushes of a second. What else the machine does is
-// kept out by a few tries.
+// On a real file and in real time: a write of 700 ms, then flushes of a second. A few attempts rule out other
+// load on the machine.
 TEST_P(WriterHosts, SlowDisk_HoldsNoSubmissionUpFor20Milliseconds)
 {
     const CKrTempFolder folder;

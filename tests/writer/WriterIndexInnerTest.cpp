@@ -1,4 +1,4 @@
-// Standard and super indexes: when entries reach the file, when the next index starts, what its bounds are.
+// Standard and super indexes: when entries reach the file, when the next index starts, and its limits.
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 #include "writer/KrStreamIndex.h"
@@ -7,7 +7,7 @@ using namespace KrTest;
 
 namespace
 {
-// Entries that the first standard index of a stream has in the file now.
+// The entries of a stream's first standard index that are in the file now.
 uint32_t EntriesInFile(const CKrRecorder& recorder, uint64_t indexPosition)
 {
     return GetLe32(recorder.Content().Range(indexPosition + 12, 4).data());
@@ -83,7 +83,7 @@ TEST(WriterIndex, AudioIsFlushedWithTheVideoBeforeIt)
 {
     CKrRecorder recorder(EKrWorker::None);
     ASSERT_EQ(recorder.Open(WithAudio()), 1);
-    // Blocks of two frames' length: fewer of them than frames, so that they alone would not be flushed yet.
+    // Blocks of two frames' length: fewer than frames, so that they alone would not be flushed yet.
     for (int number = 0; number < 25; ++number)
     {
         if (number % 2 == 0)
@@ -92,7 +92,7 @@ TEST(WriterIndex, AudioIsFlushedWithTheVideoBeforeIt)
         }
         ASSERT_EQ(recorder.AddVideo({1}), 1);
     }
-    // The last frames wait for their audio, so more is needed until 25 are written.
+    // The last frames wait for their audio, so more are needed until 25 are written.
     for (int number = 25; EntriesInFile(recorder, kFirstVideoIndexBesideAudio) == 0 && number < 60; ++number)
     {
         if (number % 2 == 0)
@@ -187,7 +187,7 @@ TEST(WriterIndex, AudioWithMoreChunks_StartsItsNextIndexByItself)
     EXPECT_EQ(checked.audioIndexes[1].chunks.size(), 5000u - 4028);
 }
 
-// The video's flush is followed by one of the audio, not by one for each of its chunks.
+// The video's flush is followed by one flush of the audio, not by one for each of its chunks.
 TEST(WriterIndex, FlushOfTheVideo_IsFollowedOnce)
 {
     CKrRecorder recorder(EKrWorker::None);
@@ -228,7 +228,7 @@ private:
     KrBytes& m_bytes;
 };
 
-// An index on buffers instead of a file.
+// An index in buffers instead of a file.
 class StreamIndex : public testing::Test
 {
 protected:

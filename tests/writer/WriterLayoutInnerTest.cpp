@@ -1,4 +1,4 @@
-// Whole small files, each byte of which the checker accounts for.
+// Small complete files; the checker accounts for each byte.
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 
@@ -26,7 +26,7 @@ uint32_t U32(const CKrFileContent& content, uint64_t position)
     return GetLe32(content.Range(position, 4).data());
 }
 
-// Places in the headers of every file.
+// Positions in the headers of every file.
 constexpr uint64_t kMainHeader = 32;
 constexpr uint64_t kVideoHeader = 108;
 constexpr uint64_t kVideoFormat = 172;
@@ -159,7 +159,7 @@ TEST(WriterLayout, VolumeThatTellsNothing_CountsAs512)
 
 TEST(WriterLayout, LengthsAroundTheSector_ArePaddedToIt)
 {
-    // Headers of 8 bytes: 504 ends on a sector; 496 leaves room for an empty 'JUNK' alone; 497 needs another
+    // Headers of 8 bytes: 504 ends on a sector; 496 leaves room for an empty 'JUNK' only; 497 needs another
     // sector.
     for (const size_t size :
          {1u, 2u, 7u, 495u, 496u, 497u, 503u, 504u, 505u, 511u, 512u, 1000u, 4087u, 5001u})
@@ -180,7 +180,7 @@ struct SRateCase
     uint32_t code;
     uint32_t rate;
     uint32_t scale;
-    uint32_t microSeconds; // of a frame at the truncated rate
+    uint32_t microSeconds; // per frame at the truncated rate
 };
 
 class WriterLayoutOfRate : public testing::TestWithParam<SRateCase>

@@ -1,4 +1,4 @@
-// Memory that is short: in the open, between a chunk and its index entries, and while the file is completed.
+// Out of memory: in the open, between a chunk and its index entries, and while the file is completed.
 #include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/writer/KrRecorder.h"
@@ -11,8 +11,8 @@ namespace
 {
 constexpr unsigned kMostAllocations = 10'000;
 
-// Runs the step with its first allocation failing, then the second, until none strikes; answers how many did.
-// The step is told nothing; what it throws is caught here.
+// Runs the step with its first allocation failing, then the second, until it needs no more; returns how many
+// failed. Exceptions of the step are caught here.
 template <class Step, class Check>
 unsigned ForEveryFailedAllocation(Step&& step, Check&& check)
 {
@@ -65,7 +65,7 @@ TEST(WriterMemory, DirectChunk_IsRecordedWholeOrNotAtAll)
     const KrBytes bytes(100, 5);
     size_t accepted = 0;
     unsigned struck = 0;
-    // Enough chunks that every vector has to grow now and then.
+    // Enough chunks for every vector to grow at times.
     for (int number = 0; number < 40; ++number)
     {
         struck +=
@@ -80,8 +80,8 @@ TEST(WriterMemory, DirectChunk_IsRecordedWholeOrNotAtAll)
     EXPECT_EQ(recorder.Close().video.size(), accepted);
 }
 
-// What is queued may be lost, but the file is completed with what was written. On the disk, since the file
-// system in memory is short of it as well.
+// Queued samples may be lost, but the file is completed with what was written. On a disk, since a file system
+// in memory would run out of memory too.
 TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
 {
     const CKrTempFolder folder;
@@ -123,8 +123,8 @@ TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
     EXPECT_GT(incomplete, 2u);
 }
 
-// Without a worker the submission itself meets it: what was taken out of the queue is lost, and told at the
-// close.
+// Without a worker the submission itself fails: samples taken out of the queue are lost, which the close
+// reports.
 TEST(WriterMemory, SubmissionThatThrows_IsToldAtTheClose)
 {
     for (unsigned failing = 1; failing < 40; ++failing)
@@ -157,7 +157,7 @@ TEST(WriterMemory, SubmissionThatThrows_IsToldAtTheClose)
     }
 }
 
-// The next standard index, or its view, that there is no memory for: the frames before it keep theirs.
+// Out of memory for the next standard index or its view: the earlier frames keep their entries.
 TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
 {
     const CKrTempFolder folder;

@@ -22,8 +22,7 @@ protected:
         return m_recorder.writer->OpenFile(path, params, FourCcValue("MJPG"), format);
     }
 
-    // Something is refused: nothing is made. A file that is open stays so when there is no path, else it is
-    // closed.
+    // Refused arguments: no file is created. An open file stays open if there is no path, else it is closed.
     void ExpectRefused(const std::function<int()>& open, bool closes = true)
     {
         EXPECT_EQ(open(), 0);

@@ -1,5 +1,5 @@
-// The queue: which samples come next, in what order they reach the file, and what becomes of their
-// references.
+// The queue: which samples come next, in what order they reach the file, and when their references are
+// released.
 #include "tests/writer/KrRecorder.h"
 
 #include <random>
@@ -18,7 +18,7 @@ SKrWritten WithMono8(uint32_t samplesPerSec = 48000, uint32_t frameRate = 2)
     return written;
 }
 
-// A queue for 100 samples of one byte each second at 25 frames: 4 bytes belong to a frame.
+// A queue for 100 one-byte samples per second at 25 frames per second: 4 bytes belong to a frame.
 class SampleQueue : public testing::Test
 {
 protected:
@@ -37,7 +37,7 @@ protected:
         m_queue.Push(stream, samples);
     }
 
-    // Lengths of what a step takes out: audio first.
+    // Lengths of the samples that a step takes out: audio first.
     std::vector<uint32_t> Take(uint32_t framesWritten)
     {
         const SKrBatch batch = m_queue.TakeBatch(framesWritten);
@@ -215,7 +215,7 @@ struct SSubmission
     uint32_t size;
 };
 
-// Everything in one order, with pauses that the worker has no influence on.
+// Everything in one order, with pauses that the worker does not influence.
 std::string OrderWritten(const std::vector<SSubmission>& submissions, uint32_t seed, EKrWorker worker)
 {
     std::mt19937 random(seed);
@@ -233,7 +233,7 @@ std::string OrderWritten(const std::vector<SSubmission>& submissions, uint32_t s
 }
 } // namespace
 
-// What the order of the chunks follows from: never the worker's timing.
+// The order of the chunks never depends on the worker's timing.
 TEST(WriterQueue, OrderFollowsFromTheSubmissionsAlone)
 {
     std::mt19937 random(4);

@@ -5,7 +5,7 @@ using namespace KrTest;
 
 using WriterSegmentFault = CKrSegmentRecorder;
 
-// Between 'idx1' and headers that could not be written nothing belongs to any segment.
+// After 'idx1', if the next headers could not be written, nothing belongs to any segment.
 TEST_F(WriterSegmentFault, HeadersThatFail_LetNoChunkBehindTheOldIndex)
 {
     Open(512);
@@ -46,14 +46,14 @@ TEST_F(WriterSegmentFault, LaterHeadersThatCannotBeMapped_StayAsTheyWereWritten)
     EXPECT_EQ(GetLe32(file.Range(48, 4).data()), 20u) << "frames in all, in the first headers";
 }
 
-// The index that a full one asks for finds no room, and the segment that it needs cannot be started.
+// The index after a full one does not fit, and the segment that it needs cannot be started.
 TEST_F(WriterSegmentFault, IndexWhoseSegmentFails_EndsTheRecording)
 {
     Open(512);
     for (int number = 0; number < 4027; ++number)
         ASSERT_EQ(m_recorder.AddZeroVideo(number < 17 ? kLargeFrame : 504), 1);
     const uint64_t tail = OldIndexTail(1 + 4027, 512);
-    const uint64_t left = kSegmentLimit - 512 - tail - Size(); // all that fits, and no index behind it
+    const uint64_t left = kSegmentLimit - 512 - tail - Size(); // all that fits, with no index after it
     m_recorder.faults.Reset();
     m_recorder.faults.FailCall(EKrFileCall::Write, 2); // the frame, then 'idx1'
     EXPECT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 0);

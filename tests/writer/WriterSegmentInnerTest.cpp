@@ -21,7 +21,7 @@ TEST_F(WriterSegment, TwoAndThreeSegments_AreCompleteFiles)
     }
 }
 
-// The last frame of the first segment is tested against the limit with the 'idx1' of the frames before it.
+// The last frame of the first segment is checked against the limit with the 'idx1' of the frames before it.
 TEST_F(WriterSegment, FirstSegment_EndsBelowTheLimit)
 {
     for (const uint32_t beyond : {0u, 1u})
@@ -93,7 +93,7 @@ TEST_F(WriterSegment, FrameAndItsAudio_StayTogether)
     }
 }
 
-// Kept: a standard index that becomes due between a frame and its audio is not part of what was reserved.
+// Kept: a standard index that becomes due between a frame and its audio is not part of the reserved space.
 TEST_F(WriterSegment, IndexInsideAGroup_MayStartASegmentOrPassTheLimit)
 {
     for (const uint64_t video : {uint64_t{512}, uint64_t{102'400}})
@@ -170,7 +170,8 @@ TEST_F(WriterSegment, FramesOf4Megabytes_PassTheReachOfAnIndex)
     EXPECT_GT(reach, uint64_t{0xFFFFFFFF} - 5'000'000) << "not before it must";
 }
 
-// The tenth frame just fits its segment, but lies past the reach of the index: the next index takes the room.
+// The tenth frame just fits its segment, but lies past the reach of the index: the next index takes its
+// place.
 TEST_F(WriterSegment, FrameThatFillsItsSegmentPastTheReach_StartsTheNextSegment)
 {
     constexpr size_t kHuge = 530'000'000;
@@ -189,7 +190,7 @@ TEST_F(WriterSegment, FrameThatFillsItsSegmentPastTheReach_StartsTheNextSegment)
         EXPECT_LE(checked.segments[segment] - checked.segments[segment - 1], kSegmentLimit) << segment;
 }
 
-// The same for a frame that has its room together with its sound: what is left of the group moves on.
+// The same for a frame reserved together with its sound: the rest of the group moves to the next segment.
 TEST_F(WriterSegment, GroupThatFillsItsSegmentPastTheReach_StartsTheNextSegmentToo)
 {
     constexpr size_t kHuge = 530'000'000;
@@ -271,7 +272,7 @@ TEST_F(WriterSegment, HeadersOfALaterSegment_AreAlignedFromWhereTheyLie)
     }
 }
 
-// Behind an unpadded chunk each part of a group is predicted where the parts before it end.
+// After an unpadded chunk each part of a group is predicted where the previous parts end.
 TEST_F(WriterSegment, GroupAtAnOddPosition_IsPredictedPartByPart)
 {
     for (const uint64_t beyond : {0u, 4096u})
@@ -297,7 +298,7 @@ TEST_F(WriterSegment, GroupAtAnOddPosition_IsPredictedPartByPart)
     }
 }
 
-// An odd chunk in front leaves the segment at an odd position; its data starts on a sector all the same.
+// An odd chunk before it leaves the segment at an odd position; its data still starts on a sector.
 TEST_F(WriterSegment, HeadersBehindAnUnpaddedChunk_AreAlignedToo)
 {
     m_recorder.written.hasDirectChunks = true;
@@ -328,7 +329,7 @@ TEST_F(WriterSegment, GroupThatCannotBeLocked_StartsNone)
     Open(512, true);
     AddLargeFrames(1);
     AddPairs(16, kLargeFrame);
-    // Direct chunks know no limit: beyond it, anything that is reserved starts a segment.
+    // Direct chunks ignore the limit: past it, any reservation starts a segment.
     m_recorder.written.hasDirectChunks = true;
     const KrBytes direct(59'000'000);
     ASSERT_EQ(m_recorder.writer->WriteVideoChunk(direct.data(), static_cast<int32_t>(direct.size())), 1);

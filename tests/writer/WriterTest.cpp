@@ -142,7 +142,7 @@ TEST_F(Writer, PoolThatGoesFirst_LeavesItsQueuedSamplesValid)
 
 namespace
 {
-// A host's own sample, one byte, that knows when it was written.
+// A host's own sample of one byte that records when it was written.
 class CTimedSample final : public CKrObject<IKrMediaSample>
 {
 public:
@@ -167,7 +167,7 @@ private:
 };
 } // namespace
 
-// All frames but the first wait for their sound, so that nothing but the pacing keeps them apart then.
+// All frames but the first wait for their sound, so that only the pacing separates them then.
 TEST_F(Writer, Pacing_KeepsQueuedChunksFiveMillisecondsApart)
 {
     const SKrAviVideoParams params = Params();
@@ -181,6 +181,6 @@ TEST_F(Writer, Pacing_KeepsQueuedChunksFiveMillisecondsApart)
     }
     ASSERT_EQ(Add(false, KrBytes(20 * 7680)), 1);
     EXPECT_EQ(m_writer->CloseFile(), 1);
-    // Coarse ticks lag behind a pause and let the next one be left out, so that half of them may be missing.
+    // Coarse ticks lag behind a pause and let the next one be skipped, so that half of them may be missing.
     EXPECT_GE(frames.back()->Written() - frames[1]->Written(), std::chrono::milliseconds(18 * 5 / 3));
 }

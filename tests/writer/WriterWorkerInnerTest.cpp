@@ -1,4 +1,4 @@
-// The worker: how its thread is used, what it does when it is stopped, and what becomes of failures there.
+// The worker: how its thread is used, what it does when it is stopped, and how it handles failures.
 #include "tests/writer/KrRecorder.h"
 #include "writer/KrWorkSignal.h"
 
@@ -31,7 +31,7 @@ protected:
             ASSERT_EQ(m_recorder.AddPatternAudio(bytes), 1);
     }
 
-    // Plans that a write fails, counted from here.
+    // Makes a write fail, counted from here.
     void FailWrite(uint64_t number)
     {
         m_recorder.faults.Reset();
@@ -85,7 +85,7 @@ TEST(WriterWorkerThread, AfterAFailedWrite_ReleasesWhatIsQueuedAtOnce)
     ASSERT_EQ(recorder.Open(WithAudio()), 1);
     recorder.faults.Reset();
     recorder.faults.FailCall(EKrFileCall::Write, 1);
-    // The first step fails; frames behind it wait for audio and would stay in the queue.
+    // The first step fails; later frames wait for audio and would stay in the queue.
     for (int number = 0; number < 3; ++number)
         static_cast<void>(recorder.AddVideo(KrBytes(100)));
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -102,8 +102,8 @@ TEST_F(WriterWorker, LastDrain_WritesFramesThenReadyThenWaitingAudio)
     AddVideo(3);
     AddAudio(1);
     AddAudio(2, 50'000); // far more than three frames' worth: never due
-    // The first step takes all frames, since none makes the audio due before the third; it schedules the
-    // first block, which is ready then.
+    // The first step takes all frames, since the audio is not due before the third; it schedules the first
+    // block, which is ready then.
     const SKrCheckedAvi checked = m_recorder.Close();
     EXPECT_EQ(checked.order, "VAVVAA");
     EXPECT_EQ(SizesOf(checked.audio), (std::vector<uint32_t>{7680, 50'000, 50'000}));

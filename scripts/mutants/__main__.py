@@ -91,7 +91,7 @@ def build_mutants(copy, build, texts, mutants):
             if number in bad:
                 print("does not compile, left out:", *identity(place, change), sep="\n    ")
         mutants = [mutant for mutant in mutants if mutant[0] not in bad]
-    raise RuntimeError(f"the mutated tree does not build, see {build}.log")
+    raise RuntimeError(f"the mutated tree does not build, see {build}-build.log")
 
 
 def show(mutant, end=""):
@@ -143,6 +143,7 @@ def parse_arguments():
     parser.add_argument("--count", type=int, default=300, help="how many changes (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="which of them (%(default)s)")
     parser.add_argument("--file", default="", help="only in files whose name begins so")
+    parser.add_argument("--survivors", action="store_true", help="only those that survived the last run of the seed")
     parser.add_argument("--list", action="store_true", help="print what is drawn and build nothing")
     return parser.parse_args()
 
@@ -169,20 +170,26 @@ def main():
         for mutant in drawn:
             show(mutant)
         return True
+    results = os.path.join(build, f"results-{options.seed}.json")
+    if options.survivors:
+        with open(results, encoding="utf-8") as stream:
+            survivors = {tuple(result["mutant"]) for result in json.load(stream) if not result["killer"]}
+        drawn = [mutant for mutant in drawn if identity(mutant[1], mutant[2]) in survivors]
     mutants = build_mutants(copy, build, texts, drawn)
     print(f"built after {time.monotonic() - begin:.0f} s", flush=True)
     with concurrent.futures.ThreadPoolExecutor(cores) as workers:
-        tests = measure_tests(build, len(drawn), workers)
+        tests = measure_tests(build, max(mutant[0] for mutant in mutants), workers)
         reached = collections.defaultdict(list)
         for test in tests:
             for number in test.reached:
                 reached[number].append(test)
         print(f"{len(tests)} tests measured after {time.monotonic() - begin:.0f} s", flush=True)
         killers, good = try_all(mutants, reached, equivalent, workers)
-    with open(os.path.join(build, "results.json"), "w", encoding="utf-8") as stream:
-        json.dump([{"mutant": identity(place, change), "killer": killers[number],
-                    "reached by": [test.name for test in reached[number]]} for number, place, change in mutants],
-                  stream, indent=1)
+    if not options.survivors:
+        with open(results, "w", encoding="utf-8") as stream:
+            json.dump([{"mutant": identity(place, change), "killer": killers[number],
+                        "reached by": [test.name for test in reached[number]]} for number, place, change in mutants],
+                      stream, indent=1)
     print(f"done after {time.monotonic() - begin:.0f} s")
     return good
 

@@ -94,7 +94,7 @@ def write_tree(root, copy, texts, mutants):
 
 def configure(copy, build):
     if not os.path.exists(os.path.join(build, "build.ninja")):
-        run(["cmake", "-S", copy, "-B", build, "-G", "Ninja"] + SETTINGS, build + ".log")
+        run(["cmake", "-S", copy, "-B", build, "-G", "Ninja"] + SETTINGS, build + "-build.log")
 
 
 def run(command, log):
@@ -107,12 +107,12 @@ def compile_programs(build, programs):
     """Builds the programs, and answers the files and lines that do not compile: none when all is well."""
     done = subprocess.run(["cmake", "--build", build, "--target", *programs, "--", "-k", "0"], check=False,
                           capture_output=True, text=True)
-    with open(build + ".log", "a", encoding="utf-8") as stream:
+    with open(build + "-build.log", "a", encoding="utf-8") as stream:
         stream.write(done.stdout + done.stderr)
     if done.returncode == 0:
         return set()
     wrong = {(found[1], int(found[2])) for found in
              re.finditer(r"^([\w/.]+):(\d+):\d+: (?:error:|  required from)", done.stdout, re.MULTILINE)}
     if not wrong:
-        raise RuntimeError(f"the mutated tree does not build, see {build}.log")
+        raise RuntimeError(f"the mutated tree does not build, see {build}-build.log")
     return wrong

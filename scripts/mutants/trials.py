@@ -1,7 +1,9 @@
 """Runs the tests: once without a mutant, to see which test reaches which, then each mutant with the tests that reach it."""
 
 import dataclasses
+import glob
 import os
+import resource
 import shutil
 import signal
 import subprocess
@@ -9,7 +11,7 @@ import tempfile
 import time
 
 MEMORY = 8 << 30  # bytes of address space, and of one file, that a test may have
-PATIENCE = 15     # seconds that a test may hang, with a multiple of what it takes without a mutant
+PATIENCE = 15     # seconds that a test may hang, beside a multiple of what it takes without a mutant
 LIGHT = [0.5, 4]  # seconds: the tests that take so long together are run first
 
 
@@ -23,11 +25,35 @@ class Test:
 
 
 def limited():
-    import resource
     os.setsid()
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+
+
+def held_up(process):
+    """Seconds that the process waited for a processor, which a busy machine makes long."""
+    longest = 0
+    for path in glob.glob(f"/proc/{process.pid}/task/*/schedstat"):
+        try:
+            with open(path, encoding="ascii") as stream:
+                longest = max(longest, int(stream.read().split()[1]))
+        except (OSError, IndexError):
+            pass  # the thread has ended, or the system does not say
+    return longest / 1e9
+
+
+def wait_for(process, limit):
+    """What the process printed, or None when it had to be killed since it does not end."""
+    begin = time.monotonic()
+    while True:
+        try:
+            return process.communicate(timeout=max(1, limit / 4))[0]
+        except subprocess.TimeoutExpired:
+            if time.monotonic() - begin - held_up(process) > limit:
+                os.killpg(process.pid, signal.SIGKILL)
+                process.communicate()
+                return None
 
 
 def start(program, names, limit, **variables):
@@ -41,11 +67,8 @@ def start(program, names, limit, **variables):
         process = subprocess.Popen([program, "--gtest_flagfile=" + flags], cwd=folder, env=environment,
                                    stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                    preexec_fn=limited, text=True, errors="replace")
-        try:
-            output, _ = process.communicate(timeout=limit)
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            process.communicate()
+        output = wait_for(process, limit)
+        if output is None:
             return f"no end after {limit:.0f} s"
         if process.returncode == 0:
             return ""
@@ -68,7 +91,13 @@ def list_tests(program):
 
 
 def measure(test, marks, count):
-    """Runs one test alone, without a mutant."""
+    """Runs one test alone, without a mutant; again when it fails, which a busy machine may cause."""
+    if attempt(test, marks, count):
+        attempt(test, marks, count)
+    return test
+
+
+def attempt(test, marks, count):
     with open(marks, "wb") as stream:
         stream.write(bytes(count + 1))
     begin = time.monotonic()
@@ -77,7 +106,7 @@ def measure(test, marks, count):
     with open(marks, "rb") as stream:
         test.reached = frozenset(number for number, mark in enumerate(stream.read()) if mark)
     os.remove(marks)
-    return test
+    return test.failure
 
 
 def portions(tests):
@@ -93,10 +122,14 @@ def portions(tests):
 
 
 def try_mutant(number, tests):
-    """What notices the mutant: a test, a hang or a crash; nothing when it survives."""
-    for program, some in portions(tests):
+    """What notices the mutant: a test, a hang or a crash; nothing when it survives. A test that fails must do so twice."""
+    def run(program, some):
         limit = PATIENCE + 6 * sum(test.seconds for test in some)
-        failure = start(program, [test.name for test in some], limit, KR_MUTANT=str(number))
-        if failure:
-            return failure
+        return start(program, [test.name for test in some], limit, KR_MUTANT=str(number))
+    for program, some in portions(tests):
+        while some and (failure := run(program, some)):
+            failed = [test for test in some if test.name == failure]
+            if not failed or run(program, failed):
+                return failure
+            some.remove(failed[0])
     return ""

@@ -91,7 +91,7 @@ struct SKrWaveFormat
     uint32_t avgBytesPerSec = 0;
     uint16_t blockAlign = 0;
     uint16_t bitsPerSample = 0;
-    uint16_t extraSize = 0; // bytes behind the structure
+    uint16_t extraSize = 0; // bytes after the structure
 };
 
 // Missing bytes read as zeros: the 14- and 16-byte structures of older writers are accepted.

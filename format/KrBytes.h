@@ -55,7 +55,7 @@ inline void PutBe32(uint8_t* to, uint32_t value)
     to[3] = static_cast<uint8_t>(value);
 }
 
-// Reads fields one after another. Bytes behind the end read as zeros, and Ok() turns false.
+// Reads fields one after another. Bytes past the end read as zeros, and Ok() turns false.
 class CKrByteReader
 {
 public:
@@ -86,7 +86,7 @@ private:
     }
 
     std::span<const uint8_t> m_bytes;
-    uint8_t m_last[8] = {}; // the field that the end cut
+    uint8_t m_last[8] = {}; // a field that the end cuts short
     bool m_ok = true;
 };
 

@@ -13,12 +13,12 @@
 inline constexpr size_t kChunkHeaderSize = 8; // id and size
 inline constexpr size_t kListHeaderSize = 12; // id, size, and form or list type
 
-// The first bytes of a chunk as they stand in the file.
+// The first bytes of a chunk as stored.
 struct SKrChunkHeader
 {
     uint32_t id = 0;
     uint32_t size = 0;
-    uint32_t firstData = 0; // the four bytes behind the size: the type of a container; 0 where the file ends
+    uint32_t firstData = 0; // the four bytes after the size: the type of a container; 0 where the file ends
 };
 
 // Decodes 8 to 12 bytes.
@@ -37,13 +37,13 @@ constexpr uint64_t RoundUpToEven(uint64_t position)
     return position + (position & 1);
 }
 
-// Where the chunk behind this one starts: chunks end at even positions.
-constexpr uint64_t PositionBehind(const SKrRiffChunkInfo& chunk)
+// Where the chunk after this one starts: chunks end at even positions.
+constexpr uint64_t PositionAfter(const SKrRiffChunkInfo& chunk)
 {
     return RoundUpToEven(chunk.offset + chunk.cksize);
 }
 
-// Low half of a position, for the fields that keep 32 bits of it.
+// The low half of a position, for fields of 32 bits.
 constexpr uint32_t Low32(uint64_t position)
 {
     return static_cast<uint32_t>(position);

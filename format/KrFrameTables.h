@@ -39,7 +39,7 @@ std::span<const SKrFrameSize> KrFrameSizes();
 // Aspect mode of a stored frame size, kAspectModeUnknown when the size is not in the table.
 uint32_t AspectModeOfSize(int32_t width, int32_t height);
 
-// A pixel aspect ratio that says more about a frame of one stored size than its display width.
+// A pixel aspect ratio that determines aspect mode and display width for frames of one stored size.
 struct SKrPixelAspectRow
 {
     int horizontal = 0;

@@ -35,7 +35,7 @@ inline constexpr uint64_t kSmallestChunk = 8;
 // beyond: whatever count a file claims, it sizes no more memory.
 inline constexpr size_t kLargestIndexSlice = size_t{16} << 20;
 
-// A slice once the indexes of a file have proven to overlap, so that few bytes are read in vain.
+// A slice once the indexes of a file have proven to overlap, so that few bytes are read for nothing.
 inline constexpr size_t kSmallIndexSlice = 512;
 
 // Bytes of a private chunk that are read. No field lies past them.

@@ -29,7 +29,7 @@ struct SKrFixedBytes
 {
     size_t at = 0; // in the data
     std::span<const uint8_t> bytes;
-    bool isChecked = true; // a chunk with other bytes here is not read
+    bool isChecked = true; // a chunk with other bytes here is refused
 };
 
 struct SKrPrivateChunkKind
@@ -38,7 +38,7 @@ struct SKrPrivateChunkKind
     int flavour = 0;          // by which hosts ask for it
     size_t size = 0;          // of the data that the writer stores
     size_t minimumSize = 0;   // of the data that is read; missing bytes read as zeros
-    bool mustBeWhole = false; // not read where the file ends inside it, even beyond the bytes that are needed
+    bool mustBeWhole = false; // refused where the file ends inside it, even after its last field
     std::span<const SKrFixedBytes> fixed;
     std::optional<size_t> scanModeAt; // in the data; empty: the chunk has no such field
     std::optional<size_t> aspectAt;

@@ -16,7 +16,7 @@ struct SPrivateData
     std::span<const uint8_t> Bytes() const { return {buffer.data(), size}; }
 };
 
-// Reads the data of a chunk as far as fields go.
+// Reads the data of a chunk up to the last byte that a field can lie in.
 std::optional<SPrivateData> ReadPrivateChunk(IKrPrivateChunks& chunks, const SKrPrivateChunkKind& kind)
 {
     const SKrRiffChunkInfo* const chunk = chunks.Find(kind.id);

@@ -8,14 +8,14 @@
 #include <cstdint>
 #include <optional>
 
-// A file, as far as its private chunks are concerned.
+// Where the private chunks of a file come from.
 class IKrPrivateChunks
 {
 public:
-    // The chunk with an id that counts in this file, or null. It stays where it is until another is found.
+    // The chunk with an id that is in effect in this file, or null. The pointer is valid until the next call.
     [[nodiscard]] virtual const SKrRiffChunkInfo* Find(uint32_t ckid) = 0;
 
-    // Reads all of a chunk's data, which the buffer is large enough for; returns how many bytes came.
+    // Reads all of a chunk's data, which fits the buffer; returns the number of bytes read.
     [[nodiscard]] virtual uint32_t ReadData(const SKrRiffChunkInfo& chunk, uint8_t* buffer) = 0;
 
     [[nodiscard]] virtual uint64_t FileLength() = 0;

@@ -1,5 +1,5 @@
-// Blocks of memory from the system itself, in large pages: touching such a block for the first time would
-// otherwise take longer than to read it.
+// Blocks of memory from the system itself, in large pages: first touching such a block in small ones would
+// take longer than reading it from the file.
 #ifndef KR_PLATFORM_KRLARGEPAGES_H
 #define KR_PLATFORM_KRLARGEPAGES_H
 
@@ -9,13 +9,12 @@
 // pages.
 size_t KrLargePageSize();
 
-// A block; null when memory is short. Its bytes are zero. Where there are no large pages left, pages are
-// small.
+// A block of zero bytes; null when out of memory. Its pages are small where no large ones are left.
 void* KrTakeLargePages(size_t size);
 void KrGiveLargePagesBack(void* block, size_t size);
 
-// Bytes of all blocks: now, and at most since the process began or somebody started over. Whoever watches the
-// heap alone, as tests and leak detectors do, sees none of them.
+// Bytes of all blocks: now, and the peak since the last reset or the start of the process. Tests and leak
+// detectors, which watch the heap alone, do not see them.
 struct SKrLargePageUse
 {
     size_t now = 0;

@@ -1,5 +1,5 @@
-// Keeps the library loaded while a thread of its own runs: a host that unloads it meanwhile must not take the
-// code away from under that thread.
+// Keeps the library loaded while a thread of its own runs, so that a host that unloads it does not remove the
+// code that the thread runs.
 #ifndef KR_PLATFORM_KRMODULEHOLD_H
 #define KR_PLATFORM_KRMODULEHOLD_H
 
@@ -14,10 +14,10 @@ public:
     // Adds a reference to the module that this code lies in, one at most.
     void Take();
 
-    // Gives it back. Whoever calls this runs in the module: somebody else must hold it as well.
+    // Releases it. The caller runs in the module, so somebody else must hold that as well.
     void Drop();
 
-    // Never gives it back: for the thread that would be the last to run in the module.
+    // Never releases it: for the thread that would be the last to run in the module.
     void Keep() { m_module = nullptr; }
 
 private:

@@ -10,11 +10,11 @@
 #include <span>
 #include <string_view>
 
-// What a read or a write did. A read that ends early at the end of the file is no failure: it brings fewer
+// The result of a read or a write. A read that ends at the end of the file has not failed: it returns fewer
 // bytes.
 struct SKrTransfer
 {
-    size_t bytes = 0;     // bytes that came, or that were written
+    size_t bytes = 0;     // that were read or written
     uint32_t osError = 0; // the system's error number; 0 when nothing failed
 
     bool Failed() const { return osError != 0; }
@@ -26,7 +26,7 @@ class IKrFile
 public:
     virtual ~IKrFile() = default;
 
-    // Length in bytes, or nothing when the system does not tell.
+    // Length in bytes, or nothing when the system does not report it.
     [[nodiscard]] virtual std::optional<uint64_t> Size() = 0;
 
     // Moves the system's own file pointer, which no read here depends on.
@@ -56,13 +56,13 @@ class IKrWritableFile
 public:
     virtual ~IKrWritableFile() = default;
 
-    // Writes the parts one behind the other from an absolute position on, with as few calls as the system
+    // Writes the parts one after the other from an absolute position on, with as few calls as the system
     // allows. Transfers are repeated until all is written or the system reports an error; the bytes that were
     // written before the error are counted.
     [[nodiscard]] virtual SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) = 0;
 
-    // Hands what was written to the device, through views that are mapped now as well. False when any of that
-    // failed. Another thread may map and unmap meanwhile.
+    // Flushes what was written to the device, through views that are mapped now as well. False when any of
+    // that failed. Another thread may map and unmap meanwhile.
     virtual bool Flush() = 0;
 
     // Maps a range for writing, which must lie inside the file and not be empty: null when the system cannot.
@@ -88,14 +88,14 @@ public:
     // null when that is not possible, also while anybody has it open.
     [[nodiscard]] virtual std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) = 0;
 
-    // Whether there is anything of that name.
+    // Whether anything of that name exists.
     [[nodiscard]] virtual bool Exists(const wchar_t* path) = 0;
 
     // Deletes a file. False when it is not there, or is open anywhere.
     virtual bool Delete(const wchar_t* path) = 0;
 
-    // Sector size of the volume that a folder lies on, in bytes; 0 when the system does not tell. An empty
-    // name means the current folder, a drive alone ("C:") the current one of that drive.
+    // Sector size of the volume that a folder lies on, in bytes; 0 when the system does not report it. An
+    // empty name means the current folder, a drive alone ("C:") the current one of that drive.
     [[nodiscard]] virtual uint32_t BytesPerSector(const wchar_t* folder) = 0;
 
 protected:

@@ -32,7 +32,7 @@ void CKrdsMediaSample::ResetElement()
 
 void CKrdsMediaSample::Wrap(IMediaSample* source)
 {
-    source->AddRef(); // first: it may be the same one
+    source->AddRef(); // before the old one is released: it may be the same
     if (IMediaSample* const before = std::exchange(m_source, source))
         before->Release();
 }

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// One block. Its bytes are not initialised. A large one lies in large pages where the system has them.
+// One block of uninitialised bytes; a large one uses large pages where the system has them.
 class CKrBlockMemory
 {
 public:
@@ -14,8 +14,7 @@ public:
     CKrBlockMemory(const CKrBlockMemory&) = delete;
     CKrBlockMemory& operator=(const CKrBlockMemory&) = delete;
 
-    // Makes room for so many bytes, of which there may be more than were asked for; what the block held
-    // before may be lost. Throws std::bad_alloc.
+    // Makes room for at least that many bytes; the previous contents may be lost. Throws std::bad_alloc.
     uint8_t* Provide(size_t size);
 
 private:

@@ -8,7 +8,7 @@
 
 namespace
 {
-// The type of a container stands before its first sub-chunk.
+// The type of a container lies before its first sub-chunk.
 constexpr uint64_t kTypeSize = 4;
 
 bool LiesInside(const SKrRiffChunkInfo& parent, uint64_t position)
@@ -47,9 +47,9 @@ void Skip(CKrFileCursor& cursor, uint64_t start, const SKrChunkHeader& header)
     cursor.SeekTo(header.size != 0 ? RoundUpToEven(start + kChunkHeaderSize + header.size) : start + 1);
 }
 
-// Goes on behind a header at `start` whose id was four zero bytes. Reading it again one byte further on each
-// time would find nothing before the last of those headers that begin with three zeros or fewer, so that
-// place is gone to at once. A lookup that counts empty headers must meet each of them.
+// Continues after a header at `start` whose id was four zero bytes. Stepping by one byte would find nothing
+// before the first header that begins with three zeros or fewer, so the cursor jumps there. A lookup that
+// counts empty headers must see each of them.
 void StepOverZeros(CKrFileCursor& cursor, uint64_t start, const SKrRiffChunkInfo* parent, EKrLookupMode mode,
                    int zeroLimit)
 {
@@ -117,16 +117,16 @@ bool FindChunk(CKrFileCursor& cursor, SKrRiffChunkInfo& record, const SKrRiffChu
     }
 }
 
-void SeekBehind(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk)
+void SeekPast(CKrFileCursor& cursor, const SKrRiffChunkInfo& chunk)
 {
-    cursor.SeekTo(PositionBehind(chunk));
+    cursor.SeekTo(PositionAfter(chunk));
 }
 
 std::optional<SKrRiffChunkInfo> ReadSegment(CKrFileCursor& cursor, uint32_t formType,
                                             const SKrRiffChunkInfo* previous)
 {
     if (previous != nullptr)
-        SeekBehind(cursor, *previous);
+        SeekPast(cursor, *previous);
     SKrRiffChunkInfo chunk = {};
     chunk.fccType = formType;
     const bool found = FindChunk(cursor, chunk, nullptr, EKrLookupMode::RiffOnly, kWalkZeroLimit);
@@ -137,7 +137,7 @@ std::optional<SKrRiffChunkInfo> ReadSubChunk(CKrFileCursor& cursor, const SKrRif
                                              const SKrRiffChunkInfo* previous)
 {
     if (previous != nullptr)
-        SeekBehind(cursor, *previous);
+        SeekPast(cursor, *previous);
     else
         cursor.SeekTo(parent.offset + kTypeSize);
     SKrRiffChunkInfo chunk = {};

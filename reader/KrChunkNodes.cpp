@@ -8,8 +8,8 @@ namespace
 {
 constexpr size_t kFirstBlock = 16;      // nodes: enough for the headers of most files
 constexpr size_t kSmallBlocks = 2048;   // blocks grow up to this,
-constexpr size_t kLargeBlocks = 65'536; // and are as large as large pages of the system
-constexpr size_t kManyNodes = 32'768;   // once there are so many
+constexpr size_t kLargeBlocks = 65'536; // and then have the size of large pages
+constexpr size_t kManyNodes = 32'768;   // from this many nodes on
 
 static_assert(sizeof(SKrChunkTreeNode) * kLargeBlocks == size_t{2} << 20);
 static_assert(std::is_trivially_destructible_v<SKrChunkTreeNode>, "Clear gives back their memory alone");
@@ -27,7 +27,7 @@ void CKrChunkNodes::AddBlock()
 {
     const size_t size =
         m_count < kManyNodes ? std::clamp(2 * m_blockSize, kFirstBlock, kSmallBlocks) : kLargeBlocks;
-    m_blocks.emplace_back(); // should its memory be short, it stays empty and does no harm
+    m_blocks.emplace_back(); // when out of memory, it stays empty and harmless
     m_block = reinterpret_cast<SKrChunkTreeNode*>(m_blocks.back().Provide(size * sizeof(SKrChunkTreeNode)));
     m_blockSize = size;
     m_used = 0;

@@ -8,13 +8,13 @@
 #include <cstddef>
 #include <deque>
 
-// A node as the library keeps it: hosts see the part that it derives from.
+// A node as the library keeps it; hosts see its base.
 struct SKrChunkTreeNode : SKrRiffChunkNode
 {
-    SKrChunkTreeNode* next; // the one behind it in the same parent; null when that was not read yet
+    SKrChunkTreeNode* next; // the next sub-chunk of the same parent; null until it is read
 };
 
-// Makes nodes, which stay where they are until Clear: files of a million chunks have a million of them.
+// Creates nodes, whose addresses stay valid until Clear: a file of a million chunks has a million of them.
 class CKrChunkNodes
 {
 public:
@@ -26,7 +26,7 @@ private:
 
     std::deque<CKrBlockMemory> m_blocks;
     SKrChunkTreeNode* m_block = nullptr; // the last one
-    size_t m_blockSize = 0;              // nodes that it has room for
+    size_t m_blockSize = 0;              // its capacity in nodes
     size_t m_used = 0;                   // nodes in it
     size_t m_count = 0;                  // nodes in all blocks
 };

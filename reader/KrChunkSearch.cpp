@@ -10,10 +10,10 @@
 
 namespace
 {
-// Where the scan goes on behind a chunk: containers are entered.
+// Where the scan continues after a chunk: containers are entered.
 uint64_t PositionOfNextHeader(const SKrRiffChunkInfo& chunk)
 {
-    return IsContainer(chunk.ckid) ? chunk.offset + 4 : PositionBehind(chunk);
+    return IsContainer(chunk.ckid) ? chunk.offset + 4 : PositionAfter(chunk);
 }
 } // namespace
 
@@ -55,7 +55,7 @@ void CKrChunkSearch::End()
     m_ids.clear();
 }
 
-// Appends the first match at or behind the cursor's position.
+// Appends the first match at or after the cursor's position.
 bool CKrChunkSearch::Scan(CKrFileCursor& cursor)
 {
     for (;;)
@@ -69,7 +69,7 @@ bool CKrChunkSearch::Scan(CKrFileCursor& cursor)
     }
 }
 
-// A match that memory is too short for is none. What was found before stays as it is.
+// A match that cannot be stored counts as not found. Earlier matches stay as they are.
 bool CKrChunkSearch::Keep(const SKrRiffChunkInfo& chunk)
 {
     try
@@ -83,7 +83,7 @@ bool CKrChunkSearch::Keep(const SKrRiffChunkInfo& chunk)
     return true;
 }
 
-// Kept: empty chunks are passed over, except empty 'JUNK'.
+// Kept: empty chunks are skipped, except empty 'JUNK'.
 bool CKrChunkSearch::Matches(const SKrRiffChunkInfo& chunk) const
 {
     return (chunk.cksize != 0 || chunk.ckid == kFccJunk) && std::ranges::binary_search(m_ids, chunk.ckid);

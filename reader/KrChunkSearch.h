@@ -22,8 +22,8 @@ public:
     // The match to report next. Throws std::out_of_range when no search is under way.
     SKrRiffChunkInfo& Current();
 
-    // Looks for the match behind the current one, if that is the last found so far; false, without moving,
-    // when there is none.
+    // Moves to the next match, which is searched for if the current one is the last found so far; false,
+    // without moving, when there is none.
     [[nodiscard]] bool Advance(CKrFileCursor& cursor);
 
     // Ends the search and frees its records.

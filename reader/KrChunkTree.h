@@ -26,16 +26,16 @@ public:
     // The current segment, or null when no walk is under way.
     SKrChunkTreeNode* CurrentSegment() const;
 
-    // Moves on to the segment behind the current one; false, without moving, when that is the last.
+    // Moves to the next segment; false, without moving, when the current one is the last.
     [[nodiscard]] bool AdvanceSegment(CKrFileCursor& cursor);
 
-    // Starts the walk over a node's sub-chunks; false, with the walk before it unchanged, when it has none.
+    // Starts the walk over a node's sub-chunks; false, with the previous walk unchanged, when it has none.
     [[nodiscard]] bool StartSubChunkWalk(CKrFileCursor& cursor, const SKrRiffChunkNode& parent);
     SKrChunkTreeNode* CurrentSubChunk() const
     {
         if (m_subChunkIndex == -1)
             return nullptr;
-        // Kept: the place is checked as that in an array of the sub-chunks.
+        // Kept: the index is checked as if the sub-chunks were an array.
         static_cast<void>(CheckedIndex(m_subChunkIndex, m_subChunks->count));
         return m_subChunk;
     }

@@ -6,11 +6,11 @@
 namespace
 {
 constexpr size_t kHeadSize = 8192;       // holds the whole header list of most files
-constexpr size_t kSmallestWindow = 512;  // a jump: this header, and those right behind it
+constexpr size_t kSmallestWindow = 512;  // after a jump: this header, and those right after it
 constexpr size_t kLargestWindow = 65536; // a run of small chunks
-constexpr size_t kSmallestRetry = 512;   // below this a bad place is not looked at more closely
-constexpr uint64_t kClose = 4096;        // reads at most a page of the system apart follow each other
-constexpr int kJumpsWithWindow = 16;     // after so many, nothing right behind a header is looked for
+constexpr size_t kSmallestRetry = 512;   // around unreadable bytes: one sector
+constexpr uint64_t kClose = 4096;        // reads up to a page apart count as consecutive
+constexpr int kJumpsWithWindow = 16;     // after this many, each header is read alone
 
 // Index of the first byte other than zero, or `count`.
 size_t FirstNonZero(const uint8_t* bytes, size_t count)
@@ -68,8 +68,8 @@ std::span<const uint8_t> CKrFileCursor::ViewElsewhere(size_t count)
     return {m_viewed, Read(m_viewed, std::min(count, kMostViewed))};
 }
 
-// A window that starts at or before the position and was filled as far as the file gave bytes; null when
-// none can be had, or none is wanted.
+// A window that starts at or before the position, filled with the bytes that could be read; null when there
+// are none, or the read is to be done alone.
 const CKrFileCursor::SWindow* CKrFileCursor::WindowFor(size_t count)
 {
     if (m_head.bytes.empty() && m_position < kHeadSize && !Fill(m_head, 0, kHeadSize))
@@ -101,8 +101,7 @@ size_t CKrFileCursor::NextWindowSize()
 bool CKrFileCursor::Fill(SWindow& window, uint64_t position, size_t count)
 {
     count = static_cast<size_t>(std::min<uint64_t>(count, m_size - position));
-    window.bytes.resize(
-        count); // first: should there be no memory, the window keeps its bytes and their place
+    window.bytes.resize(count); // first: when out of memory, the window keeps its bytes and their position
     window.start = position;
     const SKrTransfer read = m_file->ReadAt(position, window.bytes.data(), count);
     window.bytes.resize(read.Failed() ? 0 : read.bytes);
@@ -127,7 +126,7 @@ uint64_t CKrFileCursor::PassZeros(uint64_t from, uint64_t limit)
     size_t blockSize = kLargestWindow;
     while (from < limit)
     {
-        // Blocks end at multiples of their size, so that the retries come down to whole bad sectors.
+        // Blocks end at multiples of their size, so that retries narrow down to whole bad sectors.
         if (!m_moving.Holds(from, 1) &&
             !Fill(m_moving, from, blockSize - static_cast<size_t>(from % blockSize)))
         {

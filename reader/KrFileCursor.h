@@ -11,10 +11,10 @@
 
 // A position in an open file. Not for use from two threads at once; the reader's lock guards it.
 //
-// Bytes come from two windows: the head of the file, which every parse and walk comes back to, and a moving
-// one that grows while reads follow each other closely and stays small while they jump; reads that do nothing
-// but jump go without. A window that cannot be filled because of a bad place in the file does not fail a read
-// whose own bytes are good.
+// Bytes come from two windows: the head of the file, to which every parse and walk returns, and a moving
+// one that grows while reads follow each other closely and stays small while they jump; long rows of
+// jumps use none. A window that cannot be filled because of unreadable bytes does not fail a read whose own
+// bytes are good.
 class CKrFileCursor
 {
 public:
@@ -26,8 +26,8 @@ public:
     uint64_t Position() const { return m_position; }
     void SeekTo(uint64_t position) { m_position = position; }
 
-    // Reads up to `count` bytes, a header's worth, and moves behind them. Returns how many came: fewer at the
-    // end of the file, none after a failure.
+    // Reads up to `count` bytes, a header's worth, and moves past them. Returns how many were read: fewer at
+    // the end of the file, none after a failure.
     [[nodiscard]] size_t Read(void* buffer, size_t count);
 
     // The same for at most kMostViewed bytes, without a copy; they stay until the next operation.
@@ -43,12 +43,12 @@ public:
     }
     static constexpr size_t kMostViewed = 16;
 
-    // Position of the first byte other than zero in [from, limit), or `limit` when there is none. A place
-    // that cannot be read ends the search there.
+    // Position of the first byte other than zero in [from, limit), or `limit` when there is none. Bytes
+    // that cannot be read end the search.
     [[nodiscard]] uint64_t FindNonZero(uint64_t from, uint64_t limit);
 
-    // While one of these lives, FindNonZero remembers the longest run of zeros that it passed: an open passes
-    // a run more than once. Walks and searches that come later look again, since zeros may be filled in.
+    // While one of these exists, FindNonZero remembers the longest run of zeros that it passed, since an open
+    // passes a run more than once. Later walks and searches look again: zeros may be overwritten.
     class CZeroMemory
     {
     public:
@@ -93,11 +93,11 @@ private:
     IKrFile* m_file = nullptr;
     uint64_t m_size = 0;
     uint64_t m_position = 0;
-    uint64_t m_lastRead = 0; // position of the read before
-    int m_jumps = 0;         // one after the other
+    uint64_t m_lastRead = 0; // position of the previous read
+    int m_jumps = 0;         // consecutive
     SWindow m_head;
     SWindow m_moving;
-    uint8_t m_viewed[kMostViewed] = {}; // what was viewed outside of the moving window
+    uint8_t m_viewed[kMostViewed] = {}; // bytes viewed outside of the moving window
     bool m_remembersZeros = false;
     SRun m_zeros; // the longest run, while it is remembered
 };

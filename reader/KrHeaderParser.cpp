@@ -23,11 +23,11 @@ constexpr size_t kRiffProbeMinimum = 13;
 // A WAVEFORMATEX and all that may follow it.
 constexpr size_t kLargestWaveFormat = SKrWaveFormat::kEncodedSize + 0xFFFF;
 
-// The format bytes are handed to the conversion as the structure that they are.
+// The conversion takes the format bytes as the structure itself.
 static_assert(std::endian::native == std::endian::little &&
               sizeof(WAVEFORMATEX) == SKrWaveFormat::kEncodedSize);
 
-// Converts the bytes of a 'strf', which stands for all of the structure that it is too short for.
+// Converts the bytes of a 'strf', zero-extended to the structure.
 bool ConvertWaveFormat(std::vector<uint8_t> bytes, SKrWaveFormatInfo& info)
 {
     const size_t wanted = SKrWaveFormat::kEncodedSize + DecodeWaveFormat(bytes).extraSize;
@@ -53,13 +53,13 @@ bool CKrHeaderParser::ParseFile()
         return DetectStreamChunks(nullptr);
 
     static_cast<void>(ParseHeaderList(riff, hdrl));
-    SeekBehind(m_cursor, hdrl);
+    SeekPast(m_cursor, hdrl);
     m_state.firstChunkPosition = Low32(m_cursor.Position());
 
     SKrRiffChunkInfo movi = {};
     if (FindMovi(riff, movi))
         return DetectStreamChunks(&movi);
-    SeekBehind(m_cursor, hdrl);
+    SeekPast(m_cursor, hdrl);
     return DetectStreamChunks(nullptr);
 }
 
@@ -87,7 +87,7 @@ bool CKrHeaderParser::FindMovi(const SKrRiffChunkInfo& riff, SKrRiffChunkInfo& m
             return false;
         if (movi.ckid == kFccList && movi.fccType == kFccMovi)
             return true;
-        SeekBehind(m_cursor, movi);
+        SeekPast(m_cursor, movi);
     }
 }
 
@@ -120,7 +120,7 @@ bool CKrHeaderParser::ParseHeaderList(const SKrRiffChunkInfo& riff, const SKrRif
         switch (ParseStream(mainHeader, stream))
         {
         case EStream::Taken:
-            SeekBehind(m_cursor, stream.strl);
+            SeekPast(m_cursor, stream.strl);
             break;
         case EStream::Skipped:
             break;
@@ -131,7 +131,7 @@ bool CKrHeaderParser::ParseHeaderList(const SKrRiffChunkInfo& riff, const SKrRif
     return true;
 }
 
-// Finds 'avih', reads it, and leaves the cursor behind it.
+// Finds 'avih', reads it, and leaves the cursor after it.
 bool CKrHeaderParser::ReadMainHeader(const SKrRiffChunkInfo& hdrl, SKrMainHeader& header)
 {
     SKrRiffChunkInfo avih = {};
@@ -142,7 +142,7 @@ bool CKrHeaderParser::ReadMainHeader(const SKrRiffChunkInfo& hdrl, SKrMainHeader
     CKrByteReader in({bytes, m_cursor.Read(bytes, sizeof bytes)});
     if (!Decode(in, header))
         return false;
-    SeekBehind(m_cursor, avih);
+    SeekPast(m_cursor, avih);
     return true;
 }
 
@@ -161,7 +161,7 @@ CKrHeaderParser::EStream CKrHeaderParser::ParseStream(const SKrMainHeader& mainH
     }
 }
 
-// 'strh' is the first sub-chunk of a 'strl'; it is not looked for elsewhere.
+// 'strh' must be the first sub-chunk of a 'strl'; it is not searched for.
 bool CKrHeaderParser::ReadStreamHeader(SKrStreamHeader& header)
 {
     uint8_t bytes[SKrStreamHeader::kWideEncodedSize];
@@ -182,7 +182,7 @@ bool CKrHeaderParser::FindFormat(const SKrRiffChunkInfo& strl, SKrRiffChunkInfo&
     return FindChunk(m_cursor, strf, &strl, EKrLookupMode::AnyChunk, kNoZeroLimit);
 }
 
-// Reads the bytes of a 'strf' that are of use and moves behind its last byte. The file must hold all of it.
+// Reads the bytes of a 'strf' that are needed and moves past its last byte. The file must hold all of it.
 bool CKrHeaderParser::ReadFormat(const SKrRiffChunkInfo& strf, size_t usedBytes, std::vector<uint8_t>& bytes)
 {
     if (strf.offset + strf.cksize > m_cursor.Size())

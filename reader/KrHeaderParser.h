@@ -12,14 +12,14 @@
 
 class CKrFileCursor;
 
-// Parses one file. Works on a state in its start values.
+// Parses one file into a state that has its initial values.
 class CKrHeaderParser
 {
 public:
     CKrHeaderParser(CKrFileCursor& cursor, SKrStreamState& state) : m_cursor(cursor), m_state(state) {}
 
-    // Header list, then the ids of the data chunks. False when the file shows no chunk where data chunks are
-    // looked for.
+    // Parses the header list, then finds the ids of the data chunks. False when there is not a single chunk
+    // where data chunks should be.
     // Kept: a header list that cannot be parsed does not fail the file, whose data chunks may still be of
     // use.
     [[nodiscard]] bool ParseFile();
@@ -38,8 +38,8 @@ private:
     // What became of one 'strl'.
     enum class EStream
     {
-        Taken,   // or of a type that is of no interest: the parse goes on behind the list
-        Skipped, // not usable: the parse goes on from within the list
+        Taken,   // or of a type that is not parsed: the parse continues after the list
+        Skipped, // not usable: the parse continues from inside the list
         Failed   // ends the header list
     };
 

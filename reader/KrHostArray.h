@@ -1,4 +1,4 @@
-// The caller's arrays, as the reader uses them.
+// How the reader uses the caller's arrays.
 #ifndef KR_READER_KRHOSTARRAY_H
 #define KR_READER_KRHOSTARRAY_H
 
@@ -33,8 +33,8 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
     return true;
 }
 
-// The framework moves the elements for that, and keeps them where memory is too short.
-inline void GiveExtraBack(Entries& entries)
+// The framework reallocates for that, and keeps the elements when out of memory.
+inline void FreeUnused(Entries& entries)
 {
     try
     {
@@ -61,20 +61,20 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
     return size <= static_cast<uint64_t>(INTPTR_MAX) && entries.TrySetSize(static_cast<intptr_t>(size));
 }
 
-inline void GiveExtraBack(Entries& entries)
+inline void FreeUnused(Entries& entries)
 {
     entries.FreeExtra();
 }
 
 #endif
 
-// Cuts the array to what was produced and gives the rest of its memory back.
+// Shrinks the array to what was produced and frees the rest of its memory.
 inline void CutTo(Entries& entries, uint64_t size)
 {
     if (static_cast<uint64_t>(entries.GetSize()) == size)
         return;
     entries.SetSize(static_cast<intptr_t>(size));
-    GiveExtraBack(entries);
+    FreeUnused(entries);
 }
 } // namespace KrHostArray
 

@@ -35,6 +35,6 @@ std::optional<std::span<const uint8_t>> CKrIndexBlock::Next()
     if (read.Failed())
         return std::nullopt;
     m_begun = true;
-    m_done = read.bytes < size ? m_size : m_done + size; // a file that is shorter than it was ends the block
+    m_done = read.bytes < size ? m_size : m_done + size; // a file that has become shorter ends the block
     return std::span<const uint8_t>(bytes, read.bytes - read.bytes % m_entrySize);
 }

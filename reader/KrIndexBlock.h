@@ -11,8 +11,8 @@
 
 class IKrFile;
 
-// The entries of one block after the other. A block that is not larger than a slice is read at once, a larger
-// one slice by slice: whatever count a file claims, it sizes no more memory than that.
+// Reads one block of entries after another. A block up to the size of a slice is read at once, a larger one
+// slice by slice: whatever count a file claims, no more memory than a slice is needed.
 class CKrIndexBlock
 {
 public:
@@ -22,17 +22,17 @@ public:
     {
     }
 
-    // Turns to the entries at a position, or to what the file holds of them.
+    // Starts with the entries at a position, as many as the file holds.
     void Start(uint64_t position, uint64_t count, size_t entrySize);
 
-    // Back to the first entry of the block, which is then read again.
+    // Returns to the first entry of the block, which is then read again.
     void Restart();
 
     bool IsOneSlice() const { return m_size <= m_sliceSize; }
     void MakeSlicesSmaller(size_t sliceSize);
 
-    // The next whole entries, none at the end of the block, nothing after a failed read. The bytes stay until
-    // something else is read. The first slice is always read, even if it is empty.
+    // The next whole entries, none at the end of the block, nothing after a failed read. The bytes stay valid
+    // until the next read. The first slice is always read, even if it is empty.
     [[nodiscard]] std::optional<std::span<const uint8_t>> Next();
 
 private:

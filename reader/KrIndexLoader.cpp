@@ -94,12 +94,12 @@ void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out)
 std::span<const SKrChunkIndexEntry> CKrIndexLoader::Produced(Entries& out) const
 {
     if (m_produced == 0)
-        return {}; // nor is an array that cannot be used touched
+        return {}; // without a look at an array that cannot be used
     return {out.GetData(), static_cast<size_t>(m_produced)};
 }
 
-// Adds up what the standard indexes announce. One that cannot be read ends the count. So does a sum that no
-// file of this size can back: what the others announce changes nothing any more.
+// Adds up what the standard indexes announce. One that cannot be read ends the count. So does a sum that a
+// file of this size cannot hold: the others cannot change the result any more.
 bool CKrIndexLoader::CountEntries(CKrSuperIndex& super)
 {
     m_announced = 0;
@@ -153,7 +153,7 @@ bool CKrIndexLoader::TakeStdIndex(uint64_t position, uint8_t superSubType, Entri
     case kIndexSubType64Bit:
         return TakeStdEntries<SWideEntries>(entriesAt, head->entriesInUse, base, out);
     default:
-        return true; // unknown entries: the chunk is passed over
+        return true; // unknown entries: the chunk is skipped
     }
 }
 
@@ -169,7 +169,7 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
             return false;
         if (slice->empty())
             return true;
-        const uint64_t room = m_most - m_produced; // looked at once, not for each entry
+        const uint64_t room = m_most - m_produced; // computed once, not for each entry
         const size_t end =
             static_cast<size_t>(std::min<uint64_t>(slice->size() / Layout::kSize, room) * Layout::kSize);
         for (size_t at = 0; at < slice->size(); at += Layout::kSize)
@@ -187,9 +187,9 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
     }
 }
 
-// Many standard indexes that begin inside each other, with entries that lead nowhere, would have most of the
-// file read for each of them. From then on they are read in small slices, of which few bytes are passed over.
-// An index that announces no more entries than the file can hold never comes that far.
+// Many standard indexes that overlap, with entries that point past the end of the file, would have most of
+// the file read for each of them. From then on they are read in small slices, of which few bytes are skipped.
+// An index that announces no more entries than the file can hold never gets that far.
 void CKrIndexLoader::PassOver(size_t bytes)
 {
     m_passedOver += bytes;
@@ -197,7 +197,7 @@ void CKrIndexLoader::PassOver(size_t bytes)
         m_block.MakeSlicesSmaller(kSmallIndexSlice);
 }
 
-// Sizes the output and reads 'idx1', of which a file that was cut may hold only a part.
+// Sizes the output and reads 'idx1', of which a truncated file may hold only a part.
 bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out)
 {
     if (index.oldIndexEntries == 0)
@@ -220,9 +220,9 @@ bool CKrIndexLoader::LoadOld(const SKrLocatedIndex& index, std::span<const uint3
     }
 }
 
-// The first entry of the stream stands for the first chunk found in 'movi', so that it does not matter
-// from where the offsets count. Kept: 32-bit arithmetic that wraps; such files are 32-bit files throughout.
-// False at the first entry that lies beyond the end of the file, which ends the index.
+// The first entry of the stream belongs to the first chunk found in 'movi', so that it does not matter
+// what the offsets are relative to. Kept: 32-bit arithmetic that wraps; such files are 32-bit files
+// throughout. False at the first entry that lies beyond the end of the file, which ends the index.
 bool CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
                                     std::span<const uint32_t> ids, Entries& out)
 {

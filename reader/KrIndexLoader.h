@@ -15,7 +15,7 @@ class CKrSuperIndex;
 class IKrFile;
 
 // Loads one index of an open file. Counts from the file never size anything beyond what the file can
-// hold. The entries of each index chunk are read at once, unless they are so many that it takes slices.
+// hold. The entries of each index chunk are read at once, or in slices when they are very many.
 class CKrIndexLoader
 {
 public:
@@ -28,7 +28,7 @@ public:
     {
     }
 
-    // Entries that an OpenDML index announces and does not have do no harm. A load that would produce more
+    // Entries that an OpenDML index announces but does not have are harmless. A load that would produce more
     // entries than the file can hold chunks fails, as does one that runs out of memory. After a failure the
     // array holds whatever it held at that moment. When a read that failed during the count succeeds during
     // the load, an entry past the counted total throws CInvalidArgException.
@@ -59,8 +59,8 @@ private:
 
     // Of the load under way:
     uint64_t m_announced = 0;  // entries that the index claims
-    uint64_t m_produced = 0;   // entries
-    uint64_t m_most = 0;       // that it may produce
+    uint64_t m_produced = 0;   // entries in the array
+    uint64_t m_most = 0;       // entries that it may produce
     uint64_t m_passedOver = 0; // bytes of entries beyond the end of the file
     uint32_t m_oldBase = 0;    // from where the offsets in 'idx1' count
 };

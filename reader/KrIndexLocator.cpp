@@ -9,8 +9,8 @@
 
 namespace
 {
-// Index positions are kept in 32 bits and sought as signed distances, so that none at or beyond 2 GiB can
-// be reached. One beyond 4 GiB must not come out as some low position: it stays unreachable too.
+// Index positions are kept in 32 bits and sought as signed distances, so that none at or past 2 GiB can be
+// reached. One past 4 GiB must not wrap to a low position: it stays unreachable too.
 uint32_t KeptIndexPosition(uint64_t position)
 {
     return position <= kNotLocated ? static_cast<uint32_t>(position) : kNotLocated;
@@ -18,7 +18,7 @@ uint32_t KeptIndexPosition(uint64_t position)
 
 bool FindSuperIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, SKrLocatedIndex& index)
 {
-    SeekBehind(cursor, headers.strf);
+    SeekPast(cursor, headers.strf);
     SKrRiffChunkInfo indx = {};
     indx.ckid = kFccIndx;
     if (!FindChunk(cursor, indx, &headers.strl, EKrLookupMode::AnyChunk, kNoZeroLimit))
@@ -29,7 +29,7 @@ bool FindSuperIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers,
 
 bool FindMovi(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, SKrRiffChunkInfo& movi)
 {
-    SeekBehind(cursor, headers.hdrl);
+    SeekPast(cursor, headers.hdrl);
     movi = {};
     movi.fccType = kFccMovi;
     return FindChunk(cursor, movi, &headers.riff, EKrLookupMode::ListOnly, kNoZeroLimit);
@@ -48,14 +48,14 @@ bool FindFirstDataChunk(CKrFileCursor& cursor, const SKrRiffChunkInfo& movi,
             index.firstChunkPosition = Low32(chunk.offset - kChunkHeaderSize);
             return true;
         }
-        SeekBehind(cursor, chunk);
+        SeekPast(cursor, chunk);
     }
 }
 
 bool FindOldIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, const SKrRiffChunkInfo& movi,
                   SKrLocatedIndex& index)
 {
-    SeekBehind(cursor, movi);
+    SeekPast(cursor, movi);
     SKrRiffChunkInfo idx1 = {};
     idx1.ckid = kFccIdx1;
     if (!FindChunk(cursor, idx1, &headers.riff, EKrLookupMode::AnyChunk, kNoZeroLimit))

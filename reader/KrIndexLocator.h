@@ -10,7 +10,7 @@
 
 class CKrFileCursor;
 
-// The header chunks between which a stream's index is looked for.
+// The header chunks that bound the search for a stream's index.
 struct SKrStreamHeaderChunks
 {
     const SKrRiffChunkInfo& riff;
@@ -23,16 +23,16 @@ enum class EKrIndexFound
 {
     None,
     OpenDml, // 'indx' in the stream's 'strl'
-    Old      // 'idx1' behind 'movi'
+    Old      // 'idx1' after 'movi'
 };
 
 // Locates the index of a stream whose data chunks carry one of the given ids, and notes it in `index`.
-// Streams whose chunks lie in 'rec ' lists have no 'idx1': only direct sub-chunks of 'movi' are looked at.
+// Streams whose chunks lie in 'rec ' lists have no 'idx1': only direct sub-chunks of 'movi' are searched.
 EKrIndexFound LocateIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers,
                           std::span<const uint32_t> dataChunkIds, SKrLocatedIndex& index);
 
-// The video stream's and an audio stream's, numbered from 0. From stream 16 on there are no data chunk ids,
-// and so no index.
+// Locate the index of the video stream and of an audio stream. Streams are numbered from 0; those from 16 on
+// have no data chunk ids, and so no index.
 void LocateVideoIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, uint32_t streamNumber,
                       SKrStreamState& state);
 void LocateAudioIndex(CKrFileCursor& cursor, const SKrStreamHeaderChunks& headers, uint32_t streamNumber,

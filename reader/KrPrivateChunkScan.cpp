@@ -10,7 +10,7 @@
 
 namespace
 {
-// Place of an id among the kinds, or their number.
+// Index of an id among the kinds, or their number.
 size_t PlaceOf(uint32_t ckid)
 {
     const auto* const kind = std::ranges::find(kPrivateChunkKinds, ckid, &SKrPrivateChunkKind::id);
@@ -24,7 +24,7 @@ const SKrRiffChunkInfo* CKrPrivateChunkScan::Find(uint32_t ckid)
         return nullptr;
     for (std::optional<SCandidate>* const candidate : {&m_first, &m_last})
     {
-        // A segment without sub-chunks ends the search: the other one is not looked at.
+        // A segment without sub-chunks ends the search: the other one is not searched.
         if (!candidate->has_value() || (!(*candidate)->lastRead && !ReadNext(**candidate)))
             return nullptr;
         if (const SKrRiffChunkInfo* const found = FindIn(**candidate, ckid))
@@ -33,8 +33,8 @@ const SKrRiffChunkInfo* CKrPrivateChunkScan::Find(uint32_t ckid)
     return nullptr;
 }
 
-// The first segment and the last one. Whether the last is still the last is looked at each time: a read that
-// failed before may succeed now.
+// The first segment and the last one. Each call checks whether the last is still the last: a read that failed
+// before may succeed now.
 bool CKrPrivateChunkScan::FindCandidates()
 {
     if (!m_first)
@@ -52,8 +52,7 @@ bool CKrPrivateChunkScan::FindCandidates()
     return true;
 }
 
-// A walk reads the sub-chunk after the one that it reports, so that the search reads one more than it looks
-// at.
+// A walk reads one sub-chunk ahead of the one that it reports, and so does this search.
 const SKrRiffChunkInfo* CKrPrivateChunkScan::FindIn(SCandidate& candidate, uint32_t ckid)
 {
     const std::optional<SKrRiffChunkInfo>& found = candidate.found[PlaceOf(ckid)];

@@ -14,8 +14,8 @@ class CKrFileCursor;
 class IKrFile;
 
 // Finds what the walks over segments and their sub-chunks would find, with the same reads in the same order,
-// but keeps no nodes: a file may consist of nothing but tiny chunks. Each search goes on where the one before
-// ended. Guarded by the reader's lock.
+// but keeps no nodes: a file may consist of nothing but tiny chunks. Each search continues where the previous
+// one ended. Guarded by the reader's lock.
 class CKrPrivateChunkScan final : public IKrPrivateChunks
 {
 public:

@@ -1,4 +1,4 @@
-// The one read that raw reads of hosts and the search for private chunks share.
+// The read that raw reads of hosts and the search for private chunks share.
 #ifndef KR_READER_KRRAWREAD_H
 #define KR_READER_KRRAWREAD_H
 
@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-// Returns how many bytes came; 0 on failure.
+// Returns the number of bytes read; 0 on failure.
 // Kept: a position whose low half is all ones is refused, as it cannot be told from a failed seek.
 [[nodiscard]] inline uint32_t RawRead(IKrFile& file, uint64_t position, void* buffer, uint32_t count)
 {

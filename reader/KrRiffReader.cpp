@@ -52,7 +52,7 @@ CKrReentrantLock* CKrRiffReader::FindLock(IKrRiffReader* reader)
     return isOurs ? &static_cast<CKrRiffReader*>(reader)->m_lock : nullptr;
 }
 
-// Undoes a half-done Open, also when it ends by an exception.
+// Undoes an Open that did not succeed, also when it ends with an exception.
 class CKrRiffReader::CDetachUnlessOpened
 {
 public:
@@ -72,7 +72,7 @@ private:
     bool m_opened = false;
 };
 
-// The lock is held throughout, so that nobody meets a reader whose headers are half parsed.
+// The lock is held throughout, so that nobody sees a reader whose headers are half parsed.
 int CKrRiffReader::Open(const wchar_t* path)
 {
     const CKrTryLockScope scope(m_lock);
@@ -120,8 +120,8 @@ void CKrRiffReader::Attach(std::unique_ptr<IKrFile> file, uint64_t size)
     m_file = std::move(shared);
 }
 
-// Back to the closed state, but for what the parse left behind. A raw read that is under way keeps the file
-// open until it ends.
+// Returns to the closed state, but keeps what the parse found. A raw read in progress keeps the file open
+// until it ends.
 void CKrRiffReader::Detach()
 {
     m_tree.Clear();
@@ -208,7 +208,7 @@ int CKrRiffReader::FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* si
     return m_tree.AdvanceSubChunk(m_cursor) ? 1 : 0;
 }
 
-// Kept: the type of a container is passed over, yet all of `cksize` is read, four bytes past its end. Hosts
+// Kept: the type of a container is skipped, yet all of `cksize` is read, four bytes past its end. Hosts
 // size their buffers by `cksize` alone.
 uint32_t CKrRiffReader::ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize)
 {

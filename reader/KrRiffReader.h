@@ -1,5 +1,5 @@
-// The library's reader. The operations lie in KrRiffReader.cpp (file, walks, raw reads) and
-// KrRiffReaderStreams.cpp (what is known of the streams).
+// The library's reader. Its operations are in KrRiffReader.cpp (file, walks, raw reads) and
+// KrRiffReaderStreams.cpp (streams and their indexes).
 #ifndef KR_READER_KRRIFFREADER_H
 #define KR_READER_KRRIFFREADER_H
 
@@ -29,7 +29,7 @@ public:
 
     CKrReentrantLock& Lock() { return m_lock; }
 
-    // For tests: what the last parse and the loads since left behind.
+    // For tests: the result of the last parse and of the loads since.
     const SKrStreamState& StreamState() const { return m_state; }
 
     int Open(const wchar_t* path) override;
@@ -80,8 +80,8 @@ private:
     // so it changes without the lock.
     KrAtomic<uint32_t> m_firstChunkPosition = 0;
 
-    // What the operations without a lock answer from. Held for the copy of a pointer or of the facts; no lock
-    // follows.
+    // Guards what the operations that do not take m_lock read. Held to copy a pointer or the facts; no other
+    // lock is taken under it.
     CKrMutex m_sharedLock;
     std::shared_ptr<IKrFile> m_file; // null: closed. Changed under both locks, read under either.
     SKrStreamFacts m_facts;          // under m_sharedLock

@@ -1,4 +1,4 @@
-// What the reader knows of a file's streams: the parse, the two stream queries, the index loads.
+// The streams of a file: the parse, the two stream queries, the index loads.
 #include "reader/KrRiffReader.h"
 
 #include "format/KrFrameTables.h"
@@ -40,7 +40,7 @@ SKrStreamFacts CKrRiffReader::Facts()
     return m_facts;
 }
 
-// What the private information chunks say goes before what the headers suggest.
+// The private information chunks override what the headers suggest.
 void CKrRiffReader::ApplyPixelAspectAndScanMode()
 {
     SKrAviVideoParams& format = m_state.videoFormat;

@@ -10,7 +10,7 @@ namespace
 {
 constexpr uint32_t kChunksWithoutStreamCount = 15;
 
-// The distinct data chunk ids in the order in which they come.
+// The distinct data chunk ids in file order.
 class CKrSeenIds
 {
 public:
@@ -65,7 +65,7 @@ bool DetectStreamChunkIds(CKrFileCursor& cursor, const SKrRiffChunkInfo* movi, u
         seen.Add(chunk.ckid);
     while (!seen.AreEnough(streamCount))
     {
-        SeekBehind(cursor, chunk);
+        SeekPast(cursor, chunk);
         chunk = {};
         if (!FindChunk(cursor, chunk, nullptr, EKrLookupMode::AnyChunk, kNoZeroLimit))
             break;

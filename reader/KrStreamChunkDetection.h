@@ -1,4 +1,4 @@
-// Which stream data chunks a file holds.
+// Finds which stream data chunks a file holds.
 #ifndef KR_READER_KRSTREAMCHUNKDETECTION_H
 #define KR_READER_KRSTREAMCHUNKDETECTION_H
 
@@ -18,9 +18,9 @@ struct SKrDetectedChunks
     uint32_t firstAudioId = 0;
 };
 
-// Looks at chunk headers from the cursor's position on, inside `movi` where it is given, until a chunk of
+// Reads chunk headers from the cursor's position on, inside `movi` where it is given, until a chunk of
 // each of `streamCount` streams was seen; when that is 0, until 15 stream chunks were. False when there is
-// no chunk at all.
+// not a single chunk.
 [[nodiscard]] bool DetectStreamChunkIds(CKrFileCursor& cursor, const SKrRiffChunkInfo* movi,
                                         uint32_t streamCount, SKrDetectedChunks& detected);
 

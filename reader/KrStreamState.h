@@ -1,4 +1,4 @@
-// What the header parse leaves in the reader and later questions are answered from.
+// The result of the header parse, from which queries and loads are answered.
 #ifndef KR_READER_KRSTREAMSTATE_H
 #define KR_READER_KRSTREAMSTATE_H
 
@@ -16,7 +16,7 @@ struct SKrLocatedIndex
     uint32_t indexPosition = kNotLocated;      // of the 'indx' chunk header, or of the 'idx1' payload
     uint32_t firstChunkPosition = kNotLocated; // of the header of the stream's first chunk in 'movi'
     uint32_t streamNumber = kNotLocated;
-    uint32_t oldIndexEntries = 0; // entries of 'idx1', all streams together
+    uint32_t oldIndexEntries = 0; // of 'idx1', all streams together
 };
 
 struct SKrAudioStream
@@ -51,7 +51,8 @@ struct SKrStreamState
     SKrStreamStatistics statistics;
 };
 
-// What the stream queries report: a copy, so that they answer from one state whatever is parsed meanwhile.
+// What the stream queries report: a copy, so that they answer from one state whatever is parsed in the
+// meantime.
 struct SKrStreamFacts
 {
     uint32_t totalFrames = 0;

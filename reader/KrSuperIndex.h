@@ -13,11 +13,11 @@ class IKrFile;
 enum class EKrStdIndex
 {
     Found,
-    None, // that was the last one
+    None, // no more
     Unread
 };
 
-// Goes through the entries of a super index. The first entry that points beyond the end of the file ends it.
+// Iterates over the entries of a super index. The first one that points past the end of the file ends it.
 class CKrSuperIndex
 {
 public:
@@ -26,14 +26,14 @@ public:
     {
     }
 
-    // Reads the head; false when it is not one that can be used.
+    // Reads the head; false when it cannot be used.
     [[nodiscard]] bool Open(uint64_t position);
     uint8_t SubType() const { return m_subType; }
 
     // The position of the next standard index, from the first one on.
     [[nodiscard]] EKrStdIndex Next(uint64_t& position);
 
-    // Back to the first one. Entries that were read at once are not read again.
+    // Returns to the first one. Entries that fitted one read are not read again.
     void Rewind();
 
 private:

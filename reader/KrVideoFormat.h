@@ -10,8 +10,8 @@ SKrAviVideoParams DescribeVideo(const SKrBitmapHeader& bitmap, const SKrStreamHe
 // The scan mode that a frame-rate code and a stored size suggest.
 EKrScanMode GuessScanMode(uint32_t frameRate, int32_t width, int32_t height);
 
-// Applies a pixel aspect ratio to the display width, and on the frames that a ratio is made for to the
-// aspect mode as well.
+// Applies a pixel aspect ratio to the display width, and to the aspect mode of frames for which the tables
+// have that ratio.
 void ApplyPixelAspect(SKrAviVideoParams& format, int horizontal, int vertical);
 
 #endif

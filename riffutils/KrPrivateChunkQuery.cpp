@@ -2,7 +2,7 @@
 
 namespace
 {
-// The two segments that are looked at: the first and the last.
+// The two segments that are searched: the first and the last.
 struct SCandidates
 {
     SKrRiffChunkNode* first = nullptr;
@@ -27,7 +27,7 @@ SCandidates FindCandidates(IKrRiffReader& reader)
     return candidates;
 }
 
-// The first direct sub-chunk with the wanted id, or null. The walk has begun.
+// The first direct sub-chunk with the given id, or null. The caller has started the walk.
 const SKrRiffChunkNode* FindChild(IKrRiffReader& reader, uint32_t wanted)
 {
     for (bool more = true; more;)

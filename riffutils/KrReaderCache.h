@@ -26,7 +26,7 @@ public:
     void DropAll();
 
     // Drops all when the module stops. Never waits: a lock that is still held then belongs to a thread that
-    // the system has ended, and nobody will give it back.
+    // the system has ended, and will never be released.
     void ClearAtModuleStop();
 
 private:

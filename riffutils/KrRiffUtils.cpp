@@ -1,4 +1,4 @@
-// The exported queries: what they share is the frame around a search, by reader and by path.
+// The exported queries. All share the same steps around a search, by reader or by path.
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include "base/KrReentrantLock.h"
@@ -30,8 +30,8 @@ private:
     std::optional<CKrBalancedLockScope> m_scope;
 };
 
-// The length is asked under the lock: on a reader that was closed by then, a walk would keep the lock for
-// good.
+// Asks for the length under the lock: on a reader that has been closed by then, a walk would keep the lock
+// for good.
 template <class Search>
 int Query(IKrRiffReader* reader, Search&& search)
 {
@@ -57,7 +57,7 @@ auto ScanModeSearch(std::optional<int> flavour, EKrScanMode& scanMode)
     };
 }
 
-// The stored values are unsigned; hosts get their bits.
+// The stored values are unsigned; hosts get the same bits as signed ones.
 bool Store(bool found, const SKrPixelAspect& aspect, int& horizontal, int& vertical)
 {
     if (found)

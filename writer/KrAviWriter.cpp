@@ -89,11 +89,11 @@ bool CKrAviWriter::Open(const wchar_t* path, const SKrAviVideoParams* params, ui
     if (!setup || !CreateAndBegin(path, *setup))
         return false;
     StartWorker();
-    m_interleaver.StartAccepting(); // after that: a submission before it would do the worker's part itself
+    m_interleaver.StartAccepting(); // last: a submission without a running worker would do its part itself
     return true;
 }
 
-// Makes the file and writes its headers. What fails on the way leaves no file behind.
+// Creates the file and writes its headers. A failure leaves no file.
 bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
 {
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
@@ -139,7 +139,7 @@ uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
     return size != 0 ? size : kDefaultBytesPerSector;
 }
 
-// The thread is made for the first file and serves the later ones too.
+// The thread is created for the first file and serves later ones too.
 void CKrAviWriter::PrepareWorker()
 {
     if (m_worker)
@@ -170,7 +170,7 @@ int CKrAviWriter::CloseFile()
     return Close() ? 1 : 0;
 }
 
-// Under m_openCloseLock. False when the file that was open is not all that it should be.
+// Under m_openCloseLock. False when the file that was open is not complete.
 bool CKrAviWriter::Close()
 {
     if (m_interleaver.StopAccepting())
@@ -219,7 +219,7 @@ int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
     const uint32_t length = sample->GetDataLength();
     if (length < 1)
         return 0;
-    CKrSampleList samples; // made, and if need be released, outside the lock
+    CKrSampleList samples; // allocated, and perhaps released, outside the lock
     samples.push_back({CKrRef<IKrMediaSample>::Share(sample), length});
     const EKrSubmission submission = m_interleaver.Submit(stream, samples);
     if (submission == EKrSubmission::Refused)

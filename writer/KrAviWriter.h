@@ -1,5 +1,5 @@
-// The library's writer: the public operations, and the worker thread's life. Samples and direct chunks go to
-// CKrInterleaver.
+// The library's writer: the public operations, and the worker thread from start to end. Samples and direct
+// chunks go to CKrInterleaver.
 #ifndef KR_WRITER_KRAVIWRITER_H
 #define KR_WRITER_KRAVIWRITER_H
 
@@ -70,7 +70,7 @@ private:
     CKrInterleaver m_interleaver;
 
     CKrWorkSignal m_work;
-    CKrRef<IKrWorkerThread> m_worker;      // null when none could be made; under m_openCloseLock
+    CKrRef<IKrWorkerThread> m_worker;      // null when none could be created; under m_openCloseLock
     CKrModuleHold m_moduleHold;            // while the worker runs
     KrAtomic<uint64_t> m_workerThread = 0; // its number while it runs
     bool m_isLeftToWorker = false;         // of the worker's thread alone

@@ -6,12 +6,12 @@
 
 #include <cstdint>
 
-// Tells a call that comes from inside a sample's operation from one that comes from outside. Takes no memory,
-// so that it works when there is none.
+// Distinguishes a call from inside a sample's operation from any other. Allocates nothing, so that it works
+// when out of memory.
 class CKrCallers
 {
 public:
-    // Notes the calling thread while it lives; a thread may be noted several times.
+    // Enters the calling thread while it exists; a thread may be entered several times.
     class CScope
     {
     public:

@@ -82,7 +82,7 @@ SKrBitmapHeader BitmapHeader(const SKrWriterSetup& setup)
     return header;
 }
 
-// Adds a 'strl' to 'hdrl'; answers the places of its 'strh' and 'indx'.
+// Adds a 'strl' to 'hdrl'; returns the offsets of its 'strh' and 'indx'.
 std::pair<size_t, size_t> AddStream(SKrRiffFileChunk& hdrl, std::span<const uint8_t> header,
                                     std::span<const uint8_t> format)
 {

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-// Bytes of a header, and where in them the fields lie that are known later only. The places are those of
-// chunk headers; 0 where there is no such chunk.
+// Bytes of a header, and the offsets in them of the chunks (of their headers) with fields that are patched
+// later; 0 where there is no such chunk.
 struct SKrHeaderLayout
 {
     std::vector<uint8_t> bytes;

@@ -22,7 +22,7 @@
 enum class EKrSubmission
 {
     Refused,
-    ForWorker, // which has to be told
+    ForWorker, // which must be signalled
     ForCaller  // no worker runs: RunStepOfCaller does its part
 };
 
@@ -33,7 +33,7 @@ public:
 
     SKrRecordingFaults& Faults() { return m_faults; }
 
-    // Opening and closing: one thread at a time, which no other opens or closes beside.
+    // For opening and closing, which one thread does at a time.
     void Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
     void SetWorkerRunning(bool isRunning);
     void StartAccepting();

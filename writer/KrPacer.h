@@ -1,4 +1,4 @@
-// Keeps queued chunks at least five milliseconds apart, for the sake of what else uses the disk.
+// Keeps queued chunks at least five milliseconds apart, which leaves the disk to others in between.
 #ifndef KR_WRITER_KRPACER_H
 #define KR_WRITER_KRPACER_H
 
@@ -13,7 +13,7 @@ public:
 
     void Reset() { m_lastChunk = 0; }
 
-    // Called behind each chunk.
+    // Called after each chunk.
     void Pace()
     {
         const uint32_t now = m_clock.TickCount();

@@ -4,14 +4,14 @@
 
 #include "platform/KrSync.h"
 
-// Each is set by the thread that meets it and kept until the next file.
+// Each is set by the thread that detects it and kept until the next file.
 struct SKrRecordingFaults
 {
     KrAtomic<bool> writeFailed = false; // the recording has stopped
     KrAtomic<bool> flushFailed = false;
     KrAtomic<bool> samplePassedOver = false; // it could not be locked
     KrAtomic<bool> viewMissing = false;      // of headers or of an index, whose fields stay as they were
-    KrAtomic<bool> chunkNotIndexed = false;  // a queued one that no OpenDML index names
+    KrAtomic<bool> chunkNotIndexed = false;  // a queued one that is in no OpenDML index
 
     [[nodiscard]] bool Any() const
     {

@@ -14,7 +14,7 @@ constexpr uint64_t KrRoundUp(uint64_t value, uint32_t multiple)
 struct SKrRiffFileChunk
 {
     uint32_t id = 0;
-    uint32_t size = 0;     // value of the size field: everything behind it
+    uint32_t size = 0;     // value of the size field: everything after it
     uint32_t listType = 0; // 0 for a plain chunk
     uint64_t offset = 0;   // file position of the header
     uint32_t dataLength = 0;
@@ -25,16 +25,18 @@ struct SKrRiffFileChunk
     static SKrRiffFileChunk Plain(uint32_t id, std::span<const uint8_t> data);
     static SKrRiffFileChunk Zeros(uint32_t id, uint32_t dataLength);
 
-    // A list ('RIFF' or 'LIST') at a position, with data of its own behind the type.
+    // A list ('RIFF' or 'LIST') at a position, with data of its own after the type.
     static SKrRiffFileChunk List(uint32_t id, uint32_t type, uint64_t offset,
                                  std::span<const uint8_t> data = {});
 
-    // Where the next child will start. A list with children of its own is made there before it is added.
+    // Where the next child will start. A list that has children is created with this offset and filled before
+    // it is added.
     [[nodiscard]] uint64_t NextOffset() const { return offset + size + 8; }
 
     void Add(SKrRiffFileChunk child);
 
-    // Adds a 'JUNK' unless what follows in `extra` bytes lies at a multiple already. The 'JUNK' may be empty.
+    // Adds a 'JUNK' unless the position `extra` bytes after the end is a multiple already. The 'JUNK' may be
+    // empty.
     void AlignTo(uint32_t multiple, uint32_t extra);
 
     // Appends the bytes of the whole tree.

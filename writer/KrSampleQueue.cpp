@@ -54,8 +54,8 @@ SKrBatch CKrSampleQueue::TakeBatch(uint32_t framesWritten)
 {
     SKrBatch batch;
     uint64_t target = AudioBytesOf(framesWritten);
-    const bool audioIsBehind = m_scheduledBytes < target && TargetCoversHead(target);
-    if (!audioIsBehind)
+    const bool audioLags = m_scheduledBytes < target && TargetCoversHead(target);
+    if (!audioLags)
     {
         while (!m_video.empty())
         {

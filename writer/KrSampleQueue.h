@@ -1,4 +1,4 @@
-// The samples that wait to be written, and which of them come next.
+// The samples that wait to be written, and the order in which they are.
 #ifndef KR_WRITER_KRSAMPLEQUEUE_H
 #define KR_WRITER_KRSAMPLEQUEUE_H
 
@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <list>
 
-// A sample with a reference, and its length when it was submitted. Whoever lets go of one holds no lock: the
+// A sample with a reference, and its length when it was submitted. Destroyed without any lock held: the
 // sample's release is the host's code.
 struct SKrQueuedSample
 {
@@ -29,13 +29,13 @@ struct SKrBatch
     CKrSampleList audio;
 };
 
-// Keeps audio and video in step: frames are let through as far as the audio that belongs to them is there,
-// and audio as far as it belongs to those frames. The audio that one call makes ready leaves with the frames
-// of a later one. Calls no operation of a sample. Guarded by its owner's lock.
+// Keeps audio and video in step: frames are released once the audio that belongs to them has been submitted,
+// and audio up to what belongs to those frames. The audio that one call makes ready leaves with the frames of
+// a later one. Calls no operation of a sample. Guarded by its owner's lock.
 class CKrSampleQueue
 {
 public:
-    // Forgets everything but the samples, of which there must be none.
+    // Resets the queue, which must be empty.
     void Begin(const SKrWriterSetup& setup);
 
     // Moves samples to the end of a stream's queue.
@@ -49,7 +49,7 @@ public:
     [[nodiscard]] SKrQueuedSample TakeReadyAudio();
     [[nodiscard]] SKrQueuedSample TakeWaitingAudio();
 
-    // Everything, for whoever lets go of it.
+    // Everything, for release by the caller.
     [[nodiscard]] CKrSampleList TakeAll();
 
     struct SKrSizes
@@ -72,7 +72,7 @@ private:
     uint32_t m_samplesPerSec = 0;
     uint32_t m_blockAlign = 0;
     EKrFrameRate m_frameRate{};
-    uint64_t m_scheduledBytes = 0; // of all audio that was ever made ready
+    uint64_t m_scheduledBytes = 0; // of all audio made ready so far
     CKrSampleList m_video;
     CKrSampleList m_audio;
     CKrSampleList m_readyAudio;

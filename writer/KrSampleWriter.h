@@ -53,8 +53,9 @@ private:
     CKrPacer m_pacer;
     std::vector<uint32_t> m_groupLengths;
 
-    CKrMutex m_fileLock;                    // guards what follows
-    std::unique_ptr<CKrGrowingFile> m_file; // changed by the owner's thread alone: there it may be looked for
+    CKrMutex m_fileLock; // guards what follows
+    std::unique_ptr<CKrGrowingFile>
+        m_file; // changed by the owner's thread alone, which may test it without the lock
     bool m_acceptingDirect = false;
 };
 

@@ -35,7 +35,7 @@ public:
     bool Record(EKrStream stream, uint32_t length);
     void AddAudioDuration(uint32_t samples) { m_audioIndex.AddDuration(samples); }
 
-    // Takes that many bytes at the tail as written.
+    // Counts that many bytes, which were written at the tail, into the segment.
     void Grow(uint64_t bytes);
 
     // Whether the offsets in the stream's standard index have room for a chunk at the tail.

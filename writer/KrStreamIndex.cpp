@@ -127,7 +127,7 @@ void CKrStreamIndex::Flush()
         PutLe32(entry + 4, m_pending[number].size);
     }
     m_pending.erase(m_pending.begin(), m_pending.begin() + count);
-    // Behind the entries: whoever finds the file of a recording that was killed reads complete ones only.
+    // After the entries, so that a reader of a killed recording sees complete ones only.
     AddLe32(chunk + kEntriesInUseAt, count);
     m_copied += count;
 }

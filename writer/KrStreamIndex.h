@@ -19,12 +19,12 @@ public:
     // Bytes of an empty standard index.
     [[nodiscard]] const std::vector<uint8_t>& EmptyStdIndex() const { return m_empty; }
 
-    // Takes the place of the super index's chunk in the mapped header, null when that could not be mapped,
+    // Takes the address of the super index's chunk in the mapped header, null when that could not be mapped,
     // and writes its fields.
     void SetSuperIndex(uint8_t* chunk);
 
     // Makes the standard index that was written at `position` the current one, and enters it in the super
-    // index while that has room. `view` is null when it could not be mapped: its entries then keep waiting.
+    // index while that has room. `view` is null when it could not be mapped: its entries then stay pending.
     void StartStdIndex(uint64_t position, std::unique_ptr<IKrMappedView> view);
 
     // Whether there is a current standard index in memory.
@@ -33,11 +33,11 @@ public:
     // Drops the current standard index and what did not fit into it.
     void EndStdIndex();
 
-    // Whether a payload that starts behind a header at this position is in the reach of the 32-bit offsets.
+    // Whether 32-bit offsets reach a payload whose chunk header is at this position.
     [[nodiscard]] bool Reaches(uint64_t position) const;
 
-    // Notes a chunk, unless the standard index has no room for it or does not reach it. Answers whether the
-    // super index leads to it.
+    // Records a chunk, unless the standard index is full or does not reach it. Returns whether the super
+    // index leads to it.
     bool Record(uint64_t position, uint32_t length);
 
     [[nodiscard]] size_t Pending() const { return m_pending.size(); }
@@ -46,10 +46,10 @@ public:
     // Adds audio sample frames to the duration of the current super index entry.
     void AddDuration(uint32_t samples);
 
-    // Copies what waits into the mapped standard index. Video adds its frames to the duration.
+    // Copies pending entries into the mapped standard index. Video adds its frames to the duration.
     void Flush();
 
-    // Lets go of everything that lies in the file.
+    // Releases everything that is mapped.
     void Unmap();
 
 private:

@@ -1,4 +1,4 @@
-// The count of work that waits for the worker.
+// Counts the work that waits for the worker.
 #ifndef KR_WRITER_KRWORKSIGNAL_H
 #define KR_WRITER_KRWORKSIGNAL_H
 
@@ -26,15 +26,15 @@ public:
         m_changed.NotifyOne();
     }
 
-    // Lets whoever waits look at its stop token, which does not notify by itself: the standard library's own
-    // notification of stops has lost wake-ups on Windows.
+    // Makes a waiting thread check its stop token, which does not notify by itself: the standard library's
+    // own notification of stops has lost wake-ups on Windows.
     void WakeForStop()
     {
         const std::lock_guard guard(m_mutex);
         m_changed.NotifyAll();
     }
 
-    // Waits for work, of which it takes one, or for the stop, which goes first.
+    // Waits for a unit of work, and takes it, or for the stop, which has priority.
     [[nodiscard]] bool WaitForWork(const std::stop_token& stop)
     {
         std::unique_lock guard(m_mutex);

@@ -1,4 +1,4 @@
-// What a file is opened with, checked and completed.
+// The parameters that a file is opened with, checked and completed.
 #ifndef KR_WRITER_KRWRITERSETUP_H
 #define KR_WRITER_KRWRITERSETUP_H
 
@@ -32,7 +32,7 @@ struct SKrWriterSetup
     [[nodiscard]] uint32_t MicroSecPerFrame() const { return 1'000'000 / wholeFrameRate; }
 };
 
-// Nothing when the arguments describe no file that can be written. The first 16 bytes of `audio`, which may
+// Nothing when a file with these arguments cannot be written. The first 16 bytes of `audio`, which may
 // be null, are read.
 std::optional<SKrWriterSetup> MakeWriterSetup(const SKrAviVideoParams* params, uint32_t codec,
                                               const WAVEFORMATEX* audio);

@@ -38,7 +38,7 @@ public:
     virtual int OpenFile(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                          const WAVEFORMATEX* audioFormat) = 0;
 
-    // Queues a frame. Takes a reference, which the writer gives back when the frame is written, on its
+    // Queues a frame. Takes a reference, which the writer releases when the frame is written, on its
     // worker's thread as a rule. The length is asked here and counts for the interleave; the bytes are those
     // of the LockBuffer that follows. A sample that cannot be locked then is passed over, which CloseFile
     // reports. Takes about a millisecond, which slows producers down on purpose. Returns 0 for a null or
@@ -55,8 +55,8 @@ public:
     // when no file is open.
     virtual int CloseFile() = 0;
 
-    // OpenFile with what the record says: uncompressed frames, 8 in the header as their bit count, and PCM
-    // audio when it has any audio stream. Returns 0 for a null record or one without a video stream.
+    // OpenFile with what the record contains: uncompressed frames, 8 in the header as their bit count, and
+    // PCM audio when it has any audio stream. Returns 0 for a null record or one without a video stream.
     virtual int OpenFileFromInfo(const wchar_t* path, const SKrMediaInfo* info) = 0;
 
     // Writes a chunk now, on the calling thread. Returns 0 for a null pointer or a length (in bytes) below 1,
@@ -65,7 +65,7 @@ public:
     // A low-level path: such chunks are entered in the indexes but are neither padded (not even to an even
     // length) nor counted as frames or audio, and they do not start segments or standard indexes. At most
     // 4028 of one stream between two queued samples get into the standard index, and none that lies more than
-    // 4 GiB behind the index's first chunk. A chunk that would make its segment pass 4 GiB is refused.
+    // 4 GiB after the index's first chunk. A chunk that would make its segment pass 4 GiB is refused.
     virtual int WriteVideoChunk(const void* data, int32_t length) = 0;
     virtual int WriteAudioChunk(const void* data, int32_t length) = 0;
 };

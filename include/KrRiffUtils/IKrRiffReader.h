@@ -10,7 +10,7 @@
 // indexes and raw bytes.
 //
 // Call order: Open, then anything, then Close or Release. Statuses are 1 for done and 0 for not; no
-// operation tells why it failed.
+// operation reports why it failed.
 //
 // Threads: all operations may be called from any thread. A reader has one lock. Open, Close, the walks, the
 // chunk search and the index loads only try it: while another thread is inside one of them, they refuse (0,
@@ -27,7 +27,7 @@ public:
     // at once, touching nothing, when this path is open already (the same text; on Windows without regard to
     // case); otherwise the file that is open gets closed first, also when the new one cannot be opened. Files
     // of 200 bytes or less are refused. A file that is not RIFF 'AVI ' opens when a chunk header is found at
-    // or behind byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
+    // or after byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
     // thread is inside the reader, whose file then stays open.
     virtual int Open(const wchar_t* path) = 0;
 
@@ -59,12 +59,12 @@ public:
                                  SKrRiffChunkNode** node) = 0;
 
     // Reads a chunk's payload of `cksize` bytes and returns the number of bytes read; 0 when the buffer is
-    // smaller than `cksize`. For 'RIFF' and 'LIST' the read starts behind the form or list type and still
-    // takes `cksize` bytes, so that its last four lie behind the chunk.
+    // smaller than `cksize`. For 'RIFF' and 'LIST' the read starts after the form or list type and still
+    // takes `cksize` bytes, so that its last four lie past the chunk.
     virtual uint32_t ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize) = 0;
 
     // Reads up to `count` bytes at an absolute file position into the caller's buffer and returns how many
-    // came; 0 on failure and behind the end of the file. A position whose low 32 bits are all ones is
+    // came; 0 on failure and past the end of the file. A position whose low 32 bits are all ones is
     // refused.
     virtual uint32_t ReadAt(uint64_t position, void* buffer, uint32_t count) = 0;
 
@@ -73,7 +73,7 @@ public:
     virtual SKrRiffChunkInfo* GetLastRiffSegment() = 0;
 
     // Starts a search for chunks by id from an absolute file position, through all containers, depth first.
-    // All bits set as position means the first chunk behind the header list. A chunk of size 0 is found
+    // All bits set as position means the first chunk after the header list. A chunk of size 0 is found
     // only when it is 'JUNK'. Returns 1 when there is a match. An empty set returns 0 and leaves an earlier
     // search as it was. The set is copied.
     virtual int FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition) = 0;

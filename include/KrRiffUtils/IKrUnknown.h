@@ -52,7 +52,7 @@ public:
     // Adds a reference. Returns the count afterwards, a snapshot for diagnostics only, never below 1.
     virtual uint32_t AddRef() = 0;
 
-    // Gives a reference back. Returns 0 exactly when that was the last one and the object is gone;
+    // Releases a reference. Returns 0 exactly when that was the last one and the object is gone;
     // otherwise a snapshot of the count, never below 1.
     virtual uint32_t Release() = 0;
 };

@@ -3,7 +3,7 @@
 //
 // A stand-in array can be filled by the library and freed by the host, whichever compiler built either:
 // its layout is fixed, its memory comes from the process heap (malloc elsewhere than on Windows), and a
-// tag tells the library that the array is of this kind. An array without the tag is left untouched.
+// tag shows the library that the array is of this kind. An array without the tag is left untouched.
 #ifndef KRRIFFUTILS_KRFRAMEWORK_H
 #define KRRIFFUTILS_KRFRAMEWORK_H
 
@@ -68,7 +68,7 @@ inline void* Resize(void* memory, size_t size)
 #endif
 }
 
-// Gives a block back; null is allowed.
+// Frees a block; null is allowed.
 inline void Free(void* memory)
 {
 #if defined(_WIN32)
@@ -198,7 +198,7 @@ public:
             m_data[index + offset] = copy;
     }
 
-    // Removes elements; those behind them move up.
+    // Removes elements; those after them move down.
     void RemoveAt(intptr_t index, intptr_t count = 1)
     {
         if (index < 0 || count < 0 || index > m_size || count > m_size - index)
@@ -238,7 +238,7 @@ public:
         return first;
     }
 
-    // Gives back the memory behind the last element.
+    // Frees the memory past the last element.
     void FreeExtra()
     {
         if (m_size == m_capacity)
@@ -268,7 +268,7 @@ private:
         return index;
     }
 
-    // Room for `size` elements; memory behind m_size is not initialised for the caller's purposes.
+    // Room for `size` elements; memory past m_size is not initialised for the caller's purposes.
     bool Reserve(intptr_t size)
     {
         const intptr_t largest = static_cast<intptr_t>(PTRDIFF_MAX / sizeof(TYPE));

@@ -12,7 +12,7 @@ struct SKrRiffChunkInfo
     uint32_t ckid;    // id of the chunk
     uint32_t cksize;  // size field as stored in the file; not checked against the file's length
     uint32_t fccType; // form or list type for 'RIFF' and 'LIST', else 0
-    uint64_t offset;  // absolute file position of the byte behind the 8-byte chunk header; for 'RIFF' and
+    uint64_t offset;  // absolute file position of the byte after the 8-byte chunk header; for 'RIFF' and
                       // 'LIST' the form or list type stands there
 };
 
@@ -31,7 +31,7 @@ struct SKrChunkIndexEntry
     uint32_t reserved; // always 0
 };
 
-// Summary of the chunk sizes of an audio stream. `kind` tells which of two meanings the fields have.
+// Summary of the chunk sizes of an audio stream. `kind` determines which of two meanings the fields have.
 //
 // kind == 1: the sizes repeat. bytesPerPeriod bytes in chunksPerPeriod chunks make one period; the last
 // chunk of the stream holds lastChunkBytes.

@@ -17,15 +17,15 @@
 #pragma GCC visibility push(default)
 #endif
 
-// Creates a reader. The caller owns its one reference and ends it with Release. Returns 1; when memory
-// is short, 0 and a null pointer.
+// Creates a reader. The caller owns its one reference and ends it with Release. Returns 1; when
+// out of memory, 0 and a null pointer.
 int KrCreateRiffReader(IKrRiffReader** out);
 
 // Creates a writer, likewise.
 int KrCreateAviWriter(IKrAviWriter** out);
 
 // Creates a pool of that many samples, 1 to 1,048,576. The caller owns its one reference. Returns 1; 0 with
-// `out` untouched when it is null, the capacity is out of range, or memory is short.
+// `out` untouched when it is null, the capacity is out of range, or memory runs out.
 int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out);
 
 // What a file declares about its pictures in the suite's private information chunks. The queries never

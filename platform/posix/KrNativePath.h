@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-// A wide path in UTF-8. Nothing for a null one, and when it holds what is no character.
+// A wide path in UTF-8. Nothing for a null one, and for one with an invalid character.
 std::optional<std::string> NativePath(const wchar_t* path);
 
 #endif

@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <string>
 
-// Non-blocking, so that a pipe without a partner does not hold us up before it is refused. The mode is that
+// Non-blocking, so that opening a pipe without a partner does not wait before it is refused. The mode is that
 // of a file made by this call, less what the process masks.
 inline CKrFileDescriptor OpenNative(const std::string& path, int flags)
 {
@@ -31,8 +31,8 @@ inline bool IsRegularFile(const CKrFileDescriptor& file)
     return ::fstat(file.Get(), &facts) == 0 && S_ISREG(facts.st_mode);
 }
 
-// Takes LOCK_SH or LOCK_EX until the descriptor is closed. False only when a lock of somebody else is in the
-// way; file systems without such locks share with everybody.
+// Takes LOCK_SH or LOCK_EX until the descriptor is closed. False only when somebody else holds a lock;
+// file systems without such locks share with everybody.
 inline bool HoldLock(const CKrFileDescriptor& file, int kind)
 {
     int result = -1;

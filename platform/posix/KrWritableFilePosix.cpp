@@ -53,8 +53,8 @@ private:
     size_t m_before = 0; // bytes of the view before the range
 };
 
-// What is left of the parts behind the first `done` bytes, as far as one call takes it.
-int PartsBehind(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMostParts])
+// The rest of the parts after the first `done` bytes, up to what one call takes.
+int PartsAfter(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMostParts])
 {
     size_t count = 0;
     size_t room = kMostBytesPerCall;
@@ -84,7 +84,7 @@ public:
         for (;;)
         {
             iovec left[kMostParts];
-            const int count = PartsBehind(parts, done, left);
+            const int count = PartsAfter(parts, done, left);
             if (count == 0)
                 return {done, 0};
             if (!KrPlatform::IsFilePosition(position + done))
@@ -153,7 +153,7 @@ bool IsLink(const std::string& path)
 }
 
 // How often an open is repeated when the name meant something else afterwards. Some network file systems
-// number their files anew at each look: there it has to end.
+// report another file number on every stat, so retries are bounded.
 constexpr int kMostOpens = 20;
 
 // The number in a file of one line, or 0.
@@ -169,7 +169,7 @@ std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path)
 {
     for (int opens = 1;; ++opens)
     {
-        // Not emptied by the open itself: first it must be certain that nobody uses the file.
+        // The open itself does not truncate: first it must be certain that nobody uses the file.
         CKrFileDescriptor file = OpenNative(path, O_RDWR | O_CREAT);
         if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_EX))
             return nullptr;

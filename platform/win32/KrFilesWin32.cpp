@@ -116,8 +116,8 @@ public:
     {
         if (folder == nullptr)
             return 0;
-        // The call wants a separator at the end, and null for the current folder. A drive with a separator is
-        // its root: its current folder, which may lie on another volume, has to be spelt out before.
+        // The call requires a separator at the end, and null for the current folder. A drive with a separator
+        // is its root: its current folder, which may lie on another volume, has to be spelt out before.
         std::wstring root = *folder == L'\0' ? std::wstring() : NativePath(folder);
         if (root.size() == 2 && KrPlatform::DrivePrefixLength(root) == 2)
             root = NativePath(AbsolutePath(folder).c_str());

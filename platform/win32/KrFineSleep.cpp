@@ -32,7 +32,7 @@ public:
             Now() + m_frequency * (milliseconds / 1000) + (m_frequency * (milliseconds % 1000) + 999) / 1000;
     }
 
-    // In units of 100 ns, rounded up; 0 or less when it has come.
+    // In units of 100 ns, rounded up; 0 or less when it has passed.
     [[nodiscard]] int64_t TimerUnitsLeft() const
     {
         const int64_t left = m_end - Now();
@@ -82,8 +82,8 @@ private:
     HANDLE m_handle;
 };
 
-// The system's multimedia library, loaded when it is needed first and never given back: most systems never
-// need it.
+// The system's multimedia library, loaded when it is first needed and never freed: most systems never need
+// it.
 HMODULE MultimediaLibrary()
 {
     static std::atomic<HMODULE> loaded = nullptr;

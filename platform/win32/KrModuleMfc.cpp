@@ -1,5 +1,5 @@
-// Start and stop of the module when it is an extension module of the application framework. Written with care
-// and never built by its authors, who do not have the framework.
+// Start and stop of the module when it is an extension module of the application framework. Never
+// built by its authors, who do not have the framework.
 #include <afxwin.h>
 
 #include <afxdllx.h>

@@ -10,7 +10,7 @@
 #endif
 #include <windows.h>
 
-#include <mmreg.h> // behind <windows.h>, whose types it uses
+#include <mmreg.h> // after <windows.h>, whose types it uses
 
 #include "KrRiffUtils/KrPlatformTypes.h"
 

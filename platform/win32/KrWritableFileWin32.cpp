@@ -54,7 +54,7 @@ public:
         return m_start != nullptr;
     }
 
-    // Hands what was put there to the file.
+    // Flushes what was put there to the file.
     [[nodiscard]] bool Flush() const { return FlushViewOfFile(m_start, 0); }
 
     [[nodiscard]] uint8_t* Data() const { return static_cast<uint8_t*>(m_start) + m_before; }
@@ -64,8 +64,8 @@ private:
     size_t m_before = 0; // bytes of the view before the range
 };
 
-// The mapping goes with the view, unless a flush of the file is at work on it: then when that is done. So
-// nobody who lets go of a view waits for the disk.
+// The mapping is closed with the view, or after a flush of the file that is using it. So nobody who releases
+// a view waits for the disk.
 class CWin32View final : public IKrMappedView
 {
 public:
@@ -107,7 +107,7 @@ public:
         return total;
     }
 
-    // What was put into views is not in the file's buffers yet: it has to go there first.
+    // What was put into views is not in the file's buffers yet: it must be flushed there first.
     bool Flush() override
     {
         bool done = true;
@@ -133,7 +133,7 @@ public:
         return std::make_unique<CWin32View>(std::move(mapping));
     }
 
-    // Unlike SetEndOfFile, this has nothing to do with the file pointer.
+    // Unlike SetEndOfFile, this does not depend on the file pointer.
     bool CutTo(uint64_t size) override
     {
         if (!KrPlatform::IsFilePosition(size))
@@ -156,7 +156,7 @@ private:
         return live;
     }
 
-    // Writes behind what `total` counts already.
+    // Writes after what `total` counts already.
     [[nodiscard]] bool Write(uint64_t position, KrByteSpan bytes, SKrTransfer& total)
     {
         while (!bytes.empty())

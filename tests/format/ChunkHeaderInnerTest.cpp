@@ -62,7 +62,7 @@ TEST(ChunkHeader, NextChunk_StartsBehindTheDataAtAnEvenPosition)
 {
     const auto behind = [](uint64_t offset, uint32_t size)
     {
-        return PositionBehind(SKrRiffChunkInfo{kFccJunk, size, 0, offset});
+        return PositionAfter(SKrRiffChunkInfo{kFccJunk, size, 0, offset});
     };
     EXPECT_EQ(behind(8, 0), 8u);
     EXPECT_EQ(behind(8, 1), 10u);
@@ -74,7 +74,7 @@ TEST(ChunkHeader, NextChunk_StartsBehindTheDataAtAnEvenPosition)
 TEST(ChunkHeader, NextChunkBeyondFourGiB_HasItsWholePosition)
 {
     const SKrRiffChunkInfo chunk{kFccJunk, 0xFFFFFFFF, 0, kFourGiB + 8};
-    EXPECT_EQ(PositionBehind(chunk), 2 * kFourGiB + 8);
+    EXPECT_EQ(PositionAfter(chunk), 2 * kFourGiB + 8);
 }
 
 TEST(ChunkHeader, LowHalf_DropsTheHighOne)

@@ -1,5 +1,5 @@
-// The summary of an audio stream's chunk sizes: named cases, and every short and many long sequences held
-// against the slow way.
+// The summary of an audio stream's chunk sizes: named cases, and every short and many long sequences compared
+// with a slow reference.
 #include "tests/reader/AudioStatisticsSupport.h"
 
 #include "reader/KrAudioChunkPattern.h"
@@ -47,7 +47,7 @@ KrSizes Repeat(const KrSizes& period, size_t count)
 
 void ExpectReference(const KrSizes& sizes)
 {
-    // An index may announce this stream's entries, more than it has, or those of several streams.
+    // An index may announce this stream's entries, too many, or those of several streams.
     for (const uint64_t bound : {sizes.size(), sizes.size() + 1, 2 * sizes.size()})
     {
         for (const bool before : {false, true})
@@ -59,7 +59,7 @@ void ExpectReference(const KrSizes& sizes)
     }
 }
 
-// All sequences of `count` sizes out of an alphabet.
+// All sequences of `count` sizes from an alphabet.
 void ExpectReferenceForAll(const KrSizes& alphabet, size_t count)
 {
     std::vector<size_t> digits(count);
@@ -159,8 +159,8 @@ TEST(AudioStatistics, FlagOnceCleared_IsNotSetByEqualChunks)
     EXPECT_FALSE(UniformWithin(9, {3, 8, 8, 8, 8, 8, 8, 8, 8}, true));
 }
 
-// Five chunks of 48 kHz at 29.97 frames per second. Whether their turn is found depends on where it starts: a
-// break must come with the last chunk of a turn, since the period grows up to the chunk that breaks it.
+// Five chunks of 48 kHz at 29.97 frames per second. Whether their cycle is found depends on where it starts:
+// a break must come with the last chunk of a cycle, since the period grows up to the chunk that breaks it.
 TEST(AudioStatistics, FiveChunksThatBreakAtTheirEnd_AreFoundAsThePeriod)
 {
     constexpr uint32_t a = 1602 * 4;
@@ -169,7 +169,7 @@ TEST(AudioStatistics, FiveChunksThatBreakAtTheirEnd_AreFoundAsThePeriod)
         EXPECT_EQ(PatternOf(Repeat(period, 100)), (KrSizes{1, 8008 * 4, 5, period.back()}));
 }
 
-// Kept: these two never settle, and come out as totals of quarters, 25 chunks each.
+// Kept: these two never settle and result in totals of quarters, 25 chunks each.
 TEST(AudioStatistics, FiveChunksThatBreakElsewhere_GiveTheTotalsOfTheQuarters)
 {
     constexpr uint32_t a = 1602 * 4;
@@ -189,7 +189,7 @@ TEST(AudioStatistics, BrokenPeriod_GrowsByTheChunksSinceItsLastStart)
 {
     // {1, 2} then {1, 2, 3} breaks it: {1, 2, 1, 2, 3}, which repeats to the end.
     EXPECT_EQ(PatternOf(Repeat({1, 2, 1, 2, 3}, 20)), (KrSizes{1, 9, 5, 3}));
-    // A mismatch in the last chunk changes nothing: no chunk follows that would close it.
+    // A mismatch in the last chunk has no effect: no chunk follows that would end the run.
     KrSizes sizes = Repeat({1, 2, 1, 2, 3}, 20);
     sizes.back() = 77;
     EXPECT_EQ(PatternOf(sizes), (KrSizes{1, 9, 5, 77}));
@@ -237,7 +237,7 @@ TEST(AudioStatistics, ThreeChunks_EachEndARun)
 
 TEST(AudioStatistics, FirstQuarterOfOneByte_LooksLikeAPeriod)
 {
-    // Kept: the first word alone tells the two meanings apart.
+    // Kept: the first word alone distinguishes the two meanings.
     EXPECT_EQ(PatternOf({1, 2, 4, 8, 16}), (KrSizes{1, 2, 4, 24}));
 }
 
@@ -254,7 +254,7 @@ TEST(AudioStatistics, ZeroSizes_AreSizesLikeAnyOther)
     EXPECT_EQ(PatternOf(Repeat({0, 5}, 10)), (KrSizes{1, 5, 2, 5}));
 }
 
-// A period is always the head of the list, whatever the search did on its way there.
+// A period is always the head of the list, whatever the search tried before.
 TEST(AudioStatistics, PeriodFound_IsTheHeadOfTheList)
 {
     std::mt19937 random(11);

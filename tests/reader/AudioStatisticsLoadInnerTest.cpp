@@ -1,4 +1,4 @@
-// What audio loads leave in the reader: summary, uniformity, counts and total, from either kind of index.
+// The results of audio loads in the reader: summary, uniformity, counts and total, from either kind of index.
 #include "tests/reader/AudioStatisticsSupport.h"
 #include "tests/reader/IndexLoadInnerSupport.h"
 
@@ -12,7 +12,7 @@ namespace
 {
 constexpr uint16_t kBlockAlign = 4;
 
-// One video chunk, and audio chunks of which only the index tells the size: their payloads are left out.
+// One video chunk, and audio chunks whose size is only in the index: their payloads are left out.
 CKrParsedInMemory WithOldIndexOf(const KrSizes& sizes, uint32_t videoEntries = 1)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None, 1);
@@ -109,7 +109,7 @@ TEST(AudioStatisticsLoad, LastChunkDiffers_IsUniformFromAnOpenDmlIndexOnly)
     EXPECT_TRUE(alone.State().statistics.uniformAudioChunks);
 }
 
-// The entries that were announced and not there count for the bound: the last one that came is compared.
+// Announced entries that do not exist count towards the bound: the last one that exists is compared.
 TEST(AudioStatisticsLoad, StdIndexThatAnnouncesMore_ComparesTheLastChunk)
 {
     CKrParsedInMemory file = WithStdIndexOf({400, 400, 400, 100}, 4);
@@ -126,7 +126,7 @@ TEST(AudioStatisticsLoad, StdIndexThatAnnouncesMore_ComparesTheLastChunk)
     EXPECT_FALSE(cut.State().statistics.uniformAudioChunks);
 }
 
-// The bound of 'idx1' is what was read of it, not what its size says.
+// The bound of 'idx1' is what was read of it, not its size.
 TEST(AudioStatisticsLoad, OldIndexCutByTheEndOfTheFile_LeavesTheLastChunkOut)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None, 1);
@@ -171,7 +171,7 @@ TEST(AudioStatisticsLoad, SampleSizeZero_AddsNoSamples)
     }
 }
 
-// What divides is the low half of the stream header's sample size, not the block align of the format.
+// The divisor is the low half of the stream header's sample size, not the block align of the format.
 TEST(AudioStatisticsLoad, SampleSizeOfTheStreamHeader_Divides)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1, 3, 96);
@@ -198,7 +198,7 @@ TEST(AudioStatisticsLoad, RepeatedLoads_StartTheTotalAnew)
     }
 }
 
-// 'idx1' is there and names none of the stream's chunks: nothing was produced, and nothing is said about it.
+// 'idx1' exists but has no entry of the stream: nothing was produced, and no summary is reported.
 TEST(AudioStatisticsLoad, NoEntryProduced_LeavesThePattern)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
@@ -219,7 +219,7 @@ TEST(AudioStatisticsLoad, FailedLoad_LeavesThePattern)
     EXPECT_EQ(ToWords(load.pattern), KrSizes(4, kUnwritten));
 }
 
-// Video loads tell nothing about audio, and the other way round.
+// Video loads do not affect the audio results, nor audio loads those of video.
 TEST(AudioStatisticsLoad, LoadsOfTheTwoKinds_LeaveEachOthersResultsAlone)
 {
     CKrParsedInMemory file(TwoStreamAvi(EKrIndexKind::Idx1, 4, 4000));

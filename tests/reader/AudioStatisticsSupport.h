@@ -1,4 +1,4 @@
-// The summary of an audio stream's chunk sizes worked out the slow way, rule by rule, over the whole list.
+// The summary of an audio stream's chunk sizes computed slowly, rule by rule, over the whole list.
 #ifndef KR_TESTS_READER_AUDIOSTATISTICSSUPPORT_H
 #define KR_TESTS_READER_AUDIOSTATISTICSSUPPORT_H
 
@@ -15,7 +15,7 @@ namespace KrTest
 {
 using KrSizes = std::vector<uint32_t>;
 
-// What the four words of a summary hold, and the flag. Without a pattern, the caller's is left alone.
+// The four words of a summary, and the flag. Without a pattern, the caller's is not changed.
 struct SKrSizeSummary
 {
     std::optional<KrSizes> pattern; // kind, bytesPerPeriod, chunksPerPeriod, lastChunkBytes
@@ -42,8 +42,8 @@ inline void PrintTo(const SKrSizeSummary& summary, std::ostream* out)
     return std::accumulate(sizes.begin(), sizes.end(), uint32_t{0}); // wraps
 }
 
-// Whether all sizes are equal, but that the first may be larger and those from number bound - 1 on may be
-// anything. Fewer than two sizes leave the flag as it was.
+// Whether all sizes are equal, except that the first may be larger and those from number bound - 1 on are
+// ignored. Fewer than two sizes leave the flag unchanged.
 [[nodiscard]] inline bool ReferenceUniform(const KrSizes& sizes, uint64_t bound, bool before)
 {
     bool uniform = before;
@@ -97,7 +97,7 @@ struct SKrReferencePeriod
     return bytes;
 }
 
-// The totals of the runs behind the first quarter: two runs, and all the rest.
+// The totals of the runs after the first quarter: two runs, and all the rest.
 [[nodiscard]] inline KrSizes ReferenceLaterQuarters(const KrSizes& sizes)
 {
     const size_t quarter = sizes.size() / 4;

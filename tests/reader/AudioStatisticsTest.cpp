@@ -1,4 +1,4 @@
-// The summary of the audio chunks that a host gets with the audio index.
+// The summary of the audio chunks that comes with the audio index.
 #include "tests/reader/AudioStatisticsSupport.h"
 #include "tests/reader/StreamIndexSupport.h"
 

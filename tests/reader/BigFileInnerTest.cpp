@@ -23,7 +23,7 @@ SKrSimpleAvi SixSegments()
     return avi;
 }
 
-// A file whose 'idx1' has its payload at a position: behind the one segment, whose size says that it is
+// A file whose 'idx1' has its payload at a position past its one segment, whose size claims that it is
 // inside.
 SKrBuiltAvi WithOldIndexAt(uint64_t position)
 {
@@ -44,7 +44,7 @@ SKrBuiltAvi WithOldIndexAt(uint64_t position)
     return built;
 }
 
-// Loads and tells whether anything was read for it.
+// Loads, and returns whether anything was read for it.
 struct SCountedLoads
 {
     explicit SCountedLoads(const SKrBuiltAvi& built)
@@ -74,7 +74,7 @@ TEST(BigFile, OpenDmlIndexOfEverySubType_GivesPositionsBeyond4GiB)
     {
         for (const uint8_t stdSubType : {0, 0x10})
         {
-            // Offsets of 32 bits reach beyond 4 GiB through a base only.
+            // Offsets of 32 bits reach beyond 4 GiB only through a base.
             if (superSubType == 0x10 && stdSubType == 0)
                 continue;
             SKrSimpleAvi avi = SixSegments();
@@ -177,7 +177,7 @@ TEST(BigFile, PayloadsBeyond4GiB_AreReadWhereTheIndexSays)
     }
 }
 
-// The largest size there is, and it is odd: the next chunk starts a byte later.
+// The largest possible size is odd: the next chunk starts a byte later.
 TEST(BigFile, ChunkOfTheLargestSize_IsSteppedOver)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);
@@ -211,7 +211,7 @@ TEST(BigFile, OldIndexBelow2GiB_Loads)
     }
 }
 
-// Kept: positions of indexes are signed numbers of 32 bits. Those beyond 4 GiB must not come out as low ones.
+// Kept: positions of indexes are signed 32-bit numbers. Those beyond 4 GiB must not turn into low ones.
 TEST(BigFile, OldIndexFrom2GiBOn_IsLocatedAndCannotBeLoaded)
 {
     for (const uint64_t position : {2 * kGiB, 3 * kGiB, 4 * kGiB - 2, 4 * kGiB, 4 * kGiB + 12})
@@ -252,8 +252,8 @@ TEST(BigFile, SuperIndexFrom2GiBOn_CannotBeLoaded)
     }
 }
 
-// The position of a stream's first chunk keeps its low half alone, without harm: no index lies behind it that
-// could be loaded.
+// The position of a stream's first chunk keeps only its low half, without harm: no index after it could be
+// loaded.
 TEST(BigFile, FirstChunkBeyond4GiB_KeepsTheLowHalfOfItsPosition)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);

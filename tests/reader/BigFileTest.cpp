@@ -10,7 +10,7 @@ constexpr uint64_t kGiB = uint64_t{1} << 30;
 class BigFileOnDisk : public StreamIndexTest
 {
 protected:
-    // The bytes that are there, written as such: what lies between them is a hole.
+    // Only the actual bytes are written: the gaps between them are holes.
     void OpenSparse(const CKrFileContent& content)
     {
         ASSERT_EQ(KrCreateRiffReader(m_reader.Put()), 1);
@@ -90,7 +90,7 @@ TEST_F(BigFileOnDisk, OldIndexBeyond4GiB_CannotBeLoaded)
                    ToBytes(std::vector<SKrTestIdx1Entry>{{"00dc", 0x10, 4, 10}, {"01wb", 0x10, 22, 8}}));
     };
     SKrBuiltAvi built = BuildSimpleAvi(avi);
-    built.content.PutU32(4, 0xFFFFFFFF); // the segment says that it holds the index
+    built.content.PutU32(4, 0xFFFFFFFF); // the segment claims to hold the index
     ASSERT_EQ(built.Find("idx1").data, 4 * kGiB + 12);
     OpenSparse(built.content);
     EXPECT_EQ(LoadVideo(), 0);

@@ -1,4 +1,4 @@
-// The chunk lookup over a file whose reads fail or come short.
+// The chunk lookup over a file whose reads fail or fall short.
 #include "tests/reader/ChunkLookupSupport.h"
 
 #include "tests/support/KrFaultyFileSystem.h"
@@ -10,9 +10,9 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint64_t kFar = 1'000'000; // position of the chunk behind the first one
+constexpr uint64_t kFar = 1'000'000; // position of the chunk after the first one
 
-// A chunk of a million bytes and a list behind it.
+// A chunk of a million bytes and a list after it.
 class ChunkLookupFaults : public testing::Test
 {
 protected:
@@ -24,7 +24,7 @@ protected:
         m_size = content.Size();
     }
 
-    // A lookup with a file and a cursor of its own.
+    // A lookup with its own file and cursor.
     SKrLookupOutcome Run(const SKrLookupCase& lookup)
     {
         const auto file = m_faulty.OpenForReading(L"file");
@@ -100,7 +100,7 @@ TEST_F(ChunkLookupFaults, ElevenBytesOfEachHeader_AreTooFewForListOnly)
     EXPECT_TRUE(Run({.mode = EKrLookupMode::ListOnly}).found);
 }
 
-// A run of zeros with a place in it that cannot be read ends the lookup instead of jumping over that place.
+// An unreadable place in a run of zeros ends the lookup, which must not jump over it.
 TEST_F(ChunkLookupFaults, ZerosThatCannotBeRead_EndTheLookup)
 {
     CKrFileContent content;

@@ -19,7 +19,7 @@ SKrLookupOutcome Found(std::string_view id, uint32_t size, std::string_view type
     return outcome;
 }
 
-// The outcome of a lookup that finds nothing: the record stays as it was.
+// The outcome of a lookup that finds nothing: the record is unchanged.
 SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
 {
     SKrLookupOutcome outcome;
@@ -253,7 +253,7 @@ TEST(ChunkLookup, RiffOnlyAndListOnly_NeedTwelveBytes)
     EXPECT_EQ(RunLookup(whole, {.mode = kLists}), Found("LIST", 4, "movi", 8, 12));
 }
 
-// A lookup that begins with room for 12 bytes reads what is left of a later header.
+// A lookup that begins with room for 12 bytes reads the rest of a later header.
 TEST(ChunkLookup, LaterHeaderAtTheEnd_IsReadWithTheBytesThatAreLeft)
 {
     const KrBytes bytes = Join({Header("JUNK", 4), KrBytes(4, 1), Header("LIST", 77), KrBytes{1}});
@@ -281,7 +281,7 @@ TEST(ChunkLookup, UnwantedChunkOfSizeZero_IsSteppedOverByOneByte)
     EXPECT_EQ(RunLookup(bytes, list), NotFound(list, 9 + 0x4C000000 + 1));
 }
 
-// What stands behind the size decides: zeros keep the ids that are read at 1, 2 and 3 empty as well.
+// The bytes after the size decide: zeros keep the ids that are read at 1, 2 and 3 empty as well.
 TEST(ChunkLookup, UnwantedChunkOfSizeZeroBeforeZeros_IsSteppedThroughToTheNextChunk)
 {
     for (const char* const unwanted : {"JUNK", "LIST"})

@@ -1,4 +1,4 @@
-// The chunk lookup against a plain one over random bytes: what its shortcuts jump over must not show.
+// The chunk lookup against a plain one over random bytes: its shortcuts must not change the result.
 #include "tests/reader/ChunkLookupSupport.h"
 
 #include <gtest/gtest.h>
@@ -197,7 +197,7 @@ TEST(ChunkLookupReference, LargeFilesWithLongZeroRuns_GiveTheSameAsThePlainLooku
     EXPECT_GT(tally.anyChunk, 100u);
 }
 
-// Every lookup that can be asked of a few bytes around the end of a run of zeros and the end of the file.
+// Every possible lookup over a few bytes around the end of a run of zeros and the end of the file.
 TEST(ChunkLookupReference, EveryLookupOverZerosAndOneList_GivesTheSameAsThePlainLookup)
 {
     size_t found = 0;
@@ -220,7 +220,7 @@ TEST(ChunkLookupReference, EveryLookupOverZerosAndOneList_GivesTheSameAsThePlain
                                          EKrLookupMode::ListOnly}[choice % 3];
                 lookup.zeroLimit = std::array{0, 5, 1}[choice / 3 % 3];
                 lookup.id = choice / 9 % 2 == 0 ? 0 : FourCcValue("JUNK");
-                const uint32_t parentSize = choice / 18; // the last one stands for no parent
+                const uint32_t parentSize = choice / 18; // the last one means no parent
                 if (parentSize <= length)
                     lookup.parent =
                         SKrRiffChunkInfo{.ckid = 0, .cksize = parentSize, .fccType = 0, .offset = 0};

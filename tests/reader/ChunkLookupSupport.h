@@ -1,5 +1,5 @@
-// Runs the chunk lookup over bytes in memory, and a second lookup beside it that takes the same rules one
-// header at a time.
+// Runs the chunk lookup over bytes in memory, and a second lookup that applies the same rules one header at a
+// time.
 #ifndef KR_TESTS_READER_CHUNKLOOKUPSUPPORT_H
 #define KR_TESTS_READER_CHUNKLOOKUPSUPPORT_H
 
@@ -64,7 +64,7 @@ private:
     return all;
 }
 
-// What a lookup is asked.
+// The arguments of a lookup.
 struct SKrLookupCase
 {
     uint64_t start = 0; // position of the file pointer
@@ -75,7 +75,7 @@ struct SKrLookupCase
     int zeroLimit = 0;
 };
 
-// What came of it.
+// Its outcome.
 struct SKrLookupOutcome
 {
     bool found = false;
@@ -97,7 +97,7 @@ struct SKrLookupOutcome
     }
 };
 
-// A record as a caller hands it in. What the lookup has no use for must stay as it was when nothing is found.
+// A record passed by a caller. Fields that the lookup does not use must be unchanged when nothing is found.
 [[nodiscard]] inline SKrRiffChunkInfo WantedRecord(const SKrLookupCase& lookup)
 {
     return {.ckid = lookup.id, .cksize = 0x5A5A5A5A, .fccType = lookup.type, .offset = 0x5A5A5A5A5A5A5A5A};
@@ -122,8 +122,7 @@ struct SKrLookupOutcome
     return RunLookup(cursor, lookup);
 }
 
-// The lookup again, without any shortcut: every header is read where the rules step to, zero bytes one by
-// one.
+// The same lookup without any shortcut: every header is read where the rules lead, zero bytes one by one.
 class CKrPlainLookup
 {
 public:
@@ -199,7 +198,7 @@ private:
         return id && type;
     }
 
-    // One header that is neither taken nor all zeros.
+    // One header that neither matches nor is all zeros.
     void SkipChunk(const SHeader& header)
     {
         if (header.size == 0)

@@ -256,7 +256,7 @@ TEST(ChunkLookupZeros, EachLookup_CountsFromZero)
     EXPECT_EQ(RunLookup(cursor, {.start = cursor.Position(), .zeroLimit = 5}), ListAt(26));
 }
 
-// What a long run costs
+// The cost of a long run
 
 namespace
 {

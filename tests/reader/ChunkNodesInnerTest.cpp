@@ -1,4 +1,4 @@
-// Where the nodes of the chunk tree lie.
+// The memory of the nodes of the chunk tree.
 #include "reader/KrChunkNodes.h"
 
 #include "tests/base/KrAllocationMeter.h"

@@ -1,4 +1,4 @@
-// The chunk search over failing reads and beyond the sizes of ordinary files.
+// The chunk search with failing reads and in files of extraordinary size.
 #include "reader/KrRiffReader.h"
 
 #include "tests/base/KrFailingAllocation.h"
@@ -25,7 +25,7 @@ protected:
         m_faulty.Reset();
     }
 
-    // Three chunks far apart behind each other.
+    // Three chunks, one after the other, far apart.
     void OpenFarApart()
     {
         m_file.Riff("AVI ",
@@ -67,7 +67,7 @@ TEST_F(ChunkSearchFar, FailedReadAtTheStart_FindsNothing)
 {
     OpenFarApart();
     ASSERT_EQ(StartSearch(*m_reader, {"mark"}, m_file.Find("mark", 1).header),
-              1); // takes the read-ahead away
+              1); // discards the read-ahead
     m_faulty.Reset();
     m_faulty.FailCall(EKrFileCall::Read, 1, EKrFaultSpan::FromThenOn);
     EXPECT_EQ(StartSearch(*m_reader, {"mark"}, m_file.Find("mark", 2).header), 0);

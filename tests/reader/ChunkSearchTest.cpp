@@ -33,7 +33,7 @@ protected:
         Open(m_built.content);
     }
 
-    // What was built with any of these ids, in file order.
+    // The built chunks with any of these ids, in file order.
     [[nodiscard]] KrLines Built(std::initializer_list<std::string_view> ids, uint64_t from = 0) const
     {
         KrLines lines;
@@ -55,7 +55,7 @@ protected:
     SKrBuiltAvi m_built;
 };
 
-// A file that opens as a row of chunks, without header list, from 200 on.
+// A file that opens as a sequence of chunks, without header list, from 200 on.
 CKrAviBuilder RowOfChunks()
 {
     CKrAviBuilder file;

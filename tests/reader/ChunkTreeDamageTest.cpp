@@ -1,4 +1,4 @@
-// Sub-chunk walks over sizes that do not fit, zeros between chunks, and files that end early.
+// Sub-chunk walks over wrong sizes, zeros between chunks, and truncated files.
 #include "tests/reader/ReaderOpenSupport.h"
 
 #include "tests/support/KrTempFolder.h"
@@ -74,7 +74,7 @@ TEST_F(ChunkTreeDamage, ChunkThatEndsInItsNeighbour_WalkGoesOnFromThere)
     Open(
         [&]
         {
-            m_file.Chunk("aaaa", KrBytes(4, 1), {.size = 12}); // the header of the next is taken for data
+            m_file.Chunk("aaaa", KrBytes(4, 1), {.size = 12}); // the header of the next is treated as data
             m_file.Chunk("bbbb", CKrTestByteWriter().FourCc("cccc").U32(0).Bytes());
         });
     EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"),
@@ -192,7 +192,7 @@ TEST_F(ChunkTreeDamage, EightZeros_EndTheWalkAtTheFifthEmptyHeader)
 
 TEST_F(ChunkTreeDamage, OneToThreeZeros_GiveAChunkOfShiftedBytes)
 {
-    const uint32_t ids[] = {0, 0x62626200, 0x62620000, 0x62000000}; // 'bbbb' behind the zeros
+    const uint32_t ids[] = {0, 0x62626200, 0x62620000, 0x62000000}; // 'bbbb' after the zeros
     const uint32_t sizes[] = {0, 0x00000462, 0x00046262, 0x04626262};
     for (uint32_t zeros = 1; zeros <= 3; ++zeros)
     {
@@ -272,7 +272,7 @@ TEST_F(ChunkTreeDamage, FewerThanEightBytesAtTheEndOfTheFile_AreNoChunk)
 
 TEST_F(ChunkTreeDamage, NothingBehindAnAviHeader_GivesNoSubChunks)
 {
-    CKrAviBuilder file; // opens as a row of chunks from 200 on
+    CKrAviBuilder file; // opens as a sequence of chunks from 200 on
     file.Chunk("JUNK", KrBytes(192, 1));
     file.Chunk("00dc", KrBytes(10, 1));
     file.Riff("AVI ", [] {});

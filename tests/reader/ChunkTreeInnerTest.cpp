@@ -1,4 +1,4 @@
-// What the walks read, how long their nodes live, and files larger than a disk should hold for a test.
+// The reads of the walks, the lifetime of their nodes, and files too large for a test on disk.
 #include "reader/KrChunkTree.h"
 
 #include "reader/KrFileCursor.h"
@@ -212,7 +212,7 @@ TEST_F(ChunkTreeCost, SubChunkThatCannotBeRead_EndsTheWalkForNow)
     EXPECT_EQ(NextSubChunk(*m_reader).id, FourCcValue("idx1"));
 }
 
-// The bound check behind the walks, which no operation of the reader can reach.
+// The walks' bound check, which no operation of the reader can reach.
 
 TEST(ChunkTreeBounds, SegmentIndexBeyondTheList_ThrowsTheStandardError)
 {

@@ -201,7 +201,7 @@ TEST_F(ChunkTree, FileWithoutAviSegment_HasNone)
     EXPECT_EQ(m_reader->GetLastRiffSegment(), nullptr);
 }
 
-// Walks by form do not take up again behind zeros: the segment is lost.
+// Walks by form do not resynchronise after zeros: the segment is lost.
 TEST_F(ChunkTree, ZerosBeforeASegment_LoseIt)
 {
     for (const uint32_t zeros : {2u, 4u, 6u, 8u})
@@ -216,8 +216,8 @@ TEST_F(ChunkTree, ZerosBeforeASegment_LoseIt)
     }
 }
 
-// Seven zeros are four empty headers, the fifth ends the walk. What is read at the last three zeros is a
-// chunk of four bytes, so that the segment behind it can be found at all.
+// Seven zeros are four empty headers, the fifth ends the walk. The last three zeros read as the start of a
+// chunk of four bytes, so that the segment after it can be found at all.
 TEST_F(ChunkTree, FifthEmptyHeaderBeforeASegment_EndsTheWalk)
 {
     for (const uint32_t zeros : {7u, 9u})
@@ -345,7 +345,7 @@ TEST_F(ChunkTree, ListOfSizeZero_HasNoSubChunks)
     SKrSimpleAvi avi;
     avi.beforeMovi = [](CKrAviBuilder& file)
     {
-        // Behind the size the list has its type, which is also the id of the next sibling.
+        // After the size the list has its type, which is also the id of the next sibling.
         file.BeginList("more", {.size = 0});
         file.Raw(KrBytes{2, 0, 0, 0, 1, 1});
         file.End();
@@ -383,7 +383,7 @@ TEST_F(ChunkTree, NodeOfASubChunk_IsOptionalAndTheRestIsNot)
     EXPECT_EQ(type, FourCcValue("hdrl")) << "the refused calls did not move on";
 }
 
-// Walks and each other
+// Concurrent walks
 
 TEST_F(ChunkTree, WalkOverAnotherNode_AbandonsTheOneBefore)
 {

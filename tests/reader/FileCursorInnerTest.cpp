@@ -1,4 +1,4 @@
-// The cursor's windows, and what it remembers of zeros.
+// The cursor's windows, and its memory of zeros.
 #include "reader/KrFileCursor.h"
 
 #include "tests/base/KrFailingAllocation.h"
@@ -31,7 +31,7 @@ protected:
 
     uint64_t BytesRead() const { return m_counts.Calls().bytes; }
 
-    // Reads a header at each of these distances, and tells how much each took from the file.
+    // Reads a header at each of these distances, and returns how much each read from the file.
     std::vector<uint64_t> BytesOfSteps(uint64_t from, uint64_t distance, int steps)
     {
         std::vector<uint64_t> bytes;
@@ -161,7 +161,7 @@ TEST_F(FileCursor, HeaderThatIsReadAlone_IsAskedForOnce)
     EXPECT_EQ(m_cursor.View(12).size(), 12u);
 }
 
-// A window that could not grow holds nothing, rather than old bytes at a new place.
+// A window that could not grow is empty, rather than holding old bytes at a new position.
 TEST(FileCursorMemory, ReadAfterAFailedAllocation_GivesTheBytesOfItsPlace)
 {
     KrBytes content(300'000);

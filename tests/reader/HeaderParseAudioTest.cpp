@@ -38,7 +38,7 @@ KrBytes FormatBytes(size_t count)
     return bytes;
 }
 
-// The sample rate of the first kept stream tells which one it is; 0 when none was kept.
+// The sample rate of the first kept stream, which identifies it; 0 when none was kept.
 uint32_t FirstKept(const SKrSimpleAvi& avi)
 {
     const CKrParsedFile file(avi);
@@ -48,7 +48,7 @@ uint32_t FirstKept(const SKrSimpleAvi& avi)
     return file.Audio().valid == 1 ? file.Audio().format.samplesPerSec : 0;
 }
 
-// The first kept stream when this one comes before one of 32 kHz.
+// The first kept stream when this one precedes one of 32 kHz.
 uint32_t FirstKeptBeforeAnother(SKrSimpleStream stream)
 {
     return FirstKept(WithAudio({std::move(stream), PcmStream({20}, Format(32000))}));
@@ -202,8 +202,8 @@ TEST(HeaderParseAudio, FormatChunkBehindOtherChunks_IsFound)
     EXPECT_EQ(FirstKept(WithAudio({stream})), 48000u);
 }
 
-// Behind a skipped stream the search goes on where its format ended, without coming back to an even position:
-// the header that it meets there is skipped by a size made of shifted bytes.
+// After a skipped stream the search resumes where its format ended, without returning to an even position:
+// the header that it reads there is skipped by a size made of shifted bytes.
 TEST(HeaderParseAudio, SkippedStreamWithAnOddFormat_LosesTheNextStream)
 {
     EXPECT_EQ(FirstKeptBeforeAnother(WithFormatBytes(FormatBytes(13))), 0u);
@@ -236,7 +236,7 @@ TEST(HeaderParseAudio, Duration_IsLengthByRateTimesScale)
     EXPECT_EQ(DurationOf(0xFFFFFFFF, 1, 0xFFFFFFFF), 4294967295.0 * 4294967295.0);
 }
 
-// The other orders give 1, 0.3 and 0.84.
+// The other orders result in 1, 0.3 and 0.84.
 TEST(HeaderParseAudio, Duration_IsDividedFirst)
 {
     EXPECT_EQ(DurationOf(1, 49, 49), 0.9999999999999999);

@@ -23,7 +23,7 @@ SKrBuiltAvi WholeFile()
     return BuildSimpleAvi(avi);
 }
 
-// Loads both indexes; whatever comes must lie inside the file.
+// Loads both indexes; all entries must lie inside the file.
 void LoadIndexes(CKrRiffReader& reader, std::ostream& out)
 {
     CArray<SKrChunkIndexEntry> entries;
@@ -61,7 +61,7 @@ void Walk(CKrRiffReader& reader, std::ostream& out)
     }
 }
 
-// All that a host can learn from a file, as text. What the reader promises of any file is checked on the way.
+// All that a host can query from a file, as text. Checks the reader's guarantees for any file on the way.
 std::string Answers(const CKrFileContent& content)
 {
     CKrParsedInMemory file(content);
@@ -98,8 +98,8 @@ std::string Answers(const CKrFileContent& content)
     return out.str();
 }
 
-// Calls `use` with the answers of the file with each change of one byte: all zeros, all ones, all bits
-// turned, each bit turned.
+// Calls `use` with the results for the file with each change of one byte: all zeros, all ones, all bits
+// flipped, each bit flipped.
 template <class Use>
 void ForEachChange(const CKrFileContent& whole, uint64_t position, Use&& use)
 {
@@ -152,7 +152,8 @@ TEST(HeaderParseDamage, EveryPrefix_OpensExactlyWhereAChunkIsFound)
         CKrFileContent prefix = built.content;
         prefix.Resize(size);
         CKrParsedInMemory file(prefix);
-        // 'movi' without a chunk fails; before it is seen, the private chunk behind 'hdrl' is one.
+        // 'movi' without a chunk fails; before 'movi' is reached, the private chunk after 'hdrl' counts as
+        // one.
         const bool moviSeen = size >= behindMoviHeader;
         const bool expected = size > 200 && size >= (moviSeen ? firstChunk : behindHdrl) + 8;
         ASSERT_EQ(file.Status(), expected ? 1 : 0);
@@ -180,7 +181,7 @@ TEST(HeaderParseDamage, EveryByteOfTheHeadersChanged_KeepsThePromises)
     size_t refused = 0;
     size_t changed = 0;
     size_t same = 0;
-    const uint64_t privateData = built.Find("KrlA").data + 30; // of no meaning from here on
+    const uint64_t privateData = built.Find("KrlA").data + 30; // meaningless from here on
     for (uint64_t position = 0; position < built.streamChunks[1][0].data; ++position)
     {
         if (position > privateData && position < built.Find("KrlA").end)

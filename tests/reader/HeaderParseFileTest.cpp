@@ -18,13 +18,13 @@ SKrSimpleAvi OneVideoStream()
     return avi;
 }
 
-// Bytes up to the place where a file that is no RIFF file is looked at.
+// Bytes up to the position at which the search in a non-RIFF file starts.
 void FillUpToRawStart(CKrAviBuilder& file, uint8_t value)
 {
     file.Raw(KrBytes(kRawStart - file.Position(), value));
 }
 
-// A built file whose first 12 bytes say something else.
+// A built file with other first 12 bytes.
 CKrFileContent WithHead(const SKrSimpleAvi& avi, std::string_view riff, std::optional<uint32_t> size,
                         std::string_view form)
 {
@@ -36,8 +36,8 @@ CKrFileContent WithHead(const SKrSimpleAvi& avi, std::string_view riff, std::opt
     return content;
 }
 
-// A file with everything that a parse finds, and two data chunks that only the look from byte 200 finds: the
-// header list is filled up to there.
+// A file with everything that a parse finds, and two data chunks that only the search from byte 200 finds:
+// the header list is padded up to there.
 SKrSimpleAvi FileWithChunksAtRawStart()
 {
     SKrSimpleAvi avi = OneVideoStream();
@@ -269,7 +269,7 @@ TEST(HeaderParseFile, SearchEndedByZeros_GoesOnForDataChunksBehindTheLastHeaderR
     ExpectRaw(CKrParsedFile(avi), "06dc", "none"); // the header read last began at 16
 }
 
-// The place one byte further reads as a chunk whose size reaches beyond the file.
+// One byte further a chunk is read whose size extends beyond the file.
 TEST(HeaderParseFile, EmptyJunkBeforeTheHeaderList_LosesIt)
 {
     SKrSimpleAvi avi = OneVideoStream();

@@ -1,4 +1,4 @@
-// Parses built files in memory and shows what the parse left in the reader.
+// Parses built files in memory and exposes the parse results in the reader.
 #ifndef KR_TESTS_READER_HEADERPARSEINNERSUPPORT_H
 #define KR_TESTS_READER_HEADERPARSEINNERSUPPORT_H
 
@@ -8,7 +8,7 @@
 
 namespace KrTest
 {
-// A reader that was asked to open a file in memory.
+// A reader after an Open of a file in memory.
 class CKrParsedInMemory
 {
 public:

@@ -1,4 +1,4 @@
-// What the parse leaves in the reader beyond what a host can ask for.
+// Parse results in the reader that a host cannot query.
 #include "tests/reader/HeaderParseInnerSupport.h"
 
 #include "format/KrFourCC.h"
@@ -40,7 +40,8 @@ CKrFileContent Cut(const CKrFileContent& content, uint64_t size)
     return cut;
 }
 
-// Opens with every read cut to so many bytes; gives the position behind the header list that was found.
+// Opens with every read limited to this many bytes; returns the position after the header list that was
+// found.
 uint32_t EndOfHeaderListWithReadsOf(size_t bytes)
 {
     CKrMemoryFileSystem memory;
@@ -189,7 +190,7 @@ TEST(HeaderParse, NoHeaderList_LeavesTheFirstChunkPositionAtZero)
     EXPECT_EQ(CKrParsedInMemory(raw.Content()).State().firstChunkPosition, 0u);
 }
 
-// The header list ends before the main header does, so that the bytes behind it can be looked at as chunks.
+// The header list ends before the main header does, so that the bytes after it are searched for chunks.
 TEST(HeaderParse, MainHeaderCutByTheEndOfTheFile_IsNotTaken)
 {
     CKrAviBuilder file;

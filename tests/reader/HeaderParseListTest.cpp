@@ -1,5 +1,5 @@
-// The header list: 'avih', the stream lists and their 'strh'. What is wrong there never keeps a file from
-// opening, it only ends the list: streams before that place are kept, streams behind it are not seen.
+// The header list: 'avih', the stream lists and their 'strh'. A defect there never keeps a file from opening,
+// it only ends the list: streams before it are kept, streams after it are not found.
 #include "tests/reader/HeaderParseSupport.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ SKrSimpleAvi VideoAndAudio()
     return avi;
 }
 
-// Whether the two streams were parsed. The data chunks show in any case.
+// Whether the two streams were parsed. The data chunks are found in any case.
 void ExpectStreams(const CKrParsedFile& file, bool video, bool audio)
 {
     ASSERT_EQ(file.Status(), 1);
@@ -82,7 +82,7 @@ void WriteVideoStrl(CKrAviBuilder& file)
               });
 }
 
-// Two streams are declared, whatever the list holds, so that both data chunks are looked for.
+// Two streams are declared, whatever the list holds, so that both data chunks are searched for.
 KrBytes MainHeader()
 {
     return ToBytes(SKrTestMainHeader{.totalFrames = 2, .streams = 2});

@@ -1,4 +1,4 @@
-// Opens built files through the public interface and asks what their headers said.
+// Opens built files through the public interface and queries the content of their headers.
 #ifndef KR_TESTS_READER_HEADERPARSESUPPORT_H
 #define KR_TESTS_READER_HEADERPARSESUPPORT_H
 
@@ -23,7 +23,7 @@ namespace KrTest
     return id == 0 ? "none" : text;
 }
 
-// The answer of GetVideoStreamInfo. What the reader does not write keeps bytes of 0x5A.
+// The results of GetVideoStreamInfo. Fields that the reader does not write keep bytes of 0x5A.
 struct SKrVideoAnswer
 {
     SKrAviVideoParams format;
@@ -37,7 +37,7 @@ struct SKrVideoAnswer
     [[nodiscard]] std::string Id() const { return IdText(chunkId); }
 };
 
-// The answer of GetAudioStreamInfo.
+// The results of GetAudioStreamInfo.
 struct SKrAudioAnswer
 {
     SKrWaveFormatInfo format;
@@ -66,7 +66,7 @@ struct SKrAudioAnswer
     return answer;
 }
 
-// A file on disk and a reader that was asked to open it.
+// A file on disk and a reader after an Open of it.
 class CKrParsedFile
 {
 public:

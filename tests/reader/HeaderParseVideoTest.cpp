@@ -1,4 +1,4 @@
-// Which video stream is taken, and what a video stream that cannot be taken does to the rest of the list.
+// Which video stream is used, and the effect of an unusable one on the rest of the list.
 #include "tests/reader/HeaderParseSupport.h"
 
 #include <gtest/gtest.h>
@@ -196,7 +196,7 @@ TEST(HeaderParseVideo, SecondVideoStreamThatCannotBeUsed_EndsTheList)
     EXPECT_EQ(file.Audio().valid, 0);
 }
 
-// Behind a skipped stream the search goes on where its format ended, without coming back to an even position.
+// After a skipped stream the search resumes where its format ended, without returning to an even position.
 TEST(HeaderParseVideo, SkippedVideoStreamWithAnOddFormat_LosesTheNextStream)
 {
     SKrSimpleAvi avi;
@@ -225,7 +225,7 @@ TEST(HeaderParseVideo, TakenVideoStreamWithAnOddFormat_KeepsTheNextStream)
     EXPECT_EQ(file.Audio().valid, 1);
 }
 
-// The search behind a skipped stream starts inside its list, so that a list in there is found.
+// The search after a skipped stream starts inside its list, so that a list in there is found.
 TEST(HeaderParseVideo, StreamListInsideASkippedStream_IsFound)
 {
     SKrSimpleAvi avi;

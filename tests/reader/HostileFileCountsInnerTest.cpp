@@ -1,4 +1,4 @@
-// Counts and sizes that nothing backs, in every field of a file.
+// Counts and sizes that the file cannot back, in every field.
 #include "tests/reader/HostileFileSupport.h"
 
 using namespace KrTest;
@@ -66,7 +66,8 @@ void Set(SKrBuiltAvi& built, const SKrCountField& field, uint32_t value)
     built.content.PutU32(chunk.data + static_cast<uint64_t>(field.offset), value);
 }
 
-// A header list that goes past the file's end hides the chunks of the streams, and an empty 'movi' has none.
+// A header list that extends past the file's end hides the chunks of the streams, and an empty 'movi' has
+// none.
 int StatusWith(const SKrCountField& field, uint32_t value)
 {
     const std::string_view name = field.name;
@@ -74,7 +75,7 @@ int StatusWith(const SKrCountField& field, uint32_t value)
     return hidesStreams ? 0 : 1;
 }
 
-// Whether no stream is parsed any more when this is too large.
+// Whether no stream is parsed when this is too large.
 bool EndsTheHeaders(const SKrCountField& field)
 {
     const char* const headers[] = {"hdrl", "avih", "strl", "strh", "strf"};
@@ -132,7 +133,7 @@ TEST(HostileFileCounts, AllFieldsAtOnce_SizeNothing)
     }
 }
 
-// Every 32 bits of a file, wherever they stand.
+// Every 32 bits of a file, at any position.
 TEST(HostileFileCounts, AnyFourBytesOfAllOnes_SizeNothing)
 {
     for (const EKrIndexKind index : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
@@ -189,7 +190,8 @@ TEST(HostileFileCounts, EntriesOfAllOnes_GiveTheChunksThatAreThere)
     oldFile.UseEverything();
 }
 
-// Standard indexes that start inside each other: every even place of one of them, named by one super index.
+// Standard indexes that start inside each other: every even position of one of them, named by one super
+// index.
 TEST(HostileFileCounts, OverlappingStdIndexes_StayWithinTheFile)
 {
     SKrSimpleAvi avi = RichAvi(EKrIndexKind::OpenDml);
@@ -229,7 +231,7 @@ TEST(HostileFileCounts, SuperIndexThatNamesItself_GivesItsOwnBytes)
     file.UseEverything();
 }
 
-// A format block is read as far as it is of use; its size must be backed by the file all the same.
+// A format block is read only as far as it is used; its whole size must still be backed by the file.
 TEST(HostileFileCounts, FormatOf200Megabytes_IsNotReadWhole)
 {
     for (const size_t stream : {0, 1})

@@ -1,5 +1,5 @@
-// Files of hostile shape: long runs of zeros, crowds of tiny lists and of streams, nesting without end, and
-// random damage.
+// Hostile structures: long runs of zeros, masses of tiny lists and of streams, endless nesting, and random
+// damage.
 #include "tests/reader/HostileFileSupport.h"
 #include "tests/support/KrByteWriter.h"
 
@@ -14,7 +14,7 @@ namespace
 constexpr int kDamagedFiles = 10'000;
 constexpr uint64_t kZeroRun = 20'000'000;
 
-// A part of the run where single steps would take a read each.
+// A part of the run in which single steps would take a read each.
 constexpr SKrStretch kNarrow = {kZeroRun / 2, kZeroRun / 2 + 600'000};
 constexpr uint64_t kReadsForARun = kZeroRun / (64 * 1024) + // in windows of 64 KiB
                                    (kNarrow.to - kNarrow.from) / CKrNarrowFileSystem::kBytesOfARead + 40;
@@ -41,7 +41,7 @@ SKrSimpleAvi WithNested(uint32_t depth)
     return avi;
 }
 
-// What one round of damage does. The changes keep chunks recognisable, unlike single random bytes.
+// One round of damage. The changes keep chunks recognisable, unlike single random bytes.
 void Damage(KrBytes& bytes, std::mt19937& random)
 {
     const auto place = [&](size_t margin)
@@ -194,7 +194,7 @@ TEST(HostileFileShapes, CrowdOfStreams_KeepsTheFirstOnes)
     }
 }
 
-// Deep enough that a step for each level on the stack would not fit it.
+// Deep enough that recursion would overflow the stack.
 TEST(HostileFileShapes, ListsNested100000Deep_AreWalkedSearchedAndClosed)
 {
     constexpr uint32_t kDepth = 100'000;

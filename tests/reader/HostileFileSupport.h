@@ -1,5 +1,4 @@
-// Uses everything that a reader offers on a file that may say anything, and holds the results against the
-// file.
+// Uses every operation of a reader on an arbitrary file, and checks the results against the file.
 #ifndef KR_TESTS_READER_HOSTILEFILESUPPORT_H
 #define KR_TESTS_READER_HOSTILEFILESUPPORT_H
 
@@ -16,7 +15,7 @@
 
 namespace KrTest
 {
-// A file that holds all that a reader looks for, within a few kilobytes.
+// A file with everything that a reader searches for, within a few kilobytes.
 [[nodiscard]] inline SKrSimpleAvi RichAvi(EKrIndexKind index, uint8_t stdSubType = 0)
 {
     SKrSimpleAvi avi;

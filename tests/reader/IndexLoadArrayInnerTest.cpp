@@ -142,7 +142,7 @@ TEST(IndexLoadArray, FailureWhileEntriesAreRead_LeavesItAtTheSizeOfAll)
             KrEntryArray entries;
             FillWithStale(entries, 2);
             files.Reset();
-            // 'idx1' itself, or the entries behind the super index, its entries and the head twice
+            // 'idx1' itself, or the entries after the super index, its entries and the head twice
             files.FailCall(EKrFileCall::Read, index == EKrIndexKind::Idx1 ? 1 : 5);
             EXPECT_EQ(Load(reader, video, entries), 0);
             EXPECT_TRUE(files.FaultStruck());
@@ -231,10 +231,10 @@ TEST(IndexLoadArray, ReaderWithoutAFile_RefusesAndLeavesTheArray)
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they end the program at such a size
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they abort the program at such a size
 
 // 2048 times the same standard index with the largest count: 2^47 bytes of entries, more than an address
-// space holds, of a file that is long enough for them.
+// space holds, in a file that is long enough for them.
 TEST(IndexLoadArray, MoreEntriesThanMemoryCanHold_FailTheLoad)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml);

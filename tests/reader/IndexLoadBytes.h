@@ -1,4 +1,4 @@
-// Loads of indexes from files that hold little else, without a reader and with any size of slices.
+// Loads of indexes from files that hold little else, without a reader and with slices of any size.
 #ifndef KR_TESTS_READER_INDEXLOADBYTES_H
 #define KR_TESTS_READER_INDEXLOADBYTES_H
 
@@ -14,8 +14,8 @@
 
 namespace KrTest
 {
-// A file with an index at position 32, which is loaded as that of stream 0: of frames, or of sound with two
-// bytes to a sample.
+// A file with an index at position 32, which is loaded for stream 0: of frames, or of sound with two bytes
+// per sample.
 class CKrIndexFile
 {
 public:
@@ -31,7 +31,7 @@ public:
         state.audio[0].sampleSize = 2;
     }
 
-    // A load of the video or the audio stream. The reads are counted anew.
+    // A load of the video or the audio stream. Resets the count of reads.
     [[nodiscard]] SKrLoadAnswer Load(bool video, size_t sliceSize = kLargestIndexSlice)
     {
         m_counts.Reset();

@@ -1,5 +1,5 @@
-// OpenDML indexes that claim more than there is: slots of the super index without a standard index, standard
-// indexes with fewer entries than they count, and more entries than the file can hold.
+// OpenDML indexes that claim more than exists: slots of the super index without a standard index, standard
+// indexes with fewer entries than they declare, and more entries than the file can hold.
 #include "tests/reader/IndexLoadBytes.h"
 #include "tests/support/KrByteWriter.h"
 
@@ -14,7 +14,7 @@ using namespace KrTest;
 namespace
 {
 // A super index of three standard indexes with two entries each, which makes 32 entries at most by its size.
-// The head of the file announces 'LIST' entries when it is taken for a standard index.
+// The head of the file announces 'LIST' entries when it is read as a standard index.
 constexpr uint8_t kFile[] = {
     // 0
     'R', 'I', 'F', 'F', // chunk id
@@ -80,7 +80,7 @@ CKrFileContent File()
     return KrBytes(std::begin(kFile), std::end(kFile));
 }
 
-// The entries of the standard indexes but one.
+// The entries of all but one of the standard indexes.
 PlacesAndSizes AllBut(size_t missing)
 {
     PlacesAndSizes all{{11, 1}, {12, 2}, {21, 3}, {22, 4}, {31, 5}, {32, 6}};
@@ -103,8 +103,8 @@ constexpr size_t kMostOfLarge = 52; // 416 bytes
 constexpr uint32_t kFourAlike = 288;
 constexpr uint32_t kLastIsSmaller = 352;
 
-// A file of 416 bytes with room for 14 slots, of which so many are in use, and two standard indexes of four
-// entries. All slots that are not given hold zeros.
+// A file of 416 bytes with room for 14 slots, of which this many are in use, and two standard indexes of four
+// entries. All other slots hold zeros.
 CKrFileContent LargeFile(uint32_t inUse, const std::vector<uint32_t>& slots)
 {
     CKrFileContent content = File();
@@ -157,7 +157,7 @@ TEST_P(IndexLoadClaims, SlotsOfZerosOnly_LoadNothing)
     EXPECT_TRUE(file.array.IsEmpty());
 }
 
-// What follows the entries of the first two is read as a position beyond the end of the file.
+// The bytes after the entries of the first two are read as a position beyond the end of the file.
 TEST_P(IndexLoadClaims, StdIndexThatClaimsTooMuch_GivesItsEntriesAndThoseOfTheOthers)
 {
     for (const uint64_t stdIndex : kStdIndexes)
@@ -241,7 +241,8 @@ TEST_P(IndexLoadClaims, OneEntryMoreThanAnEighthOfTheFile_FailsTheLoadWithoutAnE
     }
 }
 
-// Both loads produce as many entries as the file can hold. The one that announces more has its last compared.
+// Both loads produce as many entries as the file can hold. For the one that announces more, the last entry is
+// compared.
 TEST(IndexLoadClaimsOfSound, BoundOfTheUniformFlag_IsWhatIsAnnounced)
 {
     std::vector<uint32_t> slots(12, kFourAlike);
@@ -254,8 +255,8 @@ TEST(IndexLoadClaimsOfSound, BoundOfTheUniformFlag_IsWhatIsAnnounced)
     }
 }
 
-// Each of the slots names the one standard index, which claims all that follows it; its first entry leads
-// nowhere. To read all that for each of them would be 8 GB.
+// Each of the slots names the one standard index, which claims all that follows it; its first entry is
+// invalid. Reading all that for each of them would be 8 GB.
 TEST(IndexLoadClaimsOfMany, BlocksThatLeadNowhere_CostReadsLinearInTheFilesSize)
 {
     constexpr size_t kSlotCount = 16'384;

@@ -1,4 +1,4 @@
-// Loads the indexes of files in memory, and looks at what the loads leave in the reader.
+// Loads the indexes of files in memory, and exposes the results in the reader.
 #ifndef KR_TESTS_READER_INDEXLOADINNERSUPPORT_H
 #define KR_TESTS_READER_INDEXLOADINNERSUPPORT_H
 
@@ -12,7 +12,7 @@ namespace KrTest
 {
 inline constexpr uint32_t kUnwritten = 0x5A5A5A5A;
 
-// What a load answered. A pattern that it did not write holds kUnwritten.
+// The result of a load. A pattern that it did not write holds kUnwritten.
 struct SKrLoadAnswer
 {
     int status = 0;
@@ -46,7 +46,7 @@ inline void PutU64(CKrFileContent& content, uint64_t position, uint64_t value)
     content.PutU32(position + 4, static_cast<uint32_t>(value >> 32));
 }
 
-// A video and an audio stream of so many chunks each.
+// A video and an audio stream of this many chunks each.
 [[nodiscard]] inline SKrSimpleAvi TwoStreamAvi(EKrIndexKind index, size_t chunks = 4,
                                                uint32_t audioBytes = 96)
 {
@@ -57,15 +57,14 @@ inline void PutU64(CKrFileContent& content, uint64_t position, uint64_t value)
     return avi;
 }
 // A file that ends with the super index of its one stream, of `entries` entries for the same standard index
-// with one chunk: the stream's list stands behind 'movi', where it is found as well. `before` writes in
-// between.
+// with one chunk: the stream's list follows 'movi', where it is found as well. `before` writes in between.
 [[nodiscard]] inline SKrBuiltAvi WithSuperIndexAtTheEnd(size_t entries, const KrBuilderHook& before = {})
 {
     SKrSimpleAvi avi;
     avi.index = EKrIndexKind::None;
     avi.mainHeader.streams = 1;
     avi.streams.clear();
-    avi.junkBeforeMovi = 100; // the segment is no file worth reading without
+    avi.junkBeforeMovi = 100; // without it the segment is too short to open
     SKrBuiltChunk stdIndex;
     avi.endOfMovi = [&stdIndex](CKrAviBuilder& file)
     {

@@ -1,4 +1,4 @@
-// Loads of 'idx1': where its offsets count from, which entries count, and what the reader keeps of a load.
+// Loads of 'idx1': the base of its offsets, which entries count, and what the reader keeps of a load.
 #include "tests/reader/IndexLoadInnerSupport.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ struct SLoaded
     {
     }
 
-    // Positions of payloads when the first chunk's header stands at `offset` according to the index.
+    // Positions of payloads when the first chunk's header is at `offset` according to the index.
     uint64_t VideoAt(uint32_t offset, uint32_t first = 4) const
     {
         return built.streamChunks[0][0].data + offset - first;
@@ -57,7 +57,7 @@ TEST(IndexLoadOld, OffsetsFromMoviOrTheFileStart_GiveTheChunksOfBothStreams)
     }
 }
 
-// Any first offset will do: it stands for the first chunk that lies in 'movi'.
+// Any first offset will do: it is matched with the first chunk in 'movi'.
 TEST(IndexLoadOld, AnyFirstOffset_StandsForTheFirstChunk)
 {
     for (const uint32_t first : {0u, 1u, 4u, 5000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
@@ -73,7 +73,7 @@ TEST(IndexLoadOld, AnyFirstOffset_StandsForTheFirstChunk)
     }
 }
 
-// Kept: an index that leaves out the first chunks of 'movi' moves all its entries to the front.
+// Kept: the entries of an index that omits the first chunks of 'movi' are all shifted to its start.
 TEST(IndexLoadOld, IndexThatBeginsLater_IsHeldAgainstTheFirstChunkAllTheSame)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None, 3);
@@ -171,7 +171,7 @@ TEST(IndexLoadOld, EntryAtTheEndOfTheFile_EndsTheIndexAndOneBeforeDoesNot)
     }
 }
 
-// A file may end with the header of 'idx1', or within its first entry: there is an index, and nothing in it.
+// A file may end with the header of 'idx1', or within its first entry: the index exists but is empty.
 TEST(IndexLoadOld, IndexCutBeforeItsFirstEntry_LoadsNothing)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
@@ -218,7 +218,7 @@ TEST(IndexLoadOld, SizeFieldOfAllOnes_GivesWhatTheFileHolds)
     EXPECT_EQ(LoadAudioOf(file.Reader()).entries, ChunksOf(built, 1));
 }
 
-// What a load produced does not become the size of the next one.
+// The count of one load does not become the size of the next.
 TEST(IndexLoadOld, RepeatedLoadsOfBothKinds_GiveTheSame)
 {
     CKrParsedInMemory file(TwoStreamAvi(EKrIndexKind::Idx1, 5));

@@ -86,7 +86,7 @@ TEST(IndexLoadOpenDml, LargestChunk_OnlyGrowsUntilAnotherFileIsOpened)
     EXPECT_EQ(reader.StreamState().statistics.largestVideoChunk, 105u);
 }
 
-// Everything that the reading rules say holds for both streams.
+// All reading rules apply to both streams.
 class IndexLoadOpenDmlStream : public testing::TestWithParam<size_t>
 {
 };
@@ -122,7 +122,7 @@ TEST_P(IndexLoadOpenDmlStream, BaseOffset_ShiftsEveryEntryOfItsChunkUnlessTheSup
             expected[number].first -= 10;
         EXPECT_EQ(LoadStream(file.Reader(), GetParam()), expected);
 
-        // The same bytes read as positions from the file start: what was an offset is a position now.
+        // The same bytes read as positions from the file start: offsets become positions.
         built.content.Put(built.Find("indx", GetParam()).data + 2, KrBytes{0x10});
         CKrParsedInMemory absolute(built.content);
         for (size_t number = 0; number < 6; ++number)
@@ -171,7 +171,7 @@ TEST_P(IndexLoadOpenDmlStream, UnknownSubType_IsPassedOver)
     }
 }
 
-// The announced entries are counted, and none of them comes.
+// The announced entries are counted, but none of them exists.
 TEST_P(IndexLoadOpenDmlStream, UnknownSubTypesOnly_LoadNothing)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
@@ -224,8 +224,7 @@ TEST_P(IndexLoadOpenDmlStream, ChunkNamedTwice_GivesItsEntriesTwice)
     EXPECT_EQ(LoadStream(file.Reader(), GetParam()), expected);
 }
 
-// The file may hold one chunk for each eight bytes. What is claimed beyond that is not there, and does no
-// harm.
+// The file may hold one chunk for each eight bytes. Further claimed entries do not exist, and do no harm.
 TEST_P(IndexLoadOpenDmlStream, ClaimsAboveAnEighthOfTheFile_GiveTheChunksThatAreThere)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
@@ -284,7 +283,7 @@ TEST(IndexLoadOpenDmlCut, SuperIndexEntriesCutByTheEndOfTheFile_CountAsFarAsThey
     }
 }
 
-// The second standard index has its head in the file, then not even that.
+// Only the head of the second standard index is in the file, then not even that.
 TEST(IndexLoadOpenDmlCut, StdIndexHead_CountsWithAll32Bytes)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
@@ -301,8 +300,8 @@ TEST(IndexLoadOpenDmlCut, StdIndexHead_CountsWithAll32Bytes)
     }
 }
 
-// With 'indx' in the video list only, the audio load takes its 'idx1' payload for a super index. What makes
-// it fail is the first word alone: a payload that begins like one is read as one.
+// With 'indx' in the video list only, the audio load reads its 'idx1' payload as a super index. Only the
+// first word makes it fail: a payload that begins like a super index is read as one.
 TEST(IndexLoadOpenDmlFlag, OldIndexPayloadLikeASuperIndex_IsReadAsOne)
 {
     SKrSimpleAvi avi = SixChunks();

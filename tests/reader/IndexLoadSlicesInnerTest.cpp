@@ -1,4 +1,4 @@
-// Blocks of an index that are read in slices: the same result as from one read, without the memory.
+// Blocks of an index that are read in slices: the same result as from one read, with less memory.
 #include "reader/KrRiffReader.h"
 #include "tests/base/KrAllocationMeter.h"
 #include "tests/reader/AudioStatisticsSupport.h"
@@ -114,7 +114,7 @@ void MakeOld(CKrIndexFile& file)
         index->oldIndexEntries = 1000; // more than there are
 }
 
-// The outcome of both loads with each size of slices against that of one read.
+// The results of both loads with each size of slices against those of one read.
 void ExpectTheSame(const CKrFileContent& content, bool isOld)
 {
     for (const bool video : {true, false})
@@ -147,7 +147,7 @@ SKrReadCall Exactly(uint64_t position, size_t count)
     return {position, count, count};
 }
 
-// A head that cannot be counted may leave an array that is too small.
+// A head that cannot be counted may result in an array that is too small.
 bool IsLoaded(CKrIndexFile& file, size_t sliceSize)
 {
     try
@@ -270,7 +270,7 @@ TEST(IndexLoadSlices, FailedReadOfAnySlice_FailsTheLoad)
     }
 }
 
-// A sparse file, long enough for what the second standard index claims. Its head cannot be read when entries
+// A sparse file, long enough for the claim of the second standard index. Its head cannot be read when entries
 // are counted, so that the array is small. The third entry of each lies beyond the end of the file.
 TEST(IndexLoadSlices, StdIndexThatClaimsTensOfGigabytes_TakesTheMemoryOfASlice)
 {

@@ -27,7 +27,7 @@ TEST(IndexLocate, SuperIndexBehindOtherChunksAndZeros_IsFound)
     {
         file.Chunk("strd", KrBytes(9, 1));
         file.Chunk("strn", KrBytes(7, 'n'));
-        file.Zeros(30); // more empty headers than a walk would stand
+        file.Zeros(30); // more empty headers than a walk tolerates
         file.Chunk("indx", ToBytes(SKrTestSuperIndex{}));
     };
     const SKrLocated located(avi);

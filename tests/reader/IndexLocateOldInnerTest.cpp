@@ -1,4 +1,4 @@
-// Where the parse finds 'idx1' and the chunk that its offsets are held against.
+// Where the parse finds 'idx1' and the chunk that its offsets are matched with.
 #include "tests/reader/IndexLocateSupport.h"
 
 using namespace KrTest;
@@ -25,7 +25,7 @@ TEST(IndexLocateOld, ListsBeforeMovi_AreSteppedOver)
     ExpectOldIndexAt(located, located.built.Find("idx1"), located.built.streamChunks[0][0]);
 }
 
-// A list that names itself 'movi' inside another one is not reached: lists are stepped over whole.
+// A list of type 'movi' inside another one is not found: lists are skipped whole.
 TEST(IndexLocateOld, MoviInsideAnotherList_IsNotMovi)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
@@ -37,7 +37,7 @@ TEST(IndexLocateOld, MoviInsideAnotherList_IsNotMovi)
     ExpectOldIndexAt(located, located.built.Find("idx1"), located.built.streamChunks[0][0]);
 }
 
-// Kept: a lookup of lists does not take up again behind zero bytes.
+// Kept: a lookup of lists does not resynchronise after zero bytes.
 TEST(IndexLocateOld, ZerosBeforeMovi_LoseTheOldIndexButNotTheFile)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
@@ -99,7 +99,7 @@ TEST(IndexLocateOld, NoChunkOfTheStreamInMovi_HasNoOldIndex)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
     avi.streams[0].chunkId = "05dc";
-    avi.afterMovi = ChunkOf("00dc", 10); // behind 'movi': the walk ends before it
+    avi.afterMovi = ChunkOf("00dc", 10); // after 'movi': the walk ends before it
     const SKrLocated located(avi);
     ExpectNothingLocated(located);
     EXPECT_EQ(located.Video().firstChunkPosition, kNotLocated);

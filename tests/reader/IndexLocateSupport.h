@@ -1,4 +1,4 @@
-// Opens files in memory and shows where the parse located the indexes.
+// Opens files in memory and exposes where the parse located the indexes.
 #ifndef KR_TESTS_READER_INDEXLOCATESUPPORT_H
 #define KR_TESTS_READER_INDEXLOCATESUPPORT_H
 
@@ -8,7 +8,7 @@
 
 namespace KrTest
 {
-// Opens a file and keeps what was built beside what was located.
+// Opens a file and keeps both the built chunks and the located ones.
 struct SKrLocated
 {
     explicit SKrLocated(const SKrSimpleAvi& avi) : built(BuildSimpleAvi(avi)), file(built.content) {}
@@ -57,7 +57,7 @@ inline void ExpectNothingLocated(const SKrLocated& located)
     };
 }
 
-// A stream whose type is of no interest, to move the numbers of those behind it.
+// A stream of an irrelevant type, to shift the numbers of those after it.
 [[nodiscard]] inline SKrSimpleStream TextStream()
 {
     SKrSimpleStream stream = PcmStream({6});

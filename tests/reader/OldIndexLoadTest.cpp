@@ -72,7 +72,7 @@ TEST_F(OldIndexLoad, EntriesOfOtherChunks_AreSkipped)
 
 TEST_F(OldIndexLoad, OffsetsThatWrap_AreTakenIn32Bits)
 {
-    // The first offset stands for the first chunk; the second lies 16 bytes on, across the wrap.
+    // The first offset is that of the first chunk; the second lies 16 bytes later, across the wrap.
     const KrBytes payload =
         ToBytes(std::vector<SKrTestIdx1Entry>{{"00dc", 0x10, 0xFFFFFFF8, 1000}, {"00dc", 0x10, 8, 5}});
     const SKrBuiltAvi built = BuildAndOpen(WithOldIndex(payload));

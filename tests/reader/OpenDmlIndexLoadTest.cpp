@@ -5,7 +5,7 @@ using namespace KrTest;
 
 namespace KrTest
 {
-// One change of the super index's head that makes it unusable, or does not.
+// One change of the super index's head that may or may not make it unusable.
 struct SKrHeadChange
 {
     const char* name;
@@ -77,7 +77,7 @@ TEST_F(OpenDmlIndexLoad, BaseOffset_CountsOnlyWithSuperSubTypeZero)
 {
     SKrSimpleAvi avi = OpenDmlFile();
     avi.superSubType = 0x10;
-    avi.stdBase = 12345; // stored, and of no effect
+    avi.stdBase = 12345; // stored, without effect
     const SKrBuiltAvi built = BuildAndOpen(avi);
     ASSERT_EQ(LoadVideo(), 1);
     EXPECT_EQ(ToList(m_entries), ChunksOf(built, 0));
@@ -125,7 +125,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(OpenDmlIndexLoad, CountThatTheFileCannotBack_ReadsWhatIsThere)
 {
     SKrSimpleAvi avi = OpenDmlFile();
-    avi.superIndexSlots = 3; // behind them a chunk header reads as an offset beyond the file
+    avi.superIndexSlots = 3; // after them a chunk header reads as an offset beyond the file
     SKrBuiltAvi built = BuildSimpleAvi(avi);
     built.content.PutU32(built.Find("indx").data + 4, 0xFFFFFFFF);
     OpenFile(built.content);
@@ -140,7 +140,7 @@ TEST_F(OpenDmlIndexLoad, StdIndexBeyondTheFile_EndsTheSuperIndexThere)
     PutU64(built.content, secondEntry, built.content.Size());
     OpenFile(built.content);
     ASSERT_EQ(LoadVideo(), 1);
-    EXPECT_EQ(ToList(m_entries), ChunksOf(built, 0, 0, 2)); // the third entry is valid and not reached
+    EXPECT_EQ(ToList(m_entries), ChunksOf(built, 0, 0, 2)); // the third entry is valid but not reached
 }
 
 TEST_F(OpenDmlIndexLoad, FirstStdIndexBeyondTheFile_FailsTheLoad)

@@ -1,4 +1,4 @@
-// How the library tells its own readers from a host's.
+// How the library distinguishes its own readers from a host's.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrObject.h"
 #include "base/KrRef.h"
@@ -8,7 +8,7 @@
 
 namespace
 {
-// A host's reader that knows nothing.
+// A host's reader that does nothing.
 class CForeignReader final : public CKrObject<IKrRiffReader>
 {
 public:
@@ -57,7 +57,7 @@ TEST(OwnReader, TwoReaders_HaveALockEach)
 TEST(OwnReader, ReaderOfAHost_HasNoLockOfOurs)
 {
     CKrRef<IKrRiffReader> own;
-    ASSERT_EQ(KrCreateRiffReader(own.Put()), 1); // there is one of ours to be mistaken for
+    ASSERT_EQ(KrCreateRiffReader(own.Put()), 1); // one of ours exists, with which it could be confused
     const auto foreign = CKrRef<IKrRiffReader>::Adopt(new CForeignReader);
     EXPECT_EQ(CKrRiffReader::FindLock(foreign.Get()), nullptr);
 }

@@ -16,7 +16,7 @@ namespace
 {
 constexpr int kLargest = std::numeric_limits<int>::max();
 constexpr int kSmallest = std::numeric_limits<int>::min();
-constexpr uint16_t kBefore = 4321; // a display width that no step gives
+constexpr uint16_t kBefore = 4321; // a display width that no step produces
 constexpr uint32_t kModeBefore = 3;
 
 SKrAviVideoParams Format(int32_t width, int32_t height)
@@ -71,7 +71,7 @@ TEST(PixelAspectArithmetic, SpecialFrame_KeepsEverythingButDisplayWidthAndAspect
     EXPECT_EQ(std::memcmp(&format, &expected, sizeof format), 0);
 }
 
-// Nothing but the row can have set the aspect mode here.
+// Only the row can have set the aspect mode here.
 TEST(PixelAspectArithmetic, SpecialFrames_SetTheAspectModeAndOthersDoNot)
 {
     const struct
@@ -119,9 +119,9 @@ TEST(PixelAspectArithmetic, Halves_AreRoundedAwayFromZero)
 // The three orders of one division and one multiplication differ in the last bit, which decides at a half.
 TEST(PixelAspectArithmetic, WidthIsDividedFirst_ThenMultiplied)
 {
-    EXPECT_EQ(Scaled(7, 45, 10), 31);   // 31.499999999999996; the product first would give 31.5
+    EXPECT_EQ(Scaled(7, 45, 10), 31);   // 31.499999999999996; multiplying first would produce 31.5
     EXPECT_EQ(Scaled(3, 55, 22), 7);    // 7.499999999999999, likewise
-    EXPECT_EQ(Scaled(720, 7, 160), 32); // 31.5; the ratio first would give 31.499999999999996
+    EXPECT_EQ(Scaled(720, 7, 160), 32); // 31.5; dividing first would produce 31.499999999999996
 }
 
 TEST(PixelAspectArithmetic, RatioWithin0_0001Of1_LeavesTheDisplayWidth)
@@ -254,7 +254,7 @@ TEST(PixelAspectStep, NoVideoStream_TakesNeither)
     EXPECT_EQ(file.State().videoFormat.aspectMode, 0u);
 }
 
-// The queries walk the segments; a host must find the reader as if nobody had walked.
+// The queries walk the segments; they must not change the state of a host's walk.
 TEST(PixelAspectStep, WalksOfTheStep_LeaveNoWalkUnderWay)
 {
     CKrParsedInMemory file(FileWithPrivateChunk());

@@ -1,4 +1,4 @@
-// What the private information chunks do to the video format that a reader reports.
+// The effect of the private information chunks on the video format that a reader reports.
 #include "tests/reader/HeaderParseSupport.h"
 
 #include <gtest/gtest.h>

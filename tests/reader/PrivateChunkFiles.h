@@ -1,4 +1,4 @@
-// Files with private chunks of all kinds, good and bad, in places where they count and where they do not.
+// Files with private chunks of all kinds, good and bad, at positions where they count and where they do not.
 #ifndef KR_TESTS_READER_PRIVATECHUNKFILES_H
 #define KR_TESTS_READER_PRIVATECHUNKFILES_H
 
@@ -17,7 +17,7 @@ class CRandomAvi
 public:
     explicit CRandomAvi(uint32_t seed) : m_random(seed) {}
 
-    // A file with sound headers; what surrounds 'movi' in its segments is anything.
+    // A file with valid headers; anything may surround 'movi' in its segments.
     [[nodiscard]] CKrFileContent Build()
     {
         SKrSimpleAvi avi;

@@ -1,4 +1,4 @@
-// The private chunks that an open finds, against the walks of a host and the exported queries.
+// The private chunks that an open finds, compared with a host's walks and the exported queries.
 #include "reader/KrPrivateChunkScan.h"
 
 #include "KrRiffUtils/KrRiffUtils.h"
@@ -22,7 +22,7 @@ using namespace KrTest;
 
 namespace
 {
-// Finds the same chunks in the tree that hosts walk, step by step as a host would.
+// Finds the same chunks by walking the tree, step by step as a host would.
 class CTreeScan final : public IKrPrivateChunks
 {
 public:
@@ -137,7 +137,7 @@ private:
     CKrCountingFileSystem m_counts{faults};
 };
 
-// What the headers alone say.
+// The values of the headers alone.
 SKrAviVideoParams FormatOfTheHeaders()
 {
     SKrSimpleAvi avi;
@@ -197,7 +197,7 @@ TEST(PrivateChunkScan, AnyFile_IsReadAsTheWalksOfAHostReadIt)
     EXPECT_GT(reads, 2000u);
 }
 
-// A later question meets what an earlier one could not read: segments and sub-chunks come to light then.
+// A later query reads what an earlier one could not: it then finds more segments and sub-chunks.
 TEST(PrivateChunkScan, AnyFileWithAFault_IsReadAsTheWalksOfAHostReadIt)
 {
     uint64_t struck = 0;
@@ -231,7 +231,7 @@ TEST(PrivateChunkScan, AnyFileWithAFault_IsReadAsTheWalksOfAHostReadIt)
     EXPECT_GT(struck, 5000u);
 }
 
-// A last segment that was not the last after all: what was known of its sub-chunks counts no more.
+// A last segment that turns out not to be the last: results for its sub-chunks are discarded.
 TEST(PrivateChunkScan, SegmentThatComesToLightLater_IsTheLast)
 {
     CKrAviBuilder built;
@@ -253,7 +253,7 @@ TEST(PrivateChunkScan, SegmentThatComesToLightLater_IsTheLast)
     EXPECT_EQ(answer, file.Ask<CTreeScan>());
 }
 
-// The last one is not looked at then.
+// The last one is not searched then.
 TEST(PrivateChunkScan, FirstSegmentWithoutSubChunks_EndsTheSearch)
 {
     for (const bool isEmpty : {true, false})

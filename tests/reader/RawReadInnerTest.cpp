@@ -1,4 +1,4 @@
-// What raw reads ask of the file, and what they make of its failures.
+// The file accesses of raw reads, and how they handle failures.
 #include "reader/KrRiffReader.h"
 
 #include "tests/reader/ReaderOpenSupport.h"

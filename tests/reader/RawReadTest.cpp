@@ -23,7 +23,7 @@ protected:
         EXPECT_EQ(m_reader->Open(m_path.c_str()), 1);
     }
 
-    // What a read brings into a buffer of 0xCC bytes.
+    // The content of a buffer of 0xCC bytes after a read.
     struct SRead
     {
         uint32_t count = 0;
@@ -46,7 +46,7 @@ protected:
         return read;
     }
 
-    // The bytes of the file, and behind them what the buffer held before.
+    // The bytes of the file, followed by the old content of the buffer.
     [[nodiscard]] KrBytes Expected(uint64_t position, size_t count, size_t bufferSize) const
     {
         KrBytes expected(bufferSize + 16, 0xCC);
@@ -241,7 +241,7 @@ TEST_F(RawRead, ContainerAtTheLargestPosition_BringsNothing)
     EXPECT_EQ(ReadChunk({FourCcValue("LIST"), 10, 0, uint64_t{INT64_MAX} - 2}, 10).count, 0u);
 }
 
-// Positions beyond 4 GiB, in a file that takes no room
+// Positions beyond 4 GiB, in a sparse file
 
 TEST_F(RawRead, PositionBeyondFourGigabytes_BringsTheBytesThere)
 {

@@ -1,4 +1,4 @@
-// What opening and loading cost in calls and bytes.
+// The cost of opening and loading in calls and bytes.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 #include "platform/KrPlatform.h"
@@ -14,10 +14,10 @@ using namespace KrTest;
 
 namespace
 {
-// One read: the head of the file, in which all headers and the first chunks lie.
+// One read: the head of the file, which holds all headers and the first chunks.
 constexpr uint64_t kHeadBytes = 8 * 1024;
 
-// Behind the head: 'idx1' for the video stream, the first audio chunk, 'idx1' again for the audio stream, the
+// After the head: 'idx1' for the video stream, the first audio chunk, 'idx1' again for the audio stream, the
 // same two chunks for the detection of data chunks, and the last top-level chunk for the private chunks.
 constexpr uint64_t kJumpBytes = 512;
 
@@ -80,7 +80,7 @@ TEST_F(ReadCount, OpenOfTwoStreamsWithOpenDml_TakesTheseReads)
 {
     BuildAndOpen(TwoStreams(40, EKrIndexKind::OpenDml));
     const SKrFileCalls calls = m_files.Calls();
-    EXPECT_EQ(calls.reads, 2u); // the head, and the first audio chunk behind the first frame
+    EXPECT_EQ(calls.reads, 2u); // the head, and the first audio chunk after the first frame
     EXPECT_LE(calls.bytes, kHeadBytes + kJumpBytes);
 }
 
@@ -111,7 +111,7 @@ TEST_F(ReadCount, OpenReadsZerosOnce_WithAGapOfAFewElsewhere)
 {
     constexpr uint64_t kZeros = 2'000'000;
     SKrSimpleAvi avi = TwoStreams(2, EKrIndexKind::Idx1);
-    avi.streams.resize(4, avi.streams.back()); // each one is looked for behind the zeros
+    avi.streams.resize(4, avi.streams.back()); // each one is searched for after the zeros
     avi.startOfMovi = [](CKrAviBuilder& file)
     {
         file.Chunk("00dc", KrBytes(100, 1));

@@ -1,4 +1,4 @@
-// Every single read of an open, a walk and a load: where it starts, how much it asks for, and what it is for.
+// Every single read of an open, a walk and a load: its position, its size and its purpose.
 #include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrCountingFileSystem.h"
 
@@ -11,11 +11,11 @@ namespace
 using KrReads = std::vector<SKrReadCall>;
 
 constexpr uint64_t kHeadWindow = 8192; // read once at the start of the file: all headers in most files
-constexpr uint64_t kJumpWindow = 512;  // read at a place far from the one before
+constexpr uint64_t kJumpWindow = 512;  // read at a position far from the previous one
 
 constexpr uint64_t kKrlASize = 508;
 
-// Frames of 50,000 bytes: nothing behind the first one lies in the head window.
+// Frames of 50,000 bytes: nothing after the first one lies in the head window.
 SKrSimpleAvi LongFile(EKrIndexKind index)
 {
     SKrSimpleAvi avi = TwoStreamAvi(index, 40, 7680);
@@ -79,7 +79,7 @@ void ExpectOpenReads(const CCounted& counted, const KrReads& expected)
     EXPECT_EQ(calls.bytes, BytesOf(expected));
 }
 
-// All nodes of the file; how many there are.
+// Walks all nodes of the file; returns their number.
 size_t WalkAll(CKrRiffReader& reader)
 {
     uint32_t ckid, type, size;
@@ -105,11 +105,11 @@ TEST(ReadCountSteps, OpenOfTwoStreamsWithOldIndex_TakesSixReads)
     const uint64_t firstAudio = counted.built.streamChunks[1][0].header;
     ExpectOpenReads(counted, {
                                  Head(),             // everything up to the first frame's header
-                                 JumpTo(idx1),       // 'idx1' behind 'movi', for the video stream
+                                 JumpTo(idx1),       // 'idx1' after 'movi', for the video stream
                                  JumpTo(firstAudio), // the audio stream's first chunk
                                  JumpTo(idx1),       // 'idx1' once more, for the audio stream
                                  JumpTo(firstAudio), // one chunk of each stream seen
-                                 JumpTo(idx1),       // the segment's last chunk: no private chunk is there
+                                 JumpTo(idx1),       // the segment's last chunk: not a private chunk
                              });
     EXPECT_EQ(counted.files.Calls().bytes, 8192u + 5 * 512u);
 }
@@ -171,7 +171,7 @@ TEST(ReadCountSteps, LengthOfTheFile_ChangesNothing)
     }
 }
 
-// Accepted: to find that a declared stream has no chunk at all, every chunk header is read, and no payload.
+// Accepted: to find that a declared stream has no chunk at all, every chunk header is read, but no payload.
 TEST(ReadCountSteps, DeclaredStreamWithoutChunks_CostsOneReadForEachChunk)
 {
     SKrSimpleAvi avi = LongFile(EKrIndexKind::OpenDml);
@@ -180,7 +180,7 @@ TEST(ReadCountSteps, DeclaredStreamWithoutChunks_CostsOneReadForEachChunk)
     avi.mainHeader.streams = 3;
     const CCounted counted(avi);
     const uint64_t more = counted.files.Calls().reads - complete.files.Calls().reads;
-    EXPECT_GE(more, 78u); // the chunks behind the first of each stream
+    EXPECT_GE(more, 78u); // the chunks after the first of each stream
     EXPECT_LE(more, 80u); // and the two standard indexes
     for (const SKrReadCall& read : counted.files.Reads())
         EXPECT_TRUE(read.count <= kJumpWindow || read == Head() || read.count < 2048) << read.count;
@@ -208,7 +208,7 @@ TEST(ReadCountSteps, SecondWalkOverAllLevels_CallsNothing)
         EXPECT_GT(nodes, 90u);
         EXPECT_GT(counted.files.Calls().reads, 75u);
         EXPECT_LE(counted.files.Calls().reads, nodes);
-        // Behind the last node of a list the list ends, behind the last segment the file: no header is read
+        // After the last node of a list the list ends, after the last segment the file: no header is read
         // there.
         counted.files.Reset();
         EXPECT_EQ(WalkAll(counted.reader), nodes);

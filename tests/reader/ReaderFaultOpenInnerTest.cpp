@@ -1,4 +1,4 @@
-// Opening while the file system fails, the exit that keeps the lock, and loads that meet a passing fault.
+// Opening while the file system fails, the exit that keeps the lock, and loads with a transient fault.
 #include "tests/reader/ReaderFaultSupport.h"
 #include "tests/support/KrCountingFileSystem.h"
 
@@ -26,7 +26,7 @@ protected:
         return all;
     }
 
-    // Opens with another file open before; what a failure leaves, and that it passes.
+    // Opens with another file already open: checks the state after a failure, and the recovery from it.
     void RunOnce(CKrRiffReader& reader)
     {
         const int status = reader.Open(L"a.avi");
@@ -53,7 +53,7 @@ protected:
         EXPECT_EQ(reader.ReadAt(0, &byte, 1), 0u);
     }
 
-    // What could not be read is missing, and what is there is true.
+    // Unreadable parts are missing, and all others are correct.
     void ExpectNothingMadeUp(CKrRiffReader& reader)
     {
         const std::vector<SKrOutcome> all = All(reader);
@@ -88,7 +88,7 @@ protected:
     CKrFaultyFileSystem m_files{m_counts};
     std::vector<SKrOutcome> m_truth;
     bool m_struck = false;
-    uint64_t m_allStruck = 0; // runs of this test that met a fault; the report tells them
+    uint64_t m_allStruck = 0; // runs of this test with a fault, for the report
 };
 } // namespace
 
@@ -164,7 +164,7 @@ TEST_P(ReaderFaultOpen, FailedSeekOfAWalk_KeepsTheLockAndNothingElse)
     EXPECT_EQ(All(reader), m_truth);
 }
 
-// A single fault passes: what a window could not be filled with is read by itself.
+// A single fault is harmless: a header that could not be read through the window is read alone.
 TEST_P(ReaderFaultOpen, FaultsBehindASegment_MakeItTheLast)
 {
     const size_t segments = GetParam() == EKrIndexKind::OpenDml ? 3 : 1;
@@ -197,7 +197,7 @@ TEST_P(ReaderFaultOpen, FaultsBehindASegment_MakeItTheLast)
     }
 }
 
-// Queries by path open the file themselves: a failure is not kept in the cache.
+// Queries by path open the file themselves: a failure is not cached.
 TEST_P(ReaderFaultOpen, FailedQueryByPath_IsAskedAgain)
 {
     const KrPlatform::CFileSystemScope scope(m_files);
@@ -225,8 +225,8 @@ TEST_P(ReaderFaultOpen, FailedQueryByPath_IsAskedAgain)
     }
 }
 
-// The count stops at the standard index that cannot be read; later it can be, and its first entry has no
-// room.
+// The count stops at the standard index that cannot be read; when it can be read later, the array has no room
+// for its first entry.
 TEST(ReaderFaultLoad, CountCutShortByAPassingFault_EndsByTheArraysException)
 {
     CKrMemoryFileSystem memory;

@@ -1,4 +1,4 @@
-// Each operation with every one of its calls to the file system failing or coming short in turn.
+// Each operation with every one of its calls to the file system failing or falling short in turn.
 #include "tests/reader/ReaderFaultSupport.h"
 
 using namespace KrTest;
@@ -26,7 +26,8 @@ protected:
         return std::string("Video Audio").find(std::get<0>(GetParam()).name) != std::string::npos;
     }
 
-    // Opens without faults, then does the step with the fault that `plan` makes. False when it never struck.
+    // Opens without faults, then does the step with the fault that `plan` makes. False when no fault
+    // occurred.
     template <class Plan, class Check>
     bool RunWith(Plan&& plan, Check&& check)
     {
@@ -48,7 +49,7 @@ protected:
         return true;
     }
 
-    // The same reader does everything as it should when the faults are over.
+    // The same reader works correctly once the faults are over.
     void ExpectSound(CKrRiffReader& reader)
     {
         m_files.Reset();
@@ -58,7 +59,7 @@ protected:
         EXPECT_EQ(Step(reader), m_truth);
     }
 
-    // One run for every call, up to the run that meets no fault. How many were struck.
+    // One run for every call, up to the run without a fault. Returns how many runs had one.
     template <class Plan, class Check>
     uint64_t ForEveryCall(Plan&& plan, Check&& check)
     {
@@ -73,7 +74,7 @@ protected:
     CKrMemoryFileSystem m_memory;
     CKrFaultyFileSystem m_files{m_memory};
     SKrOutcome m_truth;
-    uint64_t m_struck = 0; // runs of this test that met a fault; the report tells them
+    uint64_t m_struck = 0; // runs of this test with a fault, for the report
 };
 } // namespace
 
@@ -94,7 +95,7 @@ TEST_P(ReaderFaultSteps, FailedRead_EndsTheStepWithAStatus)
             ForEveryCall([&](uint64_t number) { m_files.FailCall(EKrFileCall::Read, number, span); },
                          [&](const SKrOutcome& outcome)
                          {
-                             if (IsLoad()) // nothing that was not read is made up
+                             if (IsLoad()) // unread content is never invented
                                  EXPECT_EQ(outcome.status, 0);
                              else
                                  EXPECT_FALSE(outcome.threw);

@@ -1,4 +1,4 @@
-// One operation of a reader after the other while the file system fails: what each of them saw.
+// One operation of a reader after the other while the file system fails, and the results of each.
 #ifndef KR_TESTS_READER_READERFAULTSUPPORT_H
 #define KR_TESTS_READER_READERFAULTSUPPORT_H
 
@@ -17,13 +17,13 @@
 
 namespace KrTest
 {
-// Whatever an operation reported, in order: chunks as id, size and position; entries as size and position.
+// All results of an operation, in order: chunks as id, size and position; entries as size and position.
 using KrSeen = std::vector<std::tuple<uint32_t, uint32_t, uint64_t>>;
 
 struct SKrOutcome
 {
     int status = 0;
-    bool threw = false; // CInvalidArgException, which loads may end by
+    bool threw = false; // CInvalidArgException, which loads may throw
     KrSeen seen;
 
     bool operator==(const SKrOutcome&) const = default;
@@ -145,7 +145,7 @@ inline constexpr SKrReaderStep kReaderSteps[] = {{"Walk", Walk},
                                                  {"Audio", LoadAudioStep},
                                                  {"Queries", Queries}};
 
-// Whether everything that was seen was there, wherever the operation ended.
+// Whether everything that was reported exists, wherever the operation ended.
 [[nodiscard]] inline bool IsPartOf(const KrSeen& seen, const KrSeen& truth)
 {
     return std::all_of(seen.begin(), seen.end(),
@@ -168,7 +168,7 @@ inline constexpr SKrReaderStep kReaderSteps[] = {{"Walk", Walk},
     return entered;
 }
 
-// A file that has all that the steps look for; nothing but its first headers lies within the first 8 KiB.
+// A file with everything that the steps search for; only its first headers lie within the first 8 KiB.
 [[nodiscard]] inline SKrSimpleAvi FaultyAvi(EKrIndexKind index)
 {
     SKrSimpleAvi avi;

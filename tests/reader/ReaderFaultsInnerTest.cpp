@@ -1,4 +1,4 @@
-// Every call to the file system failed once, or failing from then on, or coming short.
+// Every call to the file system failing once, or from then on, or falling short.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 #include "platform/KrPlatform.h"
@@ -31,7 +31,7 @@ class ReaderFaults : public testing::TestWithParam<EKrIndexKind>
 protected:
     void SetUp() override { m_memory.Set(L"a.avi", BuildSimpleAvi(FileOf(GetParam())).content); }
 
-    // Everything that reads, on one reader; true when the file opened.
+    // All reading operations on one reader; true when the file opened.
     bool UseReader(IKrRiffReader& reader)
     {
         if (reader.Open(L"a.avi") == 0)
@@ -61,7 +61,7 @@ protected:
         return true;
     }
 
-    // A first pass that a failed read ended early makes a load throw when the second pass goes further.
+    // If a failed read ended the first pass early, the load throws when the second pass gets further.
     static void LoadBoth(IKrRiffReader& reader, CArray<SKrChunkIndexEntry>& entries,
                          SKrAudioChunkPattern& pattern)
     {
@@ -75,7 +75,7 @@ protected:
         }
     }
 
-    // After whatever happened the reader opens the file as if nothing had.
+    // After any failure the reader opens the file normally.
     void ExpectSound(IKrRiffReader& reader)
     {
         m_faulty.Reset();
@@ -89,7 +89,7 @@ protected:
         EXPECT_EQ(refused, 0) << "the lock was kept";
     }
 
-    // Uses a fresh reader with fault number 1, 2, ... planned, until none strikes. Returns how many struck.
+    // Uses a fresh reader with fault number 1, 2, ... planned, until none occurs. Returns how many occurred.
     template <class Plan>
     uint64_t StrikeEach(Plan&& plan)
     {
@@ -176,5 +176,5 @@ TEST(ReaderFault, CountEndedByAFailedReadThatLaterSucceeds_ThrowsAtTheEntryWitho
     EXPECT_EQ(entries.GetSize(), 1);
     int status = 0;
     std::thread([&] { status = reader->FindFirstRiffSegment(); }).join();
-    EXPECT_EQ(status, 1); // the lock was left
+    EXPECT_EQ(status, 1); // the lock was released
 }

@@ -1,4 +1,4 @@
-// A thread stopped in the middle of each guarded operation, and what the others get meanwhile.
+// A thread stopped in the middle of each guarded operation, and the results of other threads meanwhile.
 #include "reader/KrRiffReader.h"
 
 #include "tests/reader/ReaderLockSupport.h"
@@ -63,8 +63,8 @@ protected:
         m_parent = NextSegment(*m_reader).node;
     }
 
-    // Runs an operation on a thread of its own, which stops at its first read; `meanwhile` looks at the
-    // reader then. Returns what the operation returned.
+    // Runs an operation on its own thread, which stops at its first read; `meanwhile` then uses the reader.
+    // Returns the result of the operation.
     int WhileStopped(const std::function<int()>& operation, const std::function<void()>& meanwhile)
     {
         m_faulty.SetBeforeRead(
@@ -105,7 +105,7 @@ struct SHolder
 {
     const char* name;
     std::function<void(IKrRiffReader&, const SKrBuiltAvi&)> prepare;
-    std::function<int(IKrRiffReader&)> operation; // 1 when it did its work
+    std::function<int(IKrRiffReader&)> operation; // 1 on success
 };
 
 const SHolder kHolders[] = {
@@ -276,7 +276,7 @@ INSTANTIATE_TEST_SUITE_P(Operations, ReaderLockBusyIn, testing::Range<size_t>(0,
                          [](const testing::TestParamInfo<size_t>& info)
                          { return kHolders[info.param].name; });
 
-// The first segment of a file is at its head, which is read ahead, unless something else stands before it.
+// The first segment of a file is at its head, which is read ahead, unless other chunks precede it.
 TEST_F(ReaderLockBusy, FindFirstRiffSegmentThatHasToRead_KeepsOthersOutMeanwhile)
 {
     CKrAviBuilder file;
@@ -294,8 +294,8 @@ TEST_F(ReaderLockBusy, FindFirstRiffSegmentThatHasToRead_KeepsOthersOutMeanwhile
     EXPECT_EQ(NextSegment(*m_reader).dataOffset, file.Find("AVI ").data);
 }
 
-// A query holds the lock for its whole search, a walk only in each step: the query must never see a walk of
-// others, and neither may stop the other for good.
+// A query holds the lock for its whole search, a walk only in each step: the query must never see another
+// walk, and neither may block the other for good.
 TEST_F(ReaderLockBusy, QueriesBesideWalks_AnswerRightAndNeverHang)
 {
     OpenAndFindParent();

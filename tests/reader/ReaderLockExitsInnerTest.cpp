@@ -1,4 +1,4 @@
-// Which exits give the reader's lock back, and the two that keep it.
+// Which exits release the reader's lock, and the two that keep it.
 #include "reader/KrRiffReader.h"
 
 #include "tests/reader/ReaderLockSupport.h"
@@ -29,7 +29,7 @@ protected:
         m_built = BuildSimpleAvi(avi);
         m_files.Set(L"a.avi", m_built.content);
 
-        CKrAviBuilder raw; // opens as a row of chunks without any segment
+        CKrAviBuilder raw; // opens as a sequence of chunks without any segment
         raw.Chunk("JUNK", KrBytes(192, 1));
         raw.Chunk("00dc", KrBytes(192, 1));
         m_files.Set(L"raw", raw.Content());
@@ -292,7 +292,7 @@ TEST_F(ReaderLockExits, KnownSegments_NeedNoSeek)
     EXPECT_TRUE(IsFree());
 }
 
-// The parse asks for the private chunks, whose search starts at the first segment.
+// The parse searches for the private chunks, starting at the first segment.
 TEST_F(ReaderLockExits, FailedSeekDuringOpen_OpensAndLeavesTheLock)
 {
     m_faulty.FailCall(EKrFileCall::Seek, 1);

@@ -1,4 +1,4 @@
-// What a thread sees of a reader that another thread holds.
+// The results of a thread that uses a reader held by another.
 #ifndef KR_TESTS_READER_READERLOCKSUPPORT_H
 #define KR_TESTS_READER_READERLOCKSUPPORT_H
 
@@ -10,13 +10,13 @@
 
 namespace KrTest
 {
-// Runs something on another thread and waits for it.
+// Runs a function on another thread and waits for it.
 inline void OnAnotherThread(const std::function<void()>& work)
 {
     std::jthread(work).join();
 }
 
-// The refusals of a busy reader, one for each operation that only tries the lock and gives an answer.
+// The refusals of a busy reader, one for each operation that only tries the lock and returns a result.
 struct SKrRefusals
 {
     int firstSegment = -1;
@@ -49,7 +49,7 @@ struct SKrRefusals
     }
 };
 
-// Asks for everything on the calling thread. `parent` is a node of the reader.
+// Calls all operations on the calling thread. `parent` is a node of the reader.
 [[nodiscard]] inline SKrRefusals AskEverything(IKrRiffReader& reader, SKrRiffChunkNode* parent)
 {
     SKrRefusals refusals;

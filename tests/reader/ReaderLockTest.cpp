@@ -1,4 +1,4 @@
-// The reader's lock as hosts meet it: one operation leaves it held, and other threads are then refused.
+// The reader's lock in a host: one operation leaves it held, and other threads are then refused.
 #include "tests/reader/ReaderLockSupport.h"
 
 #include "tests/support/KrSimpleAvi.h"
@@ -32,7 +32,7 @@ class ReaderLock : public testing::Test
 protected:
     ReaderLock() : m_path(m_folder.Write(L"a.avi", m_built.content)) {}
 
-    // Leaves the reader open and its lock held by this thread.
+    // Opens the reader and leaves its lock held by this thread.
     void OpenWithLockKept()
     {
         ASSERT_EQ(m_reader->FindFirstRiffSegment(), 0);
@@ -103,7 +103,7 @@ TEST_F(ReaderLock, CloseByTheHolder_ClosesAndKeepsOtherThreadsOut)
     EXPECT_EQ(m_reader->GetFileLength(), 0u);
     ASSERT_EQ(m_reader->Open(m_path.c_str()), 1);
     ASSERT_EQ(m_reader->FindFirstRiffSegment(), 1);
-    m_parent = NextSegment(*m_reader).node; // the one before went with the file
+    m_parent = NextSegment(*m_reader).node; // the previous one was freed with the file
     EXPECT_TRUE(AskOnAnotherThread().All());
 }
 
@@ -168,7 +168,7 @@ TEST_F(ReaderLock, SearchByAnotherThread_IsRefusedBeforeItsStateIsAsked)
     OpenWithLockKept();
     m_reader->EndChunkSearch();
     SKrReported next;
-    OnAnotherThread([&] { next = NextMatch(*m_reader); }); // would throw, were the lock free
+    OnAnotherThread([&] { next = NextMatch(*m_reader); }); // would throw if the lock were free
     EXPECT_EQ(next.status, 0);
     EXPECT_TRUE(next.NothingWritten());
 }

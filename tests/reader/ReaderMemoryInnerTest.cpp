@@ -1,5 +1,4 @@
-// Reader and cache when memory is short: a failed load or query, or the allocator's own exception, and
-// nothing lost.
+// Reader and cache out of memory: a failed load or query, or the allocator's own exception, and no leak.
 #include "platform/KrPlatform.h"
 #include "tests/base/KrFailingAllocation.h"
 #include "tests/reader/ReaderFaultSupport.h"
@@ -68,7 +67,7 @@ TEST(ReaderMemory, QueryByPath_LeavesTheCacheUsable)
     EXPECT_GT(zeros, 0u) << "no reader can be made";
 }
 
-// A format so far behind that it is read by itself.
+// A format so far into the file that it is read separately.
 TEST(ReaderFaultFormat, FailedReads_AreNoFormat)
 {
     SKrSimpleAvi avi = FaultyAvi(EKrIndexKind::Idx1);

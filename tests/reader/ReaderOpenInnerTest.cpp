@@ -1,4 +1,4 @@
-// What opening and closing ask of the file system, and what is left when it refuses.
+// The file system calls of opening and closing, and the state after they fail.
 #include "reader/KrRiffReader.h"
 
 #include "tests/reader/ReaderOpenSupport.h"

@@ -1,4 +1,4 @@
-// Readers in tests, and the answers of their walks and searches as values.
+// Readers in tests, and the results of their walks and searches as values.
 #ifndef KR_TESTS_READER_READEROPENSUPPORT_H
 #define KR_TESTS_READER_READEROPENSUPPORT_H
 
@@ -28,7 +28,7 @@ inline constexpr uint64_t kDefaultStart = ~uint64_t{0};
     return reader;
 }
 
-// What a walk or a search reported. A segment has its id, 'RIFF', filled in here.
+// A result of a walk or a search. The id of a segment, 'RIFF', is filled in here.
 struct SKrReported
 {
     int status = -1; // of the operation: 1 when more follows
@@ -77,7 +77,7 @@ struct SKrReported
     return reader.FindFirstChunk(&wanted, start);
 }
 
-// One line for a chunk, the same for what was built and for what was reported.
+// One line for a chunk, the same for built and reported ones.
 [[nodiscard]] inline std::string ChunkLine(uint32_t id, uint32_t type, uint32_t size, uint64_t dataOffset)
 {
     std::string line;
@@ -108,7 +108,7 @@ struct SKrReported
 
 using KrLines = std::vector<std::string>;
 
-// All that a walk or search under way reports, up to and with the one that comes with 0.
+// All results of a walk or search under way, up to and including the one that comes with 0.
 [[nodiscard]] inline KrLines AllLines(IKrRiffReader& reader, SKrReported (*next)(IKrRiffReader&))
 {
     KrLines lines;

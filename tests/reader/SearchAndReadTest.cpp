@@ -1,4 +1,4 @@
-// The chunk search and the raw reads, as hosts use them.
+// The chunk search and the raw reads, used as in a host.
 #include "tests/reader/StreamIndexSupport.h"
 
 #include <stdexcept>

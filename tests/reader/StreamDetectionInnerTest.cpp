@@ -1,4 +1,4 @@
-// The detection of data chunk ids on its own, and what it costs.
+// The detection of data chunk ids alone, and its cost.
 #include "reader/KrStreamChunkDetection.h"
 
 #include "format/KrFourCC.h"
@@ -46,7 +46,7 @@ SKrRiffChunkInfo Record(const SKrBuiltChunk& chunk, uint32_t id, uint32_t type)
     return {id, chunk.size, type, chunk.data};
 }
 
-// 'LIST' 'movi' at the start of a file, then a chunk behind it.
+// 'LIST' 'movi' at the start of a file, then a chunk after it.
 CKrAviBuilder MoviAndChunk()
 {
     CKrAviBuilder file;
@@ -156,7 +156,7 @@ TEST(StreamChunkDetection, NoChunkLeft_IsRefused)
     EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
 }
 
-// Opening costs the headers, whatever the file holds.
+// Opening reads only the headers, whatever the file holds.
 TEST(StreamChunkDetection, AllStreamsSeen_FurtherChunksAreNotVisited)
 {
     std::vector<std::vector<SKrReadCall>> reads;

@@ -11,7 +11,7 @@ namespace
 {
 using KrIds = std::vector<std::string>;
 
-// A file that declares so many streams and whose 'movi' holds small chunks with these ids.
+// A file that declares this many streams and whose 'movi' holds small chunks with these ids.
 SKrSimpleAvi FileWith(uint32_t declaredStreams, const KrIds& ids)
 {
     SKrSimpleAvi avi;

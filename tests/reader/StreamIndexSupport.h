@@ -1,4 +1,4 @@
-// What the tests of index loads share: a file on disk, a reader on it, and the entries as a plain list.
+// Shared by the tests of index loads: a file on disk, a reader on it, and the entries as a plain list.
 #ifndef KR_TESTS_READER_STREAMINDEXSUPPORT_H
 #define KR_TESTS_READER_STREAMINDEXSUPPORT_H
 
@@ -28,7 +28,7 @@ inline PlacesAndSizes ToList(const CArray<SKrChunkIndexEntry>& entries)
     return list;
 }
 
-// The chunks of a stream as an index should give them, `count` of them from `first` on.
+// The expected index entries of a stream, `count` of them from `first` on.
 inline PlacesAndSizes ChunksOf(const SKrBuiltAvi& built, size_t stream, size_t first = 0,
                                size_t count = SIZE_MAX)
 {

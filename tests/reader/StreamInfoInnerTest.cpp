@@ -7,7 +7,7 @@ using namespace KrTest;
 
 namespace
 {
-// Whether the first audio format counts as valid with these values in place of those that the parse left.
+// Whether the first audio format is valid with these values in place of the parsed ones.
 int ValidityWith(uint32_t samplesPerSec, uint16_t bitsPerSample)
 {
     SKrSimpleAvi avi;
@@ -18,7 +18,7 @@ int ValidityWith(uint32_t samplesPerSec, uint16_t bitsPerSample)
     state.audio[0].format.samplesPerSec = samplesPerSec;
     state.audio[0].format.bitsPerSample = bitsPerSample;
     CArray<SKrChunkIndexEntry> entries;
-    EXPECT_EQ(file.Reader().LoadVideoIndex(entries), 1); // lets the queries see the state
+    EXPECT_EQ(file.Reader().LoadVideoIndex(entries), 1); // publishes the state to the queries
 
     SKrWaveFormatInfo format = {7, 0, 0, 0, 0, 0};
     int valid = -1;

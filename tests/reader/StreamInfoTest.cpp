@@ -1,4 +1,4 @@
-// When the two stream queries call a format valid, and what they write otherwise.
+// When the two stream queries report a valid format, and what they write otherwise.
 #include "tests/reader/HeaderParseSupport.h"
 
 #include <gtest/gtest.h>
@@ -41,7 +41,7 @@ bool IsUntouched(const SKrWaveFormatInfo& format)
     return std::memcmp(&format, &fresh.format, sizeof format) == 0;
 }
 
-// The format is not valid; the chunk id and the frame count are reported all the same.
+// The format is not valid; the chunk id and the frame count are still reported.
 void ExpectInvalidVideo(const SKrSimpleAvi& avi)
 {
     CKrParsedFile file(avi);

@@ -2,6 +2,8 @@
 
 #include "format/KrBytes.h"
 
+#include <algorithm>
+
 bool Decode(CKrByteReader& in, SKrMainHeader& header)
 {
     header.microSecPerFrame = in.U32Le();
@@ -120,6 +122,15 @@ SKrWaveFormat DecodeWaveFormat(std::span<const uint8_t> bytes)
     format.blockAlign = in.U16Le();
     format.bitsPerSample = in.U16Le();
     format.extraSize = in.U16Le();
+    return format;
+}
+
+SKrWaveFormat DecodeResolvedWaveFormat(std::span<const uint8_t> bytes)
+{
+    constexpr size_t kSubFormatAt = 24; // behind the structure: valid bits and channel mask come first
+    SKrWaveFormat format = DecodeWaveFormat(bytes);
+    if (format.formatTag == kFormatTagExtensible)
+        format.formatTag = CKrByteReader(bytes.subspan(std::min(bytes.size(), kSubFormatAt))).U16Le();
     return format;
 }
 

@@ -10,6 +10,11 @@ class CKrByteReader;
 class CKrByteWriter;
 
 inline constexpr uint32_t kAvifHasIndex = 0x10;
+inline constexpr uint32_t kAvifMustUseIndex = 0x20;
+
+// No file of up to this size is an AVI file worth reading; a file that is not RIFF 'AVI ' is scanned for
+// chunks from here on.
+inline constexpr uint64_t kLargestRefusedSize = 200;
 
 // 'avih'
 struct SKrMainHeader
@@ -94,8 +99,21 @@ struct SKrWaveFormat
     uint16_t extraSize = 0; // bytes after the structure
 };
 
+// Values of SKrWaveFormat::formatTag
+inline constexpr uint16_t kFormatTagPcm = 1;
+inline constexpr uint16_t kFormatTagFloat = 3;
+inline constexpr uint16_t kFormatTagALaw = 6;
+inline constexpr uint16_t kFormatTagMuLaw = 7;
+inline constexpr uint16_t kFormatTagExtensible = 0xFFFE; // the tag stands in the sub-format
+
+inline constexpr size_t kShortestWaveFormat = 14; // of older writers: ends in front of bitsPerSample
+inline constexpr size_t kPcmWaveFormatSize = 16;  // likewise, in front of extraSize
+
 // Missing bytes read as zeros: the 14- and 16-byte structures of older writers are accepted.
 SKrWaveFormat DecodeWaveFormat(std::span<const uint8_t> bytes);
+
+// The same with the tag of the sub-format in place of kFormatTagExtensible.
+SKrWaveFormat DecodeResolvedWaveFormat(std::span<const uint8_t> bytes);
 void Encode(CKrByteWriter& out, const SKrWaveFormat& format);
 
 #endif

@@ -14,6 +14,11 @@ constexpr uint32_t KrFourCC(const char (&text)[5])
     return value;
 }
 
+constexpr uint32_t KrFourCC(char first, char second, char third, char fourth)
+{
+    return KrFourCC({first, second, third, fourth, 0});
+}
+
 // The character at `index`, 0 to 3.
 constexpr char KrFourCCChar(uint32_t fourcc, unsigned index)
 {
@@ -29,14 +34,25 @@ inline constexpr uint32_t kFccHdrl = KrFourCC("hdrl");
 inline constexpr uint32_t kFccStrl = KrFourCC("strl");
 inline constexpr uint32_t kFccMovi = KrFourCC("movi");
 inline constexpr uint32_t kFccOdml = KrFourCC("odml");
+inline constexpr uint32_t kFccRec = KrFourCC("rec ");
+inline constexpr uint32_t kFccInfo = KrFourCC("INFO");
 
 // Header chunks and stream types
 inline constexpr uint32_t kFccAvih = KrFourCC("avih");
 inline constexpr uint32_t kFccStrh = KrFourCC("strh");
 inline constexpr uint32_t kFccStrf = KrFourCC("strf");
+inline constexpr uint32_t kFccStrn = KrFourCC("strn"); // name of a stream
+inline constexpr uint32_t kFccStrd = KrFourCC("strd"); // data for its codec
+inline constexpr uint32_t kFccVprp = KrFourCC("vprp"); // video properties
 inline constexpr uint32_t kFccDmlh = KrFourCC("dmlh");
 inline constexpr uint32_t kFccVids = KrFourCC("vids");
 inline constexpr uint32_t kFccAuds = KrFourCC("auds");
+inline constexpr uint32_t kFccTxts = KrFourCC("txts");
+
+// Texts about the file: date, time code, software
+inline constexpr uint32_t kFccIdit = KrFourCC("IDIT");
+inline constexpr uint32_t kFccIsmp = KrFourCC("ISMP");
+inline constexpr uint32_t kFccIsft = KrFourCC("ISFT");
 
 // Indexes and filler
 inline constexpr uint32_t kFccIdx1 = KrFourCC("idx1");
@@ -44,7 +60,13 @@ inline constexpr uint32_t kFccIndx = KrFourCC("indx");
 inline constexpr uint32_t kFccIx00 = KrFourCC("ix00");
 inline constexpr uint32_t kFccIx01 = KrFourCC("ix01");
 inline constexpr uint32_t kFccJunk = KrFourCC("JUNK");
+inline constexpr uint32_t kFccJunq = KrFourCC("JUNQ");         // in place of 'JUNK', by some programs
+inline constexpr uint32_t kFccPad = KrFourCC("PAD ");          // likewise
 inline constexpr uint32_t kFccAbsoluteIdx1 = KrFourCC("7Fxx"); // entry that belongs to no chunk
+
+// Codecs
+inline constexpr uint32_t kFccMjpg = KrFourCC("MJPG");
+inline constexpr uint32_t kFccDib = KrFourCC("DIB "); // by which headers and users name uncompressed frames
 
 // Private information chunks
 inline constexpr uint32_t kFccKrlA = KrFourCC("KrlA");

@@ -17,7 +17,8 @@ inline constexpr uint32_t kAspectMode864x720 = 5;
 struct SKrFrameRate
 {
     uint32_t rate = 0;
-    uint32_t scale = 0; // frames per second are rate / scale
+    uint32_t scale = 0;    // frames per second are rate / scale
+    const char* name = ""; // of frames per second, in decimals
 };
 
 // Indexed by EKrFrameRate code.

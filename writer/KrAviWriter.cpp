@@ -1,5 +1,6 @@
 #include "writer/KrAviWriter.h"
 
+#include "format/KrAviHeaders.h"
 #include "siblings/KrWinUtils/KrWinUtils.h"
 
 #include "KrOsTypes.h"
@@ -14,7 +15,6 @@ constexpr uint32_t kDestructorWait = 1000; // milliseconds
 constexpr uint32_t kSubmissionPause = 1;   // milliseconds
 constexpr uint32_t kDefaultBytesPerSector = 512;
 constexpr uint8_t kBitCountFromInfo = 8; // kept: whatever the source has
-constexpr uint16_t kWaveFormatPcm = 1;
 
 SKrAviVideoParams ParamsOf(const SKrMediaInfo& info)
 {
@@ -35,7 +35,7 @@ SKrAviVideoParams ParamsOf(const SKrMediaInfo& info)
 WAVEFORMATEX PcmFormatOf(const SKrMediaInfo& info)
 {
     WAVEFORMATEX format{};
-    format.wFormatTag = kWaveFormatPcm;
+    format.wFormatTag = kFormatTagPcm;
     format.nChannels = info.channels;
     format.nSamplesPerSec = info.samplesPerSec;
     format.wBitsPerSample = info.bitsPerSample;

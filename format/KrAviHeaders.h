@@ -12,10 +12,6 @@ class CKrByteWriter;
 inline constexpr uint32_t kAvifHasIndex = 0x10;
 inline constexpr uint32_t kAvifMustUseIndex = 0x20;
 
-// No file of up to this size is an AVI file worth reading; a file that is not RIFF 'AVI ' is scanned for
-// chunks from here on.
-inline constexpr uint64_t kLargestRefusedSize = 200;
-
 // 'avih'
 struct SKrMainHeader
 {

@@ -5,7 +5,7 @@
 
 namespace
 {
-using Entries = std::span<const SKrChunkIndexEntry>;
+using KrEntrySpan = std::span<const SKrChunkIndexEntry>;
 
 // The first run of chunks ends with the first chunk that differs from the one before it; later runs end with
 // a chunk that breaks the period found so far. When another chunk follows, the run becomes the period, or
@@ -13,7 +13,7 @@ using Entries = std::span<const SKrChunkIndexEntry>;
 class CPeriodSearch
 {
 public:
-    explicit CPeriodSearch(Entries entries)
+    explicit CPeriodSearch(KrEntrySpan entries)
     {
         for (size_t index = 0; index < entries.size(); ++index)
         {
@@ -29,7 +29,7 @@ public:
     uint32_t CommonSize() const { return m_commonSize; } // of the chunks while no period is found
 
 private:
-    void Add(Entries entries, size_t index)
+    void Add(KrEntrySpan entries, size_t index)
     {
         const uint32_t size = entries[index].size;
         if (m_found)
@@ -71,7 +71,7 @@ private:
     uint32_t m_placeInPeriod = 0; // m_runChunks modulo the period
 };
 
-uint32_t SumSizes(Entries entries)
+uint32_t SumSizes(KrEntrySpan entries)
 {
     uint32_t sum = 0;
     for (const SKrChunkIndexEntry& entry : entries)
@@ -81,7 +81,7 @@ uint32_t SumSizes(Entries entries)
 
 // What the division leaves over goes to the fourth quarter.
 // Kept: for a multiple of four entries the sum of the first quarter stops one entry short.
-SKrAudioChunkPattern SumQuarters(Entries entries)
+SKrAudioChunkPattern SumQuarters(KrEntrySpan entries)
 {
     const size_t quarter = entries.size() / 4;
     const uint32_t first = SumSizes(entries.first((entries.size() - 1) / 4));
@@ -92,7 +92,7 @@ SKrAudioChunkPattern SumQuarters(Entries entries)
 }
 } // namespace
 
-SKrAudioChunkPattern FindAudioChunkPattern(Entries entries)
+SKrAudioChunkPattern FindAudioChunkPattern(KrEntrySpan entries)
 {
     const CPeriodSearch period(entries);
     const uint32_t lastSize = entries.back().size;

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Checks how the sources depend on each other: scripts/arrows.py [--objects FOLDER] [--self-test]
+"""Checks how the sources depend on each other: scripts/arrows.py [--objects FOLDER] [--names]
 
-Each folder may include itself and the folders below it in LAYERS, and none that is not in LAYERS; a file never one that
-includes it again. A header and the source of the same name count as one file. With --objects the object files of a build are asked as well, so that
-two sources of one class cannot call each other in circles either. Prints each arrow up and each circle; ends with 1
-when there is one.
+Each folder may include itself and the folders below it in LAYERS, and none that is not in LAYERS; includes must not form
+a circle. A header and the source of the same name count as one file. With --objects the calls between a build's object
+files are checked as well, so that the sources of one class cannot call each other in circles either. With --names no
+type and no constant at namespace scope may have the name of one in another file. Prints each upward include, each circle
+and each such name; ends with 1 if there are any.
 """
 
 import argparse
@@ -26,9 +27,22 @@ LAYERS = [
     ["reader", "writer", "pool"],
     ["riffutils"],
     ["module"],
+    ["tools/command"],
+    ["tools/avi"],
+    ["tools/output"],
+    ["tools/input", "tools/copy", "tools/hash", "tools/manual", "tools/map", "tools/recover", "tools/verify"],
+    ["tools/verbs"],
+    ["tools"],
 ]
+
+# What the tools may use of the library: the rest is behind its public headers.
+FOR_TOOLS = {"include", "platform", "base", "siblings", "format"}
+
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 SOURCE = re.compile(r"\.(h|cpp)$")
+TYPE = re.compile(r"(?:struct|class|enum(?: class)?)\s+(\w+)(?:\s+final)?\s*(?::[^;]*)?\{?\s*$")
+CONSTANT = re.compile(r"(?:(?:inline|static|constexpr|const)\s+)+[\w:<>, *&]+?\s(k[A-Z]\w*)(?:\[\w*\])*\s*[={]")
+ALIAS = re.compile(r"using (\w+) =")
 BACKENDS = re.compile(r"/(posix|win32)/|(Posix|Win32)(?=\.)")
 
 
@@ -81,7 +95,9 @@ def arrows_up(found):
     for path, targets in sorted(found.items()):
         for target in targets:
             source_folder, target_folder = folder(path), folder(target)
-            if target_folder is None or source_folder != target_folder and level[target_folder] >= level[source_folder]:
+            is_inner = path.startswith("tools/") and not target.startswith("tools/") and target_folder not in FOR_TOOLS
+            is_up = target_folder is None or source_folder != target_folder and level[target_folder] >= level[source_folder]
+            if is_inner or is_up:
                 yield f"{path} includes {target}"
 
 
@@ -117,6 +133,24 @@ def units(found):
     return graph
 
 
+def names(text):
+    """The types and constants that a file defines at namespace scope, where lines begin without a space."""
+    for line in text.splitlines():
+        if match := TYPE.match(line) or CONSTANT.match(line) or ALIAS.match(line):
+            yield match[1]
+
+
+def repeated_names(root):
+    places = collections.defaultdict(set)
+    for path in sources(root):
+        with open(os.path.join(root, path), encoding="utf-8") as file:
+            for name in names(file.read()):
+                places[name].add(unit(path))
+    for name, units_of_name in sorted(places.items()):
+        if len(units_of_name) > 1:
+            yield f"{name} in {', '.join(sorted(units_of_name))}"
+
+
 def calls(objects):
     """The object files of a build folder, each with those whose symbols it uses."""
     defined, needed = {}, collections.defaultdict(set)
@@ -138,9 +172,13 @@ def calls(objects):
 
 def self_test():
     found = {"reader/A.cpp": ["reader/A.h", "module/B.h"], "reader/A.h": ["reader/C.h"], "reader/C.cpp": ["reader/A.h"],
-             "writer/D.h": ["pool/E.h"], "riffutils/F.h": ["reader/A.h"], "platform/G.h": ["tools/H.h"]}
-    assert list(arrows_up(found)) == ["platform/G.h includes tools/H.h", "reader/A.cpp includes module/B.h",
-                                      "writer/D.h includes pool/E.h"]
+             "tools/avi/G.h": ["format/H.h", "reader/A.h"], "platform/I.h": ["tools/other/K.h"],
+             "tools/verbs/J.cpp": ["tools/avi/G.h"], "writer/D.h": ["pool/E.h"], "riffutils/F.h": ["reader/A.h"]}
+    assert list(arrows_up(found)) == ["platform/I.h includes tools/other/K.h", "reader/A.cpp includes module/B.h",
+                                      "tools/avi/G.h includes reader/A.h", "writer/D.h includes pool/E.h"]
+    assert list(names("class CA;\nstruct SB : SC\n{\n    int kD = 1;\n};\nenum class EE : int\nusing F = int;\n"
+                      "constexpr std::array<int, 2> kG = {1, 2};\ninline constexpr char kH[] = \"\";\n"
+                      "extern const char kI[];\n")) == ["SB", "EE", "F", "kG", "kH"]
     assert circles(units(found)) == [["reader/A", "reader/C"]], circles(units(found))
     assert circles({"a": {"b"}, "b": {"c"}, "c": set()}) == []
     assert unit("platform/posix/KrSyncPosix.cpp") == unit("platform/KrSync.h") == "platform/KrSync"
@@ -149,12 +187,15 @@ def self_test():
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--objects", help="a build's folder of object files of the library")
+    parser.add_argument("--names", action="store_true", help="check the names of types and constants, too")
     parser.add_argument("--root", default=ROOT, help="the tree to check")
     arguments = parser.parse_args()
     self_test()
     found = includes(arguments.root)
     problems = ["arrow up: " + arrow for arrow in arrows_up(found)]
     problems += ["circle: " + ", ".join(group) for group in circles(units(found))]
+    if arguments.names:
+        problems += ["defined twice: " + name for name in repeated_names(arguments.root)]
     if arguments.objects:
         graph = calls(arguments.objects)
         if not graph:

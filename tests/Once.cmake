@@ -8,7 +8,7 @@ add_test(NAME Exports COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/exports/che
 add_test(NAME PublicHeaders COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/include/check-headers.sh
   ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR}/include)
 add_test(NAME Locks COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/check-locks.sh ${PROJECT_SOURCE_DIR})
-add_test(NAME Arrows COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/arrows.py)
+add_test(NAME Arrows COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/arrows.py --names)
 
 add_subdirectory(abi)
 

@@ -17,15 +17,6 @@ std::string FourCcText(uint32_t fourCc);
 // Whether all four characters are printable ASCII.
 bool IsPrintableFourCc(uint32_t fourCc);
 
-constexpr uint32_t FourCc(char first, char second, char third, char fourth)
-{
-    const auto byte = [](char character)
-    {
-        return static_cast<uint32_t>(static_cast<unsigned char>(character));
-    };
-    return byte(first) | byte(second) << 8 | byte(third) << 16 | byte(fourth) << 24;
-}
-
 // "1 frame", "2 frames", "3 entries".
 std::string Counted(uint64_t count, std::string_view noun);
 } // namespace KrTool

@@ -1,9 +1,9 @@
 #include "tools/copy/KrClipMatch.h"
 
+#include "tools/avi/KrDigest.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
-#include "tools/hash/KrDigest.h"
 #include "tools/output/KrRecordingOptions.h"
 
 namespace KrTool
@@ -61,8 +61,8 @@ void CheckMatch(const SKrCopySource& first, const SKrCopySource& other)
     for (size_t number = 0; number < traits.size(); ++number)
     {
         if (traits[number].value != wanted[number].value)
-            throw CKrToolError(other.clip.path,
-                               Format("it does not match {}: {} {}, there {}", first.clip.path,
+            throw CKrToolError(other.clip.source->Path(),
+                               Format("it does not match {}: {} {}, there {}", first.clip.source->Path(),
                                       traits[number].name, traits[number].value, wanted[number].value));
     }
 }

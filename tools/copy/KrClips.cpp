@@ -2,7 +2,7 @@
 
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
-#include "tools/input/KrJoinedChunks.h"
+#include "tools/copy/KrJoinedChunks.h"
 #include "tools/output/KrRecordingOptions.h"
 
 #include <algorithm>
@@ -27,8 +27,7 @@ public:
         {
             const uint64_t bytes = TotalBytes(clip.audio);
             m_bytes += bytes + clip.silence;
-            m_pieces.push_back(
-                {bytes, clip.silence, CKrJoinedChunks(clip.source, clip.path, std::move(clip.audio))});
+            m_pieces.push_back({bytes, clip.silence, CKrJoinedChunks(clip.source, std::move(clip.audio))});
         }
     }
 
@@ -124,7 +123,7 @@ SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingForm
     uint64_t done = 0;
     for (const SKrClip& clip : clips)
     {
-        CKrJoinedChunks frames(clip.source, clip.path, clip.frames);
+        CKrJoinedChunks frames(clip.source, clip.frames);
         for (const SKrChunkIndexEntry& frame : clip.frames)
         {
             sound.AddForFrame(recording);

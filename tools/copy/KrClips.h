@@ -2,8 +2,8 @@
 #ifndef KR_TOOLS_COPY_KRCLIPS_H
 #define KR_TOOLS_COPY_KRCLIPS_H
 
-#include "platform/KrPlatform.h"
-#include "tools/input/KrStreamChunks.h"
+#include "tools/avi/KrInputFile.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/output/KrRecording.h"
 
 #include <cstdint>
@@ -18,8 +18,7 @@ struct SKrCopyOptions;
 
 struct SKrClip
 {
-    std::string path;
-    std::shared_ptr<IKrFile> source;
+    std::shared_ptr<const CKrByteSource> source;
     Chunks frames;
     Chunks audio;
     uint64_t silence = 0;   // bytes behind the audio

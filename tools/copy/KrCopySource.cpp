@@ -1,19 +1,16 @@
 #include "tools/copy/KrCopySource.h"
 
 #include "format/KrFrameTables.h"
+#include "tools/avi/KrAudioRange.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrKeyFrames.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/copy/KrCopyOptions.h"
-#include "tools/input/KrAudioRange.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrFileFindings.h"
-#include "tools/input/KrFormatTags.h"
-#include "tools/input/KrKeyFrames.h"
-#include "tools/input/KrLittleEndian.h"
-#include "tools/input/KrWaveInput.h"
 #include "tools/output/KrRecordingOptions.h"
 
 #include <algorithm>
@@ -23,10 +20,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kBitmapHeaderSize = 40;
-constexpr size_t kWaveFormatSize = 18;
-constexpr uint64_t kLargestChunk = INT32_MAX;
-
 std::vector<uint8_t> Behind(const std::vector<uint8_t>& bytes, size_t count)
 {
     return {bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end()};
@@ -37,11 +30,11 @@ class CKrCopyPreparation
 public:
     CKrCopyPreparation(const std::string& path, const SKrFrameRange& range, const SKrCopyOptions& options,
                        CKrReport& report, CKrProgress& progress)
-        : m_range(range), m_options(options), m_report(report), m_progress(progress), m_file(path),
+        : m_range(range), m_options(options), m_report(report), m_progress(progress),
+          m_opened(std::make_shared<CKrAviFile>(path)), m_file(*m_opened),
           m_facts(ReadFacts(m_file, progress))
     {
-        m_source.clip.path = path;
-        m_source.clip.source = OpenInput(path);
+        m_source.clip.source = m_opened;
         ReportFileFindings(m_file, m_facts, report);
     }
 
@@ -83,7 +76,7 @@ private:
     }
 
     // The new file starts both streams together.
-    void CheckStart(const SKrStreamHeader& header)
+    void CheckStart(const SKrAviStream& header)
     {
         if (header.start == 0)
             return;
@@ -115,7 +108,7 @@ private:
             m_report.Note(Format("left out: {} without data", Counted(empty, "frame")));
         if (frames.empty())
             Refuse("it has no frames");
-        if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestChunk)
+        if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestFrame)
             Refuse("a frame is larger than 2 GiB");
     }
 
@@ -174,22 +167,21 @@ private:
         m_report.Finding(text);
     }
 
-    void TakeVideoFormat(const SKrStreamHeader& header)
+    void TakeVideoFormat(const SKrAviStream& header)
     {
         const std::vector<uint8_t>& strf = header.format;
-        if (strf.size() < kBitmapHeaderSize)
+        if (strf.size() < SKrBitmapHeader::kEncodedSize)
             Refuse("its video format is not complete");
-        if (strf.size() > kBitmapHeaderSize && !m_options.lossyHeader)
+        if (strf.size() > SKrBitmapHeader::kEncodedSize && !m_options.lossyHeader)
             Refuse(Format(
                 "its video format has {} bytes behind the 40 that the writer stores; --lossy-header leaves them out",
-                strf.size() - kBitmapHeaderSize));
-        m_source.moreVideoFormat = Behind(strf, kBitmapHeaderSize);
-        const auto width = static_cast<int32_t>(GetLe32(strf, 4));
-        const auto height = static_cast<int32_t>(GetLe32(strf, 8));
-        if (width < 1 || height < 1)
+                strf.size() - SKrBitmapHeader::kEncodedSize));
+        m_source.moreVideoFormat = Behind(strf, SKrBitmapHeader::kEncodedSize);
+        const SKrBitmapHeader picture = DecodeBitmapHeader(strf);
+        if (picture.width < 1 || picture.height < 1)
             Refuse(Format(
                 "its pictures have no size that the writer stores ({} x {}; a negative height means rows from the top)",
-                width, height));
+                picture.width, picture.height));
         std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
         if (!m_options.rate.empty())
             code = ParseFrameRate(m_options.rate);
@@ -198,11 +190,11 @@ private:
                           header.rate, header.scale));
         SKrRecordingFormat& format = m_source.format;
         format.video = ReaderFormat();
-        format.video.width = width;
-        format.video.height = height;
-        format.video.bitCount = static_cast<uint8_t>(GetLe16(strf, 14));
+        format.video.width = picture.width;
+        format.video.height = picture.height;
+        format.video.bitCount = static_cast<uint8_t>(picture.bitCount);
         format.video.frameRate = *code;
-        format.codec = GetLe32(strf, 16);
+        format.codec = picture.compression;
     }
 
     // Scan mode and pixel aspect ratio as the reader knows them.
@@ -236,19 +228,19 @@ private:
             Refuse(Format("audio chunks of stream {} reach behind the end of the file", stream.stream));
     }
 
-    void TakeAudioFormat(const SKrStreamHeader& header)
+    void TakeAudioFormat(const SKrAviStream& header)
     {
         const SKrAudioFormat format = AudioFormat(header);
-        if (format.tag != kTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
+        if (format.formatTag != kFormatTagPcm || format.blockAlign == 0 || format.samplesPerSec == 0)
             Refuse("its audio is not PCM; --no-audio leaves it out");
         if (format.blockAlign != format.channels * ((format.bitsPerSample + 7) / 8))
             Refuse(Format(
                 "its audio format contradicts itself ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
                 format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
-        if (header.format.size() > kWaveFormatSize && !m_options.lossyHeader)
+        if (header.format.size() > SKrWaveFormat::kEncodedSize && !m_options.lossyHeader)
             Refuse(
                 "its audio format has bytes that the writer does not store; --lossy-header leaves them out");
-        m_source.moreAudioFormat = Behind(header.format, kWaveFormatSize);
+        m_source.moreAudioFormat = Behind(header.format, SKrWaveFormat::kEncodedSize);
         m_source.format.audio =
             SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
     }
@@ -274,7 +266,8 @@ private:
     const SKrCopyOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
-    CKrAviFile m_file;
+    const std::shared_ptr<const CKrAviFile> m_opened; // which the copy goes on reading
+    const CKrAviFile& m_file;
     SKrAviFacts m_facts;
     SKrCopySource m_source;
 };

@@ -1,18 +1,16 @@
 #include "tools/hash/KrHashedFile.h"
 
+#include "format/KrBytes.h"
+#include "tools/avi/KrFileFindings.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
-#include "tools/input/KrFileFindings.h"
-#include "tools/input/KrLittleEndian.h"
 
 namespace KrTool
 {
 namespace
 {
-constexpr size_t kLengthSize = 8;
-
 // Takes a frame's bytes for the stream and, where somebody wants them, for the frame itself.
 struct SFrameSink
 {
@@ -33,7 +31,7 @@ CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProg
       m_copier(m_file, progress)
 {
     ReportFileFindings(m_file, m_facts, report);
-    for (const SKrStreamHeader& stream : m_facts.streams)
+    for (const SKrAviStream& stream : m_facts.streams)
     {
         if (stream.IsVideo())
             AddStream(EKrStreamKind::Video, stream.number);
@@ -103,7 +101,7 @@ void CKrHashedFile::HashVideo(SKrHashedStream& stream, const OnFrame& onFrame)
     {
         const uint64_t bytes = m_copier.Copy(stream.chunks.chunks[number], sink);
         length.clear();
-        PutLe(length, bytes, kLengthSize);
+        CKrByteWriter(length).U64Le(bytes);
         lengths.Add(length.data(), length.size());
         stream.bytes += bytes;
         if (onFrame)

@@ -2,11 +2,11 @@
 #ifndef KR_TOOLS_HASH_KRHASHEDFILE_H
 #define KR_TOOLS_HASH_KRHASHEDFILE_H
 
-#include "tools/hash/KrDigest.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrChunkCopier.h"
-#include "tools/input/KrStreamChunks.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrChunkCopier.h"
+#include "tools/avi/KrDigest.h"
+#include "tools/avi/KrStreamChunks.h"
 
 #include <cstdint>
 #include <functional>

@@ -12,7 +12,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kBlockSize = size_t{1} << 20;
+constexpr size_t kComparedBytes = size_t{1} << 20;
 
 // The bytes of chunks, one behind the other, as far as the file holds them.
 class CKrByteRun
@@ -24,7 +24,7 @@ public:
         uint64_t total = 0;
         for (const SKrChunkIndexEntry& chunk : chunks)
             total += chunk.size;
-        m_block.resize(static_cast<size_t>(std::min<uint64_t>(total, kBlockSize)));
+        m_block.resize(static_cast<size_t>(std::min<uint64_t>(total, kComparedBytes)));
     }
 
     // The next bytes; fewer than a block only at the end.
@@ -59,7 +59,7 @@ private:
 // The number of the first byte in which two runs differ; nothing when they are the same.
 std::optional<uint64_t> FirstDifferentByte(CKrByteRun left, CKrByteRun right, const CKrProgress& progress)
 {
-    for (uint64_t done = 0;; done += kBlockSize)
+    for (uint64_t done = 0;; done += kComparedBytes)
     {
         progress.StopIfAsked();
         const std::span<const uint8_t> one = left.Next();

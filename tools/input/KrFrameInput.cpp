@@ -1,7 +1,9 @@
 #include "tools/input/KrFrameInput.h"
 
+#include "format/KrBytes.h"
 #include "platform/KrFileProbe.h"
 #include "platform/KrPlatform.h"
+#include "tools/avi/KrInputFile.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrWaveInput.h"
 
@@ -14,35 +16,34 @@ namespace KrTool
 namespace
 {
 constexpr uint64_t kMostHeaderBytes = 1 << 20; // of a JPEG file in front of its picture
-constexpr uint64_t kLargestFrame = INT32_MAX;
 
 bool IsThere(const std::string& name)
 {
     return TargetAt(name) == EKrTarget::RegularFile;
 }
 
-uint32_t LengthOf(IKrFile& file, const std::string& name)
+uint32_t LengthOf(const CKrInputFile& file)
 {
-    const uint64_t length = file.Size().value_or(0);
+    const uint64_t length = file.Length();
     if (length == 0 || length > kLargestFrame)
-        throw CKrToolError(name, length == 0 ? "it is empty" : "it is too large for a frame");
+        throw CKrToolError(file.Path(), length == 0 ? "it is empty" : "it is too large for a frame");
     return static_cast<uint32_t>(length);
 }
 
 // The size in the frame header of a JPEG file.
-SKrPictureSize JpegSize(IKrFile& file, const std::string& name)
+SKrPictureSize JpegSize(const CKrInputFile& file)
 {
     const auto big16 = [](const uint8_t* at)
     {
         return static_cast<uint32_t>(at[0] << 8 | at[1]);
     };
     std::array<uint8_t, 9> bytes{};
-    ReadExactly(file, name, 0, bytes.data(), 2);
+    file.Fill(0, std::span(bytes).first(2));
     if (big16(bytes.data()) != 0xFFD8)
-        throw CKrToolError(name, "it is no JPEG file");
+        throw CKrToolError(file.Path(), "it is no JPEG file");
     for (uint64_t position = 2; position < kMostHeaderBytes;)
     {
-        ReadExactly(file, name, position, bytes.data(), bytes.size());
+        file.Fill(position, bytes);
         if (bytes[0] != 0xFF)
             break;
         const uint8_t marker = bytes[1];
@@ -57,17 +58,16 @@ SKrPictureSize JpegSize(IKrFile& file, const std::string& name)
             return {big16(&bytes[7]), big16(&bytes[5])};
         position += 2 + big16(&bytes[2]);
     }
-    throw CKrToolError(name, "its JPEG headers tell no picture size");
+    throw CKrToolError(file.Path(), "its JPEG headers tell no picture size");
 }
 
 SKrSampleBytes WholeFile(const std::string& name)
 {
-    const std::shared_ptr<IKrFile> file = OpenInput(name);
-    const uint32_t length = LengthOf(*file, name);
+    const uint32_t length = LengthOf(CKrInputFile(name));
     // Opened again when it is needed: thousands of frames can wait.
     return {length, [name, length](uint8_t* buffer)
             {
-                ReadExactly(*OpenInput(name), name, 0, buffer, length);
+                CKrInputFile(name).Fill(0, {buffer, length});
             }};
 }
 
@@ -93,7 +93,7 @@ public:
     }
 
 private:
-    static SKrPictureSize SizeOf(const std::string& name) { return JpegSize(*OpenInput(name), name); }
+    static SKrPictureSize SizeOf(const std::string& name) { return JpegSize(CKrInputFile(name)); }
 
     SKrFrameFiles m_files;
     SKrPictureSize m_size;
@@ -107,8 +107,8 @@ public:
     {
         if (m_files.pattern.IsNumbered())
             return;
-        m_file = OpenInput(m_files.NameOf(0));
-        const uint64_t length = m_file->Size().value_or(0);
+        m_file = std::make_shared<CKrInputFile>(m_files.NameOf(0));
+        const uint64_t length = m_file->Length();
         m_frames = length / m_layout.FrameBytes();
         if (m_frames == 0 || length % m_layout.FrameBytes() != 0)
             throw CKrToolError(m_files.NameOf(0), "its " + std::to_string(length) +
@@ -124,13 +124,12 @@ public:
     {
         const std::string name = m_files.NameOf(m_file != nullptr ? 0 : number);
         const uint64_t position = m_file != nullptr ? number * m_layout.FrameBytes() : 0;
-        if (m_file == nullptr && OpenInput(name)->Size() != m_layout.FrameBytes())
+        if (m_file == nullptr && CKrInputFile(name).Length() != m_layout.FrameBytes())
             throw CKrToolError(name,
                                "it is not one frame of " + std::to_string(m_layout.FrameBytes()) + " bytes");
         const auto load = [file = m_file, name, position, layout = m_layout](uint8_t* buffer)
         {
-            const std::shared_ptr<IKrFile> source = file != nullptr ? file : OpenInput(name);
-            Load(*source, name, position, layout, buffer);
+            Load(file != nullptr ? *file : CKrInputFile(name), position, layout, buffer);
         };
         return {static_cast<uint32_t>(OutputBytes()), load};
     }
@@ -145,13 +144,12 @@ private:
                                        : m_layout.FrameBytes();
     }
 
-    static void Load(IKrFile& file, const std::string& name, uint64_t position, const SKrRawLayout& layout,
-                     uint8_t* buffer)
+    static void Load(const CKrInputFile& file, uint64_t position, const SKrRawLayout& layout, uint8_t* buffer)
     {
         if (!layout.isUncompressed)
-            return ReadExactly(file, name, position, buffer, static_cast<size_t>(layout.FrameBytes()));
+            return file.Fill(position, {buffer, static_cast<size_t>(layout.FrameBytes())});
         std::vector<uint8_t> frame(static_cast<size_t>(layout.FrameBytes()));
-        ReadExactly(file, name, position, frame.data(), frame.size());
+        file.Fill(position, frame);
         for (uint32_t row = 0; row < layout.size.height; ++row)
         {
             const uint32_t from = layout.isTopDown ? layout.size.height - 1 - row : row;
@@ -162,7 +160,7 @@ private:
 
     SKrFrameFiles m_files;
     SKrRawLayout m_layout;
-    std::shared_ptr<IKrFile> m_file; // that holds all frames; null when each has its own
+    std::shared_ptr<const CKrInputFile> m_file; // that holds all frames; null when each has its own
     uint64_t m_frames = 0;
 };
 } // namespace

@@ -3,6 +3,7 @@
 #define KR_TOOLS_INPUT_KRFRAMEINPUT_H
 
 #include "tools/input/KrFramePattern.h"
+#include "tools/output/KrRecordingOptions.h"
 #include "tools/output/KrSampleLoader.h"
 
 #include <cstdint>
@@ -10,16 +11,8 @@
 #include <optional>
 #include <string>
 
-class IKrFile;
-
 namespace KrTool
 {
-struct SKrPictureSize
-{
-    uint32_t width = 0;
-    uint32_t height = 0;
-};
-
 // The files of a pattern, from `start` on (without a value: from 0, or from 1 when there is no 0) up to the
 // first number that is missing.
 struct SKrFrameFiles

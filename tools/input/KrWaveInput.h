@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_INPUT_KRWAVEINPUT_H
 #define KR_TOOLS_INPUT_KRWAVEINPUT_H
 
-#include "platform/KrPlatform.h"
+#include "tools/avi/KrInputFile.h"
 #include "tools/output/KrRecording.h"
 
 #include <cstdint>
@@ -28,22 +28,11 @@ private:
     void ReadFormat(uint64_t position, uint64_t size);
     [[nodiscard]] std::vector<uint8_t> Read(uint64_t position, size_t count) const;
 
-    std::string m_path;
-    std::shared_ptr<IKrFile> m_file;
-    uint64_t m_length = 0;
+    std::shared_ptr<const CKrInputFile> m_file;
     SKrPcm m_format;
     uint64_t m_position = 0; // of the sound
     uint64_t m_bytes = 0;
 };
-
-// Opens any file for reading, or throws CKrToolError.
-std::shared_ptr<IKrFile> OpenInput(const std::string& path);
-
-// The length of an open file, or throws CKrToolError.
-uint64_t ReadLength(IKrFile& file, const std::string& path);
-
-// Fills a buffer from a file, or throws CKrToolError.
-void ReadExactly(IKrFile& file, const std::string& path, uint64_t position, uint8_t* buffer, size_t count);
 } // namespace KrTool
 
 #endif

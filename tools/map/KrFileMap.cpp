@@ -1,76 +1,9 @@
 #include "tools/map/KrFileMap.h"
 
-#include "platform/KrFileProbe.h"
-#include "tools/command/KrReport.h"
-#include "tools/command/KrText.h"
-#include "tools/command/KrToolError.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/map/KrMapMeasures.h"
-#include "tools/map/KrSpanWalk.h"
-
 #include <algorithm>
 
 namespace KrTool
 {
-namespace
-{
-std::optional<CKrMapTrack> MakeTrack(const SKrFileSpans& spans, const SKrAviFacts& facts, EKrStreamKind kind)
-{
-    const std::optional<uint32_t> stream = CKrMapTrack::Choose(spans, facts, kind);
-    return stream ? std::optional<CKrMapTrack>(std::in_place, spans, facts, kind, *stream) : std::nullopt;
-}
-
-// The whole file, and the time from the first to the last that is in it.
-void TakeWholeFile(const CKrMapTrack* video, const CKrMapTrack* audio, SKrFileMap& map)
-{
-    map.end = map.length;
-    map.endFrame = video != nullptr ? video->Count() : 0;
-    bool isFirst = true;
-    for (const CKrMapTrack* const track : {video, audio})
-    {
-        if (track == nullptr || !track->HasTime())
-            continue;
-        map.startSeconds =
-            isFirst ? track->SecondsAtChunk(0) : std::min(map.startSeconds, track->SecondsAtChunk(0));
-        map.endSeconds = std::max(map.endSeconds, track->EndSeconds());
-        isFirst = false;
-    }
-}
-
-void TakeFrames(const std::string& path, const SKrMapRequest& request, const CKrMapTrack* video,
-                SKrFileMap& map)
-{
-    const uint64_t count = video != nullptr ? video->Count() : 0;
-    map.firstFrame = request.from.value_or(0);
-    const uint64_t last = request.to ? *request.to : std::max<uint64_t>(count, 1) - 1;
-    if (map.firstFrame >= count || last >= count)
-        throw CKrToolError(path, "the frames asked for are not there: it has " + Counted(count, "frame"));
-    map.isPart = true;
-    map.endFrame = last + 1;
-    map.start = video->Span(static_cast<size_t>(map.firstFrame)).start;
-    map.end = map.endFrame < count ? video->Span(static_cast<size_t>(map.endFrame)).start
-                                   : video->End(static_cast<size_t>(last));
-    map.startSeconds = video->SecondsAtChunk(map.firstFrame);
-    map.endSeconds = video->SecondsAtChunk(map.endFrame);
-}
-
-void MeasureTimes(const CKrMapTrack* video, const CKrMapTrack* audio, const SKrMapRequest& request,
-                  SKrFileMap& map)
-{
-    if (map.Seconds() <= 0)
-        return;
-    ChooseRateBins(video, map);
-    for (const CKrMapTrack* const track : {video, audio})
-    {
-        if (track != nullptr && track->HasTime())
-            MeasureRate(*track, map);
-    }
-    if (video != nullptr && audio != nullptr && audio->HasTime())
-        MeasureDistances(*video, *audio, std::min(request.timeBins, map.endFrame - map.firstFrame), map);
-}
-} // namespace
-
 uint64_t SKrFileMap::BinStart(uint64_t bin, uint64_t bins, uint64_t start, uint64_t end)
 {
     const uint64_t range = end - start;
@@ -104,39 +37,5 @@ uint64_t SeriesBytes(const SKrRateSeries& series)
     for (const uint64_t bin : series.bins)
         bytes += bin;
     return bytes;
-}
-
-SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const SKrMapRequest& request,
-                       CKrReport& report, CKrProgress& progress)
-{
-    const SKrFileSpans spans = CKrSpanWalk(file, facts.streams.size(), progress).Run();
-    const std::optional<CKrMapTrack> videoTrack = MakeTrack(spans, facts, EKrStreamKind::Video);
-    const std::optional<CKrMapTrack> audioTrack = MakeTrack(spans, facts, EKrStreamKind::Audio);
-    const CKrMapTrack* const video = videoTrack ? &*videoTrack : nullptr;
-    const CKrMapTrack* const audio = audioTrack ? &*audioTrack : nullptr;
-
-    SKrFileMap map;
-    map.name = file.Path().substr(FolderOf(file.Path()).size());
-    map.length = spans.length;
-    map.segments = spans.segments;
-    map.lists = spans.lists;
-    std::ranges::copy(spans.regions, map.regions.begin());
-    map.rateAssumed = video != nullptr && video->RateAssumed();
-    if (request.from || request.to)
-        TakeFrames(file.Path(), request, video, map);
-    else
-        TakeWholeFile(video, audio, map);
-
-    MeasureLanes(spans, request.byteBins, map);
-    MeasureLargest(spans, video, audio, map);
-    MeasureTimes(video, audio, request, map);
-    DescribeFile(facts, spans, video, map);
-    for (const CKrMapTrack* const track : {video, audio})
-    {
-        if (track != nullptr)
-            CompareIndex(file, facts, *track, map);
-    }
-    DescribeDamage(facts, spans, video, map, report);
-    return map;
 }
 } // namespace KrTool

@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_MAP_KRFILEMAP_H
 #define KR_TOOLS_MAP_KRFILEMAP_H
 
-#include "tools/input/KrStreamChunks.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/map/KrFileSpans.h"
 
 #include <array>
@@ -106,16 +106,6 @@ struct SKrMapRequest
     uint64_t byteBins = 0;        // at most
     uint64_t timeBins = 0;        // of the distances
 };
-
-class CKrAviFile;
-class CKrProgress;
-class CKrReport;
-struct SKrAviFacts;
-
-// Measures the file. What is wrong with it goes to the report as well. Throws CKrToolError when the frames
-// that were asked for are not there.
-SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const SKrMapRequest& request,
-                       CKrReport& report, CKrProgress& progress);
 } // namespace KrTool
 
 #endif

@@ -8,6 +8,9 @@
 
 namespace KrTool
 {
+class CKrByteSource;
+class CKrProgress;
+
 enum class EKrSpanKind : uint8_t
 {
     Headers, // of lists, and all chunks outside of 'movi' that are none of the others
@@ -78,7 +81,7 @@ struct SKrFileSpans
     uint64_t length = 0;
     std::vector<SKrSpan> spans;
     std::vector<SKrMapList> segments;
-    std::vector<SKrMapList> lists; // the lists in segments, the first kMostLists
+    std::vector<SKrMapList> lists; // the first lists in segments
     SKrRegions regions[kRegionKinds];
     uint64_t chunks[kSpanKinds] = {}; // by kind
     uint64_t standardIndexes = 0;     // chunks 'ix##'
@@ -86,8 +89,6 @@ struct SKrFileSpans
     uint64_t oldIndexes = 0;          // chunks 'idx1'
     uint64_t overruns = 0;            // chunks that end behind the list around them
     bool cut = false;                 // too many chunks: the rest is not looked at
-
-    static constexpr size_t kMostLists = 1000;
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }
     SKrRegions& Of(EKrRegionKind kind) { return regions[static_cast<size_t>(kind)]; }
@@ -98,6 +99,10 @@ inline bool IsDataSpan(const SKrSpan& span)
 {
     return span.kind == EKrSpanKind::Video || span.kind == EKrSpanKind::Audio;
 }
+
+// Measures a file, damaged or not, whose headers describe `streamCount` streams. Each byte is looked at a few
+// times at most.
+SKrFileSpans MeasureSpans(const CKrByteSource& file, size_t streamCount, CKrProgress& progress);
 } // namespace KrTool
 
 #endif

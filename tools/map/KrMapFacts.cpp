@@ -1,11 +1,10 @@
 // What a map says in words: the main facts of the file, and what is wrong with it.
+#include "format/KrChunkHeader.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrChunkWalk.h"
-#include "tools/input/KrLittleEndian.h"
 #include "tools/map/KrMapMeasures.h"
 #include "tools/map/KrMapText.h"
 
@@ -16,39 +15,27 @@ namespace KrTool
 {
 namespace
 {
-// Places in a BITMAPINFOHEADER.
-constexpr size_t kWidthOffset = 4;
-constexpr size_t kHeightOffset = 8;
-constexpr size_t kBitCountOffset = 14;
-constexpr size_t kCompressionOffset = 16;
-
-std::string CodecText(const SKrStreamHeader& stream)
+std::string VideoText(const SKrAviStream& stream)
 {
-    const uint32_t compression = GetLe32(stream.format, kCompressionOffset);
-    if (compression != 0)
-        return Format("'{}'", FourCcText(compression));
-    return Format("uncompressed, {} bits", GetLe16(stream.format, kBitCountOffset));
+    const SKrBitmapHeader picture = DecodeBitmapHeader(stream.format);
+    const std::string codec = picture.compression != 0 ? Format("'{}'", FourCcText(picture.compression))
+                                                       : Format("uncompressed, {} bits", picture.bitCount);
+    return Format("{} \u00D7 {}, {}", static_cast<uint32_t>(picture.width), std::llabs(picture.height),
+                  codec);
 }
 
-std::string VideoText(const SKrStreamHeader& stream)
-{
-    const uint32_t width = GetLe32(stream.format, kWidthOffset);
-    const auto height = static_cast<int32_t>(GetLe32(stream.format, kHeightOffset));
-    return Format("{} \u00D7 {}, {}", width, std::llabs(height), CodecText(stream));
-}
-
-std::string FrameRateText(const SKrStreamHeader& stream)
+std::string FrameRateText(const SKrAviStream& stream)
 {
     if (stream.rate == 0 || stream.scale == 0)
         return "frame rate not known";
     return Trimmed(static_cast<double>(stream.rate) / stream.scale, 3) + " frames/s";
 }
 
-std::string AudioText(const SKrStreamHeader& stream)
+std::string AudioText(const SKrAviStream& stream)
 {
     const SKrAudioFormat format = AudioFormat(stream);
-    std::string text = format.IsUncompressed() ? "" : Format("format {}, ", format.tag);
-    if (format.tag == 1)
+    std::string text = format.IsUncompressed() ? "" : Format("format {}, ", format.formatTag);
+    if (format.formatTag == kFormatTagPcm)
         text = "PCM, ";
     text += Format("{} Hz, {}", Grouped(format.samplesPerSec), Counted(format.channels, "channel"));
     return format.bitsPerSample != 0 ? Format("{}, {}", text, Counted(format.bitsPerSample, "bit")) : text;
@@ -68,11 +55,6 @@ std::string IndexText(const SKrFileSpans& file)
     add(file.superIndexes, "'indx'");
     add(file.standardIndexes, "'ix##'");
     return text.empty() ? "no index" : "indexes: " + text;
-}
-
-uint64_t DeclaredFrames(const SKrAviFacts& facts)
-{
-    return std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
 }
 
 void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
@@ -128,7 +110,7 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     words.push_back(KindOf(facts));
     words.push_back(BytesText(static_cast<double>(map.length)) +
                     (map.length >= 1000 ? Format(" ({} bytes)", Grouped(map.length)) : ""));
-    if (const SKrStreamHeader* const stream = FirstVideoStream(facts))
+    if (const SKrAviStream* const stream = FirstVideoStream(facts))
     {
         words.push_back(VideoText(*stream));
         words.push_back(FrameRateText(*stream));
@@ -136,7 +118,7 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     if (video != nullptr)
         words.push_back(
             Format("{}, {}", GroupedCount(video->Count(), "frame"), TimeText(video->EndSeconds())));
-    if (const SKrStreamHeader* const stream = FirstUsableAudioStream(facts))
+    if (const SKrAviStream* const stream = FirstUsableAudioStream(facts))
         words.push_back(AudioText(*stream));
     if (facts.streams.size() > 2)
         words.push_back(Counted(facts.streams.size(), "stream"));

@@ -1,7 +1,6 @@
 // The lanes: which bytes are what, along the file; and the largest chunks.
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrChunkWalk.h"
 #include "tools/map/KrMapMeasures.h"
 
 #include <algorithm>
@@ -38,7 +37,7 @@ public:
 
 private:
     static constexpr size_t kNone = SIZE_MAX;
-    using Slots = std::array<size_t, kStreamNumbers>;
+    using Slots = std::array<size_t, kMostStreams>;
 
     size_t& Slot(EKrSpanKind kind, size_t stream) { return m_slots[static_cast<size_t>(kind)][stream]; }
 
@@ -50,7 +49,7 @@ private:
 
     void AddStreamLanes(const SKrFileSpans& file)
     {
-        std::array<std::array<bool, kStreamNumbers>, 2> isThere{};
+        std::array<std::array<bool, kMostStreams>, 2> isThere{};
         for (const SKrSpan& span : file.spans)
         {
             if (IsDataSpan(span))
@@ -59,7 +58,7 @@ private:
         m_slots[static_cast<size_t>(EKrSpanKind::Video)].fill(kNone);
         m_slots[static_cast<size_t>(EKrSpanKind::Audio)].fill(kNone);
         const size_t most = m_lanes.size() + kMostStreamLanes;
-        for (uint32_t place = 0; place < 2 * kStreamNumbers && m_lanes.size() < most; ++place)
+        for (uint32_t place = 0; place < 2 * kMostStreams && m_lanes.size() < most; ++place)
         {
             const uint32_t stream = place / 2;
             const bool isAudio = place % 2 != 0;
@@ -129,7 +128,7 @@ void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map)
 void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CKrMapTrack* audio,
                     SKrFileMap& map)
 {
-    std::array<std::array<uint64_t, kStreamNumbers>, 2> numbers{};
+    std::array<std::array<uint64_t, kMostStreams>, 2> numbers{};
     const auto isLarger = [](const SKrLargeChunk& left, const SKrLargeChunk& right)
     {
         return left.size > right.size;

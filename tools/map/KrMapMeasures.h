@@ -7,6 +7,16 @@
 
 namespace KrTool
 {
+class CKrAviFile;
+class CKrProgress;
+class CKrReport;
+struct SKrAviFacts;
+
+// Measures the file. What is wrong with it goes to the report as well. Throws CKrToolError when the frames
+// that were asked for are not there.
+SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const SKrMapRequest& request,
+                       CKrReport& report, CKrProgress& progress);
+
 // Fills the lanes with the bytes of the range.
 void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map);
 

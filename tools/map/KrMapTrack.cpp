@@ -1,6 +1,6 @@
 #include "tools/map/KrMapTrack.h"
 
-#include "tools/input/KrAviFacts.h"
+#include "tools/avi/KrAviFacts.h"
 
 #include <algorithm>
 #include <array>
@@ -20,10 +20,10 @@ EKrSpanKind SpanKindOf(EKrStreamKind kind)
 std::optional<uint32_t> CKrMapTrack::Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
                                             EKrStreamKind kind)
 {
-    std::array<uint64_t, kStreamNumbers> chunks{};
+    std::array<uint64_t, kMostStreams> chunks{};
     for (const SKrSpan& span : file.spans)
         chunks[span.stream] += span.kind == SpanKindOf(kind) ? 1 : 0;
-    const SKrStreamHeader* const header =
+    const SKrAviStream* const header =
         kind == EKrStreamKind::Video ? FirstVideoStream(facts) : FirstUsableAudioStream(facts);
     if (header != nullptr && header->number < chunks.size() && chunks[header->number] != 0)
         return header->number;
@@ -52,10 +52,10 @@ CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, EKr
 void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
 {
     const bool hasHeader = m_stream < facts.streams.size();
-    SKrRate rate;
+    SKrUnitRate rate;
     if (hasHeader && m_kind == EKrStreamKind::Video)
     {
-        const SKrStreamHeader& header = facts.streams[m_stream];
+        const SKrAviStream& header = facts.streams[m_stream];
         rate = {header.rate, header.scale};
     }
     else if (hasHeader)
@@ -71,7 +71,7 @@ void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
     m_rateAssumed = !rate.IsValid();
     if (!hasHeader)
         return;
-    const SKrStreamHeader& header = facts.streams[m_stream];
+    const SKrAviStream& header = facts.streams[m_stream];
     if (header.rate != 0 && header.scale != 0)
         m_startSeconds = static_cast<double>(header.start) * header.scale / header.rate;
 }

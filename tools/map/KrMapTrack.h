@@ -2,7 +2,7 @@
 #ifndef KR_TOOLS_MAP_KRMAPTRACK_H
 #define KR_TOOLS_MAP_KRMAPTRACK_H
 
-#include "tools/input/KrAudioRange.h"
+#include "tools/avi/KrAudioRange.h"
 #include "tools/map/KrFileSpans.h"
 
 #include <cstddef>
@@ -13,8 +13,6 @@
 namespace KrTool
 {
 struct SKrAviFacts;
-
-inline constexpr size_t kStreamNumbers = 256; // that a chunk's id can have
 
 class CKrMapTrack
 {

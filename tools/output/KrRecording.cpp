@@ -1,12 +1,13 @@
 #include "tools/output/KrRecording.h"
 
 #include "KrOsTypes.h"
+#include "format/KrAviHeaders.h"
 #include "platform/KrFileProbe.h"
 #include "platform/KrUtf8.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrToolError.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrStreamChunks.h"
 #include "tools/output/KrOutputFile.h"
 
 #include <utility>
@@ -18,18 +19,10 @@ namespace
 constexpr unsigned long kPatience = 50; // milliseconds until another pool is made
 constexpr unsigned long kLargestPool = 65536;
 
-std::wstring WidePath(const std::string& path)
-{
-    const std::optional<std::wstring> wide = Widen(path);
-    if (!wide)
-        throw CKrToolError(path, "its name is not valid UTF-8");
-    return *wide;
-}
-
 WAVEFORMATEX WaveFormat(const SKrPcm& pcm)
 {
     WAVEFORMATEX format{};
-    format.wFormatTag = 1;
+    format.wFormatTag = kFormatTagPcm;
     format.nChannels = pcm.channels;
     format.nSamplesPerSec = pcm.samplesPerSec;
     format.nBlockAlign = pcm.blockAlign;

@@ -1,5 +1,6 @@
 #include "tools/output/KrRecordingOptions.h"
 
+#include "format/KrFourCC.h"
 #include "format/KrFrameTables.h"
 #include "siblings/KrAVUtils/KrAVUtils.h"
 #include "tools/command/KrFormat.h"
@@ -10,7 +11,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <string_view>
 #include <utility>
@@ -19,17 +19,14 @@ namespace KrTool
 {
 namespace
 {
-constexpr std::array<std::string_view, 8> kRateNames = {"23.976", "24", "25",    "29.97",
-                                                        "30",     "50", "59.94", "60"};
-
 // Far more than the sound of a frame; what headers say may be more still.
-constexpr uint64_t kLargestBlock = uint64_t{16} << 20;
+constexpr uint64_t kLargestAudioBlock = uint64_t{16} << 20;
 
 uint32_t ParseDimension(const char* from, const char* end)
 {
     uint32_t value = 0;
     const auto [behind, error] = std::from_chars(from, end, value);
-    if (error != std::errc() || behind != end || value == 0 || value > 32768)
+    if (error != std::errc() || behind != end || value == 0 || value > kMostPixels)
         throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted, each from 1 to 32768");
     return value;
 }
@@ -50,16 +47,17 @@ uint32_t ParseCodec(const std::string& text)
         return 0;
     if (text.size() != 4)
         throw CKrToolError({}, "--codec: four characters are wanted");
-    return FourCc(text[0], text[1], text[2], text[3]);
+    return KrFourCC(text[0], text[1], text[2], text[3]);
 }
 
 uint32_t ParseFrameRate(const std::string& text)
 {
-    const auto found = std::ranges::find(kRateNames, text);
-    if (found == kRateNames.end())
+    const auto rates = KrFrameRates();
+    const auto found = std::ranges::find(rates, std::string_view(text), &SKrFrameRate::name);
+    if (found == rates.end())
         throw CKrToolError({},
                            Format("--rate: '{}' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
-    return static_cast<uint32_t>(found - kRateNames.begin());
+    return static_cast<uint32_t>(found - rates.begin());
 }
 
 std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale)
@@ -75,7 +73,7 @@ std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale)
 
 std::string FrameRateName(uint32_t code)
 {
-    return std::string(kRateNames.at(code));
+    return KrFrameRates()[code].name;
 }
 
 const std::vector<std::pair<std::string, EKrScanMode>>& ScanModes()
@@ -107,7 +105,7 @@ void CKrSoundByFrame::Add(CKrRecording& recording, uint64_t length)
 {
     for (uint64_t left = std::min(length, m_bytes - m_done); left > 0;)
     {
-        const uint64_t now = std::min(left, kLargestBlock);
+        const uint64_t now = std::min(left, kLargestAudioBlock);
         recording.AddAudio(m_part(m_done, static_cast<uint32_t>(now)));
         m_done += now;
         left -= now;

@@ -2,7 +2,6 @@
 #ifndef KR_TOOLS_OUTPUT_KRRECORDINGOPTIONS_H
 #define KR_TOOLS_OUTPUT_KRRECORDINGOPTIONS_H
 
-#include "tools/input/KrFrameInput.h"
 #include "tools/output/KrRecording.h"
 
 #include <cstdint>
@@ -16,8 +15,18 @@ namespace KrTool
 {
 class CKrReport;
 
+struct SKrPictureSize
+{
+    uint32_t width = 0;
+    uint32_t height = 0;
+};
+
 // WIDTHxHEIGHT; throws CKrToolError for anything else.
 SKrPictureSize ParseSize(const std::string& text);
+
+inline constexpr uint32_t kMostPixels = 32768;       // of a side of a picture
+inline constexpr uint64_t kLargestFrame = INT32_MAX; // bytes
+inline constexpr uint32_t kUsualBits = 24;           // of a pixel
 
 // Four characters; 0 for an empty text.
 uint32_t ParseCodec(const std::string& text);

@@ -1,33 +1,29 @@
 #include "tools/output/KrWaveFile.h"
 
+#include "format/KrAviHeaders.h"
+#include "format/KrBytes.h"
+#include "format/KrChunkHeader.h"
 #include "tools/command/KrToolError.h"
-#include "tools/input/KrFormatTags.h"
-#include "tools/input/KrLittleEndian.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace KrTool
 {
 namespace
 {
-constexpr size_t kPcmFormatSize = 16;
-constexpr size_t kFormatHeadSize = 18; // with the size of what follows
-
 // A 'ds64' payload: sizes of the file, the data and the samples in 64 bits, and an empty table.
 constexpr uint32_t kLargeSizesBytes = 28;
 
-// Behind the id and size of the file, and its form type.
-constexpr uint64_t kFirstChunk = 12;
-constexpr uint64_t kRiffHeaderSize = 8;
 constexpr uint64_t kLargestPlainSize = UINT32_MAX;
 
 // All that stands around the audio bytes is smaller than this.
 constexpr uint64_t kRoomForHeaders = 0x20000;
 
-void PutText(std::vector<uint8_t>& out, std::string_view text)
+template <class NUMBER>
+void Put(std::vector<uint8_t>& out, NUMBER value)
 {
-    out.insert(out.end(), text.begin(), text.end());
+    for (size_t byte = 0; byte < sizeof(NUMBER); ++byte)
+        out.push_back(static_cast<uint8_t>(value >> (8 * byte)));
 }
 
 uint32_t Capped(uint64_t value)
@@ -38,17 +34,18 @@ uint32_t Capped(uint64_t value)
 
 std::vector<uint8_t> WaveFormatBytes(std::span<const uint8_t> streamFormat)
 {
-    if (streamFormat.size() < kPcmFormatSize)
+    if (streamFormat.size() < kPcmWaveFormatSize)
         return {};
-    std::vector<uint8_t> format(streamFormat.begin(), streamFormat.begin() + kPcmFormatSize);
-    if (GetLe16(format, 0) == kTagPcm)
-        return format;
-    const size_t behindHead = streamFormat.size() - std::min(streamFormat.size(), kFormatHeadSize);
-    const size_t extra = std::min<size_t>(GetLe16(streamFormat, kPcmFormatSize), behindHead);
-    PutLe(format, extra, 2);
-    const auto first = streamFormat.begin() + static_cast<std::ptrdiff_t>(streamFormat.size() - behindHead);
-    format.insert(format.end(), first, first + static_cast<std::ptrdiff_t>(extra));
-    return format;
+    std::vector<uint8_t> bytes(streamFormat.begin(), streamFormat.begin() + kPcmWaveFormatSize);
+    const SKrWaveFormat format = DecodeWaveFormat(streamFormat);
+    if (format.formatTag == kFormatTagPcm)
+        return bytes;
+    const auto behind =
+        streamFormat.subspan(std::min<size_t>(streamFormat.size(), SKrWaveFormat::kEncodedSize));
+    const auto extra = static_cast<uint16_t>(std::min<size_t>(format.extraSize, behind.size()));
+    Put(bytes, extra);
+    bytes.insert(bytes.end(), behind.begin(), behind.begin() + extra);
+    return bytes;
 }
 
 CKrWaveFile::CKrWaveFile(const std::string& target, bool replace, std::span<const uint8_t> format,
@@ -56,29 +53,29 @@ CKrWaveFile::CKrWaveFile(const std::string& target, bool replace, std::span<cons
     : m_file(target, replace), m_hasRoom(mostBytes > kLargestPlainSize - kRoomForHeaders)
 {
     std::vector<uint8_t> head;
-    PutText(head, "RIFF");
-    PutLe(head, 0, 4);
-    PutText(head, "WAVE");
+    Put(head, kFccRiff);
+    Put(head, uint32_t{0});
+    Put(head, KrFourCC("WAVE"));
     if (m_hasRoom)
     {
-        PutText(head, "JUNK");
-        PutLe(head, kLargeSizesBytes, 4);
+        Put(head, kFccJunk);
+        Put(head, kLargeSizesBytes);
         head.resize(head.size() + kLargeSizesBytes);
     }
-    PutText(head, "fmt ");
-    PutLe(head, format.size(), 4);
+    Put(head, KrFourCC("fmt "));
+    Put(head, static_cast<uint32_t>(format.size()));
     head.insert(head.end(), format.begin(), format.end());
     head.resize(head.size() + head.size() % 2);
-    if (GetLe16(format, 0) != kTagPcm)
+    if (DecodeWaveFormat(format).formatTag != kFormatTagPcm)
     {
-        PutText(head, "fact");
-        PutLe(head, 4, 4);
+        Put(head, KrFourCC("fact"));
+        Put(head, uint32_t{4});
         m_factPosition = head.size();
-        PutLe(head, 0, 4);
+        Put(head, uint32_t{0});
     }
-    PutText(head, "data");
+    Put(head, KrFourCC("data"));
     m_dataSizePosition = head.size();
-    PutLe(head, 0, 4);
+    Put(head, uint32_t{0});
     m_file.Write(head.data(), head.size());
 }
 
@@ -90,7 +87,7 @@ void CKrWaveFile::Write(const void* data, size_t size)
 
 uint64_t CKrWaveFile::RiffSize() const
 {
-    return m_dataSizePosition + 4 + m_dataBytes + m_dataBytes % 2 - kRiffHeaderSize;
+    return m_dataSizePosition + 4 + m_dataBytes + m_dataBytes % 2 - kChunkHeaderSize;
 }
 
 void CKrWaveFile::Patch(uint64_t position, const std::vector<uint8_t>& bytes)
@@ -103,8 +100,8 @@ void CKrWaveFile::PatchPlain(uint64_t sampleFrames)
 {
     const auto patchSize = [this](uint64_t position, uint64_t size)
     {
-        std::vector<uint8_t> bytes;
-        PutLe(bytes, Capped(size), 4);
+        std::vector<uint8_t> bytes(sizeof(uint32_t));
+        PutLe32(bytes.data(), Capped(size));
         Patch(position, bytes);
     };
     patchSize(4, RiffSize());
@@ -117,13 +114,13 @@ void CKrWaveFile::PatchPlain(uint64_t sampleFrames)
 void CKrWaveFile::PatchLarge(uint64_t sampleFrames)
 {
     std::vector<uint8_t> sizes;
-    PutText(sizes, "ds64");
-    PutLe(sizes, kLargeSizesBytes, 4);
-    PutLe(sizes, RiffSize(), 8);
-    PutLe(sizes, m_dataBytes, 8);
-    PutLe(sizes, sampleFrames, 8);
-    PutLe(sizes, 0, 4);
-    Patch(kFirstChunk, sizes);
+    Put(sizes, KrFourCC("ds64"));
+    Put(sizes, kLargeSizesBytes);
+    Put(sizes, RiffSize());
+    Put(sizes, m_dataBytes);
+    Put(sizes, sampleFrames);
+    Put(sizes, uint32_t{0});
+    Patch(kListHeaderSize, sizes);
     const std::vector<uint8_t> unknown(4, 0xFF);
     Patch(0, {'R', 'F', '6', '4'});
     Patch(4, unknown);

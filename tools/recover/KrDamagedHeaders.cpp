@@ -1,9 +1,8 @@
 #include "tools/recover/KrDamagedHeaders.h"
 
-#include "format/KrFourCC.h"
-#include "tools/input/KrFormatTags.h"
-#include "tools/input/KrLittleEndian.h"
-#include "tools/input/KrWaveInput.h"
+#include "format/KrBytes.h"
+#include "format/KrChunkHeader.h"
+#include "tools/avi/KrInputFile.h"
 
 #include <algorithm>
 #include <array>
@@ -14,14 +13,7 @@ namespace
 {
 constexpr size_t kSearchedBytes = size_t{4} << 20; // headers are much smaller
 constexpr size_t kTagSize = 4;
-constexpr size_t kSizeField = 4;
-constexpr size_t kListHeader = 12; // a list's id, its size and its type
-constexpr size_t kShortestFormat = 14;
-
-bool IsOfKind(const SKrStreamHeader& stream, EKrStreamKind kind)
-{
-    return kind == EKrStreamKind::Video ? stream.IsVideo() : stream.IsAudio();
-}
+constexpr size_t kSizeField = kChunkHeaderSize - kTagSize;
 
 bool IsTag(uint32_t tag)
 {
@@ -32,9 +24,10 @@ bool IsTag(uint32_t tag)
 // Bytes from the start of the file to the first list of data chunks.
 size_t HeaderBytes(std::span<const uint8_t> bytes)
 {
-    for (size_t at = 0; at + kListHeader <= bytes.size(); ++at)
+    for (size_t at = 0; at + kListHeaderSize <= bytes.size(); ++at)
     {
-        if (bytes[at] == 'L' && GetLe32(bytes, at) == kFccList && GetLe32(bytes, at + 8) == kFccMovi)
+        const SKrChunkHeader header = DecodeChunkHeader(bytes.subspan(at, kListHeaderSize));
+        if (header.id == kFccList && header.firstData == kFccMovi)
             return at;
     }
     return bytes.size();
@@ -43,19 +36,21 @@ size_t HeaderBytes(std::span<const uint8_t> bytes)
 // What a format without a stream header belongs to; 0 when it cannot be told.
 uint32_t TypeByFormat(std::span<const uint8_t> format)
 {
-    if (format.size() >= kBitmapHeaderSize && GetLe32(format, 0) == kBitmapHeaderSize)
+    constexpr size_t kPictureFormat = SKrBitmapHeader::kEncodedSize;
+    if (format.size() >= kPictureFormat && DecodeBitmapHeader(format).size == kPictureFormat)
         return kFccVids;
-    return format.size() < kBitmapHeaderSize && GetLe16(format, 0) == kTagPcm ? kFccAuds : 0;
+    const bool isPcm = DecodeWaveFormat(format).formatTag == kFormatTagPcm;
+    return format.size() < kPictureFormat && isPcm ? kFccAuds : 0;
 }
 } // namespace
 
-CKrDamagedHeaders::CKrDamagedHeaders(IKrFile& file, const std::string& path, uint64_t length)
-    : m_bytes(static_cast<size_t>(std::min<uint64_t>(length, kSearchedBytes)))
+CKrDamagedHeaders::CKrDamagedHeaders(const CKrByteSource& file)
+    : m_bytes(static_cast<size_t>(std::min<uint64_t>(file.Length(), kSearchedBytes)))
 {
-    ReadExactly(file, path, 0, m_bytes.data(), m_bytes.size());
+    file.Fill(0, m_bytes);
     m_bytes.resize(HeaderBytes(m_bytes));
     ReadAll();
-    for (SKrStreamHeader& stream : m_headers.streams)
+    for (SKrAviStream& stream : m_headers.streams)
     {
         stream.number = static_cast<uint32_t>(&stream - m_headers.streams.data());
         if (stream.type == 0)
@@ -64,20 +59,19 @@ CKrDamagedHeaders::CKrDamagedHeaders(IKrFile& file, const std::string& path, uin
     m_bytes = {};
 }
 
-const SKrStreamHeader* CKrDamagedHeaders::First(EKrStreamKind kind) const
+const SKrAviStream* CKrDamagedHeaders::First(EKrStreamKind kind) const
 {
     const auto found =
-        std::ranges::find_if(m_headers.streams, [kind](auto& stream) { return IsOfKind(stream, kind); });
+        std::ranges::find_if(m_headers.streams, [kind](auto& stream) { return stream.IsOfKind(kind); });
     return found != m_headers.streams.end() ? &*found : nullptr;
 }
 
-const SKrStreamHeader* CKrDamagedHeaders::HeaderOf(EKrStreamKind kind, uint32_t number) const
+const SKrAviStream* CKrDamagedHeaders::HeaderOf(EKrStreamKind kind, uint32_t number) const
 {
-    const std::vector<SKrStreamHeader>& streams = m_headers.streams;
-    if (number < streams.size() && IsOfKind(streams[number], kind))
+    const std::vector<SKrAviStream>& streams = m_headers.streams;
+    if (number < streams.size() && streams[number].IsOfKind(kind))
         return &streams[number];
-    const auto count =
-        std::ranges::count_if(streams, [kind](auto& stream) { return IsOfKind(stream, kind); });
+    const auto count = std::ranges::count_if(streams, [kind](auto& stream) { return stream.IsOfKind(kind); });
     return count == 1 ? First(kind) : nullptr;
 }
 
@@ -85,7 +79,7 @@ size_t CKrDamagedHeaders::NextTag(size_t from) const
 {
     for (size_t at = from; at + kTagSize <= m_bytes.size(); ++at)
     {
-        if (IsTag(GetLe32(m_bytes, at)))
+        if (IsTag(GetLe32(&m_bytes[at])))
             return at;
     }
     return m_bytes.size();
@@ -94,7 +88,7 @@ size_t CKrDamagedHeaders::NextTag(size_t from) const
 void CKrDamagedHeaders::ReadAll()
 {
     for (size_t at = NextTag(0); at + kTagSize <= m_bytes.size(); at = NextTag(at + kTagSize))
-        ReadTag(GetLe32(m_bytes, at), at + kTagSize + kSizeField);
+        ReadTag(GetLe32(&m_bytes[at]), at + kTagSize + kSizeField);
 }
 
 void CKrDamagedHeaders::ReadTag(uint32_t tag, size_t data)
@@ -102,26 +96,27 @@ void CKrDamagedHeaders::ReadTag(uint32_t tag, size_t data)
     if (tag == kFccStrl)
         m_startsStream = true;
     else if (tag == kFccAvih && !m_hasMainHeader)
-        ReadMainHeader(data);
+    {
+        CKrByteReader in(From(data));
+        m_hasMainHeader = true;
+        static_cast<void>(Decode(in, m_headers.mainHeader));
+    }
     else if (tag == kFccDmlh && m_headers.framesInAll == 0)
-        m_headers.framesInAll = GetLe32(m_bytes, data);
+        m_headers.framesInAll = CKrByteReader(From(data)).U32Le();
     else if (tag == kFccStrh)
         ReadStreamHeader(data);
     else if (tag == kFccStrf)
         ReadFormat(data);
 }
 
-void CKrDamagedHeaders::ReadMainHeader(size_t data)
+std::span<const uint8_t> CKrDamagedHeaders::From(size_t data) const
 {
-    m_hasMainHeader = true;
-    m_headers.microSecPerFrame = GetLe32(m_bytes, data);
-    m_headers.width = GetLe32(m_bytes, data + 32);
-    m_headers.height = GetLe32(m_bytes, data + 36);
+    return std::span(m_bytes).subspan(std::min(data, m_bytes.size()));
 }
 
 // The stream that a header or a format belongs to: another one than before when a new list began, or when
 // that one has such a thing already.
-SKrStreamHeader& CKrDamagedHeaders::CurrentStream(bool isTaken)
+SKrAviStream& CKrDamagedHeaders::CurrentStream(bool isTaken)
 {
     const bool mayGrow = m_headers.streams.size() < kMostStreams;
     if (m_headers.streams.empty() || (mayGrow && (m_startsStream || isTaken)))
@@ -132,29 +127,23 @@ SKrStreamHeader& CKrDamagedHeaders::CurrentStream(bool isTaken)
 
 void CKrDamagedHeaders::ReadStreamHeader(size_t data)
 {
-    SKrStreamHeader& stream =
+    SKrAviStream& stream =
         CurrentStream(!m_headers.streams.empty() &&
                       (m_headers.streams.back().hasHeader || !m_headers.streams.back().format.empty()));
-    stream.hasHeader = true;
-    stream.type = GetLe32(m_bytes, data);
-    stream.handler = GetLe32(m_bytes, data + 4);
-    stream.scale = GetLe32(m_bytes, data + 20);
-    stream.rate = GetLe32(m_bytes, data + 24);
-    stream.start = GetLe32(m_bytes, data + 28);
-    stream.length = GetLe32(m_bytes, data + 32);
-    stream.sampleSize = GetLe32(m_bytes, data + 44);
+    const std::span<const uint8_t> bytes = From(data);
+    stream.TakeHeader(bytes.first(std::min<size_t>(bytes.size(), SKrStreamHeader::kEncodedSize)));
 }
 
 // The size is taken where it ends in front of the next header, else the size that such formats have.
 void CKrDamagedHeaders::ReadFormat(size_t data)
 {
-    SKrStreamHeader& stream =
+    SKrAviStream& stream =
         CurrentStream(!m_headers.streams.empty() && !m_headers.streams.back().format.empty());
     const size_t from = std::min(data, m_bytes.size());
     const size_t most = std::min<size_t>(NextTag(from) - from, m_bytes.size() - from);
-    size_t size = GetLe32(m_bytes, data - kSizeField);
-    if (size < kShortestFormat || size > std::min<size_t>(most, kLargestFormat))
-        size = std::min(most, stream.IsAudio() ? kWaveFormatSize : kBitmapHeaderSize);
+    size_t size = CKrByteReader(From(data - kSizeField)).U32Le();
+    if (size < kShortestWaveFormat || size > std::min<size_t>(most, kLargestFormat))
+        size = std::min(most, stream.IsAudio() ? SKrWaveFormat::kEncodedSize : SKrBitmapHeader::kEncodedSize);
     const auto start = m_bytes.begin() + static_cast<std::ptrdiff_t>(from);
     stream.format.assign(start, start + static_cast<std::ptrdiff_t>(size));
 }

@@ -2,52 +2,47 @@
 #ifndef KR_TOOLS_RECOVER_KRDAMAGEDHEADERS_H
 #define KR_TOOLS_RECOVER_KRDAMAGEDHEADERS_H
 
-#include "platform/KrPlatform.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrStreamChunks.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrStreamChunks.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <vector>
 
 namespace KrTool
 {
-inline constexpr size_t kBitmapHeaderSize = 40;
-inline constexpr size_t kWaveFormatSize = 18;
-
 struct SKrLeftHeaders
 {
-    uint32_t microSecPerFrame = 0; // the next three are of 'avih'
-    uint32_t width = 0;
-    uint32_t height = 0;
+    SKrMainHeader mainHeader;
     uint32_t framesInAll = 0; // by the OpenDML header
-    std::vector<SKrStreamHeader> streams;
+    std::vector<SKrAviStream> streams;
 };
+
+class CKrByteSource;
 
 class CKrDamagedHeaders
 {
 public:
-    CKrDamagedHeaders(IKrFile& file, const std::string& path, uint64_t length);
+    explicit CKrDamagedHeaders(const CKrByteSource& file);
 
     [[nodiscard]] const SKrLeftHeaders& Headers() const { return m_headers; }
 
     // The header of a stream of a kind. Where the headers before it are lost its number tells nothing, and
     // the only header of that kind is taken. Null when there is none.
-    [[nodiscard]] const SKrStreamHeader* HeaderOf(EKrStreamKind kind, uint32_t number) const;
+    [[nodiscard]] const SKrAviStream* HeaderOf(EKrStreamKind kind, uint32_t number) const;
 
     // The first stream of a kind.
-    [[nodiscard]] const SKrStreamHeader* First(EKrStreamKind kind) const;
+    [[nodiscard]] const SKrAviStream* First(EKrStreamKind kind) const;
 
 private:
     void ReadAll();
     void ReadTag(uint32_t tag, size_t data);
-    void ReadMainHeader(size_t data);
     void ReadStreamHeader(size_t data);
     void ReadFormat(size_t data);
-    SKrStreamHeader& CurrentStream(bool isTaken);
+    SKrAviStream& CurrentStream(bool isTaken);
     [[nodiscard]] size_t NextTag(size_t from) const;
+    [[nodiscard]] std::span<const uint8_t> From(size_t data) const;
 
     std::vector<uint8_t> m_bytes; // up to the first list of data chunks
     SKrLeftHeaders m_headers;

@@ -1,12 +1,10 @@
 #include "tools/recover/KrRecoveredFormat.h"
 
 #include "format/KrFrameTables.h"
+#include "tools/avi/KrAviFile.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrFormatTags.h"
-#include "tools/input/KrLittleEndian.h"
 #include "tools/output/KrRecordingOptions.h"
 #include "tools/recover/KrRecoverOptions.h"
 
@@ -19,10 +17,7 @@ namespace KrTool
 namespace
 {
 constexpr int kBitsOfByte = 8;
-constexpr uint8_t kUsualBits = 24;
 constexpr uint64_t kMostBits = 64;
-constexpr uint32_t kDib = FourCc('D', 'I', 'B', ' '); // by which headers and users name uncompressed frames
-constexpr uint32_t kMostPixels = 32768;               // of a side, as for --size
 constexpr int64_t kMicroSeconds = 1000000;
 
 // Rate, channels and bits of --pcm.
@@ -48,14 +43,13 @@ SKrPcm ParsePcm(const std::string& text)
 }
 
 // A picture format with a size; what zeros or garbage stand in does not count.
-bool IsUsable(const SKrStreamHeader* stream)
+bool IsUsable(const SKrAviStream* stream)
 {
-    if (stream == nullptr || stream->format.size() < kBitmapHeaderSize)
+    if (stream == nullptr || stream->format.size() < SKrBitmapHeader::kEncodedSize)
         return false;
-    const auto width = static_cast<int32_t>(GetLe32(stream->format, 4));
-    const auto height = static_cast<int32_t>(GetLe32(stream->format, 8));
-    return width > 0 && width <= static_cast<int32_t>(kMostPixels) && height != 0 &&
-           std::abs(int64_t{height}) <= kMostPixels;
+    const SKrBitmapHeader picture = DecodeBitmapHeader(stream->format);
+    return picture.width > 0 && picture.width <= static_cast<int32_t>(kMostPixels) && picture.height != 0 &&
+           std::abs(int64_t{picture.height}) <= kMostPixels;
 }
 
 // The rate by the microseconds of a frame, which are cut or rounded.
@@ -84,7 +78,7 @@ void CKrRecoveredFormat::Refuse(const std::string& cause) const
     throw CKrToolError(m_options.file, cause);
 }
 
-void CKrRecoveredFormat::TakeVideo(const SKrStreamHeader* stream)
+void CKrRecoveredFormat::TakeVideo(const SKrAviStream* stream)
 {
     TakeSize(stream);
     TakeCodec(stream);
@@ -95,7 +89,7 @@ void CKrRecoveredFormat::TakeVideo(const SKrStreamHeader* stream)
     TakeScanModeAndAspect();
 }
 
-void CKrRecoveredFormat::TakeSize(const SKrStreamHeader* stream)
+void CKrRecoveredFormat::TakeSize(const SKrAviStream* stream)
 {
     SKrAviVideoParams& video = m_format.video;
     if (!m_options.size.empty())
@@ -106,13 +100,14 @@ void CKrRecoveredFormat::TakeSize(const SKrStreamHeader* stream)
     }
     else if (IsUsable(stream))
     {
-        video.width = static_cast<int32_t>(GetLe32(stream->format, 4));
-        video.height = std::abs(static_cast<int32_t>(GetLe32(stream->format, 8)));
+        const SKrBitmapHeader picture = DecodeBitmapHeader(stream->format);
+        video.width = picture.width;
+        video.height = std::abs(picture.height);
     }
-    else if (m_headers.width - 1 < kMostPixels && m_headers.height - 1 < kMostPixels)
+    else if (m_headers.mainHeader.width - 1 < kMostPixels && m_headers.mainHeader.height - 1 < kMostPixels)
     {
-        video.width = static_cast<int32_t>(m_headers.width);
-        video.height = static_cast<int32_t>(m_headers.height);
+        video.width = static_cast<int32_t>(m_headers.mainHeader.width);
+        video.height = static_cast<int32_t>(m_headers.mainHeader.height);
     }
     else
     {
@@ -120,31 +115,32 @@ void CKrRecoveredFormat::TakeSize(const SKrStreamHeader* stream)
     }
 }
 
-void CKrRecoveredFormat::TakeCodec(const SKrStreamHeader* stream)
+void CKrRecoveredFormat::TakeCodec(const SKrAviStream* stream)
 {
     const bool isUsable = IsUsable(stream);
     m_format.codec = ParseCodec(m_options.codec);
     if (m_options.codec.empty())
     {
         if (isUsable)
-            m_format.codec = GetLe32(stream->format, 16);
+            m_format.codec = DecodeBitmapHeader(stream->format).compression;
         else if (stream != nullptr && stream->handler != 0)
             m_format.codec = stream->handler;
         else
             m_missing += " --codec";
     }
-    if (m_format.codec == kDib)
+    if (m_format.codec == kFccDib)
         m_format.codec = 0;
     if (m_options.bits.value_or(1) == 0 || m_options.bits.value_or(1) > kMostBits)
         throw CKrToolError({}, "--bits: 1 to 64 are wanted");
-    const uint64_t known = isUsable ? GetLe16(stream->format, 14) : kUsualBits;
+    const uint64_t known = isUsable ? DecodeBitmapHeader(stream->format).bitCount : kUsualBits;
     m_format.video.bitCount = static_cast<uint8_t>(m_options.bits.value_or(known));
-    if (isUsable && stream->format.size() > kBitmapHeaderSize)
-        m_report.Finding("left out: the " + Counted(stream->format.size() - kBitmapHeaderSize, "byte") +
+    if (isUsable && stream->format.size() > SKrBitmapHeader::kEncodedSize)
+        m_report.Finding("left out: the " +
+                         Counted(stream->format.size() - SKrBitmapHeader::kEncodedSize, "byte") +
                          " of the video format behind the 40 that the writer stores");
 }
 
-void CKrRecoveredFormat::TakeRate(const SKrStreamHeader* stream)
+void CKrRecoveredFormat::TakeRate(const SKrAviStream* stream)
 {
     if (!m_options.rate.empty())
     {
@@ -161,7 +157,7 @@ void CKrRecoveredFormat::TakeRate(const SKrStreamHeader* stream)
     }
     else
     {
-        code = RateOfDuration(m_headers.microSecPerFrame);
+        code = RateOfDuration(m_headers.mainHeader.microSecPerFrame);
     }
     if (code)
         m_format.video.frameRate = *code;
@@ -171,9 +167,9 @@ void CKrRecoveredFormat::TakeRate(const SKrStreamHeader* stream)
 
 // A negative height says that rows come from the top, whatever size the options give. It counts for
 // uncompressed frames alone, whose rows are turned around; of others it is not known what it means.
-void CKrRecoveredFormat::TakeRowOrder(const SKrStreamHeader* stream)
+void CKrRecoveredFormat::TakeRowOrder(const SKrAviStream* stream)
 {
-    if (!IsUsable(stream) || static_cast<int32_t>(GetLe32(stream->format, 8)) > 0)
+    if (!IsUsable(stream) || DecodeBitmapHeader(stream->format).height > 0)
         return;
     const SKrAviVideoParams& video = m_format.video;
     if (m_format.codec == 0)
@@ -212,7 +208,7 @@ void CKrRecoveredFormat::TakeScanModeAndAspect()
     video = known;
 }
 
-bool CKrRecoveredFormat::TakeAudio(const SKrStreamHeader* stream)
+bool CKrRecoveredFormat::TakeAudio(const SKrAviStream* stream)
 {
     if (!m_options.pcm.empty())
     {
@@ -220,14 +216,14 @@ bool CKrRecoveredFormat::TakeAudio(const SKrStreamHeader* stream)
         return true;
     }
     const SKrAudioFormat format = stream != nullptr ? AudioFormat(*stream) : SKrAudioFormat();
-    if (format.tag == 0 || format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
+    if (format.formatTag == 0 || format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
     {
         m_report.Finding("left out: the sound, whose format is not in the headers; --pcm gives it");
         return false;
     }
-    if (format.tag != kTagPcm)
+    if (format.formatTag != kFormatTagPcm)
         Refuse("its audio is not PCM; --no-audio leaves it out");
-    if (stream->format.size() > kWaveFormatSize)
+    if (stream->format.size() > SKrWaveFormat::kEncodedSize)
         m_report.Finding("left out: the bytes of the audio format that the writer does not store");
     // Formats of 14 bytes end in front of the sample size.
     const int bits =

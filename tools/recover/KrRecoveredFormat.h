@@ -20,10 +20,10 @@ public:
 
     // Takes the video format; `stream` is null when its header is lost. Throws CKrToolError, with the
     // options that would help, when something is not known, and for what the writer does not store.
-    void TakeVideo(const SKrStreamHeader* stream);
+    void TakeVideo(const SKrAviStream* stream);
 
     // The same for the sound. False, with a finding, when its format is not known.
-    [[nodiscard]] bool TakeAudio(const SKrStreamHeader* stream);
+    [[nodiscard]] bool TakeAudio(const SKrAviStream* stream);
 
     [[nodiscard]] const SKrRecordingFormat& Format() const { return m_format; }
 
@@ -33,10 +33,10 @@ public:
 
 private:
     [[noreturn]] void Refuse(const std::string& cause) const;
-    void TakeSize(const SKrStreamHeader* stream);
-    void TakeCodec(const SKrStreamHeader* stream);
-    void TakeRate(const SKrStreamHeader* stream);
-    void TakeRowOrder(const SKrStreamHeader* stream);
+    void TakeSize(const SKrAviStream* stream);
+    void TakeCodec(const SKrAviStream* stream);
+    void TakeRate(const SKrAviStream* stream);
+    void TakeRowOrder(const SKrAviStream* stream);
     void TakeScanModeAndAspect();
 
     const SKrRecoverOptions& m_options;

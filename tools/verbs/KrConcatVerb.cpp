@@ -1,4 +1,5 @@
 // kravi concat: the frames and the sound of several files in a new one, one file behind the other.
+#include "tools/avi/KrAudioRange.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -8,7 +9,6 @@
 #include "tools/copy/KrClipMatch.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
-#include "tools/input/KrAudioRange.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
 
@@ -50,7 +50,7 @@ struct SKrConcatOptions
 constexpr uint64_t kMostBytesPerSecond = uint64_t{1} << 27;
 
 // What became of the sound of a clip, in sample frames.
-struct SKrFit
+struct SKrSoundFit
 {
     uint64_t there = 0;
     uint64_t cut = 0;
@@ -59,11 +59,11 @@ struct SKrFit
 };
 
 // Makes the sound of a clip as long as its frames.
-SKrFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t wanted)
+SKrSoundFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t wanted)
 {
     const SKrPcm& pcm = *format.audio;
     const SKrAudioUnit unit = {{pcm.samplesPerSec, 1}, pcm.blockAlign};
-    SKrFit fit;
+    SKrSoundFit fit;
     fit.there = SampleFramesOf(clip, format);
     const Chunks last = fit.there == 0 ? Chunks() : UnitsOf(clip.audio, unit, fit.there - 1, fit.there);
     clip.audio = UnitsOf(clip.audio, unit, 0, std::min(fit.there, wanted));
@@ -81,7 +81,7 @@ SKrFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t wanted
         fit.silence = wanted - fit.there;
         if (fit.silence > 0 && uint64_t{pcm.samplesPerSec} * pcm.blockAlign > kMostBytesPerSecond)
             throw CKrToolError(
-                clip.path,
+                clip.source->Path(),
                 "its sound format has too many bytes per second for silence to be added; --no-audio leaves the sound out");
         clip.silence = fit.silence * pcm.blockAlign;
     }
@@ -132,11 +132,11 @@ private:
     Json ClipJson(SKrCopySource& source, uint64_t frame, bool isLast)
     {
         const uint64_t frames = source.clip.frames.size();
-        Json row = {{"file", source.clip.path}, {"firstFrame", frame}, {"frames", frames}};
+        Json row = {{"file", source.clip.source->Path()}, {"firstFrame", frame}, {"frames", frames}};
         if (!source.format.audio)
             return row;
         const uint64_t first = SampleFramesUntil(frame, source.format);
-        SKrFit fit;
+        SKrSoundFit fit;
         if (isLast)
             fit.there = SampleFramesOf(source.clip, source.format);
         else
@@ -147,12 +147,12 @@ private:
         row["cut"] = fit.cut;
         row["repeated"] = fit.repeated;
         row["silence"] = fit.silence;
-        NoteFit(source.clip.path, fit);
+        NoteFit(source.clip.source->Path(), fit);
         return row;
     }
 
     // One sample frame more or less is how frame rates are.
-    void NoteFit(const std::string& path, const SKrFit& fit)
+    void NoteFit(const std::string& path, const SKrSoundFit& fit)
     {
         if (fit.cut > 1)
             m_report.Note(

@@ -1,4 +1,10 @@
 // kravi extract: frames and audio of a file, byte for byte.
+#include "tools/avi/KrAudioRange.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrChunkCopier.h"
+#include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -6,13 +12,7 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrAudioRange.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrChunkCopier.h"
-#include "tools/input/KrFileFindings.h"
 #include "tools/input/KrFramePattern.h"
-#include "tools/input/KrStreamChunks.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrWaveFile.h"
 
@@ -141,7 +141,7 @@ private:
     // Keeps the audio that belongs to the frames asked for.
     void TakeAudioOfFrames()
     {
-        const SKrStreamHeader* const video = VideoHeader();
+        const SKrAviStream* const video = VideoHeader();
         if (video == nullptr)
             throw CKrToolError(m_file.Path(), "there is no video stream in whose frames a range counts");
         const auto first = AudioUnitAtFrame(m_options.from.value_or(0), *video, *m_audioHeader);
@@ -157,7 +157,7 @@ private:
                                  Counted(static_cast<uint64_t>(-*first), "unit")));
     }
 
-    const SKrStreamHeader* VideoHeader() const
+    const SKrAviStream* VideoHeader() const
     {
         if (m_options.video.empty() && !m_options.videoStream)
             return FirstVideoStream(m_facts);
@@ -250,7 +250,7 @@ private:
     uint64_t m_firstFrame = 0;
     uint64_t m_endFrame = 0;
     SKrStreamChunks m_audio;
-    const SKrStreamHeader* m_audioHeader = nullptr;
+    const SKrAviStream* m_audioHeader = nullptr;
     std::vector<uint8_t> m_waveFormat;
 };
 void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress)

@@ -1,4 +1,8 @@
 // kravi index: the entries that the reader's index operations give.
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -6,10 +10,6 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrFileFindings.h"
-#include "tools/input/KrStreamChunks.h"
 
 #include <nlohmann/json.hpp>
 

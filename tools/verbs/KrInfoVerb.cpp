@@ -1,19 +1,20 @@
 // kravi info: what the reader and the headers say about a file.
+#include "format/KrAviIndexes.h"
+#include "format/KrFrameTables.h"
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrChunkWalk.h"
+#include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrChunkWalk.h"
-#include "tools/input/KrFileFindings.h"
-#include "tools/input/KrStreamChunks.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
 
 namespace KrTool
 {
@@ -39,9 +40,6 @@ struct SKrInfoOptions
     std::string file;
 };
 
-constexpr uint32_t kIndexEntrySize = 16; // of 'idx1'
-constexpr uint32_t kHasIndexFlag = 0x10; // 'avih': the file has an index
-
 Json Named(const Json& value, const std::string& name)
 {
     return {{"value", value}, {"name", name}};
@@ -52,23 +50,8 @@ std::string Fraction(int64_t left, const char* sign, int64_t right)
     return Format("{}{}{}", left, sign, right);
 }
 
-struct SKrNamedRate
-{
-    const char* name;
-    uint32_t rate;
-    uint32_t scale;
-};
-constexpr std::array<SKrNamedRate, 8> kRates = {{{"23.976", 24000, 1001},
-                                                 {"24", 24, 1},
-                                                 {"25", 25, 1},
-                                                 {"29.97", 30000, 1001},
-                                                 {"30", 30, 1},
-                                                 {"50", 50, 1},
-                                                 {"59.94", 60000, 1001},
-                                                 {"60", 60, 1}}};
-
 // Whether a stream has a rate, but for what headers round: half a thousandth.
-bool IsRateOf(const SKrNamedRate& named, const SKrStreamHeader& stream)
+bool IsRateOf(const SKrFrameRate& named, const SKrAviStream& stream)
 {
     const uint64_t is = uint64_t{stream.rate} * named.scale;
     const uint64_t wanted = uint64_t{stream.scale} * named.rate;
@@ -76,11 +59,11 @@ bool IsRateOf(const SKrNamedRate& named, const SKrStreamHeader& stream)
 }
 
 // Of what the reader tells hosts. It has codes for eight rates, and for any other the nearest one's.
-Json FrameRateJson(uint32_t code, const SKrStreamHeader* stream, CKrReport& report)
+Json FrameRateJson(uint32_t code, const SKrAviStream* stream, CKrReport& report)
 {
-    if (code >= kRates.size())
+    if (code >= KrFrameRates().size())
         return nullptr;
-    const SKrNamedRate& named = kRates[code];
+    const SKrFrameRate& named = KrFrameRates()[code];
     const std::string fraction = Fraction(named.rate, "/", named.scale);
     if (stream == nullptr || IsRateOf(named, *stream))
         return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
@@ -151,7 +134,7 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
 
 void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrReport& report)
 {
-    const uint32_t declared = std::max(facts.declaredFrames, facts.declaredFramesInAll.value_or(0));
+    const uint32_t declared = DeclaredFrames(facts);
     if (framesInIndex < declared)
         report.Finding(Format("the video index has {}, the headers declare {}",
                               Counted(framesInIndex, "frame"), declared));
@@ -174,7 +157,7 @@ Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     const uint32_t framesAfter = query(format, compression, bitCount, valid, chunkId);
 
     Json video = {{"chunkId", ChunkIdJson(chunkId)}};
-    const SKrStreamHeader* const stream = FirstVideoStream(facts);
+    const SKrAviStream* const stream = FirstVideoStream(facts);
     if (valid == 0 && chunkId == 0 && stream == nullptr)
         return nullptr;
     if (stream != nullptr)
@@ -217,7 +200,7 @@ Json AudioJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     uint32_t chunkId = 0;
     double duration = 0;
     const bool hasChunks = file.Reader().GetAudioStreamInfo(&format, &valid, &chunkId, &duration) != 0;
-    const SKrStreamHeader* const stream = FirstUsableAudioStream(facts);
+    const SKrAviStream* const stream = FirstUsableAudioStream(facts);
     if (const std::string text = UnindexedSoundText(facts); !text.empty())
         report.Note(text);
     if (!hasChunks && stream == nullptr)
@@ -248,7 +231,7 @@ Json SegmentsJson(const CKrAviFile& file, const SKrAviFacts& facts)
 Json StreamsJson(const SKrAviFacts& facts)
 {
     Json streams = Json::array();
-    for (const SKrStreamHeader& stream : facts.streams)
+    for (const SKrAviStream& stream : facts.streams)
     {
         Json row = {{"number", stream.number},
                     {"type", FourCcText(stream.type)},
@@ -261,7 +244,7 @@ Json StreamsJson(const SKrAviFacts& facts)
         if (stream.IsAudio())
         {
             const SKrAudioFormat format = AudioFormat(stream);
-            row["formatTag"] = format.tag;
+            row["formatTag"] = format.formatTag;
             row["channels"] = format.channels;
             row["samplesPerSec"] = format.samplesPerSec;
         }
@@ -305,17 +288,19 @@ Json PrivateChunksJson(const CKrAviFile& file)
 Json IndexKindsJson(const SKrAviFacts& facts)
 {
     Json superIndexes = Json::array();
-    for (const SKrStreamHeader& stream : facts.streams)
+    for (const SKrAviStream& stream : facts.streams)
     {
         if (stream.superIndexPosition)
             superIndexes.push_back(stream.number);
     }
     Json idx1;
     if (facts.idx1)
-        idx1 = {{"position", HeaderPosition(*facts.idx1)}, {"entries", facts.idx1->cksize / kIndexEntrySize}};
-    return {{"idx1", idx1},
-            {"indxOfStreams", superIndexes},
-            {"announced", facts.hasMainHeader ? Json((facts.mainFlags & kHasIndexFlag) != 0) : Json()}};
+        idx1 = {{"position", HeaderPosition(*facts.idx1)},
+                {"entries", facts.idx1->cksize / SKrOldIndexEntry::kEncodedSize}};
+    return {
+        {"idx1", idx1},
+        {"indxOfStreams", superIndexes},
+        {"announced", facts.hasMainHeader ? Json((facts.mainHeader.flags & kAvifHasIndex) != 0) : Json()}};
 }
 
 void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& progress)

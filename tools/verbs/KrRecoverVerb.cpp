@@ -1,4 +1,7 @@
 // kravi recover: a complete file from a damaged one, with every whole frame and block of sound.
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrKeyFrames.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -7,10 +10,6 @@
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/copy/KrClips.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrKeyFrames.h"
-#include "tools/input/KrWaveInput.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecording.h"
 #include "tools/output/KrRecordingOptions.h"
@@ -46,7 +45,6 @@ const SKrVerbHelp kRecoverHelp = {
     },
 };
 
-constexpr uint64_t kLargestChunk = INT32_MAX;
 constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than headers say in earnest
 
 // Makes the sound behind each damage start with a whole sample frame: takes away what is left of the one
@@ -78,8 +76,8 @@ class CKrRecovery
 {
 public:
     CKrRecovery(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress)
-        : m_options(options), m_report(report), m_progress(progress), m_source(OpenInput(options.file)),
-          m_length(ReadLength(*m_source, options.file)), m_headers(*m_source, options.file, m_length),
+        : m_options(options), m_report(report), m_progress(progress),
+          m_source(std::make_shared<CKrInputFile>(options.file)), m_headers(*m_source),
           m_format(options, m_headers.Headers(), report)
     {
     }
@@ -87,9 +85,7 @@ public:
     void Run()
     {
         CheckTarget(m_options.output, m_options.force, m_options.file);
-        m_scan =
-            CKrChunkScan(m_source, m_options.file, m_length, m_headers.Headers().streams.size(), m_progress)
-                .Run();
+        m_scan = FindWholeChunks(*m_source, m_headers.Headers().streams.size(), m_progress);
         PrepareVideo();
         PrepareAudio();
         ReportOtherStreams();
@@ -117,7 +113,7 @@ private:
                 Refuse(Format("it has no whole {} chunk of stream {}", KindName(kind), *wanted));
             return number;
         }
-        const SKrStreamHeader* const header = m_headers.First(kind);
+        const SKrAviStream* const header = m_headers.First(kind);
         if (header != nullptr && hasChunks(header->number))
             return header->number;
         std::optional<uint32_t> best;
@@ -141,7 +137,7 @@ private:
         NoteStart(m_videoHeader, *m_videoStream);
         m_format.TakeVideo(m_videoHeader);
         m_video = std::move(m_scan.streams.at({*m_videoStream, EKrStreamKind::Video}));
-        m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestChunk; });
+        m_tooLarge = std::erase_if(m_video.chunks, [](auto& frame) { return frame.size > kLargestFrame; });
         if (m_tooLarge != 0)
             m_report.Finding(Format("left out: {} of 2 GiB or more", Counted(m_tooLarge, "frame")));
         ReportRows();
@@ -190,9 +186,9 @@ private:
         if (m_options.noAudio)
             return;
         m_audioStream = Choose(EKrStreamKind::Audio, m_options.audio);
-        const SKrStreamHeader* const header = m_audioStream
-                                                  ? m_headers.HeaderOf(EKrStreamKind::Audio, *m_audioStream)
-                                                  : m_headers.First(EKrStreamKind::Audio);
+        const SKrAviStream* const header = m_audioStream
+                                               ? m_headers.HeaderOf(EKrStreamKind::Audio, *m_audioStream)
+                                               : m_headers.First(EKrStreamKind::Audio);
         const bool isThere = m_audioStream || header != nullptr || !m_options.pcm.empty();
         if (!isThere || !m_format.TakeAudio(header) || !m_audioStream)
             return;
@@ -204,7 +200,7 @@ private:
     }
 
     // The written file starts all its streams together.
-    void NoteStart(const SKrStreamHeader* header, uint32_t number) const
+    void NoteStart(const SKrAviStream* header, uint32_t number) const
     {
         if (header != nullptr && header->start != 0)
             m_report.Note("left out: " + StartText(*header, number));
@@ -232,7 +228,7 @@ private:
         if (m_scan.otherChunks != 0)
             m_report.Finding(Format("left out: {} of streams that are neither video nor audio",
                                     Counted(m_scan.otherChunks, "chunk")));
-        for (const SKrStreamHeader& stream : m_headers.Headers().streams)
+        for (const SKrAviStream& stream : m_headers.Headers().streams)
         {
             if (stream.hasHeader && !stream.IsVideo() && !stream.IsAudio())
                 m_report.Finding(Format("left out: stream {}, which is '{}', neither video nor audio",
@@ -242,9 +238,8 @@ private:
 
     SKrRecordingResult Write() const
     {
-        return WriteClips(
-            {{m_options.file, m_source, m_video.chunks, m_audio.chunks, 0, m_format.TurnedRow()}},
-            m_format.Format(), m_options.output, m_options.force, m_progress);
+        return WriteClips({{m_source, m_video.chunks, m_audio.chunks, 0, m_format.TurnedRow()}},
+                          m_format.Format(), m_options.output, m_options.force, m_progress);
     }
 
     // Frames that the headers count and that are not there; nothing where they count none, or fewer than
@@ -285,13 +280,12 @@ private:
     const SKrRecoverOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
-    std::shared_ptr<IKrFile> m_source;
-    const uint64_t m_length;
+    const std::shared_ptr<const CKrInputFile> m_source;
     const CKrDamagedHeaders m_headers;
     CKrRecoveredFormat m_format;
     SKrScanResult m_scan;
     std::optional<uint32_t> m_videoStream;
-    const SKrStreamHeader* m_videoHeader = nullptr;
+    const SKrAviStream* m_videoHeader = nullptr;
     SKrFoundStream m_video;
     uint64_t m_tooLarge = 0;
     std::optional<uint32_t> m_audioStream;

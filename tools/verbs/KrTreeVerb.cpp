@@ -1,14 +1,15 @@
 // kravi tree: the chunks of a file, level by level.
+#include "tools/avi/KrAviFacts.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrChunkKinds.h"
+#include "tools/avi/KrChunkWalk.h"
+#include "tools/avi/KrFileFindings.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/input/KrAviFacts.h"
-#include "tools/input/KrAviFile.h"
-#include "tools/input/KrChunkWalk.h"
-#include "tools/input/KrFileFindings.h"
 
 #include <nlohmann/json.hpp>
 
@@ -41,10 +42,7 @@ struct SKrTreeOptions
     uint64_t limit = 10000000; // nodes read at most
 };
 
-// Real files have five levels.
-constexpr size_t kDeepestLevel = 32;
 constexpr size_t kMostIdsSummedUp = 12;
-constexpr uint32_t kRec = FourCc('r', 'e', 'c', ' ');
 
 std::string RowText(uint64_t position, uint64_t size, size_t level, const std::string& text)
 {
@@ -54,7 +52,7 @@ std::string RowText(uint64_t position, uint64_t size, size_t level, const std::s
 // What stands in long rows in a file: data chunks, whatever their ids, and groups of them.
 bool BelongsToRun(const SKrRiffChunkInfo& chunk)
 {
-    return !IsContainer(chunk) || chunk.fccType == kRec;
+    return !IsContainer(chunk.ckid) || chunk.fccType == kFccRec;
 }
 
 // The chunks of a run that are not shown one by one, counted by id.
@@ -65,7 +63,7 @@ public:
     {
         ++m_chunks;
         m_bytes += chunk.cksize;
-        const std::string id = IsContainer(chunk) ? "LIST rec " : FourCcText(chunk.ckid);
+        const std::string id = IsContainer(chunk.ckid) ? "LIST rec " : FourCcText(chunk.ckid);
         auto place = std::find_if(m_counts.begin(), m_counts.end(),
                                   [&id](const SKrCount& count) { return count.id == id; });
         if (place == m_counts.end())
@@ -216,7 +214,7 @@ private:
         const uint64_t limit = level.limit;
         ShowRow(node.chunk, depth);
         NoteFaults(node.chunk, limit, depth == 0);
-        if (!IsContainer(node.chunk) || level.IsOther() ||
+        if (!IsContainer(node.chunk.ckid) || level.IsOther() ||
             (m_options.depth != 0 && m_levels.size() >= m_options.depth))
             return;
         if (m_levels.size() == kDeepestLevel)
@@ -239,20 +237,20 @@ private:
                         {"position", HeaderPosition(chunk)},
                         {"size", chunk.cksize},
                         {"id", FourCcText(chunk.ckid)}};
-            if (IsContainer(chunk))
+            if (IsContainer(chunk.ckid))
                 row["type"] = FourCcText(chunk.fccType);
             m_report.Row(row, {});
             return;
         }
         const std::string type =
-            IsContainer(chunk) ? Format(" '{}'", FourCcText(chunk.fccType)) : std::string();
+            IsContainer(chunk.ckid) ? Format(" '{}'", FourCcText(chunk.fccType)) : std::string();
         m_report.Row({}, RowText(HeaderPosition(chunk), chunk.cksize, depth,
                                  Format("'{}'{}", FourCcText(chunk.ckid), type)));
     }
 
     void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
     {
-        const bool isUnset = IsContainer(chunk) && IsSizeUnset(chunk.cksize);
+        const bool isUnset = IsContainer(chunk.ckid) && IsSizeUnset(chunk.cksize);
         if (isUnset && isSegment)
             return; // a finding about the file as a whole
         if (isUnset)

@@ -1,4 +1,8 @@
 // kravi verify: what is wrong with the structure of a file.
+#include "format/KrChunkHeader.h"
+#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrChunkGuess.h"
+#include "tools/avi/KrFileWindow.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -39,6 +43,27 @@ struct SKrVerifyOptions
     std::string file;
     bool listChecks = false;
 };
+
+// Opens any file that begins with a RIFF 'AVI ' header or that the reader accepts, or throws CKrToolError.
+// `refusal` is what the reader has against it, or empty.
+CKrInputFile OpenForVerifying(const std::string& path, std::string& refusal)
+{
+    CKrInputFile file(path);
+    try
+    {
+        const CKrAviFile accepted(path);
+    }
+    catch (const CKrToolError& error)
+    {
+        const SKrChunkGuess first = GuessChunk(CKrFileWindow(file).At(0, kListHeaderSize), file.Length());
+        refusal = error.what();
+        if (refusal.ends_with(kVerifyStep))
+            refusal.resize(refusal.size() - std::string_view(kVerifyStep).size());
+        if (first.id != kFccRiff || first.type != kFccAvi)
+            throw CKrToolError(path, refusal);
+    }
+    return file;
+}
 
 Json CheckJson(const SKrCheck& check)
 {
@@ -129,9 +154,9 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
     if (options.file.empty())
         throw CKrToolError({}, "FILE is required; see kravi verify --help");
     std::string refusal;
-    const SKrVerifyFile file = OpenForVerifying(options.file, refusal);
-    report.Fact("file", file.path);
-    report.Fact("length", file.length);
+    const CKrInputFile file = OpenForVerifying(options.file, refusal);
+    report.Fact("file", file.Path());
+    report.Fact("length", file.Length());
     SKrVerification verification;
     if (!refusal.empty())
         verification.results.Add(EKrCheck::ReaderRefuses, 0, "a file that can be opened", refusal);

@@ -1,4 +1,6 @@
 // kravi write: a file from pictures and sound.
+#include "format/KrFourCC.h"
+#include "format/KrFrameTables.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -51,9 +53,6 @@ struct SKrWriteOptions
     bool force = false;
 };
 
-constexpr uint32_t kUsualBits = 24; // of JPEG pictures, too
-constexpr uint32_t kSquarePixels = 3;
-
 SKrRawLayout RawLayout(const SKrWriteOptions& options)
 {
     SKrRawLayout layout;
@@ -73,7 +72,7 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
 {
     SKrRecordingFormat format;
     const SKrPictureSize size = frames.Size();
-    format.codec = isJpeg ? FourCc('M', 'J', 'P', 'G') : ParseCodec(options.codec);
+    format.codec = isJpeg ? kFccMjpg : ParseCodec(options.codec);
     format.video.width = static_cast<int32_t>(size.width);
     format.video.height = static_cast<int32_t>(size.height);
     format.video.displayWidth = static_cast<uint16_t>(options.displayWidth.value_or(size.width));
@@ -82,7 +81,7 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     format.video.frameRate = ParseFrameRate(options.rate);
     format.video.scanMode = static_cast<int32_t>(options.scan);
     format.video.aspectMode =
-        static_cast<uint32_t>(options.aspectMode.value_or(options.displayWidth ? 1 : kSquarePixels));
+        static_cast<uint32_t>(options.aspectMode.value_or(options.displayWidth ? 1 : kAspectModeUnknown));
     if (options.displayWidth.value_or(1) == 0 || options.displayWidth.value_or(1) > UINT16_MAX)
         throw CKrToolError({}, "--display-width: 1 to 65535 is wanted");
     if (format.video.aspectMode > 5 || format.video.aspectMode == 2)

@@ -4,7 +4,6 @@
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrLittleEndian.h"
 #include "tools/verify/KrVerify.h"
 
 #include <algorithm>
@@ -13,8 +12,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint32_t kMustUseIndex = 0x20;
-
 // Places of fields in 'avih'
 constexpr uint64_t kFrameTimeAt = 0;
 constexpr uint64_t kFlagsAt = 12;
@@ -41,7 +38,7 @@ void CheckFlags(const SKrVerifyContext& context, const SKrMainHeader& header, ui
     if (hasIndex && (header.flags & kAvifHasIndex) == 0)
         context.results.Add(EKrCheck::AvihNoIndexFlag, position + kFlagsAt, "the flag 16",
                             Format("flags {}", header.flags));
-    if (!hasIndex && (header.flags & kMustUseIndex) != 0)
+    if (!hasIndex && (header.flags & kAvifMustUseIndex) != 0)
         context.results.Add(EKrCheck::AvihMustUseIndex, position + kFlagsAt, "an index",
                             Format("flags {}", header.flags));
 }
@@ -78,13 +75,10 @@ void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header
 {
     if (!video.header)
         return;
-    const auto size = std::min<size_t>(video.header->size, SKrStreamHeader::kEncodedSize);
-    const auto data = context.window.At(video.header->Data(), size);
-    const uint64_t scale = GetLe32(data, 20);
-    const uint64_t rate = GetLe32(data, 24);
-    if (rate == 0 || scale == 0)
+    const SKrStreamHeader stream = ReadStreamHeader(context, *video.header);
+    if (stream.rate == 0 || stream.scale == 0)
         return;
-    const uint64_t wanted = 1000000 * scale / rate;
+    const uint64_t wanted = uint64_t{1000000} * stream.scale / stream.rate;
     if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
         context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
                             Format("{} microseconds", wanted), std::to_string(header.microSecPerFrame));
@@ -141,7 +135,7 @@ void CheckOpenDmlHeader(const SKrVerifyContext& context)
                             Counted(chunk.size, "byte"));
         return;
     }
-    const uint32_t frames = GetLe32(context.window.At(chunk.Data(), 4), 0);
+    const uint32_t frames = CKrByteReader(context.window.At(chunk.Data(), 4)).U32Le();
     const SKrVerifyStream* const video = FirstVideo(model);
     if (video != nullptr && !model.isCut && frames != video->chunks)
         context.results.Add(EKrCheck::DmlhFrames, chunk.Data(), Numbers(video->chunks, frames));

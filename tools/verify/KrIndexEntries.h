@@ -3,6 +3,7 @@
 #ifndef KR_TOOLS_VERIFY_KRINDEXENTRIES_H
 #define KR_TOOLS_VERIFY_KRINDEXENTRIES_H
 
+#include "format/KrBytes.h"
 #include "tools/command/KrProgress.h"
 #include "tools/verify/KrVerify.h"
 
@@ -20,7 +21,7 @@ template <class TAKE>
 void ForEachEntry(const SKrVerifyContext& context, uint64_t position, uint64_t count, size_t entrySize,
                   TAKE take)
 {
-    const uint64_t atOnce = CKrVerifyWindow::kLargest / entrySize;
+    const uint64_t atOnce = CKrFileWindow::kLargest / entrySize;
     while (count != 0)
     {
         const uint64_t wanted = std::min(count, atOnce);
@@ -80,7 +81,7 @@ private:
 class CKrStrayLook
 {
 public:
-    explicit CKrStrayLook(CKrVerifyWindow& window) : m_window(window) {}
+    explicit CKrStrayLook(CKrFileWindow& window) : m_window(window) {}
 
     // The id there, or 0.
     uint32_t IdAt(uint64_t position)
@@ -89,14 +90,11 @@ public:
             return 0;
         --m_left;
         const std::span<const uint8_t> bytes = m_window.At(position, 4);
-        if (bytes.size() < 4)
-            return 0;
-        return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
-               uint32_t{bytes[3]} << 24;
+        return bytes.size() < 4 ? 0 : GetLe32(bytes.data());
     }
 
 private:
-    CKrVerifyWindow& m_window;
+    CKrFileWindow& m_window;
     uint32_t m_left = 10000;
 };
 } // namespace KrTool

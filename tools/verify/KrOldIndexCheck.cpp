@@ -3,7 +3,6 @@
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrIndexEntries.h"
 
 #include <array>
@@ -14,7 +13,6 @@ namespace KrTool
 namespace
 {
 constexpr size_t kEntriesForBase = 256;
-constexpr uint32_t kFccRec = KrFourCC("rec ");
 
 class CKrOldIndexCheck
 {
@@ -237,7 +235,7 @@ private:
 
 void CheckOldIndexes(const SKrVerifyContext& context)
 {
-    CKrStrayLook strays(context.looks);
+    CKrStrayLook strays(context.strayWindow);
     const std::vector<SKrSegmentPlace>& segments = context.model.segments;
     for (size_t segment = 0; segment < segments.size(); ++segment)
     {

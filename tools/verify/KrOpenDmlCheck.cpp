@@ -4,7 +4,6 @@
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/verify/KrChunkKinds.h"
 #include "tools/verify/KrStandardIndexCheck.h"
 
 #include <algorithm>
@@ -13,7 +12,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint64_t kSuperHeadSize = SKrSuperIndexHead::kEncodedSize - 8; // behind the chunk header
+constexpr uint64_t kSuperHeadSize = SKrSuperIndexHead::kEncodedSize - kChunkHeaderSize;
 constexpr uint64_t kSuperEntriesAt = 4;
 constexpr uint64_t kSuperChunkIdAt = 8;
 constexpr uint64_t kReservedAt = 12;
@@ -120,9 +119,9 @@ private:
             m_results.Add(EKrCheck::IndxOutOfOrder, position,
                           Numbers(m_lastPosition, entry.position, "behind "));
         m_lastPosition = entry.position;
-        if (entry.size != uint64_t{index->chunk.size} + 8)
+        if (entry.size != uint64_t{index->chunk.size} + kChunkHeaderSize)
             m_results.Add(EKrCheck::IndxEntrySize, position + 8,
-                          Numbers(uint64_t{index->chunk.size} + 8, entry.size));
+                          Numbers(uint64_t{index->chunk.size} + kChunkHeaderSize, entry.size));
         if (index->wasChecked)
         {
             m_results.Add(EKrCheck::IndxEntryRepeated, position,
@@ -177,8 +176,7 @@ void CheckUnreferenced(const SKrVerifyContext& context, CKrStandardIndexCheck& s
                             [&]() -> SKrExpectation {
                                 return {"an entry of a super index", FourCcText(index.chunk.id)};
                             });
-        const auto tag = DataTagOf(index.chunk.id >> 16 | uint32_t{'d'} << 16 | uint32_t{'c'} << 24,
-                                   context.model.streams.size());
+        const auto tag = DataTagOf(DataIdOfIndex(index.chunk.id), context.model.streams.size());
         standard.Check(index.chunk, tag ? tag->stream : 0);
     }
 }

@@ -3,7 +3,6 @@
 #include "format/KrBytes.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/verify/KrChunkKinds.h"
 
 #include <algorithm>
 
@@ -11,8 +10,8 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint64_t kHeadSize = SKrStdIndexHead::kEncodedSize - 8; // behind the chunk header
-constexpr uint64_t kEntriesInUseAt = 4;
+constexpr uint64_t kStdHeadSize = SKrStdIndexHead::kEncodedSize - kChunkHeaderSize;
+constexpr uint64_t kCountAt = 4;
 constexpr uint64_t kChunkIdAt = 8;
 constexpr uint64_t kWordSize = 4;
 
@@ -36,7 +35,7 @@ uint16_t WordsOf(uint8_t subType)
 bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stream, SKrStdIndexHead& head)
 {
     CKrByteReader in(m_context.window.At(index.position, SKrStdIndexHead::kEncodedSize));
-    if (index.size < kHeadSize || !Decode(in, head))
+    if (index.size < kStdHeadSize || !Decode(in, head))
     {
         m_results.Add(EKrCheck::IxShort, index.position, "24 bytes at least", Counted(index.size, "byte"));
         return false;
@@ -78,15 +77,15 @@ SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint3
     if (!CheckHead(index, stream, head))
         return amount;
     const size_t entrySize = static_cast<size_t>(head.longsPerEntry) * kWordSize;
-    const uint64_t room = (index.size - kHeadSize) / entrySize;
+    const uint64_t room = (index.size - kStdHeadSize) / entrySize;
     if (head.entriesInUse > room)
-        m_results.Add(EKrCheck::IxCount, index.Data() + kEntriesInUseAt, Format("{} at most", room),
+        m_results.Add(EKrCheck::IxCount, index.Data() + kCountAt, Format("{} at most", room),
                       std::to_string(head.entriesInUse));
     const uint32_t sampleSize =
         stream < m_context.model.streams.size() ? m_context.model.streams[stream].sampleSize : 0;
     const uint64_t count = std::min<uint64_t>(head.entriesInUse, room);
     m_lastPosition = 0;
-    ForEachEntry(m_context, index.Data() + kHeadSize, count, entrySize,
+    ForEachEntry(m_context, index.Data() + kStdHeadSize, count, entrySize,
                  [&](std::span<const uint8_t> bytes, uint64_t position)
                  {
                      const SKrEntry entry = EntryOf(bytes, head);
@@ -102,10 +101,10 @@ SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint3
 
 void CKrStandardIndexCheck::CheckEntry(const SKrEntry& entry, uint64_t position, uint32_t stream)
 {
-    const uint64_t header = entry.target - 8;
+    const uint64_t header = entry.target - kChunkHeaderSize;
     if (!m_lookup.Covers(header))
         return;
-    SKrDataChunk* const chunk = entry.target >= 8 ? m_lookup.At(header) : nullptr;
+    SKrDataChunk* const chunk = entry.target >= kChunkHeaderSize ? m_lookup.At(header) : nullptr;
     if (chunk == nullptr)
     {
         NoteStray(entry, position, stream);
@@ -132,9 +131,10 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
     {
         check = EKrCheck::IxOffsetAtHeader;
     }
-    else if (entry.target >= 8)
+    else if (entry.target >= kChunkHeaderSize)
     {
-        const auto tag = DataTagOf(m_strays.IdAt(entry.target - 8), m_context.model.streams.size());
+        const auto tag =
+            DataTagOf(m_strays.IdAt(entry.target - kChunkHeaderSize), m_context.model.streams.size());
         if (tag && tag->stream == stream)
             check = EKrCheck::IxEntryInChunk;
     }

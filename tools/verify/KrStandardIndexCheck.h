@@ -30,7 +30,8 @@ class CKrStandardIndexCheck
 {
 public:
     explicit CKrStandardIndexCheck(const SKrVerifyContext& context)
-        : m_context(context), m_results(context.results), m_lookup(context.model), m_strays(context.looks)
+        : m_context(context), m_results(context.results), m_lookup(context.model),
+          m_strays(context.strayWindow)
     {
     }
 

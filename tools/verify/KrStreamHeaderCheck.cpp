@@ -3,7 +3,6 @@
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrFormatTags.h"
 #include "tools/verify/KrVerify.h"
 
 #include <algorithm>
@@ -23,9 +22,6 @@ constexpr uint64_t kSampleSizeAt = 44;
 constexpr uint64_t kByteRateAt = 8;
 constexpr uint64_t kBlockAlignAt = 12;
 constexpr uint64_t kExtraSizeAt = 16;
-
-constexpr size_t kShortestFormat = 14;
-constexpr size_t kShortestPcmFormat = 16;
 
 // Checks one stream.
 class CKrStreamCheck
@@ -68,12 +64,9 @@ private:
             m_results.Add(EKrCheck::StrhShort, chunk.position, "56 bytes", Counted(chunk.size, "byte"));
         else if (chunk.size > full)
             m_results.Add(EKrCheck::StrhWide, chunk.position, "56 bytes", Counted(chunk.size, "byte"));
-        std::vector<uint8_t> bytes(full);
-        std::ranges::copy(m_context.window.At(chunk.Data(), std::min(chunk.size, full)), bytes.begin());
-        if (!DecodeStreamHeader(bytes, m_header))
-            return;
+        m_header = ReadStreamHeader(m_context, chunk);
         const bool isKnown =
-            m_header.type == kFccVids || m_header.type == kFccAuds || m_header.type == KrFourCC("txts");
+            m_header.type == kFccVids || m_header.type == kFccAuds || m_header.type == kFccTxts;
         if (!isKnown)
             m_results.Add(EKrCheck::StrhType, chunk.Data(), "vids, auds or txts", FourCcText(m_header.type));
         if (m_header.scale == 0)
@@ -131,8 +124,8 @@ private:
     {
         const auto size = std::min<size_t>(chunk.size, SKrWaveFormat::kEncodedSize);
         const SKrWaveFormat format = DecodeWaveFormat(m_context.window.At(chunk.Data(), size));
-        const bool isPcm = format.formatTag == kTagPcm;
-        const size_t shortest = isPcm ? kShortestPcmFormat : kShortestFormat;
+        const bool isPcm = format.formatTag == kFormatTagPcm;
+        const size_t shortest = isPcm ? kPcmWaveFormatSize : kShortestWaveFormat;
         if (chunk.size < shortest)
         {
             m_results.Add(EKrCheck::StrfShort, chunk.position, Counted(shortest, "byte"),
@@ -150,7 +143,7 @@ private:
                           Format("{}, {} and {}", format.channels, format.samplesPerSec, format.blockAlign));
             return;
         }
-        if (isPcm || format.formatTag == kTagFloat || format.formatTag == kTagExtensible)
+        if (isPcm || format.formatTag == kFormatTagFloat || format.formatTag == kFormatTagExtensible)
             CheckPcm(chunk, format);
     }
 
@@ -177,7 +170,7 @@ private:
     CKrVerifyResults& m_results;
     const SKrVerifyStream& m_stream;
     const std::string m_name;
-    ::SKrStreamHeader m_header;
+    SKrStreamHeader m_header;
 };
 
 // The block align of each PCM stream; 0 for others.
@@ -191,7 +184,7 @@ std::vector<uint32_t> PcmBlockAligns(const SKrVerifyContext& context)
             continue;
         const auto size = std::min<size_t>(stream.format->size, SKrWaveFormat::kEncodedSize);
         const SKrWaveFormat format = DecodeWaveFormat(context.window.At(stream.format->Data(), size));
-        if (format.formatTag == kTagPcm)
+        if (format.formatTag == kFormatTagPcm)
             aligns.back() = format.blockAlign;
     }
     return aligns;

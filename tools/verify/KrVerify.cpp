@@ -1,10 +1,10 @@
 #include "tools/verify/KrVerify.h"
 
+#include "format/KrAviHeaders.h"
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
-#include "tools/input/KrLittleEndian.h"
-#include "tools/verify/KrLayoutWalk.h"
+#include "tools/verify/KrLayoutCheck.h"
 
 #include <algorithm>
 
@@ -12,20 +12,15 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kTypeOffset = 0; // in 'strh'
-constexpr size_t kSampleSizeOffset = 44;
-
-void ReadStreamTypes(const SKrVerifyContext& context)
+void TakeStreamTypes(const SKrVerifyContext& context)
 {
     for (SKrVerifyStream& stream : context.model.streams)
     {
         if (!stream.header)
             continue;
-        constexpr uint32_t kWanted = kSampleSizeOffset + 4;
-        const auto data =
-            context.window.At(stream.header->Data(), std::min<size_t>(stream.header->size, kWanted));
-        stream.type = GetLe32(data, kTypeOffset);
-        stream.sampleSize = GetLe32(data, kSampleSizeOffset);
+        const SKrStreamHeader header = ReadStreamHeader(context, *stream.header);
+        stream.type = header.type;
+        stream.sampleSize = header.sampleSize;
     }
 }
 
@@ -91,14 +86,22 @@ void CountChunks(const SKrVerifyContext& context)
 }
 } // namespace
 
-void Verify(const SKrVerifyFile& file, SKrVerification& verification, CKrProgress& progress)
+SKrStreamHeader ReadStreamHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)
 {
-    CKrLayoutWalk(file, verification.model, verification.results, progress).Run();
-    CKrVerifyWindow window(file);
-    CKrVerifyWindow looks(file);
-    const SKrVerifyContext context{window, looks, verification.model, verification.results, progress};
+    const size_t size = std::min<size_t>(chunk.size, SKrStreamHeader::kEncodedSize);
+    SKrStreamHeader header;
+    static_cast<void>(DecodeStreamHeader(context.window.At(chunk.Data(), size), header));
+    return header;
+}
+
+void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgress& progress)
+{
+    CKrLayoutCheck(file, verification.model, verification.results).Run(progress);
+    CKrFileWindow window(file);
+    CKrFileWindow strayWindow(file);
+    const SKrVerifyContext context{window, strayWindow, verification.model, verification.results, progress};
     CheckPresence(context);
-    ReadStreamTypes(context);
+    TakeStreamTypes(context);
     CountChunks(context);
     CheckMainHeaders(context);
     CheckStreamHeaders(context);

@@ -2,12 +2,14 @@
 #ifndef KR_TOOLS_VERIFY_KRVERIFY_H
 #define KR_TOOLS_VERIFY_KRVERIFY_H
 
+#include "format/KrAviHeaders.h"
+#include "tools/avi/KrFileWindow.h"
 #include "tools/verify/KrVerifyModel.h"
 #include "tools/verify/KrVerifyResults.h"
-#include "tools/verify/KrVerifyWindow.h"
 
 namespace KrTool
 {
+class CKrByteSource;
 class CKrProgress;
 
 struct SKrVerification
@@ -19,12 +21,15 @@ struct SKrVerification
 // What the single subjects work on, behind the walk over the bytes.
 struct SKrVerifyContext
 {
-    CKrVerifyWindow& window;
-    CKrVerifyWindow& looks; // for single places, beside what is read in a row
+    CKrFileWindow& window;
+    CKrFileWindow& strayWindow; // for single places, beside what is read in a row
     SKrVerifyModel& model;
     CKrVerifyResults& results;
     CKrProgress& progress;
 };
+
+// 'strh' in its usual size; fields that are not there are 0.
+SKrStreamHeader ReadStreamHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk);
 
 void CheckMainHeaders(const SKrVerifyContext& context);
 void CheckStreamHeaders(const SKrVerifyContext& context);
@@ -33,7 +38,7 @@ void CheckOpenDmlIndexes(const SKrVerifyContext& context);
 void CheckPrivateChunks(const SKrVerifyContext& context);
 
 // Throws CKrToolError when the file cannot be read.
-void Verify(const SKrVerifyFile& file, SKrVerification& verification, CKrProgress& progress);
+void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgress& progress);
 } // namespace KrTool
 
 #endif

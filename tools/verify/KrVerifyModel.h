@@ -3,6 +3,10 @@
 #ifndef KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 #define KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 
+#include "format/KrChunkHeader.h"
+#include "tools/avi/KrChunkIds.h"
+#include "tools/avi/KrChunkKinds.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -18,16 +22,8 @@ struct SKrPlacedChunk
     uint32_t id = 0;
     uint32_t size = 0;
 
-    uint64_t Data() const { return position + 8; }
+    uint64_t Data() const { return position + kChunkHeaderSize; }
     uint64_t End() const { return Data() + size; }
-};
-
-enum class EKrContent : uint8_t
-{
-    Video, // 'dc', 'db'
-    Audio, // 'wb'
-    Text,  // 'tx', 'sb'
-    Other  // palette changes and the like, which indexes may leave out
 };
 
 // One data chunk. There can be many millions, so these are 16 bytes.
@@ -90,21 +86,6 @@ struct SKrPrivateChunk
     bool isInPlace = false;
 };
 
-// What the bytes of a file are for. Together they are as many as the file has.
-enum class EKrBytes : uint8_t
-{
-    Structure, // headers of lists and chunks
-    Headers,
-    Data,
-    Indexes,
-    Private,
-    Filler,
-    Padding,
-    Other,
-    Unaccounted,
-    Count
-};
-
 struct SKrVerifyModel
 {
     std::vector<SKrSegmentPlace> segments;
@@ -115,7 +96,7 @@ struct SKrVerifyModel
     std::vector<SKrDataChunk> chunks;              // in file order
     std::vector<SKrStandardIndex> standardIndexes; // in file order
     std::vector<SKrPrivateChunk> privateChunks;
-    std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{};
+    std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{}; // together as many as the file has
     uint64_t oldIndexEntries = 0;
     uint64_t standardIndexEntries = 0;
     bool isCut = false; // there were more data chunks than are held

@@ -1,0 +1,83 @@
+#include "tools/avi/KrAviFile.h"
+
+#include "format/KrLimits.h"
+#include "platform/KrFileProbe.h"
+#include "platform/KrUtf8.h"
+#include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+
+namespace KrTool
+{
+namespace
+{
+// What the reader does not find can be there all the same.
+std::string WithNextSteps(const std::string& cause)
+{
+    return cause + "; kravi recover saves the whole frames of a damaged AVI file" + kVerifyStep;
+}
+
+// The reader tells no reasons, so the system is asked about the same file.
+std::string WhyNotOpened(const std::string& path)
+{
+    const SKrFileProbe probe = ProbeForReading(path);
+    if (probe.state != EKrReadability::Readable)
+        return WhyNotReadable(probe);
+    if (probe.size <= kLargestRefusedSize)
+        return "it has only " + Counted(probe.size, "byte") + "; an AVI file has more than " +
+               std::to_string(kLargestRefusedSize);
+    return WithNextSteps("the reader finds no AVI header that leads to data, and no chunk");
+}
+
+// The reader also opens what has no AVI header, as long as something there can be taken for a chunk.
+bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
+{
+    if (reader.FindFirstRiffSegment() != 0)
+        return true;
+    SKrAviVideoParams video = {};
+    uint32_t compression = 0;
+    uint16_t bitCount = 0;
+    int valid = 0;
+    uint32_t videoChunk = 0;
+    reader.GetVideoStreamInfo(&video, &compression, &bitCount, &valid, &videoChunk);
+    SKrWaveFormatInfo audio = {};
+    uint32_t audioChunk = 0;
+    return videoChunk != 0 || reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
+}
+} // namespace
+
+CKrAviFile::CKrAviFile(const std::string& path) : CKrByteSource(path)
+{
+    const std::wstring wide = WidePath(path);
+    if (KrCreateRiffReader(m_reader.Put()) == 0)
+        throw CKrToolError(path, "memory is short");
+    if (m_reader->Open(wide.c_str()) == 0)
+        throw CKrToolError(path, WhyNotOpened(path));
+    if (!HasAviHeaderOrDataChunks(*m_reader))
+        throw CKrToolError(path,
+                           WithNextSteps("the reader finds neither a RIFF 'AVI ' header nor data chunks"));
+    SetLength(m_reader->GetFileLength());
+}
+
+size_t CKrAviFile::ReadAt(uint64_t position, void* buffer, size_t count) const
+{
+    if (position >= Length())
+        return 0;
+    const auto wanted =
+        static_cast<uint32_t>(std::min<uint64_t>({count, Length() - position, uint64_t{UINT32_MAX}}));
+    if (static_cast<uint32_t>(position) != UINT32_MAX || wanted == 0)
+        return m_reader->ReadAt(position, buffer, wanted);
+
+    // The reader refuses positions that end in 32 set bits: this one byte is read together with the one
+    // before it. Callers ask again for what is left.
+    std::array<uint8_t, 2> bytes = {};
+    if (m_reader->ReadAt(position - 1, bytes.data(), 2) != 2)
+        return 0;
+    std::memcpy(buffer, &bytes[1], 1);
+    return 1;
+}
+} // namespace KrTool

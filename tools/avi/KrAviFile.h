@@ -1,0 +1,32 @@
+// An open file behind the library's reader, held for as long as a verb needs it.
+#ifndef KR_TOOLS_AVI_KRAVIFILE_H
+#define KR_TOOLS_AVI_KRAVIFILE_H
+
+#include "KrRiffUtils/KrRiffUtils.h"
+#include "base/KrRef.h"
+#include "tools/avi/KrInputFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace KrTool
+{
+// Ends the cause when the reader takes a file for none of its own.
+constexpr char kVerifyStep[] = ", and kravi verify tells what is wrong with it";
+
+class CKrAviFile final : public CKrByteSource
+{
+public:
+    // Opens the file, or throws CKrToolError with the reason as far as it can be known.
+    explicit CKrAviFile(const std::string& path);
+
+    IKrRiffReader& Reader() const { return *m_reader; }
+    size_t ReadAt(uint64_t position, void* buffer, size_t count) const override;
+
+private:
+    CKrRef<IKrRiffReader> m_reader;
+};
+} // namespace KrTool
+
+#endif

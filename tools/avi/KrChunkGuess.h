@@ -1,0 +1,66 @@
+// What the first bytes at a place of a file, damaged or not, look like.
+#ifndef KR_TOOLS_AVI_KRCHUNKGUESS_H
+#define KR_TOOLS_AVI_KRCHUNKGUESS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace KrTool
+{
+enum class EKrGuess : uint8_t
+{
+    Nothing,
+    End,        // not a byte is left
+    Rest,       // fewer bytes than a chunk header has
+    Zeros,      // eight of them
+    AviList,    // 'RIFF' or 'LIST' of a type that AVI files have, of any size
+    OtherList,  // of another type of printable characters
+    BrokenList, // of a type that is none
+    Data,       // a data chunk of a video or audio stream, of any size
+    OtherData,  // a chunk of a stream, neither video nor audio, that lies inside
+    Index,      // an index or filler, of any size
+    Header,     // another chunk that AVI files have, that lies inside
+    CutHeader,  // the same where it does not
+    Printable   // an id of letters and digits, of a size that lies inside
+};
+
+// Several of them as a set of bits.
+using GuessSet = uint32_t;
+template <class... GUESS>
+constexpr GuessSet GuessesOf(GUESS... guess)
+{
+    return (... | (GuessSet{1} << static_cast<unsigned>(guess)));
+}
+inline constexpr GuessSet kAnyList = GuessesOf(EKrGuess::AviList, EKrGuess::OtherList, EKrGuess::BrokenList);
+inline constexpr GuessSet kDataOrIndex = GuessesOf(EKrGuess::Data, EKrGuess::Index);
+
+struct SKrChunkGuess
+{
+    EKrGuess kind = EKrGuess::Nothing;
+    uint32_t id = 0;
+    uint32_t size = 0;
+    uint32_t type = 0; // of lists
+
+    [[nodiscard]] bool IsIn(GuessSet set) const { return (set & GuessesOf(kind)) != 0; }
+    [[nodiscard]] bool IsList() const { return IsIn(kAnyList); }
+};
+
+// Looks at the bytes at a place, of which the first twelve are wanted; `left` are those from there to the end
+// of the file or of the list in which the place lies.
+SKrChunkGuess GuessChunk(std::span<const uint8_t> bytes, uint64_t left);
+
+// Whether a type of 'RIFF' is one of AVI files.
+bool IsSegmentType(uint32_t type);
+
+// The first place among the bytes, from `from` on, that may be the header of a data chunk, an index, a filler
+// or a list. Four bytes are looked at: without a match, the first place that was not decided.
+struct SKrIdSearch
+{
+    size_t place = 0;
+    bool found = false;
+};
+SKrIdSearch FindId(std::span<const uint8_t> bytes, size_t from);
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,113 @@
+#include "tools/avi/KrChunkIds.h"
+
+#include "format/KrFourCC.h"
+
+#include <algorithm>
+#include <array>
+
+namespace KrTool
+{
+namespace
+{
+constexpr uint32_t kHexadecimalNumbers = 100; // above, letters come from something else than an id
+
+struct SKrEnding
+{
+    uint32_t id; // with any number
+    EKrContent content;
+};
+constexpr std::array<SKrEnding, 7> kEndings = {{{KrFourCC("00dc"), EKrContent::Video},
+                                                {KrFourCC("00db"), EKrContent::Video},
+                                                {KrFourCC("00wb"), EKrContent::Audio},
+                                                {KrFourCC("00tx"), EKrContent::Text},
+                                                {KrFourCC("00sb"), EKrContent::Text},
+                                                {KrFourCC("00pc"), EKrContent::Other},
+                                                {KrFourCC("00__"), EKrContent::Other}}};
+
+std::optional<uint32_t> HexDigit(char character)
+{
+    if (character >= '0' && character <= '9')
+        return character - '0';
+    if (character >= 'a' && character <= 'f')
+        return character - 'a' + 10;
+    if (character >= 'A' && character <= 'F')
+        return character - 'A' + 10;
+    return std::nullopt;
+}
+} // namespace
+
+const char* KindName(EKrStreamKind kind)
+{
+    return kind == EKrStreamKind::Video ? "video" : "audio";
+}
+
+std::optional<EKrContent> ContentOf(uint32_t id)
+{
+    for (const SKrEnding& ending : kEndings)
+    {
+        if (ending.id >> 16 == id >> 16)
+            return ending.content;
+    }
+    return std::nullopt;
+}
+
+bool IsOfKind(EKrContent content, EKrStreamKind kind)
+{
+    return content == (kind == EKrStreamKind::Video ? EKrContent::Video : EKrContent::Audio);
+}
+
+std::optional<uint32_t> StreamDigits(uint32_t id)
+{
+    const auto high = HexDigit(KrFourCCChar(id, 0));
+    const auto low = HexDigit(KrFourCCChar(id, 1));
+    return high && low ? std::optional(16 * *high + *low) : std::nullopt;
+}
+
+std::optional<SKrDataTag> DataTagOf(uint32_t id, size_t streamCount)
+{
+    const std::optional<EKrContent> content = ContentOf(id);
+    const std::optional<uint32_t> number = StreamDigits(id);
+    if (!content || !number)
+        return std::nullopt;
+    const bool isDecimal = *number / 16 < 10 && *number % 16 < 10;
+    if (!isDecimal && *number >= kHexadecimalNumbers)
+        return std::nullopt;
+    const uint32_t decimal = *number / 16 * 10 + *number % 16;
+    return SKrDataTag{isDecimal && *number >= streamCount && decimal < streamCount ? decimal : *number,
+                      *content};
+}
+
+uint32_t DataIdOfIndex(uint32_t indexId)
+{
+    return indexId >> 16 | KrFourCC("\0\0dc");
+}
+
+bool IsStandardIndexId(uint32_t id)
+{
+    return KrFourCCChar(id, 0) == 'i' && KrFourCCChar(id, 1) == 'x' && DataTagOf(DataIdOfIndex(id), 0);
+}
+
+std::vector<uint32_t> DataChunkIds(uint32_t stream, size_t streamCount, EKrStreamKind kind)
+{
+    std::vector<uint32_t> ids;
+    const auto add = [&ids, kind](char first, char second)
+    {
+        for (const SKrEnding& ending : kEndings)
+        {
+            const uint32_t id =
+                KrFourCC(first, second, KrFourCCChar(ending.id, 2), KrFourCCChar(ending.id, 3));
+            if (IsOfKind(ending.content, kind) && std::ranges::find(ids, id) == ids.end())
+                ids.push_back(id);
+        }
+    };
+    for (const char* const digits : {"0123456789abcdef", "0123456789ABCDEF"})
+    {
+        if (stream <= 0xFF)
+            add(digits[stream / 16], digits[stream % 16]);
+    }
+    const uint32_t decimalReadAsHex = stream / 10 * 16 + stream % 10;
+    if (stream >= 10 && stream <= 99 && decimalReadAsHex >= streamCount)
+        add(static_cast<char>('0' + stream / 10), static_cast<char>('0' + stream % 10));
+    return ids;
+}
+} // namespace KrTool

@@ -1,0 +1,62 @@
+// The ids of chunks that belong to streams: '00dc', '01wb', 'ix00'.
+#ifndef KR_TOOLS_AVI_KRCHUNKIDS_H
+#define KR_TOOLS_AVI_KRCHUNKIDS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace KrTool
+{
+inline constexpr size_t kMostStreams = 256; // as many as two hexadecimal digits can name
+
+enum class EKrStreamKind
+{
+    Video,
+    Audio
+};
+
+// What a user sees as the name of a stream's kind.
+const char* KindName(EKrStreamKind kind);
+
+// What a chunk holds by the last two characters of its id.
+enum class EKrContent : uint8_t
+{
+    Video, // 'dc', 'db'
+    Audio, // 'wb'
+    Text,  // 'tx', 'sb'
+    Other  // palette changes and the like, which indexes may leave out
+};
+std::optional<EKrContent> ContentOf(uint32_t id);
+bool IsOfKind(EKrContent content, EKrStreamKind kind);
+
+// The number in the first two characters of an id, as hexadecimal digits.
+std::optional<uint32_t> StreamDigits(uint32_t id);
+
+struct SKrDataTag
+{
+    uint32_t stream = 0;
+    EKrContent content = EKrContent::Other;
+
+    // Of video and audio.
+    [[nodiscard]] EKrStreamKind Kind() const
+    {
+        return content == EKrContent::Audio ? EKrStreamKind::Audio : EKrStreamKind::Video;
+    }
+};
+
+// What the id of a data chunk says. Hexadecimal numbers end below 100. Where the headers have `streamCount`
+// streams and none of the number in hexadecimal digits, decimal ones are taken as such.
+std::optional<SKrDataTag> DataTagOf(uint32_t id, size_t streamCount);
+
+// "ix00" and the like, and the id that a video chunk of the same stream has.
+bool IsStandardIndexId(uint32_t id);
+uint32_t DataIdOfIndex(uint32_t indexId);
+
+// The ids that a stream's data chunks may have: its number as two hexadecimal digits, and for numbers from
+// ten on, as some programs write, as two decimal digits where no other stream has that id.
+std::vector<uint32_t> DataChunkIds(uint32_t stream, size_t streamCount, EKrStreamKind kind);
+} // namespace KrTool
+
+#endif

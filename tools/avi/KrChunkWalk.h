@@ -1,0 +1,70 @@
+// The chunk tree of a file, walked so that hostile files cost no more than their length: no recursion, no
+// byte counted to two chunks of one level, a limit on nodes.
+#ifndef KR_TOOLS_AVI_KRCHUNKWALK_H
+#define KR_TOOLS_AVI_KRCHUNKWALK_H
+
+#include "KrRiffUtils/KrRiffTypes.h"
+#include "format/KrChunkHeader.h"
+
+#include <cstdint>
+#include <deque>
+#include <vector>
+
+namespace KrTool
+{
+class CKrAviFile;
+class CKrProgress;
+
+inline uint64_t HeaderPosition(const SKrRiffChunkInfo& chunk)
+{
+    return chunk.offset - kChunkHeaderSize;
+}
+
+// Position behind a chunk's payload, the padding byte of odd sizes not counted.
+inline uint64_t EndPosition(const SKrRiffChunkInfo& chunk)
+{
+    return chunk.offset + chunk.cksize;
+}
+
+// How many more nodes may be read from one file. The reader keeps each node until the file is closed.
+class CKrNodeBudget
+{
+public:
+    explicit CKrNodeBudget(uint64_t nodes) : m_left(nodes) {}
+
+    // False when the budget is used up.
+    [[nodiscard]] bool Take()
+    {
+        if (m_left == 0)
+        {
+            m_exceeded = true;
+            return false;
+        }
+        --m_left;
+        return true;
+    }
+
+    bool Exceeded() const { return m_exceeded; }
+
+private:
+    uint64_t m_left;
+    bool m_exceeded = false;
+};
+
+// The top-level segments, in file order.
+std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& budget);
+
+// The sub-chunks of a container that start before `limit`, in file order; none for other chunks. The reader
+// bounds them by what the container claims; `limit` is where the containers around it end, so that no chunk
+// is visited twice.
+//
+// The library's writer fills up to a sector directly behind chunks of odd size. The reader, which takes a
+// byte for padding there, finds nothing more: with `others` the rest is read from the file, and its nodes are
+// made there. Such nodes are not the reader's, and not for its operations.
+using OwnNodes = std::deque<SKrRiffChunkNode>;
+std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
+                                         CKrNodeBudget& budget, CKrProgress& progress,
+                                         OwnNodes* others = nullptr);
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,147 @@
+// One pass over a file, damaged or not, from header to header. It reports lists, chunks, padding and gaps, so
+// that each byte is given to one of them.
+#ifndef KR_TOOLS_AVI_KRFILESCANNER_H
+#define KR_TOOLS_AVI_KRFILESCANNER_H
+
+#include "tools/avi/KrChunkFinder.h"
+#include "tools/avi/KrChunkKinds.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace KrTool
+{
+// What a scan goes by where sizes contradict each other.
+enum class EKrTrust
+{
+    ListSizes,  // lists that AVI files have end where they say, unless a chunk that overruns them leads on
+    ChunkSizes, // lists end where they say, but for chunks that overrun them; a segment ends all before it
+    Followers   // lists of any size are entered, and a chunk's size is right when what follows proves it
+};
+
+struct SKrScanRules
+{
+    EKrTrust trust = EKrTrust::ListSizes;
+    GuessSet chunks = 0;           // that are taken for chunks or lists as they come
+    bool reportsZeros = false;     // runs of zeros by themselves, not as gaps
+    size_t levels = kDeepestLevel; // that are entered, the file itself among them
+    SKrSearchRules search;
+};
+
+// A list that the scan is in. The first one is the file itself.
+struct SKrScannedList
+{
+    EKrListKind kind = EKrListKind::File;
+    uint32_t type = 0;
+    uint32_t size = 0;       // as stored
+    uint64_t position = 0;   // of the header
+    uint64_t end = 0;        // of what is looked at
+    uint64_t claimedEnd = 0; // by its own size
+    bool isUnset = false;    // its size was never filled in
+    bool isOpen = false;     // the size is known to be wrong: what cannot lie inside ends the list
+    bool hasChildren = false;
+};
+
+struct SKrScannedChunk
+{
+    SKrChunkGuess guess;
+    uint64_t position = 0; // of the header
+    uint64_t end = 0;      // of what is there
+};
+
+// What is told about a file, in file order. `around` are the lists that the place lies in, the innermost
+// last; the innermost has no children yet when the first one is reported.
+class IKrScanListener
+{
+public:
+    using Lists = std::span<const SKrScannedList>;
+
+    virtual ~IKrScanListener() = default;
+
+    // A list or segment begins; it is not among those around it.
+    virtual void OnList(const SKrScannedList& list, Lists around) = 0;
+    virtual void OnListEnd(const SKrScannedList&, Lists /*around*/, uint64_t /*position*/) {}
+
+    // A segment claims more than the place where the next one begins.
+    virtual void OnSegmentOverlap(const SKrScannedList& /*segment*/, uint64_t /*position*/) {}
+
+    // A chunk with its header; also a list that is not entered.
+    virtual void OnChunk(const SKrScannedChunk& chunk, Lists around) = 0;
+
+    // The chunk that comes next leads out of the list around it, or, where it is cut, out of the file; its
+    // size says that it ends at `claimedEnd`.
+    virtual void OnOverrun(const SKrScannedChunk&, Lists /*around*/, uint64_t /*claimedEnd*/, bool /*isCut*/)
+    {
+    }
+
+    // A chunk whose data are not there in full. The gap after it begins with its header.
+    virtual void OnLostChunk(const SKrChunkGuess&) {}
+
+    virtual void OnPadding(uint64_t /*position*/) {}
+    virtual void OnMissingPadding(uint64_t /*position*/, uint32_t /*idThere*/) {}
+
+    // Eight zero bytes or more.
+    virtual void OnZeros(uint64_t /*from*/, uint64_t /*to*/, Lists /*around*/) {}
+
+    // Bytes that belong to no chunk.
+    virtual void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) = 0;
+
+    // Whether the listener can hold no more: what is left is then one gap.
+    [[nodiscard]] virtual bool IsFull() const { return false; }
+};
+
+class CKrFileScanner
+{
+public:
+    // `rules` must outlive the scanner.
+    CKrFileScanner(const CKrByteSource& file, const SKrScanRules& rules, IKrScanListener& listener,
+                   CKrProgress& progress);
+
+    // Moves forward only, so that overlapping lists cost nothing. `step` is what the progress shows.
+    void Run(const std::string& step);
+
+private:
+    void Step();
+    [[nodiscard]] bool TakeList(const SKrChunkGuess& guess);
+    void EnterSegment(const SKrChunkGuess& guess);
+    void EnterList(const SKrChunkGuess& guess, const SKrListKind& kind);
+    void Enter(const SKrScannedList& list);
+    void LeaveList(uint64_t position);
+    void LeaveEndedLists();
+
+    [[nodiscard]] bool TakeChunk(const SKrChunkGuess& guess);
+    void TakeByLists(const SKrChunkGuess& guess);
+    [[nodiscard]] bool TakeByChunks(const SKrChunkGuess& guess);
+    void TakeByFollowers(const SKrChunkGuess& guess);
+    void TakeDoubtful(const SKrChunkGuess& guess);
+    void Report(const SKrChunkGuess& guess, uint64_t end);
+    void ReportOverrun(const SKrChunkGuess& guess, uint64_t end, bool isCut);
+
+    [[nodiscard]] uint64_t ClaimedEnd(const SKrChunkGuess& guess) const;
+    [[nodiscard]] bool IsCut(uint64_t end) const;
+    uint64_t ResolveEnd(const SKrChunkGuess& guess);
+    void ExtendLists(uint64_t end);
+    void CloseOpenLists(uint32_t places);
+    void MoveTo(uint64_t position, bool isOddChunk);
+    void Align(bool isOddChunk);
+    uint64_t PositionBehind(uint64_t end, uint32_t size);
+
+    void PassZeros();
+    void PassGap(uint64_t to);
+
+    [[nodiscard]] bool TrustsLists() const { return m_rules.trust == EKrTrust::ListSizes; }
+    SKrScannedList& Top() { return m_lists.back(); }
+
+    const uint64_t m_length;
+    const SKrScanRules& m_rules;
+    IKrScanListener& m_listener;
+    CKrProgress& m_progress;
+    CKrChunkFinder m_finder;
+    std::vector<SKrScannedList> m_lists;
+    uint64_t m_position = 0;
+};
+} // namespace KrTool
+
+#endif

@@ -1,0 +1,35 @@
+#include "tools/avi/KrFileWindow.h"
+
+#include "tools/avi/KrInputFile.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+std::span<const uint8_t> CKrFileWindow::From(uint64_t position, size_t count)
+{
+    const uint64_t length = m_file.Length();
+    if (position >= length)
+        return {};
+    const auto wanted = static_cast<size_t>(std::min<uint64_t>(count, length - position));
+    if (position < m_position || position + wanted > m_position + m_bytes.size())
+        Load(position, wanted);
+    return std::span<const uint8_t>(m_bytes).subspan(static_cast<size_t>(position - m_position));
+}
+
+std::span<const uint8_t> CKrFileWindow::At(uint64_t position, size_t count)
+{
+    const std::span<const uint8_t> bytes = From(position, count);
+    return bytes.first(std::min(count, bytes.size()));
+}
+
+void CKrFileWindow::Load(uint64_t position, size_t count)
+{
+    const bool follows = position >= m_position && position - m_position <= 2 * m_bytes.size();
+    m_reach = follows ? std::min(2 * m_reach, kLargest) : kSmallest;
+    m_bytes.resize(
+        static_cast<size_t>(std::min<uint64_t>(std::max(count, m_reach), m_file.Length() - position)));
+    m_position = position;
+    m_file.Fill(position, m_bytes);
+}
+} // namespace KrTool

@@ -1,0 +1,41 @@
+// The bytes of a file as walks want them: reads that follow each other become few and large ones, reads that
+// jump from header to header stay small.
+#ifndef KR_TOOLS_AVI_KRFILEWINDOW_H
+#define KR_TOOLS_AVI_KRFILEWINDOW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace KrTool
+{
+class CKrByteSource;
+
+class CKrFileWindow
+{
+public:
+    static constexpr size_t kLargest = size_t{1} << 18;
+
+    explicit CKrFileWindow(const CKrByteSource& file) : m_file(file) {}
+
+    // Exactly `count` bytes from a position on, or fewer at the end of the file. Valid until the next call.
+    // `count` is at most kLargest. Throws CKrToolError when the file cannot be read.
+    std::span<const uint8_t> At(uint64_t position, size_t count);
+
+    // The same with whatever else is at hand behind them.
+    std::span<const uint8_t> From(uint64_t position, size_t count);
+
+private:
+    static constexpr size_t kSmallest = 4096;
+
+    void Load(uint64_t position, size_t count);
+
+    const CKrByteSource& m_file;
+    uint64_t m_position = 0;
+    size_t m_reach = kSmallest;
+    std::vector<uint8_t> m_bytes;
+};
+} // namespace KrTool
+
+#endif

@@ -38,15 +38,11 @@ bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
 {
     if (reader.FindFirstRiffSegment() != 0)
         return true;
-    SKrAviVideoParams video = {};
-    uint32_t compression = 0;
-    uint16_t bitCount = 0;
-    int valid = 0;
-    uint32_t videoChunk = 0;
-    reader.GetVideoStreamInfo(&video, &compression, &bitCount, &valid, &videoChunk);
     SKrWaveFormatInfo audio = {};
+    int valid = 0;
     uint32_t audioChunk = 0;
-    return videoChunk != 0 || reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
+    return SKrVideoAnswer(reader).chunkId != 0 ||
+           reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
 }
 } // namespace
 

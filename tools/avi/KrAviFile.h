@@ -12,6 +12,22 @@
 
 namespace KrTool
 {
+// What the reader reports about the video stream that it took.
+struct SKrVideoAnswer
+{
+    uint32_t frames = 0;
+    uint32_t chunkId = 0; // of its first data chunk, or 0
+    int isValid = 0;      // otherwise nothing is known of the rest
+    SKrAviVideoParams format{};
+    uint32_t compression = 0;
+    uint16_t bitCount = 0;
+
+    explicit SKrVideoAnswer(IKrRiffReader& reader)
+    {
+        frames = reader.GetVideoStreamInfo(&format, &compression, &bitCount, &isValid, &chunkId);
+    }
+};
+
 // Ends the cause when the reader takes a file for none of its own.
 constexpr char kVerifyStep[] = ", and kravi verify tells what is wrong with it";
 

@@ -60,22 +60,13 @@ std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind 
 // The same where there are no headers: the reader tells the id of the first data chunk that it saw.
 std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind kind)
 {
+    if (kind == EKrStreamKind::Video)
+        return StreamDigits(SKrVideoAnswer(file.Reader()).chunkId);
     uint32_t id = 0;
     int valid = 0;
-    if (kind == EKrStreamKind::Video)
-    {
-        SKrAviVideoParams format = {};
-        uint32_t compression = 0;
-        uint16_t bitCount = 0;
-        file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &id);
-    }
-    else
-    {
-        SKrWaveFormatInfo format = {};
-        if (file.Reader().GetAudioStreamInfo(&format, &valid, &id, nullptr) == 0)
-            return std::nullopt;
-    }
-    return StreamDigits(id);
+    SKrWaveFormatInfo format = {};
+    const bool hasChunks = file.Reader().GetAudioStreamInfo(&format, &valid, &id, nullptr) != 0;
+    return hasChunks ? StreamDigits(id) : std::nullopt;
 }
 
 void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)

@@ -200,15 +200,10 @@ private:
     // Scan mode and pixel aspect ratio as the reader knows them.
     [[nodiscard]] SKrAviVideoParams ReaderFormat() const
     {
+        const SKrVideoAnswer answer(m_file.Reader());
+        if (answer.isValid != 0)
+            return answer.format;
         SKrAviVideoParams known{};
-        uint32_t compression = 0;
-        uint16_t bitCount = 0;
-        int valid = 0;
-        uint32_t chunkId = 0;
-        m_file.Reader().GetVideoStreamInfo(&known, &compression, &bitCount, &valid, &chunkId);
-        if (valid != 0)
-            return known;
-        known = {};
         known.aspectMode = kAspectModeUnknown;
         known.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
         return known;

@@ -6,7 +6,6 @@
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/output/KrRecordingOptions.h"
-#include "tools/recover/KrRecoverOptions.h"
 
 #include <array>
 #include <charconv>
@@ -187,25 +186,19 @@ void CKrRecoveredFormat::TakeScanModeAndAspect()
     video.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
     if (m_headers.streams.empty())
         return;
-    SKrAviVideoParams known{};
-    uint32_t compression = 0;
-    uint16_t bitCount = 0;
-    int valid = 0;
-    uint32_t chunkId = 0;
     try
     {
         const CKrAviFile file(m_options.file);
-        file.Reader().GetVideoStreamInfo(&known, &compression, &bitCount, &valid, &chunkId);
+        SKrVideoAnswer known(file.Reader());
+        if (known.isValid == 0 || known.format.width != video.width || known.format.height != video.height)
+            return;
+        known.format.bitCount = video.bitCount;
+        known.format.frameRate = video.frameRate;
+        video = known.format;
     }
-    catch (const CKrToolError&)
+    catch (const CKrToolError&) // the reader cannot open what is left
     {
-        return;
     }
-    if (valid == 0 || known.width != video.width || known.height != video.height)
-        return;
-    known.bitCount = video.bitCount;
-    known.frameRate = video.frameRate;
-    video = known;
 }
 
 bool CKrRecoveredFormat::TakeAudio(const SKrAviStream* stream)

@@ -142,42 +142,33 @@ void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrRepor
 
 Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
 {
-    const auto query = [&file](SKrAviVideoParams& format, uint32_t& compression, uint16_t& bitCount,
-                               int& valid, uint32_t& chunkId)
-    {
-        return file.Reader().GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &chunkId);
-    };
-    SKrAviVideoParams format = {};
-    uint32_t compression = 0;
-    uint16_t bitCount = 0;
-    int valid = 0;
-    uint32_t chunkId = 0;
-    const uint32_t framesBefore = query(format, compression, bitCount, valid, chunkId);
+    const uint32_t framesBefore = SKrVideoAnswer(file.Reader()).frames;
     const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Video, nullptr);
-    const uint32_t framesAfter = query(format, compression, bitCount, valid, chunkId);
+    const SKrVideoAnswer answer(file.Reader());
+    const SKrAviVideoParams& format = answer.format;
 
-    Json video = {{"chunkId", ChunkIdJson(chunkId)}};
+    Json video = {{"chunkId", ChunkIdJson(answer.chunkId)}};
     const SKrAviStream* const stream = FirstVideoStream(facts);
-    if (valid == 0 && chunkId == 0 && stream == nullptr)
+    if (answer.isValid == 0 && answer.chunkId == 0 && stream == nullptr)
         return nullptr;
     if (stream != nullptr)
         video["stream"] = stream->number;
-    if (valid != 0)
+    if (answer.isValid != 0)
     {
         video["size"] = SizeText(format.width, format.height);
         video["displaySize"] = SizeText(format.displayWidth, format.displayHeight);
         video["frameRate"] = FrameRateJson(format.frameRate, stream, report);
         video["scanMode"] = ScanModeJson(static_cast<EKrScanMode>(format.scanMode));
         video["aspectMode"] = AspectModeJson(format.aspectMode);
-        video["compression"] = CompressionJson(compression);
-        video["bitCount"] = bitCount;
+        video["compression"] = CompressionJson(answer.compression);
+        video["bitCount"] = answer.bitCount;
     }
     else
     {
         report.Finding("the reader finds no usable video format");
     }
     video["framesBeforeIndexLoad"] = framesBefore;
-    video["framesAfterIndexLoad"] = index ? Json(framesAfter) : Json();
+    video["framesAfterIndexLoad"] = index ? Json(answer.frames) : Json();
     video["indexEntries"] = IndexedChunks(file, index, "video", report);
     if (index)
         CompareFrameCounts(facts, index->size(), report);

@@ -15,7 +15,6 @@
 #include "tools/output/KrRecordingOptions.h"
 #include "tools/recover/KrChunkScan.h"
 #include "tools/recover/KrDamagedHeaders.h"
-#include "tools/recover/KrRecoverOptions.h"
 #include "tools/recover/KrRecoveredFormat.h"
 
 #include <nlohmann/json.hpp>

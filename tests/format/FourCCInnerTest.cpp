@@ -21,6 +21,7 @@ TEST(FourCC, FirstCharacter_IsTheLowestByte)
     EXPECT_EQ(KrFourCC("RIFF"), 0x46464952u);
     EXPECT_EQ(KrFourCC("AVI "), 0x20495641u);
     EXPECT_EQ(KrFourCC("\xFF\x80\x01 "), 0x200180FFu);
+    EXPECT_EQ(KrFourCC('\xFF', '\x80', '\x01', ' '), 0x200180FFu);
 }
 
 TEST(FourCC, Character_IsFoundByItsPlace)

@@ -101,3 +101,36 @@ TEST(WaveFormat, FieldCutByTheEnd_KeepsItsLowBytes)
     EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 15)).bitsPerSample, 0x10);
     EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 17)).extraSize, 0x16);
 }
+
+namespace
+{
+// A WAVEFORMATEXTENSIBLE up to the first bytes of its sub-format.
+std::vector<uint8_t> ExtensibleFormat(std::initializer_list<uint8_t> subFormat)
+{
+    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    bytes.insert(bytes.end(), {0x10, 0x00, 0x03, 0x00, 0x00, 0x00}); // valid bits, channel mask
+    bytes.insert(bytes.end(), subFormat);
+    return bytes;
+}
+} // namespace
+
+TEST(WaveFormat, ExtensibleFormat_HasTheTagOfItsSubFormat)
+{
+    SKrWaveFormat expected = kFormat;
+    expected.formatTag = 0x8103;
+    ExpectSame(DecodeResolvedWaveFormat(ExtensibleFormat({0x03, 0x81, 0xFF})), expected);
+}
+
+TEST(WaveFormat, ExtensibleFormatCutInItsSubFormat_KeepsTheLowByte)
+{
+    EXPECT_EQ(DecodeResolvedWaveFormat(ExtensibleFormat({0x03})).formatTag, 0x03);
+    EXPECT_EQ(DecodeResolvedWaveFormat(ExtensibleFormat({})).formatTag, 0);
+    EXPECT_EQ(DecodeResolvedWaveFormat(kBytes).formatTag, 0);
+}
+
+TEST(WaveFormat, OtherFormat_KeepsItsTag)
+{
+    std::vector<uint8_t> bytes = ExtensibleFormat({0x03, 0x81});
+    bytes[1] = 0x7F;
+    EXPECT_EQ(DecodeResolvedWaveFormat(bytes).formatTag, 0x7FFE);
+}

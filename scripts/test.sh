@@ -2,8 +2,13 @@
 # Builds and tests everything: the format of the sources, Linux release, Windows under Wine, address and
 # undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
+<<<<<<< HEAD
 #   --full    clang-tidy as well, a minute of each fuzzer, and more killed recordings
 # While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
+=======
+#   --full    clang-tidy as well, a minute of each fuzzer, more recordings that are killed, and mutation testing
+# While one stage is tested the next one is compiled, at the lowest priority. Compiles through ccache where it is there.
+>>>>>>> b2ae144 (scripts: mutation testing is the last stage of test.sh --full)
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."
@@ -18,7 +23,7 @@ windows_operations=10000
 case "${1:-}" in
 --quick) stages=(linux) ;;
 --full)
-    stages=(format lint linux windows asan fuzz tsan)
+    stages=(format lint linux windows asan fuzz tsan mutants)
     fuzz_time=1
     linux_kills=100
     windows_kills=10
@@ -34,7 +39,7 @@ esac
 
 packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PACKAGES[@]}")
 [ "${1:-}" = --quick ] || packages+=("${KR_FORMAT_PACKAGES[@]}" "${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
-[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}")
+[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
 # What ccache must ignore to get hits for sources with a precompiled header.
@@ -143,6 +148,10 @@ run_stage() {
         ;;
     fuzz)
         scripts/fuzz.sh "$fuzz_time"
+        return
+        ;;
+    mutants)
+        scripts/mutants.sh >"$log" 2>&1
         return
         ;;
     esac

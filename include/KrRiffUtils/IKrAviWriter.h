@@ -16,15 +16,15 @@
 // Threads: all operations may be called from any thread. Submissions never wait for the disk; direct chunks
 // do. OpenFile and CloseFile wait for each other, and return 0 from inside an operation of a sample. A thread
 // that calls CloseFile or the last Release may still hold references to queued samples, but no locked buffer.
-// The library holds no lock that a submission or a direct chunk waits for while it calls a sample. More in
+// The library holds no lock that a submission or a direct chunk waits for while it calls a sample. See
 // docs/threads.md.
 //
-// Where there is no memory, OpenFile and the submissions may pass std::bad_alloc: no file is open then, or
-// the sample was not taken. On the worker it ends the recording like a failed write.
+// Out of memory, OpenFile and the submissions may throw std::bad_alloc: no file is open then, or the sample
+// was not queued. On the worker it ends the recording like a failed write.
 //
 // A recording whose process ends without CloseFile is readable up to the last update of its index, about a
-// second of video before the last frame that was written. What still waited in the queue is lost: chunks are
-// written five milliseconds apart at least, and frames wait for their sound.
+// second of video before the last frame that was written. What was still queued is lost: chunks are written
+// at least five milliseconds apart, and frames wait for their sound.
 class IKrAviWriter : public IKrUnknown
 {
 public:
@@ -38,11 +38,11 @@ public:
     virtual int OpenFile(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                          const WAVEFORMATEX* audioFormat) = 0;
 
-    // Queues a frame. Takes a reference, which the writer releases when the frame is written, on its
-    // worker's thread as a rule. The length is asked here and counts for the interleave; the bytes are those
-    // of the LockBuffer that follows. A sample that cannot be locked then is passed over, which CloseFile
-    // reports. Takes about a millisecond, which slows producers down on purpose. Returns 0 for a null or
-    // empty sample, without an open file, or after any write failed.
+    // Queues a frame. Takes a reference, which the writer releases when the frame is written, normally on its
+    // worker's thread. The length for the interleave is queried here; the bytes are those of a later
+    // LockBuffer. A sample that cannot be locked then is skipped, which CloseFile reports. Takes about a
+    // millisecond, which slows producers down on purpose. Returns 0 for a null or empty sample, without an
+    // open file, or after any write failed.
     virtual int AddVideoSample(IKrMediaSample* sample) = 0;
 
     // The same for a block of PCM audio: whole sample frames. Returns 0 for a file without audio as well.
@@ -50,12 +50,12 @@ public:
     virtual int AddAudioSample(IKrMediaSample* sample) = 0;
 
     // Writes everything that is queued and the indexes, completes the headers, flushes and closes the file.
-    // Returns 0 when the file is not all that was handed in: a write or a flush failed, a sample was passed
-    // over, a header or index could not be mapped, or a queued chunk is in no OpenDML index. Else 1, also
+    // Returns 0 when the file lacks anything that was submitted: a write or a flush failed, a sample was
+    // skipped, a header or index could not be mapped, or a queued chunk is in no OpenDML index. Else 1, also
     // when no file is open.
     virtual int CloseFile() = 0;
 
-    // OpenFile with what the record contains: uncompressed frames, 8 in the header as their bit count, and
+    // OpenFile with the values of the record: uncompressed frames, 8 in the header as their bit count, and
     // PCM audio when it has any audio stream. Returns 0 for a null record or one without a video stream.
     virtual int OpenFileFromInfo(const wchar_t* path, const SKrMediaInfo* info) = 0;
 
@@ -65,7 +65,7 @@ public:
     // A low-level path: such chunks are entered in the indexes but are neither padded (not even to an even
     // length) nor counted as frames or audio, and they do not start segments or standard indexes. At most
     // 4028 of one stream between two queued samples get into the standard index, and none that lies more than
-    // 4 GiB after the index's first chunk. A chunk that would make its segment pass 4 GiB is refused.
+    // 4 GiB after the index's first chunk. A chunk that would make its segment exceed 4 GiB is refused.
     virtual int WriteVideoChunk(const void* data, int32_t length) = 0;
     virtual int WriteAudioChunk(const void* data, int32_t length) = 0;
 };

@@ -1,4 +1,4 @@
-// The reader of RIFF files, and of AVI files (AVI 1.0 with OpenDML 1.02) above all.
+// The reader of RIFF files, in particular of AVI files (AVI 1.0 with OpenDML 1.02).
 #ifndef KRRIFFUTILS_IKRRIFFREADER_H
 #define KRRIFFUTILS_IKRRIFFREADER_H
 
@@ -6,36 +6,36 @@
 #include "KrFramework.h"
 #include "KrRiffTypes.h"
 
-// Opens one file at a time and answers from it: stream formats, the chunk tree, chunk searches, stream
-// indexes and raw bytes.
+// Opens one file at a time and gives access to its stream formats, chunk tree, stream indexes and raw bytes,
+// and to chunk searches.
 //
-// Call order: Open, then anything, then Close or Release. Statuses are 1 for done and 0 for not; no
+// Call order: Open, then anything, then Close or Release. Statuses are 1 for success and 0 for failure; no
 // operation reports why it failed.
 //
 // Threads: all operations may be called from any thread. A reader has one lock. Open, Close, the walks, the
 // chunk search and the index loads only try it: while another thread is inside one of them, they refuse (0,
 // null, or nothing done) instead of waiting. GetFileLength waits for it. ReadChunkData and ReadAt take no
-// lock, may run on several threads at once, and beside Close and Open read the file that was open when they
-// started. The two stream queries take none either and answer from the last Open that parsed a file, also
-// after Close, when only the frame count is 0. A walk or search is state of the reader, not of the thread,
-// and what it hands out is valid until the file is closed: hosts that share a reader serialise walks and
-// searches. More in docs/threads.md.
+// lock, may run on several threads at once, and during Close and Open read the file that was open when they
+// started. The two stream queries take none either and report the last Open that parsed a file, even after
+// Close, when only the frame count is 0. A walk or search is state of the reader, not of the thread, and its
+// nodes and records are valid until the file is closed: hosts that share a reader serialise walks and
+// searches. See docs/threads.md.
 class IKrRiffReader : public IKrUnknown
 {
 public:
     // Opens a file, shared for reading only, and parses its headers; the indexes are not read yet. Returns 1
-    // at once, touching nothing, when this path is open already (the same text; on Windows without regard to
-    // case); otherwise the file that is open gets closed first, also when the new one cannot be opened. Files
-    // of 200 bytes or less are refused. A file that is not RIFF 'AVI ' opens when a chunk header is found at
-    // or after byte 200. A file that is open for writing elsewhere is refused. Refused as well while another
-    // thread is inside the reader, whose file then stays open.
+    // at once, with no effect, when this path is already open (the same text; case-insensitive on Windows);
+    // otherwise the open file is closed first, even if the new one cannot be opened. Files of 200 bytes or
+    // less are refused. A file that is not RIFF 'AVI ' opens if a chunk header is found at or after byte 200.
+    // Also refused: a file that is open for writing elsewhere, and any call while another thread is inside
+    // the reader, whose file then stays open.
     virtual int Open(const wchar_t* path) = 0;
 
     // Closes the file; nodes and records handed out become invalid. While another thread holds the reader's
-    // lock the file stays open, which the caller cannot tell from the call itself.
+    // lock the file stays open; the call does not report that.
     virtual void Close() = 0;
 
-    // Length of the open file in bytes, 0 when none is open. Waits for the reader's lock.
+    // Returns the length of the open file in bytes, or 0 when no file is open. Waits for the reader's lock.
     virtual uint64_t GetFileLength() = 0;
 
     // Starts a walk over the top-level RIFF segments: 'AVI ', then each 'AVIX' (OpenDML 1.02). Returns 1
@@ -43,9 +43,9 @@ public:
     // thread: other threads are refused from then on.
     virtual int FindFirstRiffSegment() = 0;
 
-    // Reports the current segment and moves on. Returns 1 when more segments follow, and 0, with the
-    // outputs filled all the same, when the one just reported is the last. Returns 0 and fills nothing
-    // when no walk is under way. `node` may be null.
+    // Reports the current segment and advances. Returns 1 when more segments follow, and 0, with the outputs
+    // still filled, when the one just reported is the last. Returns 0 and leaves the outputs alone when no
+    // walk is under way. `node` may be null.
     virtual int FindNextRiffSegment(uint32_t* formType, uint32_t* size, uint64_t* dataOffset,
                                     SKrRiffChunkNode** node) = 0;
 
@@ -53,8 +53,8 @@ public:
     // for any other node.
     virtual int FindFirstSubChunk(SKrRiffChunkNode* node) = 0;
 
-    // Reports the current sub-chunk and moves on, with the same rule for the last one as
-    // FindNextRiffSegment. `type` is the list type of a 'LIST', else 0. `node` may be null.
+    // Reports the current sub-chunk and advances, with the same rule for the last one as FindNextRiffSegment.
+    // `type` is the list type of a 'LIST', else 0. `node` may be null.
     virtual int FindNextSubChunk(uint32_t* ckid, uint32_t* type, uint32_t* size, uint64_t* dataOffset,
                                  SKrRiffChunkNode** node) = 0;
 
@@ -64,24 +64,24 @@ public:
     virtual uint32_t ReadChunkData(const SKrRiffChunkInfo* chunk, uint8_t* buffer, uint32_t bufferSize) = 0;
 
     // Reads up to `count` bytes at an absolute file position into the caller's buffer and returns how many
-    // came; 0 on failure and past the end of the file. A position whose low 32 bits are all ones is
+    // were read; 0 on failure and past the end of the file. A position whose low 32 bits are all ones is
     // refused.
     virtual uint32_t ReadAt(uint64_t position, void* buffer, uint32_t count) = 0;
 
-    // The last RIFF segment, or null when there is none. The record belongs to the reader and is valid
-    // until the file is closed. The segment walk is left at its end.
+    // Returns the last RIFF segment, or null when there is none. The record belongs to the reader and is
+    // valid until the file is closed. Leaves the segment walk at its end.
     virtual SKrRiffChunkInfo* GetLastRiffSegment() = 0;
 
-    // Starts a search for chunks by id from an absolute file position, through all containers, depth first.
-    // All bits set as position means the first chunk after the header list. A chunk of size 0 is found
-    // only when it is 'JUNK'. Returns 1 when there is a match. An empty set returns 0 and leaves an earlier
-    // search as it was. The set is copied.
+    // Starts a search for chunks by id from an absolute file position, through all containers, depth first. A
+    // position with all bits set means the first chunk after the header list. A chunk of size 0 is found only
+    // when it is 'JUNK'. Returns 1 when there is a match. An empty set returns 0 and does not affect an
+    // earlier search. The set is copied.
     virtual int FindFirstChunk(const CDWordArray* fourccs, uint64_t startPosition) = 0;
 
-    // Reports the current match and looks for the next. Returns 1 when there is one, and 0, with the outputs
-    // filled all the same, when the match just reported is the last; it is then reported again by
-    // each further call. `record` may be null; a record is valid until the search ends. Without a search
-    // under way it throws std::out_of_range.
+    // Reports the current match and searches for the next. Returns 1 when there is one, and 0, with the
+    // outputs still filled, when the match just reported is the last; each further call reports it again.
+    // `record` may be null; a record is valid until the search ends. Without a search under way it throws
+    // std::out_of_range.
     virtual int FindNextChunk(uint32_t* ckid, uint32_t* fccType, uint32_t* size, uint64_t* dataOffset,
                               SKrRiffChunkInfo** record) = 0;
 
@@ -96,19 +96,19 @@ public:
                                         int* formatValid, uint32_t* videoChunkId) = 0;
 
     // Reports the first usable audio stream. Returns 0, with nothing written, when no audio data chunk was
-    // seen. `audioChunkId` receives the id of the first one, such as '01wb'. `formatValid` receives 1 when
+    // found. `audioChunkId` receives the id of the first one, such as '01wb'. `formatValid` receives 1 when
     // the format is usable; only then `format` and `duration` (seconds, may be null) are filled.
     virtual int GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatValid, uint32_t* audioChunkId,
                                    double* duration) = 0;
 
-    // Loads the index of the video stream into the caller's array: exactly one entry for each frame that
-    // lies inside the file. Reads OpenDML 1.02 indexes, else 'idx1' (AVI 1.0), whose positions have 32
-    // bits. An index that starts at or beyond 2 GiB cannot be loaded. After a failure (0) the array's
-    // content is undefined.
+    // Loads the index of the video stream into the caller's array, exactly one entry for each frame that lies
+    // inside the file. Reads OpenDML 1.02 indexes, else 'idx1' (AVI 1.0), whose positions have 32 bits. An
+    // index that starts at or beyond 2 GiB cannot be loaded. After a failure (0) the array's content is
+    // undefined.
     virtual int LoadVideoIndex(CArray<SKrChunkIndexEntry>& out) = 0;
 
-    // The same for the first kept audio stream, with a summary of its chunk sizes. Whether OpenDML or
-    // 'idx1' is read follows the video stream.
+    // The same for the first kept audio stream, with a summary of its chunk sizes. Reads the kind of index,
+    // OpenDML or 'idx1', that the video stream has.
     virtual int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) = 0;
 };
 

@@ -1,18 +1,18 @@
-// The reference-counted base of every object that the library hands out, and the one place that knows
-// how the C++ ABIs of Windows compilers differ.
+// The reference-counted base of every object that the library creates, and the one place that handles the
+// differences between the C++ ABIs of Windows compilers.
 #ifndef KRRIFFUTILS_IKRUNKNOWN_H
 #define KRRIFFUTILS_IKRUNKNOWN_H
 
 #include <stdint.h>
 
-// Slot 0 of every interface is the destructor. Microsoft's ABI gives it one slot, which deletes when the
-// flag argument has bit 0 set; the Itanium ABI of mingw gives it two. Under mingw the slot is therefore an
+// Slot 0 of every interface is the destructor. Microsoft's ABI gives it one slot, which deletes when the flag
+// argument has bit 0 set; the Itanium ABI of mingw gives it two. Under mingw the slot is therefore an
 // ordinary operation of that shape, so that the table is the same for hosts of both kinds; `delete` on an
-// interface pointer is then a compile error in mingw hosts, which call Release() like everybody else.
+// interface pointer is then a compile error in mingw hosts, which call Release() like all others.
 //
-// KR_INTERFACE_DESTRUCTOR stands first in the root interface. KR_IMPLEMENT_INTERFACE_DESTRUCTOR stands in a
-// class that implements an interface (a host's own media sample, for example); that class has a virtual
-// destructor of its own.
+// KR_INTERFACE_DESTRUCTOR comes first in the root interface. Put KR_IMPLEMENT_INTERFACE_DESTRUCTOR in a class
+// that implements an interface (a host's own media sample, for example) and give that class a virtual
+// destructor.
 #if defined(_WIN32) && !defined(_MSC_VER)
 #define KR_INTERFACE_DESTRUCTOR(Class)                                                                       \
     virtual void* KrDeletingDestructor(unsigned int flags) = 0;                                              \
@@ -49,11 +49,11 @@ class IKrUnknown
 public:
     KR_INTERFACE_DESTRUCTOR(IKrUnknown)
 
-    // Adds a reference. Returns the count afterwards, a snapshot for diagnostics only, never below 1.
+    // Adds a reference. Returns the new count, a snapshot for diagnostics only, never below 1.
     virtual uint32_t AddRef() = 0;
 
-    // Releases a reference. Returns 0 exactly when that was the last one and the object is gone;
-    // otherwise a snapshot of the count, never below 1.
+    // Drops a reference. Returns 0 exactly when that was the last one and the object is destroyed; otherwise
+    // a snapshot of the count, never below 1.
     virtual uint32_t Release() = 0;
 };
 

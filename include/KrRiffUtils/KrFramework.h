@@ -1,9 +1,9 @@
-// The arrays that cross the library's interface. Hosts built with the application framework
-// (KR_USE_MFC, with a library built the same way) use its own; all others use the stand-ins below.
+// The arrays that cross the library's interface. Hosts built with the application framework (KR_USE_MFC, with
+// a library built the same way) use its own; all others use the stand-ins below.
 //
-// A stand-in array can be filled by the library and freed by the host, whichever compiler built either:
-// its layout is fixed, its memory comes from the process heap (malloc elsewhere than on Windows), and a
-// tag shows the library that the array is of this kind. An array without the tag is left untouched.
+// A stand-in array can be filled by the library and freed by the host, whichever compiler built either: its
+// layout is fixed, its memory comes from the process heap (malloc elsewhere than on Windows), and a tag
+// identifies it to the library. An array without the tag is not touched.
 #ifndef KRRIFFUTILS_KRFRAMEWORK_H
 #define KRRIFFUTILS_KRFRAMEWORK_H
 
@@ -29,26 +29,26 @@ extern "C"
 #include <stdlib.h>
 #endif
 
-// Whether the program that includes this is compiled with exceptions.
+// Whether the including program is compiled with exceptions.
 #if defined(__cpp_exceptions) || defined(_CPPUNWIND) || defined(__EXCEPTIONS)
 #define KR_FRAMEWORK_EXCEPTIONS 1
 #else
 #define KR_FRAMEWORK_EXCEPTIONS 0
 #endif
 
-// Thrown when an array is asked for an element that it does not have.
+// Thrown for an array index out of range.
 class CInvalidArgException
 {
 };
 
-// Thrown when an array's memory cannot be had.
+// Thrown when an array runs out of memory.
 class CMemoryException
 {
 };
 
 namespace KrFrameworkMemory
 {
-// A zero-filled block, or null.
+// Returns a zero-filled block, or null.
 inline void* AllocateZeroed(size_t size)
 {
 #if defined(_WIN32)
@@ -58,7 +58,7 @@ inline void* AllocateZeroed(size_t size)
 #endif
 }
 
-// The block grown or shrunk, its new end not initialised, or null (the old block is then still valid).
+// Returns the block grown or shrunk, its new end uninitialised, or null (the old block is then still valid).
 inline void* Resize(void* memory, size_t size)
 {
 #if defined(_WIN32)
@@ -79,7 +79,7 @@ inline void Free(void* memory)
 #endif
 }
 
-// What takes the place of an exception in programs without them.
+// Replaces an exception in programs built without them.
 [[noreturn]] inline void StopProgram()
 {
 #if defined(_MSC_VER) && !defined(__clang__)
@@ -119,7 +119,7 @@ class CArray
     static_assert(__is_trivially_copyable(TYPE), "elements cross module boundaries as plain bytes");
 
 public:
-    // Makes an empty array, which has no memory of its own yet.
+    // Makes an empty array, which allocates nothing.
     CArray() : m_tag(kTag), m_data(nullptr), m_size(0), m_capacity(0), m_growBy(0) {}
     ~CArray() { KrFrameworkMemory::Free(m_data); }
     CArray(const CArray&) = delete;
@@ -135,7 +135,7 @@ public:
     // Whether there is no element.
     bool IsEmpty() const { return m_size == 0; }
 
-    // One element, by its index from 0.
+    // The element at an index from 0.
     const TYPE& GetAt(intptr_t index) const { return m_data[Checked(index)]; }
     TYPE& GetAt(intptr_t index) { return m_data[Checked(index)]; }
     void SetAt(intptr_t index, ARG_TYPE element) { m_data[Checked(index)] = element; }
@@ -148,8 +148,8 @@ public:
     const TYPE* GetData() const { return m_data; }
     TYPE* GetData() { return m_data; }
 
-    // Makes the array `size` elements long. A growBy of 1 or more makes later growth go in such steps.
-    // Throws CMemoryException when the memory cannot be had.
+    // Makes the array `size` elements long. A growBy of 1 or more is the step of later growth. Throws
+    // CMemoryException when out of memory.
     void SetSize(intptr_t size, intptr_t growBy = -1)
     {
         if (size < 0)
@@ -160,10 +160,10 @@ public:
             KrFrameworkMemory::FailNoMemory();
     }
 
-    // SetSize that answers false, with the array as it was, instead of throwing.
+    // SetSize that returns false, with the array unchanged, instead of throwing.
     bool TrySetSize(intptr_t size)
     {
-        const bool fresh = m_data == nullptr; // a fresh block comes zero-filled
+        const bool fresh = m_data == nullptr; // a fresh block is zero-filled
         if (size < 0 || !Reserve(size))
             return false;
         for (intptr_t index = fresh ? size : m_size; index < size; ++index)
@@ -181,7 +181,7 @@ public:
         return m_size - 1;
     }
 
-    // Inserts an element `count` times before the index, at the end of a longer array when that lies beyond.
+    // Inserts an element `count` times before the index. An index past the end first extends the array to it.
     void InsertAt(intptr_t index, ARG_TYPE element, intptr_t count = 1)
     {
         if (index < 0 || count < 0)
@@ -198,7 +198,7 @@ public:
             m_data[index + offset] = copy;
     }
 
-    // Removes elements; those after them move down.
+    // Removes elements; the following ones move up.
     void RemoveAt(intptr_t index, intptr_t count = 1)
     {
         if (index < 0 || count < 0 || index > m_size || count > m_size - index)
@@ -208,7 +208,7 @@ public:
         m_size -= count;
     }
 
-    // Empties the array and gives its memory back.
+    // Empties the array and frees its memory.
     void RemoveAll()
     {
         KrFrameworkMemory::Free(m_data);
@@ -255,7 +255,7 @@ public:
         m_capacity = m_size;
     }
 
-    // Whether this memory holds an array of this kind at all: the library asks before it fills one.
+    // Whether this memory holds an array of this kind at all: the library checks before it fills one.
     bool IsStandIn() const { return m_tag == kTag; }
 
 private:
@@ -268,7 +268,7 @@ private:
         return index;
     }
 
-    // Room for `size` elements; memory past m_size is not initialised for the caller's purposes.
+    // Ensures capacity for `size` elements; memory past m_size may be uninitialised.
     bool Reserve(intptr_t size)
     {
         const intptr_t largest = static_cast<intptr_t>(PTRDIFF_MAX / sizeof(TYPE));
@@ -277,7 +277,7 @@ private:
         if (size <= m_capacity)
             return true;
         intptr_t capacity = size;
-        if (m_capacity != 0) // growing: leave room, so that a run of Add() stays linear
+        if (m_capacity != 0) // growing: add spare capacity, so that a run of Add() stays linear
         {
             const intptr_t step = m_growBy > 0 ? m_growBy : m_capacity / 2 + 4;
             if (m_capacity <= largest - step && m_capacity + step > capacity)
@@ -310,7 +310,7 @@ class CDWordArray : public CArray<uint32_t, uint32_t>
 // Checks the layout that the library and its hosts share.
 struct SKrArrayLayout
 {
-    typedef CArray<uint32_t, uint32_t> Array; // stands for all of them
+    typedef CArray<uint32_t, uint32_t> Array; // represents all of them
     static_assert(sizeof(Array) == 40 && sizeof(CDWordArray) == 40, "fixed layout");
     static_assert(offsetof(Array, m_tag) == 0 && offsetof(Array, m_data) == 8 &&
                       offsetof(Array, m_size) == 16 && offsetof(Array, m_capacity) == 24 &&

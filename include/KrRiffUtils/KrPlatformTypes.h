@@ -1,5 +1,5 @@
-// Types of the Windows platform that appear in the library's interface. On Windows they are only named
-// here and hosts bring the platform's own headers; elsewhere they are declared with the same fields.
+// Types of the Windows platform that appear in the library's interface. On Windows they are only forward
+// declared and hosts include the platform's headers; elsewhere they are defined with the same fields.
 #ifndef KRRIFFUTILS_KRPLATFORMTYPES_H
 #define KRRIFFUTILS_KRPLATFORMTYPES_H
 
@@ -19,15 +19,15 @@ struct IMediaSample;
 struct tWAVEFORMATEX
 {
     uint16_t wFormatTag;      // 1: PCM
-    uint16_t nChannels;       // samples of a sample frame
-    uint32_t nSamplesPerSec;  // sample frames
+    uint16_t nChannels;       // samples per sample frame
+    uint32_t nSamplesPerSec;  // sample frames per second
     uint32_t nAvgBytesPerSec; // nSamplesPerSec * nBlockAlign for PCM
     uint16_t nBlockAlign;     // bytes of one sample frame
     uint16_t wBitsPerSample;  // of one channel
-    uint16_t cbSize;          // of what follows
+    uint16_t cbSize;          // bytes that follow
 };
 #pragma pack(pop)
-// The name that it usually goes by.
+// Its usual name.
 typedef struct tWAVEFORMATEX WAVEFORMATEX;
 
 static_assert(sizeof(WAVEFORMATEX) == 18, "fixed layout");
@@ -39,12 +39,12 @@ struct KrMediaType;
 // are in units of 100 ns.
 struct IMediaSample
 {
-    // As every COM object has them.
+    // Of every COM object.
     virtual int32_t QueryInterface(const KrGuid& id, void** object) = 0;
     virtual uint32_t AddRef() = 0;
     virtual uint32_t Release() = 0;
 
-    // As DirectShow has them.
+    // Of DirectShow.
     virtual int32_t GetPointer(uint8_t** buffer) = 0;
     virtual int32_t GetSize() = 0;
     virtual int32_t GetTime(int64_t* start, int64_t* end) = 0;

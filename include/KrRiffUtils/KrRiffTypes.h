@@ -12,18 +12,18 @@ struct SKrRiffChunkInfo
     uint32_t ckid;    // id of the chunk
     uint32_t cksize;  // size field as stored in the file; not checked against the file's length
     uint32_t fccType; // form or list type for 'RIFF' and 'LIST', else 0
-    uint64_t offset;  // absolute file position of the byte after the 8-byte chunk header; for 'RIFF' and
-                      // 'LIST' the form or list type stands there
+    uint64_t offset;  // absolute file position of the byte after the 8-byte chunk header: for 'RIFF' and
+                      // 'LIST' that of the form or list type
 };
 
-// A node of the reader's chunk tree. Nodes belong to the reader and are valid until the file is closed;
-// hosts never make any.
+// A node of the reader's chunk tree. Nodes belong to the reader and are valid until the file is closed; hosts
+// never create any.
 struct SKrRiffChunkNode
 {
-    SKrRiffChunkInfo chunk; // the chunk that the node stands for
+    SKrRiffChunkInfo chunk; // the chunk that the node represents
 };
 
-// One data chunk of a stream, as an index gives it.
+// One data chunk of a stream, from an index.
 struct SKrChunkIndexEntry
 {
     uint64_t position; // absolute file position of the chunk's payload
@@ -31,10 +31,10 @@ struct SKrChunkIndexEntry
     uint32_t reserved; // always 0
 };
 
-// Summary of the chunk sizes of an audio stream. `kind` determines which of two meanings the fields have.
+// Summary of the chunk sizes of an audio stream. `kind` selects one of two meanings of the fields.
 //
-// kind == 1: the sizes repeat. bytesPerPeriod bytes in chunksPerPeriod chunks make one period; the last
-// chunk of the stream holds lastChunkBytes.
+// kind == 1: the sizes repeat. bytesPerPeriod bytes in chunksPerPeriod chunks make one period; the last chunk
+// of the stream holds lastChunkBytes.
 //
 // kind != 1: no period was found. `kind` is the byte total of the first quarter of the chunks, and
 // bytesPerPeriod, chunksPerPeriod, lastChunkBytes are those of the second, third and fourth quarter.
@@ -62,13 +62,13 @@ enum class EKrFrameRate : uint32_t
 // Field order of the pictures.
 enum class EKrScanMode : int32_t
 {
-    Unknown = -1,        // none of those below: from the queries, and for a writer that declares none
+    Unknown = -1,        // none of the others: from the queries, or when the writer is to declare none
     UpperFieldFirst = 0, // interlaced, as 576- and 1080-line pictures are
     LowerFieldFirst = 1, // interlaced, as 480- and 486-line pictures are
     Progressive = 2      // whole pictures
 };
 
-// A video format, as the reader reports it and the writer takes it.
+// A video format, from the reader or for the writer.
 struct SKrAviVideoParams
 {
     uint16_t displayWidth;  // pixels, with the pixel aspect ratio applied
@@ -76,10 +76,10 @@ struct SKrAviVideoParams
     uint8_t bitCount;       // the reader reports 8; the writer stores it as biBitCount
     uint8_t padding[3];     // not used
     uint32_t reservedA;     // from the reader: 1 when the stored width is above 720, else 0
-    uint32_t aspectMode;    // 0: 4:3 picture, 1: 16:9 picture. From the reader also 3: a size that it has no
-                            // picture shape for. For the writer, which stores a pixel aspect ratio: 0 and 1
-                            // give display width to stored width, 4 gives 648:720, 5 gives 864:720, and
-                            // any other value, 3 too, square pixels
+    uint32_t aspectMode;    // 0: 4:3 picture, 1: 16:9 picture. From the reader also 3: a size of no
+                            // known picture shape. For the writer, which stores a pixel aspect ratio: 0 and 1
+                            // give display width to stored width, 4 gives 648:720, 5 gives 864:720, and any
+                            // other value, including 3, square pixels
     uint32_t frameRate;     // EKrFrameRate code. The reader reports the nearest one, however far the file's
                             // rate is from it, and 0xFFFFFFFF only for a rate or scale of 0
     int32_t scanMode;       // EKrScanMode value. The reader reports what the file declares; where it declares
@@ -93,9 +93,9 @@ struct SKrAviVideoParams
 struct SKrWaveFormatInfo
 {
     uint32_t formatTag;      // WAVE_FORMAT_... value, 1 for PCM
-    uint32_t channels;       // samples of a sample frame
-    uint32_t samplesPerSec;  // sample frames
-    uint32_t avgBytesPerSec; // as the file has it
+    uint32_t channels;       // samples per sample frame
+    uint32_t samplesPerSec;  // sample frames per second
+    uint32_t avgBytesPerSec; // as stored in the file
     uint16_t blockAlign;     // bytes of one sample frame (all channels)
     uint16_t bitsPerSample;  // of one channel
 };
@@ -107,14 +107,14 @@ struct SKrMediaInfo
     uint16_t audioStreamCount; // 0: no sound
     uint32_t width;            // pixels
     uint32_t height;           // pixels
-    uint32_t reservedA;        // carried, not used
+    uint32_t reservedA;        // not used
     uint32_t aspectMode;       // as in SKrAviVideoParams
     uint32_t frameRate;        // EKrFrameRate code
     int32_t scanMode;          // EKrScanMode value
-    uint32_t reservedB;        // carried, not used
+    uint32_t reservedB;        // not used
     uint16_t channels;         // of the sound
     uint16_t bitsPerSample;    // of one channel
-    uint32_t samplesPerSec;    // sample frames
+    uint32_t samplesPerSec;    // sample frames per second
 };
 
 static_assert(sizeof(SKrRiffChunkInfo) == 24 && offsetof(SKrRiffChunkInfo, offset) == 16, "fixed layout");

@@ -17,30 +17,30 @@
 #pragma GCC visibility push(default)
 #endif
 
-// Creates a reader. The caller owns its one reference and ends it with Release. Returns 1; when
-// out of memory, 0 and a null pointer.
+// Creates a reader. The caller owns its one reference and drops it with Release. Returns 1; when out of
+// memory, 0 and a null pointer.
 int KrCreateRiffReader(IKrRiffReader** out);
 
 // Creates a writer, likewise.
 int KrCreateAviWriter(IKrAviWriter** out);
 
-// Creates a pool of that many samples, 1 to 1,048,576. The caller owns its one reference. Returns 1; 0 with
+// Creates a pool of `capacity` samples, 1 to 1,048,576. The caller owns its one reference. Returns 1; 0 with
 // `out` untouched when it is null, the capacity is out of range, or memory runs out.
 int KrCreateMediaSamplePool(unsigned long capacity, IKrdsMediaSamplePool** out);
 
-// What a file declares about its pictures in the suite's private information chunks. The queries never
-// fall back to the AVI headers. They return 1 when a value was found, else 0.
+// What a file declares about its pictures in the suite's private information chunks. The queries never fall
+// back to the AVI headers. They return 1 when a value was found, else 0.
 //
 // With a reader: waits for the reader's lock and holds it during the search, if the reader is the library's
 // own. With a path: the file is opened on the first query, and the open reader is kept in a cache of the
-// process until ClearCache; a path is its exact text there. All may be called from any thread.
+// process, under the exact text of the path, until ClearCache. All may be called from any thread.
 //
 // Flavours: 1 is the suite's own chunk 'KrlA'; 2 is 'CtsI' for the scan mode and 'PrmA' for the pixel aspect
 // ratio. Other numbers find nothing.
 namespace KrRiffUtils
 {
 // Scan mode from flavour 1, else from flavour 2. When 0 is returned the output is -1 if a chunk was found
-// that sets no mode, and otherwise untouched.
+// that declares no mode, and otherwise unchanged.
 int GetAviScanMode(IKrRiffReader* reader, EKrScanMode& scanMode);
 int GetAviScanMode(const wchar_t* path, EKrScanMode& scanMode);
 
@@ -57,8 +57,8 @@ int GetAviPixelAspectRatioFromPrivateChunk(IKrRiffReader* reader, int flavour, i
                                            int& vertical);
 int GetAviPixelAspectRatioFromPrivateChunk(const wchar_t* path, int flavour, int& horizontal, int& vertical);
 
-// Drops the cached reader of a path: 1 when there was one, else 0. With a null or empty path drops all
-// and returns 1. A file is closed when nobody uses its reader any more.
+// Drops the cached reader of a path: 1 when there was one, else 0. With a null or empty path drops all and
+// returns 1. A file is closed when its reader is no longer in use.
 int ClearCache(const wchar_t* path);
 } // namespace KrRiffUtils
 

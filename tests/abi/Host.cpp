@@ -1,4 +1,4 @@
-// A host that uses everything that the library offers, and compares every result. It needs no C++ library, so
+// A host that uses every operation of the library, and compares every result. It needs no C++ library, so
 // that it builds with each compiler of the platform: writes a file, then reads it.
 #include "KrHostObjects.h"
 
@@ -209,7 +209,7 @@ void ReadIndexes(IKrRiffReader& reader)
         CHECK(memcmp(g_read, g_audio[number], entry.size) == 0);
     }
     CHECK(reader.ReadAt(reader.GetFileLength(), g_read, 1) == 0);
-    // An array that is not of the library's kind is refused and stays as it is.
+    // An array that is not of the library's kind is refused and unchanged.
     uint64_t foreign[5] = {1, 2, 3, 4, 5};
     CHECK(reader.LoadVideoIndex(*reinterpret_cast<CArray<SKrChunkIndexEntry>*>(foreign)) == 0);
     CHECK(reader.LoadAudioIndex(*reinterpret_cast<CArray<SKrChunkIndexEntry>*>(foreign), &pattern) == 0);
@@ -261,7 +261,7 @@ void Read()
     CHECK(reader->Release() == 0);
 #if defined(_MSC_VER)
     CHECK(KrCreateRiffReader(&reader) == 1);
-    delete reader; // the library's own memory: slot 0 gives it back
+    delete reader; // the library's own memory: slot 0 frees it
 #endif
     CHECK(KrRiffUtils::ClearCache(kPath) == 0);
     Query(static_cast<const wchar_t*>(kPath));

@@ -1,4 +1,4 @@
-// Objects that a host implements itself and hands to the library.
+// Objects that a host implements itself and passes to the library.
 #ifndef KR_TESTS_ABI_KRHOSTOBJECTS_H
 #define KR_TESTS_ABI_KRHOSTOBJECTS_H
 
@@ -76,7 +76,7 @@ private:
     int32_t m_length;
 };
 
-// Passes everything on to another reader. To the library it is not one of its own.
+// Forwards everything to another reader. The library does not recognise it as its own.
 class CHostReader final : public IKrRiffReader
 {
 public:

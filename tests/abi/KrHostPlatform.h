@@ -1,4 +1,4 @@
-// The platform's types, for a host that brings none of the platform's headers.
+// The platform's types, for a host without the platform's headers.
 #ifndef KR_TESTS_ABI_KRHOSTPLATFORM_H
 #define KR_TESTS_ABI_KRHOSTPLATFORM_H
 

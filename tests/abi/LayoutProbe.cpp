@@ -1,4 +1,4 @@
-// Needs the tables of all interfaces, so that a compiler that is asked for them prints them.
+// Needs the tables of all interfaces, so that a compiler prints them on request.
 #include "KrRiffUtils/KrRiffUtils.h"
 
 void DeleteAll(IKrUnknown* unknown, IKrRiffReader* reader, IKrAviWriter* writer, IKrPoolElement* element,

@@ -1,5 +1,5 @@
-// Calls each operation on an object whose table of virtual operations notes which slot was called. The same
-// source is built by every compiler of the platform.
+// Calls each operation on an object whose table of virtual operations records which slot was called. Every
+// compiler of the platform builds this same source.
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include <stdio.h>
@@ -11,7 +11,7 @@ unsigned int g_flags = 0;
 int g_wrong = 0;
 int g_count = 0;
 
-// Takes and ignores whatever arguments the operation has.
+// Ignores the operation's arguments.
 template <int Slot>
 uint64_t Entry(void*, unsigned int flags)
 {
@@ -52,7 +52,7 @@ void Check(const char* operation, int slot)
     printf("%s: slot %d, wanted %d\n", operation, g_calledSlot, slot);
 }
 
-// Read through a volatile pointer, so that the compiler knows nothing of the object.
+// Read through a volatile pointer, so that the compiler can assume nothing about the object.
 template <class Interface>
 Interface* Fake()
 {

@@ -1,4 +1,4 @@
-// The holder of objects that outlive everything.
+// The holder of objects that are never destroyed.
 #include "base/KrImmortal.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// How much memory something takes, for the inner test program, whose allocation functions are its own.
+// Measures memory use in the inner test program, which has its own allocation functions.
 #ifndef KR_TESTS_BASE_KRALLOCATIONMETER_H
 #define KR_TESTS_BASE_KRALLOCATIONMETER_H
 
@@ -6,14 +6,14 @@
 
 namespace KrTest
 {
-// Counts what operator new gives, and blocks in large pages, on all threads, from its construction on. One at
-// a time.
+// Counts the bytes of operator new, and blocks in large pages, on all threads, from its construction on. Only
+// one may exist at a time.
 class CKrAllocationMeter
 {
 public:
     CKrAllocationMeter();
 
-    // Bytes in use beyond those at the start: at most at one time, and now.
+    // Bytes in use beyond those at the start: the peak, and now.
     [[nodiscard]] size_t Most() const;
     [[nodiscard]] size_t Now() const;
 

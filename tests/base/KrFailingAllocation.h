@@ -1,10 +1,10 @@
-// Memory that is short, for the inner test program, whose allocation functions are its own.
+// Makes allocations fail in the inner test program, which has its own allocation functions.
 #ifndef KR_TESTS_BASE_KRFAILINGALLOCATION_H
 #define KR_TESTS_BASE_KRFAILINGALLOCATION_H
 
 namespace KrTest
 {
-// Which allocation from now on fails, 0: none. Of this thread only.
+// The number of the allocation from now on that fails; 0: none. For this thread only.
 unsigned& FailingAllocation();
 
 class CFailingAllocation

@@ -18,7 +18,7 @@ public:
     virtual int Number() = 0;
 };
 
-// Counts its destructions where the test can see them afterwards.
+// Counts its destructions in a place that outlives it.
 class CThing final : public CKrObject<IThing>
 {
 public:

@@ -1,4 +1,4 @@
-// 'strf' of a video stream as it stands in the file.
+// 'strf' of a video stream as stored in the file.
 #include "format/KrAviHeaders.h"
 #include "tests/format/RecordCodec.h"
 

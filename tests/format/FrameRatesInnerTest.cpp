@@ -8,7 +8,7 @@
 
 namespace KrTest
 {
-// A row of the tests below. The framework wants a type with linkage.
+// A row of the tests below. The test framework requires a type with linkage.
 struct SKrFrameRateMatch
 {
     std::string name;
@@ -80,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SMatch{"Rate60000By1000", 1000, 60000, 7}),
     NameOf);
 
-// 60 per second lies within 0.02 ms of 59.94: only the first pass can tell them apart. Scales are
+// 60 per second lies within 0.02 ms of 59.94: only the first pass can distinguish them. Scales are
 // nanoseconds.
 INSTANTIATE_TEST_SUITE_P(
     ToleranceOfTheFirstPass, FrameRateMatch,

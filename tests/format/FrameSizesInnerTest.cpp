@@ -28,7 +28,7 @@ bool IsRow(int32_t width, int32_t height)
 }
 } // namespace
 
-// Beside the library's type, where the framework finds it.
+// In the namespace of the library's type, where the test framework finds it.
 static void PrintTo(const SKrFrameSize& size, std::ostream* out)
 {
     *out << size.width << " x " << size.height;

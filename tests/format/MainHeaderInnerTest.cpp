@@ -1,4 +1,4 @@
-// 'avih' as it stands in the file.
+// 'avih' as stored in the file.
 #include "format/KrAviHeaders.h"
 #include "tests/format/RecordCodec.h"
 

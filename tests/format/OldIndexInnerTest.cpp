@@ -1,4 +1,4 @@
-// An entry of 'idx1' as it stands in the file.
+// An entry of 'idx1' as stored in the file.
 #include "format/KrAviIndexes.h"
 #include "format/KrFourCC.h"
 #include "tests/format/RecordCodec.h"

@@ -1,4 +1,4 @@
-// The private information chunks as bytes: what is built, and what is read from whole, short and wrong data.
+// The private information chunks as bytes: encoded, and decoded from whole, short and wrong data.
 #include "format/KrPrivateChunks.h"
 
 #include <gtest/gtest.h>

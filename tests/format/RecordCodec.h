@@ -1,4 +1,4 @@
-// What the tests of the record codecs share.
+// Shared by the tests of the record codecs.
 #ifndef KR_TESTS_FORMAT_RECORDCODEC_H
 #define KR_TESTS_FORMAT_RECORDCODEC_H
 
@@ -21,7 +21,7 @@ template <class Record>
     return bytes;
 }
 
-// The first `count` of some bytes in a block of their own, so that a sanitizer sees a read behind them.
+// The first `count` bytes in a separate block, so that a sanitizer detects a read past them.
 [[nodiscard]] inline std::vector<uint8_t> Prefix(std::span<const uint8_t> bytes, size_t count)
 {
     return {bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(count)};

@@ -1,4 +1,4 @@
-// 'ix##', the index of chunks, as it stands in the file.
+// 'ix##', the index of chunks, as stored in the file.
 #include "format/KrAviIndexes.h"
 #include "format/KrFourCC.h"
 #include "tests/format/RecordCodec.h"
@@ -25,7 +25,7 @@ constexpr uint8_t kHead[] = {
 
 constexpr uint8_t kEntry[] = {
     0x04, 0x03, 0x02, 0x81, // dwOffset
-    0x08, 0x07, 0x06, 0x85, // dwSize, its highest bit set: no key frame
+    0x08, 0x07, 0x06, 0x85, // dwSize, its highest bit set: not a key frame
 };
 
 constexpr uint8_t kWideEntry[] = {

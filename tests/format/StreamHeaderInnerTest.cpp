@@ -1,4 +1,4 @@
-// 'strh' as it stands in the file, in both of its sizes.
+// 'strh' as stored in the file, in both of its sizes.
 #include "format/KrAviHeaders.h"
 #include "tests/format/RecordCodec.h"
 

@@ -1,4 +1,4 @@
-// 'indx', the index of indexes, as it stands in the file.
+// 'indx', the index of indexes, as stored in the file.
 #include "format/KrAviIndexes.h"
 #include "format/KrFourCC.h"
 #include "tests/format/RecordCodec.h"

@@ -1,4 +1,4 @@
-// 'strf' of an audio stream as it stands in the file.
+// 'strf' of an audio stream as stored in the file.
 #include "format/KrAviHeaders.h"
 #include "tests/format/RecordCodec.h"
 

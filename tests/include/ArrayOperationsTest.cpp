@@ -1,4 +1,4 @@
-// Inserting, removing, copying and giving memory back.
+// Inserting, removing, copying and freeing memory.
 #include "KrRiffUtils/KrFramework.h"
 
 #include <gtest/gtest.h>
@@ -162,7 +162,7 @@ TEST_F(ArrayOperations, Copy_ReplacesTheContent)
         longer.Add(index);
     longer.Copy(m_array);
     EXPECT_EQ(Content(longer), (std::vector{1, 2, 3}));
-    longer[0] = 9; // two arrays, two memories
+    longer[0] = 9; // two arrays, two blocks of memory
     EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3}));
 
     CIntArray fresh;
@@ -207,7 +207,7 @@ TEST_F(ArrayOperations, AppendOfItself_TouchesNothingBehindItsNewEnd)
     m_array.SetSize(20);
     for (intptr_t index = 0; index < 20; ++index)
         m_array[index] = index < 3 ? 1 : -1;
-    m_array.SetSize(3); // the room behind stays
+    m_array.SetSize(3); // the spare capacity stays
     m_array.Append(m_array);
     ASSERT_EQ(m_array.GetSize(), 6);
     for (intptr_t index = 6; index < 20; ++index)

@@ -216,7 +216,7 @@ TEST(ArrayAccess, IndexOutOfRange_Throws)
 {
     CIntArray array;
     Fill(array, {1, 2, 3});
-    array.SetSize(2); // the third element's memory is still there
+    array.SetSize(2); // the third element's memory is still allocated
     const CIntArray& same = array;
     for (const intptr_t index : {intptr_t{2}, intptr_t{3}, intptr_t{-1}, INTPTR_MAX, INTPTR_MIN})
     {

@@ -1,4 +1,4 @@
-// The records that cross the library's interface, byte by byte: hosts of other compilers rely on each place.
+// The records that cross the library's interface, byte by byte: hosts of other compilers rely on each offset.
 #include "KrRiffUtils/IKrRiffReader.h"
 #include "KrRiffUtils/KrRiffTypes.h"
 
@@ -11,7 +11,7 @@
 
 namespace
 {
-// The bytes of a record. Bytes between its fields are zero: the record was made in zeroed memory, field by
+// The bytes of a record. Bytes between its fields are zero: the record was created in zeroed memory, field by
 // field.
 template <class Record, class Fill>
 std::vector<uint8_t> ImageOf(Fill&& fill)

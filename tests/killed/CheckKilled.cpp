@@ -1,6 +1,5 @@
-// What is left of a recording that was killed: KrCheckKilled FILE prints how many frames and audio blocks
-// were written, and how many of them our reader's index has. Ends with 1 when the index does not agree with
-// the file.
+// Checks a killed recording: KrCheckKilled FILE prints how many frames and audio blocks were written, and how
+// many of them are in our reader's index. Ends with 1 when the index does not match the file.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 #include "format/KrBytes.h"
@@ -30,7 +29,7 @@ struct SFound
     std::vector<SChunk> audio;
 };
 
-// Goes from chunk to chunk behind 'movi', as far as they are whole.
+// Walks the chunks after 'movi', as far as they are whole.
 SFound Scan(const std::vector<uint8_t>& file)
 {
     SFound found;
@@ -54,7 +53,7 @@ SFound Scan(const std::vector<uint8_t>& file)
     return found;
 }
 
-// Whether each entry is the chunk of its place, with the bytes that were submitted.
+// Whether each entry is the chunk of its number, with the submitted bytes.
 bool Agree(const CArray<SKrChunkIndexEntry>& entries, const std::vector<SChunk>& written, bool isVideo,
            const std::vector<uint8_t>& file)
 {
@@ -89,7 +88,7 @@ int main(int count, char** arguments)
     bool ok = KrCreateRiffReader(reader.Put()) != 0;
     if (ok && reader->Open(std::wstring(narrow.begin(), narrow.end()).c_str()) != 0)
     {
-        // Before the first flush the headers tell of no chunk.
+        // Before the first flush the headers declare no chunk.
         if (reader->LoadVideoIndex(video) == 0)
             video.RemoveAll();
         if (reader->LoadAudioIndex(audio, &pattern) == 0)

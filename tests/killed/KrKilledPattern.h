@@ -1,4 +1,4 @@
-// What the recordings that get killed hold: frames and sound whose bytes tell their number.
+// The content of the killed recordings: frames and sound whose bytes encode their number.
 #ifndef KR_TESTS_KILLED_KRKILLEDPATTERN_H
 #define KR_TESTS_KILLED_KRKILLEDPATTERN_H
 

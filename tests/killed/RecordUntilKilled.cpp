@@ -1,5 +1,5 @@
 // Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS]. With a
-// time it kills itself then, without any clean-up.
+// time it kills itself after it, without any clean-up.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/killed/KrKilledPattern.h"

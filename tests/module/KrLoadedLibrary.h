@@ -1,4 +1,4 @@
-// A shared library that is loaded while an object lives, and the question whether a file is still held.
+// A shared library that is loaded while an object exists, and a check whether a file is still held.
 #ifndef KR_TESTS_MODULE_KRLOADEDLIBRARY_H
 #define KR_TESTS_MODULE_KRLOADEDLIBRARY_H
 
@@ -22,11 +22,10 @@ private:
     void* m_handle;
 };
 
-// Whether the library is in the process, whoever holds it.
+// Whether the library is loaded in the process, for any reason.
 [[nodiscard]] bool IsLoaded(const char* path);
 
-// Whether the file could be opened for writing by somebody who shares it with nobody: false while a reader
-// has it open.
+// Whether the file could be opened for exclusive writing: false while a reader has it open.
 [[nodiscard]] bool CanBeHeldForWriting(const std::wstring& path);
 } // namespace KrTest
 

@@ -1,6 +1,6 @@
-// A host with an object that outlives whatever the library makes when it is used first: the object's
-// destructor, after main, records a clip, reads it and asks about it by path. Ends with 1 when anything of
-// that fails.
+// A host with an object that outlives everything that the library creates on its first use: the object's
+// destructor, after main, records a clip, reads it and queries it by path. Ends with 1 when any of that
+// fails.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
@@ -70,7 +70,7 @@ bool UseEverything(const char* when)
     return done;
 }
 
-// Made before the library is used for the first time, and so destroyed after all that is made then.
+// Created before the first use of the library, and so destroyed after everything created then.
 const struct SLastObject
 {
     ~SLastObject()

@@ -1,4 +1,4 @@
-// Unloading the library under a recording: the worker keeps it loaded. Behind this test it stays so.
+// Unloading the library during a recording: the worker keeps it loaded. After this test it stays loaded.
 #include "tests/abi/KrHostObjects.h"
 #include "tests/module/KrLoadedLibrary.h"
 #include "tests/support/KrAviChecker.h"

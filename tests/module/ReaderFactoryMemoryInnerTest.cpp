@@ -1,4 +1,4 @@
-// The reader factory when memory is short: this test program's own allocation functions fail on demand.
+// The reader factory out of memory: this test program's own allocation functions fail on demand.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/base/KrFailingAllocation.h"
 

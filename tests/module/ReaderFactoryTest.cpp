@@ -1,4 +1,4 @@
-// The reader factory, and the reference count of what it makes.
+// The reader factory, and the reference count of its readers.
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include "base/KrRef.h"
@@ -79,7 +79,7 @@ TEST(ReaderCount, HeldReader_KeepsItsFile)
     EXPECT_EQ(reader->GetFileLength(), built.content.Size());
 }
 
-// Both platforms lock an open file against removal or writers; a reader that is gone must have let go of it.
+// Both platforms lock an open file against removal or writers; a destroyed reader must have closed it.
 TEST(ReaderCount, LastRelease_ClosesTheFile)
 {
     const CKrTempFolder folder;

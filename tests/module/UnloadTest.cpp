@@ -1,4 +1,4 @@
-// What unloading the library does: the cached readers are closed, also when none was ever asked for.
+// Unloading the library closes the cached readers, also when none was ever requested.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/module/KrLoadedLibrary.h"
 #include "tests/support/KrOsTestFiles.h"
@@ -53,7 +53,7 @@ TEST_F(Unload, CachedReader_IsClosed)
     EXPECT_TRUE(CanBeHeldForWriting(m_path));
 }
 
-// A worker thread holds the library while it runs, not longer.
+// A worker thread holds the library only while it runs.
 TEST_F(Unload, AfterARecording_TheCachedReaderIsClosed)
 {
     {

@@ -30,7 +30,7 @@ std::unique_ptr<IKrFile> Open(const std::wstring& path)
     return KrPlatform::OsFileSystem().OpenForReading(path.c_str());
 }
 
-// What a read brings: `count` bytes were asked for, and the buffer behind what came stays as it was.
+// The result of a read of `count` bytes; the buffer past the bytes read must be unchanged.
 KrBytes ReadBytes(IKrFile& file, uint64_t position, size_t count)
 {
     KrBytes buffer(count + 1, 0xCD);
@@ -100,7 +100,7 @@ TEST_F(FilesTest, PositionOf64Bits_ReadsNothingAndFails)
         EXPECT_EQ(byte, 0xCD);
         EXPECT_FALSE(file->Seek(position)) << position;
     }
-    EXPECT_EQ(ReadBytes(*file, 7, 3).size(), 3u); // it goes on
+    EXPECT_EQ(ReadBytes(*file, 7, 3).size(), 3u); // it continues
 }
 
 TEST_F(FilesTest, Seek_GoesAnywhereAndReadsDoNotDependOnIt)
@@ -110,7 +110,7 @@ TEST_F(FilesTest, Seek_GoesAnywhereAndReadsDoNotDependOnIt)
     const KrBytes expected = ReadBytes(*file, 500, 20);
     EXPECT_TRUE(file->Seek(3));
     EXPECT_EQ(ReadBytes(*file, 500, 20), expected);
-    EXPECT_TRUE(file->Seek(uint64_t{5} << 30)); // behind the end
+    EXPECT_TRUE(file->Seek(uint64_t{5} << 30)); // past the end
     EXPECT_EQ(ReadBytes(*file, 500, 20), expected);
     EXPECT_TRUE(file->Seek(0));
 }
@@ -229,7 +229,7 @@ TEST_F(FilesTest, NameWhoseBytesAreNoText_IsNotReachedByHalfASurrogatePair)
 {
     if constexpr (std::is_same_v<std::filesystem::path::value_type, char>)
     {
-        // The bytes that a careless conversion makes of 0xD83C and of 0x110000.
+        // The result of a careless conversion of 0xD83C and of 0x110000.
         for (const char* const name : {"\xED\xA0\xBC.avi", "\xF4\x90\x80\x80.avi"})
         {
             std::ofstream(Os::StdPath(m_folder.Path()) / name) << "content";
@@ -260,7 +260,7 @@ TEST_F(FilesTest, PathOfMoreThan260Characters_IsOpened)
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(ReadBytes(*file, 10, 10), (KrBytes{70, 77, 84, 91, 98, 105, 112, 119, 126, 133}));
 
-    // The same file by a path that is not in its plainest form.
+    // The same file by a path that is not normalised.
     const std::wstring detour = path.substr(0, path.size() - 5) + L"." + Os::kSeparator + L"a.avi";
     EXPECT_NE(Open(detour), nullptr);
     EXPECT_EQ(Open(path + L"x"), nullptr);

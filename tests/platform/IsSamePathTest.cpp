@@ -1,4 +1,4 @@
-// Which texts name the same path: on Windows those that differ in case alone, too.
+// Which texts name the same path: on Windows also those that differ only in case.
 #include "platform/KrPlatform.h"
 #include "tests/support/KrOsTestFiles.h"
 

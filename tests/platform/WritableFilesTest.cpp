@@ -1,4 +1,4 @@
-// Files being written by the operating system, through the library's seam: one suite for all platforms.
+// The operating system's writable files, through the library's seam: one suite for all platforms.
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFileContent.h"
 #include "tests/support/KrOsTestFiles.h"
@@ -46,7 +46,7 @@ protected:
         return bytes;
     }
 
-    // What another program sees that does not ask who else has the file open.
+    // The content seen by another program that ignores sharing.
     static KrBytes Peek(const std::wstring& path, uint64_t position, size_t count)
     {
         std::ifstream in(Os::StdPath(path), std::ios::binary);

@@ -1,4 +1,4 @@
-// What a pooled sample does with its count, its owner and its lock, seen without a pool around it.
+// A pooled sample's count, owner and lock, tested without a pool.
 #include "base/KrObject.h"
 #include "pool/KrdsMediaSample.h"
 #include "tests/support/KrFakeDirectShowSample.h"
@@ -14,7 +14,7 @@ using namespace KrTest;
 
 namespace
 {
-// Notes what comes back. Lives on the test's stack.
+// Records the returned elements. Lives on the test's stack.
 class CRecordingOwner final : public CKrObject<IKrPoolManager>
 {
 public:
@@ -27,7 +27,7 @@ public:
     void ReturnElement(IKrPoolElement* element) override { returned.push_back(element); }
 };
 
-// A source whose length takes as long as the test wants.
+// A source whose length query takes as long as the test decides.
 class CSlowSource final : public CKrBareDirectShowSample
 {
 public:
@@ -74,7 +74,7 @@ TEST_F(MediaSample, NewOne_HasNoOwnerAndNothingToLock)
     EXPECT_EQ(data, &mark);
     EXPECT_EQ(length, 77);
     m_sample->UnlockBuffer();
-    std::thread([this] { EXPECT_EQ(m_sample->GetDataLength(), 0u); }).join(); // nothing is left locked
+    std::thread([this] { EXPECT_EQ(m_sample->GetDataLength(), 0u); }).join(); // no lock is left held
 }
 
 TEST_F(MediaSample, NullOutputs_LockNothing)

@@ -1,4 +1,4 @@
-// What the pool asks of its manager, and what it makes of the answers.
+// The pool's calls to its manager, and how it handles the results.
 #include "base/KrObject.h"
 #include "base/KrRef.h"
 #include "pool/KrdsMediaSample.h"
@@ -13,14 +13,14 @@ using namespace KrTest;
 
 namespace
 {
-// An element of somebody else's.
+// A foreign element.
 class CStranger final : public CKrObject<IKrPoolElement>
 {
 public:
     void ResetElement() override {}
 };
 
-// Lends what the test gives it.
+// Lends the element that the test supplies.
 class CScriptedManager final : public CKrObject<IKrPoolManager>
 {
 public:
@@ -45,7 +45,7 @@ private:
     bool& m_destroyed;
 };
 
-// What the factory was asked, and what it answers.
+// The arguments and the result of the factory.
 struct SFactory
 {
     CKrRef<IKrPoolElementAllocator> allocator;

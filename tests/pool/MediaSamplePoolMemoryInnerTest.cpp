@@ -1,4 +1,4 @@
-// The pool and its samples when memory is short.
+// The pool and its samples out of memory.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
 #include "tests/base/KrFailingAllocation.h"
@@ -38,7 +38,7 @@ TEST(MediaSamplePoolMemory, AnyFailedAllocation_GivesZeroAndLeavesTheOutputAlone
     EXPECT_LT(failures, 99u);
 }
 
-// Samples come and go while a recording runs, which memory that is short must not stop.
+// Samples are lent and returned while a recording runs; running out of memory must not stop that.
 TEST(MediaSamplePoolMemory, LendingAndReturning_NeedNone)
 {
     CKrFakeDirectShowSample source;

@@ -38,7 +38,7 @@ protected:
 constexpr std::chrono::milliseconds kAWhile{30};
 constexpr std::chrono::seconds kAtMost{30};
 
-// Another thread locks the sample's buffer, and unlocks it as soon as it has got it.
+// Another thread locks the sample's buffer, and unlocks it at once.
 std::future<int> LockElsewhere(IKrMediaSample& sample)
 {
     return std::async(std::launch::async,
@@ -223,7 +223,7 @@ TEST_F(MediaSamplePool, EmptyBuffers_CannotBeLocked)
     m_source.hasNoPointer = false;
     m_source.pointerResult = E_FAIL;
     EXPECT_EQ(sample->LockBuffer(&data, &length), 0);
-    m_source.pointerResult = 1; // a success that is not plain
+    m_source.pointerResult = 1; // a success code other than 0
     EXPECT_EQ(sample->LockBuffer(&data, &length), 1);
     sample->UnlockBuffer();
     EXPECT_EQ(LockElsewhere(*sample).get(), 1) << "nothing is left locked";
@@ -332,7 +332,7 @@ TEST_F(MediaSamplePool, WaitForASample_EndsWhenOneComesBack)
 
 namespace
 {
-// A host's allocator with a fixed number of buffers: one is free when nobody but the allocator holds it.
+// A host's allocator with a fixed number of buffers: one is free when only the allocator holds it.
 class CFixedAllocator
 {
 public:
@@ -361,7 +361,7 @@ TEST_F(MediaSamplePool, AllocatorOfTheSameSize_RunsDry)
         Make(kSamples);
         CFixedAllocator allocator(buffers);
         for (unsigned long number = 0; number < kSamples; ++number)
-            EXPECT_TRUE(Get(allocator.GetFree())); // lent and given back at once
+            EXPECT_TRUE(Get(allocator.GetFree())); // lent and returned at once
         EXPECT_EQ(allocator.GetFree() != nullptr, buffers > kSamples)
             << "the samples that came back keep their buffers";
         m_pool.Reset();
@@ -370,7 +370,7 @@ TEST_F(MediaSamplePool, AllocatorOfTheSameSize_RunsDry)
 
 namespace
 {
-// Who has which sample: notices one that is lent to two users at once.
+// The user of each sample: detects one that is lent to two users at once.
 class CLentSamples
 {
 public:
@@ -408,7 +408,7 @@ TEST_F(MediaSamplePool, ManyThreads_BorrowAndLock)
         EXPECT_EQ(data, source.bytes.data());
         sample->UnlockBuffer();
         EXPECT_EQ(sample->GetDataLength(), 4u);
-        lent.GiveBack(sample.Get()); // first: by the release it is another's
+        lent.GiveBack(sample.Get()); // first: after the release another thread may own it
     };
     std::vector<std::jthread> users;
     for (int user = 0; user < 4; ++user)

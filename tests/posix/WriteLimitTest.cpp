@@ -1,5 +1,4 @@
-// Writes that the system cuts short. Systems with limits for the size of files make such ones without a full
-// disk.
+// Writes that the system cuts short. File size limits cause these without a full disk.
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFileContent.h"
 #include "tests/support/KrTempFolder.h"
@@ -16,9 +15,9 @@ using namespace KrTest;
 
 namespace
 {
-constexpr size_t kLimit = 8 << 20; // far above what the test program itself writes meanwhile
+constexpr size_t kLimit = 8 << 20; // far above the test program's own output meanwhile
 
-// Limits all files that the process writes while it lives.
+// Limits the size of all files that the process writes while it exists.
 class CFileSizeLimit
 {
 public:

@@ -1,4 +1,4 @@
-// What hostile files can cost at most, in multiples of their size: memory and reads.
+// The maximum cost of hostile files in memory and reads, in multiples of their size.
 #include "tests/base/KrAllocationMeter.h"
 #include "tests/reader/HostileFileSupport.h"
 #include "tests/support/KrByteWriter.h"
@@ -14,7 +14,7 @@ constexpr size_t kMemoryToLoad =
 constexpr size_t kMemoryToWalk = 24; // a node for each header of 8 bytes
 constexpr size_t kMemoryToSearch = 16;
 
-// Writes nothing but the smallest chunks that can be: the most nodes and matches for their size.
+// Writes only the smallest possible chunks: the most nodes and matches for their size.
 KrBuilderHook CrowdOf(size_t size)
 {
     return [size](CKrAviBuilder& file)
@@ -33,7 +33,7 @@ KrBytes Crowd(size_t size)
     return BuildSimpleAvi(avi).Bytes();
 }
 
-// A file that is one index of as many entries as there is room for.
+// A file that is one index with as many entries as fit.
 KrBytes Index(size_t size)
 {
     SKrSimpleAvi avi = RichAvi(EKrIndexKind::None);
@@ -47,7 +47,7 @@ KrBytes Index(size_t size)
     return BuildSimpleAvi(avi).Bytes();
 }
 
-// A file and its reader. Counting takes memory of its own.
+// A file and its reader. Counting itself takes memory.
 struct SOpened
 {
     explicit SOpened(const KrBytes& bytes, bool isCounted = false)
@@ -137,8 +137,8 @@ TEST(HostileLimits, Memory_IsBoundByTheFilesSize)
     }
 }
 
-// Tiny chunks around 'movi', all of them children of the segment in which the private chunks are looked for.
-// The only one lies after all of them: the open knows it, so it has passed them.
+// Tiny chunks around 'movi', all of them children of the segment that is searched for private chunks. The
+// only private chunk follows all of them: if the open finds it, it has passed them.
 TEST(HostileLimits, MemoryOfAnOpen_DoesNotGrowWithTheNumberOfChunks)
 {
     constexpr size_t kSize = size_t{40} << 20;
@@ -159,8 +159,8 @@ TEST(HostileLimits, MemoryOfAnOpen_DoesNotGrowWithTheNumberOfChunks)
     }
 }
 
-// The entries lie in the array, whose memory is not operator new's: it is added here. The array has its
-// largest size while the index is read.
+// The entries are in the array, whose memory does not come from operator new: it is added here. The array has
+// its largest size while the index is read.
 TEST(HostileLimits, MemoryOfALoad_IsBoundByTheFilesSize)
 {
     for (const size_t size : {size_t{1} << 20, size_t{4} << 20})

@@ -1,4 +1,4 @@
-// AVI files on disk that differ in everything a reader reports, with all answers that a reader may give.
+// AVI files on disk that differ in everything a reader reports, with all valid results.
 #ifndef KR_TESTS_RELIABILITY_KRSTRESSFILES_H
 #define KR_TESTS_RELIABILITY_KRSTRESSFILES_H
 
@@ -32,7 +32,7 @@ std::string Pack(const Values&... values)
     return packed;
 }
 
-// What GetVideoStreamInfo reports but for the frames, which are its answer.
+// The outputs of GetVideoStreamInfo, without the frame count that it returns.
 inline uint32_t AskVideo(IKrRiffReader& reader, std::string& facts)
 {
     SKrAviVideoParams format{};
@@ -88,7 +88,7 @@ inline bool IsIndex(const CArray<SKrChunkIndexEntry>& loaded, const std::vector<
            std::memcmp(loaded.GetData(), index.data(), index.size() * sizeof index[0]) == 0;
 }
 
-// Walks all that is below a node, or the whole file, and requires each chunk to be one of the file's.
+// Walks everything below a node, or the whole file, and requires each chunk to be one of the file's.
 inline size_t CountChunks(IKrRiffReader& reader, const SKrStressFile& file, SKrRiffChunkNode* node = nullptr)
 {
     SKrRiffChunkInfo found{};
@@ -112,7 +112,7 @@ inline size_t CountChunks(IKrRiffReader& reader, const SKrStressFile& file, SKrR
 }
 
 // Chunk headers are at these positions in each of the files, so that a search can start there whichever is
-// open. A close that meets a busy reader has the default start of searches be 200 until the next open.
+// open. A close while the reader is busy sets the default start of searches to 200 until the next open.
 inline constexpr uint64_t kStressSearchStarts[] = {0, 12, 200, UINT64_MAX};
 
 inline SKrSimpleAvi DescribeStressFile(uint32_t number)
@@ -143,7 +143,7 @@ inline SKrSimpleAvi DescribeStressFile(uint32_t number)
     return avi;
 }
 
-// Replaces a stream's payloads by bytes of which no two files have the same at any place.
+// Replaces a stream's payloads by bytes that differ between any two files at every position.
 inline std::vector<SKrChunkIndexEntry> FillPayloads(SKrBuiltAvi& built, size_t stream, uint32_t number)
 {
     std::vector<SKrChunkIndexEntry> entries;
@@ -192,7 +192,7 @@ inline void LearnFormats(SKrStressFile& file)
     file.audioPattern = Pack(pattern);
 }
 
-// Throws std::runtime_error when the answers do not tell one file from another.
+// Throws std::runtime_error when the results do not distinguish the files.
 inline std::vector<SKrStressFile> WriteStressFiles(const CKrTempFolder& folder)
 {
     std::vector<SKrStressFile> files;

@@ -1,4 +1,4 @@
-// Two hours at 60 frames per second with sound, in a time that only the clock sees.
+// Two hours at 60 frames per second with sound, in simulated time.
 #include "tests/base/KrAllocationMeter.h"
 #include "tests/writer/KrRecorder.h"
 
@@ -10,7 +10,7 @@ using namespace KrTest;
 namespace
 {
 #if defined(__SANITIZE_THREAD__)
-constexpr uint32_t kSeconds = 10 * 60; // each access is watched there
+constexpr uint32_t kSeconds = 10 * 60; // every access is instrumented there
 #else
 constexpr uint32_t kSeconds = 2 * 60 * 60;
 #endif
@@ -18,7 +18,7 @@ constexpr uint32_t kFramesPerSecond = 60;
 constexpr uint32_t kAudioBytes = 48000 / kFramesPerSecond * 4;
 constexpr uint32_t kStartTick = 0xFFFFFFFF - kSeconds * 1000 / 2; // wraps half way
 
-// Keeps no history, unlike the manual clock.
+// Keeps no history of sleeps, unlike the manual clock.
 class CKrLongClock final : public IKrClock
 {
 public:
@@ -34,7 +34,7 @@ private:
     uint64_t m_elapsed = 0;
 };
 
-// A file of which only what is mapped is kept, for as long as it is.
+// A file that stores only mapped ranges, and only while they are mapped.
 class CKrForgetfulFile final : public IKrWritableFile
 {
 public:
@@ -118,7 +118,7 @@ void RecordSecond(IKrAviWriter& writer, CKrLongClock& clock, uint32_t second, si
 }
 } // namespace
 
-// The first segment ends after minutes; its 'idx1' is all that grows.
+// The first segment ends after minutes; only its 'idx1' grows.
 TEST(LongRecording, Memory_StaysFlat)
 {
     constexpr size_t kFrameBytes = 60'000;
@@ -139,7 +139,7 @@ TEST(LongRecording, Memory_StaysFlat)
         if (uint64_t{second} * kFramesPerSecond * kPaddedPair < 1'070'000'000)
             mostEntries = size_t{second} * kFramesPerSecond * 2;
     }
-    // The vector of entries doubles: at most twice what it holds, and half of that while it moves.
+    // The vector of entries doubles: at most twice its content, plus half of that while it moves.
     EXPECT_LE(meter.Most(), 3 * 16 * mostEntries + 64 * 1024);
     EXPECT_LE(meter.Now(), 64u * 1024) << "'idx1' has gone with the first segment";
     EXPECT_TRUE(clock.HasWrapped());

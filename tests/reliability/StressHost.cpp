@@ -1,6 +1,6 @@
-// A host whose four threads share one reader and do everything with it in random order: KrStressHost
-// OPERATIONS [SEED]. Each answer has to be that of one of three files, wholly. Prints how often each
-// operation did something. Ends with 1 after a wrong answer, and when no operation ends for a minute.
+// A host whose four threads share one reader and call its operations in random order: KrStressHost OPERATIONS
+// [SEED]. Each result must be entirely that of one of three files. Prints how often each operation succeeded.
+// Ends with 1 after a wrong result, and when no operation ends for a minute.
 #include "tests/reliability/KrStressFiles.h"
 #include "tests/support/KrOsTestFiles.h"
 
@@ -24,12 +24,12 @@ using KrStressFiles = std::vector<SKrStressFile>;
 using KrNumber = unsigned long long;
 
 constexpr size_t kThreads = 4;
-constexpr KrNumber kEnoughForAll = 5000; // operations, among which each kind does something
+constexpr KrNumber kEnoughForAll = 5000; // operations, enough for each kind to succeed
 constexpr auto kPatience = std::chrono::seconds(60);
 
 std::atomic<bool> g_failed = false;
 
-// What one thread does. The operations answer whether the reader did something or refused.
+// The work of one thread. The operations return whether the reader succeeded or refused.
 class CStressThread
 {
 public:
@@ -86,7 +86,7 @@ public:
     bool GetAudioStreamInfo()
     {
         std::string facts;
-        Require(AskAudio(m_reader, facts) != 0, "no sound"); // it stays known after a close
+        Require(AskAudio(m_reader, facts) != 0, "no sound"); // it stays available after a close
         return IsOfOne([&](const SKrStressFile& file) { return facts == file.audio; },
                        "the sound of no file");
     }
@@ -119,7 +119,7 @@ public:
         return m_reader.FindFirstChunk(&ids, kStressSearchStarts[Below(std::size(kStressSearchStarts))]) != 0;
     }
 
-    // Any thread may have begun the search, or have ended it.
+    // Any thread may have started the search, or ended it.
     bool FindNextChunk()
     {
         SKrRiffChunkInfo found{};
@@ -200,7 +200,7 @@ private:
         return true;
     }
 
-    // Nothing came from a closed reader, or from past the end.
+    // Nothing was read from a closed reader, or from past the end.
     bool CheckBytes(uint64_t position, uint32_t count, uint32_t came) const
     {
         const auto isOf = [&](const SKrStressFile& file)
@@ -215,7 +215,7 @@ private:
     IKrRiffReader& m_reader;
     const KrStressFiles& m_files;
     std::mt19937_64 m_random;
-    CKrRef<IKrRiffReader> m_ownReader; // a close takes nodes away: on the shared one nobody walks
+    CKrRef<IKrRiffReader> m_ownReader; // a close frees nodes: no walks on the shared reader
     KrBytes m_buffer = KrBytes(1 << 16);
 };
 
@@ -246,19 +246,19 @@ constexpr SOperation kOperations[] = {
 };
 constexpr size_t kKinds = std::size(kOperations);
 
-// Of one thread, for the one that watches.
+// The state of one thread, for the watchdog.
 struct SProgress
 {
     std::atomic<bool> isRunning = true;
     std::atomic<const char*> current = "nothing";
     std::atomic<KrNumber> ended = 0;
-    std::array<KrNumber, kKinds> did{}; // to be looked at when it does not run
+    std::array<KrNumber, kKinds> did{}; // to be read when it does not run
 };
 using KrProgress = std::array<SProgress, kThreads>;
 
 void Run(CStressThread& thread, KrNumber operations, SProgress& progress)
 {
-    std::vector<size_t> kinds; // each as often as its weight says
+    std::vector<size_t> kinds; // each as often as its weight
     for (size_t kind = 0; kind < kKinds; ++kind)
         kinds.insert(kinds.end(), kOperations[kind].weight, kind);
     try
@@ -289,7 +289,7 @@ KrNumber Ended(const KrProgress& progress)
     return ended;
 }
 
-// Waits until all threads have ended. One that hangs cannot be ended: then the process ends here.
+// Waits until all threads have ended. A hanging thread cannot be ended: then the process ends here.
 void Watch(const KrProgress& progress)
 {
     using CClock = std::chrono::steady_clock;
@@ -310,7 +310,7 @@ void Watch(const KrProgress& progress)
     }
 }
 
-// With enough operations there is no kind that never did anything.
+// With enough operations every kind succeeds at least once.
 void Report(const KrProgress& progress)
 {
     std::printf("%llu operations:", Ended(progress));
@@ -343,7 +343,7 @@ void RunThreads(IKrRiffReader& reader, const KrStressFiles& files, KrNumber oper
     Report(progress);
 }
 
-// Nothing is left of what the threads did: neither a lock that is held nor an open file.
+// The threads left nothing behind: neither a held lock nor an open file.
 void RequireIdle(IKrRiffReader& reader, const KrStressFiles& files)
 {
     reader.Close();

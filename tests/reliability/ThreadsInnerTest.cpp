@@ -23,7 +23,7 @@ void OnFourThreads(Work&& work)
 }
 } // namespace
 
-// Loads and queries either answer rightly or are refused; raw reads always answer.
+// Loads and queries are either correct or refused; raw reads always succeed.
 TEST(FourThreads, OnOneReader_AreAnsweredOrRefused)
 {
     CKrMemoryFileSystem files;
@@ -54,8 +54,8 @@ TEST(FourThreads, OnOneReader_AreAnsweredOrRefused)
     EXPECT_GT(answered, kRounds) << "a good part of the loads";
 }
 
-// Queries by path and drops of single paths and of all: every query is answered, and in the end no file is
-// open.
+// Queries by path while single paths and all of them are dropped: every query succeeds, and in the end no
+// file is open.
 TEST(FourThreads, OnTheCache_AreAllAnswered)
 {
     CKrMemoryFileSystem files;
@@ -105,7 +105,7 @@ TEST(FourThreads, OnOnePool_GetSamplesOfTheirOwn)
                 EXPECT_EQ(sample->GetDataLength(), 3u);
                 sample->Release();
             }
-            // The pool keeps the last source of each sample: another one takes its place.
+            // The pool keeps the last source of each sample: another one replaces it.
             while (source.references > 1)
             {
                 static CKrFakeDirectShowSample other({0});

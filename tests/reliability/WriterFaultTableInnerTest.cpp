@@ -1,5 +1,5 @@
-// Every call of the writer to the file system failing or coming short in turn, in each operation; how many
-// such runs there were is printed as a table.
+// Every call of the writer to the file system failing or falling short in turn, in each operation; the number
+// of these runs is printed as a table.
 #include "format/KrBytes.h"
 #include "tests/writer/KrRecorder.h"
 
@@ -12,12 +12,12 @@ namespace
 {
 constexpr size_t kLargeFrame = 60'000'000;
 
-// What a fault does to the file.
+// The effect of a fault on the file.
 enum class EKrHarm
 {
-    None,     // it is as if nothing had happened
-    Unmapped, // headers or indexes are not filled in
-    Ends      // nothing more is written
+    None,     // none
+    Unmapped, // headers or indexes stay empty
+    Ends      // writing ends
 };
 
 struct SKrFault
@@ -60,7 +60,7 @@ std::vector<SKrFault> Faults()
             Failing("sector query fails", EKrFileCall::SectorQuery, once, EKrHarm::None)};
 }
 
-// One operation, up to which everything goes well. It answers how many frames were accepted by then.
+// One operation, before which everything succeeds. Returns how many frames were accepted by then.
 struct SKrOperation
 {
     const char* name;
@@ -119,7 +119,7 @@ void ExpectNothingLeft(CKrRecorder& recorder)
     EXPECT_EQ(CKrTestSample::Alive(), 0);
 }
 
-// One run. False when the fault never struck.
+// One run. False when the fault never occurred.
 bool RunWith(const SKrOperation& operation, const SKrFault& fault, uint64_t number)
 {
     CKrRecorder recorder(EKrWorker::None);
@@ -144,7 +144,7 @@ bool RunWith(const SKrOperation& operation, const SKrFault& fault, uint64_t numb
     }
     if (operation.needsOpen && fault.harm == EKrHarm::Ends)
     {
-        // The close that follows completes the file; what it does not write itself was flushed before.
+        // The following close completes the file; anything that it does not write was flushed before.
         EXPECT_GE(FramesReadable(recorder.Content()), operation.isTheClose ? frames / 25 * 25 : frames);
     }
     if (operation.needsOpen && fault.harm == EKrHarm::None)

@@ -1,4 +1,4 @@
-// The queries on a reader that is not the library's own: only the interface is used, nothing is locked.
+// The queries on a reader that is not the library's own: they use only the interface and lock nothing.
 #include "tests/riffutils/KrHostReader.h"
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrAviRecords.h"
@@ -172,7 +172,7 @@ TEST(HostReader, ReadThatBringsNothing_IsAFailure)
     }
 }
 
-// Each query stops inside the host's reader until both are there: nothing keeps them apart.
+// Each query stops inside the host's reader until both have arrived: nothing serialises them.
 TEST(HostReader, QueriesOfTwoThreads_RunAtTheSameTime)
 {
     CKrThreadGate gate;

@@ -1,4 +1,4 @@
-// A file system around another that tells when files are opened and when they were closed.
+// A file system around another that reports when files are opened and closed.
 #ifndef KR_TESTS_RIFFUTILS_KRHOOKEDFILESYSTEM_H
 #define KR_TESTS_RIFFUTILS_KRHOOKEDFILESYSTEM_H
 
@@ -11,8 +11,8 @@
 
 namespace KrTest
 {
-// The hooks are called on the thread that opens or closes, with no lock held: they may block or throw. They
-// are set while no file is being opened or closed.
+// The hooks are called on the thread that opens or closes, with no lock held: they may block or throw. Set
+// them while no file is being opened or closed.
 class CKrHookedFileSystem : public IKrFileSystem
 {
 public:

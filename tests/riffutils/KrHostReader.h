@@ -1,4 +1,4 @@
-// A host's own implementation of the reader interface, as far as the queries use it.
+// A host's own implementation of the parts of the reader interface that the queries use.
 #ifndef KR_TESTS_RIFFUTILS_KRHOSTREADER_H
 #define KR_TESTS_RIFFUTILS_KRHOSTREADER_H
 
@@ -19,8 +19,8 @@
 
 namespace KrTest
 {
-// Segments with their direct children in memory. Writes down the operations that are called, and checks what
-// every implementation may rely on. Lives on the stack of a test: it counts references and never deletes
+// Segments with their direct children in memory. Records the operations that are called, and checks the
+// guarantees for every implementation. Lives on the stack of a test: it counts references and never deletes
 // itself. Walks belong to the calling thread, so that several may be under way at once.
 class CHostReader : public IKrRiffReader
 {
@@ -32,7 +32,7 @@ public:
         std::string id;
         KrBytes data;
         bool hasNode = true;
-        size_t readable = SIZE_MAX; // bytes that a read brings at most
+        size_t readable = SIZE_MAX; // most bytes that a read returns
     };
     struct SKrHostSegment
     {
@@ -142,7 +142,7 @@ public:
         return 0;
     }
 
-    // No query has a reason to call these.
+    // No query may call these.
     int Open(const wchar_t*) override { return Unexpected(); }
     void Close() override { Unexpected(); }
     uint32_t ReadAt(uint64_t, void*, uint32_t) override { return static_cast<uint32_t>(Unexpected()); }

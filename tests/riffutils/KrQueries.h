@@ -1,4 +1,4 @@
-// The queries as tests ask them: outputs are marked before, and the answer holds status and outputs.
+// The queries in tests: outputs are marked before, and the result holds status and outputs.
 #ifndef KR_TESTS_RIFFUTILS_KRQUERIES_H
 #define KR_TESTS_RIFFUTILS_KRQUERIES_H
 
@@ -14,7 +14,7 @@
 
 namespace KrTest
 {
-// What the outputs hold before a query.
+// The outputs before a query.
 inline constexpr int kMarkedMode = 77;
 inline constexpr int kMarkedHorizontal = 7777;
 inline constexpr int kMarkedVertical = 8888;
@@ -136,7 +136,7 @@ inline CKrRef<IKrRiffReader> OpenedReader(const std::wstring& path)
     return reader;
 }
 
-// Runs something on a thread of its own and returns what it returned.
+// Runs a function on its own thread and returns its result.
 template <class Operation>
 auto OnAnotherThread(Operation&& operation)
 {
@@ -145,7 +145,7 @@ auto OnAnotherThread(Operation&& operation)
     return result;
 }
 
-// Whether another thread gets the reader's lock: it does, for a moment, in an open file.
+// Whether another thread gets the reader's lock, which it takes for a moment, in an open file.
 inline bool AnotherThreadMayWalk(IKrRiffReader& reader)
 {
     return OnAnotherThread([&] { return reader.FindFirstRiffSegment() == 1; });

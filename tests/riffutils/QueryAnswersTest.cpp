@@ -1,4 +1,4 @@
-// What the queries by reader answer, by what the private chunks of a file hold.
+// The results of the queries by reader for the content of a file's private chunks.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrTempFolder.h"
 
@@ -11,10 +11,10 @@ namespace
 class QueryAnswers : public testing::Test
 {
 protected:
-    // The reader of a file that was built from a description.
+    // A reader of a file built from a description.
     IKrRiffReader* Open(const SKrSimpleAvi& avi)
     {
-        m_reader.Reset(); // Windows lets no open file be replaced
+        m_reader.Reset(); // on Windows an open file cannot be replaced
         m_reader = OpenedReader(m_folder.Write(L"a.avi", BuildSimpleAvi(avi).content));
         return m_reader.Get();
     }
@@ -204,7 +204,7 @@ TEST_F(QueryAnswers, FileWithoutPrivateChunks_HasNoAnswerWhateverItsHeadersSay)
     uint32_t id = 0;
     reader->GetVideoStreamInfo(&format, &compression, &bitCount, &valid, &id);
     ASSERT_EQ(valid, 1);
-    ASSERT_EQ(format.scanMode, 0); // the headers do tell one
+    ASSERT_EQ(format.scanMode, 0); // the headers do declare one
     ExpectNothing(reader);
 }
 
@@ -228,7 +228,7 @@ TEST_F(QueryAnswers, UnknownFlavours_FindNothingAndWriteNothing)
         EXPECT_EQ(AskMode(reader, flavour), kNoMode) << flavour;
         EXPECT_EQ(AskAspect(reader, flavour), kNoAspect) << flavour;
     }
-    EXPECT_EQ(AskMode(reader, 1), Mode(1)); // the chunks are there
+    EXPECT_EQ(AskMode(reader, 1), Mode(1)); // the chunks exist
 }
 
 TEST_F(QueryAnswers, RepeatedQueries_AnswerTheSame)

@@ -1,4 +1,4 @@
-// Which private chunks the queries accept: fixed bytes, sizes, and chunks that the end of the file cuts.
+// Which private chunks the queries accept: fixed bytes, sizes, and chunks truncated by the end of the file.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrTempFolder.h"
 
@@ -12,11 +12,11 @@ constexpr uint8_t kKrlASignatureAndMark[] = {
     0x00, 0x00, 0x0F, 0x00,                                               // format mark
 };
 
-// Answers of a file whose one private chunk is the last of its first segment.
+// The results for a file whose one private chunk is the last of its first segment.
 class QueryChunkChecks : public testing::Test
 {
 protected:
-    // `left`: how many bytes of the chunk's payload the file holds; everything without a value.
+    // `left`: how many bytes of the chunk's payload the file holds; all of them without a value.
     IKrRiffReader* Open(const std::string& id, const KrBytes& payload,
                         std::optional<uint64_t> left = std::nullopt, SKrChunkOptions options = {})
     {
@@ -29,7 +29,7 @@ protected:
         SKrBuiltAvi built = BuildSimpleAvi(avi);
         if (left)
             built.content.Resize(chunk.data + *left);
-        m_reader.Reset(); // Windows lets no open file be replaced
+        m_reader.Reset(); // on Windows an open file cannot be replaced
         m_reader = OpenedReader(m_folder.Write(L"a.avi", built.content));
         return m_reader.Get();
     }

@@ -1,4 +1,4 @@
-// Queries and the reader's lock: a query waits for it, holds it to its end, and lives on its own reference.
+// Queries and the reader's lock: a query waits for it, holds it to its end, and has its own reference.
 #include "base/KrReentrantLock.h"
 #include "reader/KrRiffReader.h"
 #include "tests/riffutils/KrQueries.h"
@@ -15,10 +15,10 @@ using namespace std::chrono_literals;
 
 namespace
 {
-// Long enough for a thread that does not wait to be done, short enough for a test.
+// Long enough for a thread that does not wait to finish, short enough for a test.
 constexpr auto kAWhile = 100ms;
 
-// A reader on a file in memory. A gate, once it is set up, stops the next reads from the file.
+// A reader on a file in memory. A gate, once set up, stops the next reads from the file.
 class QueryLock : public testing::Test
 {
 protected:
@@ -28,7 +28,7 @@ protected:
         avi.streams = {VideoStream({50'000, 50'000})}; // 'idx1' is far from the headers
         m_files.Set(L"a.avi", BuildSimpleAvi(avi).content);
         m_files.Set(L"b.avi", BuildSimpleAvi(SmallAviWithKrlA(2)).content);
-        const KrPlatform::CFileSystemScope scope(m_counting); // the reader keeps to it
+        const KrPlatform::CFileSystemScope scope(m_counting); // the reader keeps using it
         m_reader = CKrRef<CKrRiffReader>::Adopt(static_cast<CKrRiffReader*>(NewReader().Detach()));
         EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
     }
@@ -75,7 +75,7 @@ TEST_F(QueryLock, HeldByAnotherThreadsLoad_IsWaitedFor)
     EXPECT_EQ(answer.get(), Mode(1));
 }
 
-// As during Open, which asks for the file's own values while it has the lock.
+// As during Open, which queries the file's own values while it holds the lock.
 TEST_F(QueryLock, HeldByThisThread_IsEnteredAgain)
 {
     const CKrLockScope held(m_reader->Lock());
@@ -168,7 +168,7 @@ TEST_F(QueryLock, LastReferenceReleasedDuringAQuery_DestroysTheReaderOnlyBehindI
         std::jthread query([&] { answer = AskReader(*reader); });
         const CKrGateOpener opener(m_gate);
         ASSERT_TRUE(m_gate.WaitForArrival());
-        EXPECT_EQ(m_reader.Detach()->Release(), 1u); // the query has one
+        EXPECT_EQ(m_reader.Detach()->Release(), 1u); // the query holds one
         EXPECT_EQ(OpenFiles(), 1u);
     }
     EXPECT_EQ(answer, Mode(1));

@@ -1,4 +1,4 @@
-// Where the queries look for the private chunks, and where not.
+// Where the queries search for the private chunks, and where not.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrTempFolder.h"
 
@@ -48,14 +48,14 @@ class QueryLookup : public testing::Test
 protected:
     IKrRiffReader* Open(const CKrFileContent& content)
     {
-        m_reader.Reset(); // Windows lets no open file be replaced
+        m_reader.Reset(); // on Windows an open file cannot be replaced
         m_reader = OpenedReader(m_folder.Write(L"a.avi", content));
         return m_reader.Get();
     }
 
     IKrRiffReader* Open(const SKrSimpleAvi& avi) { return Open(BuildSimpleAvi(avi).content); }
 
-    // All chunk kinds must be found, with this scan mode and the aspect that belongs to it.
+    // All chunk kinds must be found, with this scan mode and its aspect.
     static void ExpectFound(IKrRiffReader* reader, int scanMode)
     {
         for (const int flavour : {1, 2})
@@ -228,7 +228,7 @@ TEST_F(QueryLookup, IdsOfOtherLetterCase_AreNotFound)
     ExpectNothing(Open(m_avi));
 }
 
-// A list that has the wanted four characters as its type is another chunk.
+// A list with the private chunk's id as its type is not that chunk.
 TEST_F(QueryLookup, ListOfSuchAType_IsNotFound)
 {
     m_avi.beforeMovi = [](CKrAviBuilder& file)
@@ -238,8 +238,8 @@ TEST_F(QueryLookup, ListOfSuchAType_IsNotFound)
     EXPECT_EQ(AskMode(Open(m_avi), 1), kNoMode);
 }
 
-// The walk over the first segment's children gives up at the fifth empty header; the header parse before it
-// does so too, and the file opens by its stream chunks behind byte 200.
+// The walk over the first segment's children ends at the fifth empty header; so does the header parse before
+// it, and the file opens through its stream chunks after byte 200.
 TEST_F(QueryLookup, FirstSegmentWhoseWalkFails_EndsTheSearchBeforeTheLastSegment)
 {
     m_avi = AviOfSegments(2);

@@ -12,7 +12,7 @@ namespace
 class QueryPath : public testing::Test
 {
 protected:
-    ~QueryPath() override { KrRiffUtils::ClearCache(nullptr); } // before the folder goes
+    ~QueryPath() override { KrRiffUtils::ClearCache(nullptr); } // before the folder is removed
 
     CKrTempFolder m_folder;
 };

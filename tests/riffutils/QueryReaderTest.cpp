@@ -1,4 +1,4 @@
-// What a query does to the reader that it is given: nothing that stays.
+// A query leaves no change in its reader.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrTempFolder.h"
 
@@ -41,7 +41,7 @@ TEST_F(QueryReader, ReaderWhoseOpenFailed_HasNoAnswer)
     ExpectNothing(reader.Get());
 }
 
-// A walk that is started without a file would keep the reader locked by this thread.
+// A walk started without a file would keep the reader locked by this thread.
 TEST_F(QueryReader, QueriesOfAClosedReader_LeaveItsLockAlone)
 {
     const CKrRef<IKrRiffReader> reader = NewReader();
@@ -123,7 +123,7 @@ TEST_F(QueryReader, TwoThreadsWithOneReader_BothGetEveryAnswer)
     EXPECT_EQ(right, 1000);
 }
 
-// The reader's own operations only try its lock. A query that did so too would now and then find nothing.
+// The reader's own operations only try its lock. A query that did the same would sometimes find nothing.
 TEST_F(QueryReader, QueriesBesideAnotherThreadsWalks_AlwaysAnswer)
 {
     const CKrRef<IKrRiffReader> reader = OpenedReader(m_path);

@@ -1,5 +1,5 @@
-// The reader cache over a file system in memory: how often files are opened, when they are closed, and what
-// happens when opening goes wrong.
+// The reader cache over a file system in memory: how often files are opened, when they are closed, and
+// failures to open.
 #include "riffutils/KrReaderCache.h"
 
 #include "platform/KrUnloadHook.h"

@@ -1,4 +1,4 @@
-// Many threads with queries and clears at once: every query answers rightly whatever the others clear.
+// Many threads with queries and clears at once: every query is correct whatever the others clear.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrOsTestFiles.h"
 #include "tests/support/KrTempFolder.h"
@@ -26,7 +26,7 @@ protected:
             m_paths.push_back(m_folder.Write(name, BuildSimpleAvi(SmallAviWithKrlA(mode, mode + 5)).content));
         }
     }
-    ~ReaderCacheStress() override { KrRiffUtils::ClearCache(nullptr); } // before the folder goes
+    ~ReaderCacheStress() override { KrRiffUtils::ClearCache(nullptr); } // before the folder is removed
 
     // One step of a thread; the steps of a thread go through all files and kinds of call.
     void Step(size_t number)
@@ -49,7 +49,7 @@ protected:
             Count(AskAspect(path, 1) == Aspect(mode + 5, 1));
             break;
         case 4:
-            KrRiffUtils::ClearCache(path); // 0 or 1, as the others let it
+            KrRiffUtils::ClearCache(path); // 0 or 1, depending on the others
             break;
         default:
             Count(KrRiffUtils::ClearCache(nullptr) == 1);
@@ -76,7 +76,7 @@ TEST_F(ReaderCacheStress, OneSecondOfEverything_AnswersRightlyAndLeavesNothingOp
             threads.emplace_back(
                 [this, end, thread]
                 {
-                    // Strides without a common factor bring the threads' steps together in all ways.
+                    // Strides without a common factor combine the threads' steps in all ways.
                     for (size_t step = thread * 5; std::chrono::steady_clock::now() < end; step += thread + 1)
                         Step(step);
                 });

@@ -1,4 +1,4 @@
-// What hosts see of the reader cache: which files it keeps open, and what clearing it does.
+// The reader cache seen from a host: which files it keeps open, and the effect of clearing it.
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrOsTestFiles.h"
 #include "tests/support/KrTempFolder.h"
@@ -20,10 +20,10 @@ constexpr bool kNamesIgnoreCase = false;
 
 std::filesystem::path StdPath(const std::wstring& path)
 {
-    return std::u32string(path.begin(), path.end()); // wide text would be converted by the locale's rules
+    return std::u32string(path.begin(), path.end()); // wide text would be converted according to the locale
 }
 
-// Puts the file `from` in the place of `to`.
+// Replaces the file `to` by `from`.
 bool Replace(const std::wstring& to, const std::wstring& from)
 {
     std::error_code error;
@@ -31,7 +31,7 @@ bool Replace(const std::wstring& to, const std::wstring& from)
     return !error;
 }
 
-// Somebody who wants to write is kept out as long as a reader has the file open.
+// The file cannot be opened for writing while a reader has it open.
 bool IsOpen(const std::wstring& path)
 {
     return !CKrForeignWriter(path).IsOpen();
@@ -41,7 +41,7 @@ class ReaderCache : public testing::Test
 {
 protected:
     ReaderCache() { KrRiffUtils::ClearCache(nullptr); }
-    ~ReaderCache() override { KrRiffUtils::ClearCache(nullptr); } // before the folder goes
+    ~ReaderCache() override { KrRiffUtils::ClearCache(nullptr); } // before the folder is removed
 
     std::wstring Write(const std::wstring& name, uint8_t scanMode) const
     {

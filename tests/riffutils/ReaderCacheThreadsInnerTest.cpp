@@ -1,4 +1,4 @@
-// The reader cache and its lock among threads that are stopped at known places.
+// The reader cache and its lock with threads that are stopped at known places.
 #include "platform/KrUnloadHook.h"
 #include "tests/riffutils/KrHookedFileSystem.h"
 #include "tests/riffutils/KrQueries.h"
@@ -16,9 +16,9 @@ using namespace std::chrono_literals;
 
 namespace
 {
-// Long enough for a thread that does not wait to be done, short enough for a test.
+// Long enough for a thread that does not wait to finish, short enough for a test.
 constexpr auto kAWhile = 100ms;
-// So long that only a thread that waits for ever is not done.
+// Long enough that only a thread that waits for ever has not finished.
 constexpr auto kLong = 30s;
 
 // Files a.avi and b.avi with the scan modes 0 and 1.
@@ -33,7 +33,7 @@ protected:
     }
     ~ReaderCacheThreads() override { KrRiffUtils::ClearCache(nullptr); }
 
-    // From now on, whoever opens this path stops at the gate, with the cache locked.
+    // From now on, a thread that opens this path stops at the gate, with the cache locked.
     void StopOpensOf(const std::wstring& stopped)
     {
         m_hooked.beforeOpen = [this, stopped](const std::wstring& path)
@@ -43,7 +43,7 @@ protected:
         };
     }
 
-    // From now on, whoever reads from a file stops at the gate.
+    // From now on, a thread that reads from a file stops at the gate.
     void StopReads()
     {
         m_faulty.SetBeforeRead([this](const SKrReadRequest&) { m_gate.Pass(); });
@@ -78,7 +78,7 @@ TEST_F(ReaderCacheThreads, TwoThreadsWithOneNewPath_OpenItOnce)
     const bool arrived = m_gate.WaitForArrival();
     std::future<SKrModeAnswer> second = AskAside(L"a.avi");
     EXPECT_EQ(second.wait_for(kAWhile), std::future_status::timeout);
-    EXPECT_EQ(Opens(), 0u); // counted behind the gate
+    EXPECT_EQ(Opens(), 0u); // counted after the gate
     m_gate.Open();
     EXPECT_TRUE(arrived);
     EXPECT_EQ(first.get(), Mode(0));
@@ -134,7 +134,7 @@ TEST_F(ReaderCacheThreads, DuringAQuery_OtherPathsAreAnsweredAndClearDoesNotWait
     StopReads();
     std::future<SKrModeAnswer> query = AskAside(L"a.avi");
     EXPECT_TRUE(m_gate.WaitForArrival());
-    // No read is needed to learn that a file is not there.
+    // No read is needed to find that a file does not exist.
     std::future<SKrModeAnswer> other = AskAside(L"missing.avi");
     EXPECT_EQ(other.wait_for(kLong), std::future_status::ready);
     std::future<int> clear = ClearAside(L"a.avi");
@@ -175,7 +175,7 @@ TEST_F(ReaderCacheThreads, PathAskedAgainAfterAClearDuringAQuery_IsOpenedASecond
     EXPECT_EQ(OpenFiles(), 1u);
 }
 
-// At the end of a process the lock may belong to a thread that is gone.
+// At the end of a process the lock may belong to a terminated thread.
 TEST_F(ReaderCacheThreads, ModuleStopWhileTheCacheIsLocked_DoesNotWait)
 {
     EXPECT_EQ(AskMode(L"b.avi"), Mode(1));

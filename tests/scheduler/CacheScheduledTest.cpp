@@ -1,4 +1,4 @@
-// Queries by path beside the cache's clearing and the module's stop.
+// Queries by path, concurrent with the cache's clearing and the module's stop.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "riffutils/KrReaderCache.h"
 #include "tests/scheduler/KrEverySeed.h"

@@ -1,5 +1,5 @@
-// Runs a scenario with many seeds. KR_SEEDS says with how many, KR_SEED with which one alone, for a replay;
-// KR_SHOW_SEEDS prints each before it runs, so that a crash tells its own.
+// Runs a scenario with many seeds. KR_SEEDS sets their number, KR_SEED selects a single one, for a replay;
+// KR_SHOW_SEEDS prints each before it runs, so that the seed of a crash is known.
 #ifndef KR_TESTS_SCHEDULER_KREVERYSEED_H
 #define KR_TESTS_SCHEDULER_KREVERYSEED_H
 

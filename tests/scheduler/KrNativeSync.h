@@ -1,5 +1,5 @@
-// What locks, conditions and atomics are made of under the scheduler. Found in place of the platform's own
-// header.
+// The primitives of locks, conditions and atomics under the scheduler. Included in place of the platform's
+// own header.
 #ifndef KR_TESTS_SCHEDULER_KRNATIVESYNC_H
 #define KR_TESTS_SCHEDULER_KRNATIVESYNC_H
 
@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-// The holder is a thread's number, while the depth is not 0.
+// The holder is a thread's number while the depth is not 0.
 struct KrNativeRecursiveMutex
 {
     uint64_t holder = 0;
@@ -18,10 +18,10 @@ using KrNativeMutex = KrNativeRecursiveMutex;
 
 struct KrNativeCondition
 {
-    bool isWaitedFor = false; // an object of its own address
+    bool isWaitedFor = false; // an object with a unique address
 };
 
-// A value that is a place to switch at. Only one activity executes at a time.
+// A value whose accesses are switch points. Only one activity executes at a time.
 template <class Value>
 class KrAtomic
 {

@@ -1,4 +1,4 @@
-// A worker thread that is an activity of the scheduler.
+// A worker thread implemented as an activity of the scheduler.
 #ifndef KR_TESTS_SCHEDULER_KRSCHEDULEDWORKER_H
 #define KR_TESTS_SCHEDULER_KRSCHEDULEDWORKER_H
 

@@ -26,7 +26,7 @@ constexpr size_t kStackSize = size_t{256} << 10;
 
 KrTest::CKrScheduler* g_current = nullptr;
 
-// The address sanitizer has to be told of stacks that are not a thread's own.
+// The address sanitizer must be notified of switches to stacks other than the thread's.
 #if defined(KR_ADDRESS_SANITIZER)
 void BeforeSwitch(void** fakeStack, const void* stack, size_t size)
 {
@@ -130,7 +130,8 @@ std::string CKrScheduler::Run()
     return m_problem;
 }
 
-// Any that does not wait. Those whose time may run out come last, when nobody else is left or by chance.
+// Any activity that does not wait. Those that may time out are chosen only when no other is left, or by
+// chance.
 CKrScheduler::SKrActivity* CKrScheduler::ChooseNext()
 {
     constexpr size_t kTimeOutOneIn = 16;
@@ -181,7 +182,7 @@ void CKrScheduler::Enter(unsigned high, unsigned low)
     scheduler.Body(activity);
     activity.ended = true;
     scheduler.ReturnToRun();
-    std::abort(); // nobody chooses what has ended
+    std::abort(); // an ended activity is never chosen
 }
 
 void CKrScheduler::Body(SKrActivity& activity)

@@ -1,5 +1,5 @@
-// Runs several activities on one thread and chooses by a seed which of them goes on, at each lock, condition
-// and atomic of the library. The same seed gives the same order of events every time.
+// Runs several activities on one thread and picks the next one, in a seeded random order, at each lock,
+// condition and atomic of the library. The same seed gives the same order of events every time.
 #ifndef KR_TESTS_SCHEDULER_KRSCHEDULER_H
 #define KR_TESTS_SCHEDULER_KRSCHEDULER_H
 
@@ -13,7 +13,7 @@
 
 namespace KrTest
 {
-// One run. Activities stand for a host's threads and the library's own.
+// One run. Activities represent a host's threads and the library's own.
 //
 //   CKrScheduler scheduler(seed);
 //   scheduler.Add([&] { reader->Close(); });
@@ -27,21 +27,21 @@ public:
     CKrScheduler(const CKrScheduler&) = delete;
     CKrScheduler& operator=(const CKrScheduler&) = delete;
 
-    // Adds an activity, also while others run.
+    // Adds an activity, even while others run.
     void Add(std::function<void()> body);
 
-    // Runs until all have ended. Answers what went wrong: "" or that none can go on, or an exception that
-    // left an activity. Activities that cannot go on are abandoned: what they own leaks.
+    // Runs until all have ended. Returns the error: "" for none, a deadlock, or an exception that left an
+    // activity. Deadlocked activities are abandoned: what they own leaks.
     [[nodiscard]] std::string Run();
 
-    // The run under way whose activity is executing, or null: then nothing is ever chosen or waited for.
+    // The run whose activity is executing, or null: then there are no switches and no waits.
     static CKrScheduler* Current();
 
-    // A place where another activity may go on.
+    // A switch point: another activity may run next.
     void Yield();
 
-    // Lets the current activity wait until somebody wakes what it waits for. With `mayTimeOut` it may also go
-    // on when nobody does; answers whether it was woken.
+    // Blocks the current activity until it is woken. With `mayTimeOut` it may also resume without that;
+    // returns whether it was woken.
     bool WaitFor(const void* what, bool mayTimeOut = false);
     void WakeAll(const void* what);
     void WakeOne(const void* what);
@@ -49,7 +49,7 @@ public:
     // Number of the activity that is executing, from 1.
     [[nodiscard]] uint64_t Activity() const;
 
-    // A choice of the seed: 0 to `count` - 1.
+    // A seeded random number from 0 to `count` - 1.
     [[nodiscard]] size_t Choose(size_t count);
 
 private:
@@ -62,7 +62,7 @@ private:
     static void Enter(unsigned high, unsigned low);
 
     std::mt19937_64 m_random;
-    uint32_t m_switchOneIn; // how often a place where another may go on makes one go on
+    uint32_t m_switchOneIn; // how often a switch point switches
     std::vector<std::unique_ptr<SKrActivity>> m_activities;
     SKrActivity* m_current = nullptr;
     struct SKrOutside;
@@ -70,7 +70,7 @@ private:
     std::string m_problem;
 };
 
-// A place where another activity may go on, for code that may also run outside of a scheduler.
+// A switch point for code that may also run outside of a scheduler.
 void YieldToScheduler();
 } // namespace KrTest
 

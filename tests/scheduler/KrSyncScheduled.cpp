@@ -1,4 +1,4 @@
-// Locks and conditions that the scheduler drives.
+// Locks and conditions driven by the scheduler.
 #include "platform/KrSync.h"
 
 #include "tests/scheduler/KrScheduler.h"
@@ -119,5 +119,5 @@ bool CKrCondition::WaitOnceFor(CKrMutex& mutex, uint32_t)
 uint64_t KrCurrentThread()
 {
     const CKrScheduler* const scheduler = CKrScheduler::Current();
-    return scheduler != nullptr ? scheduler->Activity() : UINT64_MAX; // the thread outside of all activities
+    return scheduler != nullptr ? scheduler->Activity() : UINT64_MAX; // the thread, outside of all activities
 }

@@ -1,4 +1,4 @@
-// A file system at each call of which another activity may go on, in the middle of a transfer too.
+// A file system whose calls are switch points, also in the middle of a transfer.
 #ifndef KR_TESTS_SCHEDULER_KRYIELDINGFILESYSTEM_H
 #define KR_TESTS_SCHEDULER_KRYIELDINGFILESYSTEM_H
 
@@ -11,13 +11,13 @@
 
 namespace KrTest
 {
-// Passes everything on to another file system. Notices a file that is closed while it is read or written.
+// Forwards everything to another file system. Detects a file that is closed while it is read or written.
 class CKrYieldingFileSystem : public IKrFileSystem
 {
 public:
     explicit CKrYieldingFileSystem(IKrFileSystem& files) : m_files(files) {}
 
-    // Whether a file was closed under a transfer.
+    // Whether a file was closed during a transfer.
     [[nodiscard]] bool WasClosedUnderATransfer() const { return m_closedUnderATransfer; }
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
@@ -39,7 +39,7 @@ public:
     uint32_t BytesPerSector(const wchar_t* folder) override { return m_files.BytesPerSector(folder); }
 
 private:
-    // In the list of open files while it lives.
+    // In the list of open files while it exists.
     class COpen
     {
     public:
@@ -48,7 +48,7 @@ private:
         COpen(const COpen&) = delete;
         COpen& operator=(const COpen&) = delete;
 
-        // Lets others go on. What they did to this file is noted without a look at the file itself.
+        // Lets others run. Detects their changes to this file without access to the file itself.
         bool OthersGoOn()
         {
             CKrYieldingFileSystem& owner = m_owner;

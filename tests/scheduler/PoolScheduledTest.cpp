@@ -1,4 +1,4 @@
-// A pool whose samples several threads borrow, lock, return, and whose owner lets go of it meanwhile.
+// A pool whose samples several threads borrow, lock and return, and whose owner releases it meanwhile.
 #include "KrMediaSampleTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"

@@ -1,4 +1,4 @@
-// One reader, used from several threads in every order that a seed may choose.
+// One reader, used from several threads in the order that a seed selects.
 #include "reader/KrRiffReader.h"
 
 #include "KrRiffUtils/KrRiffUtils.h"
@@ -21,7 +21,7 @@ namespace
 {
 constexpr const wchar_t* kPaths[] = {L"a.avi", L"b.avi"};
 
-// Two files that differ in each fact that is asked.
+// Two files that differ in each queried fact.
 class ReaderScheduled : public testing::Test
 {
 protected:
@@ -43,7 +43,7 @@ protected:
             m_memory.Set(kPaths[file], CKrFileContent(m_bytes[file]));
     }
 
-    // Runs what was added, on a reader in which nothing may be left behind.
+    // Runs the added activities; afterwards the reader must be unlocked and hold no resources.
     void Run(CKrScheduler& scheduler, CKrRiffReader& reader)
     {
         ASSERT_EQ(scheduler.Run(), "");
@@ -57,7 +57,7 @@ protected:
         EXPECT_EQ(m_memory.OpenFiles(), 0u);
     }
 
-    // What a read brought stands at its place in one of the files.
+    // The bytes of a read must be those at its position in one of the files.
     void ExpectBytesOfOneFile(uint64_t position, const uint8_t* bytes, uint32_t count)
     {
         const bool known =
@@ -69,7 +69,7 @@ protected:
         EXPECT_TRUE(known) << count << " bytes at " << position;
     }
 
-    // Asks for the video stream. All that is answered belongs to one file, or to none at first.
+    // Queries the video stream. All results must belong to one file, or at first to none.
     static void ExpectOneStreamState(CKrRiffReader& reader)
     {
         SKrAviVideoParams format{};
@@ -156,7 +156,7 @@ TEST_F(ReaderScheduled, CloseOpenAndSearches_MeetNoHalfParsedReader)
                     }
                     catch (const std::out_of_range&)
                     {
-                        // somebody closed the file, and ended the search with it
+                        // another thread closed the file, and ended the search with it
                     }
                 });
             scheduler.Add([&] { ExpectMode(*reader.Get()); });
@@ -218,8 +218,8 @@ TEST_F(ReaderScheduled, LoadsAndWalksBesideCloseAndOpen_AnswerForOneFile)
             scheduler.Add(
                 [&]
                 {
-                    // Null while somebody else is inside; the record itself may be gone by now. The reader is
-                    // never seen closed, so that nothing keeps its lock.
+                    // Null while another thread is inside; the record itself may be freed by now. The reader
+                    // never appears closed here: the call would then keep its lock.
                     static_cast<void>(reader->GetLastRiffSegment());
                 });
             scheduler.Add(

@@ -1,4 +1,4 @@
-// The scheduler itself: it finds what only some orders of events show, and replays them.
+// The scheduler itself: it finds errors that only some orders of events show, and replays them.
 #include "base/KrReentrantLock.h"
 #include "platform/KrSync.h"
 #include "tests/scheduler/KrScheduler.h"
@@ -12,7 +12,7 @@ using namespace KrTest;
 
 namespace
 {
-// What two activities leave that each add 1 in two steps, by a seed.
+// The sum after two activities each add 1 in two steps, for a seed.
 int LostUpdate(uint64_t seed)
 {
     CKrScheduler scheduler(seed);

@@ -1,5 +1,5 @@
 // A recording with several producers, samples with locks of their own, direct chunks, slow writes and a
-// close, in every order that a seed may choose.
+// close, in the order that a seed selects.
 #include "base/KrReentrantLock.h"
 #include "base/KrRef.h"
 #include "tests/scheduler/KrEverySeed.h"
@@ -23,7 +23,7 @@ namespace
 {
 constexpr wchar_t kPath[] = L"a.avi";
 
-// Sleeping is a place to switch at, and lets time pass.
+// Sleeping is a switch point, and advances the time.
 class CYieldingClock final : public IKrClock
 {
 public:
@@ -41,7 +41,7 @@ private:
 };
 
 // A sample that a thread holds from LockBuffer to UnlockBuffer, as those of the pool do, and which takes a
-// mutex of the host's when it goes.
+// mutex of the host when it is released.
 class CLockedSample final : public CKrObject<IKrMediaSample>
 {
 public:
@@ -104,7 +104,7 @@ protected:
         bool hasAudio = false;
     };
 
-    // A payload that no other has.
+    // A unique payload.
     static KrBytes Payload(int producer, int number, bool audio)
     {
         KrBytes bytes(audio ? 7680 : 600, 0xAA);
@@ -129,7 +129,7 @@ protected:
                   1);
     }
 
-    // Submits a frame and, with sound, what belongs to it.
+    // Submits a frame and, if there is sound, its sound.
     static void Submit(SRecording& recording, int producer, int number, CKrMutex* hostMutex)
     {
         for (const bool audio : {true, false})
@@ -161,7 +161,7 @@ protected:
         held->UnlockBuffer();
     }
 
-    // Every payload that was accepted is in the file once, as a chunk of its stream.
+    // Every accepted payload is in the file once, as a chunk of its stream.
     void ExpectAllWritten(const SRecording& recording)
     {
         const KrBytes file = m_memory.Content(kPath).ToBytes();
@@ -200,8 +200,7 @@ std::string ProducersName(const testing::TestParamInfo<int>& info)
 
 INSTANTIATE_TEST_SUITE_P(All, WriterScheduled, testing::Values(1, 2, 3, 4), ProducersName);
 
-// The sample submitted before is held by the thread that submits the next, while another thread closes the
-// file.
+// A thread holds the sample that it submitted while it submits the next, and another thread closes the file.
 TEST_P(WriterScheduled, ProducersThatHoldTheSampleBefore_AreNotHeldUp)
 {
     WithEverySeed(

@@ -52,7 +52,7 @@ TEST(WaveFormat2KrWaveFormat, EachField_IsTakenInItsFullWidth)
 
 TEST(WaveFormat2KrWaveFormat, OneChannelAndOneSampleASecond_AreEnough)
 {
-    WAVEFORMATEX format = {}; // no tag, byte rate, block align or sample size either
+    WAVEFORMATEX format = {}; // nor a tag, byte rate, block align or sample size
     format.nChannels = 1;
     format.nSamplesPerSec = 1;
     SKrWaveFormatInfo info = Marked();

@@ -1,4 +1,4 @@
-// How many audio samples belong to which video frames.
+// The number of audio samples of each video frame.
 #include "siblings/KrAVUtils/KrAVUtils.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ TEST(AudioSampleCounts, EveryRate_IsTheNearestWholeNumber)
             for (uint32_t frame = 0; frame < 500; ++frame)
             {
                 sum += GetAudioSampleCounts(samplesPerSec, static_cast<EKrFrameRate>(code), frame, 1);
-                // |2 * sum * rate - 2 * exact| <= rate, and halves go up
+                // |2 * sum * rate - 2 * exact| <= rate, and halves round up
                 const auto doubled = static_cast<int64_t>(2 * sum * kRates[code][0]);
                 const auto exact =
                     static_cast<int64_t>(2 * uint64_t{frame + 1} * samplesPerSec * kRates[code][1]);
@@ -58,8 +58,8 @@ TEST(AudioSampleCounts, LargestArguments_DoNotOverflow)
     EXPECT_NEAR(static_cast<double>(all), expected, expected * 1e-12);
 }
 
-// Both sides of the rounding rule may wrap: their difference is small, and exact all the same. What it leaves
-// open are multiples far from the quotient of doubles.
+// Both sides of the rounding rule may wrap: their difference is small and still exact. It cannot rule out
+// multiples far from the quotient of doubles.
 TEST(AudioSampleCounts, EveryRate_IsExactForAnyArguments)
 {
     const uint32_t values[] = {0,     1,          2,          1000,       1001,       30000,

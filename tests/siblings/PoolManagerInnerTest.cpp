@@ -38,7 +38,7 @@ private:
     int m_number;
 };
 
-// An element that cannot be told its owner.
+// An element that does not accept an owner.
 class CStranger final : public CKrObject<IKrPoolElement>
 {
 public:

@@ -16,7 +16,7 @@ using KrTest::CKrThreadGate;
 
 namespace
 {
-// What a work routine is given and what it tells.
+// The input and output of a work routine.
 struct SWork
 {
     std::atomic<int> runs = 0;

@@ -33,7 +33,7 @@ TEST(AviBuilderTest, SmallFile_HasExactlyTheseBytes)
                                             1,    2,   3,   0,                // padded
                                             'J',  'U', 'N', 'K', 2,  0, 0, 0, //
                                             0xAB, 0,                          //
-                                            0,    0,                          // behind the segment
+                                            0,    0,                          // after the segment
                                         }));
     EXPECT_EQ(odd.id, "abcd");
     EXPECT_EQ(odd.type, "");

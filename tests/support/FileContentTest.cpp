@@ -15,7 +15,7 @@ TEST(FileContentTest, HolesReadAsZero)
     EXPECT_EQ(content.ToBytes(), (KrBytes{0, 0, 0, 1, 2, 0, 0, 3, 0}));
 }
 
-// Every way in which new bytes can lie over, between and beside old ones, against a plain array.
+// Every way in which new bytes can overlap, separate or adjoin old ones, compared with a plain array.
 TEST(FileContentTest, Put_OverOldBytesAndHoles_LikeAPlainArray)
 {
     for (size_t position = 0; position < 14; ++position)

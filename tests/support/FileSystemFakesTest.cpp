@@ -1,4 +1,4 @@
-// The file systems that tests put in the place of the operating system's.
+// The file systems that tests substitute for the operating system's.
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
@@ -26,7 +26,8 @@ class FileSystemFakesTest : public testing::Test
 protected:
     FileSystemFakesTest() { m_files.Set(L"a.avi", KrBytes{1, 2, 3, 4, 5, 6}); }
 
-    // Opens, asks the size, seeks and reads twice. Returns whether all of it worked, with all the bytes.
+    // Opens, queries the size, seeks and reads twice. Returns whether all calls succeeded, with all the
+    // bytes.
     static bool UseFile(IKrFileSystem& files)
     {
         const auto file = files.OpenForReading(L"a.avi");

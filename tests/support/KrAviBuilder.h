@@ -1,4 +1,4 @@
-// Builds RIFF files chunk by chunk and remembers where everything went.
+// Builds RIFF files chunk by chunk and records the position of each.
 #ifndef KR_TESTS_SUPPORT_KRAVIBUILDER_H
 #define KR_TESTS_SUPPORT_KRAVIBUILDER_H
 
@@ -15,15 +15,15 @@
 
 namespace KrTest
 {
-// A chunk as it was written. Positions are absolute.
+// A chunk as written. Positions are absolute.
 struct SKrBuiltChunk
 {
     std::string id;
     std::string type;    // form or list type of 'RIFF' and 'LIST', else empty
     uint64_t header = 0; // position of the 8-byte chunk header
-    uint64_t data = 0;   // position behind it; for 'RIFF' and 'LIST' the type stands there
+    uint64_t data = 0;   // position after it; for 'RIFF' and 'LIST' that of the type
     uint32_t size = 0;   // size field as stored
-    uint64_t end = 0;    // position behind the chunk as written, padding included
+    uint64_t end = 0;    // position after the chunk as written, padding included
 };
 
 // The n-th chunk, from 0, with this id, or the n-th 'RIFF' or 'LIST' with this type. Throws std::out_of_range
@@ -31,7 +31,7 @@ struct SKrBuiltChunk
 [[nodiscard]] SKrBuiltChunk FindChunk(std::span<const SKrBuiltChunk> chunks, std::string_view idOrType,
                                       size_t number = 0);
 
-// How a chunk departs from the rule.
+// How a chunk deviates from the format.
 struct SKrChunkOptions
 {
     std::optional<uint32_t> size{}; // stored instead of the true size
@@ -57,17 +57,17 @@ public:
     // Position of the next byte.
     [[nodiscard]] uint64_t Position() const { return m_content.Size(); }
 
-    // Bytes that belong to no chunk of their own, or are the payload of one that is open.
+    // Bytes outside of any chunk, or in the payload of an open one.
     void Raw(std::span<const uint8_t> bytes) { m_content.Append(bytes); }
     void Zeros(uint64_t count) { m_content.AppendHole(count); }
 
     // A whole chunk. An id has four characters, here and below.
     SKrBuiltChunk Chunk(std::string_view id, std::span<const uint8_t> payload, SKrChunkOptions options = {});
 
-    // A chunk whose payload is zero and costs no memory, of any size.
+    // A chunk of any size whose payload is zeros, which take no memory.
     SKrBuiltChunk ZeroChunk(std::string_view id, uint32_t size, SKrChunkOptions options = {});
 
-    // A chunk whose payload, or sub-chunks, `body` writes.
+    // A chunk whose payload or sub-chunks are written by `body`.
     SKrBuiltChunk Chunk(std::string_view id, const std::function<void()>& body, SKrChunkOptions options = {});
     SKrBuiltChunk List(std::string_view type, const std::function<void()>& body,
                        SKrChunkOptions options = {});
@@ -80,11 +80,11 @@ public:
     void BeginRiff(std::string_view type, SKrChunkOptions options = {});
     SKrBuiltChunk End();
 
-    // Writes over bytes that were written before.
+    // Overwrites bytes written before.
     void Patch(uint64_t position, std::span<const uint8_t> bytes);
     void PatchU32(uint64_t position, uint32_t value);
 
-    // FindChunk over the chunks that are complete, in file order.
+    // FindChunk over the complete chunks, in file order.
     [[nodiscard]] SKrBuiltChunk Find(std::string_view idOrType, size_t number = 0) const;
 
     // All complete chunks in the order of their headers.

@@ -35,7 +35,7 @@ public:
             position = CheckSegment(position);
         m_result.segments.push_back(position);
         m_result.maxBytesPerSec = U32(32 + 4);
-        if (m_result.problems.empty()) // else what was found is not all
+        if (m_result.problems.empty()) // else some chunks were not found
             CheckWhatWasFound();
         return std::move(m_result);
     }
@@ -101,7 +101,7 @@ private:
                              std::to_string(*left) + " for " + std::to_string(*right)));
     }
 
-    // Holes are zeros, so only what is stored is looked at.
+    // Holes are zeros, so only stored bytes are checked.
     void CheckZeros(uint64_t position, uint64_t count)
     {
         auto extent = m_file.Extents().upper_bound(position);
@@ -119,7 +119,7 @@ private:
         }
     }
 
-    // Checks a segment and answers where the next one starts.
+    // Checks a segment and returns where the next one starts.
     uint64_t CheckSegment(uint64_t start)
     {
         const bool isFirst = start == 0;
@@ -144,7 +144,7 @@ private:
         return end;
     }
 
-    // Checks the padding at a position and answers where it ends.
+    // Checks the padding at a position and returns where it ends.
     uint64_t BehindPadding(uint64_t position)
     {
         const SChunk junk = ChunkAt(position);
@@ -173,7 +173,7 @@ private:
             position = next;
             if (!isData || position % m_from.bytesPerSector == 0)
                 continue;
-            // Direct chunks have no padding; which ones are direct cannot be seen.
+            // Direct chunks have no padding; the file does not show which ones are direct.
             if (!m_from.hasDirectChunks || ChunkAt(position).id == "JUNK")
                 position = BehindPadding(position);
         }
@@ -181,7 +181,7 @@ private:
             Problem(Describe("'movi' ends inside a chunk", end));
     }
 
-    // Notes what a chunk is; true for data.
+    // Records the kind of a chunk; true for data.
     bool Take(const SChunk& chunk, uint64_t position, size_t segment)
     {
         if (chunk.id == "ix00" || (chunk.id == "ix01" && m_from.pcm))
@@ -272,7 +272,7 @@ private:
     const CKrFileContent& m_file;
     const SKrWritten& m_from;
     SKrCheckedAvi m_result;
-    std::vector<SKrWrittenItem> m_items; // in the order of the file
+    std::vector<SKrWrittenItem> m_items; // in file order
     std::vector<SKrWrittenSegment> m_segments;
     uint64_t m_headerSize = 0;
 };

@@ -1,4 +1,4 @@
-// Checks every byte of a file that the library's writer made, with nothing of the library's own code.
+// Checks every byte of a file that the library's writer made, without any of the library's code.
 #ifndef KR_TESTS_SUPPORT_KRAVICHECKER_H
 #define KR_TESTS_SUPPORT_KRAVICHECKER_H
 
@@ -23,7 +23,7 @@ struct SKrPcmFormat
     }
 };
 
-// What a file was written from.
+// The input of a written file.
 struct SKrWritten
 {
     uint32_t width = 720;
@@ -38,7 +38,7 @@ struct SKrWritten
     uint32_t bytesPerSector = 512;
     bool hasDirectChunks = false;        // which are neither padded nor counted
     uint32_t lostFrames = 0;             // written whole, but not counted: their padding failed
-    std::optional<size_t> queuedVideo{}; // frames that must be there, where that is known
+    std::optional<size_t> queuedVideo{}; // frames that must exist, where that is known
     bool isComplete = true;              // else not closed, or writing failed
 };
 
@@ -59,9 +59,9 @@ struct SKrWrittenIndex
 
 struct SKrCheckedAvi
 {
-    std::vector<std::string> problems{};  // empty: every byte is as it must be
+    std::vector<std::string> problems{};  // empty: every byte is correct
     std::vector<uint64_t> segments{};     // positions of the 'RIFF' headers, and the end of the last one
-    std::vector<SKrWrittenChunk> video{}; // in the order of the file
+    std::vector<SKrWrittenChunk> video{}; // in file order
     std::vector<SKrWrittenChunk> audio{};
     std::vector<SKrWrittenIndex> videoIndexes{};
     std::vector<SKrWrittenIndex> audioIndexes{};

@@ -13,14 +13,14 @@ constexpr uint64_t kSegmentLimit = 1'069'999'616;
 constexpr uint32_t kStdIndexSize = 32256;
 constexpr size_t kStdIndexEntries = 4028;
 
-// One broken rule may be broken by thousands of chunks.
+// Thousands of chunks may break the same rule.
 void Add(KrProblems& problems, const char* what, uint64_t position)
 {
     if (problems.size() < 20)
         problems.push_back(DescribeProblem(what, position));
 }
 
-// The chunks that the current standard index of a stream holds.
+// The chunks in the current standard index of a stream.
 struct SIndexFill
 {
     size_t count = 0;
@@ -91,7 +91,7 @@ private:
     bool m_audioFollows = false; // the video index is newer than the audio one
 };
 
-// Replays the question that is asked before a group of chunks, or an index, is written.
+// Replays the check before a group of chunks, or an index, is written.
 class CSegmentStarts
 {
 public:
@@ -132,7 +132,7 @@ private:
             Problem("segment that was not needed", m_segments[item.segment].start);
     }
 
-    // Audio behind the last frame is written without the question.
+    // Audio after the last frame is written without the check.
     [[nodiscard]] bool StartsGroup(size_t number) const
     {
         if (m_items[number].isIndex)
@@ -148,7 +148,7 @@ private:
         return number;
     }
 
-    // Bytes of an index, or of a whole group with its padding; indexes inside the group are not among them.
+    // Bytes of an index, or of a whole group with its padding but without indexes inside the group.
     [[nodiscard]] uint64_t Needed(size_t number) const
     {
         if (m_items[number].isIndex)
@@ -226,8 +226,8 @@ void CheckDataRate(const std::vector<SKrWrittenItem>& items, uint32_t microSecPe
     uint64_t most = 0;
     if (frames >= framesOfSecond)
     {
-        // The measured stretches together start with the file and end less than a second before its last
-        // frame. The largest rate is not below that of all of them.
+        // The measured periods together start with the file and end less than a second before its last frame.
+        // The largest rate is not below their overall rate.
         least = UINT64_MAX;
         most = fileSize;
         uint64_t frame = 0;

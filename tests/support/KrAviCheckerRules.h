@@ -1,5 +1,5 @@
-// What the order of the chunks in a written file must follow: when standard indexes and segments start, and
-// what the data rate may be.
+// The rules for the order of the chunks in a written file: when standard indexes and segments start, and the
+// range of the data rate.
 #ifndef KR_TESTS_SUPPORT_KRAVICHECKERRULES_H
 #define KR_TESTS_SUPPORT_KRAVICHECKERRULES_H
 
@@ -34,12 +34,12 @@ using KrProblems = std::vector<std::string>;
 // Each stream has a standard index before anything else.
 void CheckFirstIndexes(const std::vector<SKrWrittenItem>& items, bool hasAudio, KrProblems& problems);
 
-// A further one starts behind the 4028th chunk, or before a chunk that the current one does not reach, or,
-// for audio, behind the first chunk that follows a further video index; never elsewhere. Queued chunks only.
+// A further one starts after the 4028th chunk, or before a chunk that the current one does not reach, or, for
+// audio, after the first chunk that follows a further video index; never elsewhere. Queued chunks only.
 void CheckIndexStarts(const std::vector<SKrWrittenItem>& items, bool hasAudio, KrProblems& problems);
 
-// A segment starts exactly where a frame with the audio before it, or a standard index, has no room in the
-// segment before. Queued chunks only.
+// A segment starts exactly where a frame with the audio before it, or a standard index, does not fit in the
+// previous segment. Queued chunks only.
 void CheckSegmentStarts(const std::vector<SKrWrittenItem>& items,
                         const std::vector<SKrWrittenSegment>& segments, uint32_t bytesPerSector,
                         KrProblems& problems);

@@ -14,7 +14,7 @@ constexpr uint32_t kStdIndexSize = 32256;
 constexpr uint32_t kStdIndexEntries = 4028;
 constexpr uint32_t kSuperIndexEntries = 2014;
 
-// Places in the headers, which depend on nothing but whether there is audio.
+// Positions in the headers, which depend only on whether there is audio.
 constexpr uint64_t kMaxBytesPerSecAt = 36;
 constexpr uint64_t kBufferSizeAt = 60;
 constexpr uint64_t kVideoBufferSizeAt = 144;
@@ -51,7 +51,7 @@ private:
             m_result.problems.push_back(DescribeProblem(what, position));
     }
 
-    // Zeros behind the end.
+    // Zeros after the end.
     [[nodiscard]] KrBytes Bytes(uint64_t position, size_t count) const
     {
         KrBytes bytes(count);
@@ -106,7 +106,7 @@ private:
         m_headerSize = wanted.size();
     }
 
-    // Each segment but the last one has its final sizes.
+    // Each segment except the last has its final sizes.
     void CheckSegments()
     {
         uint64_t start = 0;

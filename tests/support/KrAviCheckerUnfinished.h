@@ -1,4 +1,4 @@
-// Checks a file that was not closed, or whose writing failed: it may say less than it holds, never more.
+// Checks a file that was not closed, or whose writing failed: it may declare less than it holds, never more.
 #ifndef KR_TESTS_SUPPORT_KRAVICHECKERUNFINISHED_H
 #define KR_TESTS_SUPPORT_KRAVICHECKERUNFINISHED_H
 
@@ -6,8 +6,8 @@
 
 namespace KrTest
 {
-// Checks the headers but for what is measured, and that all that sizes and indexes claim is there. What the
-// indexes do not tell of yet is not looked at. Finds the chunks that they tell of.
+// Checks the headers except for measured values, and that everything exists that sizes and indexes claim.
+// Chunks that are not yet in the indexes are not checked. Finds the chunks that are in them.
 [[nodiscard]] SKrCheckedAvi CheckUnfinishedAvi(const CKrFileContent& file, const SKrWritten& from);
 } // namespace KrTest
 

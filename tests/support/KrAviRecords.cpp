@@ -8,7 +8,7 @@ namespace KrTest
 {
 namespace
 {
-// What both forms of 'strh' begin with: 48 bytes.
+// The 48 bytes that begin both forms of 'strh'.
 CKrTestByteWriter StreamHeaderHead(const SKrTestStreamHeader& header)
 {
     CKrTestByteWriter out;

@@ -1,6 +1,6 @@
 // Payloads of the chunks in an AVI file, for building test files. Each record holds the fields in file order
-// with harmless defaults; ToBytes gives the payload without the chunk header. Whatever a damaged file may
-// say, a record can say.
+// with harmless defaults; ToBytes returns the payload without the chunk header. A record can hold any damage
+// that a file can.
 #ifndef KR_TESTS_SUPPORT_KRAVIRECORDS_H
 #define KR_TESTS_SUPPORT_KRAVIRECORDS_H
 
@@ -32,7 +32,7 @@ struct SKrTestMainHeader
 };
 [[nodiscard]] KrBytes ToBytes(const SKrTestMainHeader& header);
 
-// 'strh'. ToBytes gives 56 bytes with the frame rectangle in four 16-bit values, ToBytes64 the variant with
+// 'strh'. ToBytes returns 56 bytes with the frame rectangle in four 16-bit values, ToBytes64 the variant with
 // four 32-bit values. A length without a value is filled in by BuildSimpleAvi, and is 0 in ToBytes.
 struct SKrTestStreamHeader
 {
@@ -75,9 +75,9 @@ struct SKrTestBitmapInfo
 };
 [[nodiscard]] KrBytes ToBytes(const SKrTestBitmapInfo& format);
 
-// 'strf' of an audio stream. ToBytes gives 16 bytes (no cbSize), 18 bytes, or 40 bytes (the extensible form:
-// tag 0xFFFE, cbSize 22, valid bits, channel mask and the GUID of the format tag), and then `extra`. Throws
-// std::invalid_argument for other sizes.
+// 'strf' of an audio stream. ToBytes returns 16 bytes (no cbSize), 18 bytes, or 40 bytes (the extensible
+// form: tag 0xFFFE, cbSize 22, valid bits, channel mask and the GUID of the format tag), and then `extra`.
+// Throws std::invalid_argument for other sizes.
 struct SKrTestWaveFormat
 {
     uint16_t formatTag = 1;
@@ -92,7 +92,7 @@ struct SKrTestWaveFormat
 };
 [[nodiscard]] KrBytes ToBytes(const SKrTestWaveFormat& format, size_t size = 16);
 
-// PCM with the block align and byte rate that belong to it.
+// PCM with its block align and byte rate.
 [[nodiscard]] SKrTestWaveFormat PcmFormat(uint16_t channels, uint32_t samplesPerSec, uint16_t bitsPerSample);
 
 // 'indx': a 24-byte head, the entries, then `emptySlots` zero-filled entries.
@@ -116,8 +116,8 @@ struct SKrTestSuperIndex
 [[nodiscard]] KrBytes ToBytes(const SKrTestSuperIndex& index);
 
 // 'ix##': a 24-byte head and the entries; 8 bytes each with sub-type 0 (32-bit offset, 32-bit size whose bit
-// 31 is set when it is no key frame), 24 bytes each with sub-type 0x10 (64-bit offset, 32-bit size, 12 bytes
-// of 0xEE). Other sub-types are written like 0.
+// 31 is set when it is not a key frame), 24 bytes each with sub-type 0x10 (64-bit offset, 32-bit size, 12
+// bytes of 0xEE). Other sub-types are written like 0.
 struct SKrTestStdEntry
 {
     uint64_t offset = 0; // of the payload, from the base offset
@@ -147,8 +147,8 @@ struct SKrTestIdx1Entry
 };
 [[nodiscard]] KrBytes ToBytes(const std::vector<SKrTestIdx1Entry>& entries);
 
-// The private information chunks. `size` cuts the payload or continues it with zeros. The two values of the
-// pixel aspect ratio are written highest byte first.
+// The private information chunks. `size` truncates the payload or extends it with zeros. The two values of
+// the pixel aspect ratio are written highest byte first.
 struct SKrTestKrlA
 {
     std::array<uint8_t, 16> signature{'k', 'o', 'r', 'i', 'n', '-', 'a', 'v', 'i'};

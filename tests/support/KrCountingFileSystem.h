@@ -1,4 +1,4 @@
-// A file system around another that counts what is asked of it.
+// A file system around another that counts the calls.
 #ifndef KR_TESTS_SUPPORT_KRCOUNTINGFILESYSTEM_H
 #define KR_TESTS_SUPPORT_KRCOUNTINGFILESYSTEM_H
 
@@ -10,7 +10,7 @@
 
 namespace KrTest
 {
-// One read, as it was asked for and as it was answered.
+// One read: the request and its result.
 struct SKrReadCall
 {
     uint64_t position = 0;
@@ -23,11 +23,11 @@ struct SKrReadCall
 struct SKrFileCalls
 {
     uint64_t opens = 0;     // calls to OpenForReading, refused ones included
-    uint64_t openFiles = 0; // files that are open now
+    uint64_t openFiles = 0; // files currently open
     uint64_t sizes = 0;     // calls to Size
     uint64_t seeks = 0;     // calls to Seek
     uint64_t reads = 0;     // calls to ReadAt
-    uint64_t bytes = 0;     // bytes that came in all reads
+    uint64_t bytes = 0;     // bytes returned by all reads
 
     uint64_t creates = 0; // calls to CreateForWriting, refused ones included
     uint64_t writes = 0;  // calls to WriteAt
@@ -38,7 +38,7 @@ struct SKrFileCalls
 };
 
 // Counts from any thread. The wrapped file system must outlive the files opened here; the counts live as long
-// as anything that writes to them.
+// as anything that updates them.
 class CKrCountingFileSystem : public IKrFileSystem
 {
 public:

@@ -1,4 +1,4 @@
-// A DirectShow sample that a test holds in its hands.
+// A DirectShow sample under a test's control.
 #ifndef KR_TESTS_SUPPORT_KRFAKEDIRECTSHOWSAMPLE_H
 #define KR_TESTS_SUPPORT_KRFAKEDIRECTSHOWSAMPLE_H
 
@@ -11,7 +11,7 @@
 
 namespace KrTest
 {
-// Lives as long as the test wants, whatever its count, which starts at 1.
+// The test owns its lifetime, whatever its count, which starts at 1.
 class CKrFakeDirectShowSample final : public CKrBareDirectShowSample
 {
 public:

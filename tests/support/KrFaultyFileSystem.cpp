@@ -11,11 +11,11 @@ namespace KrTest
 {
 namespace
 {
-// What the plan has for a call that it strikes.
+// The planned fault of a call.
 struct SFault
 {
     uint32_t osError = 0;
-    std::optional<size_t> shortenTo; // reads and writes only: so many bytes at most
+    std::optional<size_t> shortenTo; // reads and writes only: at most this many bytes
 };
 } // namespace
 
@@ -40,7 +40,7 @@ struct CKrFaultyFileSystem::SKrPlan
         struck = false;
     }
 
-    // Counts a call and says whether the fault strikes it.
+    // Counts a call and returns whether it has the fault.
     std::optional<SFault> Count(EKrFileCall kind)
     {
         const std::scoped_lock lock(mutex);

@@ -1,4 +1,4 @@
-// A file system around another whose calls fail or come short on demand.
+// A file system around another whose calls fail or fall short on demand.
 #ifndef KR_TESTS_SUPPORT_KRFAULTYFILESYSTEM_H
 #define KR_TESTS_SUPPORT_KRFAULTYFILESYSTEM_H
 
@@ -35,7 +35,7 @@ enum class EKrFaultSpan
     FromThenOn // the n-th call and all later ones
 };
 
-// A read as the hook sees it.
+// The hook's view of a read.
 struct SKrReadRequest
 {
     uint64_t number = 0; // 1 for the first read since the last Reset
@@ -43,7 +43,7 @@ struct SKrReadRequest
     size_t count = 0;
 };
 
-// Calls are numbered from 1, each kind on its own, over all files together. At most one fault is planned at a
+// Calls are numbered from 1, each kind separately, over all files together. At most one fault is planned at a
 // time. A failing call does not reach the wrapped file system: an open, a create and a map return null, a
 // size nothing, a seek, a flush, a cut, an existence query and a delete false, a sector query 0, a read or a
 // write no bytes and the error number. May be used from any thread.
@@ -55,29 +55,29 @@ public:
     explicit CKrFaultyFileSystem(IKrFileSystem& inner);
     virtual ~CKrFaultyFileSystem();
 
-    // Plans that the n-th call of a kind, counted since the last Reset, fails. Replaces an earlier plan.
+    // Makes the n-th call of a kind, counted since the last Reset, fail. Replaces an earlier plan.
     void FailCall(EKrFileCall kind, uint64_t number, EKrFaultSpan span = EKrFaultSpan::Once,
                   uint32_t osError = kAnyError);
 
-    // Plans that the n-th read brings at most `bytes` bytes without an error, as at the end of the file.
-    // Replaces an earlier plan.
+    // Makes the n-th read return at most `bytes` bytes without an error, as at the end of the file. Replaces
+    // an earlier plan.
     void ShortenRead(uint64_t number, size_t bytes, EKrFaultSpan span = EKrFaultSpan::Once);
 
-    // Plans that the n-th write writes `bytes` bytes at most and fails then, as on a full disk. Replaces an
-    // earlier plan.
+    // Makes the n-th write write at most `bytes` bytes and then fail, as on a full disk. Replaces an earlier
+    // plan.
     void ShortenWrite(uint64_t number, size_t bytes, EKrFaultSpan span = EKrFaultSpan::Once);
 
-    // Drops the plan and counts from zero again. The hook stays.
+    // Drops the plan and resets the counts. The hook stays.
     void Reset();
 
-    // Calls since the last Reset, those that failed included.
+    // Calls since the last Reset, including failed ones.
     [[nodiscard]] uint64_t Calls(EKrFileCall kind) const;
 
-    // Whether a call met the planned fault.
+    // Whether the planned fault has occurred.
     [[nodiscard]] bool FaultStruck() const;
 
     // Called before each read, on the reading thread and with no lock held, so that it may block. An empty
-    // function takes the hook away.
+    // function removes the hook.
     void SetBeforeRead(std::function<void(const SKrReadRequest&)> hook);
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
@@ -94,8 +94,8 @@ private:
 };
 
 // Runs `operation(n)` with the first call of a kind failing, then the second, and so on, up to and including
-// the first run that no fault struck. Returns how many runs were struck: with a working operation at least
-// the number of such calls that it makes. `files.FaultStruck()` tells the operation which case it is.
+// the first run without a fault. Returns the number of runs with a fault: for a working operation at least
+// the number of such calls that it makes. `files.FaultStruck()` distinguishes the two cases.
 template <class Operation>
 uint64_t ForEveryFailedCall(CKrFaultyFileSystem& files, EKrFileCall kind, EKrFaultSpan span,
                             Operation&& operation)
@@ -112,7 +112,7 @@ uint64_t ForEveryFailedCall(CKrFaultyFileSystem& files, EKrFileCall kind, EKrFau
     throw std::logic_error("the operation never succeeds");
 }
 
-// The same with reads that bring at most `bytes` bytes.
+// The same with reads that return at most `bytes` bytes.
 template <class Operation>
 uint64_t ForEveryShortRead(CKrFaultyFileSystem& files, size_t bytes, EKrFaultSpan span, Operation&& operation)
 {

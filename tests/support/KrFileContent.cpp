@@ -34,7 +34,7 @@ void CKrFileContent::Put(uint64_t position, std::span<const uint8_t> bytes)
     m_size = std::max(m_size, position + bytes.size());
     while (!bytes.empty())
     {
-        // Each round goes up to the next extent: into or behind the extent before, else as one of its own.
+        // Each round fills up to the next extent: into or right after the previous extent, else as a new one.
         const auto next = m_extents.upper_bound(position);
         uint64_t part = bytes.size();
         if (next != m_extents.end())

@@ -12,8 +12,8 @@ namespace KrTest
 {
 using KrBytes = std::vector<uint8_t>;
 
-// Bytes at positions; everything between them up to the size is zero. A file of many gigabytes holds only
-// what was put into it. Converts from plain bytes, so that both go wherever a content is wanted.
+// Bytes at positions; everything between them up to the size is zero. A file of many gigabytes stores only
+// the bytes that were set. Converts from plain bytes, so that both are accepted as content.
 class CKrFileContent
 {
 public:
@@ -22,20 +22,19 @@ public:
 
     [[nodiscard]] uint64_t Size() const { return m_size; }
 
-    // Cuts the content or makes it longer with a hole.
+    // Truncates the content or extends it with a hole.
     void Resize(uint64_t size);
 
     void Append(std::span<const uint8_t> bytes) { Put(m_size, bytes); }
     void AppendHole(uint64_t count) { Resize(m_size + count); }
 
-    // Puts bytes at a position, over what was there; makes the content longer where they reach beyond its
-    // end.
+    // Overwrites bytes at a position; extends the content if they reach past its end.
     void Put(uint64_t position, std::span<const uint8_t> bytes);
 
     // The same for a 32-bit value, lowest byte first.
     void PutU32(uint64_t position, uint32_t value);
 
-    // Copies up to `count` bytes from a position and returns how many there were before the end.
+    // Copies up to `count` bytes from a position and returns how many exist before the end.
     size_t Read(uint64_t position, void* buffer, size_t count) const;
 
     // The bytes of a range, which must lie inside the content.
@@ -44,7 +43,7 @@ public:
     // All bytes, holes included. Throws std::length_error above 256 MiB.
     [[nodiscard]] KrBytes ToBytes() const;
 
-    // The parts that are no holes, by position. They do not overlap.
+    // The stored parts, by position. They do not overlap.
     [[nodiscard]] const std::map<uint64_t, KrBytes>& Extents() const { return m_extents; }
 
 private:

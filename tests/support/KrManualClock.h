@@ -1,4 +1,4 @@
-// Time that passes only when somebody sleeps.
+// Time that passes only through sleeps.
 #ifndef KR_TESTS_SUPPORT_KRMANUALCLOCK_H
 #define KR_TESTS_SUPPORT_KRMANUALCLOCK_H
 
@@ -10,7 +10,7 @@
 
 namespace KrTest
 {
-// Sleeping takes no time but moves the clock. May be used from any thread.
+// Sleeping takes no time but advances the clock. May be used from any thread.
 class CKrManualClock : public IKrClock
 {
 public:
@@ -22,7 +22,7 @@ public:
         m_milliseconds += milliseconds;
     }
 
-    // The sleeps that were asked for, in order.
+    // The requested sleeps, in order.
     [[nodiscard]] std::vector<uint32_t> Sleeps() const
     {
         const std::scoped_lock lock(m_mutex);

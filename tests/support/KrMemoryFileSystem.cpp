@@ -15,16 +15,16 @@ namespace
 {
 constexpr uint32_t kBadPosition = 22;
 constexpr uint32_t kDiskFull = 28;
-constexpr size_t kHolePiece = 4096;   // zeros in pieces of this size are not stored at the end of a file
+constexpr size_t kHolePiece = 4096;   // zeros in blocks of this size are not stored at the end of a file
 constexpr size_t kSmallestHole = 128; // below it the bytes cost less than the bookkeeping
 
 class CMemoryView;
 } // namespace
 
-// What all files share.
+// Shared by all files.
 struct CKrMemoryFileSystem::SKrDisk
 {
-    std::mutex mutex; // guards everything in the file system but the bytes of views
+    std::mutex mutex; // guards everything in the file system except the bytes of views
     uint64_t capacity = UINT64_MAX;
     size_t openFiles = 0;
     size_t openWritableFiles = 0;
@@ -76,7 +76,7 @@ public:
         return position < m_position + m_bytes.size() && m_position < position + length;
     }
 
-    // What is written to the file is seen in the view.
+    // Writes to the file are visible in the view.
     void Take(uint64_t position, KrByteSpan bytes)
     {
         if (!Overlaps(position, bytes.size()))
@@ -112,7 +112,7 @@ public:
         --m_disk->openFiles;
     }
 
-    // Nobody writes what is open for reading: no lock is needed.
+    // A file open for reading cannot be written: no lock is needed.
     std::optional<uint64_t> Size() override { return m_node->content.Size(); }
 
     bool Seek(uint64_t position) override { return KrPlatform::IsFilePosition(position); }
@@ -207,7 +207,7 @@ private:
         return bytes.size() <= sizeof zeros && std::memcmp(bytes.data(), zeros, bytes.size()) == 0;
     }
 
-    // Zeros behind the end become a hole.
+    // Zeros past the end become a hole.
     void Put(uint64_t position, KrByteSpan bytes)
     {
         CKrFileContent& content = m_node->content;

@@ -12,10 +12,10 @@
 
 namespace KrTest
 {
-// Paths are compared exactly. All operations may be called from any thread. Share rules are those of the real
-// file systems: what is being written is opened by nobody else, what is open is not deleted or replaced.
-// Views of one file must not overlap while they live, nor reach past the end that a file is cut to: mapping
-// such a range, and such a cut, throw std::logic_error.
+// Paths are compared exactly. All operations may be called from any thread. The share rules are those of the
+// real file systems: a file being written cannot be opened, an open file cannot be deleted or replaced. Views
+// of one file must not overlap while they exist, nor extend past the end to which a file is cut: mapping such
+// a range, and such a cut, throw std::logic_error.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);
@@ -23,24 +23,24 @@ namespace KrTest
 class CKrMemoryFileSystem : public IKrFileSystem
 {
 public:
-    // Makes a file or replaces its content. Files that are open keep the content that they were opened with.
+    // Creates a file or replaces its content. Open files keep the content that they were opened with.
     void Set(const std::wstring& path, CKrFileContent content);
 
-    // Whether there was such a file. Files that are open stay readable.
+    // Removes a file; returns whether it existed. Open files stay readable.
     bool Remove(const std::wstring& path);
 
-    // What a file holds now, that of live views included. Throws std::out_of_range when there is no such
-    // file.
+    // The current content of a file, including that of mapped views. Throws std::out_of_range when there is
+    // no such file.
     [[nodiscard]] CKrFileContent Content(const std::wstring& path) const;
 
-    // What the volume of any folder says; 512 at first.
+    // Sets the sector size of every folder's volume; 512 by default.
     void SetBytesPerSector(uint32_t bytes) { m_bytesPerSector = bytes; }
     [[nodiscard]] std::wstring LastVolumeFolder() const;
 
-    // A full disk: writes that would make a file longer than that come short, and CutTo is refused.
+    // A full disk: writes that would make a file longer than that fall short, and CutTo is refused.
     void SetCapacity(uint64_t bytes);
 
-    // Files that are open, those of them that are being written, and views that are mapped.
+    // Open files, those of them that are being written, and mapped views.
     [[nodiscard]] size_t OpenFiles() const;
     [[nodiscard]] size_t OpenWritableFiles() const;
     [[nodiscard]] size_t OpenViews() const;

@@ -1,5 +1,5 @@
-// A file system around another with a stretch in its files where reads stay short, so that their number
-// depends on how the reader gets across.
+// A file system around another with a range in its files where reads stay short, so that their number depends
+// on how the reader crosses it.
 #ifndef KR_TESTS_SUPPORT_KRNARROWFILESYSTEM_H
 #define KR_TESTS_SUPPORT_KRNARROWFILESYSTEM_H
 
@@ -19,8 +19,8 @@ struct SKrStretch
     uint64_t to = 0; // first position after it
 };
 
-// A read that starts inside the stretch brings no more than the header of a list, whatever it asks for. So no
-// window holds a header and the one a byte further on: steps of single bytes take a read each, whereas a jump
+// A read that starts inside the range returns no more than the header of a list, whatever its size. So no
+// window holds a header and the one a byte further on: single-byte steps take a read each, whereas a jump
 // takes one for every kBytesOfARead of them.
 class CKrNarrowFileSystem final : public IKrFileSystem
 {

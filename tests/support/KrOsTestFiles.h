@@ -1,4 +1,4 @@
-// What tests need of the operating system's files beyond the library's own seam.
+// File operations of the system that tests need beyond the library's own seam.
 #ifndef KR_TESTS_SUPPORT_KROSTESTFILES_H
 #define KR_TESTS_SUPPORT_KROSTESTFILES_H
 
@@ -11,7 +11,7 @@
 
 namespace KrTest
 {
-// Paths are absolute. The functions return whether it was done.
+// Paths are absolute. The functions return true on success.
 namespace Os
 {
 // The path for the standard library's functions, whatever locale the test runs in.
@@ -25,10 +25,10 @@ namespace Os
 [[nodiscard]] bool RemoveFile(const std::wstring& path);
 [[nodiscard]] bool RemoveTree(const std::wstring& path);
 
-// Bytes that a file takes on the disk, or all bits set when the system does not tell.
+// Bytes that a file takes on the disk, or all bits set when the system does not report it.
 [[nodiscard]] uint64_t AllocatedSize(const std::wstring& path);
 
-// A named pipe in the file system; false also where the platform has none.
+// Makes a named pipe in the file system; false also where the platform has none.
 [[nodiscard]] bool MakeFifo(const std::wstring& path);
 
 inline constexpr wchar_t kSeparator =
@@ -41,12 +41,12 @@ inline constexpr wchar_t kSeparator =
 // Whether paths may begin with the letter of a drive.
 inline constexpr bool kHasDrives = kSeparator == L'\\';
 
-// Whether the system takes names that differ in case for the same one.
+// Whether the system's file names are case-insensitive.
 inline constexpr bool kNamesIgnoreCase = kSeparator == L'\\';
 } // namespace Os
 
-// Holds an existing file open the way another program does that is writing it: for writing and shared with
-// everybody on Windows, with an exclusive advisory lock elsewhere.
+// Holds an existing file open like another program that writes it: for writing with all sharing on Windows,
+// with an exclusive advisory lock elsewhere.
 class CKrForeignWriter
 {
 public:
@@ -55,7 +55,7 @@ public:
     CKrForeignWriter(const CKrForeignWriter&) = delete;
     CKrForeignWriter& operator=(const CKrForeignWriter&) = delete;
 
-    // Whether the system let it.
+    // Whether the system allowed it.
     [[nodiscard]] bool IsOpen() const { return m_handle != nullptr; }
 
     struct SKrHandle; // the platform's own

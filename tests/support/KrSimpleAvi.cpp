@@ -32,7 +32,7 @@ public:
     SKrBuiltAvi Build();
 
 private:
-    // A data chunk of the segment that is being written.
+    // A data chunk of the current segment.
     struct SChunkInSegment
     {
         size_t stream = 0;
@@ -104,7 +104,7 @@ SKrBuiltAvi CSimpleAviWriter::Build()
     return std::move(m_built);
 }
 
-// How many rounds each segment takes.
+// The number of rounds of each segment.
 std::vector<size_t> CSimpleAviWriter::Segments() const
 {
     size_t left = 0;

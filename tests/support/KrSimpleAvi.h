@@ -1,4 +1,4 @@
-// Whole AVI files for readers' tests in a few lines: a description with defaults, and what was built from it.
+// Whole AVI files for readers' tests in a few lines: a description with defaults, and the file built from it.
 #ifndef KR_TESTS_SUPPORT_KRSIMPLEAVI_H
 #define KR_TESTS_SUPPORT_KRSIMPLEAVI_H
 
@@ -21,7 +21,7 @@ enum class EKrIndexKind
     Both
 };
 
-// What the offsets in 'idx1' count from.
+// The base of the offsets in 'idx1'.
 enum class EKrIdx1Base
 {
     Movi,     // the list type of 'movi': the first chunk's offset is 4
@@ -30,7 +30,7 @@ enum class EKrIdx1Base
 
 using KrBuilderHook = std::function<void(CKrAviBuilder&)>;
 
-// One stream: its headers and its chunks. The stream's number is its place in the list of streams.
+// One stream: its headers and its chunks. The stream's number is its position in the list of streams.
 struct SKrSimpleStream
 {
     SKrTestStreamHeader header{};
@@ -42,15 +42,15 @@ struct SKrSimpleStream
     bool hasSuperIndex = true;            // false: no 'indx' although the file has OpenDML indexes
     bool inIdx1 = true;                   // false: no entries although the file has 'idx1'
     size_t keyFrameEvery = 1;             // chunks 0, n, 2n, ... are key frames in the indexes
-    KrBuilderHook beforeStrf{};           // called behind 'strh'
-    KrBuilderHook endOfStrl{};            // called behind the stream's last header chunk
+    KrBuilderHook beforeStrf{};           // called after 'strh'
+    KrBuilderHook endOfStrl{};            // called after the stream's last header chunk
 };
 
 // A video stream of 25 frames per second with 'strf' and frame rectangle for the format.
 [[nodiscard]] SKrSimpleStream VideoStream(std::vector<uint32_t> frameSizes = {1000, 1001, 1002},
                                           const SKrTestBitmapInfo& format = {});
 
-// An audio stream in PCM with the rates and sample size that belong to the format.
+// An audio stream in PCM with the rates and sample size of the format.
 [[nodiscard]] SKrSimpleStream PcmStream(std::vector<uint32_t> chunkSizes = {7680, 7680, 7680},
                                         const SKrTestWaveFormat& format = {}, size_t strfSize = 16);
 
@@ -68,9 +68,9 @@ struct SKrSimpleAvi
     SKrTestMainHeader mainHeader{};
     std::vector<SKrSimpleStream> streams{VideoStream()};
 
-    // Segments: how many rounds go to each RIFF segment; the last one takes what is left. {2, 2} with five
-    // rounds gives segments of 2 and 3. All segments that are listed are written, empty or not. Empty: one
-    // segment.
+    // Segments: the number of rounds in each RIFF segment; the last one takes the rest. {2, 2} with five
+    // rounds results in segments of 2 and 3. All listed segments are written, empty or not. An empty list:
+    // one segment.
     std::vector<size_t> roundsPerSegment{};
     bool recLists = false; // each round in a 'LIST' 'rec '
 
@@ -88,18 +88,18 @@ struct SKrSimpleAvi
     std::optional<SKrTestCtsI> ctsI{};
     std::optional<uint32_t> junkBeforeMovi{}; // payload bytes of a 'JUNK' chunk directly before 'movi'
 
-    // Called at these places to write more.
-    KrBuilderHook beforeHdrl{};  // behind the form type
+    // Called at these positions to write more.
+    KrBuilderHook beforeHdrl{};  // after the form type
     KrBuilderHook afterAvih{};   // before the first 'strl'
-    KrBuilderHook endOfHdrl{};   // behind the last 'strl'
-    KrBuilderHook beforeMovi{};  // behind the private chunks
+    KrBuilderHook endOfHdrl{};   // after the last 'strl'
+    KrBuilderHook beforeMovi{};  // after the private chunks
     KrBuilderHook startOfMovi{}; // before the first chunk of the first 'movi'
-    KrBuilderHook endOfMovi{};   // behind the last chunk, and the standard indexes, of the first 'movi'
+    KrBuilderHook endOfMovi{};   // after the last chunk, and the standard indexes, of the first 'movi'
     KrBuilderHook afterMovi{};   // before 'idx1'
-    KrBuilderHook endOfRiff{};   // behind 'idx1'
-    KrBuilderHook startOfAvix{}; // behind the form type of each 'AVIX'
-    KrBuilderHook endOfAvix{};   // behind the 'movi' of each 'AVIX'
-    KrBuilderHook endOfFile{};   // behind the last segment
+    KrBuilderHook endOfRiff{};   // after 'idx1'
+    KrBuilderHook startOfAvix{}; // after the form type of each 'AVIX'
+    KrBuilderHook endOfAvix{};   // after the 'movi' of each 'AVIX'
+    KrBuilderHook endOfFile{};   // after the last segment
 };
 
 // What was built.

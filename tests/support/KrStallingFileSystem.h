@@ -1,4 +1,4 @@
-// A file system whose writes and flushes stop where a test wants them to.
+// A file system whose writes and flushes a test can block.
 #ifndef KR_TESTS_SUPPORT_KRSTALLINGFILESYSTEM_H
 #define KR_TESTS_SUPPORT_KRSTALLINGFILESYSTEM_H
 
@@ -11,7 +11,7 @@
 namespace KrTest
 {
 // Passes everything on to another file system. The hooks are called before each write and each flush, on the
-// thread that writes; set them before a file is made, and keep what they use until it is closed.
+// thread that writes; set them before a file is created, and keep the objects they use until it is closed.
 class CKrStallingFileSystem : public IKrFileSystem
 {
 public:

@@ -23,11 +23,11 @@ public:
     explicit CKrTestSample(KrBytes bytes) : m_bytes(std::move(bytes)) { ++s_alive; }
     ~CKrTestSample() override { --s_alive; }
 
-    // Samples that were not destroyed yet.
+    // Samples not yet destroyed.
     static int Alive() { return s_alive; }
 
     void RefuseLocks() { m_refusesLocks = true; }
-    [[nodiscard]] int Locks() const { return m_locks; }                   // that are held now
+    [[nodiscard]] int Locks() const { return m_locks; }                   // currently held
     [[nodiscard]] std::thread::id LockedBy() const { return m_lockedBy; } // the last time
 
     void ResetElement() override {}
@@ -55,7 +55,7 @@ private:
     std::atomic<std::thread::id> m_lockedBy = std::thread::id();
 };
 
-// Zeros, of any length, that cost no memory beyond one buffer for all of them.
+// Zeros of any length, which share one buffer.
 class CKrZeroSample final : public CKrObject<IKrMediaSample>
 {
 public:

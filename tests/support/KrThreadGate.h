@@ -1,4 +1,4 @@
-// A gate that stops a thread at a known place while a test looks at what other threads see.
+// A gate that stops a thread at a known place while a test checks other threads.
 #ifndef KR_TESTS_SUPPORT_KRTHREADGATE_H
 #define KR_TESTS_SUPPORT_KRTHREADGATE_H
 
@@ -10,7 +10,7 @@
 namespace KrTest
 {
 // Closed at first. Typical use: a hook before each read calls Pass on the worker's thread, the test waits for
-// the arrival, does what must be refused meanwhile, opens the gate and joins the worker.
+// the arrival, makes the calls that must be refused meanwhile, opens the gate and joins the worker.
 class CKrThreadGate
 {
 public:
@@ -23,7 +23,7 @@ public:
         m_changed.wait(lock, [this] { return m_open; });
     }
 
-    // Waits until `count` threads have arrived (those let through included); false when the time ran out.
+    // Waits until `count` threads have arrived (including those let through); false on timeout.
     [[nodiscard]] bool WaitForArrival(size_t count = 1,
                                       std::chrono::milliseconds timeout = std::chrono::seconds(30))
     {
@@ -31,7 +31,7 @@ public:
         return m_changed.wait_for(lock, timeout, [&] { return m_arrivals >= count; });
     }
 
-    // Lets all threads through that wait or will come.
+    // Lets all waiting and later threads through.
     void Open()
     {
         const std::scoped_lock lock(m_mutex);
@@ -39,7 +39,7 @@ public:
         m_changed.notify_all();
     }
 
-    // Stops threads that come from now on.
+    // Stops threads that arrive from now on.
     void Close()
     {
         const std::scoped_lock lock(m_mutex);
@@ -54,7 +54,7 @@ private:
 };
 
 // Opens the gate when the scope ends, so that a failed assertion in between does not leave the other thread
-// waiting. Declared behind the thread that waits, whose join then comes after.
+// waiting. Declare it after the waiting thread, so that it opens before the join.
 class CKrGateOpener
 {
 public:

@@ -129,10 +129,10 @@ private:
         return static_cast<uint32_t>(bytes / m_from.pcm->BlockAlign());
     }
 
-    // dwLength of the audio 'strh': behind the video 'strl' of a fixed size.
+    // dwLength of the audio 'strh': after the video 'strl' of a fixed size.
     static uint64_t AudioLengthPlace() { return 12 + 12 + 64 + (12 + 64 + 48 + 32256) + 12 + 8 + 32; }
 
-    // A 'strl' that starts behind `before` bytes of the header list.
+    // A 'strl' that starts after `before` bytes of the header list.
     KrBytes Stream(size_t before, const KrBytes& header, const KrBytes& format,
                    const std::vector<SKrWrittenIndex>& indexes, const std::string& id)
     {

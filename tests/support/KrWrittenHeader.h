@@ -1,4 +1,4 @@
-// The headers that the library's writer must have put into a file.
+// The headers that the library's writer must write.
 #ifndef KR_TESTS_SUPPORT_KRWRITTENHEADER_H
 #define KR_TESTS_SUPPORT_KRWRITTENHEADER_H
 
@@ -11,7 +11,7 @@ constexpr uint64_t RoundUpTo(uint64_t value, uint64_t multiple)
     return (value + multiple - 1) / multiple * multiple;
 }
 
-// All bytes up to the type of the first 'movi', for a file behind whose headers that was found. Sizes of
+// All bytes up to the type of the first 'movi', for a file with the findings after its headers. Sizes of
 // segments are taken from the file.
 [[nodiscard]] KrBytes WrittenHeader(const CKrFileContent& file, const SKrWritten& from,
                                     const SKrCheckedAvi& found);

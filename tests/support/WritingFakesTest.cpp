@@ -1,5 +1,4 @@
-// The writing side of the file systems that tests put in the place of the operating system's, and their
-// clock.
+// The writing side of the file systems that tests substitute for the operating system's, and their clock.
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrManualClock.h"
@@ -26,7 +25,7 @@ class WritingFakesTest : public testing::Test
 protected:
     KrBytes Bytes() const { return m_files.Content(L"a.avi").ToBytes(); }
 
-    // Asks, deletes, creates, writes twice, maps, cuts and flushes. Returns whether all of it worked.
+    // Queries, deletes, creates, writes twice, maps, cuts and flushes. Returns whether all calls succeeded.
     static bool UseFile(IKrFileSystem& files)
     {
         if (files.BytesPerSector(L"folder") == 0)

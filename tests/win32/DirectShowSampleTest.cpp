@@ -59,7 +59,7 @@ protected:
     int Add(IKrAviWriter& writer, bool isVideo, const KrBytes& bytes)
     {
         CKrRef<IMediaSample> source;
-        while (!(source = Fill(bytes))) // the writer gives buffers back as it writes
+        while (!(source = Fill(bytes))) // the writer returns buffers as it writes
             Sleep(1);
         CKrRef<IKrMediaSample> sample;
         if (m_pool->GetSample(5000, source.Get(), sample.Put()) == 0)

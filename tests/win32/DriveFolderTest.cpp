@@ -14,7 +14,7 @@ uint32_t SectorSizeAt(const std::wstring& folder)
     return KrPlatform::OsFileSystem().BytesPerSector(folder.c_str());
 }
 
-// A drive that is there and is not the current one, or nothing.
+// An existing drive other than the current one, or nothing.
 std::wstring OtherDrive()
 {
     wchar_t current[MAX_PATH + 1] = {};
@@ -28,7 +28,7 @@ std::wstring OtherDrive()
     return {};
 }
 
-// The current folder of a drive that is not the current one, where the system looks for it.
+// Sets the current folder of a drive other than the current one, in the system's variable for it.
 void SetCurrentFolder(const std::wstring& drive, const wchar_t* folder)
 {
     ASSERT_TRUE(SetEnvironmentVariableW((L"=" + drive).c_str(), folder));

@@ -1,4 +1,4 @@
-// Short sleeps on Windows: their time, and that nothing stays open.
+// Short sleeps on Windows: their duration, and that they leave nothing open.
 #include "platform/KrPlatform.h"
 #include "platform/win32/KrFineSleep.h"
 #include "tests/win32/KrProcessUse.h"
@@ -25,7 +25,7 @@ double MillisecondsOf(const std::function<void()>& work)
 
 void ExpectFineSleeps(void (*sleep)(uint32_t))
 {
-    sleep(1); // what is made once
+    sleep(1); // allocated once
     const long handles = OpenHandles();
     EXPECT_GE(MillisecondsOf(
                   [=]

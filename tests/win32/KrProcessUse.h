@@ -1,4 +1,4 @@
-// What the process has taken of the system, and threads that the compiler's runtime did not make.
+// System resources held by the process, and threads not created by the compiler's runtime.
 #ifndef KR_TESTS_WIN32_KRPROCESSUSE_H
 #define KR_TESTS_WIN32_KRPROCESSUSE_H
 
@@ -36,7 +36,7 @@ inline long OpenHandles()
     EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &handles));
     if (handles != 0)
         return static_cast<long>(handles);
-    // Wine does not count them: each value that a handle can have is asked for.
+    // Wine does not count them: every possible handle value is queried.
     constexpr uintptr_t kMostHandles = 20'000;
     long open = 0;
     for (uintptr_t number = 1; number <= kMostHandles; ++number)
@@ -59,8 +59,8 @@ inline SKrProcessUse ProcessUse()
     return use;
 }
 
-// Runs the work once with few rounds, for what is kept from the first use on, and then expects that many
-// rounds leave nothing behind. The constant is for what the runtime and the system keep for next time.
+// Runs the work once with few rounds, for resources kept from the first use on, and then expects that many
+// rounds leave nothing behind. The constant allows for resources that the runtime and the system cache.
 inline void ExpectNothingLeft(int rounds, const std::function<void(int rounds)>& work)
 {
     constexpr long kBlocksOfTheRuntime = 60;
@@ -76,7 +76,7 @@ inline void ExpectNothingLeft(int rounds, const std::function<void(int rounds)>&
     testing::Test::RecordProperty("handles", static_cast<int>(after.handles - before.handles));
 }
 
-// A thread as hosts make them. Joined by its destructor.
+// A thread like a host's. Joined by its destructor.
 class CKrHostThread
 {
 public:

@@ -1,4 +1,4 @@
-// The library's objects give back every block and every handle, whatever became of their locks.
+// The library's objects free every block and every handle, whatever the state of their locks.
 #include "KrOsTypes.h"
 #include "tests/riffutils/KrQueries.h"
 #include "tests/support/KrFakeDirectShowSample.h"

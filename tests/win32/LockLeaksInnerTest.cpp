@@ -1,4 +1,4 @@
-// Locks that threads had to wait for give back what they took for that.
+// Contended locks free their resources.
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrReentrantLock.h"
 #include "base/KrRef.h"

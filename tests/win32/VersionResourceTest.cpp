@@ -1,4 +1,4 @@
-// The version that the DLL's resource tells.
+// The version in the DLL's resource.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What Video for Windows finds in files that the writer made.
+// What Video for Windows reads from the writer's files.
 #include "tests/writer/KrRecorder.h"
 
 #include "tests/support/KrTempFolder.h"
@@ -19,8 +19,7 @@ struct SFound
     std::vector<uint32_t> frameSizes;
 };
 
-// Reads as many frames as are known to be in reach: what is asked for others ends the program in some
-// versions.
+// Reads only the frames known to be accessible: a request for others crashes some versions.
 SFound Open(const std::wstring& path, size_t framesInReach)
 {
     SFound found;
@@ -109,8 +108,8 @@ TEST_F(VideoForWindows, VideoAndSound_AreFoundWhole)
     EXPECT_EQ(found.samples, 60 * 1920);
 }
 
-// Video for Windows is older than files of several segments: it finds what 'idx1' lists, which is the first
-// one. Its length of the streams is that of the headers all the same.
+// Video for Windows predates files of several segments: it finds the chunks in 'idx1', those of the first
+// segment. The lengths of its streams are still those of the headers.
 TEST_F(VideoForWindows, ThreeSegments_AreFoundAsFarAsTheFirst)
 {
     constexpr size_t kLargeFrame = 60'000'000;

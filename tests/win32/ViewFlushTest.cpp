@@ -1,4 +1,4 @@
-// Flushing a file takes the views along that are mapped, which Windows does not do by itself.
+// Flushing a file also flushes its mapped views, which Windows does not do by itself.
 #include "platform/KrPlatform.h"
 #include "tests/support/KrFileContent.h"
 #include "tests/support/KrTempFolder.h"
@@ -28,7 +28,7 @@ protected:
         ASSERT_EQ(m_file->WriteAt(0, std::vector<KrByteSpan>{bytes}).bytes, bytes.size());
     }
 
-    // Takes the memory away under a view, which cannot be flushed then.
+    // Unmaps the memory of a view, so that it cannot be flushed.
     static void Break(IKrMappedView& view) { EXPECT_TRUE(UnmapViewOfFile(view.Data())); }
 
     CKrTempFolder m_folder;

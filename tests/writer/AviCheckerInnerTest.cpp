@@ -34,7 +34,7 @@ protected:
         m_checked = checked;
     }
 
-    // Bytes that no rule covers: payloads, and the data rate, which is taken from the file.
+    // False for bytes that no rule covers: payloads, and the data rate, which is taken from the file.
     [[nodiscard]] bool IsChecked(uint64_t position) const
     {
         for (const auto* const chunks : {&m_checked.video, &m_checked.audio})

@@ -1,5 +1,5 @@
-// The little that programs need in Microsoft's ABI where Microsoft's own runtime is not at hand: the system's
-// old C library, and an entry point that calls main or wmain.
+// The minimum runtime for programs in Microsoft's ABI without Microsoft's own: the system's old C library,
+// and an entry point that calls main or wmain.
 #include <stdlib.h>
 
 extern "C"
@@ -9,7 +9,7 @@ extern "C"
                                              int wildcards, int* start);
 }
 
-// The only objects on this heap are the programs' own.
+// Only the programs' own objects are on this heap.
 void* operator new(size_t size)
 {
     return malloc(size);

@@ -36,7 +36,7 @@ namespace Os
 {
 std::filesystem::path StdPath(const std::wstring& path)
 {
-    return std::u32string(path.begin(), path.end()); // wide text would be converted by the locale's rules
+    return std::u32string(path.begin(), path.end()); // wide text would be converted according to the locale
 }
 
 std::wstring NewTemporaryPath()

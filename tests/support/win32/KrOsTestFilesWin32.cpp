@@ -12,7 +12,7 @@ namespace KrTest
 {
 namespace
 {
-// Absolute paths of any length, also for calls that take short ones only.
+// Absolute paths of any length, even for calls that otherwise take only short ones.
 std::wstring LongPath(const std::wstring& path)
 {
     return L"\\\\?\\" + path;
@@ -69,7 +69,7 @@ bool WriteSparseFile(const std::wstring& path, const CKrFileContent& content)
                                          CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file.IsOpen())
         return false;
-    // Volumes that have no sparse files, and Wine, whose files are sparse anyway, refuse this.
+    // Volumes without sparse files, and Wine, whose files are sparse anyway, refuse this.
     DWORD unused = 0;
     DeviceIoControl(file.Get(), FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &unused, nullptr);
     if (!SetFileLength(file.Get(), content.Size()))
@@ -114,7 +114,7 @@ bool RemoveTree(const std::wstring& path)
 
 uint64_t AllocatedSize(const std::wstring& path)
 {
-    // Not GetCompressedFileSizeW, by which Wine tells the file's length.
+    // Not GetCompressedFileSizeW, for which Wine returns the file's length.
     const CKrFileHandle file(CreateFileW(LongPath(path).c_str(), FILE_READ_ATTRIBUTES,
                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                          FILE_ATTRIBUTE_NORMAL, nullptr));

@@ -1,3 +1,3 @@
-// Of the system's old C library, for compilers that come without headers for it.
+// Declarations of the system's old C library, for compilers without headers for it.
 #pragma once
 extern "C" int printf(const char* format, ...);

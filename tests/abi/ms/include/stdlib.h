@@ -1,4 +1,4 @@
-// Of the system's old C library, for compilers that come without headers for it.
+// Declarations of the system's old C library, for compilers without headers for it.
 #pragma once
 #include <stddef.h>
 extern "C"

@@ -2,13 +2,8 @@
 # Builds and tests everything: the format of the sources, Linux release, Windows under Wine, address and
 # undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
-<<<<<<< HEAD
-#   --full    clang-tidy as well, a minute of each fuzzer, and more killed recordings
+#   --full    clang-tidy as well, a minute of each fuzzer, more killed recordings, and mutation testing
 # While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
-=======
-#   --full    clang-tidy as well, a minute of each fuzzer, more recordings that are killed, and mutation testing
-# While one stage is tested the next one is compiled, at the lowest priority. Compiles through ccache where it is there.
->>>>>>> b2ae144 (scripts: mutation testing is the last stage of test.sh --full)
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
 cd "$(dirname "$0")/.."

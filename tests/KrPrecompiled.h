@@ -1,4 +1,4 @@
-// What nearly all tests include, compiled once for each program. Sources include what they use all the same.
+// The headers of nearly all tests, compiled once for each program. Sources still include what they use.
 #include <gtest/gtest.h>
 
 #include <algorithm>

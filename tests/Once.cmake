@@ -1,4 +1,4 @@
-# Checks of what no sanitizer changes: the interface, the package, the documents, and what other programs say of our files.
+# Checks that no sanitizer affects: the interface, the package, the documents, and other programs that read our files.
 
 # Checks that need no emulator are run by the host's own shell; never as a bare target, which CTest would
 # hand to the emulator.
@@ -32,7 +32,7 @@ if(KR_DOXYGEN AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME ApiReference COMMAND ${KR_DOXYGEN} ${CMAKE_BINARY_DIR}/Doxyfile)
 endif()
 
-# What a developer gets: the installed tree or the archive, without the sources.
+# The package: the installed tree or the archive, without the sources.
 set(package_tools "")
 if(MINGW)
   set(package_tools --windows --clang=${KR_CLANG} --linker=${KR_LLD_LINK} --librarian=${KR_LLVM_LIB}
@@ -44,7 +44,7 @@ add_test(NAME Package COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/
 kr_set_test_surroundings(Package)
 set_tests_properties(Package PROPERTIES PASS_REGULAR_EXPRESSION "[1-9][0-9]* passed, 0 failed")
 
-# What README and docs show is run.
+# Runs the commands and code in README and docs.
 if(TARGET kravi AND NOT CMAKE_CROSSCOMPILING)
   separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")
   add_test(NAME Documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/docs/docs_test.py

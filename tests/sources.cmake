@@ -160,7 +160,7 @@ set(KR_MODULE_TEST_SOURCES
   module/LiveWriterTest.cpp
 )
 
-# Of the sources above, those whose tests have threads or a worker: what the thread sanitizer sees.
+# Those of the sources above whose tests have threads or a worker, for the thread sanitizer.
 set(KR_THREAD_TEST_SOURCES
   base/KrAllocationsInner.cpp
   base/ObjectInnerTest.cpp
@@ -198,7 +198,7 @@ set(KR_THREAD_TEST_SOURCES
   writer/WriterWorkerInnerTest.cpp
 )
 
-# A source with threads that this list lacks would be seen by no thread sanitizer.
+# A source with threads that is not in this list would never run under the thread sanitizer.
 foreach(source IN LISTS KR_PUBLIC_TEST_SOURCES KR_INNER_TEST_SOURCES)
   if(NOT source IN_LIST KR_THREAD_TEST_SOURCES)
     file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/${source} lines LIMIT_COUNT 1
@@ -220,7 +220,7 @@ else()
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
 endif()
 
-# Built with locks, conditions and atomics that a seeded scheduler drives.
+# Built with locks, conditions and atomics driven by a seeded scheduler.
 set(KR_SCHEDULED_TEST_SOURCES
   scheduler/CacheScheduledTest.cpp
   scheduler/KrScheduler.cpp

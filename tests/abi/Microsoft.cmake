@@ -41,7 +41,7 @@ function(kr_add_microsoft_executable name source)
   add_dependencies(Build${name} KrMicrosoftImportLibrary KrSwappedHeaders)
 endfunction()
 
-# A program that no target of CMake's makes is not started through the emulator by itself.
+# CMake runs only its own targets through the emulator, so it is named here.
 function(kr_add_microsoft_test name program output)
   kr_add_abi_test(${name} "${CMAKE_CROSSCOMPILING_EMULATOR};${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${program}.exe"
     "${output}")

@@ -49,7 +49,7 @@ void Check(const char* operation, int slot)
     if (g_calledSlot == slot)
         return;
     ++g_wrong;
-    printf("%s: slot %d, wanted %d\n", operation, g_calledSlot, slot);
+    printf("%s: slot %d, expected %d\n", operation, g_calledSlot, slot);
 }
 
 // Read through a volatile pointer, so that the compiler can assume nothing about the object.

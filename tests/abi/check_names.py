@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares the list of exports with what compilers call the functions:
+"""Compares the list of exports with the compilers' names of the functions:
 check_names.py LIST INCLUDE CLANG LLVM_NM GCC NM
 
 Ends with 0 when the names of both ABIs are those of the list.

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Compares slots.inc with the tables that compilers lay out: check_slots.py INCLUDE CLANG GCC
+"""Compares slots.inc with the compilers' tables: check_slots.py INCLUDE CLANG GCC
 
-CLANG prints the whole tables in Microsoft's ABI; GCC those of mingw, of which only the length can be seen. Ends with
+CLANG prints the whole tables in Microsoft's ABI; GCC only the length of those of mingw. Ends with
 0 when all agree.
 """
 
@@ -58,7 +58,7 @@ def gcc_lengths(gcc, include, folder):
         os.path.join(folder, "g"))
     with open(dump, encoding="utf-8") as file:
         text = file.read()
-    # Two words stand before the operations.
+    # Two words precede the operations.
     return {interface: int(entries) - 2
             for interface, entries in re.findall(r"^(IKr\w+)::_ZTV\w+: (\d+) entries", text, re.M)}
 

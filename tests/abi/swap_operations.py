@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Copies the public headers with two operations of the reader in each other's place: swap_operations.py FROM TO"""
+"""Copies the public headers with two operations of the reader swapped: swap_operations.py FROM TO"""
 
 import os
 import re

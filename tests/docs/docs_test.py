@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs what README and docs show, and follows their links: docs_test.py SOURCES PROGRAMS LIBRARIES COMPILER [FLAGS...]
+"""Checks commands, code and links of README and docs: docs_test.py SOURCES PROGRAMS LIBRARIES COMPILER [FLAGS...]
 
 PROGRAMS is the folder of kravi and the examples, LIBRARIES the one of the library. Blocks of the documents:
   ```sh           run as one script in a folder with sample clips; must end with 0
   ```sh no-run    not run; every program, script, preset and target in it must exist
-  ```console      each line behind "$ " is run, and what stands below it is its output; "..." stands for any lines
+  ```console      each line after "$ " is run, and its output is compared with the lines below; "..." matches any lines
   ```cpp          in a document with a marker "<!-- FILE: REGION -->" above it, the same text as in that file; else a program
                   that is compiled and run, or compiled alone when it has no main
 Ends with the line "N passed, N failed".
@@ -36,7 +36,7 @@ class Documents:
         self.sources, self.programs, self.libraries = (os.path.abspath(path) for path in (sources, programs, libraries))
         self.compiler, self.flags = compiler, flags
         self.passed = self.failed = 0
-        self.kinds = {}  # blocks of each kind that were looked at
+        self.kinds = {}  # number of checked blocks of each kind
 
     def names(self):
         folders = ("", "docs")
@@ -55,7 +55,7 @@ class Documents:
         try:
             step(*arguments)
             self.passed += 1
-        except Exception:  # whatever goes wrong fails this step alone
+        except Exception:  # any error fails this step alone
             self.failed += 1
             print(f"FAILED {what}", file=sys.stderr)
             traceback.print_exc()
@@ -90,7 +90,7 @@ def run_session(documents, folder, text):
         raise AssertionError(f"output without a command: {text}")
     script = "s=0\n"
     for command in commands:
-        # The errors come last, as nobody sees in which order a program wrote to two streams.
+        # The errors come last, as the order of writes to two streams is not known.
         script += f"e=$(mktemp)\n(exit $s)\n{command} 2>$e\ns=$?\ncat $e; rm $e\necho \"@@end $s\"\n"
     _, out = bash(documents, folder, script)
     results = re.findall(r"(.*?)@@end (\d+)\n", out, re.DOTALL)
@@ -100,13 +100,13 @@ def run_session(documents, folder, text):
         pattern = "".join("(?:.*\n)*?" if line == "..." else re.escape(line) + "\n" for line in wanted.splitlines())
         if not re.fullmatch(pattern, got):
             raise AssertionError(f"$ {command}\nprinted\n{got}\nand not\n{wanted}")
-        is_told = commands[place + 1:place + 2] == ["echo $?"] or "finding: " in wanted or '"error"' in wanted
-        if code != "0" and not is_told:
-            raise AssertionError(f"$ {command}\nended with {code}, which the document does not tell")
+        is_shown = commands[place + 1:place + 2] == ["echo $?"] or "finding: " in wanted or '"error"' in wanted
+        if code != "0" and not is_shown:
+            raise AssertionError(f"$ {command}\nended with {code}, which the document does not show")
 
 
 class Names:
-    """Programs, presets and targets that there are."""
+    """The existing programs, presets and targets."""
 
     def __init__(self, documents):
         self.documents = documents
@@ -201,16 +201,16 @@ def check_links(documents, name):
     for target in re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", documents.read(name)):
         path = os.path.normpath(os.path.join(os.path.dirname(name), target))
         if not os.path.exists(os.path.join(documents.sources, path)):
-            raise AssertionError(f"{name} links to {target}, which is not there")
+            raise AssertionError(f"{name} links to {target}, which does not exist")
 
 
 def check_paths(documents, name):
-    """Files and folders of the tree that a document names."""
+    """The files and folders of the tree that a document names."""
     tops = [entry for entry in os.listdir(documents.sources) if os.path.isdir(os.path.join(documents.sources, entry))]
     for word in re.findall(r"`([\w./-]+)`", documents.read(name)):
         top = word.split("/")[0]
         if "/" in word and top in tops and top != "build" and not os.path.exists(os.path.join(documents.sources, word)):
-            raise AssertionError(f"{name} names {word}, which is not there")
+            raise AssertionError(f"{name} names {word}, which does not exist")
 
 
 def check_json_page(documents):

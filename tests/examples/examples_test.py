@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the examples and compares what they print: examples_test.py FOLDER CHECKER [LAUNCHER...]
 
-FOLDER holds the programs; those of Windows have '.exe' behind their names. CHECKER checks the file that is recorded; "-"
-leaves that out. Ends with the line "N passed, N failed".
+FOLDER holds the programs; on Windows their names end in '.exe'. CHECKER checks the recorded file; "-"
+skips that. Ends with the line "N passed, N failed".
 """
 
 import os
@@ -40,7 +40,7 @@ class Examples:
         self.passed = self.failed = 0
 
     def program(self, name):
-        """Its path, or None where this platform has no such example."""
+        """Its path, or None if this platform has no such example."""
         for path in (os.path.join(self.folder, name), os.path.join(self.folder, name + ".exe")):
             if os.path.exists(path):
                 return path

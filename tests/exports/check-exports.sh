@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# check-exports.sh LIBRARY LIST: the library exports exactly the names of the list, and a DLL needs nothing but
+# check-exports.sh LIBRARY LIST: the library exports exactly the names of the list, and a DLL needs only
 # DLLs that every Windows has.
 set -euo pipefail
 library=$1

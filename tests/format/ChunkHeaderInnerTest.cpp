@@ -60,15 +60,15 @@ TEST(ChunkHeader, OddEnd_IsRoundedUpToEven)
 
 TEST(ChunkHeader, NextChunk_StartsBehindTheDataAtAnEvenPosition)
 {
-    const auto behind = [](uint64_t offset, uint32_t size)
+    const auto after = [](uint64_t offset, uint32_t size)
     {
         return PositionAfter(SKrRiffChunkInfo{kFccJunk, size, 0, offset});
     };
-    EXPECT_EQ(behind(8, 0), 8u);
-    EXPECT_EQ(behind(8, 1), 10u);
-    EXPECT_EQ(behind(8, 2), 10u);
-    EXPECT_EQ(behind(9, 1), 10u) << "the end counts, not the size";
-    EXPECT_EQ(behind(9, 2), 12u);
+    EXPECT_EQ(after(8, 0), 8u);
+    EXPECT_EQ(after(8, 1), 10u);
+    EXPECT_EQ(after(8, 2), 10u);
+    EXPECT_EQ(after(9, 1), 10u) << "the end counts, not the size";
+    EXPECT_EQ(after(9, 2), 12u);
 }
 
 TEST(ChunkHeader, NextChunkBeyondFourGiB_HasItsWholePosition)

@@ -90,7 +90,7 @@ TEST(MainHeader, ReservedWords_AreReadAndPassedOver)
     SKrMainHeader header;
     ASSERT_TRUE(Decode(in, header));
     ExpectTheFields(header);
-    EXPECT_EQ(in.U8(), 0x77u) << "the cursor stands behind the record";
+    EXPECT_EQ(in.U8(), 0x77u) << "the cursor is after the record";
 }
 
 TEST(MainHeader, EveryShorterPrefix_IsRefused)

@@ -79,7 +79,7 @@ TEST(StdIndexHead, ReservedWord_IsReadAndPassedOver)
     SKrStdIndexHead head;
     ASSERT_TRUE(Decode(in, head));
     ExpectTheFields(head);
-    EXPECT_EQ(in.U8(), 0x77u) << "the cursor stands at the first entry";
+    EXPECT_EQ(in.U8(), 0x77u) << "the cursor is at the first entry";
 }
 
 TEST(StdIndexHead, Fields_EncodeToTheBytes)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Records on a volume of a few megabytes until it is full: full_disk_test.py RECORDER CHECKER
 
-What was written before must be in the index but for the last two seconds. Where this user may not mount a volume, nothing
+Everything written before must be in the index, except the last two seconds. Where this user may not mount a volume, nothing
 is tested. Ends with the line "N passed, N failed".
 """
 
@@ -16,7 +16,7 @@ SIZES = ("600k", "1m", "3m")
 
 
 def record(size, recorder, checker):
-    """None when all is well, the problem otherwise."""
+    """None on success, else the problem."""
     with tempfile.TemporaryDirectory(prefix="full-disk-test-") as folder:
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", folder],
                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Kills recordings at random moments and looks at what is left: killed_test.py COUNT RECORDER CHECKER [LAUNCHER...]
+"""Kills recordings at random moments and checks the files: killed_test.py COUNT RECORDER CHECKER [LAUNCHER...]
 
 Of the frames and blocks that were written, all but those of the last two seconds must be in the index. Where ffmpeg is
 installed and there is no launcher it must open and seek the same files. Ends with the line "N passed, N failed".
@@ -24,7 +24,7 @@ def kill_one(number, seconds, recorder, checker, launcher, folder):
     path = f"killed{number}.avi"
     command = [*launcher, recorder, path]
     if launcher:
-        command.append(str(int(seconds * 1000)))  # it ends itself: the launcher is not the process that records
+        command.append(str(int(seconds * 1000)))  # it kills itself: the launcher is not the recording process
     process = subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.DEVNULL)
     line = process.stdout.readline()
@@ -59,7 +59,7 @@ def check(path, seconds, checker, launcher, folder):
 
 
 def seek(path, frames):
-    """The last second that the index has must be found."""
+    """The last second in the index must be found."""
     start = str((frames - FRAMES_PER_SECOND) / FRAMES_PER_SECOND)
     done = subprocess.run(["ffmpeg", "-v", "error", "-ss", start, "-i", path, "-map", "0:v", "-c", "copy", "-f",
                            "framecrc", "-"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Takes the package that the build makes to a folder of its own, builds the examples there against nothing else, and
+"""Unpacks the build's package to a separate folder, builds the examples against it alone, and
 runs them. Ends with the line "N passed, N failed".
 """
 
@@ -33,7 +33,7 @@ def run_examples(programs, launcher=(), env=None):
 
 
 def build_with_cmake(options, package, work, *more):
-    """The examples as a project of their own, taken from the package."""
+    """The examples as a separate project, taken from the package."""
     sources = os.path.join(work, "examples")
     shutil.copytree(os.path.join(package, "share", "doc", "KrRiffUtils", "examples"), sources)
     build = os.path.join(work, "build")
@@ -50,7 +50,7 @@ class Linux:
     def __init__(self, options, work):
         self.options, self.package = options, os.path.join(work, "moved", "package")
         run(options.cmake, "--install", options.build, "--prefix", os.path.join(work, "package"))
-        shutil.move(os.path.join(work, "package"), self.package)  # nothing in it may know where it was
+        shutil.move(os.path.join(work, "package"), self.package)  # nothing in it may depend on its old path
         self.libraries = os.path.dirname(self.find("libKrRiffUtils.so"))
 
     def find(self, name):
@@ -120,7 +120,7 @@ class Windows:
         run_examples(build, [self.options.launcher])
 
     def test_import_library_of_each_linker(self, work):
-        """What find_package names, asked for without a compiler."""
+        """The targets of find_package, without a compiler."""
         for is_microsoft, library in (("FALSE", "libKrRiffUtils.dll.a"), ("TRUE", "KrRiffUtils.lib")):
             with open(os.path.join(work, "CMakeLists.txt"), "w", encoding="utf-8") as file:
                 file.write(f"""cmake_minimum_required(VERSION 3.16)
@@ -174,7 +174,7 @@ def main():
             try:
                 getattr(package, name)(work)
                 passed += 1
-            except Exception:  # whatever goes wrong fails this case alone
+            except Exception:  # any error fails this case alone
                 failed += 1
                 print(f"FAILED {name}")
                 traceback.print_exc(file=sys.stdout)

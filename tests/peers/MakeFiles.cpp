@@ -1,5 +1,5 @@
-// Writes files of one and of three segments, with and without sound, into a folder: MakeFiles FOLDER.
-// Large payloads are zeros, which take no room on the disk.
+// Writes files of one and of three segments, with and without sound, into a folder: MakeFiles FOLDER. Large
+// payloads are zeros, which take no space on the disk.
 #include "tests/support/KrOsTestFiles.h"
 #include "tests/writer/KrRecorder.h"
 

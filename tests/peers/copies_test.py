@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What ffmpeg finds in files that kravi cut, joined and wrote anew: copies_test.py KRAVI
+"""Reads files that kravi cut, joined and rewrapped with ffmpeg: copies_test.py KRAVI
 
-Its checksums of packets are compared with kravi's, and its key frames. Ends with the line "N passed, N failed".
+Compares its packet checksums and key frames with kravi's. Ends with the line "N passed, N failed".
 """
 
 import json
@@ -39,7 +39,7 @@ def frame_sums(path):
 
 
 def stream_sums(path):
-    """MD5 of each stream's packets, one behind the other."""
+    """MD5 of each stream's concatenated packets."""
     text = run("ffmpeg", "-v", "error", "-i", path, "-map", "0", "-c", "copy", "-f", "streamhash", "-hash", "md5", "-")
     return re.findall(r"MD5=([0-9a-f]{32})", text)
 
@@ -108,7 +108,7 @@ def main(arguments):
             try:
                 case()
                 passed += 1
-            except Exception:  # whatever goes wrong fails this case alone
+            except Exception:  # any error fails this case alone
                 failed += 1
                 print(f"FAILED {name}", file=sys.stderr)
                 traceback.print_exc()

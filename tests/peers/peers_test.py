@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What independent programs find in files that the writer made: peers_test.py MAKEFILES
+"""Reads the writer's files with independent programs: peers_test.py MAKEFILES
 
 Each must be installed. Ends with the line "N passed, N failed".
 """
@@ -35,12 +35,12 @@ def ffprobe(path, frames, has_sound):
     equal((int(video["nb_frames"]), int(video["nb_read_packets"])), (frames, frames), "frames")
     equal(float(report["format"]["duration"]), frames / 25, "duration")
     if has_sound:
-        # Counted in sample frames, as dwLength has them.
+        # Counted in sample frames, like dwLength.
         equal(int(report["streams"][1]["nb_frames"]), frames * SAMPLES_PER_FRAME, "samples")
 
 
 def ffmpeg(path, frames, has_sound):
-    """All bytes of the sound come out, and seeking to the last second finds frames."""
+    """All bytes of the sound are read, and seeking to the last second finds frames."""
     if has_sound:
         done = subprocess.run(["ffmpeg", "-v", "error", "-i", path, "-map", "0:a", "-c", "copy", "-f", "s16le", "-"],
                               stdout=subprocess.PIPE, timeout=600, check=True)
@@ -98,7 +98,7 @@ def main(arguments):
                     try:
                         peer(f"{folder}/{name}-{sound}.avi", frames, sound == "sound")
                         passed += 1
-                    except Exception:  # whatever goes wrong fails this case alone
+                    except Exception:  # any error fails this case alone
                         failed += 1
                         print(f"FAILED {peer.__name__}: {name}-{sound}", file=sys.stderr)
                         traceback.print_exc()

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What kravi verify finds in files of other programs and of ours: verify_test.py KRAVI MAKEFILES
+"""Runs kravi verify on files of other programs and our own: verify_test.py KRAVI MAKEFILES
 
-Each code that is wanted here is truly in the file; docs/verify.md tells the reasons. Ends with "N passed, N failed".
+Each expected code is a real property of the file; docs/verify.md gives the reasons. Ends with "N passed, N failed".
 """
 
 import json
@@ -34,7 +34,7 @@ def mencoder(out, source, *options):
     return ["mencoder", source, "-really-quiet", *options, "-o", out]
 
 
-# Name, the command that makes it, and all codes that are found.
+# Name, the command that makes it, and all codes that must be found.
 FILES = [
     ("ffmpeg-pcm.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "mjpeg", "-c:a", "pcm_s16le"), set()),
     ("ffmpeg-ac3.avi", lambda out: ffmpeg(out, f"testsrc={SMALL}", "-c:v", "mpeg4", "-bf", "2", "-c:a", "ac3"),
@@ -94,7 +94,7 @@ def main(arguments):
             try:
                 check(kravi, folder, name, command, wanted)
                 passed += 1
-            except Exception:  # whatever goes wrong fails this case alone
+            except Exception:  # any error fails this case alone
                 failed += 1
                 traceback.print_exc()
     print(f"{passed} passed, {failed} failed")

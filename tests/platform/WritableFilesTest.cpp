@@ -153,7 +153,7 @@ TEST_F(WritableFilesTest, FileThatIsWritten_IsRefusedToAllOthers)
     EXPECT_EQ(m_files.OpenForReading(m_path.c_str()), nullptr);
     EXPECT_EQ(Create(m_path), nullptr);
     EXPECT_FALSE(m_files.Delete(m_path.c_str()));
-    EXPECT_EQ(Write(*writer, 0, {{1}}), 1u) << "goes on";
+    EXPECT_EQ(Write(*writer, 0, {{1}}), 1u) << "continues";
     writer.reset();
     EXPECT_EQ(ReadBack(m_path, 0, 2), KrBytes{1});
 }
@@ -344,8 +344,8 @@ TEST_F(WritableFilesTest, CutFile_EndsThere)
     EXPECT_EQ(Peek(m_path, 69'998, 10), (KrBytes{1, 2})) << "what was put there before stays";
     EXPECT_EQ(file->Map(70'000, 1), nullptr);
     EXPECT_TRUE(file->CutTo(70'002)) << "longer again";
-    EXPECT_EQ(Peek(m_path, 69'999, 10), (KrBytes{2, 0, 0})) << "what was cut off does not come back";
-    ASSERT_EQ(Write(*file, 70'001, {{3, 4}}), 2u) << "goes on where it is told to";
+    EXPECT_EQ(Peek(m_path, 69'999, 10), (KrBytes{2, 0, 0})) << "cut bytes do not reappear";
+    ASSERT_EQ(Write(*file, 70'001, {{3, 4}}), 2u) << "writes at the given position";
     EXPECT_EQ(Peek(m_path, 69'999, 10), (KrBytes{2, 0, 3, 4}));
     EXPECT_TRUE(file->CutTo(0));
     file.reset();

@@ -400,7 +400,7 @@ TEST_F(MediaSamplePool, ManyThreads_BorrowAndLock)
     const auto borrow = [&](CKrFakeDirectShowSample& source)
     {
         const auto sample = Get(&source, ~0ul);
-        EXPECT_TRUE(lent.Take(sample.Get())) << "somebody has it";
+        EXPECT_TRUE(lent.Take(sample.Get())) << "it is in use";
         std::this_thread::sleep_for(std::chrono::microseconds(100)); // with the others waiting
         uint8_t* data = nullptr;
         int32_t length = 0;

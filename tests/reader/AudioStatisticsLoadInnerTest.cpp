@@ -26,7 +26,7 @@ CKrParsedInMemory WithOldIndexOf(const KrSizes& sizes, uint32_t videoEntries = 1
     return CKrParsedInMemory(avi);
 }
 
-// The same with a standard index; `announced` goes into its head.
+// The same with a standard index; `announced` is stored in its head.
 CKrParsedInMemory WithStdIndexOf(const KrSizes& sizes, uint32_t announced)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml, 1);

@@ -53,7 +53,7 @@ TEST(BlockMemory, LargeBlocksAreGivenBack)
         block.Provide(5 * kMegabyte);
         EXPECT_GE(meter.Now(), 5 * kMegabyte);
         block.Provide(9 * kMegabyte);
-        EXPECT_LT(meter.Now(), 12 * kMegabyte) << "the block before was given back";
+        EXPECT_LT(meter.Now(), 12 * kMegabyte) << "the previous block was freed";
     }
     EXPECT_LT(meter.Now(), kMegabyte);
     EXPECT_GE(meter.Most(), 9 * kMegabyte);

@@ -66,7 +66,7 @@ TEST(ChunkLookup, WantedId_SkipsOthersToTheNextEvenPosition)
     EXPECT_EQ(RunLookup(ThreeChunks(), {.id = FourCcValue("RIFF")}), Found("RIFF", 4, "AVIX", 40, 44));
 }
 
-TEST(ChunkLookup, UnwantedContainer_IsSkippedWhole)
+TEST(ChunkLookup, OtherContainer_IsSkippedWhole)
 {
     const SKrLookupCase lookup = {.id = FourCcValue("00dc")};
     EXPECT_EQ(RunLookup(ThreeChunks(), lookup), NotFound(lookup, 44));
@@ -112,7 +112,7 @@ TEST(ChunkLookup, SizeBeyondTheFile_IsReportedAsStored)
     EXPECT_EQ(RunLookup(bytes, {}), Found("00dc", 0xFFFFFFFF, "", 8, 8));
 }
 
-TEST(ChunkLookup, UnwantedSizeBeyondTheFile_EndsTheLookupThere)
+TEST(ChunkLookup, OtherSizeBeyondTheFile_EndsTheLookupThere)
 {
     const KrBytes bytes = Join({Header("00dc", 0xFFFFFFFF), KrBytes{1, 0, 0, 0}});
     const SKrLookupCase lookup = {.id = FourCcValue("idx1")};
@@ -131,8 +131,8 @@ TEST(ChunkLookup, RiffOnly_PassesOverEverythingElse)
 TEST(ChunkLookup, ListOnly_PassesOverEverythingElse)
 {
     EXPECT_EQ(RunLookup(ThreeChunks(), {.mode = kLists}), Found("LIST", 12, "movi", 20, 24));
-    const SKrLookupCase behind = {.start = 32, .mode = kLists};
-    EXPECT_EQ(RunLookup(ThreeChunks(), behind), NotFound(behind, 44));
+    const SKrLookupCase after = {.start = 32, .mode = kLists};
+    EXPECT_EQ(RunLookup(ThreeChunks(), after), NotFound(after, 44));
 }
 
 TEST(ChunkLookup, ListOnly_OtherTypeIsSkippedAndTheWantedOneTaken)
@@ -271,7 +271,7 @@ TEST(ChunkLookup, WantedChunkOfSizeZero_IsFound)
     EXPECT_EQ(RunLookup(bytes, {}), Found("JUNK", 0, "", 8, 8));
 }
 
-TEST(ChunkLookup, UnwantedChunkOfSizeZero_IsSteppedOverByOneByte)
+TEST(ChunkLookup, OtherChunkOfSizeZero_IsSteppedOverByOneByte)
 {
     // Read again at 1: id 'UNK' and a zero, size 0x4C000000 from three zeros and the 'L'.
     const KrBytes bytes = Join({Header("JUNK", 0), Header("LIST", 4, "movi")});
@@ -282,15 +282,14 @@ TEST(ChunkLookup, UnwantedChunkOfSizeZero_IsSteppedOverByOneByte)
 }
 
 // The bytes after the size decide: zeros keep the ids that are read at 1, 2 and 3 empty as well.
-TEST(ChunkLookup, UnwantedChunkOfSizeZeroBeforeZeros_IsSteppedThroughToTheNextChunk)
+TEST(ChunkLookup, OtherChunkOfSizeZeroBeforeZeros_IsSteppedThroughToTheNextChunk)
 {
-    for (const char* const unwanted : {"JUNK", "LIST"})
+    for (const char* const other : {"JUNK", "LIST"})
     {
         const KrBytes bytes = Join({
-            Header(unwanted, 0), Zeros(8), // 0
-            Header("LIST", 4, "movi")      // 16
+            Header(other, 0), Zeros(8), // 0
+            Header("LIST", 4, "movi")   // 16
         });
-        EXPECT_EQ(RunLookup(bytes, {.type = FourCcValue("movi")}), Found("LIST", 4, "movi", 24, 28))
-            << unwanted;
+        EXPECT_EQ(RunLookup(bytes, {.type = FourCcValue("movi")}), Found("LIST", 4, "movi", 24, 28)) << other;
     }
 }

@@ -24,7 +24,7 @@ private:
     std::mt19937 m_engine;
 };
 
-// Often a container, whichever mode looks for it.
+// Often a container, for whichever mode.
 constexpr std::array<const char*, 8> kIds = {"RIFF", "LIST", "RIFF", "LIST", "JUNK", "00dc", "movi", "AVI "};
 
 uint32_t RandomId(CRandom& random)
@@ -203,14 +203,14 @@ TEST(ChunkLookupReference, EveryLookupOverZerosAndOneList_GivesTheSameAsThePlain
     size_t found = 0;
     for (uint32_t before = 0; before <= 14; ++before)
     {
-        for (uint32_t behind = 0; behind <= 14; ++behind)
+        for (uint32_t after = 0; after <= 14; ++after)
         {
             const KrBytes bytes = CKrTestByteWriter()
                                       .Fill(before, 0)
                                       .FourCc("LIST")
                                       .U32(4)
                                       .FourCc("movi")
-                                      .Fill(behind, 0)
+                                      .Fill(after, 0)
                                       .Bytes();
             const uint32_t length = static_cast<uint32_t>(bytes.size());
             for (uint32_t choice = 0; choice < 3 * 3 * 2 * (length + 2); ++choice)

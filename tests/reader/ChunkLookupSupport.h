@@ -187,8 +187,8 @@ private:
         if (!m_lookup.parent)
             return false;
         const uint64_t first = m_lookup.parent->offset;
-        const uint64_t behind = first + m_lookup.parent->cksize;
-        return m_pointer < first || m_pointer >= behind;
+        const uint64_t end = first + m_lookup.parent->cksize;
+        return m_pointer < first || m_pointer >= end;
     }
 
     [[nodiscard]] bool Wanted(const SHeader& header) const

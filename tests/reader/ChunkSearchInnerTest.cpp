@@ -115,6 +115,6 @@ TEST_F(ChunkSearchFar, ShortMemory_IsNoMatchAndNoException)
         found += m_reader->FindNextChunk(&id, &type, &size, &offset, nullptr);
         struck += call % 2 != 0 && failing.Struck();
     }
-    EXPECT_EQ(found, kMatches) << "the search goes on";
+    EXPECT_EQ(found, kMatches) << "the search continues";
     EXPECT_GT(struck, 0);
 }

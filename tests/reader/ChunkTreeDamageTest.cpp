@@ -203,8 +203,8 @@ TEST_F(ChunkTreeDamage, OneToThreeZeros_GiveAChunkOfShiftedBytes)
                 m_file.Zeros(zeros);
                 m_file.Chunk("bbbb", KrBytes(4, 1));
             });
-        const uint64_t behind = m_file.Find("aaaa").end;
-        EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"), ChunkLine(ids[zeros], 0, sizes[zeros], behind + 8)}))
+        const uint64_t end = m_file.Find("aaaa").end;
+        EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"), ChunkLine(ids[zeros], 0, sizes[zeros], end + 8)}))
             << zeros << " zeros";
     }
 }

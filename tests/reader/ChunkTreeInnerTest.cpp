@@ -205,7 +205,7 @@ TEST_F(ChunkTreeCost, SubChunkThatCannotBeRead_EndsTheWalkForNow)
     m_faulty.Reset();
     m_faulty.FailCall(EKrFileCall::Read, 1, EKrFaultSpan::FromThenOn);
     ASSERT_EQ(m_reader->FindFirstSubChunk(root), 1);
-    EXPECT_EQ(AllLines(*m_reader, NextSubChunk).size(), 2u) << "hdrl and movi; idx1 lies far behind";
+    EXPECT_EQ(AllLines(*m_reader, NextSubChunk).size(), 2u) << "hdrl and movi; idx1 lies far past them";
     EXPECT_TRUE(m_faulty.FaultStruck());
     m_faulty.Reset();
     EXPECT_EQ(NextSubChunk(*m_reader).status, 1);

@@ -70,7 +70,7 @@ TEST_F(FileCursor, RememberedZerosAreReadOnce)
         EXPECT_EQ(m_cursor.FindNonZero(from, kFileSize), kZerosTo) << from;
     EXPECT_LE(BytesRead(), once + 65'536);
     EXPECT_EQ(m_cursor.FindNonZero(kZerosTo, kFileSize), kZerosTo);
-    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom - 1, kFileSize), kZerosFrom - 1) << "no zero stands there";
+    EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom - 1, kFileSize), kZerosFrom - 1) << "there is no zero";
 }
 
 TEST_F(FileCursor, RememberedZerosEndAtTheLimit_AndGoOnBehindIt)

@@ -140,11 +140,11 @@ void ForEachChange(const SKrBuiltAvi& built, const std::vector<SField>& fields, 
 TEST(HeaderParseDamage, EveryPrefix_OpensExactlyWhereAChunkIsFound)
 {
     const SKrBuiltAvi built = WholeFile();
-    const uint64_t behindHdrl = built.Find("hdrl").end;
-    const uint64_t behindMoviHeader = built.Find("movi").header + 12;
+    const uint64_t afterHdrl = built.Find("hdrl").end;
+    const uint64_t afterMoviHeader = built.Find("movi").header + 12;
     const uint64_t firstChunk = built.streamChunks[0][0].header;
-    ASSERT_EQ(built.Find("KrlA").header, behindHdrl);
-    ASSERT_EQ(firstChunk, behindMoviHeader);
+    ASSERT_EQ(built.Find("KrlA").header, afterHdrl);
+    ASSERT_EQ(firstChunk, afterMoviHeader);
     size_t opened = 0;
     for (uint64_t size = 0; size <= built.content.Size(); ++size)
     {
@@ -154,8 +154,8 @@ TEST(HeaderParseDamage, EveryPrefix_OpensExactlyWhereAChunkIsFound)
         CKrParsedInMemory file(prefix);
         // 'movi' without a chunk fails; before 'movi' is reached, the private chunk after 'hdrl' counts as
         // one.
-        const bool moviSeen = size >= behindMoviHeader;
-        const bool expected = size > 200 && size >= (moviSeen ? firstChunk : behindHdrl) + 8;
+        const bool moviSeen = size >= afterMoviHeader;
+        const bool expected = size > 200 && size >= (moviSeen ? firstChunk : afterHdrl) + 8;
         ASSERT_EQ(file.Status(), expected ? 1 : 0);
         opened += expected;
         if (!expected)

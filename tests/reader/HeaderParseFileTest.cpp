@@ -188,7 +188,7 @@ TEST(HeaderParseFile, FirstListOfAnotherType_IsSearchedForDataChunksFromItsInsid
     };
     const CKrParsedFile file(avi);
     ExpectRaw(file, "07dc", "08wb");
-    EXPECT_NE(FirstListFromDefaultStart(file), 12u) << "such a file has no default start of its own";
+    EXPECT_NE(FirstListFromDefaultStart(file), 12u) << "such a file has no default start";
 }
 
 TEST(HeaderParseFile, JunkListBeforeTheHeaderList_HidesIt)

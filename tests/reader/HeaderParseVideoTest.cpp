@@ -44,7 +44,7 @@ void ExpectListEnded(const CKrParsedFile& file)
     EXPECT_EQ(file.Video().frames, 0u);
     EXPECT_EQ(file.Video().Id(), "00dc");
     EXPECT_EQ(file.Audio().Id(), "01wb");
-    EXPECT_EQ(file.Audio().valid, 0) << "the audio stream lies behind";
+    EXPECT_EQ(file.Audio().valid, 0) << "the audio stream comes later";
 }
 } // namespace
 
@@ -183,7 +183,7 @@ TEST(HeaderParseVideo, SecondVideoStream_IsSkipped)
     ASSERT_EQ(file.Status(), 1);
     ExpectVideo(file.Video());
     EXPECT_EQ(file.Video().Id(), "00dc");
-    EXPECT_EQ(file.Audio().valid, 1) << "the list goes on";
+    EXPECT_EQ(file.Audio().valid, 1) << "the list continues";
 }
 
 TEST(HeaderParseVideo, SecondVideoStreamThatCannotBeUsed_EndsTheList)

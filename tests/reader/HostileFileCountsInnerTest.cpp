@@ -173,7 +173,7 @@ TEST(HostileFileCounts, EntriesOfAllOnes_GiveTheChunksThatAreThere)
 {
     SKrBuiltAvi super = FileOf(EKrIndexKind::OpenDml, 0);
     super.content.PutU32(super.Find("indx").data + 4, kAllOnes);
-    CKrHostileFile superFile(super.content); // zeros behind the entries in use name an index that is none
+    CKrHostileFile superFile(super.content); // the zeros after the entries in use name an invalid index
     EXPECT_EQ(LoadVideoOf(superFile.Reader()).entries, ChunksOf(super, 0));
     superFile.UseEverything();
 

@@ -187,7 +187,7 @@ TEST_P(IndexLoadOpenDmlStream, NoEntriesInAnyChunk_FailTheLoad)
     built.content.PutU32(StdIndex(built, GetParam(), 0).data + 4, 0);
     CKrParsedInMemory one(built.content);
     EXPECT_EQ(LoadStream(one.Reader(), GetParam()), ChunksOf(built, GetParam(), 3))
-        << "one empty chunk is none";
+        << "one empty chunk has no entries";
     built.content.PutU32(StdIndex(built, GetParam(), 1).data + 4, 0);
     CKrParsedInMemory both(built.content);
     EXPECT_EQ(StatusOf(both.Reader(), GetParam()), 0);

@@ -327,7 +327,7 @@ TEST(PrivateChunkScan, OpenLeavesNoNodesBehind)
     CKrCountingFileSystem files(memory);
     CKrRiffReader reader(files);
     ASSERT_EQ(reader.Open(L"a.avi"), 1);
-    ASSERT_EQ(reader.StreamState().videoFormat.displayWidth, 1024) << "the open did look";
+    ASSERT_EQ(reader.StreamState().videoFormat.displayWidth, 1024) << "the open did search";
     files.Reset();
     EXPECT_EQ(reader.FindFirstRiffSegment(), 1);
     EXPECT_EQ(files.Calls().seeks, 1u) << "which the first segment takes as long as it is not known";

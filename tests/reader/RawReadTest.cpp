@@ -179,14 +179,14 @@ TEST_F(RawRead, List_IsReadBehindItsTypeAndFourBytesPastItsEnd)
     EXPECT_EQ(read.buffer, Expected(hdrl.data + 4, hdrl.size, hdrl.size));
     EXPECT_EQ(KrBytes(read.buffer.begin(), read.buffer.begin() + 4), (KrBytes{'a', 'v', 'i', 'h'}));
     const uint8_t* const last = read.buffer.data() + hdrl.size - 4;
-    EXPECT_EQ(KrBytes(last, last + 4), (KrBytes{'L', 'I', 'S', 'T'})) << "of 'movi' behind it";
+    EXPECT_EQ(KrBytes(last, last + 4), (KrBytes{'L', 'I', 'S', 'T'})) << "of 'movi' after it";
 }
 
 TEST_F(RawRead, Segment_IsReadBehindItsTypeAsFarAsTheFileGoes)
 {
     const SKrBuiltChunk riff = m_built.segments[0];
     const SRead read = ReadChunk(Record(riff), riff.size);
-    EXPECT_EQ(read.count, riff.size - 4) << "the last four bytes would lie behind the end of the file";
+    EXPECT_EQ(read.count, riff.size - 4) << "the last four bytes would lie past the end of the file";
     EXPECT_EQ(read.buffer, Expected(riff.data + 4, riff.size - 4, riff.size));
 }
 
@@ -270,5 +270,5 @@ TEST_F(RawRead, PositionWithAllOnesInItsLowHalf_IsRefused)
     const SKrRiffChunkInfo record = {FourCcValue("00dc"), 4, 0, high - 1};
     EXPECT_EQ(reader->ReadChunkData(&record, bytes, 4), 0u);
     const SKrRiffChunkInfo list = {FourCcValue("LIST"), 4, 0, high - 5};
-    EXPECT_EQ(reader->ReadChunkData(&list, bytes, 4), 0u) << "four bytes on stands its first byte";
+    EXPECT_EQ(reader->ReadChunkData(&list, bytes, 4), 0u) << "its first byte is four bytes later";
 }

@@ -138,7 +138,7 @@ TEST_P(ReaderFaultOpen, FailedSeekBeforeTheWalk_OpensAndLeavesTheLock)
     EXPECT_EQ(reader.StreamState().videoFormat.displayWidth, 720) << "not the 1024 of the private chunk";
     EXPECT_TRUE(OtherThreadsGetTheLock(reader));
     m_files.Reset();
-    EXPECT_EQ(All(reader), m_truth) << "this thread goes on";
+    EXPECT_EQ(All(reader), m_truth) << "this thread continues";
     EXPECT_TRUE(OtherThreadsGetTheLock(reader));
     reader.Close();
     ASSERT_EQ(reader.Open(L"a.avi"), 1);

@@ -186,7 +186,7 @@ TEST_P(ReaderLockBusyIn, OtherThreadsAreRefusedInEveryGuardedOperation)
     Holder().prepare(*m_reader, m_built);
     const int status = WhileStopped([&] { return Holder().operation(*m_reader); },
                                     [&] { EXPECT_TRUE(AskEverything(*m_reader, m_parent).All()); });
-    EXPECT_EQ(status, 1) << "nobody disturbed it";
+    EXPECT_EQ(status, 1) << "it was not disturbed";
     EXPECT_TRUE(AskEverything(*m_reader, m_parent).None()) << "the lock is free again";
 }
 

@@ -82,7 +82,7 @@ protected:
         EXPECT_THROW(static_cast<void>(NextMatch(*m_reader)), std::out_of_range);
         expectFree("FindNextChunk that throws");
         static_cast<void>(StartSearch(*m_reader, {"00dc"}, 1u << 30));
-        expectFree("FindFirstChunk behind the end");
+        expectFree("FindFirstChunk past the end");
         m_reader->EndChunkSearch();
         expectFree("EndChunkSearch");
         static_cast<void>(m_reader->LoadVideoIndex(entries));

@@ -120,7 +120,7 @@ TEST_F(ReaderLock, CloseByAnotherThread_ForgetsWhereTheFirstChunkIs)
 {
     OpenWithLockKept();
     ASSERT_EQ(StartSearch(*m_reader, {"mark"}), 1);
-    EXPECT_EQ(NextMatch(*m_reader).dataOffset, m_built.Find("mark", 1).data) << "behind the header list";
+    EXPECT_EQ(NextMatch(*m_reader).dataOffset, m_built.Find("mark", 1).data) << "after the header list";
     OnAnotherThread([&] { m_reader->Close(); });
     ASSERT_EQ(StartSearch(*m_reader, {"mark"}), 1);
     EXPECT_EQ(NextMatch(*m_reader).dataOffset, 208u) << "from 200 on";

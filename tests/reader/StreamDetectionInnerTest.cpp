@@ -143,7 +143,7 @@ TEST(StreamChunkDetection, NoRecord_StartsWhereTheCursorStands)
     content.Cursor().SeekTo(12);
     ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
     EXPECT_EQ(detected.firstVideoId, KrFourCC("00dc"));
-    EXPECT_EQ(detected.firstAudioId, 0u) << "one stream was asked for";
+    EXPECT_EQ(detected.firstAudioId, 0u) << "one stream was requested";
 }
 
 TEST(StreamChunkDetection, NoChunkLeft_IsRefused)

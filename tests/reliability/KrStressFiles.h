@@ -203,7 +203,7 @@ inline std::vector<SKrStressFile> WriteStressFiles(const CKrTempFolder& folder)
         for (const SKrStressFile& other : files)
             Require(file.bytes.size() != other.bytes.size() && file.video != other.video &&
                         file.audio != other.audio && file.audioPattern != other.audioPattern,
-                    "two files cannot be told apart");
+                    "two files cannot be distinguished");
         files.push_back(std::move(file));
     }
     return files;

@@ -242,7 +242,7 @@ constexpr SOperation kOperations[] = {
     {"GetAviPixelAspectRatio", &CStressThread::AskAspect, 2},
     {"both by path", &CStressThread::AskByPath, 2},
     {"ClearCache", &CStressThread::ClearCache, 1},
-    {"walk on a reader of its own", &CStressThread::WalkOwnReader, 1},
+    {"walk on its own reader", &CStressThread::WalkOwnReader, 1},
 };
 constexpr size_t kKinds = std::size(kOperations);
 

@@ -120,7 +120,7 @@ std::string CKrScheduler::Run()
     const bool allEnded = std::ranges::all_of(m_activities, [](const auto& each) { return each->ended; });
     if (m_problem.empty() && !allEnded)
     {
-        m_problem = "no activity can go on; waiting:";
+        m_problem = "no activity can run; waiting:";
         for (const auto& activity : m_activities)
         {
             if (!activity->ended)

@@ -25,7 +25,7 @@ void Lock(KrNativeRecursiveMutex& mutex)
     {
         CKrScheduler* const scheduler = CKrScheduler::Current();
         if (scheduler == nullptr)
-            throw std::logic_error("a lock that nobody gives back any more");
+            throw std::logic_error("a lock that is never released");
         scheduler->WaitFor(&mutex);
     }
 }
@@ -33,7 +33,7 @@ void Lock(KrNativeRecursiveMutex& mutex)
 void Unlock(KrNativeRecursiveMutex& mutex)
 {
     if (mutex.depth == 0 || mutex.holder != KrCurrentThread())
-        throw std::logic_error("a lock that somebody else holds");
+        throw std::logic_error("a lock that another thread holds");
     --mutex.depth;
     if (CKrScheduler* const scheduler = CKrScheduler::Current(); mutex.depth == 0 && scheduler != nullptr)
         scheduler->WakeAll(&mutex);
@@ -99,7 +99,7 @@ void CKrCondition::WaitOnce(CKrMutex& mutex)
 {
     CKrScheduler* const scheduler = CKrScheduler::Current();
     if (scheduler == nullptr)
-        throw std::logic_error("a condition that nobody notifies any more");
+        throw std::logic_error("a condition that is never notified");
     Unlock(mutex.m_native);
     scheduler->WaitFor(&m_native);
     Lock(mutex.m_native);

@@ -87,7 +87,7 @@ protected:
         EXPECT_EQ(format.height, isFirst ? 576 : 480);
         EXPECT_EQ(compression, FourCcValue(isFirst ? "MJPG" : "XVID"));
         EXPECT_EQ(format.scanMode, isFirst ? 1 : 2);
-        EXPECT_EQ(format.displayWidth, isFirst ? 1024 : 683) << "after both private chunks were asked";
+        EXPECT_EQ(format.displayWidth, isFirst ? 1024 : 683) << "after both private chunks were read";
         EXPECT_TRUE(frames == 0 || frames == (isFirst ? 3u : 5u)) << frames;
     }
 

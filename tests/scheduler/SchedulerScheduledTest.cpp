@@ -56,7 +56,7 @@ TEST(Scheduler, LocksTakenInBothOrders_AreFoundToStop)
         scheduler.Add([&] { take(second, first); });
         const std::string problem = scheduler.Run();
         stopped += !problem.empty();
-        EXPECT_TRUE(problem.empty() || problem == "no activity can go on; waiting: 1 2") << problem;
+        EXPECT_TRUE(problem.empty() || problem == "no activity can run; waiting: 1 2") << problem;
     }
     EXPECT_GT(stopped, 0);
     EXPECT_LT(stopped, 100);
@@ -106,7 +106,7 @@ TEST(Scheduler, ConditionThatIsNeverNotified_EndsAtItsTimeAlone)
             std::unique_lock guard(mutex);
             condition.Wait(guard, [] { return false; });
         });
-    EXPECT_EQ(forEver.Run(), "no activity can go on; waiting: 1");
+    EXPECT_EQ(forEver.Run(), "no activity can run; waiting: 1");
 }
 
 TEST(Scheduler, ExceptionThatLeavesAnActivity_IsReported)

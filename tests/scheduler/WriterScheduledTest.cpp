@@ -183,7 +183,7 @@ protected:
     {
         ASSERT_EQ(scheduler.Run(), "");
         EXPECT_FALSE(recording.files.WasClosedUnderATransfer());
-        EXPECT_EQ(recording.alive, 0) << "samples that nobody released";
+        EXPECT_EQ(recording.alive, 0) << "leaked samples";
         EXPECT_EQ(m_memory.OpenWritableFiles(), 0u);
         ExpectAllWritten(recording);
     }

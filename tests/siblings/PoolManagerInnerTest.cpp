@@ -177,7 +177,7 @@ TEST_F(PoolManager, LentElements_OutliveTheManagerAndGoAsTheyComeBack)
     auto first = Get();
     auto second = Get();
     m_manager.Reset();
-    EXPECT_EQ(g_elements, 2) << "nobody can ask for the others any more";
+    EXPECT_EQ(g_elements, 2) << "the others can no longer be requested";
     EXPECT_EQ(NumberOf(second), 1);
     second.Reset();
     EXPECT_EQ(g_elements, 1);

@@ -58,7 +58,7 @@ TEST_F(WorkerThread, StartsAndStopsAgainAndAgain)
     {
         EXPECT_EQ(m_thread->Start(), 1);
         EXPECT_EQ(m_thread->Start(), 0) << "it runs";
-        EXPECT_EQ(m_thread->WaitForEnd(1), 0) << "nobody asked it to end";
+        EXPECT_EQ(m_thread->WaitForEnd(1), 0) << "it was not asked to end";
         m_thread->Stop();
         EXPECT_EQ(m_thread->WaitForEnd(kKrWaitForEver), 1);
         EXPECT_EQ(m_work.runs, round);

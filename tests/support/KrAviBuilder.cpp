@@ -96,7 +96,7 @@ SKrBuiltChunk CKrAviBuilder::End()
 void CKrAviBuilder::Patch(uint64_t position, std::span<const uint8_t> bytes)
 {
     if (position > Position() || bytes.size() > Position() - position)
-        throw std::out_of_range("patch behind the end");
+        throw std::out_of_range("patch past the end");
     m_content.Put(position, bytes);
 }
 

@@ -90,12 +90,12 @@ private:
 
     SChunk ChunkAt(uint64_t position) const { return {Text(position), U32(position + 4)}; }
 
-    void Compare(uint64_t position, const KrBytes& wanted, const char* what)
+    void Compare(uint64_t position, const KrBytes& expected, const char* what)
     {
-        KrBytes there(wanted.size());
+        KrBytes there(expected.size());
         if (m_file.Read(position, there.data(), there.size()) != there.size())
             return Problem(Describe(what, position, "cut by the end of the file"));
-        const auto [left, right] = std::ranges::mismatch(there, wanted);
+        const auto [left, right] = std::ranges::mismatch(there, expected);
         if (left != there.end())
             Problem(Describe(what, position + static_cast<uint64_t>(left - there.begin()),
                              std::to_string(*left) + " for " + std::to_string(*right)));
@@ -140,7 +140,7 @@ private:
         if (isFirst)
             CheckOldIndex(moviEnd, end);
         else if (moviEnd != end)
-            Problem(Describe("bytes behind 'movi'", moviEnd));
+            Problem(Describe("bytes after 'movi'", moviEnd));
         return end;
     }
 
@@ -229,9 +229,9 @@ private:
         out.U64(base).U32(0);
         for (size_t number = 0; number < kept; ++number)
             out.U32(static_cast<uint32_t>(index.chunks[number].data - base)).U32(index.chunks[number].size);
-        KrBytes wanted = out.Bytes();
-        wanted.resize(kStdIndexSize);
-        Compare(index.position, wanted, id);
+        KrBytes expected = out.Bytes();
+        expected.resize(kStdIndexSize);
+        Compare(index.position, expected, id);
     }
 
     void CheckOldIndex(uint64_t position, uint64_t end)
@@ -262,10 +262,10 @@ private:
                 .U32(entry.size);
         for (uint64_t number = 0; number < padding / 16; ++number)
             out.FourCc("7Fxx").U32(0).U32(0).U32(0);
-        KrBytes wanted = out.Bytes();
-        wanted.resize(static_cast<size_t>(8 + bytes + padding));
-        Compare(position, wanted, "idx1");
-        if (end != position + wanted.size())
+        KrBytes expected = out.Bytes();
+        expected.resize(static_cast<size_t>(8 + bytes + padding));
+        Compare(position, expected, "idx1");
+        if (end != position + expected.size())
             Problem(Describe("segment does not end with its 'idx1'", end));
     }
 

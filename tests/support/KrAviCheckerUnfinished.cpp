@@ -79,11 +79,11 @@ private:
 
     void CheckHeaders()
     {
-        KrBytes wanted = WrittenHeader(m_file, m_from, m_result);
-        const KrBytes there = Bytes(0, wanted.size());
+        KrBytes expected = WrittenHeader(m_file, m_from, m_result);
+        const KrBytes there = Bytes(0, expected.size());
         const auto take = [&](uint64_t position, size_t count)
         {
-            std::copy_n(there.begin() + static_cast<ptrdiff_t>(position), count, wanted.begin() + position);
+            std::copy_n(there.begin() + static_cast<ptrdiff_t>(position), count, expected.begin() + position);
         };
         take(kBufferSizeAt, 4);
         take(kVideoBufferSizeAt, 4);
@@ -98,12 +98,12 @@ private:
             take(index + 8 + 4, 4); // entries in use
             take(index + 8 + 24, 16 * kSuperIndexEntries);
         }
-        const auto [left, right] = std::ranges::mismatch(there, wanted);
+        const auto [left, right] = std::ranges::mismatch(there, expected);
         if (left != there.end())
             Problem("headers", static_cast<uint64_t>(left - there.begin()));
-        if (m_file.Size() < wanted.size())
+        if (m_file.Size() < expected.size())
             Problem("headers cut by the end of the file", m_file.Size());
-        m_headerSize = wanted.size();
+        m_headerSize = expected.size();
     }
 
     // Each segment except the last has its final sizes.

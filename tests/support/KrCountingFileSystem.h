@@ -14,7 +14,7 @@ namespace KrTest
 struct SKrReadCall
 {
     uint64_t position = 0;
-    size_t count = 0; // bytes asked for
+    size_t count = 0; // requested bytes
     size_t bytes = 0; // bytes that came
 
     bool operator==(const SKrReadCall&) const = default;

@@ -91,8 +91,8 @@ TEST_F(WritingFakesTest, RangesOutsideTheMemoryFileOrMappedAlready_AreNotMapped)
     ASSERT_NE(view, nullptr);
     EXPECT_THROW(static_cast<void>(file->Map(2, 1)), std::logic_error);
     const auto before = file->Map(0, 1);
-    const auto behind = file->Map(3, 1);
-    EXPECT_TRUE(before != nullptr && behind != nullptr);
+    const auto after = file->Map(3, 1);
+    EXPECT_TRUE(before != nullptr && after != nullptr);
     EXPECT_EQ(m_files.OpenViews(), 3u);
 }
 
@@ -109,7 +109,7 @@ TEST_F(WritingFakesTest, CutMemoryFile_EndsThere)
     EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3}));
     view.reset();
     EXPECT_TRUE(file->CutTo(5));
-    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 0, 0})) << "what was cut off does not come back";
+    EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 0, 0})) << "cut bytes do not reappear";
     EXPECT_FALSE(file->CutTo(uint64_t{1} << 63));
     m_files.SetCapacity(4);
     EXPECT_FALSE(file->CutTo(6));

@@ -1,5 +1,5 @@
-// Checks every byte of files that the library's writer made: KrCheckAvi FILE... What a file was written from
-// is taken from its own headers; the rest must agree with them. Ends with 0 when no byte is wrong.
+// Checks every byte of files that the library's writer made: KrCheckAvi FILE... The parameters of a file are
+// taken from its own headers; the rest must agree with them. Ends with 0 when no byte is wrong.
 #include "tests/support/KrAviChecker.h"
 
 #include <algorithm>

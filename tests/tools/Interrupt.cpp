@@ -26,7 +26,7 @@ bool IsTemporaryFileThere()
     return true;
 }
 
-// What stands behind the name of this program.
+// The command line after the name of this program.
 wchar_t* CommandLine()
 {
     wchar_t* const text = GetCommandLineW();
@@ -34,7 +34,7 @@ wchar_t* CommandLine()
     return end == nullptr ? nullptr : end + 1 + std::wcsspn(end + 1, L" ");
 }
 
-// The program has a console of its own, without a window, so that nothing else gets the event.
+// The program has its own console, without a window, so that nothing else gets the event.
 HANDLE Start(DWORD& number)
 {
     STARTUPINFOW start = {};

@@ -1,4 +1,4 @@
-"""Builds small AVI files for the tests of kravi, and tells where it put what."""
+"""Builds small AVI files for the tests of kravi, and records the position of each part."""
 
 import struct
 
@@ -53,7 +53,7 @@ def pcm(chunks, rate=48000, channels=2, bits=16, **options):
 
 
 def payload(seed, size):
-    """Bytes that differ from chunk to chunk and do not repeat soon."""
+    """Bytes that differ from chunk to chunk, with a long period."""
     return bytes((seed * 37 + index * index + index // 251) & 0xFF for index in range(size))
 
 
@@ -62,7 +62,7 @@ def chunk_id(number, stream):
 
 
 def interleaved(streams):
-    """(stream number, chunk number) in the order in which they stand in the file."""
+    """(stream number, chunk number) in file order."""
     for place in range(max(len(stream.chunks) for stream in streams)):
         for number, stream in enumerate(streams):
             if place < len(stream.chunks):
@@ -88,8 +88,8 @@ def header_list(streams, frames, super_indexes=None, flags=0x10, total=None):
 
 
 def simple_avi(streams, idx1=True, before_movi=b"", groups=0, relative=True, order=None):
-    """AVI 1.0. `groups`: chunks of that many frames go into 'rec ' lists, and there is no 'idx1' then. `order`: how
-    the chunks stand, as interleaved() gives it."""
+    """AVI 1.0. `groups`: 'rec ' lists with the chunks of that many frames each, and no 'idx1'. `order`: the
+    order of the chunks, as from interleaved()."""
     for stream in streams:
         stream.positions = []
     head = header_list(streams, len(streams[0].chunks)) + before_movi

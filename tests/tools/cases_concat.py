@@ -1,4 +1,4 @@
-"""concat: one file behind the other, each with its sound in place; what does not match is refused."""
+"""concat: one file after the other, each with its sound in sync; files that do not match are refused."""
 
 import struct
 
@@ -23,7 +23,7 @@ def sound_of(streams):
 
 
 def test_sound_starts_with_its_frames(kravi):
-    """Too long, too short, none, and one that is last."""
+    """Too long, too short, no sound, and one at the end."""
     long, short = clip(5, RATES["25"], samples=9600 + 480), clip(4, RATES["25"], samples=7000)
     none, last = clip(3, RATES["25"], samples=0), clip(2, RATES["25"], samples=5000)
     for name, streams in (("long", long), ("short", short), ("none", none), ("last", last)):

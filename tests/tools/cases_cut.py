@@ -1,4 +1,4 @@
-"""cut: the frames asked for and the sound that belongs to them; pieces that are joined again are the source."""
+"""cut: the requested frames and their sound; rejoined pieces equal the source."""
 
 import os
 import signal
@@ -15,7 +15,7 @@ RATES = {"23.976": (24000, 1001), "29.97": (30000, 1001), "59.94": (60000, 1001)
 
 
 def clip(frames, rate, samples_per_second=48000, channels=2, bits=16, samples=None):
-    """A video stream and the sound of its frames, in blocks that have nothing to do with them."""
+    """A video stream and the sound of its frames, in blocks unrelated to the frames."""
     streams = [avi.video([avi.payload(number, 90 + number) for number in range(frames)], rate[1], rate[0])]
     align = channels * bits // 8
     if samples is None:
@@ -191,13 +191,13 @@ def test_first_frame_that_needs_others(kravi):
           ["frame 0 is no key frame: what it needs is not in the file; the next key frame is 3"], "nothing before")
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4", code=1)["findings"],
           ["frame 4 is no key frame: it needs frames from 3 on, where a clean cut would start"], "nothing behind")
-    streams[0].keys = set()  # no flags are no key frames
+    streams[0].keys = set()  # without flags they are not key frames
     kravi.write("in.avi", avi.simple_avi(streams))
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4")["notes"], [], "notes")
 
 
 def test_frames_that_are_left_out_depend_on_nothing(kravi):
-    """Repeated frames, which are empty and no key frames."""
+    """Repeated frames, which are empty and not key frames."""
     streams = avi.standard_streams(9, audio=0)
     streams[0].keys = {0, 2, 4, 6, 8}
     for place in (1, 3, 5, 7):
@@ -240,7 +240,7 @@ def test_progress(kravi):
 
 
 def large_avi(kravi, name):
-    """Many large frames that take no room on the disk: more than any disk writes in a moment."""
+    """Many large frames that take no space on the disk: more than any disk writes in a moment."""
     size, count = 16 << 20, 180
     data = avi.simple_avi([avi.video([b"x" * 300])], idx1=False)
     head = data.index(b"00dc")
@@ -264,7 +264,7 @@ def large_avi(kravi, name):
 
 def test_interruption_leaves_no_half_file(kravi):
     if kravi.is_emulated:
-        return  # the emulator gets the signal instead
+        return  # the emulator would get the signal instead
     large_avi(kravi, "in.avi")
     for number, verb in ((signal.SIGINT, ("cut", "in.avi", "out.avi", "--from", "1")),
                          (signal.SIGTERM, ("concat", "in.avi", "in.avi", "-o", "out.avi"))):

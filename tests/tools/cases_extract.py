@@ -155,7 +155,7 @@ def test_audio_of_a_range_of_frames(kravi):
 def test_compressed_audio_keeps_its_format_and_whole_chunks(kravi):
     fmt = struct.pack("<HHIIHHH", 0x55, 2, 48000, 16000, 1152, 0, 12) + avi.payload(9, 12)
     streams = avi.standard_streams(10, audio=0)
-    # A chunk lasts 1152 samples; the reader itself does not take a format of 0 bits.
+    # A chunk lasts 1152 samples; the reader itself does not accept a format of 0 bits.
     streams.append(avi.Stream(b"auds", fmt, [avi.payload(number, 300 + number) for number in range(17)], 1152, 48000))
     kravi.write("clip.avi", avi.simple_avi(streams))
     result = extract(kravi, "clip.avi", "--audio", "a.wav")
@@ -206,7 +206,7 @@ def test_truncated_file_gives_what_is_there(kravi):
 
 def test_interruption_leaves_no_half_file(kravi):
     if kravi.is_emulated:
-        return  # the emulator gets the signal instead
+        return  # the emulator would get the signal instead
     large = 3 << 30
     data = avi.simple_avi([avi.video([b"x" * 100])], idx1=False)
     position = data.index(b"00dc")

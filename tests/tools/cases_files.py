@@ -89,7 +89,7 @@ def test_other_files_are_2(kravi):
 
 def test_file_in_use_is_2(kravi):
     if kravi.is_emulated:
-        return  # who writes there holds another kind of lock
+        return  # a writer there holds another kind of lock
     import fcntl
     small_avi(kravi)
     with open(kravi.path("clip.avi"), "r+b") as file:

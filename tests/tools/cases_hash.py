@@ -97,7 +97,7 @@ def test_first_difference(kravi):
     def in_frame(streams):
         streams[0].chunks[4] = streams[0].chunks[4][:-1] + b"\xff"
 
-    def border(streams):  # the same bytes in all
+    def border(streams):  # the same bytes in total
         streams[0].chunks[2:4] = [streams[0].chunks[2] + streams[0].chunks[3][:1], streams[0].chunks[3][1:]]
 
     def fewer(streams):

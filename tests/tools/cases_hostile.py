@@ -1,4 +1,4 @@
-"""Files made to do harm: an answer in time, a known exit code, valid JSON, output in proportion to the file."""
+"""Malicious files: a timely result, a known exit code, valid JSON, output in proportion to the file."""
 
 import os
 import random
@@ -62,8 +62,8 @@ def test_lists_inside_lists_without_end(kravi):
 
 
 def test_lists_that_overlap_are_not_walked_twice(kravi):
-    # Each pair doubles the ways to the end: the inner list claims the rest of the file, the outer one ends
-    # right behind the inner one's header.
+    # Each pair doubles the paths to the end: the inner list claims the rest of the file, the outer one ends
+    # right after the inner one's header.
     pairs = b"".join(b"LIST" + struct.pack("<I", 16) + b"pair" + b"LIST" + struct.pack("<I", 0x00FFFFFF) + b"rest"
                      for _ in range(60))
     data = avi.simple_avi(avi.standard_streams(2), before_movi=pairs)

@@ -1,4 +1,4 @@
-"""Ctrl-C: every verb that can run long ends soon, says so, and leaves nothing half done."""
+"""Ctrl-C: every long-running verb ends soon, reports it, and leaves nothing half done."""
 
 import os
 import signal
@@ -16,7 +16,7 @@ LARGE = 3 << 30
 
 
 def endless_file(kravi, frames=1):
-    """Its one frame, or its data behind a frame, is a gigabyte and more of holes."""
+    """Its one frame, or its data after a frame, is more than a gigabyte of holes."""
     data = avi.simple_avi([avi.video([b"x" * 100] * frames)], idx1=False)
     position = data.rindex(b"00dc")
     kravi.write("endless.avi", data[:position + 4] + struct.pack("<I", LARGE))
@@ -25,14 +25,14 @@ def endless_file(kravi, frames=1):
 
 
 def raw_frames(kravi, name="endless.raw"):
-    """Raw pictures, 3 GB of them, of which only the length is on the disk."""
+    """3 GB of raw pictures, stored as one sparse file."""
     kravi.write(name, b"")
     os.truncate(kravi.path(name), 1000 * 3000000)
     return name
 
 
 def interrupted(kravi, number, started, *arguments):
-    """Starts a verb, sends the signal once `started` says so, and checks how it ends."""
+    """Starts a verb, sends the signal once `started` returns true, and checks how it ends."""
     before = kravi.names()
     process = kravi.start(*arguments)
     deadline = time.monotonic() + 30
@@ -49,7 +49,7 @@ def interrupted(kravi, number, started, *arguments):
 
 
 def catching(process):
-    """Whether the program has its handler; before, a signal would end it without a word."""
+    """Whether the program has its handler; before, a signal would end it silently."""
     try:
         with open(f"/proc/{process.pid}/status", encoding="ascii") as file:
             caught = next(line for line in file if line.startswith("SigCgt:")).split()[1]
@@ -59,7 +59,7 @@ def catching(process):
 
 
 def at_work():
-    """Some time behind the place where the program begins to listen."""
+    """Some time after the program installs its handler."""
     since = []
 
     def started(process):
@@ -75,7 +75,7 @@ def temporary_file(kravi):
 
 def test_verbs_that_read(kravi):
     if kravi.is_emulated:
-        return  # the emulator gets the signal instead
+        return  # the emulator would get the signal instead
     name = slow_file(kravi, 18000000)
     interrupted(kravi, signal.SIGINT, at_work(), "tree", name, "--limit", "100000000", "--json")
     interrupted(kravi, signal.SIGINT, at_work(), "extract", name, "--video", "v%d", "--json")
@@ -125,7 +125,7 @@ def test_ctrl_c_on_windows(kravi):
         equal((result.code, result.err), (2, END.decode()), f"end of {arguments[0]}")
         equal(result.json()["error"]["cause"], "interrupted", f"object of {arguments[0]}")
         equal(kravi.names(), before, f"files behind {arguments[0]}")
-    # What is sent is what ends it: a run that nobody interrupts writes its file.
+    # The signal is what ends it: an uninterrupted run writes its file.
     kravi.write("few.raw", bytes(3 * 3000000))
     equal(kravi("write", "out.avi", "--raw", "few.raw", "--size", "1000x1000").code, 0, "a run of its own")
 
@@ -164,7 +164,7 @@ def test_limit_for_files_ends_a_run_with_its_error(kravi):
 
 
 def test_ignored_interruption_stays_ignored(kravi):
-    """A run behind nohup is not ended by what the shell told it to ignore."""
+    """A run under nohup is not ended by a signal that the shell made it ignore."""
     if kravi.is_emulated:
         return
     frames = jpegs(kravi, 3)

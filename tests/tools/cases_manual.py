@@ -1,4 +1,4 @@
-"""The manual page and the shell completion tell what --help tells."""
+"""The manual page and the shell completion match --help."""
 
 import os
 import re
@@ -12,7 +12,7 @@ tools_are_asked = True  # pylint: disable=invalid-name
 
 
 def options_of(kravi, verb):
-    """Option names of a verb's help, each with the word that stands for its value."""
+    """Option names of a verb's help, each with its value's placeholder."""
     help_text = exit_code(kravi(*([verb] if verb else []), "--help"), 0).out
     text = help_text[help_text.index("\nOptions:\n"):]
     text = text[:text.index("\n\n")]
@@ -69,7 +69,7 @@ def test_manual_page_is_well_formed(kravi):
     kravi.write("kravi.1", exit_code(kravi("man"), 0).out.encode())
     kravi.write("bad.1", b".TH KRAVI 1\n.SH NAME\nkravi\n.NOSUCH\n")
     if tool("mandoc", kravi):
-        # A page that a build makes has no date, so that two builds make the same page.
+        # The page of a build has no date, so that builds are reproducible.
         remarks = run(["mandoc", "-T", "lint", "-W", "warning", kravi.path("kravi.1")]).splitlines()
         equal([line for line in remarks if "missing date" not in line], [], "mandoc")
         check("NOSUCH" in run(["mandoc", "-T", "lint", "-W", "warning", kravi.path("bad.1")]), "mandoc sees nothing")
@@ -91,7 +91,7 @@ printf '%s\\n' "${COMPREPLY[@]}"
 
 
 def completed(kravi, *words):
-    """What bash offers for the last word."""
+    """The completions that bash offers for the last word."""
     return run(["bash", "-c", COMPLETE, "bash", *words], cwd=kravi.folder).split()
 
 
@@ -112,14 +112,14 @@ def test_bash_completes(kravi):
     equal(completed(kravi, "kravi", "completion", ""), ["bash", "zsh", "fish"], "shells")
     equal(completed(kravi, "kravi", "info", ""), [], "file names are left to the shell")
     kravi.write("a clip.avi", b"")
-    # A shell as a user has it: a tab behind the beginning of the name fills in the rest, quoted.
+    # An interactive shell: a tab after the beginning of the name completes it, quoted.
     typed = "source completion.bash; PS1=; bind 'set enable-bracketed-paste off'\nkravi() { echo \"got:$2.\"; }\n"
     typed += "kravi info a\t\nexit\n"
     check("got:a clip.avi." in interactive(["bash", "--norc", "--noprofile", "-i"], typed, kravi.folder), "file name")
 
 
 def interactive(command, typed, folder):
-    """What a program says on a terminal on which this is typed."""
+    """The output of a program on a terminal on which this is typed."""
     import pty
     child, terminal = pty.fork()
     if child == 0:

@@ -1,4 +1,4 @@
-"""kravi map: pictures whose shapes are compared with the file, and with the numbers in the report."""
+"""kravi map: compares the shapes of pictures with the file, and with the numbers in the report."""
 
 import os
 import random
@@ -16,7 +16,7 @@ PANELS = {"title", "file", "segments", "parts", "marks", "legend", "rate", "inte
 
 
 class Picture:
-    """A picture, and the numbers that the report has for it."""
+    """A picture, and its numbers in the report."""
 
     def __init__(self, text, report):
         self.text, self.report = text, report
@@ -81,7 +81,7 @@ def stored(chunks):
 
 
 def check_lanes(picture, length):
-    """The lanes share out every byte, and are drawn as reported."""
+    """The lanes cover every byte, and are drawn as reported."""
     equal(sum(lane["bytes"] for lane in picture.report["lanes"]), length, "bytes in all lanes")
     scale = picture.scale("file")
     for lane in picture.report["lanes"]:
@@ -166,7 +166,7 @@ def test_distance_of_sound_and_frames(kravi):
                 near(corners[4 * frame][0], picture.x(group, frame / 25), f"bar {frame}", 0.02)
 
     video, audio = ([(stream, place) for place in range(50)] for stream in (0, 1))
-    compare(None, lambda frame: 0)  # the sound of each frame behind it
+    compare(None, lambda frame: 0)  # the sound of each frame after it
     compare(video + audio, lambda frame: -frame / 25)
     compare(audio + video, lambda frame: 2 - frame / 25)
     ahead = audio[:25] + [pair for place in range(25) for pair in (video[place], audio[place + 25])] + video[25:]

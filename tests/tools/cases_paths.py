@@ -1,4 +1,4 @@
-"""Names: every verb takes any that the system takes, outside ASCII, outside 16 bits, and long."""
+"""Names: every verb accepts any that the system accepts, outside ASCII, outside 16 bits, and long."""
 
 import os
 
@@ -89,14 +89,14 @@ def test_paths_of_more_than_260_characters(kravi):
 
 
 def test_short_names_in_a_deep_folder(kravi):
-    """No name has 260 characters, but with the folder in which kravi runs they do."""
+    """No name has 260 characters, but with kravi's current folder they do."""
     kravi.folder = kravi.path("f" * (200 - len(kravi.folder)))
     os.makedirs(kravi.path("g" * 80))
     check_writing(kravi, "g" * 80, check_reading(kravi, "g" * 80))
 
 
 def test_every_verb_is_in_one_of_the_tables(kravi):
-    """A new kind of arguments needs a look at its names."""
+    """Names must be considered for each new kind of arguments."""
     for verb, arguments in kravi.verbs().items():
         known = arguments in (*READING, COPYING) or verb in NO_FILE
         check(known or verb == "concat", f"{verb} {arguments} is tested nowhere here")

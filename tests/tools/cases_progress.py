@@ -16,7 +16,7 @@ MOST_CHUNKS = 150000000
 
 
 def slow_file(kravi, chunks, idx1=False):
-    """A file whose chunks are so many that listing them takes time. Its index, if it has one, knows the first."""
+    """A file with so many chunks that listing them takes time. Its index, if any, has only the first."""
     check(chunks <= MOST_CHUNKS, f"{chunks} chunks are no work for kravi")
     kravi.write("many.avi", avi.simple_avi([avi.video([b"x"])], idx1=idx1)
                 + avi.chunk(b"RIFF", b"AVIX" + avi.chunk(b"LIST", b"movi" + b"00dc\2\0\0\0ab" * chunks)))
@@ -24,7 +24,7 @@ def slow_file(kravi, chunks, idx1=False):
 
 
 def on_terminal(kravi, *arguments):
-    """The lines that overwrite one another on a terminal, and what was printed beside them."""
+    """The lines that overwrite one another on a terminal, and the other output."""
     import pty
     ours, theirs = pty.openpty()
     process = kravi.start(*arguments, stderr=theirs)
@@ -44,7 +44,7 @@ def test_line_on_a_terminal(kravi):
     if kravi.is_emulated:
         return
     chunks, timed, seconds = 9000000, [], 0
-    while not timed:  # a machine of any speed has a file that takes it more than a second
+    while not timed:  # on a machine of any speed some file takes more than a second
         check(seconds < 10, f"{seconds} s, and no line tells the time left")
         name = slow_file(kravi, chunks)
         chunks *= 2
@@ -97,7 +97,7 @@ def test_lines_while_it_runs(kravi):
     if kravi.is_emulated:
         return
     chunks, middle = 3000000, []
-    while not middle:  # a machine of any speed has a file that takes it more than an interval
+    while not middle:  # on a machine of any speed some file takes more than an interval
         name = slow_file(kravi, chunks)
         chunks *= 2
         result = exit_code(kravi("tree", name, "--progress", "json", "--limit", str(2 * MOST_CHUNKS)), 0)

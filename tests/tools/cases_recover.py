@@ -1,4 +1,4 @@
-"""recover: every chunk that a damaged file holds in full comes over, and the report tells what is lost."""
+"""recover: every whole chunk of a damaged file is recovered, and the report lists what is lost."""
 
 import json
 import os
@@ -123,7 +123,7 @@ def test_zeros_over_data(kravi):
     at = streams[1].positions[4]
     data[at + 10:at + 5000] = bytes(4990)
     streams[1].chunks[4] = bytes(data[at:at + SOUND])
-    report = recovered(kravi, data, code=0)  # nothing tells that these are no samples
+    report = recovered(kravi, data, code=0)  # nothing shows that these are not samples
     check_content(kravi, report, streams[0].chunks, streams[1].chunks, "inside one chunk")
     first, last = streams[0].positions[6] + 100, streams[0].positions[8] + 50
     data[first:last] = bytes(last - first)
@@ -195,7 +195,7 @@ def test_garbage_at_the_ends(kravi):
 
 
 def test_entries_of_an_index_in_front_of_zeros(kravi):
-    """The flags of a last entry, 0x10, are no size of a chunk, although zeros can follow one."""
+    """The flags of a last entry, 0x10, are not the size of a chunk, although zeros can follow one."""
     for frames, audio in ((6, 1), (1, 0)):
         streams = avi.standard_streams(frames, audio)
         data = avi.simple_avi(streams)
@@ -211,8 +211,8 @@ def test_entries_of_an_index_in_front_of_zeros(kravi):
     check_content(kravi, report, streams[0].chunks, streams[1].chunks, "no header of the index")
 
 
-def test_short_chunks_behind_damage(kravi):
-    """Chunks with 8 bytes and none in front of one with 16 bytes are no entries of an index."""
+def test_short_chunks_after_damage(kravi):
+    """Chunks of 8 or 0 bytes before one of 16 bytes are not entries of an index."""
     for sizes in ((8, 16, 16), (7, 16, 16), (0, 0, 16, 16)):
         frames = [b"first", *(avi.payload(number, size) for number, size in enumerate(sizes)), b"last"]
         streams = [avi.video(frames)]
@@ -230,7 +230,7 @@ def test_wrong_sizes_of_chunks(kravi):
         wrong = bytearray(data)
         struct.pack_into("<I", wrong, header_at(streams[0], 5) + 4, size)
         report = recovered(kravi, wrong)
-        if size == 7:  # a short chunk with garbage behind it
+        if size == 7:  # a short chunk followed by garbage
             streams[0].chunks[5] = streams[0].chunks[5][:7]
             check_content(kravi, report, streams[0].chunks, streams[1].chunks, "7 bytes")
             continue
@@ -239,7 +239,7 @@ def test_wrong_sizes_of_chunks(kravi):
 
 
 def test_sound_stays_aligned_behind_damage(kravi):
-    """Blocks that end inside a sample: behind a lost one the next starts with a whole sample again."""
+    """Blocks that end inside a sample: after a lost one the next starts with a whole sample again."""
     streams = avi.standard_streams(6)
     sound = b"".join(streams[1].chunks)
     sizes = [SOUND, SOUND + 1, SOUND - 1, SOUND, SOUND, SOUND]
@@ -380,7 +380,7 @@ def test_what_the_writer_cannot_carry(kravi):
 
 
 def test_rows_from_the_top(kravi):
-    """Uncompressed pictures stand upright whether or not a size is given; those of a codec are no rows."""
+    """Uncompressed pictures are upright whether or not a size is given; those of a codec have no rows."""
     row, height = 5 * 3 + 1, 4
     frames = [avi.payload(number, row * height) for number in range(3)]
     upright = [b"".join(frame[at:at + row] for at in range(row * (height - 1), -1, -row)) for frame in frames]
@@ -410,7 +410,7 @@ def test_frames_that_depend_on_others(kravi):
         data[at:at + 8] = bytes(8)
         note = "{} frames of stream 0 depend on others by the index of the file; that of the new one does not tell"
         equal(recovered(kravi, data)["notes"], [note.format(6)], kind)
-        # The index of the first segment, of five frames, is still there.
+        # The index of the first segment, of five frames, still exists.
         equal(recovered(kravi, data[:at])["notes"], [note.format(3)] if kind == "odml" else [], f"{kind}: cut")
 
 
@@ -447,11 +447,11 @@ def test_many_damages(kravi):
     start = time.monotonic()
     report = recovered(kravi, avi.simple_avi(avi.standard_streams(2), idx1=False) + ids)
     check(time.monotonic() - start < 60, "time")
-    check(report["frames"] in (2, 3), "frames in front of ids")  # one of them can be a chunk with garbage behind it
+    check(report["frames"] in (2, 3), "frames in front of ids")  # one of them can be a chunk followed by garbage
 
 
 def chunks_in(data):
-    """Payloads of a file that lacks nothing but its end, chunk by chunk: frames, blocks of sound."""
+    """Payloads of a file that lacks only its end, chunk by chunk: frames, blocks of sound."""
     found, position = {b"dc": [], b"db": [], b"wb": []}, 0
     while position + 8 <= len(data):
         name, size = data[position:position + 4], struct.unpack_from("<I", data, position + 4)[0]
@@ -467,7 +467,7 @@ def chunks_in(data):
 
 
 def killed_recording(kravi, command):
-    """What a program that records had on disk when it was killed."""
+    """The file on disk of a killed recording program."""
     process = subprocess.Popen([*command, kravi.path("killed.avi")] if command[0] == "ffmpeg" else command,
                                cwd=kravi.folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                                stderr=subprocess.DEVNULL)

@@ -1,4 +1,4 @@
-"""Streams that do not start with their file: copies refuse or name that, and extract takes the sound that plays."""
+"""Streams that start later than their file: copies refuse or report that, and extract takes the sound that plays."""
 
 import shutil
 import struct
@@ -78,7 +78,7 @@ def test_sound_of_frames_counts_from_the_starts(kravi):
 
 
 def test_start_in_other_units_than_the_samples(kravi):
-    """Headers that count in bytes a second: a start of half a second is 96000 units, and 24000 samples."""
+    """Headers that count in bytes per second: a start of half a second is 96000 units, and 24000 samples."""
     streams = late()
     streams[1].scale, streams[1].rate, streams[1].sample_size, streams[1].start = 1, 192000, 1, 96000
     kravi.write("in.avi", avi.simple_avi(streams))

@@ -1,4 +1,4 @@
-"""verify: files with one known damage each, and what must be found at which place."""
+"""verify: files with one known damage each, and the finding and position that must be reported."""
 
 import os
 import random
@@ -50,7 +50,7 @@ def test_every_check_has_a_damage(kravi):
     listed = exit_code(kravi("verify", "--list-checks", "--json"), 0).json()["checks"]
     tried = set().union(*(damaged(row)[2] for row in DAMAGES))
     elsewhere = {"segment-beyond-1gib", "segment-beyond-2gib", "streams-too-many", "list-too-deep", "segments-too-many"}
-    beyond = {"chunks-too-many"}  # a file of its own would have 16777217 chunks
+    beyond = {"chunks-too-many"}  # a real file would have 16777217 chunks
     equal({entry["code"] for entry in listed} - tried - elsewhere, beyond, "checks without a damage")
 
 
@@ -67,7 +67,7 @@ def test_list_of_checks_text_and_document_agree(kravi):
 
 
 def test_files_that_kravi_wrote_have_only_notes(kravi):
-    """What looks odd in them is meant: docs/verify.md tells the reasons."""
+    """Their oddities are intended: docs/verify.md gives the reasons."""
     notes = {"movi-first-not-data", "idx1-rest", "idx1-marker", "idx1-offsets-marked", "padding-by-filler"}
     jpegs(kravi, 30)
     kravi.write("in.wav", wave(sound(30)))
@@ -112,7 +112,7 @@ def test_many_places_are_summed_up(kravi):
 
 
 def test_segments_beyond_their_limits(kravi):
-    """Holes take no room on the disk."""
+    """Holes take no space on the disk."""
     data = avi.simple_avi(avi.standard_streams(2))
     index = data.rindex(b"idx1")
     movi = data.index(b"movi")

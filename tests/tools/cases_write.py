@@ -1,4 +1,4 @@
-"""write and rewrap: what goes in comes out, and what cannot be carried is refused."""
+"""write and rewrap: content is stored unchanged, and unsupported content is refused."""
 
 import json
 import os
@@ -17,7 +17,7 @@ except ImportError:
 
 
 def jpeg(number, width=64, height=48, size=300):
-    """What kravi looks at in a JPEG file: markers up to the frame header, whose size it takes."""
+    """The parts of a JPEG file that kravi reads: markers up to the frame header, for its size."""
     head = b"\xff\xd8" + b"\xff\xe0" + struct.pack(">H", 4) + b"\0\0"
     head += b"\xff\xc0" + struct.pack(">HBHHB", 11, 8, height, width, 1) + b"\1\x11\0"
     return head + avi.payload(number, size) + b"\xff\xd9"
@@ -55,7 +55,7 @@ def taken_apart(kravi, name="out.avi", audio=True):
 
 
 def timeless(data):
-    """A written file without its measured data rate, the one thing in it that depends on the worker's timing."""
+    """A written file without its measured data rate, the only value that depends on the worker's timing."""
     return data[:36] + bytes(4) + data[40:]
 
 
@@ -93,7 +93,7 @@ def test_tree_of_frames_of_odd_size(kravi):
 
 
 def test_checker_sees_damage(kravi):
-    """What looks at each written file here does find what is wrong."""
+    """The checker of the written files does detect errors."""
     jpegs(kravi, 3)
     written(kravi, "--jpeg", "f%03d.jpg")
     data = bytearray(kravi.read("out.avi"))
@@ -196,7 +196,7 @@ def test_write_refuses(kravi):
 
 
 def test_reason_of_the_system(kravi):
-    """Where the new file finds no place, the system says why."""
+    """Where the new file cannot be created, the message has the system's reason."""
     jpegs(kravi, 2)
     kravi.write("in.avi", avi.simple_avi(avi.standard_streams(2)))
     for arguments in (("write", "missing/out.avi", "--jpeg", "f%03d.jpg"), ("rewrap", "in.avi", "missing/out.avi")):
@@ -205,7 +205,7 @@ def test_reason_of_the_system(kravi):
     if kravi.is_emulated or resource is None:
         return
     before = kravi.names()
-    for limit in (1000, 60000, 600000):  # as little as a full disk takes
+    for limit in (1000, 60000, 600000):  # as little as a full disk accepts
         done = subprocess.run([*kravi.command, "write", "out.avi", "--jpeg", "f%03d.jpg"], cwd=kravi.folder,
                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=False,
                               preexec_fn=lambda limit=limit: limit_files(limit))
@@ -214,7 +214,7 @@ def test_reason_of_the_system(kravi):
 
 
 def limit_files(size):
-    """In a new process: no file of its own grows beyond a size."""
+    """For a new process: limits the size of its files."""
     resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
 

@@ -1,4 +1,4 @@
-"""Holds what kravi prints with --json against docs/schemas, where the Python module jsonschema is there."""
+"""Validates kravi's --json output against docs/schemas, if the Python module jsonschema is installed."""
 
 import json
 import os
@@ -12,7 +12,7 @@ FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "d
 PROGRESS = "progress"
 
 _validators = {}
-validated = {}  # objects held against the schema of each verb
+validated = {}  # objects validated against the schema of each verb
 
 
 def validator(name):
@@ -39,7 +39,7 @@ def problems(name, value):
 
 
 def check_output(verbs, arguments, out, err):
-    """Raises AssertionError where the run's output is not what the schema of its verb says."""
+    """Raises AssertionError if the run's output does not match the schema of its verb."""
     verb = arguments[0] if arguments else None
     if jsonschema is None or verb not in verbs or {"--help", "--version"} & set(arguments):
         return

@@ -1,4 +1,4 @@
-"""Runs kravi in a folder of its own and counts what was checked."""
+"""Runs kravi in separate folders and counts the checks."""
 
 import concurrent.futures
 import json
@@ -32,7 +32,7 @@ class Result:
 
 
 class Kravi:
-    """The program, and the folder of one test case, which relative names are in."""
+    """The program, and the folder of one test case, to which names are relative."""
 
     def __init__(self, launcher, program, checker, folder):
         self.command, self.folder = [*launcher, program], folder
@@ -47,7 +47,7 @@ class Kravi:
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
         result = Result(done)
         if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
-            return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends without a word
+            return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends silently
         json_schemas.check_output(self.verbs(), arguments, result.out, result.err)
         if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
             place = arguments.index("-o") + 1 if "-o" in arguments else WRITING_VERBS[arguments[0]]
@@ -55,7 +55,7 @@ class Kravi:
         return result
 
     def verbs(self):
-        """The verbs of --help, each with the arguments that stand behind its options."""
+        """The verbs of --help, each with the arguments that follow its options."""
         key = tuple(self.command)
         if key not in VERBS:
             page = subprocess.run([*self.command, "man"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -66,8 +66,8 @@ class Kravi:
         return VERBS[key]
 
     def problems(self, name):
-        """What is wrong with a file that kravi wrote, byte by byte."""
-        if not name.isascii() or len(name) > 200:  # names are kravi's matter, not the checker's
+        """The errors in a file that kravi wrote, byte by byte."""
+        if not name.isascii() or len(name) > 200:  # names are tested with kravi, not with the checker
             shutil.copyfile(self.path(name), self.path("checked.avi"))
             problems = self.problems("checked.avi")
             self.remove("checked.avi")
@@ -110,7 +110,7 @@ class Kravi:
 
 
 def said_on(terminal):
-    """What a program writes to the other end of a pseudo terminal until it ends; closes our end."""
+    """The output of a program to the other end of a pseudo terminal until it ends; closes our end."""
     said = b""
     try:
         while True:
@@ -142,13 +142,13 @@ def exit_code(result, wanted):
 
 
 def run_case(module, name, launcher, program, checker):
-    """Runs one function; returns the report of its failure, or nothing, and the objects held against schemas."""
+    """Runs one function; returns the report of its failure, or nothing, and the number of validated objects."""
     before = sum(json_schemas.validated.values())
     folder = tempfile.mkdtemp(prefix="kravi-test-")
     report = ""
     try:
         getattr(sys.modules[module], name)(Kravi(launcher, program, checker, folder))
-    except Exception:  # whatever goes wrong fails this case alone
+    except Exception:  # any error fails this case alone
         report = f"FAILED {module}.{name}\n{traceback.format_exc()}"
     finally:
         shutil.rmtree(folder, ignore_errors=True)
@@ -156,9 +156,9 @@ def run_case(module, name, launcher, program, checker):
 
 
 def run_cases(modules, launcher, program, checker, jobs):
-    """Runs every function whose name starts with test_, in processes of their own, so many at a time.
+    """Runs every function whose name starts with test_, each in its own process, several at a time.
 
-    Returns how many passed and failed, and how many JSON objects were held against schemas.
+    Returns how many passed and failed, and how many JSON objects were validated.
     """
     names = [(module.__name__, name) for module in modules
              for name, case in sorted(vars(module).items()) if name.startswith("test_") and callable(case)]

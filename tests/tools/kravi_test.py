@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [--writing] [--no-shells] [LAUNCHER...]
 
-CHECKER is the program that checks each file which kravi writes. With --writing only the verbs that write such files are
-tested, which have threads. With --no-shells the scripts and the page that kravi prints are not given to shells and
+CHECKER is the program that checks each file that kravi writes. With --writing only the verbs that write such files are
+tested, which have threads. With --no-shells the scripts and the page that kravi prints are not passed to shells and
 page readers. The launcher, such as an emulator, is put before both programs. Ends with the line "N passed, N failed".
 """
 
@@ -28,13 +28,13 @@ def all_cases():
 
 @contextlib.contextmanager
 def kept_awake(launcher):
-    """An emulator takes seconds to start its services, and ends them when its last program ends: one stays."""
+    """An emulator takes seconds to start its services, and ends them with its last program: keep one running."""
     if not launcher:
         yield
         return
     waiting = subprocess.Popen([*launcher, "cmd.exe", "/c", "echo ready & pause"], stdin=subprocess.PIPE,
                                stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    waiting.stdout.readline()  # programs that start while it starts itself can get stuck
+    waiting.stdout.readline()  # programs started during its own start can hang
     try:
         yield
     finally:

@@ -1,5 +1,5 @@
-"""Good files, and one known damage after the other: the check that must find it, the place that it must name, and
-what else is wrong with such a file."""
+"""Good files, and one known damage after the other: the check that must find it, the position that it must report, and
+the other findings in such a file."""
 
 import collections
 import struct
@@ -16,7 +16,7 @@ def streams(frames=6):
 
 
 def marked():
-    """Absolute offsets with the mark, as the library's writer has them."""
+    """Absolute offsets with the marker, as in files of the library's writer."""
     data = Patient(avi.simple_avi(streams(), relative=False))
     first = struct.pack("<4sIII", b"7Fxx", 0, data.find(b"movi") + 4, 0)
     data.insert(data.find(b"idx1") + 8, first, "RIFF", "idx1")
@@ -24,7 +24,7 @@ def marked():
 
 
 def both():
-    """OpenDML in one segment with an 'idx1' behind it."""
+    """OpenDML in one segment, followed by an 'idx1'."""
     tracks = streams()
     data = Patient(avi.open_dml_avi(tracks, segments=1))
     movi = data.find(b"movi")
@@ -47,7 +47,7 @@ def inner(sub_type, words):
     return bytes(data.data)
 
 
-# What is built, and what is found without damage.
+# The built files, and their findings without damage.
 BASES = {
     "simple": (lambda: avi.simple_avi(streams()), set()),
     "private": (lambda: avi.simple_avi(streams(), before_movi=avi.private_chunks()), set()),
@@ -69,7 +69,7 @@ def base(name):
 
 
 def damaged(row):
-    """The damaged file, the offset that must be named, and all codes that must be found."""
+    """The damaged file, the offset that must be reported, and all codes that must be found."""
     patient = Patient(base(row.base))
     offset = row.damage(patient)
     gone = {code[1:] for code in row.also if code.startswith("-")}
@@ -78,7 +78,7 @@ def damaged(row):
 
 
 class Patient:
-    """A file that is about to be damaged."""
+    """A file to be damaged."""
 
     def __init__(self, data):
         self.data = bytearray(data)
@@ -119,7 +119,7 @@ class Patient:
         return self.find(chunk_id, number, self.find(b"movi"))
 
     def insert(self, position, extra, *lists):
-        """Makes room; the lists that are named grow, and indexes follow. Returns the position."""
+        """Inserts space; the named lists grow, and indexes are adjusted. Returns the position."""
         self.follow(position, len(extra), lists)
         self.data[position:position] = extra
         return position
@@ -130,7 +130,7 @@ class Patient:
         return position
 
     def follow(self, position, shift, lists):
-        """Moves what indexes say about places behind a position; lists grow or shrink."""
+        """Shifts index entries past a position; lists grow or shrink."""
         movi = self.data.find(b"movi")
         old = self.data.find(b"idx1")
         if old >= 0 and position > movi:
@@ -157,7 +157,7 @@ def rows(base_name, *several):
 
 
 def with_place(place, damage):
-    """The place is worked out before the damage is done."""
+    """The position is computed before the damage."""
     def run(patient):
         offset = place(patient)
         damage(patient)
@@ -171,7 +171,7 @@ def cut(patient, length):
 
 
 def without_headers(patient):
-    """The reader looks for bare chunks from byte 200 on."""
+    """The reader searches for bare chunks from byte 200 on."""
     patient.data[:patient.find(b"movi") + 4] = b"x" * 200
     return 0
 

@@ -1,4 +1,4 @@
-// The current folder that each drive has of its own on Windows.
+// The separate current folder of each drive on Windows.
 #include "platform/KrPlatform.h"
 
 #include <gtest/gtest.h>

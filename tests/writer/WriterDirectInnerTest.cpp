@@ -89,7 +89,7 @@ TEST_F(WriterDirect, FailedWrite_RefusesLaterSamples)
     m_recorder.faults.ShortenWrite(1, 9);
     EXPECT_EQ(Video({4, 5, 6}), 0);
     EXPECT_EQ(m_recorder.AddPatternVideo(10), 0);
-    EXPECT_EQ(Video({7, 8, 9}), 1) << "goes where the failed one was to go";
+    EXPECT_EQ(Video({7, 8, 9}), 1) << "takes the place of the failed one";
     const SKrCheckedAvi checked = m_recorder.Close();
     ASSERT_EQ(checked.video.size(), 2u);
     EXPECT_EQ(m_recorder.Content().Range(checked.video[1].data, 3), (KrBytes{7, 8, 9}));

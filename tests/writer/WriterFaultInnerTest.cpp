@@ -42,7 +42,7 @@ TEST_F(WriterFault, FailedWrite_RefusesEverythingBehindAndKeepsWhatWasThere)
     ASSERT_EQ(Record(30), 30u);
     m_recorder.faults.Reset();
     m_recorder.faults.FailCall(EKrFileCall::Write, 1);
-    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0) << "without a worker the submission itself tells";
+    EXPECT_EQ(m_recorder.AddPatternVideo(100), 0) << "without a worker the submission itself reports it";
     EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
     EXPECT_EQ(m_recorder.AddPatternVideo(100), 0);
     EXPECT_EQ(m_recorder.Close().video.size(), 30u) << "the disk has room again: the file is complete";
@@ -234,7 +234,7 @@ TEST_F(WriterFault, SampleThatCannotBeLocked_IsToldAtTheClose)
     const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(100)));
     sample->RefuseLocks();
     EXPECT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
-    EXPECT_EQ(Record(2), 2u) << "the rest goes on";
+    EXPECT_EQ(Record(2), 2u) << "the rest continues";
     EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
     EXPECT_EQ(m_recorder.Check().video.size(), 4u);
     ASSERT_EQ(m_recorder.Open({}), 1);

@@ -137,7 +137,7 @@ TEST_P(WriterLayoutOfSector, DataStartsAndEndsOnSectors)
             AddFrames(recorder, 5, 333);
         const SKrCheckedAvi checked = recorder.Close();
         const uint64_t firstIndex = checked.videoIndexes[0].position;
-        EXPECT_EQ(firstIndex % GetParam(), 0u) << "behind the type of 'movi'";
+        EXPECT_EQ(firstIndex % GetParam(), 0u) << "after the type of 'movi'";
         EXPECT_EQ(checked.segments.back() % GetParam(), 0u) << "'idx1' ends on a sector";
         EXPECT_EQ(checked.video.size(), 5u);
     }

@@ -88,7 +88,7 @@ TEST_F(WriterSegment, FrameAndItsAudio_StayTogether)
         ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(left - 8)), 1);
         const SKrCheckedAvi checked = m_recorder.Close();
         EXPECT_EQ(checked.video[17].segment, beyond / 512);
-        EXPECT_EQ(checked.audio[16].segment, beyond / 512) << "its audio goes with it";
+        EXPECT_EQ(checked.audio[16].segment, beyond / 512) << "its audio moves with it";
         EXPECT_EQ(checked.order.substr(0, 7), "VAVAVAV");
     }
 }

@@ -128,7 +128,7 @@ TEST_F(WriterWorker, OneFailedWrite_EndsTheDrainAndTheFileIsStillCompleted)
     AddAudio(5);
     FailWrite(4); // of V A V A
     const SKrCheckedAvi checked = m_recorder.Close();
-    EXPECT_EQ(checked.order, "VAV") << "nothing behind the failure";
+    EXPECT_EQ(checked.order, "VAV") << "nothing after the failure";
     EXPECT_EQ(CKrTestSample::Alive(), 0);
     EXPECT_EQ(m_recorder.files.OpenFiles(), 0u);
 }

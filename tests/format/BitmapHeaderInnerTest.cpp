@@ -73,7 +73,7 @@ TEST(BitmapHeader, Default_HasItsOwnSizeAndOnePlane)
     EXPECT_EQ(Encoded(SKrBitmapHeader{}), expected);
 }
 
-TEST(BitmapHeader, BytesBehindTheStructure_ArePassedOver)
+TEST(BitmapHeader, BytesAfterTheStructure_AreSkipped)
 {
     std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
     bytes.resize(bytes.size() + 1024, 0xFF);

@@ -81,7 +81,7 @@ TEST(ByteReader, Fields_FollowEachOther)
     EXPECT_TRUE(in.Ok());
 }
 
-TEST(ByteReader, FieldBehindTheEnd_IsZeroAndNoted)
+TEST(ByteReader, FieldPastTheEnd_IsZeroAndNoted)
 {
     CKrByteReader in({});
     EXPECT_TRUE(in.Ok());

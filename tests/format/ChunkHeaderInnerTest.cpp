@@ -58,7 +58,7 @@ TEST(ChunkHeader, OddEnd_IsRoundedUpToEven)
     EXPECT_EQ(RoundUpToEven(kFourGiB + 1), kFourGiB + 2);
 }
 
-TEST(ChunkHeader, NextChunk_StartsBehindTheDataAtAnEvenPosition)
+TEST(ChunkHeader, NextChunk_StartsAfterTheDataAtAnEvenPosition)
 {
     const auto after = [](uint64_t offset, uint32_t size)
     {

@@ -52,7 +52,7 @@ TEST(FourCC, NamedConstants_SpellTheirNames)
     EXPECT_EQ(TextOf(kFccCtsI), "CtsI");
 }
 
-TEST(DataChunkId, StreamNumber_IsOneLowerCaseHexadecimalDigitBehindZero)
+TEST(DataChunkId, StreamNumber_IsOneLowerCaseHexadecimalDigitAfterZero)
 {
     constexpr std::string_view kDigits = "0123456789abcdef";
     for (uint32_t stream = 0; stream < kDataStreamLimit; ++stream)

@@ -211,7 +211,7 @@ TEST(KrlADecode, AnyWrongByteOfTheMark_IsRefused)
                   });
 }
 
-TEST(KrlADecode, Byte16AndThoseBehindTheFields_AreNotExamined)
+TEST(KrlADecode, Byte16AndThoseAfterTheFields_AreNotExamined)
 {
     const auto accepted = [](const KrBytes& data)
     {
@@ -222,7 +222,7 @@ TEST(KrlADecode, Byte16AndThoseBehindTheFields_AreNotExamined)
     ForEachChange(WholeChunk(kKrlAFields, 508), 30, 507, accepted);
 }
 
-TEST(KrlADecode, EveryShorterPrefix_NeedsOnly20BytesAndReadsZerosBehindThem)
+TEST(KrlADecode, EveryShorterPrefix_NeedsOnly20BytesAndReadsZerosAfterThem)
 {
     const KrBytes whole = WholeChunk(kKrlAFields, 508);
     for (size_t size = 0; size <= whole.size(); ++size)

@@ -73,7 +73,7 @@ TEST(WaveFormat, SixteenBytes_HaveNoExtraSize)
     ExpectSame(DecodeWaveFormat(Prefix(kBytes, 16)), expected);
 }
 
-TEST(WaveFormat, BytesBehindTheStructure_ArePassedOver)
+TEST(WaveFormat, BytesAfterTheStructure_AreSkipped)
 {
     std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
     bytes.resize(40, 0xFF);

@@ -135,7 +135,7 @@ TEST_F(ArrayOperations, RemoveAtOutOfRange_ThrowsAndChangesNothing)
     EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
 }
 
-TEST_F(ArrayOperations, RemoveAll_EmptiesAndGivesTheMemoryBack)
+TEST_F(ArrayOperations, RemoveAll_EmptiesAndFreesTheMemory)
 {
     Fill({1, 2, 3});
     m_array.RemoveAll();
@@ -202,7 +202,7 @@ TEST_F(ArrayOperations, AppendOfItself_DoublesIt)
     EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 1, 2, 3}));
 }
 
-TEST_F(ArrayOperations, AppendOfItself_TouchesNothingBehindItsNewEnd)
+TEST_F(ArrayOperations, AppendOfItself_TouchesNothingAfterItsNewEnd)
 {
     m_array.SetSize(20);
     for (intptr_t index = 0; index < 20; ++index)
@@ -227,7 +227,7 @@ TEST_F(ArrayOperations, FreeExtra_KeepsTheElements)
     EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 4}));
 }
 
-TEST_F(ArrayOperations, FreeExtraOfAnEmptyArray_GivesAllMemoryBack)
+TEST_F(ArrayOperations, FreeExtraOfAnEmptyArray_FreesAllMemory)
 {
     m_array.FreeExtra();
     EXPECT_EQ(m_array.GetData(), nullptr);

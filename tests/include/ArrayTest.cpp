@@ -51,7 +51,7 @@ TEST(Array, NewArray_IsEmptyAndHoldsNoMemory)
     EXPECT_EQ(array.GetData(), nullptr);
 }
 
-TEST(Array, MemoryThatIsNoStandIn_IsTold)
+TEST(Array, MemoryThatIsNotAStandIn_IsDetected)
 {
     alignas(CIntArray) unsigned char foreign[sizeof(CIntArray)];
     for (const int filler : {0x00, 0x5A, 0xFF})
@@ -93,7 +93,7 @@ TEST(ArraySetSize, GrowingAgainAfterShrinking_BringsZerosNotTheOldElements)
     EXPECT_EQ(Content(array), (std::vector{0, 0}));
 }
 
-TEST(ArraySetSize, AfterElementsWereAddedBehindALargeFreshBlock_NewElementsAreZero)
+TEST(ArraySetSize, AfterElementsWereAddedAfterALargeFreshBlock_NewElementsAreZero)
 {
     CIntArray array;
     array.SetSize(100);

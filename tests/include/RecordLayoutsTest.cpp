@@ -169,7 +169,7 @@ TEST(RecordLayouts, MediaInfo_Has40Bytes)
               expected);
 }
 
-TEST(RecordLayouts, Arrays_Have40BytesBehindTheirTag)
+TEST(RecordLayouts, Arrays_Have40BytesAfterTheirTag)
 {
     CArray<SKrChunkIndexEntry> array;
     array.SetSize(3, 5);

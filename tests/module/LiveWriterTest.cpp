@@ -32,7 +32,7 @@ IKrAviWriter* StartRecording(const CKrLoadedLibrary& library, const std::wstring
 }
 } // namespace
 
-TEST(LiveWriter, UnloadedUnderIt_GoesOn)
+TEST(LiveWriter, UnloadedDuringIt_Continues)
 {
     const CKrTempFolder folder;
     uint8_t bytes[500] = {1, 2, 3};

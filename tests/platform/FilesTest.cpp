@@ -69,7 +69,7 @@ TEST_F(FilesTest, ReadAtPosition_StartsThere)
     EXPECT_EQ(ReadBytes(*file, 999, 1), KrBytes(whole.begin() + 999, whole.end()));
 }
 
-TEST_F(FilesTest, ReadAcrossTheEnd_BringsWhatThereIs)
+TEST_F(FilesTest, ReadAcrossTheEnd_ReturnsWhatExists)
 {
     const auto file = Open(m_folder.Write(L"a.avi", Counted(1000)));
     ASSERT_NE(file, nullptr);
@@ -77,7 +77,7 @@ TEST_F(FilesTest, ReadAcrossTheEnd_BringsWhatThereIs)
     EXPECT_EQ(ReadBytes(*file, 990, 100), KrBytes(whole.begin() + 990, whole.end()));
 }
 
-TEST_F(FilesTest, ReadAtOrBehindTheEnd_BringsNothingAndDoesNotFail)
+TEST_F(FilesTest, ReadAtOrPastTheEnd_ReturnsNothingAndDoesNotFail)
 {
     const auto file = Open(m_folder.Write(L"a.avi", Counted(1000)));
     ASSERT_NE(file, nullptr);

@@ -62,7 +62,7 @@ protected:
 };
 } // namespace
 
-TEST_F(WritableFilesTest, Parts_AreWrittenOneBehindTheOther)
+TEST_F(WritableFilesTest, Parts_AreWrittenOneAfterTheOther)
 {
     auto file = Create(m_path);
     ASSERT_NE(file, nullptr);
@@ -264,7 +264,7 @@ TEST_F(WritableFilesTest, Devices_AreRefused)
     }
 }
 
-TEST_F(WritableFilesTest, ExistingNames_AreTold)
+TEST_F(WritableFilesTest, ExistingNames_AreReported)
 {
     EXPECT_FALSE(m_files.Exists(m_path.c_str()));
     m_folder.Write(L"new.bin", KrBytes{1});

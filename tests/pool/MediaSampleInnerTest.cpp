@@ -87,7 +87,7 @@ TEST_F(MediaSample, NullOutputs_LockNothing)
     std::thread([this] { EXPECT_EQ(m_sample->GetDataLength(), 3u); }).join();
 }
 
-TEST_F(MediaSample, ReleaseToOne_TellsTheOwnerOnce)
+TEST_F(MediaSample, ReleaseToOne_NotifiesTheOwnerOnce)
 {
     m_sample->SetOwner(&m_owner);
     EXPECT_EQ(m_sample->AddRef(), 2u);
@@ -109,7 +109,7 @@ TEST_F(MediaSample, ReleaseToOneWithoutAnOwner_OnlyCounts)
     EXPECT_EQ(m_sample->GetDataLength(), 3u);
 }
 
-TEST_F(MediaSample, LastRelease_DestroysItAndTellsNobody)
+TEST_F(MediaSample, LastRelease_DestroysItAndNotifiesNoOwner)
 {
     m_sample->SetOwner(&m_owner);
     m_sample->Wrap(&m_source);

@@ -149,7 +149,7 @@ TEST_F(MediaSamplePoolInside, ManagerWithoutAnElement_LeavesTheOutputAlone)
     EXPECT_EQ(m_source.references, 1u);
 }
 
-TEST_F(MediaSamplePoolInside, ElementOfAnotherKind_IsGivenBackAndRefused)
+TEST_F(MediaSamplePoolInside, ElementOfAnotherKind_IsReturnedAndRefused)
 {
     SetUpWithManager();
     auto* const stranger = new CStranger;

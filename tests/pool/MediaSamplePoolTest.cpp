@@ -191,7 +191,7 @@ TEST_F(MediaSamplePool, SameSourceAgain_IsHeldOnce)
     EXPECT_EQ(m_source.references, 2u);
 }
 
-TEST_F(MediaSamplePool, SampleComesBackExactlyOnce)
+TEST_F(MediaSamplePool, SampleIsReturnedExactlyOnce)
 {
     Make(2);
     auto sample = Get(&m_source);
@@ -316,7 +316,7 @@ TEST_F(MediaSamplePool, LentSamples_OutliveThePoolAndGoAsTheyComeBack)
     EXPECT_EQ(other.references, 1u);
 }
 
-TEST_F(MediaSamplePool, WaitForASample_EndsWhenOneComesBack)
+TEST_F(MediaSamplePool, WaitForASample_EndsWhenOneIsReturned)
 {
     Make(1);
     auto only = Get(&m_source);

@@ -104,7 +104,7 @@ TEST(AudioStatistics, OnlyTheLastDiffers_LeavesTheCommonSize)
     EXPECT_EQ(PatternOf(sizes), (KrSizes{1, 7680, 1, 9000}));
 }
 
-TEST(AudioStatistics, ExactlyOneChunkBehindTheDifference_ClosesThePeriod)
+TEST(AudioStatistics, ExactlyOneChunkAfterTheDifference_ClosesThePeriod)
 {
     // Eight chunks: a period of 7 is not shorter than 2 * 3.
     KrSizes sizes{5, 5, 5, 5, 5, 5, 6, 5};

@@ -162,7 +162,7 @@ TEST(BigFile, Search_FindsChunksBeyond4GiBFromTheFrontAndFromThere)
     EXPECT_EQ(offset, built.streamChunks[1][8].data);
 }
 
-TEST(BigFile, PayloadsBeyond4GiB_AreReadWhereTheIndexSays)
+TEST(BigFile, PayloadsBeyond4GiB_AreReadAtTheIndexedPositions)
 {
     const SKrBuiltAvi built = BuildSimpleAvi(SixSegments());
     CKrParsedInMemory file(built.content);

@@ -15,7 +15,7 @@ namespace
 {
 constexpr size_t kMegabyte = size_t{1} << 20;
 
-TEST(BlockMemory, HoldsWhatWasAskedFor_SmallAndLarge)
+TEST(BlockMemory, HoldsTheRequestedSize_SmallAndLarge)
 {
     for (const size_t size : {size_t{1}, size_t{4096}, 2 * kMegabyte - 1, 2 * kMegabyte, 9 * kMegabyte + 3})
     {
@@ -45,7 +45,7 @@ TEST(BlockMemory, GrowsFromTheHeapToTheSystemAndOn)
     EXPECT_EQ(block.Provide(7 * kMegabyte)[7 * kMegabyte - 1], 1);
 }
 
-TEST(BlockMemory, LargeBlocksAreGivenBack)
+TEST(BlockMemory, LargeBlocksAreFreed)
 {
     const CKrAllocationMeter meter;
     {

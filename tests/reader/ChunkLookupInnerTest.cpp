@@ -54,13 +54,13 @@ TEST(ChunkLookup, AnyChunk_TakesTheFirstAndLeavesTheFilePointerAtItsData)
     EXPECT_EQ(RunLookup(ThreeChunks(), {}), Found("avih", 3, "", 8, 8));
 }
 
-TEST(ChunkLookup, Container_LeavesTheFilePointerBehindItsType)
+TEST(ChunkLookup, Container_LeavesTheFilePointerAfterItsType)
 {
     EXPECT_EQ(RunLookup(ThreeChunks(), {.start = 12}), Found("LIST", 12, "movi", 20, 24));
     EXPECT_EQ(RunLookup(ThreeChunks(), {.start = 32}), Found("RIFF", 4, "AVIX", 40, 44));
 }
 
-TEST(ChunkLookup, WantedId_SkipsOthersToTheNextEvenPosition)
+TEST(ChunkLookup, RequestedId_SkipsOthersToTheNextEvenPosition)
 {
     EXPECT_EQ(RunLookup(ThreeChunks(), {.id = FourCcValue("LIST")}), Found("LIST", 12, "movi", 20, 24));
     EXPECT_EQ(RunLookup(ThreeChunks(), {.id = FourCcValue("RIFF")}), Found("RIFF", 4, "AVIX", 40, 44));
@@ -72,7 +72,7 @@ TEST(ChunkLookup, OtherContainer_IsSkippedWhole)
     EXPECT_EQ(RunLookup(ThreeChunks(), lookup), NotFound(lookup, 44));
 }
 
-TEST(ChunkLookup, WantedType_IsComparedWithTheFourBytesBehindTheSize)
+TEST(ChunkLookup, RequestedType_IsComparedWithTheFourBytesAfterTheSize)
 {
     EXPECT_EQ(RunLookup(ThreeChunks(), {.type = FourCcValue("movi")}), Found("LIST", 12, "movi", 20, 24));
     const KrBytes plain = Header("JUNK", 4, "movi");
@@ -80,7 +80,7 @@ TEST(ChunkLookup, WantedType_IsComparedWithTheFourBytesBehindTheSize)
         << "the data of a plain chunk count as well, but are not its type";
 }
 
-TEST(ChunkLookup, WantedIdAndType_MustBothBeThere)
+TEST(ChunkLookup, RequestedIdAndType_MustBothMatch)
 {
     const SKrLookupCase lookup = {.id = FourCcValue("LIST"), .type = FourCcValue("AVIX")};
     EXPECT_EQ(RunLookup(ThreeChunks(), lookup), NotFound(lookup, 44));
@@ -135,7 +135,7 @@ TEST(ChunkLookup, ListOnly_PassesOverEverythingElse)
     EXPECT_EQ(RunLookup(ThreeChunks(), after), NotFound(after, 44));
 }
 
-TEST(ChunkLookup, ListOnly_OtherTypeIsSkippedAndTheWantedOneTaken)
+TEST(ChunkLookup, ListOnly_OtherTypeIsSkippedAndTheRequestedOneFound)
 {
     const KrBytes bytes = Join({
         Header("LIST", 6, "INFO"), KrBytes{1, 2}, // 0
@@ -145,7 +145,7 @@ TEST(ChunkLookup, ListOnly_OtherTypeIsSkippedAndTheWantedOneTaken)
               Found("LIST", 4, "movi", 22, 26));
 }
 
-TEST(ChunkLookup, ListOnly_WantedIdThatIsNoList_IsNeverFound)
+TEST(ChunkLookup, ListOnly_RequestedIdThatIsNotAList_IsNeverFound)
 {
     const SKrLookupCase lookup = {.id = FourCcValue("avih"), .mode = kLists};
     EXPECT_EQ(RunLookup(ThreeChunks(), lookup), NotFound(lookup, 44));
@@ -228,7 +228,7 @@ TEST(ChunkLookup, ContainerOf8To11BytesAtTheEnd_HasTypeZeroAndIsReadToTheEnd)
     }
 }
 
-TEST(ChunkLookup, WantedTypeWithoutRoomForIt_IsNotFound)
+TEST(ChunkLookup, RequestedTypeWithoutRoomForIt_IsNotFound)
 {
     for (const char* const id : {"LIST", "JUNK"})
     {
@@ -265,7 +265,7 @@ TEST(ChunkLookup, LaterHeaderAtTheEnd_IsReadWithTheBytesThatAreLeft)
 
 // Chunks of size 0
 
-TEST(ChunkLookup, WantedChunkOfSizeZero_IsFound)
+TEST(ChunkLookup, RequestedChunkOfSizeZero_IsFound)
 {
     const KrBytes bytes = Join({Header("JUNK", 0), Header("00dc", 0)});
     EXPECT_EQ(RunLookup(bytes, {}), Found("JUNK", 0, "", 8, 8));

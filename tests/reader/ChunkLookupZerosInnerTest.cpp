@@ -45,7 +45,7 @@ constexpr auto kLists = EKrLookupMode::ListOnly;
 
 // One to three zeros
 
-TEST(ChunkLookupZeros, RunOfOneToThree_WantedChunkBehindItIsLost)
+TEST(ChunkLookupZeros, RunOfOneToThree_RequestedChunkAfterItIsLost)
 {
     for (uint32_t zeros = 1; zeros <= 3; ++zeros)
     {
@@ -78,7 +78,7 @@ TEST(ChunkLookupZeros, RunOfOne_ChunkWhereTheShiftedSizeEndsIsFoundByAccident)
 
 // Four and more
 
-TEST(ChunkLookupZeros, RunOfFourToNine_ChunkBehindItIsFound)
+TEST(ChunkLookupZeros, RunOfFourToNine_ChunkAfterItIsFound)
 {
     for (uint32_t zeros = 4; zeros <= 9; ++zeros)
     {
@@ -89,7 +89,7 @@ TEST(ChunkLookupZeros, RunOfFourToNine_ChunkBehindItIsFound)
     }
 }
 
-TEST(ChunkLookupZeros, RunOfAnyLength_ChunkBehindItIsFoundWithoutZeroLimit)
+TEST(ChunkLookupZeros, RunOfAnyLength_ChunkAfterItIsFoundWithoutZeroLimit)
 {
     for (uint32_t zeros = 10; zeros <= 300; ++zeros)
     {
@@ -98,7 +98,7 @@ TEST(ChunkLookupZeros, RunOfAnyLength_ChunkBehindItIsFoundWithoutZeroLimit)
     }
 }
 
-TEST(ChunkLookupZeros, RunBehindASkippedChunk_ChunkBehindItIsFound)
+TEST(ChunkLookupZeros, RunAfterASkippedChunk_ChunkAfterItIsFound)
 {
     for (uint32_t zeros = 4; zeros <= 9; ++zeros)
     {
@@ -161,7 +161,7 @@ TEST(ChunkLookupZeros, ParentThatEndsWhereNoHeaderFits_LookupEndsWithTheFile)
 
 // RIFF only and LIST only do not resynchronise
 
-TEST(ChunkLookupZeros, ListOnlyAndRiffOnly_ChunkBehindZerosIsLost)
+TEST(ChunkLookupZeros, ListOnlyAndRiffOnly_ChunkAfterZerosIsLost)
 {
     for (uint32_t zeros = 1; zeros <= 9; ++zeros)
     {
@@ -213,7 +213,7 @@ TEST(ChunkLookupZeros, LimitOfOne_TheFirstEmptyHeaderEndsTheLookup)
     EXPECT_EQ(RunLookup(ListBehindZeros(0), lookup), ListAt(0));
 }
 
-TEST(ChunkLookupZeros, LimitReachedAtAWantedChunkOfSizeZero_ItIsNotTaken)
+TEST(ChunkLookupZeros, LimitReachedAtARequestedChunkOfSizeZero_ItIsNotTaken)
 {
     const KrBytes bytes = Header("JUNK", 0, "more");
     const SKrLookupCase lookup = {.id = FourCcValue("JUNK"), .zeroLimit = 1};

@@ -93,7 +93,7 @@ TEST_F(ChunkSearchFar, ChunksBeyondFourGigabytes_AreFoundWithTheirWholePosition)
     EXPECT_EQ(Line(NextMatch(*m_reader)), Line(mark));
 }
 
-TEST_F(ChunkSearchFar, ShortMemory_IsNoMatchAndNoException)
+TEST_F(ChunkSearchFar, OutOfMemory_IsNoMatchAndNoException)
 {
     constexpr int kMatches = 100; // more than one block of records holds
     m_file.Riff("AVI ",

@@ -74,7 +74,7 @@ TEST_F(ChunkSearch, Lists_AreReportedOuterBeforeInnerThroughAllSegments)
     EXPECT_EQ(Search({"LIST"}, 0), expected);
 }
 
-TEST_F(ChunkSearch, Segments_AreReportedBeforeWhatTheyHold)
+TEST_F(ChunkSearch, Segments_AreReportedBeforeTheirContent)
 {
     OpenRich();
     const KrLines expected = Built({"RIFF", "LIST", "00dc"});
@@ -82,7 +82,7 @@ TEST_F(ChunkSearch, Segments_AreReportedBeforeWhatTheyHold)
     EXPECT_EQ(Search({"RIFF", "LIST", "00dc"}, 0), expected);
 }
 
-TEST_F(ChunkSearch, ContainersThatAreNotWanted_AreEntered)
+TEST_F(ChunkSearch, OtherContainers_AreEntered)
 {
     OpenRich();
     EXPECT_EQ(Search({"strh"}, 0), Built({"strh"}));
@@ -127,7 +127,7 @@ TEST_F(ChunkSearch, EachMatch_ComesWithOneAndTheLastWithZero)
     }
 }
 
-TEST_F(ChunkSearch, NextBehindTheLast_ReportsItAgain)
+TEST_F(ChunkSearch, NextAfterTheLast_ReportsItAgain)
 {
     OpenRich();
     ASSERT_EQ(StartSearch(*m_reader, {"00dc"}, 0), 1);
@@ -194,7 +194,7 @@ TEST_F(ChunkSearch, OddSizes_NextHeaderIsReadAtTheEvenPosition)
                        Line(file.Find("mark", 3)), Line(file.Find("mark", 4))}));
 }
 
-TEST_F(ChunkSearch, EmptyChunks_ArePassedOverUnlessTheyAreJunk)
+TEST_F(ChunkSearch, EmptyChunks_AreSkippedUnlessTheyAreJunk)
 {
     CKrAviBuilder file = RowOfChunks();
     file.Chunk("mark", KrBytes());
@@ -210,7 +210,7 @@ TEST_F(ChunkSearch, EmptyChunks_ArePassedOverUnlessTheyAreJunk)
     EXPECT_EQ(Search({"mark"}, 200), KrLines{Line(file.Find("mark", 1))});
 }
 
-TEST_F(ChunkSearch, ContainerOfSizeZero_IsPassedOverButEntered)
+TEST_F(ChunkSearch, ContainerOfSizeZero_IsSkippedButEntered)
 {
     CKrAviBuilder file = RowOfChunks();
     file.List("aaaa", [&] { file.Chunk("mark", KrBytes(2, 1)); }, {.size = 0});
@@ -238,7 +238,7 @@ TEST_F(ChunkSearch, ChunkOfSizeBeyondTheFile_IsReportedAndEndsTheSearch)
 
 // Where it starts
 
-TEST_F(ChunkSearch, DefaultStart_IsBehindTheHeaderList)
+TEST_F(ChunkSearch, DefaultStart_IsAfterTheHeaderList)
 {
     OpenRich();
     EXPECT_EQ(StartSearch(*m_reader, {"strh", "avih"}), 0);
@@ -273,7 +273,7 @@ TEST_F(ChunkSearch, StartInTheLastEightBytes_IsTheLastThatCanBe)
     EXPECT_EQ(StartSearch(*m_reader, {"JUNK"}, size), 0);
 }
 
-TEST_F(ChunkSearch, StartFarBehindTheEnd_FindsNothing)
+TEST_F(ChunkSearch, StartFarPastTheEnd_FindsNothing)
 {
     OpenRich();
     for (const uint64_t start : {uint64_t{1} << 32, uint64_t{1} << 62, uint64_t{1} << 63, ~uint64_t{0} - 1,
@@ -378,7 +378,7 @@ TEST_F(ChunkSearch, Record_IsOptionalAndTheRestIsNot)
         << "the refused calls did not move on";
 }
 
-TEST_F(ChunkSearch, Records_StayValidWhileTheSearchGoesOn)
+TEST_F(ChunkSearch, Records_StayValidWhileTheSearchContinues)
 {
     CKrAviBuilder file = RowOfChunks();
     for (uint32_t count = 0; count < 1000; ++count)

@@ -69,7 +69,7 @@ TEST_F(ChunkTreeDamage, ChunkBeyondItsParent_EndsTheWalkAfterIt)
     EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"), BuiltLine("bbbb")}));
 }
 
-TEST_F(ChunkTreeDamage, ChunkThatEndsInItsNeighbour_WalkGoesOnFromThere)
+TEST_F(ChunkTreeDamage, ChunkThatEndsInItsNeighbour_WalkContinuesFromThere)
 {
     Open(
         [&]
@@ -93,7 +93,7 @@ TEST_F(ChunkTreeDamage, OddSizedChunk_NextStartsEven)
     EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"), BuiltLine("bbbb"), BuiltLine("cccc")}));
 }
 
-TEST_F(ChunkTreeDamage, ParentBeyondItsOwnChunks_GoesOnIntoWhatFollowsIt)
+TEST_F(ChunkTreeDamage, ParentBeyondItsOwnChunks_ContinuesIntoTheNext)
 {
     Open([&] { m_file.Chunk("aaaa", KrBytes(4, 1)); }, {.size = 5000});
     EXPECT_EQ(Walk(), (KrLines{BuiltLine("aaaa"), BuiltLine("JUNK")}));
@@ -144,7 +144,7 @@ TEST_F(ChunkTreeDamage, ChunksOfSizeZero_AreReportedHoweverManyThereAre)
     EXPECT_EQ(lines.back(), BuiltLine("void", 11));
 }
 
-TEST_F(ChunkTreeDamage, ListOfSizeZero_IsReportedAndItsTypeTakenForTheNextId)
+TEST_F(ChunkTreeDamage, ListOfSizeZero_IsReportedAndItsTypeReadAsTheNextId)
 {
     Open(
         [&]
@@ -270,7 +270,7 @@ TEST_F(ChunkTreeDamage, FewerThanEightBytesAtTheEndOfTheFile_AreNoChunk)
     EXPECT_EQ(Walk(), KrLines{BuiltLine("JUNK")});
 }
 
-TEST_F(ChunkTreeDamage, NothingBehindAnAviHeader_GivesNoSubChunks)
+TEST_F(ChunkTreeDamage, NothingAfterAnAviHeader_GivesNoSubChunks)
 {
     CKrAviBuilder file; // opens as a sequence of chunks from 200 on
     file.Chunk("JUNK", KrBytes(192, 1));

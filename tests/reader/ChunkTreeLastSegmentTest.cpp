@@ -78,7 +78,7 @@ TEST_F(LastRiffSegment, Record_BeginsItsNodeAndStaysThroughWalksAndSearches)
     EXPECT_EQ(Line(*last), Line(m_built.segments[1]));
 }
 
-TEST_F(LastRiffSegment, SubChunkWalk_GoesOn)
+TEST_F(LastRiffSegment, SubChunkWalk_Continues)
 {
     Open({1, 1});
     ASSERT_EQ(m_reader->FindFirstRiffSegment(), 1);

@@ -114,7 +114,7 @@ TEST_F(ChunkTree, ThreeSegments_AreReportedInFileOrderWithOneOneZero)
     }
 }
 
-TEST_F(ChunkTree, NextSegmentBehindTheLast_ReportsItAgain)
+TEST_F(ChunkTree, NextSegmentAfterTheLast_ReportsItAgain)
 {
     OpenSimple(Segments({1, 1}));
     ASSERT_EQ(SegmentLines().size(), 2u);
@@ -159,7 +159,7 @@ TEST_F(ChunkTree, NodeOfASegment_IsOptional)
     EXPECT_EQ(m_reader->FindNextRiffSegment(&type, &size, nullptr, nullptr), 0);
 }
 
-TEST_F(ChunkTree, OtherChunksAndFormsBetweenSegments_ArePassedOver)
+TEST_F(ChunkTree, OtherChunksAndFormsBetweenSegments_AreSkipped)
 {
     SKrSimpleAvi avi = Segments({1, 1});
     avi.endOfRiff = [](CKrAviBuilder& file)
@@ -180,7 +180,7 @@ TEST_F(ChunkTree, OtherChunksAndFormsBetweenSegments_ArePassedOver)
         << "by form, and 'RIFF' only";
 }
 
-TEST_F(ChunkTree, ChunksBeforeTheFirstSegment_ArePassedOver)
+TEST_F(ChunkTree, ChunksBeforeTheFirstSegment_AreSkipped)
 {
     CKrAviBuilder file;
     file.Riff("WAVE", [&] { file.Chunk("data", KrBytes(191, 1)); });
@@ -307,7 +307,7 @@ TEST_F(ChunkTree, EveryLevel_CanBeWalked)
     EXPECT_EQ(Children(*m_reader, rec), KrLines{Line(m_built.streamChunks[0][1])});
 }
 
-TEST_F(ChunkTree, NextSubChunkBehindTheLast_ReportsItAgain)
+TEST_F(ChunkTree, NextSubChunkAfterTheLast_ReportsItAgain)
 {
     OpenSimple({});
     SKrRiffChunkNode* const root = Root();

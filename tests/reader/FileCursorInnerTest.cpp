@@ -53,7 +53,7 @@ protected:
 };
 } // namespace
 
-TEST_F(FileCursor, ZerosAreReadAgain_WhileNobodyAsksToRememberThem)
+TEST_F(FileCursor, ZerosAreReadAgain_UnlessTheyAreRemembered)
 {
     EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, kFileSize), kZerosTo);
     const uint64_t once = BytesRead();
@@ -73,7 +73,7 @@ TEST_F(FileCursor, RememberedZerosAreReadOnce)
     EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom - 1, kFileSize), kZerosFrom - 1) << "there is no zero";
 }
 
-TEST_F(FileCursor, RememberedZerosEndAtTheLimit_AndGoOnBehindIt)
+TEST_F(FileCursor, RememberedZerosEndAtTheLimit_AndContinueAfterIt)
 {
     const CKrFileCursor::CZeroMemory memory(m_cursor);
     EXPECT_EQ(m_cursor.FindNonZero(kZerosFrom, 500'000), 500'000u);
@@ -150,7 +150,7 @@ TEST_F(FileCursor, JumpsWithAReadAfterEach_KeepTheWindow)
     }
 }
 
-TEST_F(FileCursor, HeaderThatIsReadAlone_IsAskedForOnce)
+TEST_F(FileCursor, HeaderThatIsReadAlone_IsReadOnce)
 {
     EXPECT_EQ(BytesOfSteps(kZerosFrom, 10'000, 20).back(), 12u);
     m_faulty.Reset();
@@ -210,7 +210,7 @@ TEST_F(FileCursor, HeadersOnePageApart_AreReadByTheWindow)
     EXPECT_LT(reads, 30) << "windows of 64 KB";
 }
 
-TEST_F(FileCursor, WindowComesBackWhenHeadersFollowEachOther)
+TEST_F(FileCursor, WindowReturnsWhenHeadersFollowEachOther)
 {
     BytesOfSteps(10'000, 5'000, 40);
     const std::vector<uint64_t> bytes = BytesOfSteps(400'000, 100, 200);

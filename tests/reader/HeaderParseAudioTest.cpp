@@ -192,7 +192,7 @@ TEST(HeaderParseAudio, FormatBeyondTheEndOfTheFile_EndsTheList)
     EXPECT_EQ(CKrParsedFile(built.content).Audio().valid, 1);
 }
 
-TEST(HeaderParseAudio, FormatChunkBehindOtherChunks_IsFound)
+TEST(HeaderParseAudio, FormatChunkAfterOtherChunks_IsFound)
 {
     SKrSimpleStream stream = PcmStream({20, 20});
     stream.beforeStrf = [](CKrAviBuilder& file)

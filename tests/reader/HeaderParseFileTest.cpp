@@ -98,7 +98,7 @@ TEST(HeaderParseFile, RawChunksFromByte200_OpenWithTheirIds)
     ExpectRaw(CKrParsedFile(file.Content()), "00dc", "01wb");
 }
 
-TEST(HeaderParseFile, RawChunksBehindZeros_OpenWithTheirIds)
+TEST(HeaderParseFile, RawChunksAfterZeros_OpenWithTheirIds)
 {
     CKrAviBuilder file;
     FillUpToRawStart(file, 0xC3);
@@ -107,7 +107,7 @@ TEST(HeaderParseFile, RawChunksBehindZeros_OpenWithTheirIds)
     ExpectRaw(CKrParsedFile(file.Content()), "00dc", "none");
 }
 
-TEST(HeaderParseFile, RawChunkBeforeByte200_IsNotSeen)
+TEST(HeaderParseFile, RawChunkBeforeByte200_IsNotFound)
 {
     CKrAviBuilder file;
     file.Zeros(kRawStart - 12);
@@ -123,7 +123,7 @@ TEST(HeaderParseFile, AnyEightBytesAtByte200_OpenTheFile)
     ExpectRaw(CKrParsedFile(file.Content()), "none", "none");
 }
 
-TEST(HeaderParseFile, FewerThanEightBytesBehindByte200_AreRefused)
+TEST(HeaderParseFile, FewerThanEightBytesAfterByte200_AreRefused)
 {
     for (size_t size = kRawStart; size < kRawStart + 8; ++size)
         EXPECT_EQ(CKrParsedFile(KrBytes(size, 0xC3)).Status(), 0) << size;
@@ -134,19 +134,19 @@ TEST(HeaderParseFile, ZerosOnly_AreRefused)
     EXPECT_EQ(CKrParsedFile(KrBytes(1000, 0)).Status(), 0);
 }
 
-TEST(HeaderParseFile, OtherFirstId_IsTakenForRawChunks)
+TEST(HeaderParseFile, OtherFirstId_IsReadAsRawChunks)
 {
     for (const char* id : {"RIFX", "riff", "LIST", "RF64"})
         ExpectRaw(CKrParsedFile(WithHead(FileWithChunksAtRawStart(), id, {}, "AVI ")), "08dc", "09wb");
 }
 
-TEST(HeaderParseFile, OtherForm_IsTakenForRawChunks)
+TEST(HeaderParseFile, OtherForm_IsReadAsRawChunks)
 {
     for (const char* form : {"AVIX", "WAVE", "avi ", "AVI\t"})
         ExpectRaw(CKrParsedFile(WithHead(FileWithChunksAtRawStart(), "RIFF", {}, form)), "08dc", "09wb");
 }
 
-TEST(HeaderParseFile, RiffSizeBelow193_IsTakenForRawChunks)
+TEST(HeaderParseFile, RiffSizeBelow193_IsReadAsRawChunks)
 {
     for (const uint32_t size : {0u, 1u, 191u, 192u})
         ExpectRaw(CKrParsedFile(WithHead(FileWithChunksAtRawStart(), "RIFF", size, "AVI ")), "08dc", "09wb");
@@ -258,7 +258,7 @@ TEST(HeaderParseFile, EightZerosBeforeTheHeaderList_EndTheSearchForIt)
     }
 }
 
-TEST(HeaderParseFile, SearchEndedByZeros_GoesOnForDataChunksBehindTheLastHeaderRead)
+TEST(HeaderParseFile, SearchEndedByZeros_ContinuesForDataChunksAfterTheLastHeaderRead)
 {
     SKrSimpleAvi avi = OneVideoStream();
     avi.beforeHdrl = [](CKrAviBuilder& file)
@@ -280,7 +280,7 @@ TEST(HeaderParseFile, EmptyJunkBeforeTheHeaderList_LosesIt)
     EXPECT_EQ(CKrParsedFile(avi).Status(), 0);
 }
 
-TEST(HeaderParseFile, MoviBehindOtherListsAndChunks_IsFound)
+TEST(HeaderParseFile, MoviAfterOtherListsAndChunks_IsFound)
 {
     SKrSimpleAvi avi = OneVideoStream();
     avi.beforeMovi = [](CKrAviBuilder& file)
@@ -307,7 +307,7 @@ TEST(HeaderParseFile, EmptyChunkBeforeMovi_IsSkipped)
     ExpectParsed(CKrParsedFile(avi));
 }
 
-TEST(HeaderParseFile, NoMovi_LooksForDataChunksFromTheEndOfTheHeaderList)
+TEST(HeaderParseFile, NoMovi_SearchesForDataChunksFromTheEndOfTheHeaderList)
 {
     CKrAviBuilder file;
     file.Riff("AVI ",
@@ -336,7 +336,7 @@ TEST(HeaderParseFile, NoMovi_KeepsTheStreamHeaders)
     EXPECT_EQ(file.Video().Id(), "00db");
 }
 
-TEST(HeaderParseFile, MoviOutsideTheRiffChunk_IsPassedOverAsAChunk)
+TEST(HeaderParseFile, MoviOutsideTheRiffChunk_IsSkippedAsAChunk)
 {
     const SKrSimpleAvi avi = OneVideoStream();
     const auto movi = static_cast<uint32_t>(BuildSimpleAvi(avi).Find("movi").header);
@@ -347,7 +347,7 @@ TEST(HeaderParseFile, MoviOutsideTheRiffChunk_IsPassedOverAsAChunk)
     ExpectParsed(CKrParsedFile(WithHead(avi, "RIFF", movi - 7, "AVI ")));
 }
 
-TEST(HeaderParseFile, NothingBehindTheHeaderList_IsRefused)
+TEST(HeaderParseFile, NothingAfterTheHeaderList_IsRefused)
 {
     CKrAviBuilder file;
     file.Riff("AVI ",
@@ -367,7 +367,7 @@ TEST(HeaderParseFile, NothingBehindTheHeaderList_IsRefused)
     EXPECT_EQ(CKrParsedFile(file.Content()).Status(), 1);
 }
 
-TEST(HeaderParseFile, DefaultStartOfSearches_LiesBehindTheHeaderList)
+TEST(HeaderParseFile, DefaultStartOfSearches_LiesAfterTheHeaderList)
 {
     const SKrBuiltAvi built = BuildSimpleAvi(OneVideoStream());
     EXPECT_EQ(FirstListFromDefaultStart(CKrParsedFile(built.content)), built.Find("movi").header);

@@ -77,7 +77,7 @@ TEST(HeaderParse, NineAudioStreamsOneOfThemUnusable_KeepTheOtherEight)
     EXPECT_EQ(file.State().audio[7].format.samplesPerSec, 9000u);
 }
 
-TEST(HeaderParse, VideoBehindNineAudioStreams_IsTaken)
+TEST(HeaderParse, VideoAfterNineAudioStreams_IsTaken)
 {
     SKrSimpleAvi avi = AudioStreams(9);
     avi.streams.push_back(VideoStream({10}));

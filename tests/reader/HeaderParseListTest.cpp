@@ -105,7 +105,7 @@ TEST(HeaderParseList, NoMainHeader_ParsesNoStream)
     ExpectStreams(file, false, false);
 }
 
-TEST(HeaderParseList, MainHeaderBehindOtherChunks_IsFound)
+TEST(HeaderParseList, MainHeaderAfterOtherChunks_IsFound)
 {
     ExpectStreams(CKrParsedFile(WithHeaderList(
                       [](CKrAviBuilder& list)
@@ -119,7 +119,7 @@ TEST(HeaderParseList, MainHeaderBehindOtherChunks_IsFound)
                   true, false);
 }
 
-TEST(HeaderParseList, MainHeaderBehindEightZeros_IsNotFound)
+TEST(HeaderParseList, MainHeaderAfterEightZeros_IsNotFound)
 {
     ExpectStreams(CKrParsedFile(WithHeaderList(
                       [](CKrAviBuilder& list)
@@ -131,7 +131,7 @@ TEST(HeaderParseList, MainHeaderBehindEightZeros_IsNotFound)
                   false, false);
 }
 
-TEST(HeaderParseList, MainHeaderBehindTheHeaderList_IsNotFound)
+TEST(HeaderParseList, MainHeaderAfterTheHeaderList_IsNotFound)
 {
     SKrSimpleAvi avi = VideoAndAudio();
     avi.beforeMovi = [](CKrAviBuilder& file)
@@ -144,7 +144,7 @@ TEST(HeaderParseList, MainHeaderBehindTheHeaderList_IsNotFound)
     ExpectStreams(CKrParsedFile(built.content), false, false);
 }
 
-TEST(HeaderParseList, MainHeaderWithAShorterSize_IsReadWholeAllTheSame)
+TEST(HeaderParseList, MainHeaderWithAShorterSize_IsStillReadWhole)
 {
     // The list that follows starts within the 56 bytes.
     const CKrFileContent content = WithHeaderList(
@@ -293,7 +293,7 @@ TEST(HeaderParseList, ZerosThatEndInTheSizeOfASkip_AreSteppedOver)
     ExpectStreams(avi, true, true);
 }
 
-TEST(HeaderParseList, StreamListBehindTheHeaderList_IsFound)
+TEST(HeaderParseList, StreamListAfterTheHeaderList_IsFound)
 {
     SKrSimpleAvi avi = VideoAndAudio();
     avi.streams[0].header.type = "txts";
@@ -382,7 +382,7 @@ TEST(HeaderParseList, StreamHeaderOf64Bytes_IsReadLikeOneOf56)
     EXPECT_EQ(wide.Audio().duration, narrow.Audio().duration);
 }
 
-TEST(HeaderParseList, OtherStreamTypes_ArePassedOver)
+TEST(HeaderParseList, OtherStreamTypes_AreSkipped)
 {
     for (const char* type : {"txts", "mids", "iavs", "VIDS", "auDS"})
     {
@@ -401,7 +401,7 @@ TEST(HeaderParseList, OtherStreamTypes_ArePassedOver)
     }
 }
 
-TEST(HeaderParseList, OtherStreamTypeWithoutFormat_IsPassedOver)
+TEST(HeaderParseList, OtherStreamTypeWithoutFormat_IsSkipped)
 {
     const CKrFileContent content = WithHeaderList(
         [](CKrAviBuilder& list)

@@ -101,7 +101,7 @@ TEST(HeaderParseVideo, NoFormatChunk_EndsTheList)
     ExpectListEnded(CKrParsedFile(built.content));
 }
 
-TEST(HeaderParseVideo, FormatChunkBehindTheStreamList_IsNotFound)
+TEST(HeaderParseVideo, FormatChunkAfterTheStreamList_IsNotFound)
 {
     SKrBuiltAvi built = BuildSimpleAvi(VideoAndAudio());
     const SKrBuiltChunk strl = built.Find("strl");
@@ -112,7 +112,7 @@ TEST(HeaderParseVideo, FormatChunkBehindTheStreamList_IsNotFound)
     ExpectVideo(CKrParsedFile(built.content).Video());
 }
 
-TEST(HeaderParseVideo, FormatChunkBehindOtherChunks_IsFound)
+TEST(HeaderParseVideo, FormatChunkAfterOtherChunks_IsFound)
 {
     SKrSimpleAvi avi = VideoAndAudio();
     avi.streams[0].beforeStrf = [](CKrAviBuilder& file)
@@ -278,7 +278,7 @@ TEST(HeaderParseVideo, VideoStreamThatCannotBeUsed_LeavesNoFrameCount)
     EXPECT_EQ(CKrParsedFile(avi).Video().frames, 0u);
 }
 
-TEST(HeaderParseVideo, VideoBehindAudio_IsTaken)
+TEST(HeaderParseVideo, VideoAfterAudio_IsTaken)
 {
     SKrSimpleAvi avi;
     avi.streams = {PcmStream({20, 20}), VideoStream({10, 10})};

@@ -169,7 +169,7 @@ TEST(HostileFileCounts, StreamCountOfAllOnes_KeepsTheStreamsThatAreThere)
     }
 }
 
-TEST(HostileFileCounts, EntriesOfAllOnes_GiveTheChunksThatAreThere)
+TEST(HostileFileCounts, EntriesOfAllOnes_GiveTheExistingChunks)
 {
     SKrBuiltAvi super = FileOf(EKrIndexKind::OpenDml, 0);
     super.content.PutU32(super.Find("indx").data + 4, kAllOnes);

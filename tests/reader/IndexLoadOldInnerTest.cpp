@@ -58,7 +58,7 @@ TEST(IndexLoadOld, OffsetsFromMoviOrTheFileStart_GiveTheChunksOfBothStreams)
 }
 
 // Any first offset will do: it is matched with the first chunk in 'movi'.
-TEST(IndexLoadOld, AnyFirstOffset_StandsForTheFirstChunk)
+TEST(IndexLoadOld, AnyFirstOffset_MatchesTheFirstChunk)
 {
     for (const uint32_t first : {0u, 1u, 4u, 5000u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
     {

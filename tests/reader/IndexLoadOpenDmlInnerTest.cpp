@@ -160,7 +160,7 @@ TEST_P(IndexLoadOpenDmlStream, EntryAtTheEndOfTheFile_EndsItsChunkAndOneBeforeDo
     }
 }
 
-TEST_P(IndexLoadOpenDmlStream, UnknownSubType_IsPassedOver)
+TEST_P(IndexLoadOpenDmlStream, UnknownSubType_IsSkipped)
 {
     for (const uint8_t subType : {1, 2, 0x0F, 0x11, 0x80, 0xFF})
     {
@@ -225,7 +225,7 @@ TEST_P(IndexLoadOpenDmlStream, ChunkNamedTwice_GivesItsEntriesTwice)
 }
 
 // The file may hold one chunk for each eight bytes. Further claimed entries do not exist, and do no harm.
-TEST_P(IndexLoadOpenDmlStream, ClaimsAboveAnEighthOfTheFile_GiveTheChunksThatAreThere)
+TEST_P(IndexLoadOpenDmlStream, ClaimsAboveAnEighthOfTheFile_GiveTheExistingChunks)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
     const uint64_t countAt = StdIndex(built, GetParam(), 1).data + 4;
@@ -239,7 +239,7 @@ TEST_P(IndexLoadOpenDmlStream, ClaimsAboveAnEighthOfTheFile_GiveTheChunksThatAre
 }
 
 // Two claims whose sum is small only if it wraps at 32 bits.
-TEST_P(IndexLoadOpenDmlStream, ClaimsThatWrapTogether_GiveTheChunksThatAreThere)
+TEST_P(IndexLoadOpenDmlStream, ClaimsThatWrapTogether_GiveTheExistingChunks)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
     built.content.PutU32(StdIndex(built, GetParam(), 0).data + 4, 0xFFFFFFFF);

@@ -4,7 +4,7 @@
 
 using namespace KrTest;
 
-TEST(IndexLocate, SuperIndexBehindTheFormat_IsOpenDml)
+TEST(IndexLocate, SuperIndexAfterTheFormat_IsOpenDml)
 {
     const SKrLocated located(TwoStreamAvi(EKrIndexKind::OpenDml));
     ExpectOpenDmlAt(located, located.built.Find("indx", 0));
@@ -19,7 +19,7 @@ TEST(IndexLocate, BothIndexes_AreOpenDml)
     ExpectOpenDmlAt(located, located.built.Find("indx", 0));
 }
 
-TEST(IndexLocate, SuperIndexBehindOtherChunksAndZeros_IsFound)
+TEST(IndexLocate, SuperIndexAfterOtherChunksAndZeros_IsFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml);
     avi.streams[0].hasSuperIndex = false;
@@ -43,7 +43,7 @@ TEST(IndexLocate, FormatOfOddSize_IsLeftAtAnEvenPosition)
     ExpectOpenDmlAt(located, located.built.Find("indx", 0));
 }
 
-TEST(IndexLocate, SuperIndexBeforeTheFormat_IsNotSeen)
+TEST(IndexLocate, SuperIndexBeforeTheFormat_IsNotFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
     avi.streams[0].beforeStrf = ChunkOf("indx", 24);
@@ -51,7 +51,7 @@ TEST(IndexLocate, SuperIndexBeforeTheFormat_IsNotSeen)
     ExpectOldIndexAt(located, located.built.Find("idx1"), located.built.streamChunks[0][0]);
 }
 
-TEST(IndexLocate, SuperIndexBehindTheStreamsList_IsNotTheStreams)
+TEST(IndexLocate, SuperIndexAfterTheStreamsList_IsNotTheStreams)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
     avi.streams.pop_back();

@@ -125,7 +125,7 @@ TEST(IndexLocateOld, OneChunkOutsideTheRecLists_IsTheFirst)
     ExpectOldIndexAt(located, located.built.Find("idx1"), located.built.Find("00dc", 4));
 }
 
-TEST(IndexLocateOld, OldIndexBehindOtherChunksAndZeros_IsFound)
+TEST(IndexLocateOld, OldIndexAfterOtherChunksAndZeros_IsFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
     avi.afterMovi = [](CKrAviBuilder& file)
@@ -138,7 +138,7 @@ TEST(IndexLocateOld, OldIndexBehindOtherChunksAndZeros_IsFound)
     ExpectOldIndexAt(located, located.built.Find("idx1"), located.built.streamChunks[0][0]);
 }
 
-TEST(IndexLocateOld, OldIndexBeforeMovi_IsNotSeen)
+TEST(IndexLocateOld, OldIndexBeforeMovi_IsNotFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);
     avi.beforeMovi = ChunkOf("idx1", 32);
@@ -148,14 +148,14 @@ TEST(IndexLocateOld, OldIndexBeforeMovi_IsNotSeen)
         << "noted before the index is looked for";
 }
 
-TEST(IndexLocateOld, OldIndexInsideMovi_IsNotSeen)
+TEST(IndexLocateOld, OldIndexInsideMovi_IsNotFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);
     avi.endOfMovi = ChunkOf("idx1", 32);
     ExpectNothingLocated(SKrLocated(avi));
 }
 
-TEST(IndexLocateOld, OldIndexBehindTheSegment_IsNotSeen)
+TEST(IndexLocateOld, OldIndexAfterTheSegment_IsNotFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::None);
     avi.endOfFile = ChunkOf("idx1", 32);

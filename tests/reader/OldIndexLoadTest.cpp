@@ -107,7 +107,7 @@ TEST_F(OldIndexLoad, EntryExactlyAtTheEndOfTheFile_IsDroppedAndOneBeforeIsKept)
     EXPECT_EQ(m_entries.GetSize(), 2);
 }
 
-TEST_F(OldIndexLoad, IndexCutByTheEndOfTheFile_GivesTheEntriesThatAreThere)
+TEST_F(OldIndexLoad, IndexCutByTheEndOfTheFile_GivesTheExistingEntries)
 {
     SKrBuiltAvi built = BuildSimpleAvi(TwoStreams());
     const SKrBuiltChunk idx1 = built.Find("idx1");

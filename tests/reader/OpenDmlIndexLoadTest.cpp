@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SKrHeadChange{"ThirdReserved", 31, {1}, 0}),
     [](const auto& value) { return value.param.name; });
 
-TEST_F(OpenDmlIndexLoad, CountThatTheFileCannotBack_ReadsWhatIsThere)
+TEST_F(OpenDmlIndexLoad, CountThatTheFileCannotBack_ReadsWhatExists)
 {
     SKrSimpleAvi avi = OpenDmlFile();
     avi.superIndexSlots = 3; // after them a chunk header reads as an offset beyond the file
@@ -159,7 +159,7 @@ TEST_F(OpenDmlIndexLoad, HeadOfAStdIndexCutByTheFile_FailsTheLoad)
     EXPECT_EQ(LoadVideo(), 0);
 }
 
-TEST_F(OpenDmlIndexLoad, UnknownSubTypeOfAStdIndex_IsPassedOver)
+TEST_F(OpenDmlIndexLoad, UnknownSubTypeOfAStdIndex_IsSkipped)
 {
     SKrBuiltAvi built = BuildSimpleAvi(OpenDmlFile());
     built.content.Put(built.Find("ix00", 1).data + 2, KrBytes{7});
@@ -183,7 +183,7 @@ TEST_F(OpenDmlIndexLoad, IdsAndLengthsOfAStdIndex_AreNotChecked)
     EXPECT_EQ(ToList(m_entries), ChunksOf(built, 0));
 }
 
-TEST_F(OpenDmlIndexLoad, EntryBeyondTheFile_EndsItsChunkAndTheNextGoesOn)
+TEST_F(OpenDmlIndexLoad, EntryBeyondTheFile_EndsItsChunkAndTheNextContinues)
 {
     SKrSimpleAvi avi = OpenDmlFile();
     avi.roundsPerSegment = {3, 2};
@@ -215,7 +215,7 @@ TEST_F(OpenDmlIndexLoad, StdIndexCutByTheEndOfTheFile_GivesItsWholeEntries)
     }
 }
 
-TEST_F(OpenDmlIndexLoad, ClaimsAboveAnEighthOfTheFile_GiveTheChunksThatAreThere)
+TEST_F(OpenDmlIndexLoad, ClaimsAboveAnEighthOfTheFile_GiveTheExistingChunks)
 {
     SKrBuiltAvi built = BuildSimpleAvi(OpenDmlFile());
     const uint64_t count = built.Find("ix00").data + 4;

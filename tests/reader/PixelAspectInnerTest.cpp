@@ -181,7 +181,7 @@ TEST(PixelAspectArithmetic, ResultBeyond32Bits_LeavesTheDisplayWidth)
     EXPECT_EQ(Scaled(kLargest, kSmallest, 1), kBefore);
 }
 
-TEST(PixelAspectArithmetic, RowMultipliedByAFactor_IsNoRow)
+TEST(PixelAspectArithmetic, RowMultipliedByAFactor_IsNotARow)
 {
     SKrAviVideoParams format = Format(720, 576);
     ApplyPixelAspect(format, 32, 30);
@@ -192,7 +192,7 @@ TEST(PixelAspectArithmetic, RowMultipliedByAFactor_IsNoRow)
     EXPECT_EQ(format.aspectMode, kModeBefore);
 }
 
-TEST(PixelAspectArithmetic, ReducedRowOf720_IsNoRowOn480Lines)
+TEST(PixelAspectArithmetic, ReducedRowOf720_IsNotARowOn480Lines)
 {
     SKrAviVideoParams format = Format(720, 480);
     ApplyPixelAspect(format, 9, 10);

@@ -152,7 +152,7 @@ TEST(PixelAspect, NoPrivateChunk_LeavesTheStoredWidth)
     ExpectAspect(VideoFile(720, 576), {"", 1, 1, 720, 576, 0, 720});
 }
 
-TEST(ScanModeOfFile, KrlA_GoesBeforeTheHeaders)
+TEST(ScanModeOfFile, KrlA_OverridesTheHeaders)
 {
     for (const uint8_t stored : {0, 1, 2})
     {
@@ -164,7 +164,7 @@ TEST(ScanModeOfFile, KrlA_GoesBeforeTheHeaders)
     }
 }
 
-TEST(ScanModeOfFile, CtsI_GoesBeforeTheHeaders)
+TEST(ScanModeOfFile, CtsI_OverridesTheHeaders)
 {
     for (const uint8_t stored : {0, 1, 2})
     {

@@ -146,7 +146,7 @@ SKrAviVideoParams FormatOfTheHeaders()
 }
 } // namespace
 
-TEST(PrivateChunkScan, OpenOfAnyFile_KnowsWhatTheQueriesAnswer)
+TEST(PrivateChunkScan, OpenOfAnyFile_FindsTheResultsOfTheQueries)
 {
     const SKrAviVideoParams headers = FormatOfTheHeaders();
     size_t modes = 0;
@@ -317,7 +317,7 @@ TEST(PrivateChunkScan, ChunkAtARefusedPosition_HasNoValue)
     }
 }
 
-TEST(PrivateChunkScan, OpenLeavesNoNodesBehind)
+TEST(PrivateChunkScan, OpenLeavesNoNodes)
 {
     SKrSimpleAvi avi;
     avi.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 64, .vertical = 45};

@@ -51,7 +51,7 @@ TEST_F(RawReadCalls, RefusedReads_DoNotReachTheFile)
     EXPECT_EQ(m_counting.Calls().reads, 0u);
 }
 
-TEST_F(RawReadCalls, FailedRead_BringsNothing)
+TEST_F(RawReadCalls, FailedRead_ReturnsNothing)
 {
     m_faulty.FailCall(EKrFileCall::Read, 1);
     EXPECT_EQ(m_reader->ReadAt(0, m_buffer, 100), 0u);
@@ -63,7 +63,7 @@ TEST_F(RawReadCalls, FailedRead_BringsNothing)
     EXPECT_EQ(m_reader->ReadChunkData(&record, m_buffer, 100), 100u) << "the next one works";
 }
 
-TEST_F(RawReadCalls, ShortRead_BringsWhatCame)
+TEST_F(RawReadCalls, ShortRead_ReturnsTheBytesRead)
 {
     m_faulty.ShortenRead(1, 40);
     EXPECT_EQ(m_reader->ReadAt(0, m_buffer, 100), 40u);

@@ -86,7 +86,7 @@ TEST_F(RawRead, WholeFile_IsReadAtOnce)
     EXPECT_EQ(ReadAt(0, size).buffer, Expected(0, size, size));
 }
 
-TEST_F(RawRead, EndOfTheFile_BringsWhatIsLeft)
+TEST_F(RawRead, EndOfTheFile_ReturnsTheRest)
 {
     const uint64_t position = m_bytes.size() - 7;
     const SRead read = ReadAt(position, 50);
@@ -94,7 +94,7 @@ TEST_F(RawRead, EndOfTheFile_BringsWhatIsLeft)
     EXPECT_EQ(read.buffer, Expected(position, 7, 50));
 }
 
-TEST_F(RawRead, BehindTheEnd_BringsNothing)
+TEST_F(RawRead, PastTheEnd_ReturnsNothing)
 {
     for (const uint64_t position : {uint64_t{m_bytes.size()}, uint64_t{m_bytes.size() + 1}, uint64_t{1} << 32,
                                     uint64_t{1} << 40, uint64_t{1} << 62, uint64_t{INT64_MAX} - 1})
@@ -105,7 +105,7 @@ TEST_F(RawRead, BehindTheEnd_BringsNothing)
     }
 }
 
-TEST_F(RawRead, PositionWithTheHighestBit_BringsNothing)
+TEST_F(RawRead, PositionWithTheHighestBit_ReturnsNothing)
 {
     for (const uint64_t position :
          {uint64_t{1} << 63, (uint64_t{1} << 63) + 8, ~uint64_t{0} - 1, ~uint64_t{0}})
@@ -122,7 +122,7 @@ TEST_F(RawRead, NullBuffer_IsRefused)
     EXPECT_EQ(m_reader->ReadAt(0, nullptr, 10), 0u);
 }
 
-TEST_F(RawRead, NoFile_BringsNothing)
+TEST_F(RawRead, NoFile_ReturnsNothing)
 {
     m_reader->Close();
     EXPECT_EQ(ReadAt(0, 10).count, 0u);
@@ -155,7 +155,7 @@ TEST_F(RawRead, PlainChunk_BringsItsPayload)
     EXPECT_EQ(read.buffer, Expected(frame.data, frame.size, frame.size));
 }
 
-TEST_F(RawRead, LargerBuffer_KeepsWhatLiesBehindThePayload)
+TEST_F(RawRead, LargerBuffer_KeepsTheBytesAfterThePayload)
 {
     const SKrBuiltChunk frame = m_built.streamChunks[0][1];
     const SRead read = ReadChunk(Record(frame), frame.size + 500);
@@ -171,7 +171,7 @@ TEST_F(RawRead, BufferOneByteTooShort_IsRefusedAndLeftAlone)
     EXPECT_EQ(read.buffer, KrBytes(frame.size - 1 + 16, 0xCC));
 }
 
-TEST_F(RawRead, List_IsReadBehindItsTypeAndFourBytesPastItsEnd)
+TEST_F(RawRead, List_IsReadAfterItsTypeAndFourBytesPastItsEnd)
 {
     const SKrBuiltChunk hdrl = m_built.Find("hdrl");
     const SRead read = ReadChunk(Record(hdrl), hdrl.size);
@@ -182,7 +182,7 @@ TEST_F(RawRead, List_IsReadBehindItsTypeAndFourBytesPastItsEnd)
     EXPECT_EQ(KrBytes(last, last + 4), (KrBytes{'L', 'I', 'S', 'T'})) << "of 'movi' after it";
 }
 
-TEST_F(RawRead, Segment_IsReadBehindItsTypeAsFarAsTheFileGoes)
+TEST_F(RawRead, Segment_IsReadAfterItsTypeAsFarAsTheFileGoes)
 {
     const SKrBuiltChunk riff = m_built.segments[0];
     const SRead read = ReadChunk(Record(riff), riff.size);
@@ -203,7 +203,7 @@ TEST_F(RawRead, TypeOfAPlainChunk_DoesNotMatter)
     EXPECT_EQ(ReadChunk(record, record.cksize).buffer, Expected(record.offset, record.cksize, record.cksize));
 }
 
-TEST_F(RawRead, ChunkPastTheEndOfTheFile_BringsWhatIsLeft)
+TEST_F(RawRead, ChunkPastTheEndOfTheFile_ReturnsTheRest)
 {
     const SKrRiffChunkInfo record = {FourCcValue("00dc"), 100, 0, m_bytes.size() - 30};
     const SRead read = ReadChunk(record, 100);
@@ -211,7 +211,7 @@ TEST_F(RawRead, ChunkPastTheEndOfTheFile_BringsWhatIsLeft)
     EXPECT_EQ(read.buffer, Expected(record.offset, 30, 100));
 }
 
-TEST_F(RawRead, EmptyChunk_BringsNothing)
+TEST_F(RawRead, EmptyChunk_ReturnsNothing)
 {
     EXPECT_EQ(ReadChunk({FourCcValue("JUNK"), 0, 0, 100}, 10).count, 0u);
 }
@@ -236,7 +236,7 @@ TEST_F(RawRead, RecordsOfWalksAndSearches_CanBeRead)
     EXPECT_EQ(ReadChunk(hdrl.node->chunk, hdrl.size).count, hdrl.size);
 }
 
-TEST_F(RawRead, ContainerAtTheLargestPosition_BringsNothing)
+TEST_F(RawRead, ContainerAtTheLargestPosition_ReturnsNothing)
 {
     EXPECT_EQ(ReadChunk({FourCcValue("LIST"), 10, 0, uint64_t{INT64_MAX} - 2}, 10).count, 0u);
 }

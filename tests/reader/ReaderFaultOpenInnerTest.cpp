@@ -165,7 +165,7 @@ TEST_P(ReaderFaultOpen, FailedSeekOfAWalk_KeepsTheLockAndNothingElse)
 }
 
 // A single fault is harmless: a header that could not be read through the window is read alone.
-TEST_P(ReaderFaultOpen, FaultsBehindASegment_MakeItTheLast)
+TEST_P(ReaderFaultOpen, FaultsAfterASegment_MakeItTheLast)
 {
     const size_t segments = GetParam() == EKrIndexKind::OpenDml ? 3 : 1;
     for (const EKrFaultSpan span : {EKrFaultSpan::Once, EKrFaultSpan::FromThenOn})
@@ -198,7 +198,7 @@ TEST_P(ReaderFaultOpen, FaultsBehindASegment_MakeItTheLast)
 }
 
 // Queries by path open the file themselves: a failure is not cached.
-TEST_P(ReaderFaultOpen, FailedQueryByPath_IsAskedAgain)
+TEST_P(ReaderFaultOpen, FailedQueryByPath_CanBeRepeated)
 {
     const KrPlatform::CFileSystemScope scope(m_files);
     for (const EKrFileCall kind : {EKrFileCall::Open, EKrFileCall::Size, EKrFileCall::Read})
@@ -227,7 +227,7 @@ TEST_P(ReaderFaultOpen, FailedQueryByPath_IsAskedAgain)
 
 // The count stops at the standard index that cannot be read; when it can be read later, the array has no room
 // for its first entry.
-TEST(ReaderFaultLoad, CountCutShortByAPassingFault_EndsByTheArraysException)
+TEST(ReaderFaultLoad, CountCutShortByATransientFault_EndsWithTheArraysException)
 {
     CKrMemoryFileSystem memory;
     memory.Set(L"a.avi", BuildSimpleAvi(FaultyAvi(EKrIndexKind::OpenDml)).content);

@@ -104,7 +104,7 @@ TEST_P(ReaderFaultSteps, FailedRead_EndsTheStepWithAStatus)
     }
 }
 
-TEST_P(ReaderFaultSteps, ShortRead_IsTakenForTheEndOfTheFile)
+TEST_P(ReaderFaultSteps, ShortRead_IsTreatedAsTheEndOfTheFile)
 {
     for (const EKrFaultSpan span : {EKrFaultSpan::Once, EKrFaultSpan::FromThenOn})
     {

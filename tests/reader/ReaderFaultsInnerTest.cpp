@@ -132,7 +132,7 @@ TEST_P(ReaderFaults, EachReadFailsFromThenOn)
     EXPECT_GE(FailEachRead(EKrFaultSpan::FromThenOn), 8u);
 }
 
-TEST_P(ReaderFaults, EachReadComesShort)
+TEST_P(ReaderFaults, EachReadFallsShort)
 {
     for (const size_t bytes : {0, 7, 11, 31})
     {

@@ -133,7 +133,7 @@ TEST_F(ReaderLockExits, EveryOperationWithFailingReads_LeavesTheLock)
     ExpectAllFree("failing reads");
 }
 
-TEST_F(ReaderLockExits, Open_LeavesTheLockWhateverComesOfIt)
+TEST_F(ReaderLockExits, Open_LeavesTheLockWhateverItsResult)
 {
     EXPECT_EQ(m_reader->Open(L"none.avi"), 0);
     EXPECT_TRUE(IsFree());

@@ -163,7 +163,7 @@ TEST_F(ReaderLock, EndOfSearchByAnotherThread_LeavesTheSearch)
     EXPECT_EQ(Line(NextMatch(*m_reader)), Line(m_built.streamChunks[0][0]));
 }
 
-TEST_F(ReaderLock, SearchByAnotherThread_IsRefusedBeforeItsStateIsAsked)
+TEST_F(ReaderLock, SearchByAnotherThread_IsRefusedBeforeItsStateIsRead)
 {
     OpenWithLockKept();
     m_reader->EndChunkSearch();

@@ -12,7 +12,7 @@ namespace
 constexpr unsigned kMostAllocations = 10'000;
 } // namespace
 
-TEST(ReaderMemory, LoadThatMemoryIsTooShortFor_Fails)
+TEST(ReaderMemory, LoadOutOfMemory_Fails)
 {
     for (const EKrIndexKind kind : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
     {

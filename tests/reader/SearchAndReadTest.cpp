@@ -66,7 +66,7 @@ TEST_F(SearchAndRead, ChunkInsideContainers_IsFoundThoughTheyDoNotMatch)
     EXPECT_EQ(AllFrom("strh", 0), (std::vector<uint64_t>{built.Find("strh").data}));
 }
 
-TEST_F(SearchAndRead, DefaultStart_IsBehindTheHeaderList)
+TEST_F(SearchAndRead, DefaultStart_IsAfterTheHeaderList)
 {
     const SKrBuiltAvi built = BuildAndOpen({});
     EXPECT_TRUE(AllFrom("strh", kDefaultStart).empty());
@@ -153,7 +153,7 @@ TEST_F(SearchAndRead, NextWithoutASearch_ThrowsOutOfRange)
     EXPECT_THROW(Next(), std::out_of_range);
 }
 
-TEST_F(SearchAndRead, RiffSegments_AreFoundBeforeWhatTheyHold)
+TEST_F(SearchAndRead, RiffSegments_AreFoundBeforeTheirContent)
 {
     SKrSimpleAvi avi;
     avi.index = EKrIndexKind::OpenDml;
@@ -181,7 +181,7 @@ TEST_F(SearchAndRead, ChunkData_IsReadWholeOrNotAtAll)
     EXPECT_EQ(m_reader->ReadChunkData(m_record, nullptr, m_chunkSize), 0u);
 }
 
-TEST_F(SearchAndRead, DataOfAList_StartsBehindItsTypeAndEndsFourBytesBehindIt)
+TEST_F(SearchAndRead, DataOfAList_StartsAfterItsTypeAndEndsFourBytesAfterIt)
 {
     const SKrBuiltAvi built = BuildAndOpen({});
     ASSERT_EQ(Start("LIST", 0), 1);

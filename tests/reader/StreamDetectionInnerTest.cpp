@@ -90,7 +90,7 @@ TEST(StreamDataChunkId, FourthCharacter_MayBeAnything)
     }
 }
 
-TEST(StreamDataChunkId, JunkAndIndexChunks_AreNone)
+TEST(StreamDataChunkId, JunkAndIndexChunks_AreNotDataChunks)
 {
     for (const uint32_t id :
          {kFccJunk, Id('i', 'x', '0', '0'), Id('i', 'x', 'd', 'c'), kFccIdx1, kFccList, 0u})
@@ -131,7 +131,7 @@ TEST(StreamChunkDetection, RecordOfAnotherKind_IsRefused)
     }
 }
 
-TEST(StreamChunkDetection, NoRecord_StartsWhereTheCursorStands)
+TEST(StreamChunkDetection, NoRecord_StartsAtTheCursor)
 {
     const CKrAviBuilder file = MoviAndChunk();
     COpenContent content(file);

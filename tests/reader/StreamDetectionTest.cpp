@@ -86,18 +86,18 @@ TEST(StreamDetection, FourthCharacter_MayBeAnything)
     ExpectIds(2, {std::string("00d\0", 4), "01w\xFF"}, std::string("00d\0", 4), "01w\xFF");
 }
 
-TEST(StreamDetection, OtherKinds_ArePassedOver)
+TEST(StreamDetection, OtherKinds_AreSkipped)
 {
     ExpectIds(2, {"00pc", "01tx", "00DC", "00cd", "abcd", "00iv", "00dc", "01wb"}, "00dc", "01wb");
 }
 
-TEST(StreamDetection, IdsOfStreamsTenAndAbove_ArePassedOver)
+TEST(StreamDetection, IdsOfStreamsTenAndAbove_AreSkipped)
 {
     ExpectIds(2, {"00dc", "0awb"}, "00dc", "none");
     ExpectIds(2, {"0adc", "0fdc", "10dc", "15wb", "16wb", "99wb", "09dc", "08wb"}, "09dc", "08wb");
 }
 
-TEST(StreamDetection, JunkAndIndexChunks_ArePassedOver)
+TEST(StreamDetection, JunkAndIndexChunks_AreSkipped)
 {
     ExpectIds(2, {"JUNK", "ix00", "ix01", "ixdc", "ixwb", "00dc", "JUNK", "ix00", "01wb"}, "00dc", "01wb");
 }
@@ -115,7 +115,7 @@ TEST(StreamDetection, RepeatedIds_CountOnce)
     ExpectIds(3, {"00dc", "01dc", "00dc", "01dc", "00dc", "02wb"}, "00dc", "02wb");
 }
 
-TEST(StreamDetection, IdsThatArePassedOver_DoNotCountAsStreams)
+TEST(StreamDetection, IdsThatAreSkipped_DoNotCountAsStreams)
 {
     ExpectIds(2, {"00dc", "0adc", "00pc", "JUNK", "ix00", "01wb"}, "00dc", "01wb");
 }
@@ -125,7 +125,7 @@ TEST(StreamDetection, AudioLateInTheFile_IsStillFound)
     ExpectIds(2, Joined(Repeated(100, "00dc"), {"01wb"}), "00dc", "01wb");
 }
 
-TEST(StreamDetection, NoStreamCount_LooksAt15Chunks)
+TEST(StreamDetection, NoStreamCount_Checks15Chunks)
 {
     ExpectIds(0, Joined(Repeated(14, "00dc"), {"01wb"}), "00dc", "01wb");
     ExpectIds(0, Joined(Repeated(15, "00dc"), {"01wb"}), "00dc", "none");
@@ -140,7 +140,7 @@ TEST(StreamDetection, NoStreamCountAndChunksOfNoStream_DoNotCountAmongThe15)
               "none");
 }
 
-TEST(StreamDetection, NoStreamCountAndManyIds_StillLooksAt15Chunks)
+TEST(StreamDetection, NoStreamCountAndManyIds_StillChecks15Chunks)
 {
     KrIds ids;
     for (int round = 0; round < 7; ++round)
@@ -174,7 +174,7 @@ TEST(StreamDetection, ZerosBetweenChunks_AreSteppedOver)
     ExpectIds(avi, "00dc", "01wb");
 }
 
-TEST(StreamDetection, RecLists_ArePassedOverWhole)
+TEST(StreamDetection, RecLists_AreSkippedWhole)
 {
     SKrSimpleAvi avi;
     avi.streams = {VideoStream({10, 10}), PcmStream({10, 10})};
@@ -183,7 +183,7 @@ TEST(StreamDetection, RecLists_ArePassedOverWhole)
     ExpectIds(avi, "none", "none");
 }
 
-TEST(StreamDetection, StreamMissingInMovi_IsFoundBehindIt)
+TEST(StreamDetection, StreamMissingInMovi_IsFoundAfterIt)
 {
     SKrSimpleAvi avi = FileWith(2, {"00dc"});
     avi.afterMovi = [](CKrAviBuilder& file)
@@ -193,7 +193,7 @@ TEST(StreamDetection, StreamMissingInMovi_IsFoundBehindIt)
     ExpectIds(avi, "00dc", "01wb");
 }
 
-TEST(StreamDetection, FurtherSegments_ArePassedOverWhole)
+TEST(StreamDetection, FurtherSegments_AreSkippedWhole)
 {
     SKrSimpleAvi avi;
     avi.streams = {VideoStream({10, 10})};

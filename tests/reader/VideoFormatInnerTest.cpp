@@ -138,7 +138,7 @@ TEST(VideoFormat, BitCount_IsAlways8)
         EXPECT_EQ(DescribeVideo(Bitmap(720, 576, bits), Stream(1, 25)).bitCount, 8u) << bits;
 }
 
-TEST(VideoFormat, ReservedA_TellsWidthsAbove720)
+TEST(VideoFormat, ReservedA_ReportsWidthsAbove720)
 {
     for (const int32_t width : {1, 480, 719, 720})
         EXPECT_EQ(DescribeVideo(Bitmap(width, 576), Stream(1, 25)).reservedA, 0u) << width;
@@ -146,7 +146,7 @@ TEST(VideoFormat, ReservedA_TellsWidthsAbove720)
         EXPECT_EQ(DescribeVideo(Bitmap(width, 576), Stream(1, 25)).reservedA, 1u) << width;
 }
 
-TEST(VideoFormat, ReservedB_TellsThePixelFormat)
+TEST(VideoFormat, ReservedB_ReportsThePixelFormat)
 {
     EXPECT_EQ(DescribeVideo(Bitmap(720, 576, 24), Stream(1, 25)).reservedB, 3u);
     EXPECT_EQ(DescribeVideo(Bitmap(720, 576, 32), Stream(1, 25)).reservedB, 1u);

@@ -24,7 +24,7 @@ void OnFourThreads(Work&& work)
 } // namespace
 
 // Loads and queries are either correct or refused; raw reads always succeed.
-TEST(FourThreads, OnOneReader_AreAnsweredOrRefused)
+TEST(FourThreads, OnOneReader_SucceedOrAreRefused)
 {
     CKrMemoryFileSystem files;
     const SKrBuiltAvi built = BuildSimpleAvi(RichAvi(EKrIndexKind::OpenDml));
@@ -84,7 +84,7 @@ TEST(FourThreads, OnTheCache_AreAllAnswered)
     EXPECT_EQ(files.OpenFiles(), 0u);
 }
 
-TEST(FourThreads, OnOnePool_GetSamplesOfTheirOwn)
+TEST(FourThreads, OnOnePool_GetSeparateSamples)
 {
     CKrRef<IKrdsMediaSamplePool> pool;
     ASSERT_EQ(KrCreateMediaSamplePool(3, pool.Put()), 1); // fewer than threads

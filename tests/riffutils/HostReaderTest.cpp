@@ -73,7 +73,7 @@ TEST(HostReader, LengthOf0_EndsEveryQueryAtOnce)
     EXPECT_EQ(host.Log(), KrLog(6, "GetFileLength"));
 }
 
-TEST(HostReader, UnknownFlavour_LooksAtNoChunk)
+TEST(HostReader, UnknownFlavour_ReadsNoChunk)
 {
     CHostReader host({{.children = {KrlA(1), PrmA(), CtsI(2)}}});
     for (const int flavour : {0, 3, -1})
@@ -152,7 +152,7 @@ TEST(HostReader, FirstSegmentWithoutNode_EndsTheSearch)
     ExpectNothing(Interface(host));
 }
 
-TEST(HostReader, ReadThatComesShort_IsAFailure)
+TEST(HostReader, ReadThatFallsShort_IsAFailure)
 {
     for (SChunk chunk : {KrlA(1), PrmA(), CtsI(1)})
     {
@@ -162,7 +162,7 @@ TEST(HostReader, ReadThatComesShort_IsAFailure)
     }
 }
 
-TEST(HostReader, ReadThatBringsNothing_IsAFailure)
+TEST(HostReader, ReadThatReturnsNothing_IsAFailure)
 {
     for (SChunk chunk : {KrlA(1), PrmA(), CtsI(1)})
     {
@@ -192,7 +192,7 @@ TEST(HostReader, QueriesOfTwoThreads_RunAtTheSameTime)
     EXPECT_EQ(answers[1], Mode(1));
 }
 
-TEST(HostReader, BesideReadersOfTheLibrary_IsNotTakenForOne)
+TEST(HostReader, BesideReadersOfTheLibrary_IsNotMistakenForOne)
 {
     const CKrRef<IKrRiffReader> before = NewReader();
     CHostReader host({{.children = {KrlA(1)}}});

@@ -68,7 +68,7 @@ TEST_F(QueryAnswers, CtsIAlone_HasNoAspectAndPrmAAloneNoMode)
     EXPECT_EQ(AskMode(Open(m_avi)), kNoMode);
 }
 
-TEST_F(QueryAnswers, AllThreeChunks_Flavour1GoesFirst)
+TEST_F(QueryAnswers, AllThreeChunks_Flavour1IsPreferred)
 {
     m_avi.krlA = SKrTestKrlA{.scanMode = 0, .horizontal = 10, .vertical = 11};
     m_avi.prmA = SKrTestPrmA{.horizontal = 12, .vertical = 13};
@@ -194,7 +194,7 @@ TEST_F(QueryAnswers, AspectWithZeros_IsReportedAllTheSame)
     EXPECT_EQ(AskAspect(reader, 2), Aspect(5, 0));
 }
 
-TEST_F(QueryAnswers, FileWithoutPrivateChunks_HasNoAnswerWhateverItsHeadersSay)
+TEST_F(QueryAnswers, FileWithoutPrivateChunks_HasNoAnswerWhateverItsHeaders)
 {
     IKrRiffReader* const reader = Open(m_avi);
     SKrAviVideoParams format = {};

@@ -127,7 +127,7 @@ TEST_F(QueryChunkChecks, ShortKrlAAfterALongOne_StillReadsZeros)
     EXPECT_EQ(AskMode(Open("KrlA", ToBytes(KrlA(20))), 1), Mode(0));
 }
 
-TEST_F(QueryChunkChecks, BytesBehindAShortKrlA_AreNotTakenForItsFields)
+TEST_F(QueryChunkChecks, BytesAfterAShortKrlA_AreNotReadAsItsFields)
 {
     KrBytes payload = ToBytes(KrlA(508));
     IKrRiffReader* const reader = Open("KrlA", payload, std::nullopt, {.size = 22});

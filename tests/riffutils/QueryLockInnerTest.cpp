@@ -159,7 +159,7 @@ TEST_F(QueryLock, SecondQuery_WaitsForTheFirst)
     EXPECT_EQ(answer, Mode(1));
 }
 
-TEST_F(QueryLock, LastReferenceReleasedDuringAQuery_DestroysTheReaderOnlyBehindIt)
+TEST_F(QueryLock, LastReferenceReleasedDuringAQuery_DestroysTheReaderOnlyAfterIt)
 {
     StopReads();
     CKrRiffReader* const reader = m_reader.Get();
@@ -175,7 +175,7 @@ TEST_F(QueryLock, LastReferenceReleasedDuringAQuery_DestroysTheReaderOnlyBehindI
     EXPECT_EQ(OpenFiles(), 0u);
 }
 
-TEST_F(QueryLock, ReadsThatFail_EndTheQueryWithTheLockGivenBack)
+TEST_F(QueryLock, ReadsThatFail_EndTheQueryWithTheLockReleased)
 {
     uint64_t failures = 0;
     const uint64_t struck = ForEveryFailedCall(m_faulty, EKrFileCall::Read, EKrFaultSpan::FromThenOn,

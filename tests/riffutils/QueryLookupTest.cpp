@@ -85,7 +85,7 @@ TEST_F(QueryLookup, ChunksBeforeHdrl_AreFound)
     ExpectFound(Open(m_avi), 2);
 }
 
-TEST_F(QueryLookup, ChunksBehindMoviAndIdx1_AreFound)
+TEST_F(QueryLookup, ChunksAfterMoviAndIdx1_AreFound)
 {
     m_avi.endOfRiff = InAvix(1, 1);
     ExpectFound(Open(m_avi), 1);
@@ -128,7 +128,7 @@ TEST_F(QueryLookup, ChunksInAList_AreNotFound)
     ExpectNothing(Open(m_avi));
 }
 
-TEST_F(QueryLookup, ChunksBehindTheLastSegment_AreNotFound)
+TEST_F(QueryLookup, ChunksAfterTheLastSegment_AreNotFound)
 {
     m_avi.endOfFile = InAvix(1, 1);
     ExpectNothing(Open(m_avi));
@@ -189,7 +189,7 @@ TEST_F(QueryLookup, EachChunk_IsLookedForOnItsOwn)
     EXPECT_EQ(AskAspect(reader), Aspect(12, 1));
 }
 
-TEST_F(QueryLookup, SecondChunkOfAKindInASegment_IsNotLookedAt)
+TEST_F(QueryLookup, SecondChunkOfAKindInASegment_IsNotRead)
 {
     m_avi.krlA = SKrTestKrlA{.scanMode = 0, .horizontal = 10};
     m_avi.ctsI = SKrTestCtsI{.scanMode = 0};
@@ -198,7 +198,7 @@ TEST_F(QueryLookup, SecondChunkOfAKindInASegment_IsNotLookedAt)
     ExpectFound(Open(m_avi), 0);
 }
 
-TEST_F(QueryLookup, SecondChunkBehindAWrongOne_IsNotLookedAt)
+TEST_F(QueryLookup, SecondChunkAfterAWrongOne_IsNotRead)
 {
     m_avi.krlA = SKrTestKrlA{.mark = {1, 2, 3, 4}, .scanMode = 0};
     m_avi.ctsI = SKrTestCtsI{.version = {9, 9, 9, 9}};
@@ -207,7 +207,7 @@ TEST_F(QueryLookup, SecondChunkBehindAWrongOne_IsNotLookedAt)
     ExpectNothing(Open(m_avi));
 }
 
-TEST_F(QueryLookup, LastSegmentBehindAWrongChunkInTheFirst_IsNotLookedAt)
+TEST_F(QueryLookup, LastSegmentAfterAWrongChunkInTheFirst_IsNotRead)
 {
     m_avi = AviOfSegments(2);
     m_avi.krlA = SKrTestKrlA{.mark = {1, 2, 3, 4}, .scanMode = 0};
@@ -264,7 +264,7 @@ TEST_F(QueryLookup, FileWithoutAnyAviSegment_HasNoAnswer)
     ExpectNothing(Open(file.Content()));
 }
 
-TEST_F(QueryLookup, ManyChunksBeforeTheWantedOnes_DoNotHideThem)
+TEST_F(QueryLookup, ManyChunksBeforeTheRequestedOnes_DoNotHideThem)
 {
     m_avi.beforeMovi = [](CKrAviBuilder& file)
     {

@@ -64,7 +64,7 @@ TEST_F(QueryReader, ReaderOpenedAnew_AnswersForItsNewFile)
     EXPECT_EQ(AskMode(reader.Get()), Mode(1));
 }
 
-TEST_F(QueryReader, EveryQuery_GivesTheLockBack)
+TEST_F(QueryReader, EveryQuery_ReleasesTheLock)
 {
     for (const std::wstring& path : {m_path, m_plainPath})
     {
@@ -83,7 +83,7 @@ TEST_F(QueryReader, EveryQuery_GivesTheLockBack)
     }
 }
 
-TEST_F(QueryReader, EveryQuery_GivesItsReferenceBack)
+TEST_F(QueryReader, EveryQuery_ReleasesItsReference)
 {
     for (const std::wstring& path : {m_path, m_plainPath})
     {
@@ -101,7 +101,7 @@ TEST_F(QueryReader, EveryQuery_GivesItsReferenceBack)
     }
 }
 
-TEST_F(QueryReader, QueryOfAClosedReader_GivesNoReferenceAway)
+TEST_F(QueryReader, QueryOfAClosedReader_LeaksNoReference)
 {
     IKrRiffReader* const reader = NewReader().Detach();
     ExpectNothing(reader);

@@ -159,7 +159,7 @@ TEST_F(ReaderCacheThreads, EntryClearedDuringAQuery_StaysOpenUntilTheQueryEnds)
     EXPECT_EQ(OpenFiles(), 0u);
 }
 
-TEST_F(ReaderCacheThreads, PathAskedAgainAfterAClearDuringAQuery_IsOpenedASecondTime)
+TEST_F(ReaderCacheThreads, PathQueriedAgainAfterAClearDuringAQuery_IsOpenedASecondTime)
 {
     EXPECT_EQ(AskMode(L"a.avi"), Mode(0));
     m_files.Set(L"a.avi", BuildSimpleAvi(SmallAviWithKrlA(2)).content);

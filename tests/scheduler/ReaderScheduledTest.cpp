@@ -131,7 +131,7 @@ TEST_F(ReaderScheduled, QueriesBesideCloseAndOpen_LeaveTheLockFree)
         });
 }
 
-TEST_F(ReaderScheduled, CloseOpenAndSearches_MeetNoHalfParsedReader)
+TEST_F(ReaderScheduled, CloseOpenAndSearches_SeeNoHalfParsedReader)
 {
     WithEverySeed(
         [this](CKrScheduler& scheduler)

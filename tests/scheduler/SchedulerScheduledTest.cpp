@@ -37,7 +37,7 @@ TEST(Scheduler, LostUpdate_IsFoundBySomeSeedsAndReplayed)
     EXPECT_LT(lost, 100);
 }
 
-TEST(Scheduler, LocksTakenInBothOrders_AreFoundToStop)
+TEST(Scheduler, LocksTakenInBothOrders_AreDetectedAsADeadlock)
 {
     int stopped = 0;
     for (uint64_t seed = 0; seed < 100; ++seed)

@@ -226,7 +226,7 @@ TEST_P(WriterScheduled, ProducersThatHoldTheSampleBefore_AreNotHeldUp)
         });
 }
 
-TEST_P(WriterScheduled, HostMutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
+TEST_P(WriterScheduled, HostMutexAroundSubmissionsAndInRelease_BlocksNoThread)
 {
     WithEverySeed(
         [this](CKrScheduler& scheduler)

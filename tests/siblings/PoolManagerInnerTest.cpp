@@ -145,7 +145,7 @@ TEST_F(PoolManager, EmptyPool_AnswersAtOnceOrAfterTheWait)
     EXPECT_EQ(m_manager->GetElement(0, nullptr), 0);
 }
 
-TEST_F(PoolManager, WaitForEver_EndsWhenAnElementComesBack)
+TEST_F(PoolManager, WaitForEver_EndsWhenAnElementIsReturned)
 {
     for (const unsigned long wait : {0xFFFFFFFFul, ~0ul, 100'000ul})
     {
@@ -186,7 +186,7 @@ TEST_F(PoolManager, LentElements_OutliveTheManagerAndGoAsTheyComeBack)
     EXPECT_EQ(g_elements, 0);
 }
 
-TEST_F(PoolManager, OneOfTwoUsersGoes_NothingChanges)
+TEST_F(PoolManager, OneOfTwoUsersReleases_NothingChanges)
 {
     Make(2);
     auto other = CKrRef<IKrPoolManager>::Share(m_manager.Get());

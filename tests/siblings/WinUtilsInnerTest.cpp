@@ -45,7 +45,7 @@ TEST(GetPurePath, NameInTheCurrentFolderOfADrive_GivesTheDrive)
     EXPECT_EQ(GetPurePath(L"\u00e4:c.avi"), L"");
 }
 
-TEST(DoesFileExist, AsksTheFileSystem)
+TEST(DoesFileExist, QueriesTheFileSystem)
 {
     KrTest::CKrMemoryFileSystem files;
     const KrPlatform::CFileSystemScope scope(files);

@@ -102,7 +102,7 @@ TEST_F(WorkerThread, RoutineThatEndsByItself_StartsAgain)
     }
 }
 
-TEST_F(WorkerThread, StopThatIsNotHeeded_IsWaitedForAsLongAsAsked)
+TEST_F(WorkerThread, StopThatIsNotHeeded_IsWaitedForTheGivenTime)
 {
     CKrThreadGate gate;
     m_thread->SetWorkRoutine(
@@ -175,7 +175,7 @@ TEST(WorkerThreadFactory, NullPointer_IsRefused)
     EXPECT_EQ(KrCreateWorkerThread(15, nullptr), 0);
 }
 
-TEST(WorkerThreadFactory, ShortMemory_MakesNoThreadOrDoesNotStartIt)
+TEST(WorkerThreadFactory, OutOfMemory_MakesNoThreadOrDoesNotStartIt)
 {
     SWork work;
     unsigned refusals = 0;

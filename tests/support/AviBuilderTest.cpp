@@ -48,7 +48,7 @@ TEST(AviBuilderTest, SmallFile_HasExactlyTheseBytes)
     EXPECT_EQ(file.Position(), 48u);
 }
 
-TEST(AviBuilderTest, ForcedSizeAndNoPadding_AreWrittenAsAsked)
+TEST(AviBuilderTest, ForcedSizeAndNoPadding_AreWrittenAsRequested)
 {
     CKrAviBuilder file;
     const SKrBuiltChunk chunk = file.Chunk("00dc", KrBytes{1, 2, 3}, {.size = 0x01020304, .pad = false});

@@ -60,7 +60,7 @@ TEST(FileContentTest, Read_EndsWithTheContentAndStartsAnywhere)
     EXPECT_THROW((void)content.Range(3, 3), std::out_of_range);
 }
 
-TEST(FileContentTest, ContentOf1TiB_HoldsOnlyWhatWasPut)
+TEST(FileContentTest, ContentOf1TiB_HoldsOnlyStoredBytes)
 {
     CKrFileContent content;
     content.Append(KrBytes{1});

@@ -148,7 +148,7 @@ TEST_F(FileSystemFakesTest, FailedCall_IsTheOnePlannedAndCarriesTheError)
     EXPECT_NE(faulty.OpenForReading(L"a.avi"), nullptr);
 }
 
-TEST_F(FileSystemFakesTest, ShortenedRead_BringsFewerBytesWithoutError)
+TEST_F(FileSystemFakesTest, ShortenedRead_ReturnsFewerBytesWithoutError)
 {
     CKrFaultyFileSystem faulty(m_files);
     const auto file = faulty.OpenForReading(L"a.avi");

@@ -166,7 +166,7 @@ TEST_F(WritingFakesTest, NamesAndVolumes_AreAnsweredAsTheRealOnesDo)
     EXPECT_TRUE(m_files.Exists(L"a.avi"));
 }
 
-TEST_F(WritingFakesTest, FullDisk_CutsTheWriteAndCountsWhatWent)
+TEST_F(WritingFakesTest, FullDisk_CutsTheWriteAndCountsTheBytesWritten)
 {
     m_files.SetCapacity(5);
     auto file = m_files.CreateForWriting(L"a.avi");
@@ -312,7 +312,7 @@ TEST(ManualClock, MovesOnlyBySleepAndAdvance)
     EXPECT_EQ(clock.Sleeps(), (std::vector<uint32_t>{7, 0}));
 }
 
-TEST(ManualClock, TickWraps_CounterGoesOn)
+TEST(ManualClock, TickWraps_CounterContinues)
 {
     CKrManualClock clock(UINT32_MAX - 1);
     const int64_t counter = clock.PerformanceCounter();

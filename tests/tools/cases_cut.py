@@ -128,7 +128,7 @@ def test_cut_refuses(kravi):
     refused(kravi, "it has no frames", "cut", "none.avi", "out.avi")
 
 
-def test_what_the_new_file_cannot_carry(kravi):
+def test_content_that_the_new_file_cannot_carry(kravi):
     if kravi.is_emulated:
         return  # it is about rules alone
     streams = avi.standard_streams(6, audio=2)

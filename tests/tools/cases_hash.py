@@ -125,7 +125,7 @@ def test_first_difference(kravi):
     differ(lambda streams: None, {"kind": "audio", "streams": 1, "otherStreams": 2}, "1 audio stream and 2", audio=2)
 
 
-def test_difference_far_behind(kravi):
+def test_difference_late_in_the_file(kravi):
     """Blocks of a megabyte are compared: the byte is found in a later one."""
     data = bytearray(avi.payload(1, 30001) * 100)
     kravi.write("clip.avi", avi.simple_avi([avi.video([bytes(data), b"x"]), avi.pcm([bytes(data)])]))

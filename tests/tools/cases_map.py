@@ -243,7 +243,7 @@ def test_page_has_picture_and_tables(kravi):
         check(f">{text}<" in tables, f"{text} is missing")
 
 
-def test_frames_asked_for(kravi):
+def test_requested_frames(kravi):
     streams = avi.standard_streams(60)
     picture = mapped(kravi, avi.simple_avi(streams), "--from", "20", "--to", "29")
     start, end = streams[0].positions[20] - 8, streams[0].positions[30] - 8

@@ -93,7 +93,7 @@ def test_cut_anywhere(kravi):
         equal(result.json()["framesLost"], lost, f"{what}: frames lost")
 
 
-def test_cut_behind_the_last_chunk_loses_nothing(kravi):
+def test_cut_after_the_last_chunk_loses_nothing(kravi):
     streams = avi.standard_streams(5)
     data = avi.simple_avi(streams)
     last = streams[1].positions[-1] + SOUND
@@ -238,7 +238,7 @@ def test_wrong_sizes_of_chunks(kravi):
         equal((report["cutChunks"], report["framesLost"]), (1, 1), f"size {size}: report")
 
 
-def test_sound_stays_aligned_behind_damage(kravi):
+def test_sound_stays_aligned_after_damage(kravi):
     """Blocks that end inside a sample: after a lost one the next starts with a whole sample again."""
     streams = avi.standard_streams(6)
     sound = b"".join(streams[1].chunks)

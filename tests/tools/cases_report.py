@@ -115,7 +115,7 @@ def test_recording_that_was_not_finished_is_no_truncated_file(kravi):
     check(any(unset in text for text in said["findings"]), f"tree: {said['findings']}")
 
 
-def test_bytes_behind_the_last_segment_are_a_note(kravi):
+def test_bytes_after_the_last_segment_are_a_note(kravi):
     kravi.write("clip.avi", avi.simple_avi(avi.standard_streams()) + bytes(50))
     equal(report(kravi, "info", "clip.avi")["notes"], ["50 bytes follow the last segment"], "notes")
 
@@ -231,7 +231,7 @@ def test_index_that_is_not_there_is_a_finding(kravi):
     equal(result["findings"], ["no video index can be loaded", "no audio index can be loaded"], "findings")
 
 
-def test_file_without_audio_is_no_finding_unless_audio_is_asked_for(kravi):
+def test_file_without_audio_is_not_a_finding_unless_audio_is_requested(kravi):
     kravi.write("clip.avi", avi.simple_avi(avi.standard_streams(audio=0)))
     equal(report(kravi, "index", "clip.avi")["audio"], None, "audio")
     equal(report(kravi, "info", "clip.avi")["audio"], None, "audio")

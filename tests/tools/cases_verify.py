@@ -92,7 +92,7 @@ def test_arguments(kravi):
     check(lines and all('"verb":"verify"' in line for line in lines), str(lines))
 
 
-def test_text_tells_the_same(kravi):
+def test_text_matches(kravi):
     data, _, _ = damaged(next(row for row in DAMAGES if row.name == "frames in avih"))
     text = exit_code(kravi("verify", kravi.write("clip.avi", bytes(data))), 1).out
     check("warning avih-frames: " in text and "expected 6, found 7" in text, text)

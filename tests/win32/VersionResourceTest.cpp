@@ -34,7 +34,7 @@ std::string VersionOf(HMODULE module)
 }
 } // namespace
 
-TEST(VersionResource, TellsTheLibrarysVersion)
+TEST(VersionResource, ReportsTheLibrarysVersion)
 {
     const HMODULE module = LoadLibraryA(KR_LIBRARY_PATH);
     ASSERT_NE(module, nullptr);

@@ -50,7 +50,7 @@ TEST_F(ViewFlush, ViewThatCannotBeFlushed_FailsTheFlushWhileItLives)
     EXPECT_TRUE(m_file->Flush()) << "views that are gone are not flushed";
 }
 
-TEST_F(ViewFlush, ViewOfAnotherFile_IsPassedOver)
+TEST_F(ViewFlush, ViewOfAnotherFile_IsSkipped)
 {
     const auto other = KrPlatform::OsFileSystem().CreateForWriting(m_folder.PathOf(L"other.bin").c_str());
     const auto view = m_file->Map(0, 100);

@@ -71,7 +71,7 @@ protected:
 };
 } // namespace
 
-TEST_F(AviChecker, AnyChangedByte_IsSeen)
+TEST_F(AviChecker, AnyChangedByte_IsDetected)
 {
     CKrRecorder recorder(EKrWorker::None);
     ASSERT_NO_FATAL_FAILURE(RecordSmallFile(recorder));
@@ -80,7 +80,7 @@ TEST_F(AviChecker, AnyChangedByte_IsSeen)
     EXPECT_GT(ChangeBytes({0, m_file.Size()}), 1000u);
 }
 
-TEST_F(AviChecker, AnyChangedByteAroundALaterSegment_IsSeen)
+TEST_F(AviChecker, AnyChangedByteAroundALaterSegment_IsDetected)
 {
     constexpr size_t kLargeFrame = 60'000'000; // 17 of them fit into a segment
     CKrRecorder recorder(EKrWorker::None);
@@ -97,7 +97,7 @@ TEST_F(AviChecker, AnyChangedByteAroundALaterSegment_IsSeen)
 }
 
 // Such a file may hold more than it declares, never less.
-TEST_F(AviChecker, AnyChangedByteOfWhatAnUnfinishedFileTells_IsSeen)
+TEST_F(AviChecker, AnyChangedByteInAnUnfinishedFile_IsDetected)
 {
     CKrRecorder recorder(EKrWorker::None);
     ASSERT_NO_FATAL_FAILURE(RecordSmallFile(recorder));
@@ -119,7 +119,7 @@ TEST_F(AviChecker, AnyChangedByteOfWhatAnUnfinishedFileTells_IsSeen)
     EXPECT_TRUE(SeesProblems());
 }
 
-TEST_F(AviChecker, MissingAndSurplusBytes_AreSeen)
+TEST_F(AviChecker, MissingAndSurplusBytes_AreDetected)
 {
     CKrRecorder recorder(EKrWorker::None);
     ASSERT_NO_FATAL_FAILURE(RecordSmallFile(recorder));
@@ -133,7 +133,7 @@ TEST_F(AviChecker, MissingAndSurplusBytes_AreSeen)
     EXPECT_TRUE(SeesProblems());
 }
 
-TEST_F(AviChecker, OtherExpectations_AreSeen)
+TEST_F(AviChecker, OtherExpectations_AreDetected)
 {
     CKrRecorder recorder(EKrWorker::None);
     ASSERT_NO_FATAL_FAILURE(RecordSmallFile(recorder));

@@ -36,7 +36,7 @@ protected:
 };
 } // namespace
 
-TEST_F(WriterFault, FailedWrite_RefusesEverythingBehindAndKeepsWhatWasThere)
+TEST_F(WriterFault, FailedWrite_RefusesEverythingLaterAndKeepsTheRest)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
     ASSERT_EQ(Record(30), 30u);
@@ -148,7 +148,7 @@ TEST_F(WriterFault, FullDisk_LeavesAReadableFile)
     }
 }
 
-TEST_F(WriterFault, FailedFlush_DoesNotStopTheRecordingAndIsToldAtTheClose)
+TEST_F(WriterFault, FailedFlush_DoesNotStopTheRecordingAndIsReportedAtTheClose)
 {
     for (const EKrFaultSpan span : {EKrFaultSpan::Once, EKrFaultSpan::FromThenOn})
     {
@@ -162,7 +162,7 @@ TEST_F(WriterFault, FailedFlush_DoesNotStopTheRecordingAndIsToldAtTheClose)
     }
 }
 
-TEST_F(WriterFault, FailedFlushOfTheClose_IsTold)
+TEST_F(WriterFault, FailedFlushOfTheClose_IsReported)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
     EXPECT_EQ(Record(3), 3u);
@@ -174,7 +174,7 @@ TEST_F(WriterFault, FailedFlushOfTheClose_IsTold)
     EXPECT_EQ(m_recorder.writer->CloseFile(), 1) << "the next file starts without it";
 }
 
-TEST_F(WriterFault, ViewOfALaterSegmentThatFails_IsTold)
+TEST_F(WriterFault, ViewOfALaterSegmentThatFails_IsReported)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
     for (int number = 0; number < 17; ++number)
@@ -227,7 +227,7 @@ TEST_F(WriterFault, CloseOfAFileWithoutFaults_CutsNothing)
     EXPECT_EQ(m_recorder.faults.Calls(EKrFileCall::Cut), 0u);
 }
 
-TEST_F(WriterFault, SampleThatCannotBeLocked_IsToldAtTheClose)
+TEST_F(WriterFault, SampleThatCannotBeLocked_IsReportedAtTheClose)
 {
     ASSERT_EQ(m_recorder.Open({}), 1);
     EXPECT_EQ(Record(2), 2u);

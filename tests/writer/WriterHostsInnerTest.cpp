@@ -197,7 +197,7 @@ TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
     EXPECT_EQ(CHostSample::Alive(), 0);
 }
 
-TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
+TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_BlocksNoThread)
 {
     std::mutex hostMutex;
     ExpectToEnd(
@@ -222,7 +222,7 @@ TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_HoldsNobodyUp)
 }
 
 // The write or flush ends only after the submissions have returned: none can have waited for it.
-TEST_P(WriterHosts, DiskThatStandsStill_HoldsNoSubmissionUp)
+TEST_P(WriterHosts, DiskThatBlocks_BlocksNoSubmission)
 {
     for (const bool inWrite : {true, false})
     {
@@ -250,7 +250,7 @@ TEST_P(WriterHosts, DiskThatStandsStill_HoldsNoSubmissionUp)
     }
 }
 
-TEST_P(WriterHosts, DirectChunkThatWaitsForAFlush_HoldsNoSubmissionUp)
+TEST_P(WriterHosts, DirectChunkThatWaitsForAFlush_BlocksNoSubmission)
 {
     KrTest::CKrThreadGate gate;
     ASSERT_EQ(Open(), 1);
@@ -426,7 +426,7 @@ TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmiss
 
 // On a real file and in real time: a write of 700 ms, then flushes of a second. A few attempts rule out other
 // load on the machine.
-TEST_P(WriterHosts, SlowDisk_HoldsNoSubmissionUpFor20Milliseconds)
+TEST_P(WriterHosts, SlowDisk_BlocksNoSubmissionFor20Milliseconds)
 {
     const CKrTempFolder folder;
     const std::wstring path = folder.PathOf(L"slow.avi");

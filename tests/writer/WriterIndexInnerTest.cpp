@@ -306,7 +306,7 @@ TEST_F(StreamIndex, SurplusBeyond4028_IsDroppedWithItsIndex)
     EXPECT_FALSE(m_index.IsFull());
 }
 
-TEST_F(StreamIndex, FlushInParts_AppendsBehindWhatIsThere)
+TEST_F(StreamIndex, FlushInParts_AppendsAfterWhatIsThere)
 {
     Start(1000);
     m_index.Record(100'000, 10);

@@ -146,7 +146,7 @@ TEST_P(WriterLayoutOfSector, DataStartsAndEndsOnSectors)
 INSTANTIATE_TEST_SUITE_P(Sizes, WriterLayoutOfSector, testing::Values(512, 1024, 2048, 4096),
                          testing::PrintToStringParamName());
 
-TEST(WriterLayout, VolumeThatTellsNothing_CountsAs512)
+TEST(WriterLayout, VolumeThatReportsNothing_CountsAs512)
 {
     CKrRecorder recorder;
     recorder.files.SetBytesPerSector(0);

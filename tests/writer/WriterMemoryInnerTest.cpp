@@ -42,7 +42,7 @@ unsigned ForEveryFailedAllocation(Step&& step, Check&& check)
 }
 } // namespace
 
-TEST(WriterMemory, OpenThatMemoryIsTooShortFor_LeavesNoFile)
+TEST(WriterMemory, OpenOutOfMemory_LeavesNoFile)
 {
     CKrRecorder recorder(EKrWorker::None);
     const unsigned struck =
@@ -125,7 +125,7 @@ TEST(WriterMemory, CloseWithAQueueThatCannotBeWritten_CompletesTheFile)
 
 // Without a worker the submission itself fails: samples taken out of the queue are lost, which the close
 // reports.
-TEST(WriterMemory, SubmissionThatThrows_IsToldAtTheClose)
+TEST(WriterMemory, SubmissionThatThrows_IsReportedAtTheClose)
 {
     for (unsigned failing = 1; failing < 40; ++failing)
     {

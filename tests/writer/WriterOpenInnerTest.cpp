@@ -86,7 +86,7 @@ TEST_F(WriterOpen, AudioWithoutBlockAlignOrRate_IsRefused)
     refuse([](WAVEFORMATEX& format) { format.nSamplesPerSec = 0; });
 }
 
-TEST_F(WriterOpen, FileThatSomebodyReads_IsNeitherDeletedNorReplaced)
+TEST_F(WriterOpen, FileOpenForReading_IsNeitherDeletedNorReplaced)
 {
     m_recorder.files.Set(kRecordedPath, KrBytes{1, 2, 3});
     {
@@ -116,7 +116,7 @@ TEST_F(WriterOpen, CreateThatFails_FailsTheOpen)
     ExpectNothingLeft();
 }
 
-TEST_F(WriterOpen, EveryFailedOrShortWrite_LeavesNoFileBehind)
+TEST_F(WriterOpen, EveryFailedOrShortWrite_LeavesNoFile)
 {
     const auto open = [this](uint64_t number)
     {
@@ -153,7 +153,7 @@ TEST_F(WriterOpen, NoViewOfTheHeaders_RecordsAllTheSame)
     }
 }
 
-TEST_F(WriterOpen, FolderOfThePath_IsAskedForItsVolume)
+TEST_F(WriterOpen, FolderOfThePath_SelectsTheVolume)
 {
     const auto folderOf = [this](const wchar_t* path)
     {

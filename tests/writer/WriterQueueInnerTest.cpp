@@ -56,13 +56,13 @@ protected:
 };
 } // namespace
 
-TEST_F(SampleQueue, FirstFrame_GoesWithoutAudio)
+TEST_F(SampleQueue, FirstFrame_NeedsNoAudio)
 {
     Push(EKrStream::Video, 1000);
     EXPECT_EQ(Take(0), Lengths{1000});
 }
 
-TEST_F(SampleQueue, AudioBehind_HoldsTheVideo)
+TEST_F(SampleQueue, LateAudio_HoldsTheVideo)
 {
     Push(EKrStream::Video, 1000);
     EXPECT_EQ(Take(1), Lengths{}) << "the target is 4 bytes, none is scheduled";
@@ -256,7 +256,7 @@ TEST(WriterQueue, OrderFollowsFromTheSubmissionsAlone)
     }
 }
 
-TEST(WriterQueue, SampleThatCannotBeLocked_IsPassedOver)
+TEST(WriterQueue, SampleThatCannotBeLocked_IsSkipped)
 {
     for (const EKrWorker worker : {EKrWorker::Thread, EKrWorker::None})
     {

@@ -299,7 +299,7 @@ TEST_F(WriterSegment, GroupAtAnOddPosition_IsPredictedPartByPart)
 }
 
 // An odd chunk before it leaves the segment at an odd position; its data still starts on a sector.
-TEST_F(WriterSegment, HeadersBehindAnUnpaddedChunk_AreAlignedToo)
+TEST_F(WriterSegment, HeadersAfterAnUnpaddedChunk_AreAlignedToo)
 {
     m_recorder.written.hasDirectChunks = true;
     ASSERT_EQ(m_recorder.Open({.hasDirectChunks = true}), 1);

@@ -127,7 +127,7 @@ TEST_F(Writer, FileBeingWritten_IsRefusedToReaders)
     EXPECT_EQ(other->OpenFile(m_path.c_str(), &params, 0, nullptr), 1);
 }
 
-TEST_F(Writer, PoolThatGoesFirst_LeavesItsQueuedSamplesValid)
+TEST_F(Writer, PoolReleasedFirst_LeavesItsQueuedSamplesValid)
 {
     const SKrAviVideoParams params = Params();
     const WAVEFORMATEX format = WaveFormatFor({});

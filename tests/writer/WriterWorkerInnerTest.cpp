@@ -153,7 +153,7 @@ TEST_F(WriterWorker, OldIndexThatFailsOnce_IsWrittenByTheClose)
     EXPECT_TRUE(m_recorder.faults.FaultStruck());
 }
 
-TEST(WriterWorkSignal, StopGoesBeforeWork)
+TEST(WriterWorkSignal, StopPrecedesWork)
 {
     CKrWorkSignal signal;
     std::stop_source stop;
@@ -164,7 +164,7 @@ TEST(WriterWorkSignal, StopGoesBeforeWork)
     EXPECT_FALSE(signal.WaitForWork(stop.get_token())) << "although there is work";
 }
 
-TEST(WriterWorkSignal, Reset_ForgetsWhatWaited)
+TEST(WriterWorkSignal, Reset_DiscardsPendingSignals)
 {
     CKrWorkSignal signal;
     signal.Add();

@@ -1,7 +1,7 @@
 # Checks that no sanitizer affects: the interface, the package, the documents, and other programs that read our files.
 
 # Checks that need no emulator are run by the host's own shell; never as a bare target, which CTest would
-# hand to the emulator.
+# pass to the emulator.
 find_program(KR_BASH bash REQUIRED)
 add_test(NAME Exports COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/exports/check-exports.sh
   $<TARGET_FILE:KrRiffUtils> ${KR_EXPORTED_NAMES})

@@ -8,7 +8,7 @@
 
 namespace
 {
-// Bytes of a size that is no power of two, compared as a whole.
+// Bytes of a size that is not a power of two, compared as a whole.
 struct STriple
 {
     uint8_t a, b, c;

@@ -6,7 +6,7 @@ compiler=$1
 include=$2
 options=("${@:3}")
 strict=("${options[@]}" -std=c++17 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -x c++ -I "$include" -)
-windows=0 # whether the platform's own header is at hand
+windows=0 # whether the platform's own header is available
 echo '#include <windows.h>' | "$compiler" "${options[@]}" -fsyntax-only -x c++ - 2>/dev/null && windows=1
 
 count=0

@@ -224,7 +224,7 @@ TEST(AudioStatistics, IrregularSizes_GiveTheTotalsOfTheQuarters)
 
 TEST(AudioStatistics, MultipleOfFourChunks_LeaveTheFirstQuarterOneShort)
 {
-    // Eight chunks: entry 8, which would add the second one, never comes.
+    // Eight chunks: entry 8, which would add the second one, does not exist.
     EXPECT_EQ(PatternOf({1, 2, 4, 8, 16, 32, 64, 128}), (KrSizes{1, 4 + 8, 16 + 32, 64 + 128}));
     // Four: nothing is in the first quarter.
     EXPECT_EQ(PatternOf({1, 2, 4, 8}), (KrSizes{0, 2, 4, 8}));

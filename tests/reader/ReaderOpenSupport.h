@@ -17,7 +17,7 @@
 
 namespace KrTest
 {
-inline constexpr uint32_t kUntouched = 0x5A5A5A5A; // what outputs hold before a call
+inline constexpr uint32_t kUntouched = 0x5A5A5A5A; // the outputs before a call
 inline constexpr uint64_t kDefaultStart = ~uint64_t{0};
 
 [[nodiscard]] inline CKrRef<IKrRiffReader> NewReader()

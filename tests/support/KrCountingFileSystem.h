@@ -15,7 +15,7 @@ struct SKrReadCall
 {
     uint64_t position = 0;
     size_t count = 0; // requested bytes
-    size_t bytes = 0; // bytes that came
+    size_t bytes = 0; // bytes read
 
     bool operator==(const SKrReadCall&) const = default;
 };

@@ -125,7 +125,7 @@ def test_ctrl_c_on_windows(kravi):
         equal((result.code, result.err), (2, END.decode()), f"end of {arguments[0]}")
         equal(result.json()["error"]["cause"], "interrupted", f"object of {arguments[0]}")
         equal(kravi.names(), before, f"files behind {arguments[0]}")
-    # The signal is what ends it: an uninterrupted run writes its file.
+    # It is the signal that ends it: an uninterrupted run writes its file.
     kravi.write("few.raw", bytes(3 * 3000000))
     equal(kravi("write", "out.avi", "--raw", "few.raw", "--size", "1000x1000").code, 0, "a run of its own")
 

@@ -5,7 +5,6 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -9,9 +9,10 @@ namespace KrTool
 namespace
 {
 constexpr char kHatch[] =
-    R"svg(<defs><pattern id="hatch" width="7" height="7" patternUnits="userSpaceOnUse" patternTransform="rotate(45)">)svg"
-    R"svg(<rect width="7" height="7" class="hatch-paper"/><line x1="1" y1="0" x2="1" y2="7" class="hatch-line"/>)svg"
-    "</pattern></defs>\n";
+    R"svg(<defs><pattern id="hatch" width="7" height="7" patternUnits="userSpaceOnUse" )svg"
+    R"svg(patternTransform="rotate(45)"><rect width="7" height="7" class="hatch-paper"/>)svg"
+    R"svg(<line x1="1" y1="0" x2="1" y2="7" class="hatch-line"/></pattern></defs>)svg"
+    "\n";
 } // namespace
 
 uint64_t ByteBins(uint64_t width)

@@ -1,6 +1,7 @@
 #include "tools/avi/KrChunkKinds.h"
 
 #include "format/KrFourCC.h"
+#include "format/KrPrivateChunks.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,11 +20,11 @@ constexpr SKrChunkKind kChunks[] = {
     {kFccStrf, kInStrl, EKrBytes::Headers},    {kFccStrn, kInStrl, EKrBytes::Headers},
     {kFccStrd, kInStrl, EKrBytes::Headers},    {kFccVprp, kInStrl, EKrBytes::Headers},
     {kFccIndx, kInStrl, EKrBytes::Indexes},    {kFccDmlh, ListBit(EKrListKind::Odml), EKrBytes::Headers},
-    {kFccIdx1, kInSegment, EKrBytes::Indexes}, {kFccKrlA, kInSegment, EKrBytes::Private},
-    {kFccPrmA, kInSegment, EKrBytes::Private}, {kFccCtsI, kInSegment, EKrBytes::Private},
-    {kFccIdit, kAnywhere, EKrBytes::Other},    {kFccIsmp, kAnywhere, EKrBytes::Other},
-    {kFccIsft, kAnywhere, EKrBytes::Other},    {kFccJunk, kAnywhere, EKrBytes::Filler},
+    {kFccIdx1, kInSegment, EKrBytes::Indexes}, {kFccIdit, kAnywhere, EKrBytes::Other},
+    {kFccIsmp, kAnywhere, EKrBytes::Other},    {kFccIsft, kAnywhere, EKrBytes::Other},
+    {kFccJunk, kAnywhere, EKrBytes::Filler},
 };
+constexpr SKrChunkKind kPrivateChunk = {0, kInSegment, EKrBytes::Private}; // each of kPrivateChunkKinds
 
 constexpr SKrListKind kLists[] = {
     {kFccHdrl, kInSegment, EKrListKind::Hdrl},
@@ -37,6 +38,8 @@ constexpr SKrListKind kLists[] = {
 
 const SKrChunkKind* KindOfChunk(uint32_t id)
 {
+    if (FindPrivateChunkKind(id) != nullptr)
+        return &kPrivateChunk;
     const auto* const found = std::ranges::find(kChunks, id, &SKrChunkKind::id);
     return found == std::end(kChunks) ? nullptr : found;
 }

@@ -1,6 +1,7 @@
 // kravi info: what the reader and the headers say about a file.
 #include "format/KrAviIndexes.h"
 #include "format/KrFrameTables.h"
+#include "format/KrPrivateChunks.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkWalk.h"
@@ -15,6 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 
 namespace KrTool
 {
@@ -265,12 +267,24 @@ Json PrivateAspectJson(const CKrAviFile& file, int flavour)
     return Fraction(static_cast<uint32_t>(horizontal), ":", static_cast<uint32_t>(vertical));
 }
 
+// The ids of a flavour's chunks, last one first.
+std::string NamesOfFlavour(int flavour)
+{
+    std::string names;
+    for (const SKrPrivateChunkKind& kind : kPrivateChunkKinds)
+    {
+        if (kind.flavour == flavour)
+            names = FourCcText(kind.id) + (names.empty() ? "" : ", ") + names;
+    }
+    return names;
+}
+
 Json PrivateChunksJson(const CKrAviFile& file)
 {
     Json chunks = Json::array();
-    for (const int flavour : {1, 2})
+    for (int flavour = 1; flavour <= std::end(kPrivateChunkKinds)[-1].flavour; ++flavour)
         chunks.push_back({{"flavour", flavour},
-                          {"chunks", flavour == 1 ? "KrlA" : "CtsI, PrmA"},
+                          {"chunks", NamesOfFlavour(flavour)},
                           {"scanMode", PrivateScanModeJson(file, flavour)},
                           {"pixelAspect", PrivateAspectJson(file, flavour)}});
     return chunks;

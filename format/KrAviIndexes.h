@@ -30,6 +30,8 @@ void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry);
 // Sub-types of both OpenDML indexes: with the 64-bit one, positions of entries count from the file start in
 // a super index, and a standard index has entries of 24 bytes. The latter are outside OpenDML and accepted.
 inline constexpr uint8_t kIndexSubTypeDefault = 0;
+inline constexpr uint8_t kIndexSubTypeFields =
+    1; // entries name both fields of a frame: OpenDML's field index
 inline constexpr uint8_t kIndexSubType64Bit = 0x10;
 inline constexpr uint8_t kIndexOfIndexes = 0;
 inline constexpr uint8_t kIndexOfChunks = 1;
@@ -104,6 +106,9 @@ inline SKrStdIndexEntry DecodeStdIndexEntry(const uint8_t* from)
 }
 
 void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry);
+
+// Bytes of an entry of a field index: those of a standard index, and the offset of the second field.
+inline constexpr size_t kFieldIndexEntrySize = 12;
 
 // One entry of a standard index of the 64-bit sub-type; twelve bytes that are ignored end it.
 struct SKrWideIndexEntry

@@ -12,6 +12,7 @@
 
 inline constexpr size_t kChunkHeaderSize = 8; // id and size
 inline constexpr size_t kListHeaderSize = 12; // id, size, and form or list type
+inline constexpr uint64_t kListTypeSize = 4;  // of that type, which stands before the first sub-chunk
 
 // The first bytes of a chunk as stored.
 struct SKrChunkHeader

@@ -88,4 +88,17 @@ constexpr uint32_t KrDataChunkId(uint32_t stream, EKrDataKind kind)
     return uint32_t{'0'} | digit << 8 | static_cast<uint32_t>(kind) << 16;
 }
 
+// No stream: of a chunk id that names none.
+inline constexpr uint32_t kNotAStream = 0xFFFFFFFF;
+
+// The stream that a data chunk belongs to, 0 to 99, as AVI writers number them: in decimal. kNotAStream for
+// other ids, those of index chunks among them ('ix00', and '00ix' of some writers).
+constexpr uint32_t KrStreamNumber(uint32_t chunkId)
+{
+    const uint32_t tens = (chunkId & 0xFF) - '0';
+    const uint32_t ones = (chunkId >> 8 & 0xFF) - '0';
+    const bool isIndex = chunkId >> 16 == (uint32_t{'i'} | uint32_t{'x'} << 8);
+    return tens < 10 && ones < 10 && !isIndex ? tens * 10 + ones : kNotAStream;
+}
+
 #endif

@@ -24,6 +24,30 @@ inline constexpr size_t kMaxAudioStreams = 8;
 // Streams 0 to 15 have data chunk ids: their number fits one hexadecimal digit after a zero.
 inline constexpr uint32_t kDataStreamLimit = 16;
 
+// Streams that two decimal digits can name, as the ids of their chunks do in other writers' files.
+inline constexpr uint32_t kStreamLimit = 100;
+
+// Segments that are looked for. More than any disk holds, with a gigabyte each.
+inline constexpr size_t kMostSegments = 4096;
+
+// Levels of index chunks in index chunks: OpenDML describes two, and nobody makes more than three.
+inline constexpr int kDeepestIndex = 4;
+
+// A super index is read in slices of this: those of several levels are in memory at the same time.
+inline constexpr size_t kSuperIndexSlice = 64 * 1024;
+
+// Entries of 'idx1' that a load passes over at once: for each such piece the reader remembers how many there
+// are of each stream.
+inline constexpr size_t kOldIndexPiece = 4096;
+
+// Entries of 'idx1' that are tried, beside the first and the last, to find from where its offsets count; and
+// entries that stand for no chunk, one after the other, that are passed over for one of them.
+inline constexpr uint64_t kSpreadEntries = 64;
+inline constexpr uint64_t kMostEntriesPassedOver = 64;
+
+// Chunk headers of 'movi' that are read for the ids of the streams that no index knows.
+inline constexpr int kMostHeadersForIds = 1000;
+
 // Index positions are signed 32-bit distances from the start of the file: from 2 GiB on they point before it.
 inline constexpr uint32_t kFirstUnreachableIndex = 0x80000000;
 

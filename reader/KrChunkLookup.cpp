@@ -8,9 +8,6 @@
 
 namespace
 {
-// The type of a container lies before its first sub-chunk.
-constexpr uint64_t kTypeSize = 4;
-
 bool LiesInside(const SKrRiffChunkInfo& parent, uint64_t position)
 {
     return position >= parent.offset && position - parent.offset < parent.cksize;
@@ -139,7 +136,7 @@ std::optional<SKrRiffChunkInfo> ReadSubChunk(CKrFileCursor& cursor, const SKrRif
     if (previous != nullptr)
         SeekPast(cursor, *previous);
     else
-        cursor.SeekTo(parent.offset + kTypeSize);
+        cursor.SeekTo(parent.offset + kListTypeSize);
     SKrRiffChunkInfo chunk = {};
     const bool found = FindChunk(cursor, chunk, &parent, EKrLookupMode::AnyChunk, kWalkZeroLimit);
     return found ? std::optional(chunk) : std::nullopt;

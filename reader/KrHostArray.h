@@ -3,14 +3,11 @@
 #define KR_READER_KRHOSTARRAY_H
 
 #include "KrRiffUtils/KrFramework.h"
-#include "KrRiffUtils/KrRiffTypes.h"
 
 #include <cstdint>
 
 namespace KrHostArray
 {
-using Entries = CArray<SKrChunkIndexEntry>;
-
 #if defined(KR_USE_MFC)
 
 template <class Array>
@@ -19,7 +16,8 @@ bool IsUsable(const Array&)
     return true;
 }
 
-inline bool TrySetSize(Entries& entries, uint64_t size)
+template <class Entries>
+bool TrySetSize(Entries& entries, uint64_t size)
 {
     try
     {
@@ -34,7 +32,8 @@ inline bool TrySetSize(Entries& entries, uint64_t size)
 }
 
 // The framework reallocates for that, and keeps the elements when out of memory.
-inline void FreeUnused(Entries& entries)
+template <class Entries>
+void FreeUnused(Entries& entries)
 {
     try
     {
@@ -56,12 +55,14 @@ bool IsUsable(const Array& array)
     return array.IsStandIn();
 }
 
-inline bool TrySetSize(Entries& entries, uint64_t size)
+template <class Entries>
+bool TrySetSize(Entries& entries, uint64_t size)
 {
     return size <= static_cast<uint64_t>(INTPTR_MAX) && entries.TrySetSize(static_cast<intptr_t>(size));
 }
 
-inline void FreeUnused(Entries& entries)
+template <class Entries>
+void FreeUnused(Entries& entries)
 {
     entries.FreeExtra();
 }
@@ -69,7 +70,8 @@ inline void FreeUnused(Entries& entries)
 #endif
 
 // Shrinks the array to what was produced and frees the rest of its memory.
-inline void CutTo(Entries& entries, uint64_t size)
+template <class Entries>
+void CutTo(Entries& entries, uint64_t size)
 {
     if (static_cast<uint64_t>(entries.GetSize()) == size)
         return;

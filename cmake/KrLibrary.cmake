@@ -18,15 +18,22 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrChunkSearch.cpp
   reader/KrChunkTree.cpp
   reader/KrFileCursor.cpp
+  reader/KrFileLayout.cpp
+  reader/KrFirstChunks.cpp
   reader/KrHeaderParser.cpp
   reader/KrIndexBlock.cpp
+  reader/KrIndexDirectory.cpp
   reader/KrIndexLoader.cpp
   reader/KrIndexLocator.cpp
+  reader/KrOldIndex.cpp
+  reader/KrOldIndexBase.cpp
   reader/KrPrivateChunkScan.cpp
   reader/KrRiffReader.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp
   reader/KrStreamStatistics.cpp
+  reader/KrStreamIndexes.cpp
+  reader/KrStreamTable.cpp
   reader/KrSuperIndex.cpp
   reader/KrVideoFormat.cpp
   riffutils/KrPrivateChunkQuery.cpp

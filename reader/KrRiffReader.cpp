@@ -1,6 +1,6 @@
 #include "reader/KrRiffReader.h"
 
-#include "format/KrFourCC.h"
+#include "format/KrChunkHeader.h"
 #include "reader/KrHeaderParser.h"
 #include "reader/KrHostArray.h"
 #include "reader/KrRawRead.h"
@@ -11,7 +11,6 @@
 namespace
 {
 constexpr uint64_t kDefaultStart = std::numeric_limits<uint64_t>::max();
-constexpr uint64_t kListTypeSize = 4;
 
 // The table of virtual operations of this class, noted by the first object made. Every ABI that the library
 // is built for keeps the pointer to it at the start of an object.
@@ -97,6 +96,7 @@ int CKrRiffReader::Open(const wchar_t* path)
         return 0;
     m_cursor.SeekTo(0);
     m_path = std::move(keptPath);
+    m_streams.Attach(m_file, *size, m_state.declarations);
     guard.Opened();
     return 1;
 }
@@ -125,6 +125,8 @@ void CKrRiffReader::Attach(std::unique_ptr<IKrFile> file, uint64_t size)
 void CKrRiffReader::Detach()
 {
     m_tree.Clear();
+    m_indexes.Clear();
+    m_streams.Detach();
     m_cursor.Detach();
     m_path.clear();
     m_state.totalFrames = 0;

@@ -11,7 +11,9 @@
 #include "reader/KrChunkSearch.h"
 #include "reader/KrChunkTree.h"
 #include "reader/KrFileCursor.h"
+#include "reader/KrStreamIndexes.h"
 #include "reader/KrStreamState.h"
+#include "reader/KrStreamTable.h"
 
 #include <cstdint>
 #include <memory>
@@ -54,6 +56,10 @@ public:
                            double* duration) override;
     int LoadVideoIndex(CArray<SKrChunkIndexEntry>& out) override;
     int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) override;
+    uint32_t GetStreamCount() override;
+    int GetStreamProperties(uint32_t stream, SKrStreamProperties* properties) override;
+    uint32_t ReadStreamFormat(uint32_t stream, void* buffer, uint32_t size) override;
+    int LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out) override;
 
 private:
     class CDetachUnlessOpened;
@@ -68,13 +74,14 @@ private:
 
     IKrFileSystem& m_fileSystem;
 
-    // Guards everything up to m_search. Taken after the cache's lock, never before it.
+    // Guards everything up to m_indexes. Taken after the cache's lock, never before it.
     CKrReentrantLock m_lock;
     std::wstring m_path; // of the open file
     SKrStreamState m_state;
     CKrFileCursor m_cursor;
     CKrChunkTree m_tree;
     CKrChunkSearch m_search;
+    CKrStreamIndexes m_indexes;
 
     // After 'hdrl'; 0 when no header list was found. Kept: a Close that finds the reader busy sets it to 0,
     // so it changes without the lock.
@@ -85,6 +92,7 @@ private:
     CKrMutex m_sharedLock;
     std::shared_ptr<IKrFile> m_file; // null: closed. Changed under both locks, read under either.
     SKrStreamFacts m_facts;          // under m_sharedLock
+    CKrStreamTable m_streams;        // has a lock of its own
 };
 
 #endif

@@ -1,4 +1,4 @@
-// The streams of a file: the parse, the two stream queries, the index loads.
+// The streams of a file: the parse, the stream queries, the index loads.
 #include "reader/KrRiffReader.h"
 
 #include "format/KrFrameTables.h"
@@ -47,12 +47,19 @@ void CKrRiffReader::ApplyPixelAspectAndScanMode()
     if (format.displayWidth == 0 || format.frameRate == kNoFrameRate)
         return;
     CKrPrivateChunkScan chunks(m_cursor, *m_file);
+    m_state.declarations.stream = m_state.videoStreamNumber;
     EKrScanMode scanMode = EKrScanMode::Unknown;
     if (KrPrivateValues::ScanMode(chunks, KrPrivateValues::kAnyFlavour, scanMode))
+    {
         format.scanMode = static_cast<int32_t>(scanMode);
+        m_state.declarations.flags |= kDeclaresScanMode;
+    }
     SKrPixelAspect aspect;
     if (KrPrivateValues::PixelAspect(chunks, KrPrivateValues::kAnyFlavour, aspect))
+    {
         ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
+        m_state.declarations.flags |= kDeclaresPixelAspect;
+    }
 }
 
 uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression,
@@ -111,4 +118,29 @@ int CKrRiffReader::LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunk
     if (!scope.Entered() || m_file == nullptr || pattern == nullptr)
         return 0;
     return CKrIndexLoader(*m_file, m_cursor.Size(), m_state).LoadAudio(out, *pattern) ? 1 : 0;
+}
+
+uint32_t CKrRiffReader::GetStreamCount()
+{
+    return m_streams.Count();
+}
+
+int CKrRiffReader::GetStreamProperties(uint32_t stream, SKrStreamProperties* properties)
+{
+    if (properties == nullptr || properties->size < sizeof(SKrStreamProperties))
+        return 0;
+    return m_streams.Properties(stream, *properties) ? 1 : 0;
+}
+
+uint32_t CKrRiffReader::ReadStreamFormat(uint32_t stream, void* buffer, uint32_t size)
+{
+    return buffer != nullptr ? m_streams.ReadFormat(stream, buffer, size) : 0;
+}
+
+int CKrRiffReader::LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out)
+{
+    CKrTryLockScope scope(m_lock);
+    if (!scope.Entered() || m_file == nullptr)
+        return 0;
+    return m_indexes.Load(m_streams, *m_file, m_cursor.Size(), stream, first, out) ? 1 : 0;
 }

@@ -10,6 +10,16 @@
 
 inline constexpr uint32_t kNotLocated = 0xFFFFFFFF;
 
+// What the private chunks declare about the pictures of one stream.
+struct SKrDeclarations
+{
+    uint32_t stream = kNotLocated;
+    uint32_t flags = 0; // of SKrStreamProperties
+};
+
+inline constexpr uint32_t kDeclaresScanMode = 4;
+inline constexpr uint32_t kDeclaresPixelAspect = 8;
+
 // Where a stream's index was found. Positions are kept in 32 bits.
 struct SKrLocatedIndex
 {
@@ -42,6 +52,7 @@ struct SKrStreamState
     uint32_t videoCompression = 0;
     uint16_t videoBitCount = 0;
     SKrAviVideoParams videoFormat = {};
+    SKrDeclarations declarations;
     SKrLocatedIndex videoIndex;
     bool openDmlIndex = false; // the video stream has an 'indx'; decides for audio as well
 

@@ -17,9 +17,10 @@
 // null, or nothing done) instead of waiting. GetFileLength waits for it. ReadChunkData and ReadAt take no
 // lock, may run on several threads at once, and during Close and Open read the file that was open when they
 // started. The two stream queries take none either and report the last Open that parsed a file, even after
-// Close, when only the frame count is 0. A walk or search is state of the reader, not of the thread, and its
-// nodes and records are valid until the file is closed: hosts that share a reader serialise walks and
-// searches. See docs/threads.md.
+// Close, when only the frame count is 0. GetStreamCount, GetStreamProperties and ReadStreamFormat take none
+// and answer from the file that is open, whose headers they read when first asked. A walk or search is state
+// of the reader, not of the thread, and its nodes and records are valid until the file is closed: hosts that
+// share a reader serialise walks and searches. See docs/threads.md.
 class IKrRiffReader : public IKrUnknown
 {
 public:
@@ -110,6 +111,35 @@ public:
     // The same for the first kept audio stream, with a summary of its chunk sizes. Reads the kind of index,
     // OpenDML or 'idx1', that the video stream has.
     virtual int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) = 0;
+
+    // The number of streams of any type that the open file's header list describes: its 'strl' lists (AVI
+    // 1.0), at most the first 100. Unlike the queries above this does not depend on the index flag of 'avih',
+    // nor on formats that the reader knows. 0 when no file is open, for a file that is not RIFF 'AVI ', and
+    // when its headers cannot be read. Takes no lock.
+    virtual uint32_t GetStreamCount() = 0;
+
+    // Fills the caller's record, whose `size` the caller has set: exactly so many bytes as the record had
+    // when it was published, or as this library knows, whichever is less. Streams are numbered from 0, in the
+    // order of their 'strl' lists. Returns 0 and writes nothing for a null record, a size below 64, a stream
+    // that is not there, and when the file cannot be read. Takes no lock.
+    virtual int GetStreamProperties(uint32_t stream, SKrStreamProperties* properties) = 0;
+
+    // Copies the first `size` bytes of the stream's 'strf', or as many as there are, into the caller's buffer
+    // and returns how many: a BITMAPINFOHEADER with what follows it for 'vids', a WAVEFORMATEX with its extra
+    // bytes for 'auds' (AVI 1.0). 0 when there are none and after a failure. Takes no lock.
+    virtual uint32_t ReadStreamFormat(uint32_t stream, void* buffer, uint32_t size) = 0;
+
+    // Loads the chunks of a stream of any type, empty ones included, into the caller's array in the order of
+    // the stream's index, from number `first` on; numbers count from 0 and count every entry of the index.
+    // Reads the stream's own 'indx' (OpenDML 1.02: standard and field indexes, also through super indexes of
+    // super indexes), and of that only the blocks that hold these entries; a stream without one has the
+    // entries of 'idx1' (AVI 1.0) whose ids begin with its number in two decimal digits, of all segments and
+    // in 'rec ' lists too. The offsets in 'idx1' count from the start of the file, from the list type of
+    // 'movi', or from the first chunk, whichever meets most chunks of the ids that the entries name. An entry
+    // whose bytes are not all in the file is left out, and counted in SKrStreamProperties::droppedEntries.
+    // Returns 1, with an empty array, also when there are no entries from `first` on; 0 for a stream that has
+    // no index, or is not there. After a failure (0) the array's content is undefined.
+    virtual int LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out) = 0;
 };
 
 #endif

@@ -31,6 +31,36 @@ struct SKrChunkIndexEntry
     uint32_t reserved; // always 0
 };
 
+// What one 'strl' list says of its stream, of any type. Values are those of 'strh' (AVI 1.0) as they stand in
+// the file, unless another source is named.
+struct SKrStreamProperties
+{
+    uint32_t size;                // in: sizeof(SKrStreamProperties). No more than so many bytes are written
+    uint32_t type;                // FourCC: 'vids', 'auds', 'txts', 'mids', ...
+    uint32_t handler;             // FourCC of the codec, or 0
+    uint32_t chunkId;             // id of the stream's first data chunk, such as '00dc'; 0: none was found
+    uint32_t rate;                // rate / scale is the number of units in a second; either may be 0
+    uint32_t scale;               // the other part of that fraction
+    uint32_t start;               // where the stream starts, in units of scale / rate seconds
+    uint32_t length;              // of the stream, in the same units: frames, or sample frames
+    uint32_t sampleSize;          // bytes of a unit; 0: units differ in size
+    uint32_t suggestedBufferSize; // bytes
+    uint32_t formatSize;          // bytes of 'strf' that the file holds
+    uint32_t flags;          // 1: has an 'indx' (OpenDML 1.02); 2: has entries in 'idx1' (AVI 1.0). Of the
+                             // video stream that GetVideoStreamInfo reports: 4: the file declares its scan
+                             // mode, 8: its pixel aspect ratio (private chunks)
+    uint32_t droppedEntries; // by the last LoadStreamIndex of the stream: entries outside the file
+    uint32_t reserved[3];    // 0
+};
+
+// One data chunk of a stream of any type, as the stream's index gives it.
+struct SKrStreamIndexEntry
+{
+    uint64_t position; // absolute file position of the chunk's payload
+    uint32_t size;     // payload length in bytes; 0: an empty chunk, which stands for a repeated frame
+    uint32_t flags;    // 1: key frame
+};
+
 // Summary of the chunk sizes of an audio stream. `kind` selects one of two meanings of the fields.
 //
 // kind == 1: the sizes repeat. bytesPerPeriod bytes in chunksPerPeriod chunks make one period; the last chunk
@@ -123,6 +153,21 @@ static_assert(offsetof(SKrRiffChunkInfo, cksize) == 4 && offsetof(SKrRiffChunkIn
 static_assert(sizeof(SKrRiffChunkNode) == 24 && offsetof(SKrRiffChunkNode, chunk) == 0, "fixed layout");
 static_assert(sizeof(SKrChunkIndexEntry) == 16 && offsetof(SKrChunkIndexEntry, size) == 8 &&
                   offsetof(SKrChunkIndexEntry, reserved) == 12,
+              "fixed layout");
+static_assert(sizeof(SKrStreamProperties) == 64 && offsetof(SKrStreamProperties, type) == 4 &&
+                  offsetof(SKrStreamProperties, handler) == 8 &&
+                  offsetof(SKrStreamProperties, chunkId) == 12 && offsetof(SKrStreamProperties, rate) == 16 &&
+                  offsetof(SKrStreamProperties, scale) == 20 && offsetof(SKrStreamProperties, start) == 24 &&
+                  offsetof(SKrStreamProperties, length) == 28 &&
+                  offsetof(SKrStreamProperties, sampleSize) == 32 &&
+                  offsetof(SKrStreamProperties, suggestedBufferSize) == 36 &&
+                  offsetof(SKrStreamProperties, formatSize) == 40 &&
+                  offsetof(SKrStreamProperties, flags) == 44 &&
+                  offsetof(SKrStreamProperties, droppedEntries) == 48 &&
+                  offsetof(SKrStreamProperties, reserved) == 52,
+              "fixed layout");
+static_assert(sizeof(SKrStreamIndexEntry) == 16 && offsetof(SKrStreamIndexEntry, size) == 8 &&
+                  offsetof(SKrStreamIndexEntry, flags) == 12,
               "fixed layout");
 static_assert(sizeof(SKrAudioChunkPattern) == 16 && offsetof(SKrAudioChunkPattern, bytesPerPeriod) == 4 &&
                   offsetof(SKrAudioChunkPattern, chunksPerPeriod) == 8 &&

@@ -218,6 +218,40 @@ void ReadIndexes(IKrRiffReader& reader)
         CHECK(foreign[word] == word + 1);
 }
 
+void ReadAllStreams(IKrRiffReader& reader)
+{
+    CHECK(reader.GetStreamCount() == 2);
+    SKrStreamProperties stream = {};
+    CHECK(reader.GetStreamProperties(0, &stream) == 0);
+    stream.size = sizeof stream;
+    CHECK(reader.GetStreamProperties(0, &stream) == 1);
+    CHECK(stream.type == 0x73646976 && stream.chunkId == 0x63643030 && stream.handler == kMjpg);
+    CHECK(stream.rate == 25 && stream.scale == 1 && stream.length == kFrames && stream.formatSize == 40);
+    CHECK(stream.flags == (1 | 2 | 4 | 8) && stream.droppedEntries == 0);
+    CHECK(reader.GetStreamProperties(1, &stream) == 1 && stream.sampleSize == 4 && stream.flags == (1 | 2));
+    CHECK(reader.GetStreamProperties(2, &stream) == 0);
+    WAVEFORMATEX format = {};
+    CHECK(reader.ReadStreamFormat(1, &format, sizeof format) == 18 && format.nSamplesPerSec == 48000);
+    CArray<SKrStreamIndexEntry> entries;
+    for (int first = 0; first <= kFrames; first += 10)
+    {
+        CHECK(reader.LoadStreamIndex(0, static_cast<uint64_t>(first), entries) == 1);
+        CHECK(entries.GetSize() == kFrames - first);
+        for (int number = first; number < kFrames; ++number)
+        {
+            const SKrStreamIndexEntry& entry = entries[number - first];
+            CHECK(entry.size == static_cast<uint32_t>(FrameBytes(number)) && entry.flags == 1);
+            CHECK(reader.ReadAt(entry.position, g_read, entry.size) == entry.size);
+            CHECK(memcmp(g_read, g_video[number], entry.size) == 0);
+        }
+    }
+    CHECK(reader.LoadStreamIndex(2, 0, entries) == 0);
+    uint64_t foreign[5] = {1, 2, 3, 4, 5};
+    CHECK(reader.LoadStreamIndex(0, 0, *reinterpret_cast<CArray<SKrStreamIndexEntry>*>(foreign)) == 0);
+    for (uint64_t word = 0; word < 5; ++word)
+        CHECK(foreign[word] == word + 1);
+}
+
 // All eight queries; `source` is a reader or a path.
 template <class Source>
 void Query(Source source)
@@ -252,6 +286,7 @@ void Read()
     Search(*reader);
     ReadStreams(*reader);
     ReadIndexes(*reader);
+    ReadAllStreams(*reader);
     Query(reader);
     CHostReader ours(*reader);
     Query(static_cast<IKrRiffReader*>(&ours));

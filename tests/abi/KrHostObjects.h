@@ -149,6 +149,19 @@ public:
     {
         return m_reader.LoadAudioIndex(out, pattern);
     }
+    uint32_t GetStreamCount() override { return m_reader.GetStreamCount(); }
+    int GetStreamProperties(uint32_t stream, SKrStreamProperties* properties) override
+    {
+        return m_reader.GetStreamProperties(stream, properties);
+    }
+    uint32_t ReadStreamFormat(uint32_t stream, void* buffer, uint32_t size) override
+    {
+        return m_reader.ReadStreamFormat(stream, buffer, size);
+    }
+    int LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out) override
+    {
+        return m_reader.LoadStreamIndex(stream, first, out);
+    }
 
 private:
     IKrRiffReader& m_reader;

@@ -26,6 +26,7 @@ const KrEntry g_table[] = {
     &Entry<0>,  &Entry<1>,  &Entry<2>,  &Entry<3>,  &Entry<4>,  &Entry<5>,  &Entry<6>,  &Entry<7>,
     &Entry<8>,  &Entry<9>,  &Entry<10>, &Entry<11>, &Entry<12>, &Entry<13>, &Entry<14>, &Entry<15>,
     &Entry<16>, &Entry<17>, &Entry<18>, &Entry<19>, &Entry<20>, &Entry<21>, &Entry<22>, &Entry<23>,
+    &Entry<24>, &Entry<25>, &Entry<26>, &Entry<27>, &Entry<28>, &Entry<29>, &Entry<30>, &Entry<31>,
 };
 
 struct SFake
@@ -65,6 +66,7 @@ Interface* Fake()
 int main()
 {
     CArray<SKrChunkIndexEntry> entries;
+    CArray<SKrStreamIndexEntry> streamEntries;
 #define SLOT(Interface, Slot, Operation, Arguments)                                                          \
     Fake<Interface>()->Operation Arguments;                                                                  \
     Check(#Interface "::" #Operation, (Slot) + kMoreDestructors);

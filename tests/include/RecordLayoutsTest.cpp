@@ -64,6 +64,65 @@ TEST(RecordLayouts, ChunkIndexEntry_Has16Bytes)
               expected);
 }
 
+TEST(RecordLayouts, StreamProperties_Have64Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04, // size
+        0x11, 0x12, 0x13, 0x14, // type
+        0x21, 0x22, 0x23, 0x24, // handler
+        0x31, 0x32, 0x33, 0x34, // chunkId
+        0x41, 0x42, 0x43, 0x44, // rate
+        0x51, 0x52, 0x53, 0x54, // scale
+        0x61, 0x62, 0x63, 0x64, // start
+        0x71, 0x72, 0x73, 0x74, // length
+        0x81, 0x82, 0x83, 0x84, // sampleSize
+        0x91, 0x92, 0x93, 0x94, // suggestedBufferSize
+        0xA1, 0xA2, 0xA3, 0xA4, // formatSize
+        0xB1, 0xB2, 0xB3, 0xB4, // flags
+        0xC1, 0xC2, 0xC3, 0xC4, // droppedEntries
+        0xD1, 0xD2, 0xD3, 0xD4, // reserved
+        0xE1, 0xE2, 0xE3, 0xE4, 0xF1, 0xF2, 0xF3, 0xF4,
+    };
+    EXPECT_EQ(ImageOf<SKrStreamProperties>(
+                  [](SKrStreamProperties& stream)
+                  {
+                      stream.size = 0x04030201;
+                      stream.type = 0x14131211;
+                      stream.handler = 0x24232221;
+                      stream.chunkId = 0x34333231;
+                      stream.rate = 0x44434241;
+                      stream.scale = 0x54535251;
+                      stream.start = 0x64636261;
+                      stream.length = 0x74737271;
+                      stream.sampleSize = 0x84838281;
+                      stream.suggestedBufferSize = 0x94939291;
+                      stream.formatSize = 0xA4A3A2A1;
+                      stream.flags = 0xB4B3B2B1;
+                      stream.droppedEntries = 0xC4C3C2C1;
+                      stream.reserved[0] = 0xD4D3D2D1;
+                      stream.reserved[1] = 0xE4E3E2E1;
+                      stream.reserved[2] = 0xF4F3F2F1;
+                  }),
+              expected);
+}
+
+TEST(RecordLayouts, StreamIndexEntry_Has16Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, // position
+        0x11, 0x12, 0x13, 0x14,                         // size
+        0x21, 0x22, 0x23, 0x24,                         // flags
+    };
+    EXPECT_EQ(ImageOf<SKrStreamIndexEntry>(
+                  [](SKrStreamIndexEntry& entry)
+                  {
+                      entry.position = 0x0807060504030201;
+                      entry.size = 0x14131211;
+                      entry.flags = 0x24232221;
+                  }),
+              expected);
+}
+
 TEST(RecordLayouts, AudioChunkPattern_Has16Bytes)
 {
     const KrImage expected = {

@@ -35,6 +35,10 @@ public:
     int GetAudioStreamInfo(SKrWaveFormatInfo*, int*, uint32_t*, double*) override { return 0; }
     int LoadVideoIndex(CArray<SKrChunkIndexEntry>&) override { return 0; }
     int LoadAudioIndex(CArray<SKrChunkIndexEntry>&, SKrAudioChunkPattern*) override { return 0; }
+    uint32_t GetStreamCount() override { return 0; }
+    int GetStreamProperties(uint32_t, SKrStreamProperties*) override { return 0; }
+    uint32_t ReadStreamFormat(uint32_t, void*, uint32_t) override { return 0; }
+    int LoadStreamIndex(uint32_t, uint64_t, CArray<SKrStreamIndexEntry>&) override { return 0; }
 };
 } // namespace
 

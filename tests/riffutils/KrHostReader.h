@@ -165,6 +165,15 @@ public:
     int LoadVideoIndex(CArray<SKrChunkIndexEntry>&) override { return Unexpected(); }
     int LoadAudioIndex(CArray<SKrChunkIndexEntry>&, SKrAudioChunkPattern*) override { return Unexpected(); }
 
+    // A host that was built before these were there has no such operations.
+    uint32_t GetStreamCount() override { return static_cast<uint32_t>(Unexpected()); }
+    int GetStreamProperties(uint32_t, SKrStreamProperties*) override { return Unexpected(); }
+    uint32_t ReadStreamFormat(uint32_t, void*, uint32_t) override
+    {
+        return static_cast<uint32_t>(Unexpected());
+    }
+    int LoadStreamIndex(uint32_t, uint64_t, CArray<SKrStreamIndexEntry>&) override { return Unexpected(); }
+
 private:
     void Note(const char* operation)
     {

@@ -1,6 +1,7 @@
-// Any bytes as a file: both index loads, twice each, with the same result.
+// Any bytes as a file: the index loads, twice each, with the same result.
 #include "fuzz/KrFuzzing.h"
 #include "reader/KrRiffReader.h"
+#include "tests/reader/AllStreamsSupport.h"
 #include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrMemoryFileSystem.h"
 
@@ -26,6 +27,23 @@ void LoadTwice(Load&& load, uint64_t size)
     for (const auto& [position, bytes] : first.entries)
         ASSERT_LT(position, size);
 }
+
+// The second load starts where a block may start, or end, or be in the middle.
+void LoadStream(CKrRiffReader& reader, uint32_t stream, uint64_t first, uint64_t size)
+{
+    const SKrStreamAnswer all = LoadStreamOf(reader, stream);
+    const uint32_t dropped = PropertiesOf(reader, stream).droppedEntries;
+    for (const SKrChunkPlace& place : all.entries)
+        ASSERT_LE(place.position + place.size, size);
+    const SKrStreamAnswer rest = LoadStreamOf(reader, stream, first);
+    ASSERT_EQ(rest.status, all.status);
+    ASSERT_LE(rest.entries.size(), all.entries.size());
+    ASSERT_TRUE(std::equal(rest.entries.rbegin(), rest.entries.rend(), all.entries.rbegin()));
+    if (dropped == 0)
+    {
+        ASSERT_EQ(rest.entries.size(), all.entries.size() - std::min<size_t>(first, all.entries.size()));
+    }
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -37,5 +55,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     LoadTwice([&] { return LoadVideoOf(reader); }, size);
     LoadTwice([&] { return LoadAudioOf(reader); }, size);
+    for (uint32_t stream = 0; stream < reader.GetStreamCount(); ++stream)
+        LoadStream(reader, stream, data[size - 1] % 16u, size);
     return 0;
 }

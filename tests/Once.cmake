@@ -16,10 +16,14 @@ add_subdirectory(abi)
 if(NOT CMAKE_CROSSCOMPILING)
   add_executable(KrMakeFiles peers/MakeFiles.cpp)
   target_link_libraries(KrMakeFiles PRIVATE KrTestSupport KrRiffUtilsObjects GTest::gtest)
+  add_executable(KrListStreams peers/ListStreams.cpp)
+  target_link_libraries(KrListStreams PRIVATE KrRiffUtils)
 endif()
 if(KR_TEST_PEERS AND TARGET KrMakeFiles)
   add_test(NAME Peers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/peers_test.py
     $<TARGET_FILE:KrMakeFiles>)
+  add_test(NAME PeersStreams COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/streams_test.py
+    $<TARGET_FILE:KrListStreams>)
   if(TARGET kravi)
     add_test(NAME PeersVerified COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/verify_test.py
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrMakeFiles>)

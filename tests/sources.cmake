@@ -22,6 +22,7 @@ set(KR_PUBLIC_TEST_SOURCES
   include/DWordArrayTest.cpp
   include/RecordLayoutsTest.cpp
   pool/MediaSamplePoolTest.cpp
+  reader/AllStreamsTest.cpp
   reader/AudioStatisticsTest.cpp
   reader/BigFileTest.cpp
   reader/ChunkSearchTest.cpp
@@ -121,6 +122,9 @@ set(KR_INNER_TEST_SOURCES
   reader/ReaderMemoryInnerTest.cpp
   reader/ReaderOpenInnerTest.cpp
   reader/StreamDetectionInnerTest.cpp
+  reader/StreamIndexLoadInnerTest.cpp
+  reader/StreamOldIndexInnerTest.cpp
+  reader/StreamTableInnerTest.cpp
   reader/StreamInfoInnerTest.cpp
   reader/VideoFormatInnerTest.cpp
   riffutils/QueryLockInnerTest.cpp
@@ -176,6 +180,7 @@ set(KR_THREAD_TEST_SOURCES
   reader/ReaderLockExitsInnerTest.cpp
   reader/ReaderLockTest.cpp
   reader/ReaderMemoryInnerTest.cpp
+  reader/StreamTableInnerTest.cpp
   reliability/ThreadsInnerTest.cpp
   riffutils/HostReaderTest.cpp
   riffutils/QueryLockInnerTest.cpp

@@ -3,6 +3,7 @@
 #define KR_TESTS_READER_HOSTILEFILESUPPORT_H
 
 #include "KrRiffUtils/KrRiffUtils.h"
+#include "tests/reader/AllStreamsSupport.h"
 #include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrNarrowFileSystem.h"
@@ -53,6 +54,7 @@ public:
     {
         ExpectLoadWithin(LoadVideoOf(m_reader));
         ExpectLoadWithin(LoadAudioOf(m_reader));
+        UseAllStreams();
         WalkAll();
         EXPECT_LE(SearchAll(), m_size / 8);
         AskAll();
@@ -116,6 +118,25 @@ private:
         EXPECT_LE(load.entries.size(), m_size / 8);
         for (const auto& [position, size] : load.entries)
             ASSERT_LT(position, m_size);
+    }
+
+    void UseAllStreams()
+    {
+        const uint32_t count = m_reader.GetStreamCount();
+        EXPECT_LE(count, 100u);
+        for (uint32_t stream = 0; stream < count; ++stream)
+        {
+            const SKrStreamAnswer all = LoadStreamOf(m_reader, stream);
+            EXPECT_LE(all.entries.size(), m_size / 8);
+            for (const SKrChunkPlace& place : all.entries)
+                ASSERT_LE(place.position + place.size, m_size);
+            const SKrStreamAnswer last = LoadStreamOf(m_reader, stream, all.entries.size() / 2);
+            EXPECT_EQ(all.status, last.status);
+            EXPECT_LE(last.entries.size(), all.entries.size());
+            const SKrStreamProperties properties = PropertiesOf(m_reader, stream);
+            EXPECT_LE(properties.formatSize, m_size);
+            EXPECT_EQ(FormatOf(m_reader, stream, 64).size(), std::min(properties.formatSize, 64u));
+        }
     }
 
     void AskAll()

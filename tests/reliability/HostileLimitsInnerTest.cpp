@@ -181,6 +181,22 @@ TEST(HostileLimits, MemoryOfALoad_IsBoundByTheFilesSize)
     }
 }
 
+TEST(HostileLimits, MemoryOfAStreamsLoad_IsBoundByTheFilesSize)
+{
+    for (const size_t size : {size_t{1} << 20, size_t{4} << 20})
+    {
+        SCOPED_TRACE(size);
+        SOpened index(Index(size));
+        ASSERT_EQ(index.reader.Open(L"a.avi"), 1);
+        const CKrAllocationMeter load;
+        CArray<SKrStreamIndexEntry> entries;
+        ASSERT_EQ(index.reader.LoadStreamIndex(0, 0, entries), 1);
+        EXPECT_GT(entries.GetSize(), static_cast<intptr_t>(size / 16 - 2));
+        EXPECT_LE(load.Most() + static_cast<size_t>(entries.GetSize()) * sizeof(SKrStreamIndexEntry),
+                  kMemoryToLoad * index.size + kSlack);
+    }
+}
+
 TEST(HostileLimits, Reads_AreLinearInTheFilesSize)
 {
     std::vector<std::vector<uint64_t>> costs; // of each size: reads and bytes of each operation

@@ -1,8 +1,10 @@
 // One reader, used from several threads in the order that a seed selects.
 #include "reader/KrRiffReader.h"
+#include "tests/reader/AllStreamsSupport.h"
 
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "base/KrRef.h"
+#include "format/KrBytes.h"
 #include "tests/scheduler/KrEverySeed.h"
 #include "tests/scheduler/KrYieldingFileSystem.h"
 #include "tests/support/KrByteWriter.h"
@@ -197,6 +199,45 @@ TEST_F(ReaderScheduled, RawReadsAndStreamQueriesBesideCloseAndOpen_AnswerForOneF
                     reader->LoadVideoIndex(entries);
                 });
             scheduler.Add([&] { reader->Close(); });
+            Run(scheduler, *reader.Get());
+        });
+}
+
+TEST_F(ReaderScheduled, AllStreamsBesideCloseAndOpen_AnswerForOneFile)
+{
+    WithEverySeed(
+        [this](CKrScheduler& scheduler)
+        {
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            ASSERT_EQ(reader->Open(kPaths[0]), 1);
+            for (int thread = 0; thread < 2; ++thread)
+            {
+                scheduler.Add(
+                    [&]
+                    {
+                        EXPECT_LE(reader->GetStreamCount(), 2u);
+                        const SKrStreamProperties video = PropertiesOf(*reader.Get(), 0);
+                        EXPECT_TRUE(video.size == 0 || video.length == 3 || video.length == 5);
+                        EXPECT_TRUE(video.size == 0 ||
+                                    video.flags == (video.length == 5 ? 1u | 12u : 2u | 12u));
+                        uint8_t format[20];
+                        const uint32_t count = reader->ReadStreamFormat(0, format, sizeof format);
+                        EXPECT_TRUE(count == 0 || count == sizeof format);
+                        EXPECT_TRUE(count == 0 || GetLe32(format + 4) == 720 || GetLe32(format + 4) == 640);
+                    });
+            }
+            scheduler.Add(
+                [&]
+                {
+                    const SKrStreamAnswer load = LoadStreamOf(*reader.Get(), 0);
+                    EXPECT_EQ(load.status == 1, load.entries.size() == 3 || load.entries.size() == 5);
+                });
+            scheduler.Add(
+                [&]
+                {
+                    reader->Close();
+                    reader->Open(kPaths[1]);
+                });
             Run(scheduler, *reader.Get());
         });
 }

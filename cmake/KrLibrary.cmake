@@ -25,7 +25,7 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrIndexDirectory.cpp
   reader/KrIndexLoader.cpp
   reader/KrIndexLocator.cpp
-  reader/KrOldIndex.cpp
+  reader/KrOldStreamIndex.cpp
   reader/KrOldIndexBase.cpp
   reader/KrPrivateChunkScan.cpp
   reader/KrRiffReader.cpp

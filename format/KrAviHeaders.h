@@ -2,6 +2,8 @@
 #ifndef KR_FORMAT_KRAVIHEADERS_H
 #define KR_FORMAT_KRAVIHEADERS_H
 
+#include "format/KrLimits.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>

@@ -7,7 +7,7 @@
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
 #include "reader/KrIndexDirectory.h"
-#include "reader/KrOldIndex.h"
+#include "reader/KrOldStreamIndex.h"
 #include "reader/KrStreamEntries.h"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ void WalkData(IKrFile& file, uint64_t fileSize, std::vector<uint32_t>& ids)
 } // namespace
 
 std::vector<uint32_t> FindFirstChunkIds(IKrFile& file, uint64_t fileSize, const KrStreamLists& streams,
-                                        const CKrOldIndex& oldIndex)
+                                        const CKrOldStreamIndex& oldIndex)
 {
     std::vector<uint32_t> ids(streams.size());
     for (uint32_t number = 0; number < ids.size(); ++number)

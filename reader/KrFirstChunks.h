@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-class CKrOldIndex;
+class CKrOldStreamIndex;
 class IKrFile;
 
 // The id of each stream's first data chunk, 0 for a stream without any: the one that its index leads to, else
@@ -15,6 +15,6 @@ class IKrFile;
 // index, and a fixed number of chunk headers, whatever the length of the file.
 [[nodiscard]] std::vector<uint32_t> FindFirstChunkIds(IKrFile& file, uint64_t fileSize,
                                                       const KrStreamLists& streams,
-                                                      const CKrOldIndex& oldIndex);
+                                                      const CKrOldStreamIndex& oldIndex);
 
 #endif

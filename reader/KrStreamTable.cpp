@@ -73,7 +73,7 @@ bool CKrStreamTable::ReadOldIndex(SState& state)
     CKrFileCursor cursor;
     cursor.Attach(file, state.size);
     const KrSegments segments = ReadSegments(cursor);
-    const auto oldIndex = std::make_shared<CKrOldIndex>();
+    const auto oldIndex = std::make_shared<CKrOldStreamIndex>();
     if (!oldIndex->Read(file, state.size, segments, state.streams->size()) || file.Failed())
         return false;
     state.oldIndex = oldIndex;
@@ -115,7 +115,7 @@ catch (const std::bad_alloc&)
     return nullptr;
 }
 
-std::shared_ptr<const CKrOldIndex> CKrStreamTable::OldIndex()
+std::shared_ptr<const CKrOldStreamIndex> CKrStreamTable::OldIndex()
 try
 {
     SState state = State();

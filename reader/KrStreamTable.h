@@ -6,7 +6,7 @@
 #include "platform/KrPlatform.h"
 #include "platform/KrSync.h"
 #include "reader/KrFileLayout.h"
-#include "reader/KrOldIndex.h"
+#include "reader/KrOldStreamIndex.h"
 #include "reader/KrStreamState.h"
 
 #include <cstddef>
@@ -33,7 +33,7 @@ public:
 
     // For the loads. Null when the file cannot be read, or none is open.
     [[nodiscard]] std::shared_ptr<const KrStreamLists> Streams();
-    [[nodiscard]] std::shared_ptr<const CKrOldIndex> OldIndex();
+    [[nodiscard]] std::shared_ptr<const CKrOldStreamIndex> OldIndex();
 
     void SetDropped(uint32_t stream, uint32_t entries);
 
@@ -45,7 +45,7 @@ private:
         uint64_t size = 0;
         SKrDeclarations declarations;
         std::shared_ptr<const KrStreamLists> streams;          // null: not read yet
-        std::shared_ptr<const CKrOldIndex> oldIndex;           // the same
+        std::shared_ptr<const CKrOldStreamIndex> oldIndex;     // the same
         std::shared_ptr<const std::vector<uint32_t>> chunkIds; // the same; the first one of each stream
         std::vector<uint32_t> dropped;                         // entries, by the last load of each stream
     };

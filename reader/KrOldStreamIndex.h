@@ -1,6 +1,6 @@
 // All 'idx1' chunks of a file (AVI 1.0), for streams of any type.
-#ifndef KR_READER_KROLDINDEX_H
-#define KR_READER_KROLDINDEX_H
+#ifndef KR_READER_KROLDSTREAMINDEX_H
+#define KR_READER_KROLDSTREAMINDEX_H
 
 #include "KrRiffUtils/KrFramework.h"
 #include "KrRiffUtils/KrRiffTypes.h"
@@ -15,7 +15,7 @@ class IKrFile;
 
 // Knows how many entries of each stream there are in each piece of 'idx1', so that a load reads only from the
 // piece on that holds its first entry. Does not change once it was read.
-class CKrOldIndex
+class CKrOldStreamIndex
 {
 public:
     // Reads all entries once and tries where their offsets count from. Streams from `streamCount` on are

@@ -1,4 +1,4 @@
-#include "reader/KrOldIndex.h"
+#include "reader/KrOldStreamIndex.h"
 
 #include "format/KrAviIndexes.h"
 #include "format/KrChunkHeader.h"
@@ -27,7 +27,7 @@ void ForEachOf(uint32_t stream, std::span<const uint8_t> slice, Take&& take)
 }
 } // namespace
 
-bool CKrOldIndex::Read(IKrFile& file, uint64_t fileSize, const KrSegments& segments, size_t streamCount)
+bool CKrOldStreamIndex::Read(IKrFile& file, uint64_t fileSize, const KrSegments& segments, size_t streamCount)
 {
     m_streams.assign(streamCount, SStream());
     if (streamCount == 0)
@@ -50,7 +50,7 @@ bool CKrOldIndex::Read(IKrFile& file, uint64_t fileSize, const KrSegments& segme
     return true;
 }
 
-bool CKrOldIndex::CountEntries(IKrFile& file, uint64_t fileSize, const SBlock& block)
+bool CKrOldStreamIndex::CountEntries(IKrFile& file, uint64_t fileSize, const SBlock& block)
 {
     CKrIndexBlock entries(file, fileSize, kLargestIndexSlice);
     entries.Start(block.position, block.entries, SKrOldIndexEntry::kEncodedSize);
@@ -85,13 +85,13 @@ bool CKrOldIndex::CountEntries(IKrFile& file, uint64_t fileSize, const SBlock& b
     }
 }
 
-uint64_t CKrOldIndex::Count(size_t piece, uint32_t stream) const
+uint64_t CKrOldStreamIndex::Count(size_t piece, uint32_t stream) const
 {
     return m_counts[piece * m_streams.size() + stream];
 }
 
-bool CKrOldIndex::Load(IKrFile& file, uint64_t fileSize, uint32_t stream, uint64_t first,
-                       CArray<SKrStreamIndexEntry>& out, uint32_t& dropped) const
+bool CKrOldStreamIndex::Load(IKrFile& file, uint64_t fileSize, uint32_t stream, uint64_t first,
+                             CArray<SKrStreamIndexEntry>& out, uint32_t& dropped) const
 {
     const uint64_t all = m_streams[stream].entries;
     CKrStreamEntries entries(out, fileSize);

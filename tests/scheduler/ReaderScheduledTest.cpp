@@ -208,7 +208,7 @@ TEST_F(ReaderScheduled, AllStreamsBesideCloseAndOpen_AnswerForOneFile)
     WithEverySeed(
         [this](CKrScheduler& scheduler)
         {
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             ASSERT_EQ(reader->Open(kPaths[0]), 1);
             for (int thread = 0; thread < 2; ++thread)
             {

@@ -12,8 +12,8 @@
 namespace
 {
 // A super index has the head of a standard one, with three reserved words where that has its base offset.
-constexpr size_t kHeadSize = SKrStdIndexHead::kEncodedSize;
-static_assert(kHeadSize == SKrSuperIndexHead::kEncodedSize);
+constexpr size_t kIndexHeadSize = SKrStdIndexHead::kEncodedSize;
+static_assert(kIndexHeadSize == SKrSuperIndexHead::kEncodedSize);
 
 constexpr uint64_t kHeadPayload = 24; // bytes of a chunk's payload before its entries
 
@@ -96,7 +96,7 @@ struct CKrIndexDirectory::SWalk
 bool CKrIndexDirectory::Read(IKrFile& file, uint64_t fileSize, uint64_t indx, size_t mostChunks)
 {
     *this = CKrIndexDirectory();
-    SWalk walk{file, fileSize, mostChunks, fileSize / kHeadSize + 1, fileSize, *this};
+    SWalk walk{file, fileSize, mostChunks, fileSize / kIndexHeadSize + 1, fileSize, *this};
     const auto head = ReadHead<SKrStdIndexHead>(file, indx);
     if (!head || (!IsSuperIndex(*head) && !DescribeIndexChunk(*head, indx, kIndexSubTypeDefault)))
         return false;
@@ -107,7 +107,7 @@ bool CKrIndexDirectory::ReadChunk(SWalk& walk, uint64_t position, uint8_t parent
 {
     if (walk.headsLeft-- == 0)
         return false;
-    uint8_t bytes[kHeadSize];
+    uint8_t bytes[kIndexHeadSize];
     const SKrTransfer read = walk.file.ReadAt(position, bytes, sizeof bytes);
     if (read.Failed())
         return false;
@@ -127,7 +127,7 @@ bool CKrIndexDirectory::TakeChunk(SWalk& walk, const SKrStdIndexHead& head, uint
         return true;
     ++walk.found.m_chunksSeen;
     const uint64_t inFile =
-        (walk.fileSize - std::min(walk.fileSize, position + kHeadSize)) / chunk->entrySize;
+        (walk.fileSize - std::min(walk.fileSize, position + kIndexHeadSize)) / chunk->entrySize;
     chunk->count = static_cast<uint32_t>(std::min<uint64_t>({chunk->count, chunk->capacity, inFile}));
     const uint64_t entryBytes = uint64_t{chunk->count} * chunk->entrySize;
     if (entryBytes > walk.entriesLeft)
@@ -144,7 +144,7 @@ bool CKrIndexDirectory::TakeChunk(SWalk& walk, const SKrStdIndexHead& head, uint
 bool CKrIndexDirectory::ReadSuperIndex(SWalk& walk, const SKrStdIndexHead& head, uint64_t position, int depth)
 {
     CKrIndexBlock block(walk.file, walk.fileSize, kSuperIndexSlice);
-    block.Start(position + kHeadSize, head.entriesInUse, SKrSuperIndexEntry::kEncodedSize);
+    block.Start(position + kIndexHeadSize, head.entriesInUse, SKrSuperIndexEntry::kEncodedSize);
     if (head.entriesInUse == 0)
         return true;
     for (;;)
@@ -178,7 +178,7 @@ bool CKrIndexDirectory::Load(IKrFile& file, uint64_t fileSize, uint64_t first,
     for (; chunk != m_chunks.end(); ++chunk)
     {
         const uint64_t passed = first > chunk->first ? first - chunk->first : 0;
-        block.Start(chunk->position + kHeadSize + passed * chunk->entrySize, chunk->count - passed,
+        block.Start(chunk->position + kIndexHeadSize + passed * chunk->entrySize, chunk->count - passed,
                     chunk->entrySize);
         for (auto slice = block.Next(); !slice || !slice->empty(); slice = block.Next())
         {

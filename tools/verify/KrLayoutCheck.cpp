@@ -88,7 +88,7 @@ void CKrLayoutCheck::NoteSegment(const SKrScannedList& segment)
     else if (!segment.isUnset && size > kGib && isFirst)
         m_results.Add(EKrCheck::SegmentBeyond1Gib, position, "1073741824 bytes at most",
                       Counted(size, "byte"));
-    if (m_model.segments.size() == kMostSegments)
+    if (m_model.segments.size() == kMostSegmentsHeld)
         m_results.Add(EKrCheck::SegmentsTooMany, position, FoundId("65535 segments at most", segment.type));
     else
         m_model.segments.push_back({position, segment.type, segment.size, {}, {}});
@@ -256,7 +256,7 @@ void CKrLayoutCheck::NoteData(const SKrScannedChunk& chunk, const SKrDataTag& ta
     }
     SKrDataChunk data;
     data.position = position & kLastDataPosition;
-    data.segment = m_model.segments.empty() ? 0 : (m_model.segments.size() - 1) & kMostSegments;
+    data.segment = m_model.segments.empty() ? 0 : (m_model.segments.size() - 1) & kMostSegmentsHeld;
     data.size = chunk.guess.size;
     data.stream = static_cast<uint16_t>(tag.stream);
     data.kind = tag.content;

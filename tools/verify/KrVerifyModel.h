@@ -114,7 +114,7 @@ struct SKrVerifyModel
 
 constexpr size_t kMostVerifiedChunks = size_t{1} << 24;
 constexpr size_t kMostStandardIndexes = size_t{1} << 22;
-constexpr size_t kMostSegments = 0xFFFF;
+constexpr size_t kMostSegmentsHeld = 0xFFFF;
 } // namespace KrTool
 
 #endif

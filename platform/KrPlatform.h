@@ -35,6 +35,10 @@ public:
     // Reads up to `count` bytes at an absolute position. Transfers are repeated until all came, the file
     // ended, or the system reported an error; bytes that came before an error are not counted.
     [[nodiscard]] virtual SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) = 0;
+
+    // For a file of OpenForFollowing: shares it with other readers only from now on, as OpenForReading does.
+    // False while somebody has it open for writing. Another file is shared that way already.
+    [[nodiscard]] virtual bool ShareWithReadersOnly() { return true; }
 };
 
 // A range of a file in memory. What is put there is in the file, also when the process dies. Unmapped by its
@@ -83,6 +87,14 @@ public:
     // Opens an existing regular file, shared with other readers only: null when it is missing, is not a
     // regular file, or is open for writing elsewhere.
     [[nodiscard]] virtual std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) = 0;
+
+    // Opens an existing regular file that somebody may be writing, and keeps nobody from writing, replacing
+    // or deleting it. Where it is replaced or deleted the file that was opened stays readable. The one here
+    // is for file systems in which nobody writes what is read.
+    [[nodiscard]] virtual std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path)
+    {
+        return OpenForReading(path);
+    }
 
     // Makes a file anew for reading and writing, an old one of that name emptied, shared with readers only:
     // null when that is not possible, also while anybody has it open.

@@ -65,6 +65,8 @@ public:
         return {done, 0};
     }
 
+    bool ShareWithReadersOnly() override { return HoldLock(m_descriptor, LOCK_SH); }
+
 private:
     CKrFileDescriptor m_descriptor;
 };
@@ -79,6 +81,18 @@ public:
             return nullptr;
         CKrFileDescriptor file = OpenNative(*native, O_RDONLY);
         if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_SH))
+            return nullptr;
+        return std::make_unique<CPosixFile>(std::move(file));
+    }
+
+    // Without a lock: nobody notices.
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override
+    {
+        const std::optional<std::string> native = NativePath(path);
+        if (!native)
+            return nullptr;
+        CKrFileDescriptor file = OpenNative(*native, O_RDONLY);
+        if (!file.IsOpen() || !IsRegularFile(file))
             return nullptr;
         return std::make_unique<CPosixFile>(std::move(file));
     }

@@ -64,8 +64,21 @@ public:
         return {done, 0};
     }
 
+    // The file is opened once more, by its handle: its name may mean another file by now. Whoever has it open
+    // for writing does not fit in with that. Where it fails for any other reason (the file is deleted) nobody
+    // writes, and nobody will.
+    bool ShareWithReadersOnly() override
+    {
+        CKrFileHandle shared(ReOpenFile(m_handle.Get(), GENERIC_READ, FILE_SHARE_READ, 0));
+        if (!shared.IsOpen())
+            return GetLastError() != ERROR_SHARING_VIOLATION;
+        m_kept = std::move(shared);
+        return true;
+    }
+
 private:
     CKrFileHandle m_handle;
+    CKrFileHandle m_kept; // holds the share mode of a reader, where m_handle shares with everybody
 };
 
 // Not so for pipes, consoles and "NUL" (no disk), raw volumes (no file facts) and folders.
@@ -76,6 +89,32 @@ bool IsRegularFile(HANDLE handle)
            (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
+bool IsOpenElsewhere(const std::wstring& path)
+{
+    const CKrFileHandle handle(
+        CreateFileW(path.c_str(), DELETE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    return !handle.IsOpen() && GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
+// A file that somebody follows keeps its name until the last follower closes it, and nobody could make
+// another one of that name. So it gets another name first, which the followers do not notice. Whoever reads
+// the file in the usual way does not let go of the name either, and the file stays.
+bool DeleteUnusedFile(const std::wstring& path)
+{
+    constexpr int kMostNames = 100;
+    if (!IsOpenElsewhere(path))
+        return DeleteFileW(path.c_str());
+    for (int number = 0; number < kMostNames; ++number)
+    {
+        const std::wstring aside = path + L".~" + std::to_wstring(number);
+        if (MoveFileExW(path.c_str(), aside.c_str(), 0))
+            return DeleteFileW(aside.c_str());
+        if (GetLastError() != ERROR_ALREADY_EXISTS)
+            return false;
+    }
+    return false;
+}
+
 class CWin32FileSystem final : public IKrFileSystem
 {
 public:
@@ -84,6 +123,18 @@ public:
         if (path == nullptr)
             return nullptr;
         CKrFileHandle handle(CreateFileW(NativePath(path).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
+            return nullptr;
+        return std::make_unique<CWin32File>(std::move(handle));
+    }
+
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override
+    {
+        if (path == nullptr)
+            return nullptr;
+        constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+        CKrFileHandle handle(CreateFileW(NativePath(path).c_str(), GENERIC_READ, kShareAll, nullptr,
                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
             return nullptr;
@@ -109,7 +160,7 @@ public:
 
     bool Delete(const wchar_t* path) override
     {
-        return path != nullptr && DeleteFileW(NativePath(path).c_str());
+        return path != nullptr && DeleteUnusedFile(NativePath(path));
     }
 
     uint32_t BytesPerSector(const wchar_t* folder) override

@@ -27,6 +27,13 @@ public:
         return file != nullptr ? std::make_unique<CReadFile>(*this, std::move(file)) : nullptr;
     }
 
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override
+    {
+        YieldToScheduler();
+        std::unique_ptr<IKrFile> file = m_files.OpenForFollowing(path);
+        return file != nullptr ? std::make_unique<CReadFile>(*this, std::move(file)) : nullptr;
+    }
+
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override
     {
         YieldToScheduler();
@@ -73,6 +80,7 @@ private:
 
         std::optional<uint64_t> Size() override { return m_file->Size(); }
         bool Seek(uint64_t position) override { return m_file->Seek(position); }
+        bool ShareWithReadersOnly() override { return m_file->ShareWithReadersOnly(); }
 
         SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
         {

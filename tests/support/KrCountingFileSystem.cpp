@@ -47,6 +47,12 @@ public:
         return m_inner->Seek(position);
     }
 
+    bool ShareWithReadersOnly() override
+    {
+        m_tally->Add(&SKrFileCalls::shares);
+        return m_inner->ShareWithReadersOnly();
+    }
+
     SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
     {
         const SKrTransfer transfer = m_inner->ReadAt(position, buffer, count);
@@ -141,6 +147,15 @@ std::unique_ptr<IKrFile> CKrCountingFileSystem::OpenForReading(const wchar_t* pa
 {
     m_tally->Add(&SKrFileCalls::opens);
     std::unique_ptr<IKrFile> file = m_inner.OpenForReading(path);
+    if (!file)
+        return nullptr;
+    return std::make_unique<CCountingFile>(std::move(file), m_tally);
+}
+
+std::unique_ptr<IKrFile> CKrCountingFileSystem::OpenForFollowing(const wchar_t* path)
+{
+    m_tally->Add(&SKrFileCalls::opens);
+    std::unique_ptr<IKrFile> file = m_inner.OpenForFollowing(path);
     if (!file)
         return nullptr;
     return std::make_unique<CCountingFile>(std::move(file), m_tally);

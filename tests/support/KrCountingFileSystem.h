@@ -28,6 +28,7 @@ struct SKrFileCalls
     uint64_t seeks = 0;     // calls to Seek
     uint64_t reads = 0;     // calls to ReadAt
     uint64_t bytes = 0;     // bytes returned by all reads
+    uint64_t shares = 0;    // calls to ShareWithReadersOnly
 
     uint64_t creates = 0; // calls to CreateForWriting, refused ones included
     uint64_t writes = 0;  // calls to WriteAt
@@ -54,6 +55,7 @@ public:
     void Reset();
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override { return m_inner.Exists(path); }
     bool Delete(const wchar_t* path) override { return m_inner.Delete(path); }

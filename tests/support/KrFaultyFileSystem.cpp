@@ -80,6 +80,11 @@ public:
         return !m_plan->Count(EKrFileCall::Seek) && m_inner->Seek(position);
     }
 
+    bool ShareWithReadersOnly() override
+    {
+        return !m_plan->Count(EKrFileCall::Share) && m_inner->ShareWithReadersOnly();
+    }
+
     SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
     {
         std::optional<SFault> fault;
@@ -196,6 +201,16 @@ std::unique_ptr<IKrFile> CKrFaultyFileSystem::OpenForReading(const wchar_t* path
     if (m_plan->Count(EKrFileCall::Open))
         return nullptr;
     std::unique_ptr<IKrFile> file = m_inner.OpenForReading(path);
+    if (!file)
+        return nullptr;
+    return std::make_unique<CFaultyFile>(std::move(file), m_plan);
+}
+
+std::unique_ptr<IKrFile> CKrFaultyFileSystem::OpenForFollowing(const wchar_t* path)
+{
+    if (m_plan->Count(EKrFileCall::Open))
+        return nullptr;
+    std::unique_ptr<IKrFile> file = m_inner.OpenForFollowing(path);
     if (!file)
         return nullptr;
     return std::make_unique<CFaultyFile>(std::move(file), m_plan);

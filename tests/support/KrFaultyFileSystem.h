@@ -24,10 +24,11 @@ enum class EKrFileCall
     Cut,
     Exists,
     Delete,
-    SectorQuery
+    SectorQuery,
+    Share
 };
 
-inline constexpr size_t kFileCallKinds = 12;
+inline constexpr size_t kFileCallKinds = 13;
 
 enum class EKrFaultSpan
 {
@@ -81,6 +82,7 @@ public:
     void SetBeforeRead(std::function<void(const SKrReadRequest&)> hook);
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override;
     bool Delete(const wchar_t* path) override;

@@ -86,6 +86,16 @@ public:
         std::memcpy(m_bytes.data() + (start - m_position), bytes.data() + (start - position), end - start);
     }
 
+    // What is put into the view is seen by those who read the file.
+    void GiveTo(uint64_t position, std::span<uint8_t> bytes)
+    {
+        if (!Overlaps(position, bytes.size()))
+            return;
+        const uint64_t start = std::max(position, m_position);
+        const uint64_t end = std::min(position + bytes.size(), m_position + m_bytes.size());
+        std::memcpy(bytes.data() + (start - position), m_bytes.data() + (start - m_position), end - start);
+    }
+
     void PutInto(CKrFileContent& content) const { content.Put(m_position, m_bytes); }
 
 private:
@@ -127,6 +137,58 @@ public:
 private:
     std::shared_ptr<SDisk> m_disk;
     std::shared_ptr<SNode> m_node;
+};
+
+// A file that may be written meanwhile. What is in views is in the file.
+class CFollowedFile final : public IKrFile
+{
+public:
+    CFollowedFile(std::shared_ptr<SDisk> disk, std::shared_ptr<SNode> node)
+        : m_disk(std::move(disk)), m_node(std::move(node))
+    {
+        ++m_disk->openFiles;
+    }
+
+    ~CFollowedFile() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        --m_disk->openFiles;
+        m_node->readers -= m_isReader ? 1 : 0;
+    }
+
+    std::optional<uint64_t> Size() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        return m_node->content.Size();
+    }
+
+    bool Seek(uint64_t position) override { return KrPlatform::IsFilePosition(position); }
+
+    SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
+    {
+        if (!KrPlatform::IsFilePosition(position))
+            return {0, kBadPosition};
+        const std::scoped_lock lock(m_disk->mutex);
+        const size_t got = m_node->content.Read(position, buffer, count);
+        for (CMemoryView* const view : m_node->views)
+            view->GiveTo(position, {static_cast<uint8_t*>(buffer), got});
+        return {got, 0};
+    }
+
+    bool ShareWithReadersOnly() override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        if (m_node->writers > 0)
+            return false;
+        m_node->readers += m_isReader ? 0 : 1;
+        m_isReader = true;
+        return true;
+    }
+
+private:
+    std::shared_ptr<SDisk> m_disk;
+    std::shared_ptr<SNode> m_node;
+    bool m_isReader = false;
 };
 
 class CMemoryWritableFile final : public IKrWritableFile
@@ -309,6 +371,15 @@ std::unique_ptr<IKrFile> CKrMemoryFileSystem::OpenForReading(const wchar_t* path
     if (node == nullptr || node->writers > 0)
         return nullptr;
     return std::make_unique<CMemoryFile>(m_disk, node);
+}
+
+std::unique_ptr<IKrFile> CKrMemoryFileSystem::OpenForFollowing(const wchar_t* path)
+{
+    if (path == nullptr)
+        return nullptr;
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    return node != nullptr ? std::make_unique<CFollowedFile>(m_disk, node) : nullptr;
 }
 
 std::unique_ptr<IKrWritableFile> CKrMemoryFileSystem::CreateForWriting(const wchar_t* path)

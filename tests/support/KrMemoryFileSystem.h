@@ -13,9 +13,9 @@
 namespace KrTest
 {
 // Paths are compared exactly. All operations may be called from any thread. The share rules are those of the
-// real file systems: a file being written cannot be opened, an open file cannot be deleted or replaced. Views
-// of one file must not overlap while they exist, nor extend past the end to which a file is cut: mapping such
-// a range, and such a cut, throw std::logic_error.
+// real file systems: only followers open a file being written, and an open file cannot be deleted or replaced
+// unless only followers have it open. Views of one file must not overlap while they exist, nor extend past the
+// end to which a file is cut: mapping such a range, and such a cut, throw std::logic_error.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);
@@ -47,6 +47,7 @@ public:
     [[nodiscard]] size_t MostOpenViews() const; // at one time, so far
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
+    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override;
     bool Delete(const wchar_t* path) override;

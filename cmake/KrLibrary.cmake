@@ -20,6 +20,8 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrFileCursor.cpp
   reader/KrFileLayout.cpp
   reader/KrFirstChunks.cpp
+  reader/KrGrowingIndex.cpp
+  reader/KrGrowth.cpp
   reader/KrHeaderParser.cpp
   reader/KrIndexBlock.cpp
   reader/KrIndexDirectory.cpp
@@ -28,7 +30,9 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrOldStreamIndex.cpp
   reader/KrOldIndexBase.cpp
   reader/KrPrivateChunkScan.cpp
+  reader/KrRecordingEnd.cpp
   reader/KrRiffReader.cpp
+  reader/KrRiffReaderGrowing.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp
   reader/KrStreamStatistics.cpp

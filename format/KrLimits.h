@@ -65,6 +65,13 @@ inline constexpr size_t kSmallIndexSlice = 512;
 // Bytes of a private chunk that are read. No field lies past them.
 inline constexpr uint32_t kPrivateBytesRead = 512;
 
+// The headers of a file that grows are read as a whole up to this. Those of the writer take 66 KB.
+inline constexpr uint64_t kLargestFollowedHeader = uint64_t{1} << 20;
+
+// Heads of index chunks that are read without a sign that they grew, so that a look at a growing file of many
+// streams takes no more calls than one at a file of two.
+inline constexpr uint32_t kHeadsInTurn = 2;
+
 // What the writer makes
 
 // Largest segment: just below 1 GiB, a multiple of 512. The first one stays below it together with its

@@ -15,11 +15,52 @@ void CKrChunkTree::Clear()
     m_subChunkIndex = -1;
     m_parents.clear();
     m_nodes.Clear();
+    m_known.clear();
+}
+
+void CKrChunkTree::UseSegments(const KrSegments& segments)
+{
+    m_known = segments;
+    for (size_t number = 0; number < m_segments.size() && number < m_known.size(); ++number)
+    {
+        SKrChunkTreeNode& segment = *m_segments[number];
+        segment.chunk.cksize = m_known[number].riff.cksize;
+        const auto children = m_parents.find(&segment);
+        if (children == m_parents.end())
+            continue;
+        for (SKrChunkTreeNode* child = children->second.first; child != nullptr; child = child->next)
+        {
+            if (child->chunk.offset == m_known[number].movi.offset)
+                child->chunk.cksize = m_known[number].movi.cksize;
+        }
+    }
+}
+
+// After the last one that is known to the tree.
+std::optional<SKrRiffChunkInfo> CKrChunkTree::NextSegment(CKrFileCursor& cursor) const
+{
+    if (m_known.empty())
+        return m_segments.empty() ? ReadSegment(cursor, kFccAvi, nullptr)
+                                  : ReadSegment(cursor, kFccAvix, &m_segments.back()->chunk);
+    return m_segments.size() < m_known.size() ? std::optional(m_known[m_segments.size()].riff) : std::nullopt;
+}
+
+std::optional<SKrRiffChunkInfo> CKrChunkTree::NextSubChunk(CKrFileCursor& cursor,
+                                                           const SKrRiffChunkInfo* previous,
+                                                           const SKrRiffChunkInfo& parent) const
+{
+    auto chunk = ReadSubChunk(cursor, parent, previous);
+    for (const SKrSegment& segment : m_known)
+    {
+        if (chunk && chunk->offset == segment.movi.offset)
+            chunk->cksize = segment.movi.cksize;
+    }
+    return chunk;
 }
 
 bool CKrChunkTree::ReadFirstSegment(CKrFileCursor& cursor)
 {
-    const auto segment = ReadSegment(cursor, kFccAvi, nullptr);
+    const auto segment = NextSegment(cursor);
     if (!segment)
         return false;
     m_segments.push_back(&m_nodes.New(*segment));
@@ -36,7 +77,7 @@ bool CKrChunkTree::AdvanceSegment(CKrFileCursor& cursor)
     const SKrChunkTreeNode* const current = CurrentSegment();
     if (current == m_segments.back())
     {
-        const auto next = ReadSegment(cursor, kFccAvix, &current->chunk);
+        const auto next = NextSegment(cursor);
         if (!next)
             return false;
         m_segments.push_back(&m_nodes.New(*next));
@@ -50,7 +91,7 @@ bool CKrChunkTree::StartSubChunkWalk(CKrFileCursor& cursor, const SKrRiffChunkNo
     auto known = m_parents.find(&parent);
     if (known == m_parents.end())
     {
-        const auto first = ReadSubChunk(cursor, parent.chunk, nullptr);
+        const auto first = NextSubChunk(cursor, nullptr, parent.chunk);
         if (!first)
             return false;
         SKrChunkTreeNode* const node = &m_nodes.New(*first);
@@ -67,7 +108,7 @@ bool CKrChunkTree::AdvanceSubChunk(CKrFileCursor& cursor)
 {
     if (m_subChunk == m_subChunks->last)
     {
-        const auto next = ReadSubChunk(cursor, m_parent->chunk, &m_subChunk->chunk);
+        const auto next = NextSubChunk(cursor, &m_subChunk->chunk, m_parent->chunk);
         if (!next)
             return false;
         m_subChunk->next = m_subChunks->last = &m_nodes.New(*next);

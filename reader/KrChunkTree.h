@@ -4,8 +4,10 @@
 
 #include "reader/KrBoundsCheck.h"
 #include "reader/KrChunkNodes.h"
+#include "reader/KrFileLayout.h"
 
 #include <cstdint>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -22,6 +24,10 @@ public:
     bool HasSegments() const { return !m_segments.empty(); }
     [[nodiscard]] bool ReadFirstSegment(CKrFileCursor& cursor);
     void StartSegmentWalk() { m_segmentIndex = 0; }
+
+    // For a file that grows, whose segments are known from elsewhere: walks find these, and the sizes that
+    // they have there. Nodes that are known already get the sizes too, where they are.
+    void UseSegments(const KrSegments& segments);
 
     // The current segment, or null when no walk is under way.
     SKrChunkTreeNode* CurrentSegment() const;
@@ -50,7 +56,13 @@ private:
         size_t count = 0;
     };
 
+    [[nodiscard]] std::optional<SKrRiffChunkInfo> NextSegment(CKrFileCursor& cursor) const;
+    [[nodiscard]] std::optional<SKrRiffChunkInfo> NextSubChunk(CKrFileCursor& cursor,
+                                                               const SKrRiffChunkInfo* previous,
+                                                               const SKrRiffChunkInfo& parent) const;
+
     CKrChunkNodes m_nodes; // all of them
+    KrSegments m_known;    // of a file that grows, else empty
     std::vector<SKrChunkTreeNode*> m_segments;
     int32_t m_segmentIndex = -1;
     std::unordered_map<const SKrRiffChunkNode*, SSubChunks> m_parents; // the nodes that have sub-chunks

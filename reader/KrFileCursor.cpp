@@ -40,6 +40,13 @@ void CKrFileCursor::Detach()
     *this = CKrFileCursor();
 }
 
+void CKrFileCursor::Resize(uint64_t size)
+{
+    m_size = size;
+    m_head = SWindow();
+    m_moving = SWindow();
+}
+
 size_t CKrFileCursor::Read(void* buffer, size_t count)
 {
     if (m_position >= m_size)

@@ -22,6 +22,9 @@ public:
     void Attach(IKrFile& file, uint64_t size);
     void Detach();
 
+    // The file has this size now; what was read ahead is read again. The position stays.
+    void Resize(uint64_t size);
+
     uint64_t Size() const { return m_size; } // 0 when detached
     uint64_t Position() const { return m_position; }
     void SeekTo(uint64_t position) { m_position = position; }

@@ -9,8 +9,6 @@
 
 namespace
 {
-constexpr uint32_t kUnknownSize = 0xFFFFFFFF;
-
 // The next child of a container from the cursor's position on.
 bool NextChild(CKrFileCursor& cursor, const SKrRiffChunkInfo& parent, SKrRiffChunkInfo& child)
 {
@@ -69,26 +67,47 @@ SKrStreamList ReadStreamList(CKrFileCursor& cursor, const SKrRiffChunkInfo& strl
 }
 } // namespace
 
-void ExtendIfUnfinished(SKrRiffChunkInfo& container, uint64_t fileSize)
+bool ExtendIfUnfinished(SKrRiffChunkInfo& container, uint64_t fileSize)
 {
-    if (container.cksize != 0 && container.cksize != kUnknownSize)
-        return;
+    if (!IsUnfinishedSize(container.cksize))
+        return false;
     const uint64_t left = fileSize - std::min(fileSize, container.offset);
-    container.cksize = static_cast<uint32_t>(std::min<uint64_t>(left, kUnknownSize));
+    container.cksize = static_cast<uint32_t>(std::min<uint64_t>(left, UINT32_MAX));
+    return true;
 }
 
-std::optional<SKrRiffChunkInfo> ReadFirstRiff(CKrFileCursor& cursor)
+std::optional<SKrSegment> ReadSegmentAt(CKrFileCursor& cursor, uint32_t formType)
 {
     uint8_t bytes[kListHeaderSize];
-    cursor.SeekTo(0);
+    const uint64_t start = cursor.Position();
     if (cursor.Read(bytes, sizeof bytes) != sizeof bytes)
         return std::nullopt;
     const SKrChunkHeader header = DecodeChunkHeader(bytes);
-    if (header.id != kFccRiff || header.firstData != kFccAvi)
+    if (header.id != kFccRiff || header.firstData != formType)
         return std::nullopt;
-    SKrRiffChunkInfo riff = {header.id, header.size, header.firstData, kChunkHeaderSize};
-    ExtendIfUnfinished(riff, cursor.Size());
-    return riff;
+    SKrSegment segment;
+    segment.riff = {header.id, header.size, header.firstData, start + kChunkHeaderSize};
+    segment.isUnfinished = ExtendIfUnfinished(segment.riff, cursor.Size());
+    return segment;
+}
+
+std::optional<SKrSegment> ReadFirstRiff(CKrFileCursor& cursor)
+{
+    cursor.SeekTo(0);
+    return ReadSegmentAt(cursor, kFccAvi);
+}
+
+std::optional<SKrMainHeader> ReadMainHeader(CKrFileCursor& cursor, const SKrRiffChunkInfo& hdrl)
+{
+    SKrRiffChunkInfo avih = {};
+    avih.ckid = kFccAvih;
+    cursor.SeekTo(hdrl.offset + kListTypeSize);
+    if (!FindChunk(cursor, avih, &hdrl, EKrLookupMode::AnyChunk, kNoZeroLimit))
+        return std::nullopt;
+    uint8_t bytes[SKrMainHeader::kEncodedSize];
+    CKrByteReader in({bytes, cursor.Read(bytes, sizeof bytes)});
+    SKrMainHeader header;
+    return Decode(in, header) ? std::optional(header) : std::nullopt;
 }
 
 std::optional<SKrRiffChunkInfo> FindHeaderList(CKrFileCursor& cursor, const SKrRiffChunkInfo& riff)
@@ -124,7 +143,7 @@ void ReadSegmentParts(CKrFileCursor& cursor, SKrSegment& segment)
     {
         if (IsList(chunk, kFccMovi) && segment.movi.offset == 0)
         {
-            ExtendIfUnfinished(chunk, cursor.Size());
+            segment.isMoviUnfinished = ExtendIfUnfinished(chunk, cursor.Size());
             segment.movi = chunk;
         }
         else if (chunk.ckid == kFccIdx1)
@@ -137,15 +156,17 @@ void ReadSegmentParts(CKrFileCursor& cursor, SKrSegment& segment)
 KrSegments ReadSegments(CKrFileCursor& cursor)
 {
     KrSegments segments;
-    std::optional<SKrRiffChunkInfo> riff = ReadFirstRiff(cursor);
-    while (riff && segments.size() < kMostSegments)
+    std::optional<SKrSegment> next = ReadFirstRiff(cursor);
+    while (next && segments.size() < kMostSegments)
     {
-        SKrSegment& segment = segments.emplace_back();
-        segment.riff = *riff;
+        SKrSegment& segment = segments.emplace_back(*next);
         ReadSegmentParts(cursor, segment);
-        riff = ReadSegment(cursor, kFccAvix, &segment.riff);
-        if (riff)
-            ExtendIfUnfinished(*riff, cursor.Size());
+        next.reset();
+        if (const auto riff = ReadSegment(cursor, kFccAvix, &segment.riff))
+        {
+            cursor.SeekTo(riff->offset - kChunkHeaderSize);
+            next = ReadSegmentAt(cursor, kFccAvix);
+        }
     }
     return segments;
 }

@@ -29,6 +29,8 @@ using KrStreamLists = std::vector<SKrStreamList>;
 // One 'RIFF'. A record whose offset is 0 stands for a chunk that is not there.
 struct SKrSegment
 {
+    bool isUnfinished = false;     // the size of the container in the file reads as 0 or as all ones: it is
+    bool isMoviUnfinished = false; // being written, and the size given here is what the file has of it
     SKrRiffChunkInfo riff = {};
     SKrRiffChunkInfo movi = {};
     SKrRiffChunkInfo idx1 = {};
@@ -36,14 +38,27 @@ struct SKrSegment
 
 using KrSegments = std::vector<SKrSegment>;
 
-// The size of a container that is still being written reads as 0 or as all ones: it reaches to the end of the
-// file, as far as 32 bits can say.
-void ExtendIfUnfinished(SKrRiffChunkInfo& container, uint64_t fileSize);
+// A size as it stands in the file, of a container that is still being written.
+constexpr bool IsUnfinishedSize(uint32_t storedSize)
+{
+    return storedSize == 0 || storedSize == 0xFFFFFFFF;
+}
+
+// A container that is still being written reaches to the end of the file, as far as 32 bits can say. Answers
+// whether it is one.
+bool ExtendIfUnfinished(SKrRiffChunkInfo& container, uint64_t fileSize);
+
+// A 'RIFF' of this form type exactly where the cursor stands, without its parts.
+[[nodiscard]] std::optional<SKrSegment> ReadSegmentAt(CKrFileCursor& cursor, uint32_t formType);
 
 // 'RIFF' 'AVI ' at the start of the file, and its 'LIST' 'hdrl'.
-[[nodiscard]] std::optional<SKrRiffChunkInfo> ReadFirstRiff(CKrFileCursor& cursor);
+[[nodiscard]] std::optional<SKrSegment> ReadFirstRiff(CKrFileCursor& cursor);
 [[nodiscard]] std::optional<SKrRiffChunkInfo> FindHeaderList(CKrFileCursor& cursor,
                                                              const SKrRiffChunkInfo& riff);
+
+// 'avih', wherever it is in 'hdrl'.
+[[nodiscard]] std::optional<SKrMainHeader> ReadMainHeader(CKrFileCursor& cursor,
+                                                          const SKrRiffChunkInfo& hdrl);
 
 // The 'strl' lists of 'hdrl', in file order, no more than kStreamLimit of them. A list without a usable
 // 'strh' still counts: its header holds zeros.

@@ -39,20 +39,18 @@ void WalkData(IKrFile& file, uint64_t fileSize, std::vector<uint32_t>& ids)
 {
     CKrFileCursor cursor;
     cursor.Attach(file, fileSize);
-    SKrSegment segment;
-    const auto riff = ReadFirstRiff(cursor);
-    if (!riff)
+    auto segment = ReadFirstRiff(cursor);
+    if (!segment)
         return;
-    segment.riff = *riff;
-    ReadSegmentParts(cursor, segment);
-    if (segment.movi.offset == 0)
+    ReadSegmentParts(cursor, *segment);
+    if (segment->movi.offset == 0)
         return;
-    cursor.SeekTo(segment.movi.offset + kListTypeSize);
+    cursor.SeekTo(segment->movi.offset + kListTypeSize);
     auto missing = std::ranges::count(ids, 0u);
     for (int headers = 0; headers < kMostHeadersForIds && missing > 0; ++headers)
     {
         SKrRiffChunkInfo chunk = {};
-        if (!FindChunk(cursor, chunk, &segment.movi, EKrLookupMode::AnyChunk, kNoZeroLimit))
+        if (!FindChunk(cursor, chunk, &segment->movi, EKrLookupMode::AnyChunk, kNoZeroLimit))
             return;
         if (chunk.ckid == kFccList && chunk.fccType == kFccRec)
             continue; // the cursor stands at its first chunk

@@ -6,6 +6,7 @@
 #include "format/KrLimits.h"
 #include "reader/KrChunkLookup.h"
 #include "reader/KrFileCursor.h"
+#include "reader/KrFileLayout.h"
 #include "reader/KrIndexLocator.h"
 #include "reader/KrStreamChunkDetection.h"
 #include "reader/KrVideoFormat.h"
@@ -74,6 +75,8 @@ bool CKrHeaderParser::ReadRiffHeader(SKrRiffChunkInfo& riff)
         return false;
     const SKrChunkHeader header = DecodeChunkHeader({bytes, got});
     riff = {header.id, header.size, header.firstData, kChunkHeaderSize};
+    if (m_isGrowing)
+        ExtendIfUnfinished(riff, m_cursor.Size());
     return riff.ckid == kFccRiff && riff.fccType == kFccAvi && riff.cksize >= kSmallestRiffSize;
 }
 
@@ -86,7 +89,11 @@ bool CKrHeaderParser::FindMovi(const SKrRiffChunkInfo& riff, SKrRiffChunkInfo& m
         if (!FindChunk(m_cursor, movi, &riff, EKrLookupMode::AnyChunk, kNoZeroLimit))
             return false;
         if (movi.ckid == kFccList && movi.fccType == kFccMovi)
+        {
+            if (m_isGrowing)
+                ExtendIfUnfinished(movi, m_cursor.Size());
             return true;
+        }
         SeekPast(m_cursor, movi);
     }
 }

@@ -16,7 +16,11 @@ class CKrFileCursor;
 class CKrHeaderParser
 {
 public:
-    CKrHeaderParser(CKrFileCursor& cursor, SKrStreamState& state) : m_cursor(cursor), m_state(state) {}
+    // In a file that grows, containers whose size is not known yet reach to its end.
+    CKrHeaderParser(CKrFileCursor& cursor, SKrStreamState& state, bool isGrowing = false)
+        : m_cursor(cursor), m_state(state), m_isGrowing(isGrowing)
+    {
+    }
 
     // Parses the header list, then finds the ids of the data chunks. False when there is not a single chunk
     // where data chunks should be.
@@ -58,6 +62,7 @@ private:
 
     CKrFileCursor& m_cursor;
     SKrStreamState& m_state;
+    const bool m_isGrowing;
 };
 
 #endif

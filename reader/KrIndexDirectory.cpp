@@ -165,6 +165,41 @@ bool CKrIndexDirectory::ReadSuperIndex(SWalk& walk, const SKrStdIndexHead& head,
     }
 }
 
+bool CKrIndexDirectory::Take(const SKrIndexChunk& chunk, uint64_t fileSize)
+{
+    const bool isLast = !m_chunks.empty() && m_chunks.back().position == chunk.position;
+    const uint32_t more = chunk.count - (isLast ? m_chunks.back().count : 0);
+    const uint64_t bytes = m_entryBytes + uint64_t{more} * chunk.entrySize;
+    if (bytes > fileSize)
+        return false;
+    m_entryBytes = bytes;
+    ++m_chunksSeen;
+    if (isLast)
+    {
+        m_chunks.back().count = chunk.count;
+    }
+    else if (chunk.count != 0)
+    {
+        m_chunks.push_back(chunk);
+        m_chunks.back().first = m_entries;
+    }
+    m_entries += more;
+    return true;
+}
+
+bool CKrIndexDirectory::ReadEntries(IKrFile& file, const SKrIndexChunk& chunk,
+                                    std::vector<SKrStreamIndexEntry>& entries)
+{
+    std::vector<uint8_t> bytes(size_t{chunk.count} * chunk.entrySize);
+    const SKrTransfer read = file.ReadAt(chunk.position + kHeadSize, bytes.data(), bytes.size());
+    if (read.Failed())
+        return false;
+    entries.clear();
+    for (size_t at = 0; at + chunk.entrySize <= read.bytes; at += chunk.entrySize)
+        entries.push_back(DecodeIndexEntry(chunk, &bytes[at]));
+    return true;
+}
+
 bool CKrIndexDirectory::Load(IKrFile& file, uint64_t fileSize, uint64_t first,
                              CArray<SKrStreamIndexEntry>& out, uint32_t& dropped) const
 {

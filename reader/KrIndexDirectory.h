@@ -40,6 +40,14 @@ public:
     // Whether 'indx' names any index chunk, be it an empty one.
     [[nodiscard]] bool HasChunks() const { return m_chunksSeen != 0; }
 
+    // Adds an index chunk after the others, or more entries to the last one: an index that grows. False, with
+    // nothing taken, when all of them together would claim more than a file of this size holds.
+    [[nodiscard]] bool Take(const SKrIndexChunk& chunk, uint64_t fileSize);
+
+    // All entries of one of Chunks().
+    [[nodiscard]] static bool ReadEntries(IKrFile& file, const SKrIndexChunk& chunk,
+                                          std::vector<SKrStreamIndexEntry>& entries);
+
     // The entries from number `first` on. Those that are not in the file are counted in `dropped`.
     [[nodiscard]] bool Load(IKrFile& file, uint64_t fileSize, uint64_t first,
                             CArray<SKrStreamIndexEntry>& out, uint32_t& dropped) const;
@@ -55,6 +63,7 @@ private:
 
     std::vector<SKrIndexChunk> m_chunks; // those that have entries
     uint64_t m_entries = 0;
+    uint64_t m_entryBytes = 0;
     uint64_t m_chunksSeen = 0;
 };
 

@@ -51,26 +51,6 @@ CKrReentrantLock* CKrRiffReader::FindLock(IKrRiffReader* reader)
     return isOurs ? &static_cast<CKrRiffReader*>(reader)->m_lock : nullptr;
 }
 
-// Undoes an Open that did not succeed, also when it ends with an exception.
-class CKrRiffReader::CDetachUnlessOpened
-{
-public:
-    explicit CDetachUnlessOpened(CKrRiffReader& reader) : m_reader(reader) {}
-    ~CDetachUnlessOpened()
-    {
-        if (!m_opened)
-            m_reader.Detach();
-    }
-    CDetachUnlessOpened(const CDetachUnlessOpened&) = delete;
-    CDetachUnlessOpened& operator=(const CDetachUnlessOpened&) = delete;
-
-    void Opened() { m_opened = true; }
-
-private:
-    CKrRiffReader& m_reader;
-    bool m_opened = false;
-};
-
 // The lock is held throughout, so that nobody sees a reader whose headers are half parsed.
 int CKrRiffReader::Open(const wchar_t* path)
 {
@@ -125,6 +105,8 @@ void CKrRiffReader::Attach(std::unique_ptr<IKrFile> file, uint64_t size)
 void CKrRiffReader::Detach()
 {
     m_tree.Clear();
+    m_growth.reset();
+    m_growingState = 0;
     m_indexes.Clear();
     m_streams.Detach();
     m_cursor.Detach();

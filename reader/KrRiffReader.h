@@ -1,5 +1,6 @@
-// The library's reader. Its operations are in KrRiffReader.cpp (file, walks, raw reads) and
-// KrRiffReaderStreams.cpp (streams and their indexes).
+// The library's reader. Its operations are in KrRiffReader.cpp (file, walks, raw reads),
+// KrRiffReaderGrowing.cpp (files that another process is writing) and KrRiffReaderStreams.cpp (streams and
+// their indexes).
 #ifndef KR_READER_KRRIFFREADER_H
 #define KR_READER_KRRIFFREADER_H
 
@@ -11,6 +12,7 @@
 #include "reader/KrChunkSearch.h"
 #include "reader/KrChunkTree.h"
 #include "reader/KrFileCursor.h"
+#include "reader/KrGrowth.h"
 #include "reader/KrStreamIndexes.h"
 #include "reader/KrStreamState.h"
 #include "reader/KrStreamTable.h"
@@ -60,11 +62,34 @@ public:
     int GetStreamProperties(uint32_t stream, SKrStreamProperties* properties) override;
     uint32_t ReadStreamFormat(uint32_t stream, void* buffer, uint32_t size) override;
     int LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out) override;
+    int OpenGrowing(const wchar_t* path) override;
+    int Refresh() override;
+    uint32_t GetGrowingState() override;
 
 private:
-    class CDetachUnlessOpened;
+    // Undoes an Open that did not succeed, also when it ends with an exception.
+    class CDetachUnlessOpened
+    {
+    public:
+        explicit CDetachUnlessOpened(CKrRiffReader& reader) : m_reader(reader) {}
+        ~CDetachUnlessOpened()
+        {
+            if (!m_opened)
+                m_reader.Detach();
+        }
+        CDetachUnlessOpened(const CDetachUnlessOpened&) = delete;
+        CDetachUnlessOpened& operator=(const CDetachUnlessOpened&) = delete;
+
+        void Opened() { m_opened = true; }
+
+    private:
+        CKrRiffReader& m_reader;
+        bool m_opened = false;
+    };
 
     [[nodiscard]] bool ParseFile();
+    void TakeGrowth();
+    void TakeChunkIds();
     void ApplyPixelAspectAndScanMode();
     void Attach(std::unique_ptr<IKrFile> file, uint64_t size);
     void Detach();
@@ -74,7 +99,7 @@ private:
 
     IKrFileSystem& m_fileSystem;
 
-    // Guards everything up to m_indexes. Taken after the cache's lock, never before it.
+    // Guards everything up to m_idsSoughtAt. Taken after the cache's lock, never before it.
     CKrReentrantLock m_lock;
     std::wstring m_path; // of the open file
     SKrStreamState m_state;
@@ -82,10 +107,16 @@ private:
     CKrChunkTree m_tree;
     CKrChunkSearch m_search;
     CKrStreamIndexes m_indexes;
+    std::unique_ptr<CKrGrowth> m_growth; // null: not opened as growing
+    bool m_parsedOldIndex = false;       // the parse found 'idx1' of the growing file
+    uint64_t m_idsSoughtAt = 0;          // size of the growing file when chunk ids were looked for last
 
     // After 'hdrl'; 0 when no header list was found. Kept: a Close that finds the reader busy sets it to 0,
     // so it changes without the lock.
     KrAtomic<uint32_t> m_firstChunkPosition = 0;
+
+    // EKrGrowingState of the last Refresh; asked for without a lock.
+    KrAtomic<uint32_t> m_growingState = 0;
 
     // Guards what the operations that do not take m_lock read. Held to copy a pointer or the facts; no other
     // lock is taken under it.

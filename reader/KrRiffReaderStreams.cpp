@@ -11,7 +11,7 @@ bool CKrRiffReader::ParseFile()
 {
     m_state = SKrStreamState();
     const CKrFileCursor::CZeroMemory zeros(m_cursor);
-    const bool parsed = CKrHeaderParser(m_cursor, m_state).ParseFile();
+    const bool parsed = CKrHeaderParser(m_cursor, m_state, m_growth != nullptr).ParseFile();
     m_firstChunkPosition = m_state.firstChunkPosition;
     ApplyPixelAspectAndScanMode();
     PublishFacts();

@@ -4,8 +4,16 @@
 #include "reader/KrNoticingFile.h"
 #include "reader/KrStreamTable.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
+
+void CKrStreamIndexes::Clear()
+{
+    m_directories.clear();
+    m_pieces.clear();
+    m_oldIndex = nullptr;
+}
 
 bool CKrStreamIndexes::Load(CKrStreamTable& table, IKrFile& file, uint64_t fileSize, uint32_t stream,
                             uint64_t first, CArray<SKrStreamIndexEntry>& out)
@@ -21,7 +29,7 @@ try
     if (indx != 0)
     {
         CKrNoticingFile noticing(file);
-        directory = Directory(noticing, fileSize, stream, indx);
+        directory = ReadDirectory(noticing, fileSize, stream, indx);
         if (noticing.Failed())
             return false;
     }
@@ -34,8 +42,8 @@ try
     else
     {
         const auto oldIndex = table.OldIndex();
-        if (oldIndex == nullptr || (directory == nullptr && oldIndex->Entries(stream) == 0) ||
-            !oldIndex->Load(file, fileSize, stream, first, out, dropped))
+        if (oldIndex == nullptr || (directory == nullptr && oldIndex->FirstChunkId(stream) == 0) ||
+            !oldIndex->Load(file, fileSize, stream, first, PiecesOf(stream, oldIndex), out, dropped))
             return false;
     }
     table.SetDropped(stream, dropped);
@@ -46,9 +54,19 @@ catch (const std::bad_alloc&)
     return false;
 }
 
+// What is remembered belongs to one 'idx1': a file that grows may get another one.
+KrOldIndexPieces& CKrStreamIndexes::PiecesOf(uint32_t stream,
+                                             const std::shared_ptr<const CKrOldStreamIndex>& index)
+{
+    if (m_oldIndex != index)
+        m_pieces.clear();
+    m_oldIndex = index;
+    return m_pieces[stream];
+}
+
 // Null for an 'indx' that is not an index, and when it cannot be read.
-const CKrIndexDirectory* CKrStreamIndexes::Directory(IKrFile& file, uint64_t fileSize, uint32_t stream,
-                                                     uint64_t indx)
+const CKrIndexDirectory* CKrStreamIndexes::ReadDirectory(IKrFile& file, uint64_t fileSize, uint32_t stream,
+                                                         uint64_t indx)
 {
     if (const auto known = m_directories.find(stream); known != m_directories.end())
         return &known->second;
@@ -63,4 +81,53 @@ const CKrIndexDirectory* CKrStreamIndexes::Directory(IKrFile& file, uint64_t fil
     if (chunks > fileSize / SKrStdIndexHead::kEncodedSize)
         m_directories.clear();
     return &m_directories.emplace(stream, std::move(directory)).first->second;
+}
+
+// Index chunks are looked at from the last one back, as long as they name anything there.
+bool CKrStreamIndexes::FindNamed(IKrFile& file, uint64_t fileSize, const KrStreamLists& streams,
+                                 const SKrSegment& segment, std::vector<uint64_t>& named)
+{
+    const auto isInside = [&](uint64_t position)
+    {
+        return position >= segment.movi.offset && position - segment.movi.offset <= segment.movi.cksize;
+    };
+    for (const auto& [stream, directory] : m_directories)
+    {
+        const std::vector<SKrIndexChunk>& chunks = directory.Chunks();
+        std::vector<SKrStreamIndexEntry> entries;
+        bool anyInside = true;
+        for (size_t number = chunks.size(); number-- > 0 && anyInside;)
+        {
+            if (!CKrIndexDirectory::ReadEntries(file, chunks[number], entries))
+                return false;
+            anyInside = false;
+            for (const SKrStreamIndexEntry& entry : entries)
+            {
+                if (!isInside(entry.position))
+                    continue;
+                anyInside = true;
+                named.push_back(entry.position);
+            }
+        }
+    }
+    CKrOldStreamIndex oldIndex;
+    if (!oldIndex.Read(file, fileSize, {segment}, streams.size()))
+        return false;
+    for (uint32_t stream = 0; stream < streams.size(); ++stream)
+    {
+        CArray<SKrStreamIndexEntry> entries;
+        uint32_t dropped = 0;
+        if (m_directories.contains(stream) && m_directories[stream].HasChunks())
+            continue; // the stream's own index alone counts
+        KrOldIndexPieces pieces;
+        if (!oldIndex.Load(file, fileSize, stream, 0, pieces, entries, dropped))
+            return false;
+        for (intptr_t number = 0; number < entries.GetSize(); ++number)
+        {
+            if (isInside(entries[number].position))
+                named.push_back(entries[number].position);
+        }
+    }
+    std::ranges::sort(named);
+    return true;
 }

@@ -26,18 +26,39 @@ void CKrStreamTable::Detach()
     Attach(nullptr, 0, {});
 }
 
+void CKrStreamTable::Update(uint64_t size, std::shared_ptr<const KrStreamLists> streams,
+                            const KrSegments& segments)
+{
+    auto newSegments = std::make_shared<const KrSegments>(segments);
+    const std::lock_guard guard(m_lock);
+    const bool sameIndexes =
+        m_state.segments != nullptr &&
+        std::ranges::equal(
+            *m_state.segments, segments, {}, [](const SKrSegment& segment) { return segment.idx1.offset; },
+            [](const SKrSegment& segment) { return segment.idx1.offset; });
+    const bool hasAllIds =
+        m_state.chunkIds != nullptr && std::ranges::find(*m_state.chunkIds, 0u) == m_state.chunkIds->end();
+    m_state.size = size;
+    m_state.streams = std::move(streams);
+    m_state.segments = std::move(newSegments);
+    if (!sameIndexes)
+        m_state.oldIndex = nullptr;
+    if (!hasAllIds)
+        m_state.chunkIds = nullptr;
+}
+
 CKrStreamTable::SState CKrStreamTable::State()
 {
     const std::lock_guard guard(m_lock);
     return m_state;
 }
 
-// Leaves what was read for others, unless another file is open by now.
+// Leaves what was read for others, unless another file is open by now, or this one has grown.
 template <class Part>
 void CKrStreamTable::Keep(const SState& state, std::shared_ptr<const Part> SState::*part)
 {
     const std::lock_guard guard(m_lock);
-    if (m_state.file == state.file)
+    if (m_state.file == state.file && m_state.size == state.size)
         m_state.*part = state.*part;
 }
 
@@ -51,9 +72,9 @@ bool CKrStreamTable::ReadStreams(SState& state)
     CKrFileCursor cursor;
     cursor.Attach(file, state.size);
     KrStreamLists streams;
-    if (const auto riff = ReadFirstRiff(cursor))
+    if (const auto first = ReadFirstRiff(cursor))
     {
-        if (const auto hdrl = FindHeaderList(cursor, *riff))
+        if (const auto hdrl = FindHeaderList(cursor, first->riff))
             streams = ReadStreamLists(cursor, *hdrl);
     }
     if (file.Failed())
@@ -70,9 +91,17 @@ bool CKrStreamTable::ReadOldIndex(SState& state)
     if (state.oldIndex != nullptr)
         return true;
     CKrNoticingFile file(*state.file);
-    CKrFileCursor cursor;
-    cursor.Attach(file, state.size);
-    const KrSegments segments = ReadSegments(cursor);
+    KrSegments segments;
+    if (state.segments != nullptr)
+    {
+        segments = *state.segments;
+    }
+    else
+    {
+        CKrFileCursor cursor;
+        cursor.Attach(file, state.size);
+        segments = ReadSegments(cursor);
+    }
     const auto oldIndex = std::make_shared<CKrOldStreamIndex>();
     if (!oldIndex->Read(file, state.size, segments, state.streams->size()) || file.Failed())
         return false;
@@ -126,6 +155,12 @@ catch (const std::bad_alloc&)
     return nullptr;
 }
 
+std::vector<uint32_t> CKrStreamTable::ChunkIds()
+{
+    SState state = State();
+    return ReadChunkIds(state) ? *state.chunkIds : std::vector<uint32_t>();
+}
+
 bool CKrStreamTable::Properties(uint32_t stream, SKrStreamProperties& properties)
 try
 {
@@ -146,7 +181,7 @@ try
     filled.suggestedBufferSize = list.header.suggestedBufferSize;
     filled.formatSize = list.formatSize;
     filled.flags = (list.indexPosition != 0 ? kHasSuperIndex : 0) |
-                   (state.oldIndex->Entries(stream) != 0 ? kHasOldEntries : 0) |
+                   (state.oldIndex->FirstChunkId(stream) != 0 ? kHasOldEntries : 0) |
                    (state.declarations.stream == stream ? state.declarations.flags : 0);
     filled.droppedEntries = stream < state.dropped.size() ? state.dropped[stream] : 0;
     std::memcpy(&properties, &filled, sizeof filled);

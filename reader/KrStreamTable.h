@@ -27,6 +27,10 @@ public:
     void Attach(std::shared_ptr<IKrFile> file, uint64_t size, const SKrDeclarations& declarations);
     void Detach();
 
+    // A file that grows: what is known of it now. Chunk ids and 'idx1' are looked for again where there may
+    // be more.
+    void Update(uint64_t size, std::shared_ptr<const KrStreamLists> streams, const KrSegments& segments);
+
     [[nodiscard]] uint32_t Count();
     [[nodiscard]] bool Properties(uint32_t stream, SKrStreamProperties& properties);
     [[nodiscard]] uint32_t ReadFormat(uint32_t stream, void* buffer, uint32_t size);
@@ -34,6 +38,9 @@ public:
     // For the loads. Null when the file cannot be read, or none is open.
     [[nodiscard]] std::shared_ptr<const KrStreamLists> Streams();
     [[nodiscard]] std::shared_ptr<const CKrOldStreamIndex> OldIndex();
+
+    // The first chunk id of each stream, 0 for none. Empty when the file cannot be read.
+    [[nodiscard]] std::vector<uint32_t> ChunkIds();
 
     void SetDropped(uint32_t stream, uint32_t entries);
 
@@ -45,6 +52,7 @@ private:
         uint64_t size = 0;
         SKrDeclarations declarations;
         std::shared_ptr<const KrStreamLists> streams;          // null: not read yet
+        std::shared_ptr<const KrSegments> segments;            // of a file that grows
         std::shared_ptr<const CKrOldStreamIndex> oldIndex;     // the same
         std::shared_ptr<const std::vector<uint32_t>> chunkIds; // the same; the first one of each stream
         std::vector<uint32_t> dropped;                         // entries, by the last load of each stream

@@ -17,10 +17,10 @@
 // null, or nothing done) instead of waiting. GetFileLength waits for it. ReadChunkData and ReadAt take no
 // lock, may run on several threads at once, and during Close and Open read the file that was open when they
 // started. The two stream queries take none either and report the last Open that parsed a file, even after
-// Close, when only the frame count is 0. GetStreamCount, GetStreamProperties and ReadStreamFormat take none
-// and answer from the file that is open, whose headers they read when first asked. A walk or search is state
-// of the reader, not of the thread, and its nodes and records are valid until the file is closed: hosts that
-// share a reader serialise walks and searches. See docs/threads.md.
+// Close, when only the frame count is 0. GetStreamCount, GetStreamProperties, ReadStreamFormat and
+// GetGrowingState take none and report the open file as of the last Open or Refresh; its headers are read when
+// first asked for. A walk or search is state of the reader, not of the thread, and its nodes and records are
+// valid until the file is closed: hosts that share a reader serialise walks and searches. See docs/threads.md.
 class IKrRiffReader : public IKrUnknown
 {
 public:
@@ -140,6 +140,33 @@ public:
     // Returns 1, with an empty array, also when there are no entries from `first` on; 0 for a stream that has
     // no index, or is not there. After a failure (0) the array's content is undefined.
     virtual int LoadStreamIndex(uint32_t stream, uint64_t first, CArray<SKrStreamIndexEntry>& out) = 0;
+
+    // Opens a file that a writer may have open, in this process or another one, and keeps nobody from
+    // writing, replacing or deleting it; a recording that replaces the file is not followed. The header list
+    // must be complete, data chunks need not be there, and a size of 0 or all ones of a 'RIFF' or of 'movi'
+    // means to the end of the file. All other operations then answer for the file as it was at the last
+    // Refresh. Always opens the file anew; Open of the same path then returns 1 and the file stays growing.
+    // Files of 200 bytes or less, and files that are not RIFF 'AVI ', are refused. Closes the open file and
+    // is refused as Open is.
+    virtual int OpenGrowing(const wchar_t* path) = 0;
+
+    // Takes in what was added to a file of OpenGrowing: its length, segments, indexes, and counts. Returns 1
+    // when there is more than before, 0 when there is nothing new or the file was not opened as growing, -1
+    // when no file is open, the file cannot be read, or another thread is inside the reader: nothing has
+    // changed then. Nodes that were handed out stay valid and have their new sizes; entries that
+    // LoadStreamIndex gave keep their numbers, and only chunks that are whole are added. What makes no sense,
+    // since it is being written at this moment, is taken by a later Refresh. Costs the same whatever the
+    // length of the file. Once nobody has the file open for writing the reader shares it with other readers
+    // only, as Open does.
+    virtual int Refresh() = 0;
+
+    // Whether the recording of OpenGrowing goes on, as of the last Refresh: 0 when no file was opened as
+    // growing, 1 while it is being written, and before a Refresh found nothing new; 2 when nobody writes and
+    // it is complete: the last segment ends where the file ends, and in its 'movi' there are only chunks that
+    // an index names, fillers and indexes; 3 when nobody writes and it is not complete. On Linux a program
+    // that does not lock its files with flock, as ours do, counts as writing only while the file changes.
+    // Takes no lock.
+    virtual uint32_t GetGrowingState() = 0;
 };
 
 #endif

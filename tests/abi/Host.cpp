@@ -291,7 +291,13 @@ void Read()
     CHostReader ours(*reader);
     Query(static_cast<IKrRiffReader*>(&ours));
     CHECK(ours.m_calls > 20);
+    CHECK(reader->Refresh() == 0 && reader->GetGrowingState() == 0);
+    CHECK(reader->OpenGrowing(kPath) == 1 && reader->GetGrowingState() == 1);
+    CHECK(reader->Refresh() == 0 && reader->GetGrowingState() == 2);
+    ReadIndexes(*reader);
+    ReadAllStreams(*reader);
     reader->Close();
+    CHECK(reader->Refresh() == -1 && reader->GetGrowingState() == 0);
     CHECK(reader->GetFileLength() == 0);
     CHECK(reader->Release() == 0);
 #if defined(_MSC_VER)

@@ -162,6 +162,9 @@ public:
     {
         return m_reader.LoadStreamIndex(stream, first, out);
     }
+    int OpenGrowing(const wchar_t* path) override { return m_reader.OpenGrowing(path); }
+    int Refresh() override { return m_reader.Refresh(); }
+    uint32_t GetGrowingState() override { return m_reader.GetGrowingState(); }
 
 private:
     IKrRiffReader& m_reader;

@@ -39,6 +39,9 @@ public:
     int GetStreamProperties(uint32_t, SKrStreamProperties*) override { return 0; }
     uint32_t ReadStreamFormat(uint32_t, void*, uint32_t) override { return 0; }
     int LoadStreamIndex(uint32_t, uint64_t, CArray<SKrStreamIndexEntry>&) override { return 0; }
+    int OpenGrowing(const wchar_t*) override { return 0; }
+    int Refresh() override { return 0; }
+    uint32_t GetGrowingState() override { return 0; }
 };
 } // namespace
 

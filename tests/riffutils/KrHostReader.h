@@ -173,6 +173,9 @@ public:
         return static_cast<uint32_t>(Unexpected());
     }
     int LoadStreamIndex(uint32_t, uint64_t, CArray<SKrStreamIndexEntry>&) override { return Unexpected(); }
+    int OpenGrowing(const wchar_t*) override { return Unexpected(); }
+    int Refresh() override { return Unexpected(); }
+    uint32_t GetGrowingState() override { return static_cast<uint32_t>(Unexpected()); }
 
 private:
     void Note(const char* operation)

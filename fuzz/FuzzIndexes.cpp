@@ -1,9 +1,11 @@
-// Any bytes as a file: the index loads, twice each, with the same result.
+// Any bytes as a file: the index loads, twice each, with the same result, and the file while it grows.
 #include "fuzz/KrFuzzing.h"
 #include "reader/KrRiffReader.h"
 #include "tests/reader/AllStreamsSupport.h"
 #include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrMemoryFileSystem.h"
+
+#include <memory>
 
 using namespace KrTest;
 
@@ -44,6 +46,34 @@ void LoadStream(CKrRiffReader& reader, uint32_t stream, uint64_t first, uint64_t
         ASSERT_EQ(rest.entries.size(), all.entries.size() - std::min<size_t>(first, all.entries.size()));
     }
 }
+
+// The bytes come in two parts, the second one while the file is followed.
+void Follow(const uint8_t* data, size_t size)
+{
+    CKrMemoryFileSystem files;
+    std::unique_ptr<IKrWritableFile> file = files.CreateForWriting(L"b.avi");
+    const size_t first = size - size / 4;
+    const KrByteSpan parts[] = {{data, first}, {data + first, size - first}};
+    ASSERT_FALSE(file->WriteAt(0, {&parts[0], 1}).Failed());
+    CKrRiffReader reader(files);
+    if (reader.OpenGrowing(L"b.avi") == 0)
+        return;
+    const auto check = [&](const SKrStreamAnswer& answer)
+    {
+        for (const SKrChunkPlace& place : answer.entries)
+            ASSERT_LE(place.position + place.size, reader.GetFileLength());
+    };
+    check(LoadStreamOf(reader, 0));
+    ASSERT_FALSE(file->WriteAt(first, {&parts[1], 1}).Failed());
+    ASSERT_GE(reader.Refresh(), 0);
+    check(LoadStreamOf(reader, 0));
+    file.reset();
+    ASSERT_GE(reader.Refresh(), 0);
+    ASSERT_GE(reader.Refresh(), 0);
+    ASSERT_GE(reader.GetGrowingState(), 2u);
+    static_cast<void>(PropertiesOf(reader, 0));
+    static_cast<void>(reader.GetLastRiffSegment());
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -51,6 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CKrMemoryFileSystem files;
     files.Set(L"a.avi", KrFuzz::BytesOf(data, size));
     CKrRiffReader reader(files);
+    Follow(data, size);
     if (reader.Open(L"a.avi") == 0)
         return 0;
     LoadTwice([&] { return LoadVideoOf(reader); }, size);

@@ -78,6 +78,7 @@ set(KR_INNER_TEST_SOURCES
   platform/ClockTest.cpp
   platform/FileSystemScopeTest.cpp
   platform/FilesTest.cpp
+  platform/FollowedFilesTest.cpp
   platform/IsSamePathTest.cpp
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
@@ -98,6 +99,8 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkSearchInnerTest.cpp
   reader/ChunkTreeInnerTest.cpp
   reader/FileCursorInnerTest.cpp
+  reader/GrowingFileInnerTest.cpp
+  reader/GrowingStateInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/HostileFileCountsInnerTest.cpp
@@ -174,6 +177,8 @@ set(KR_THREAD_TEST_SOURCES
   platform/WritableFilesTest.cpp
   pool/MediaSampleInnerTest.cpp
   pool/MediaSamplePoolTest.cpp
+  reader/GrowingFileInnerTest.cpp
+  reader/GrowingStateInnerTest.cpp
   reader/ReaderFaultOpenInnerTest.cpp
   reader/ReaderFaultsInnerTest.cpp
   reader/ReaderLockBusyInnerTest.cpp

@@ -82,6 +82,17 @@ def run_all(examples):
         examples.expect("Tour", "missing/out.avi", 1, "the file cannot be written\n")
     if examples.checker != "-":
         examples.expect_whole_file("t\u00f6ur.avi")
+    if examples.program("ShowLastFrame"):
+        last = streams[0].chunks[-1]
+        examples.expect("ShowLastFrame", name, 0,
+                        f"frame 9: brightness {sum(last) // len(last)}\n10 frames, complete\n")
+        with open(os.path.join(examples.work, name), "rb") as file:
+            cut = file.read()
+        with open(os.path.join(examples.work, "cut.avi"), "wb") as file:
+            file.write(cut[:-4])
+        examples.expect("ShowLastFrame", "cut.avi", 1,
+                        f"frame 9: brightness {sum(last) // len(last)}\n10 frames, abandoned\n")
+        examples.expect("ShowLastFrame", "missing.avi", 1, "the file cannot be opened\n")
     if examples.program("LoadAtRunTime"):
         examples.expect("LoadAtRunTime", name, 0,
                         "10 frames of 64 x 48\n2 channels at 48000 samples per second\n")

@@ -1,5 +1,5 @@
-// Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS]. With a
-// time it kills itself after it, without any clean-up.
+// Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS [close]].
+// With a time it kills itself after it, without any clean-up, or closes the file properly.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/killed/KrKilledPattern.h"
@@ -55,22 +55,27 @@ int main(int count, char** arguments)
     info.samplesPerSec = 48000;
     if (KrCreateAviWriter(&writer) == 0 || writer->OpenFileFromInfo(path.c_str(), &info) == 0)
         return 1;
-    if (count > 2)
+    const bool closes = count > 3;
+    const auto time = std::chrono::milliseconds(count > 2 ? std::atoi(arguments[2]) : 0);
+    if (count == 3)
         std::thread(
-            [time = std::atoi(arguments[2])]
+            [time]
             {
-                std::this_thread::sleep_for(std::chrono::milliseconds(time));
+                std::this_thread::sleep_for(time);
                 Die();
             })
             .detach();
     std::puts("recording");
     std::fflush(stdout);
     const auto start = std::chrono::steady_clock::now();
-    for (uint32_t number = 0;; ++number)
+    for (uint32_t number = 0; !closes || std::chrono::steady_clock::now() - start < time; ++number)
     {
         if (Add(*writer, false, number) == 0 || Add(*writer, true, number) == 0)
             return 1;
         std::this_thread::sleep_until(start + std::chrono::milliseconds(1000) * (number + 1) /
                                                   kKilledFramesPerSecond);
     }
+    const bool closed = writer->CloseFile() != 0;
+    writer->Release();
+    return closed ? 0 : 1;
 }

@@ -242,6 +242,64 @@ TEST_F(ReaderScheduled, AllStreamsBesideCloseAndOpen_AnswerForOneFile)
         });
 }
 
+// One activity writes the file, another refreshes, others ask and close.
+TEST_F(ReaderScheduled, RefreshBesideReadsAndClose_GivesWholeChunks)
+{
+    SKrSimpleAvi avi;
+    avi.index = EKrIndexKind::OpenDml;
+    avi.streams = {VideoStream({100, 200, 300})};
+    const SKrBuiltAvi built = BuildSimpleAvi(avi);
+    const KrBytes whole = built.Bytes();
+    const uint64_t firstPart = built.streamChunks[0][1].data;
+    WithEverySeed(
+        [&](CKrScheduler& scheduler)
+        {
+            m_memory.Remove(L"growing.avi");
+            std::unique_ptr<IKrWritableFile> file = m_memory.CreateForWriting(L"growing.avi");
+            const auto write = [&](uint64_t from, uint64_t to)
+            {
+                const KrByteSpan part = KrByteSpan(whole).subspan(from, to - from);
+                EXPECT_FALSE(file->WriteAt(from, {&part, 1}).Failed());
+            };
+            write(0, firstPart);
+            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            ASSERT_EQ(reader->OpenGrowing(L"growing.avi"), 1);
+            scheduler.Add(
+                [&]
+                {
+                    for (uint64_t from = firstPart; from < whole.size(); from += 150)
+                    {
+                        YieldToScheduler();
+                        write(from, std::min<uint64_t>(from + 150, whole.size()));
+                    }
+                });
+            scheduler.Add(
+                [&]
+                {
+                    for (int look = 0; look < 3; ++look)
+                        EXPECT_GE(reader->Refresh(), -1);
+                });
+            scheduler.Add(
+                [&]
+                {
+                    const SKrStreamAnswer load = LoadStreamOf(*reader.Get(), 0);
+                    for (const SKrChunkPlace& place : load.entries)
+                        EXPECT_LE(place.position + place.size, whole.size());
+                    EXPECT_LE(load.entries.size(), 3u);
+                    const SKrStreamProperties properties = PropertiesOf(*reader.Get(), 0);
+                    EXPECT_TRUE(properties.size == 0 || properties.type == 0x73646976);
+                    EXPECT_LE(reader->GetGrowingState(), 3u);
+                });
+            scheduler.Add([&] { reader->Close(); });
+            ASSERT_EQ(scheduler.Run(), "");
+            reader->Close();
+            EXPECT_EQ(reader->GetGrowingState(), 0u);
+            file.reset();
+            EXPECT_EQ(m_memory.OpenFiles(), 0u);
+            EXPECT_FALSE(m_files.WasClosedUnderATransfer());
+        });
+}
+
 TEST_F(ReaderScheduled, LoadsAndWalksBesideCloseAndOpen_AnswerForOneFile)
 {
     WithEverySeed(

@@ -1,0 +1,75 @@
+// A recording under way and a reader that follows it, both in memory and in one thread.
+#ifndef KR_TESTS_READER_GROWINGSUPPORT_H
+#define KR_TESTS_READER_GROWINGSUPPORT_H
+
+#include "tests/reader/AllStreamsSupport.h"
+#include "tests/writer/KrRecorder.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KrTest
+{
+class GrowingTest : public testing::Test
+{
+protected:
+    // Records frames of 1000 bytes and more, each with its sound.
+    void Record(size_t frames)
+    {
+        for (size_t number = 0; number < frames; ++number, ++m_frames)
+        {
+            if (m_recorder.written.pcm)
+                ASSERT_EQ(m_recorder.AddPatternAudio(kBytesOf25thSecond), 1);
+            ASSERT_EQ(m_recorder.AddPatternVideo(1000 + m_frames), 1);
+        }
+    }
+
+    void StartRecording(const SKrWritten& what = WithAudio()) { ASSERT_EQ(m_recorder.Open(what), 1); }
+
+    void Follow()
+    {
+        ASSERT_EQ(m_reader.OpenGrowing(kRecordedPath), 1);
+        m_counts.Reset();
+        m_faults.Reset();
+    }
+
+    [[nodiscard]] size_t Given(uint32_t stream) { return LoadStreamOf(m_reader, stream).entries.size(); }
+
+    // Every chunk that the reader gives has the bytes that were recorded.
+    void ExpectRightBytes(uint32_t stream)
+    {
+        const SKrStreamAnswer answer = LoadStreamOf(m_reader, stream);
+        ASSERT_EQ(answer.status, 1);
+        for (size_t number = 0; number < answer.entries.size(); ++number)
+        {
+            const SKrChunkPlace& place = answer.entries[number];
+            ASSERT_LE(place.position + place.size, m_reader.GetFileLength());
+            KrBytes bytes(place.size);
+            ASSERT_EQ(m_reader.ReadAt(place.position, bytes.data(), place.size), place.size);
+            ASSERT_EQ(bytes, PatternBytes(stream, number, place.size)) << number;
+        }
+    }
+
+    // The file as a host of the older operations sees it.
+    [[nodiscard]] uint32_t Frames(uint32_t* chunkId = nullptr)
+    {
+        SKrAviVideoParams format;
+        uint32_t compression, id;
+        uint16_t bits;
+        int valid;
+        const uint32_t frames = m_reader.GetVideoStreamInfo(&format, &compression, &bits, &valid, &id);
+        if (chunkId != nullptr)
+            *chunkId = id;
+        return frames;
+    }
+
+    CKrRecorder m_recorder{EKrWorker::None};
+    CKrFaultyFileSystem m_faults{m_recorder.files};
+    CKrCountingFileSystem m_counts{m_faults};
+    CKrRiffReader m_reader{m_counts};
+    size_t m_frames = 0;
+};
+} // namespace KrTest
+
+#endif

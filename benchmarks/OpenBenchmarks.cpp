@@ -71,6 +71,35 @@ void LoadAudioOurs(benchmark::State& state, const char* name)
     }
 }
 
+// All entries of the video stream through LoadStreamIndex, with the open.
+void LoadStreamOurs(benchmark::State& state, const char* name)
+{
+    const std::wstring path = WidePathOf(name);
+    const auto load = [&](CKrRiffReader& reader)
+    {
+        CArray<SKrStreamIndexEntry> entries;
+        Require(reader.Open(path.c_str()) != 0 && reader.LoadStreamIndex(0, 0, entries) != 0, "load");
+    };
+    for (auto _ : state)
+    {
+        CKrRiffReader reader(KrPlatform::OsFileSystem());
+        load(reader);
+    }
+    Report(state, ReadsOf(load));
+}
+
+// The last entry alone, of a file that stays open.
+void LoadLastOurs(benchmark::State& state, const char* name)
+{
+    const std::wstring path = WidePathOf(name);
+    CKrRiffReader reader(KrPlatform::OsFileSystem());
+    CArray<SKrStreamIndexEntry> entries;
+    Require(reader.Open(path.c_str()) != 0 && reader.LoadStreamIndex(0, 0, entries) != 0, "load");
+    const auto last = static_cast<uint64_t>(entries.GetSize()) - 1;
+    for (auto _ : state)
+        Require(reader.LoadStreamIndex(0, last, entries) != 0 && entries.GetSize() == 1, "load");
+}
+
 // One read of 'idx1' and one pass that writes the entries, in addition to the calls of the open.
 void LoadIdx1Floor(benchmark::State& state)
 {
@@ -156,6 +185,10 @@ BENCHMARK_CAPTURE(OpenFloor, idx1, "idx1.avi")->Name("open/floor");
 BENCHMARK_CAPTURE(OpenPeer, idx1, "idx1.avi")->Name("open/libavformat");
 BENCHMARK_CAPTURE(LoadOurs, idx1, "idx1.avi")->Name("load idx1/ours");
 BENCHMARK(LoadIdx1Floor)->Name("load idx1/floor");
+BENCHMARK_CAPTURE(LoadStreamOurs, idx1, "idx1.avi")->Name("load any stream, idx1/ours");
+BENCHMARK_CAPTURE(LoadStreamOurs, odml, "odml.avi")->Name("load any stream, OpenDML/ours");
+BENCHMARK_CAPTURE(LoadLastOurs, idx1, "idx1.avi")->Name("load the last entry, idx1/ours");
+BENCHMARK_CAPTURE(LoadLastOurs, odml, "odml.avi")->Name("load the last entry, OpenDML/ours");
 BENCHMARK_CAPTURE(OpenPeer, idx1Load, "idx1.avi")->Name("load idx1/libavformat");
 BENCHMARK_CAPTURE(LoadOurs, odml, "odml.avi")->Name("load OpenDML/ours");
 BENCHMARK(LoadOdmlFloor)->Name("load OpenDML/floor");

@@ -14,10 +14,28 @@
 
 namespace
 {
+// Whether a path means the file that a handle has open.
+bool IsNameOf(const std::wstring& path, HANDLE handle)
+{
+    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const CKrFileHandle named(CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    BY_HANDLE_FILE_INFORMATION ours{};
+    BY_HANDLE_FILE_INFORMATION theirs{};
+    return named.IsOpen() && GetFileInformationByHandle(handle, &ours) &&
+           GetFileInformationByHandle(named.Get(), &theirs) &&
+           ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
+           ours.nFileIndexHigh == theirs.nFileIndexHigh && ours.nFileIndexLow == theirs.nFileIndexLow;
+}
+
 class CWin32File final : public IKrFile
 {
 public:
-    explicit CWin32File(CKrFileHandle handle) : m_handle(std::move(handle)) {}
+    // `path` is that of a file that is followed.
+    explicit CWin32File(CKrFileHandle handle, std::wstring path = {})
+        : m_handle(std::move(handle)), m_path(std::move(path))
+    {
+    }
 
     std::optional<uint64_t> Size() override
     {
@@ -66,19 +84,25 @@ public:
 
     // The file is opened once more, by its handle: its name may mean another file by now. Whoever has it open
     // for writing does not fit in with that. Where it fails for any other reason (the file is deleted) nobody
-    // writes, and nobody will.
+    // writes, and nobody will. So it is for a file that lost its name, which nobody could take from it while
+    // it was being written; Wine, which opens it by that name after all, needs this. Asked now and then, for
+    // it takes several calls.
     bool ShareWithReadersOnly() override
     {
         CKrFileHandle shared(ReOpenFile(m_handle.Get(), GENERIC_READ, FILE_SHARE_READ, 0));
-        if (!shared.IsOpen())
-            return GetLastError() != ERROR_SHARING_VIOLATION;
+        if (!shared.IsOpen() && GetLastError() == ERROR_SHARING_VIOLATION)
+            return m_refusals++ % kRefusalsPerLook == 0 && !IsNameOf(m_path, m_handle.Get());
         m_kept = std::move(shared);
         return true;
     }
 
 private:
     CKrFileHandle m_handle;
-    CKrFileHandle m_kept; // holds the share mode of a reader, where m_handle shares with everybody
+    static constexpr unsigned kRefusalsPerLook = 10;
+
+    std::wstring m_path;     // of a file that is followed
+    unsigned m_refusals = 0; // of the share mode
+    CKrFileHandle m_kept;    // holds the share mode of a reader, where m_handle shares with everybody
 };
 
 // Not so for pipes, consoles and "NUL" (no disk), raw volumes (no file facts) and folders.
@@ -138,7 +162,7 @@ public:
                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!handle.IsOpen() || !IsRegularFile(handle.Get()))
             return nullptr;
-        return std::make_unique<CWin32File>(std::move(handle));
+        return std::make_unique<CWin32File>(std::move(handle), NativePath(path));
     }
 
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override

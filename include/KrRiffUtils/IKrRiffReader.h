@@ -18,9 +18,10 @@
 // lock, may run on several threads at once, and during Close and Open read the file that was open when they
 // started. The two stream queries take none either and report the last Open that parsed a file, even after
 // Close, when only the frame count is 0. GetStreamCount, GetStreamProperties, ReadStreamFormat and
-// GetGrowingState take none and report the open file as of the last Open or Refresh; its headers are read when
-// first asked for. A walk or search is state of the reader, not of the thread, and its nodes and records are
-// valid until the file is closed: hosts that share a reader serialise walks and searches. See docs/threads.md.
+// GetGrowingState take none and report the open file as of the last Open or Refresh; its headers are read
+// when first asked for. A walk or search is state of the reader, not of the thread, and its nodes and records
+// are valid until the file is closed: hosts that share a reader serialise walks and searches. See
+// docs/threads.md.
 class IKrRiffReader : public IKrUnknown
 {
 public:

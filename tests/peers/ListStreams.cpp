@@ -1,4 +1,4 @@
-// Prints what the library gives of all streams of a file, as JSON: ListStreams FILE...
+// Prints what the library gives of all streams of a file, as JSON: ListStreams [--growing] FILE
 #include "KrRiffUtils/KrRiffUtils.h"
 
 #include <cstdio>
@@ -46,9 +46,11 @@ bool ListStream(IKrRiffReader& reader, uint32_t number)
 int main(int count, char** arguments)
 {
     IKrRiffReader* reader = nullptr;
-    if (count != 2 || KrCreateRiffReader(&reader) == 0)
+    const bool isGrowing = count == 3 && std::string(arguments[1]) == "--growing";
+    if ((count != 2 && !isGrowing) || KrCreateRiffReader(&reader) == 0)
         return 2;
-    bool done = reader->Open(Widen(arguments[1]).c_str()) != 0;
+    const std::wstring path = Widen(arguments[count - 1]);
+    bool done = (isGrowing ? reader->OpenGrowing(path.c_str()) : reader->Open(path.c_str())) != 0;
     std::printf("[");
     for (uint32_t number = 0; done && number < reader->GetStreamCount(); ++number)
         done = ListStream(*reader, number);

@@ -8,6 +8,7 @@ add_library(KrRiffUtilsObjects OBJECT
   format/KrFrameTables.cpp
   format/KrPrivateChunks.cpp
   format/KrPrivateValues.cpp
+  platform/KrFiles.cpp
   platform/KrPlatform.cpp
   pool/KrdsMediaSample.cpp
   pool/KrdsMediaSamplePool.cpp

@@ -20,6 +20,15 @@ struct SKrTransfer
     bool Failed() const { return osError != 0; }
 };
 
+// How a flush ended.
+struct SKrFlushOutcome
+{
+    bool done = false;
+    uint32_t osError = 0; // the system's error number, where it is not done and the system has one
+
+    explicit operator bool() const { return done; }
+};
+
 // An open file. Closed by its destructor. Reads carry their position and may run on several threads at once.
 class IKrFile
 {
@@ -50,6 +59,10 @@ public:
 
     // The first byte of the range that was asked for.
     [[nodiscard]] virtual uint8_t* Data() = 0;
+
+    // Changes bytes of the range. Whoever else maps or reads the file never sees a part of 4 bytes that lie
+    // at a multiple of 4.
+    virtual void Put(size_t offset, std::span<const uint8_t> bytes);
 };
 
 using KrByteSpan = std::span<const uint8_t>;
@@ -65,9 +78,13 @@ public:
     // written before the error are counted.
     [[nodiscard]] virtual SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) = 0;
 
-    // Flushes what was written to the device, through views that are mapped now as well. False when any of
-    // that failed. Another thread may map and unmap meanwhile.
-    virtual bool Flush() = 0;
+    // Flushes what was written to the device, through views that are mapped now as well. Not done when any of
+    // that failed. Other threads may write, map and unmap meanwhile.
+    virtual SKrFlushOutcome Flush() = 0;
+
+    // Sets space of the disk aside for a file of that size, whose length and content stay as they are; what
+    // is left of it goes with a cut to the file's own size. False when the system cannot, which does no harm.
+    virtual bool ReserveTo(uint64_t size);
 
     // Maps a range for writing, which must lie inside the file and not be empty: null when the system cannot.
     // The view itself starts at a multiple of the system's allocation granularity.
@@ -118,7 +135,7 @@ protected:
 class IKrClock
 {
 public:
-    // Milliseconds from some start, modulo 2^32.
+    // Milliseconds from some start, modulo 2^32, in steps of one.
     [[nodiscard]] virtual uint32_t TickCount() = 0;
 
     // A counter of high resolution, and how often it counts in a second.

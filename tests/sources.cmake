@@ -83,6 +83,7 @@ set(KR_INNER_TEST_SOURCES
   platform/LongPathTest.cpp
   platform/OsTypesTest.cpp
   platform/Utf8Test.cpp
+  platform/WritableFileSpaceTest.cpp
   platform/WritableFilesTest.cpp
   pool/MediaSampleInnerTest.cpp
   pool/MediaSamplePoolInnerTest.cpp

@@ -5,6 +5,7 @@
 #include "platform/posix/KrFileDescriptor.h"
 #include "platform/posix/KrOpenFile.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -99,7 +100,26 @@ public:
         }
     }
 
-    bool Flush() override { return ::fdatasync(m_descriptor.Get()) == 0; }
+    SKrFlushOutcome Flush() override
+    {
+        int result = -1;
+        do
+            result = ::fdatasync(m_descriptor.Get());
+        while (result != 0 && errno == EINTR);
+        return {result == 0, result == 0 ? 0 : static_cast<uint32_t>(errno)};
+    }
+
+    bool ReserveTo(uint64_t size) override
+    {
+        struct stat facts
+        {
+        };
+        if (!KrPlatform::IsFilePosition(size) || ::fstat(m_descriptor.Get(), &facts) != 0)
+            return false;
+        const uint64_t end = static_cast<uint64_t>(facts.st_size);
+        return size <= end || ::fallocate(m_descriptor.Get(), FALLOC_FL_KEEP_SIZE, static_cast<off_t>(end),
+                                          static_cast<off_t>(size - end)) == 0;
+    }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {

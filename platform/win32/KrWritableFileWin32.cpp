@@ -55,7 +55,7 @@ public:
     }
 
     // Flushes what was put there to the file.
-    [[nodiscard]] bool Flush() const { return FlushViewOfFile(m_start, 0); }
+    [[nodiscard]] BOOL Flush() const { return FlushViewOfFile(m_start, 0); }
 
     [[nodiscard]] uint8_t* Data() const { return static_cast<uint8_t*>(m_start) + m_before; }
 
@@ -108,12 +108,31 @@ public:
     }
 
     // What was put into views is not in the file's buffers yet: it must be flushed there first.
-    bool Flush() override
+    SKrFlushOutcome Flush() override
     {
-        bool done = true;
+        SKrFlushOutcome outcome{true, 0};
+        const auto note = [&outcome](BOOL done)
+        {
+            if (!done && outcome.done)
+                outcome = {false, GetLastError()};
+        };
         for (const auto& mapping : LiveMappings())
-            done = mapping->Flush() && done;
-        return FlushFileBuffers(m_handle.Get()) && done;
+            note(mapping->Flush());
+        note(FlushFileBuffers(m_handle.Get()));
+        return outcome;
+    }
+
+    // The allocation alone: a size below the file's own would cut it.
+    bool ReserveTo(uint64_t size) override
+    {
+        LARGE_INTEGER now{};
+        if (!KrPlatform::IsFilePosition(size) || !GetFileSizeEx(m_handle.Get(), &now))
+            return false;
+        if (size <= static_cast<uint64_t>(now.QuadPart))
+            return true;
+        FILE_ALLOCATION_INFO allocation{};
+        allocation.AllocationSize.QuadPart = static_cast<LONGLONG>(size);
+        return SetFileInformationByHandle(m_handle.Get(), FileAllocationInfo, &allocation, sizeof allocation);
     }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override

@@ -27,6 +27,23 @@ TEST(ClockTest, ShortSleeps_TakeNoLessThanTheirTime)
     EXPECT_GE(clock.PerformanceCounter() - counter, clock.PerformanceFrequency() / 10);
 }
 
+// Both run from the same source or side by side: a tick count in steps of 15.6 ms would fall behind by that.
+TEST(ClockTest, TickCount_MovesInStepsOfAMillisecond)
+{
+    IKrClock& clock = KrPlatform::OsClock();
+    const int64_t frequency = clock.PerformanceFrequency();
+    int fine = 0;
+    uint32_t last = clock.TickCount();
+    const int64_t start = clock.PerformanceCounter();
+    while (clock.PerformanceCounter() - start < frequency / 5)
+    {
+        const uint32_t now = clock.TickCount();
+        fine += now - last == 1 ? 1 : 0;
+        last = now;
+    }
+    EXPECT_GE(fine, 20) << "of 200, also on a machine that is busy";
+}
+
 TEST(ClockTest, SleepOfNothing_ReturnsAtOnce)
 {
     IKrClock& clock = KrPlatform::OsClock();

@@ -57,7 +57,7 @@ public:
         return {size, 0};
     }
 
-    bool Flush() override { return true; }
+    SKrFlushOutcome Flush() override { return {true, 0}; }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {

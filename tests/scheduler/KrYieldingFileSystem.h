@@ -111,7 +111,16 @@ private:
             return written;
         }
 
-        bool Flush() override { return m_open.OthersGoOn() && m_file->Flush(); }
+        SKrFlushOutcome Flush() override
+        {
+            if (!m_open.OthersGoOn())
+                return {};
+            const SKrFlushOutcome flushed = m_file->Flush();
+            static_cast<void>(m_open.OthersGoOn());
+            return flushed;
+        }
+
+        bool ReserveTo(uint64_t size) override { return m_file->ReserveTo(size); }
 
         bool CutTo(uint64_t size) override { return m_file->CutTo(size); }
 

@@ -93,7 +93,7 @@ public:
         return transfer;
     }
 
-    bool Flush() override
+    SKrFlushOutcome Flush() override
     {
         m_tally->Add(&SKrFileCalls::flushes);
         return m_inner->Flush();
@@ -103,6 +103,12 @@ public:
     {
         m_tally->Add(&SKrFileCalls::maps);
         return m_inner->Map(position, length);
+    }
+
+    bool ReserveTo(uint64_t size) override
+    {
+        m_tally->Add(&SKrFileCalls::reservations);
+        return m_inner->ReserveTo(size);
     }
 
     bool CutTo(uint64_t size) override

@@ -36,6 +36,7 @@ struct SKrFileCalls
     uint64_t flushes = 0; // calls to Flush
     uint64_t maps = 0;    // calls to Map
     uint64_t cuts = 0;    // calls to CutTo
+    uint64_t reservations = 0;
 };
 
 // Counts from any thread. The wrapped file system must outlive the files opened here; the counts live as long

@@ -134,7 +134,16 @@ public:
         return {m_inner->WriteAt(position, first).bytes, fault->osError};
     }
 
-    bool Flush() override { return !m_plan->Count(EKrFileCall::Flush) && m_inner->Flush(); }
+    SKrFlushOutcome Flush() override
+    {
+        const std::optional<SFault> fault = m_plan->Count(EKrFileCall::Flush);
+        return fault ? SKrFlushOutcome{false, fault->osError} : m_inner->Flush();
+    }
+
+    bool ReserveTo(uint64_t size) override
+    {
+        return !m_plan->Count(EKrFileCall::Reserve) && m_inner->ReserveTo(size);
+    }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {

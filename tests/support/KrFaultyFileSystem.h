@@ -25,10 +25,11 @@ enum class EKrFileCall
     Exists,
     Delete,
     SectorQuery,
-    Share
+    Share,
+    Reserve
 };
 
-inline constexpr size_t kFileCallKinds = 13;
+inline constexpr size_t kFileCallKinds = 14;
 
 enum class EKrFaultSpan
 {

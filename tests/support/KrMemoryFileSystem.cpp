@@ -35,6 +35,7 @@ struct CKrMemoryFileSystem::SKrDisk
 struct CKrMemoryFileSystem::SKrNode
 {
     CKrFileContent content;
+    uint64_t reserved = 0;
     std::set<CMemoryView*> views;
     int readers = 0;
     int writers = 0;
@@ -233,7 +234,7 @@ public:
         return total;
     }
 
-    bool Flush() override { return true; }
+    SKrFlushOutcome Flush() override { return {true, 0}; }
 
     std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
     {
@@ -259,6 +260,16 @@ public:
                 throw std::logic_error("a view past the new end");
         }
         m_node->content.Resize(size);
+        m_node->reserved = size;
+        return true;
+    }
+
+    bool ReserveTo(uint64_t size) override
+    {
+        const std::scoped_lock lock(m_disk->mutex);
+        if (size > m_disk->capacity)
+            return false;
+        m_node->reserved = std::max(m_node->reserved, size);
         return true;
     }
 
@@ -324,6 +335,15 @@ CKrFileContent CKrMemoryFileSystem::Content(const std::wstring& path) const
     for (const CMemoryView* const view : node->views)
         view->PutInto(content);
     return content;
+}
+
+uint64_t CKrMemoryFileSystem::ReservedEnd(const std::wstring& path) const
+{
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    if (node == nullptr)
+        throw std::out_of_range("no such file");
+    return std::max(node->reserved, node->content.Size());
 }
 
 std::wstring CKrMemoryFileSystem::LastVolumeFolder() const

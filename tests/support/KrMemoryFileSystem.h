@@ -40,6 +40,9 @@ public:
     // A full disk: writes that would make a file longer than that fall short, and CutTo is refused.
     void SetCapacity(uint64_t bytes);
 
+    // Up to where space is reserved for a file: at least its size. Throws like Content.
+    [[nodiscard]] uint64_t ReservedEnd(const std::wstring& path) const;
+
     // Open files, those of them that are being written, and mapped views.
     [[nodiscard]] size_t OpenFiles() const;
     [[nodiscard]] size_t OpenWritableFiles() const;

@@ -52,13 +52,15 @@ private:
             return m_file->WriteAt(position, parts);
         }
 
-        bool Flush() override
+        SKrFlushOutcome Flush() override
         {
             m_owner.beforeFlush();
             return m_file->Flush();
         }
 
         bool CutTo(uint64_t size) override { return m_file->CutTo(size); }
+
+        bool ReserveTo(uint64_t size) override { return m_file->ReserveTo(size); }
 
         std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
         {

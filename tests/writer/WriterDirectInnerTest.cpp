@@ -169,7 +169,7 @@ private:
             --m_watch.m_writes;
             return written;
         }
-        bool Flush() override { return m_inner->Flush(); }
+        SKrFlushOutcome Flush() override { return m_inner->Flush(); }
         bool CutTo(uint64_t size) override { return m_inner->CutTo(size); }
         std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length) override
         {

@@ -46,16 +46,23 @@ add_library(KrRiffUtilsObjects OBJECT
   riffutils/KrRiffUtils.cpp
   writer/KrAviWriter.cpp
   writer/KrFileTail.cpp
+  writer/KrFlusher.cpp
+  writer/KrFreeRun.cpp
   writer/KrGrowingFile.cpp
   writer/KrHeaderFields.cpp
   writer/KrHeaderLayout.cpp
   writer/KrInterleaver.cpp
+  writer/KrObservedFile.cpp
   writer/KrOldIndex.cpp
+  writer/KrPatches.cpp
+  writer/KrRecordingStatus.cpp
   writer/KrRiffFileChunk.cpp
   writer/KrSampleQueue.cpp
   writer/KrSampleWriter.cpp
   writer/KrSegments.cpp
   writer/KrStreamIndex.cpp
+  writer/KrSubmissions.cpp
+  writer/KrWriteBatch.cpp
   writer/KrWriterSetup.cpp)
 if(WIN32)
   target_sources(KrRiffUtilsObjects PRIVATE

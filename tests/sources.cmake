@@ -148,6 +148,11 @@ set(KR_INNER_TEST_SOURCES
   support/FileSystemFakesTest.cpp
   support/WritingFakesTest.cpp
   writer/AviCheckerInnerTest.cpp
+  writer/RecordingAudioInnerTest.cpp
+  writer/RecordingJoinedInnerTest.cpp
+  writer/RecordingLimitInnerTest.cpp
+  writer/RecordingOptionsInnerTest.cpp
+  writer/RecordingStatusInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
   writer/WriterHostsInnerTest.cpp
@@ -198,6 +203,10 @@ set(KR_THREAD_TEST_SOURCES
   siblings/WorkerThreadInnerTest.cpp
   support/FileSystemFakesTest.cpp
   support/WritingFakesTest.cpp
+  writer/RecordingAudioInnerTest.cpp
+  writer/RecordingJoinedInnerTest.cpp
+  writer/RecordingLimitInnerTest.cpp
+  writer/RecordingStatusInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
   writer/WriterHostsInnerTest.cpp
@@ -238,5 +247,6 @@ set(KR_SCHEDULED_TEST_SOURCES
   scheduler/KrSyncScheduled.cpp
   scheduler/PoolScheduledTest.cpp
   scheduler/ReaderScheduledTest.cpp
+  scheduler/RecordingScheduledTest.cpp
   scheduler/SchedulerScheduledTest.cpp
   scheduler/WriterScheduledTest.cpp)

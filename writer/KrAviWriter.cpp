@@ -2,6 +2,8 @@
 
 #include "format/KrAviHeaders.h"
 #include "siblings/KrWinUtils/KrWinUtils.h"
+#include "writer/KrMilliseconds.h"
+#include "writer/KrObservedFile.h"
 
 #include "KrOsTypes.h"
 
@@ -12,7 +14,6 @@ namespace
 {
 constexpr int kWorkerKind = 15;
 constexpr uint32_t kDestructorWait = 1000; // milliseconds
-constexpr uint32_t kSubmissionPause = 1;   // milliseconds
 constexpr uint32_t kDefaultBytesPerSector = 512;
 constexpr uint8_t kBitCountFromInfo = 8; // kept: whatever the source has
 
@@ -47,7 +48,8 @@ WAVEFORMATEX PcmFormatOf(const SKrMediaInfo& info)
 
 CKrAviWriter::CKrAviWriter(const SKrWriterServices& services)
     : m_fileSystem(services.fileSystem), m_clock(services.clock),
-      m_createWorkerThread(services.createWorkerThread), m_interleaver(services.clock)
+      m_createWorkerThread(services.createWorkerThread),
+      m_interleaver(services.clock, services.createWorkerThread)
 {
 }
 
@@ -99,6 +101,7 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
     if (KrFileUtils::DoesFileExist(path) != 0 && !m_fileSystem.Delete(path))
         return false;
     m_interleaver.Faults().Reset();
+    m_interleaver.Status().Begin();
     std::unique_ptr<CKrGrowingFile> file;
     try
     {
@@ -112,6 +115,8 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
             m_fileSystem.Delete(path);
             return false;
         }
+        m_work.Reset();
+        m_interleaver.Begin(std::move(file), setup, m_rules);
     }
     catch (...)
     {
@@ -119,8 +124,6 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
         m_fileSystem.Delete(path);
         throw;
     }
-    m_work.Reset();
-    m_interleaver.Begin(std::move(file), setup);
     return true;
 }
 
@@ -130,7 +133,10 @@ std::unique_ptr<CKrGrowingFile> CKrAviWriter::MakeFile(const wchar_t* path, SKrW
     if (created == nullptr)
         return nullptr;
     setup.bytesPerSector = SectorSizeFor(path);
-    return std::make_unique<CKrGrowingFile>(std::move(created), setup, m_interleaver.Faults());
+    auto observed =
+        std::make_unique<CKrObservedFile>(std::move(created), m_interleaver.Status(), m_rules.preallocation);
+    return std::make_unique<CKrGrowingFile>(std::move(observed), setup, m_rules, m_interleaver.Faults(),
+                                            m_interleaver.Status());
 }
 
 uint32_t CKrAviWriter::SectorSizeFor(const wchar_t* path) const
@@ -213,22 +219,34 @@ int CKrAviWriter::AddAudioSample(IKrMediaSample* sample)
 
 int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
 {
-    if (m_interleaver.Faults().writeFailed || sample == nullptr)
+    if (sample == nullptr)
         return 0;
+    if (m_interleaver.Faults().writeFailed)
+    {
+        m_interleaver.CountRefused();
+        return 0;
+    }
+    const bool mayWait = !m_callers.HaveThisThread(); // from inside a sample nobody else might make room
     const CKrCallers::CScope caller(m_callers);
     const uint32_t length = sample->GetDataLength();
     if (length < 1)
         return 0;
     CKrSampleList samples; // allocated, and perhaps released, outside the lock
-    samples.push_back({CKrRef<IKrMediaSample>::Share(sample), length});
-    const EKrSubmission submission = m_interleaver.Submit(stream, samples);
-    if (submission == EKrSubmission::Refused)
+    samples.emplace_back(CKrRef<IKrMediaSample>::Share(sample), length, NowMs(m_clock));
+    const SKrSubmitted submitted = m_interleaver.Submit(stream, samples, mayWait);
+    if (submitted.whose == EKrSubmission::Refused)
         return 0;
-    if (submission == EKrSubmission::ForWorker)
+    if (submitted.whose == EKrSubmission::ForWorker)
+    {
         m_work.Add();
+    }
     else if (!m_interleaver.RunStepOfCaller())
+    {
+        m_interleaver.CountRefused();
         return 0;
-    m_clock.Sleep(kSubmissionPause);
+    }
+    if (submitted.delayMs != 0)
+        m_clock.Sleep(submitted.delayMs);
     return 1;
 }
 
@@ -250,6 +268,28 @@ int CKrAviWriter::WriteChunk(EKrStream stream, const void* data, int32_t length)
     return m_interleaver.WriteDirect(stream, bytes) ? 1 : 0;
 }
 
+int CKrAviWriter::SetRecordingOptions(const SKrRecordingOptions* options)
+{
+    const std::optional<SKrRecordingRules> rules = MakeRecordingRules(options);
+    if (!rules || m_callers.HaveThisThread())
+        return 0;
+    const CKrCallers::CScope caller(m_callers);
+    const std::lock_guard guard(m_openCloseLock);
+    m_rules = *rules;
+    return 1;
+}
+
+int CKrAviWriter::GetRecordingStatus(SKrRecordingStatus* status)
+{
+    if (status == nullptr || status->size < sizeof *status)
+        return 0;
+    const uint32_t size =
+        status->size; // a larger record of a later host keeps what this library does not know
+    *status = m_interleaver.Status().Snapshot();
+    status->size = size;
+    return 1;
+}
+
 uint32_t CKrAviWriter::WorkRoutine(void* context, std::stop_token stop)
 {
     auto* const writer = static_cast<CKrAviWriter*>(context);
@@ -263,7 +303,8 @@ void CKrAviWriter::Work(const std::stop_token& stop)
 {
     const CKrCallers::CScope caller(m_callers);
     m_workerThread = KrCurrentThread();
-    while (m_work.WaitForWork(stop))
+    while (m_interleaver.RunsFreely() ? m_work.WaitForAny(stop, m_interleaver.WaitMs())
+                                      : m_work.WaitForWork(stop))
         m_interleaver.RunStepOfWorker();
     m_interleaver.FinishQueue();
     m_interleaver.FinishIndexes();

@@ -13,6 +13,7 @@
 #include "writer/KrCallers.h"
 #include "writer/KrGrowingFile.h"
 #include "writer/KrInterleaver.h"
+#include "writer/KrRecordingRules.h"
 #include "writer/KrWorkSignal.h"
 
 #include <cstdint>
@@ -43,6 +44,8 @@ public:
     int OpenFileFromInfo(const wchar_t* path, const SKrMediaInfo* info) override;
     int WriteVideoChunk(const void* data, int32_t length) override;
     int WriteAudioChunk(const void* data, int32_t length) override;
+    int SetRecordingOptions(const SKrRecordingOptions* options) override;
+    int GetRecordingStatus(SKrRecordingStatus* status) override;
 
 private:
     [[nodiscard]] bool Open(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
@@ -66,7 +69,8 @@ private:
     int (*const m_createWorkerThread)(int kind, IKrWorkerThread** out);
 
     CKrCallers m_callers;
-    CKrMutex m_openCloseLock; // one open or close at a time; entered before all others
+    CKrMutex m_openCloseLock;  // one open or close at a time; entered before all others
+    SKrRecordingRules m_rules; // of the next open; under m_openCloseLock
     CKrInterleaver m_interleaver;
 
     CKrWorkSignal m_work;

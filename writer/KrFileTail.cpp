@@ -41,25 +41,26 @@ std::unique_ptr<IKrMappedView> CKrFileTail::Map(uint64_t position, size_t length
 }
 
 // A recording continues without what the device could not take, also when there was no memory to ask it.
-void CKrFileTail::Flush()
+bool CKrFileTail::Flush()
 {
     try
     {
         if (m_file->Flush())
-            return;
+            return true;
     }
     catch (const std::bad_alloc&)
     {
     }
     m_faults.flushFailed = true;
+    return false;
 }
 
-void CKrFileTail::Close()
+void CKrFileTail::Close(bool mayHaveMore)
 {
     if (m_file == nullptr)
         return;
-    if (m_faults.writeFailed)
+    if (mayHaveMore || m_faults.writeFailed)
         static_cast<void>(m_file->CutTo(m_position)); // should that fail too, the tail does no harm
-    Flush();
+    static_cast<void>(Flush());
     m_file.reset();
 }

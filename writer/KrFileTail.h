@@ -16,6 +16,8 @@ class CKrFileTail
 public:
     CKrFileTail(std::unique_ptr<IKrWritableFile> file, SKrRecordingFaults& faults);
 
+    [[nodiscard]] bool IsOpen() const { return m_file != nullptr; }
+
     // Where the next bytes go: after the last thing that was written whole.
     [[nodiscard]] uint64_t Position() const { return m_position; }
     void Advance(uint64_t bytes) { m_position += bytes; }
@@ -28,11 +30,12 @@ public:
     // Null when the range cannot be mapped.
     [[nodiscard]] std::unique_ptr<IKrMappedView> Map(uint64_t position, size_t length);
 
-    void Flush();
+    // Answers whether the device took all of it. Another thread may call it while no other closes the file.
+    bool Flush();
 
-    // Cuts off what a failed write left past the position, flushes the file and closes it, once. No view may
-    // be left.
-    void Close();
+    // Cuts off what lies past the position where it `mayHaveMore` or a write failed, flushes the file and
+    // closes it, once. No view may be left.
+    void Close(bool mayHaveMore);
 
 private:
     SKrRecordingFaults& m_faults;

@@ -4,6 +4,7 @@
 
 #include "platform/KrPlatform.h"
 #include "writer/KrHeaderLayout.h"
+#include "writer/KrPatches.h"
 #include "writer/KrWriterSetup.h"
 
 #include <cstddef>
@@ -24,14 +25,16 @@ struct SKrRecordedTotals
 class CKrHeaderFields
 {
 public:
+    explicit CKrHeaderFields(CKrPatches& patches) : m_patches(patches) {}
+
     // Takes the view of a header, which may be null. The first one stays mapped until the end, of the later
     // ones only the current.
-    void TakeFirst(std::unique_ptr<IKrMappedView> view, const SKrHeaderLayout& layout);
+    void TakeFirst(std::shared_ptr<IKrMappedView> view, const SKrHeaderLayout& layout);
     void DropNext();
-    void TakeNext(std::unique_ptr<IKrMappedView> view, const SKrHeaderLayout& layout);
+    void TakeNext(std::shared_ptr<IKrMappedView> view, const SKrHeaderLayout& layout);
 
-    // The place of a chunk in the first header; null where that is not mapped.
-    [[nodiscard]] uint8_t* InFirst(size_t place) const;
+    // The place of a chunk in the first header; none where that is not mapped.
+    [[nodiscard]] SKrPlace InFirst(size_t place) const { return {m_first, place}; }
 
     // Both lengths are those of the current segment, with chunk headers.
     void Patch(uint64_t segmentLength, uint64_t moviLength, const SKrRecordedTotals& totals,
@@ -40,16 +43,18 @@ public:
     void Unmap();
 
 private:
-    std::unique_ptr<IKrMappedView> m_first; // of 'RIFF' 'AVI '
-    std::unique_ptr<IKrMappedView> m_next;  // of the current 'RIFF' 'AVIX'
+    void Put(const SKrPlace& chunk, size_t at, uint32_t value);
 
-    // Chunk headers in the views, or null.
-    uint8_t* m_segment = nullptr; // of the current segment
-    uint8_t* m_movi = nullptr;
-    uint8_t* m_mainHeader = nullptr;
-    uint8_t* m_videoHeader = nullptr;
-    uint8_t* m_audioHeader = nullptr;
-    uint8_t* m_extendedHeader = nullptr;
+    CKrPatches& m_patches;
+    std::shared_ptr<IKrMappedView> m_first; // of 'RIFF' 'AVI '
+
+    // Chunk headers in the views, or none.
+    SKrPlace m_segment; // of the current segment
+    SKrPlace m_movi;
+    SKrPlace m_mainHeader;
+    SKrPlace m_videoHeader;
+    SKrPlace m_audioHeader;
+    SKrPlace m_extendedHeader;
 };
 
 #endif

@@ -4,43 +4,35 @@
 #include <new>
 #include <utility>
 
-void CKrInterleaver::Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup)
+CKrInterleaver::CKrInterleaver(IKrClock& clock, int (*createThread)(int kind, IKrWorkerThread** out))
+    : m_status(clock), m_submissions(m_faults, m_status), m_writer(clock, m_faults, m_status, createThread),
+      m_free(m_submissions, m_writer, m_status, clock)
 {
-    const CKrLockScope step(m_stepLock);
-    m_writer.Begin(std::move(file));
-    const std::lock_guard guard(m_queueLock);
-    m_queue.Begin(setup);
-    m_hasAudio = setup.HasAudio();
 }
 
-void CKrInterleaver::SetWorkerRunning(bool isRunning)
+void CKrInterleaver::Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup,
+                           const SKrRecordingRules& rules)
 {
-    const std::lock_guard guard(m_queueLock);
-    m_workerRunning = isRunning;
+    const CKrLockScope step(m_stepLock);
+    m_writer.Begin(std::move(file), rules);
+    m_submissions.Begin(setup, rules);
+    m_free.Begin(setup, rules);
+    m_runsFreely = !rules.AreDefaults();
+    m_hasAudio = setup.HasAudio();
 }
 
 void CKrInterleaver::StartAccepting()
 {
+    m_status.SetState(kKrStateOpen, true);
     m_writer.AcceptDirect(true);
-    const std::lock_guard guard(m_queueLock);
-    m_accepting = true;
+    m_submissions.StartAccepting();
 }
 
 bool CKrInterleaver::StopAccepting()
 {
+    const bool hasWorker = m_submissions.StopAccepting(); // first: who waits there need not wait for a write
     m_writer.AcceptDirect(false);
-    const std::lock_guard guard(m_queueLock);
-    m_accepting = false;
-    return std::exchange(m_workerRunning, false);
-}
-
-EKrSubmission CKrInterleaver::Submit(EKrStream stream, CKrSampleList& samples)
-{
-    const std::lock_guard guard(m_queueLock);
-    if (!m_accepting || (stream == EKrStream::Audio && !m_hasAudio))
-        return EKrSubmission::Refused;
-    m_queue.Push(stream, samples);
-    return m_workerRunning ? EKrSubmission::ForWorker : EKrSubmission::ForCaller;
+    return hasWorker;
 }
 
 // An exception would leave the worker's thread and end the process; from a close it would keep the file open.
@@ -53,15 +45,30 @@ void CKrInterleaver::StopWhenOutOfMemory(Step step)
     }
     catch (const std::bad_alloc&)
     {
-        m_faults.writeFailed = true;
+        Fail();
     }
+}
+
+// Without memory the recording ends like after a failed write.
+void CKrInterleaver::Fail()
+{
+    m_faults.writeFailed = true;
+    m_status.SetState(kKrStateWriteFailed, true);
 }
 
 void CKrInterleaver::RunStepOfWorker()
 {
     StopWhenOutOfMemory([this] { static_cast<void>(RunStep()); });
-    if (m_faults.writeFailed)
-        ReleaseQueued();
+    if (!m_faults.writeFailed)
+        return;
+    ReleaseQueued();
+    m_submissions.WakeAll();
+}
+
+uint32_t CKrInterleaver::WaitMs()
+{
+    const CKrLockScope step(m_stepLock);
+    return m_free.WaitMs();
 }
 
 // One that comes from inside a sample leaves its part to the one under way: steps never lie inside each
@@ -81,11 +88,13 @@ bool CKrInterleaver::RunStepOfCaller()
     }
     catch (...)
     {
-        m_faults.writeFailed = true; // samples that were taken out are lost
+        Fail(); // samples that were taken out are lost
         m_isStepping = false;
         throw;
     }
     m_isStepping = false;
+    if (!written)
+        m_submissions.WakeAll();
     return written;
 }
 
@@ -109,13 +118,16 @@ void CKrInterleaver::CloseFile()
 {
     const CKrLockScope step(m_stepLock);
     m_writer.Close();
+    m_status.SetState(kKrStateOpen | kKrStateSoundIsLate, false);
 }
 
 void CKrInterleaver::ReleaseQueued()
 {
-    CKrSampleList released; // outside the lock: a sample's release may call anything
-    const std::lock_guard guard(m_queueLock);
-    released = m_queue.TakeAll();
+    CKrSampleList released; // outside of the locks: a sample's release may call anything
+    const CKrLockScope step(m_stepLock);
+    released = m_free.TakeAll();
+    CKrSampleList queued = m_submissions.With([](CKrSampleQueue& queue) { return queue.TakeAll(); });
+    released.splice(released.end(), queued);
 }
 
 // Moves what is due. False when writing failed, now or before.
@@ -126,7 +138,7 @@ bool CKrInterleaver::RunStep()
         return false;
     if (!m_writer.HasFile())
         return true; // closed since the submission, which was written then
-    const bool written = WriteNext();
+    const bool written = m_runsFreely ? m_free.Run() : WriteNext();
     m_writer.MeasureDataRate();
     return written;
 }
@@ -136,7 +148,7 @@ bool CKrInterleaver::RunFinalStep()
     const CKrLockScope step(m_stepLock);
     if (m_faults.writeFailed)
         return false;
-    const bool written = WriteNext() && Drain();
+    const bool written = m_runsFreely ? m_free.RunToTheEnd() : WriteNext() && Drain();
     m_writer.MeasureDataRate();
     return written;
 }
@@ -154,16 +166,13 @@ bool CKrInterleaver::WriteAllVideo()
 
 bool CKrInterleaver::WriteNextBatch()
 {
-    SKrBatch batch;
-    {
-        const std::lock_guard guard(m_queueLock);
-        batch = m_queue.TakeBatch(m_writer.FramesWritten());
-    }
+    SKrBatch batch =
+        m_submissions.With([this](CKrSampleQueue& queue) { return queue.TakeBatch(m_writer.FramesTaken()); });
     if (!batch.video.empty() && !batch.audio.empty() && !m_writer.WriteGroup(batch))
         return false;
-    for (; !batch.video.empty(); batch.video.pop_front())
+    while (!batch.video.empty())
     {
-        if (!m_writer.Write(EKrStream::Video, *batch.video.front().sample.Get(), EKrSegmentBudget::Check))
+        if (!m_writer.Write(EKrStream::Video, batch.video, EKrSegmentBudget::Check))
             return false;
     }
     return true;
@@ -186,8 +195,7 @@ bool CKrInterleaver::Drain()
 
 CKrSampleQueue::SKrSizes CKrInterleaver::QueueSizes()
 {
-    const std::lock_guard guard(m_queueLock);
-    return m_queue.Sizes();
+    return m_submissions.With([](CKrSampleQueue& queue) { return queue.Sizes(); });
 }
 
 bool CKrInterleaver::WriteRemaining()
@@ -202,14 +210,11 @@ bool CKrInterleaver::WriteAll(SKrQueuedSample (CKrSampleQueue::*take)(), EKrStre
 {
     for (;;)
     {
-        SKrQueuedSample next;
-        {
-            const std::lock_guard guard(m_queueLock);
-            next = (m_queue.*take)();
-        }
+        const SKrQueuedSample next =
+            m_submissions.With([take](CKrSampleQueue& queue) { return (queue.*take)(); });
         if (!next)
             return true;
-        if (!m_writer.Write(stream, *next.sample.Get(), budget))
+        if (!m_writer.Write(stream, next, budget))
             return false;
     }
 }

@@ -2,40 +2,39 @@
 // no worker.
 //
 // The host's samples are called under no lock that a submission or a direct chunk waits for. Locks are
-// entered in this order: m_stepLock, then either m_queueLock or the file's lock of CKrSampleWriter. A
-// submission takes m_queueLock alone, for a few instructions; a direct chunk takes the file's lock alone, for
-// its write.
+// entered in this order: m_stepLock, then either the lock of the submissions or the file's lock of
+// CKrSampleWriter. A submission takes the former alone, for a few instructions; a direct chunk takes the
+// file's lock alone, for its write.
 #ifndef KR_WRITER_KRINTERLEAVER_H
 #define KR_WRITER_KRINTERLEAVER_H
 
 #include "base/KrReentrantLock.h"
 #include "platform/KrPlatform.h"
-#include "platform/KrSync.h"
+#include "siblings/KrKernel/KrWorkerThread.h"
+#include "writer/KrFreeRun.h"
 #include "writer/KrGrowingFile.h"
 #include "writer/KrRecordingFaults.h"
+#include "writer/KrRecordingRules.h"
+#include "writer/KrRecordingStatus.h"
 #include "writer/KrSampleQueue.h"
 #include "writer/KrSampleWriter.h"
+#include "writer/KrSubmissions.h"
 
 #include <cstdint>
 #include <memory>
 
-enum class EKrSubmission
-{
-    Refused,
-    ForWorker, // which must be signalled
-    ForCaller  // no worker runs: RunStepOfCaller does its part
-};
-
 class CKrInterleaver
 {
 public:
-    explicit CKrInterleaver(IKrClock& clock) : m_writer(clock, m_faults) {}
+    CKrInterleaver(IKrClock& clock, int (*createThread)(int kind, IKrWorkerThread** out));
 
     SKrRecordingFaults& Faults() { return m_faults; }
+    CKrRecordingStatus& Status() { return m_status; }
 
     // For opening and closing, which one thread does at a time.
-    void Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup);
-    void SetWorkerRunning(bool isRunning);
+    void Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup,
+               const SKrRecordingRules& rules);
+    void SetWorkerRunning(bool isRunning) { m_submissions.SetWorkerRunning(isRunning); }
     void StartAccepting();
 
     // Ends the submissions; what was accepted before is still written. Answers whether a worker has to be
@@ -47,8 +46,12 @@ public:
     void CloseFile();
     void ReleaseQueued();
 
-    // Any thread.
-    [[nodiscard]] EKrSubmission Submit(EKrStream stream, CKrSampleList& samples);
+    // Any thread. A submission may wait where the host has set a limit and `mayWait`.
+    [[nodiscard]] SKrSubmitted Submit(EKrStream stream, CKrSampleList& samples, bool mayWait)
+    {
+        return m_submissions.Submit(stream, samples, mayWait);
+    }
+    void CountRefused() { m_submissions.CountRefused(); }
     [[nodiscard]] bool RunStepOfCaller();
     [[nodiscard]] bool WriteDirect(EKrStream stream, KrByteSpan data)
     {
@@ -58,9 +61,15 @@ public:
     // The worker's thread. When writing has failed, what is queued is released.
     void RunStepOfWorker();
 
+    // The worker's thread: whether each submission is a step of its own, or a step takes all that has come;
+    // and for how many milliseconds the worker may then wait for more.
+    [[nodiscard]] bool RunsFreely() const { return m_runsFreely; }
+    [[nodiscard]] uint32_t WaitMs();
+
 private:
     template <class Step>
     void StopWhenOutOfMemory(Step step);
+    void Fail();
     [[nodiscard]] bool RunStep();
     [[nodiscard]] bool RunFinalStep();
     [[nodiscard]] bool WriteNext();
@@ -73,19 +82,18 @@ private:
                                 EKrSegmentBudget budget);
 
     SKrRecordingFaults m_faults;
+    CKrRecordingStatus m_status;
+    CKrSubmissions m_submissions;
 
     // Held by whoever moves samples from the queue to the file, also while it calls them: the worker, or
     // without one each submission, whose samples may submit more.
     CKrReentrantLock m_stepLock;
     CKrSampleWriter m_writer;  // under m_stepLock, but for direct chunks
+    CKrFreeRun m_free;         // under m_stepLock
+    bool m_runsFreely = false; // changed under m_stepLock while no worker runs
+    bool m_hasAudio = false;   // likewise
     bool m_isStepping = false; // under m_stepLock: a submission without a worker is at work
     bool m_stepAgain = false;  // under m_stepLock: another came from inside a sample
-
-    CKrMutex m_queueLock; // guards what follows
-    CKrSampleQueue m_queue;
-    bool m_accepting = false;     // between a successful open and the close that follows
-    bool m_workerRunning = false; // else each submission does the worker's part itself
-    bool m_hasAudio = false;      // changed under m_stepLock too, read under either
 };
 
 #endif

@@ -16,10 +16,11 @@ void CKrOldIndex::Begin(uint64_t position)
     AddEntry(kFccAbsoluteIdx1, 0, position, 0);
 }
 
-void CKrOldIndex::MakeRoom()
+void CKrOldIndex::MakeRoom(size_t chunks)
 {
-    if (m_entries.capacity() - m_entries.size() < SKrOldIndexEntry::kEncodedSize)
-        m_entries.reserve(2 * m_entries.capacity() + SKrOldIndexEntry::kEncodedSize);
+    const size_t needed = chunks * SKrOldIndexEntry::kEncodedSize;
+    if (m_entries.capacity() - m_entries.size() < needed)
+        m_entries.reserve(2 * m_entries.capacity() + needed);
 }
 
 void CKrOldIndex::Add(uint32_t chunkId, uint64_t position, uint32_t size)
@@ -33,9 +34,10 @@ void CKrOldIndex::AddEntry(uint32_t id, uint32_t flags, uint64_t position, uint3
     Encode(out, SKrOldIndexEntry{id, flags, static_cast<uint32_t>(position), size});
 }
 
-uint64_t CKrOldIndex::Reserved() const
+uint64_t CKrOldIndex::Reserved(size_t further) const
 {
-    return KrRoundUp(m_entries.size() + kOldIndexOverhead, m_bytesPerSector);
+    return KrRoundUp(m_entries.size() + further * SKrOldIndexEntry::kEncodedSize + kOldIndexOverhead,
+                     m_bytesPerSector);
 }
 
 uint64_t CKrOldIndex::Write(CKrFileTail& tail, uint64_t segmentLength)

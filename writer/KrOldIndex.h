@@ -2,6 +2,7 @@
 #ifndef KR_WRITER_KROLDINDEX_H
 #define KR_WRITER_KROLDINDEX_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -17,14 +18,14 @@ public:
     // 'movi'.
     void Begin(uint64_t position);
 
-    // Before a chunk is written, so that nothing can fail between it and its entry.
-    void MakeRoom();
+    // Before chunks are written, so that nothing can fail between them and their entries.
+    void MakeRoom(size_t chunks);
     void Add(uint32_t chunkId, uint64_t position, uint32_t size);
 
     [[nodiscard]] bool IsEmpty() const { return m_entries.empty(); }
 
-    // Bytes that the segment still needs for it, up to a sector boundary.
-    [[nodiscard]] uint64_t Reserved() const;
+    // Bytes that the segment still needs for it, up to a sector boundary, with that many further entries.
+    [[nodiscard]] uint64_t Reserved(size_t further = 0) const;
 
     // Writes the chunk where the segment of this length ends, and forgets the entries. Returns its size with
     // its header, 0 when it could not be written.

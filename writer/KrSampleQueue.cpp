@@ -97,6 +97,54 @@ SKrQueuedSample CKrSampleQueue::TakeWaitingAudio()
     return TakeFirst(m_audio);
 }
 
+SKrBatch CKrSampleQueue::TakeRemaining()
+{
+    SKrBatch all;
+    all.video.splice(all.video.end(), m_video);
+    all.audio.splice(all.audio.end(), m_readyAudio);
+    all.audio.splice(all.audio.end(), m_audio);
+    return all;
+}
+
+bool CKrSampleQueue::TakeOver(CKrSampleQueue& from)
+{
+    if (from.m_video.empty() && from.m_audio.empty())
+        return false;
+    m_video.splice(m_video.end(), from.m_video);
+    m_audio.splice(m_audio.end(), from.m_audio);
+    return true;
+}
+
+std::optional<EKrStream> CKrSampleQueue::WaitsFor() const
+{
+    if (!m_video.empty())
+        return EKrStream::Audio;
+    if (!m_audio.empty() || !m_readyAudio.empty())
+        return EKrStream::Video;
+    return std::nullopt;
+}
+
+SKrBatch CKrSampleQueue::TakeFrameWithoutAudio()
+{
+    SKrBatch batch;
+    MoveFirst(m_video, batch.video);
+    batch.audio.splice(batch.audio.end(), m_readyAudio);
+    return batch;
+}
+
+uint64_t CKrSampleQueue::MissingAudio(uint32_t framesWritten) const
+{
+    const uint64_t target = AudioBytesOf(framesWritten);
+    const uint64_t missing = target > m_scheduledBytes ? target - m_scheduledBytes : 0;
+    return missing - missing % m_blockAlign;
+}
+
+void CKrSampleQueue::AddReadyAudio(CKrSampleList& samples, uint64_t bytes)
+{
+    m_readyAudio.splice(m_readyAudio.end(), samples);
+    m_scheduledBytes += bytes;
+}
+
 CKrSampleList CKrSampleQueue::TakeAll()
 {
     CKrSampleList all = std::move(m_video);

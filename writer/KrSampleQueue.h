@@ -4,18 +4,30 @@
 
 #include "KrRiffUtils/IKrMediaSample.h"
 #include "base/KrRef.h"
+#include "writer/KrQueueAccount.h"
 #include "writer/KrWriterSetup.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <optional>
+#include <utility>
 
 // A sample with a reference, and its length when it was submitted. Destroyed without any lock held: the
 // sample's release is the host's code.
 struct SKrQueuedSample
 {
+    SKrQueuedSample() = default;
+    SKrQueuedSample(CKrRef<IKrMediaSample> submitted, uint32_t submittedLength, uint64_t nowMs = 0)
+        : sample(std::move(submitted)), length(submittedLength), submittedMs(nowMs)
+    {
+    }
+
+    std::optional<CKrQueueTicket> ticket; // first: the sample counts until it is released
     CKrRef<IKrMediaSample> sample;
-    uint32_t length = 0; // bytes
+    uint32_t length = 0;      // bytes
+    uint32_t skip = 0;        // bytes at its start that are not written, and not in the length
+    uint64_t submittedMs = 0; // where it matters
 
     explicit operator bool() const { return static_cast<bool>(sample); }
 };
@@ -51,6 +63,29 @@ public:
 
     // Everything, for release by the caller.
     [[nodiscard]] CKrSampleList TakeAll();
+
+    // All frames and all audio in their order, ready audio first.
+    [[nodiscard]] SKrBatch TakeRemaining();
+
+    // Appends what another queue was given and has not made ready. Answers whether there was any.
+    [[nodiscard]] bool TakeOver(CKrSampleQueue& from);
+
+    // The stream without which nothing can be taken, when TakeBatch has found nothing any more.
+    [[nodiscard]] std::optional<EKrStream> WaitsFor() const;
+
+    // The frame that waits first, or null.
+    [[nodiscard]] const SKrQueuedSample* FirstFrame() const
+    {
+        return m_video.empty() ? nullptr : &m_video.front();
+    }
+
+    // Takes that frame without the audio that belongs to it.
+    [[nodiscard]] SKrBatch TakeFrameWithoutAudio();
+
+    // Bytes of audio that the next frame waits for when that many are written, and other audio in their
+    // place.
+    [[nodiscard]] uint64_t MissingAudio(uint32_t framesWritten) const;
+    void AddReadyAudio(CKrSampleList& samples, uint64_t bytes);
 
     struct SKrSizes
     {

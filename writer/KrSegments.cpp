@@ -4,10 +4,11 @@
 #include "format/KrChunkHeader.h"
 #include "format/KrLimits.h"
 
-CKrSegments::CKrSegments(CKrFileTail& tail, const SKrWriterSetup& setup, const SKrRecordedTotals& totals)
-    : m_tail(tail), m_setup(setup), m_totals(totals), m_oldIndex(setup.bytesPerSector),
-      m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video)),
-      m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio))
+CKrSegments::CKrSegments(CKrFileTail& tail, const SKrWriterSetup& setup, const SKrRecordedTotals& totals,
+                         CKrPatches& patches)
+    : m_tail(tail), m_setup(setup), m_totals(totals), m_fields(patches), m_oldIndex(setup.bytesPerSector),
+      m_videoIndex(EKrStream::Video, setup.ChunkId(EKrStream::Video), patches),
+      m_audioIndex(EKrStream::Audio, setup.ChunkId(EKrStream::Audio), patches)
 {
 }
 
@@ -72,26 +73,26 @@ bool CKrSegments::IsBetweenSegments() const
 }
 
 // Kept: the first segment must stay below the limit, later ones may reach it.
-bool CKrSegments::Reserve(uint64_t bytes)
+bool CKrSegments::HasRoomFor(uint64_t bytes, size_t chunks) const
 {
     if (bytes == 0)
         return true;
-    const bool fits = m_number == 1 ? m_oldIndex.Reserved() + m_length + bytes < kSegmentLimit
+    const bool fits = m_number == 1 ? m_oldIndex.Reserved(chunks) + m_length + bytes < kSegmentLimit
                                     : m_length + bytes <= kSegmentLimit;
-    return (fits && !IsBetweenSegments()) || StartNext();
+    return fits && !IsBetweenSegments();
 }
 
-bool CKrSegments::SizeFieldHolds(uint64_t bytes) const
+bool CKrSegments::SizeFieldHolds(uint64_t bytes, size_t chunks) const
 {
     const uint64_t reserved =
-        m_number == 1 ? m_oldIndex.Reserved() + SKrOldIndexEntry::kEncodedSize + kIndexChunkSize : 0;
+        m_number == 1 ? m_oldIndex.Reserved(chunks) + SKrOldIndexEntry::kEncodedSize + kIndexChunkSize : 0;
     return !IsBetweenSegments() && m_length + bytes + reserved <= UINT32_MAX;
 }
 
-void CKrSegments::MakeRoomForEntries()
+void CKrSegments::MakeRoomForEntries(size_t chunks)
 {
     if (m_number == 1)
-        m_oldIndex.MakeRoom();
+        m_oldIndex.MakeRoom(chunks);
 }
 
 bool CKrSegments::Record(EKrStream stream, uint32_t length)
@@ -160,6 +161,11 @@ bool CKrSegments::KeepIndex(EKrStream stream)
         m_flushAudioIndex = isVideo;
     }
     return true;
+}
+
+bool CKrSegments::WillStartIndex(EKrStream stream, size_t chunks)
+{
+    return Index(stream).IsFull(chunks) || (stream == EKrStream::Audio && m_startAudioIndex);
 }
 
 void CKrSegments::Flush(EKrStream stream)

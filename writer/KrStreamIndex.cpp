@@ -6,6 +6,7 @@
 #include "format/KrFourCC.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <utility>
 
@@ -19,11 +20,6 @@ constexpr size_t kDurationInSuperEntry = 12;
 
 static_assert(kStdIndexCapacity * SKrStdIndexEntry::kEncodedSize == kIndexChunkSize - kEntriesAt);
 static_assert(kSuperIndexCapacity * SKrSuperIndexEntry::kEncodedSize == kIndexChunkSize - kEntriesAt);
-
-void AddLe32(uint8_t* at, uint32_t value)
-{
-    PutLe32(at, GetLe32(at) + value);
-}
 
 std::vector<uint8_t> MakeEmptyStdIndex(EKrStream stream, uint32_t chunkId)
 {
@@ -40,47 +36,52 @@ std::vector<uint8_t> MakeEmptyStdIndex(EKrStream stream, uint32_t chunkId)
 }
 } // namespace
 
-CKrStreamIndex::CKrStreamIndex(EKrStream stream, uint32_t chunkId)
-    : m_stream(stream), m_chunkId(chunkId), m_empty(MakeEmptyStdIndex(stream, chunkId))
+CKrStreamIndex::CKrStreamIndex(EKrStream stream, uint32_t chunkId, CKrPatches& patches)
+    : m_stream(stream), m_chunkId(chunkId), m_empty(MakeEmptyStdIndex(stream, chunkId)), m_patches(patches)
 {
     m_pending.reserve(kStdIndexCapacity);
+    m_encoded.reserve(kStdIndexCapacity * SKrStdIndexEntry::kEncodedSize);
 }
 
-void CKrStreamIndex::SetSuperIndex(uint8_t* chunk)
+void CKrStreamIndex::SetSuperIndex(SKrPlace chunk)
 {
-    m_superIndex = chunk;
-    if (chunk == nullptr)
+    m_superIndex = std::move(chunk);
+    if (!m_superIndex)
         return;
+    const uint8_t* const header = m_superIndex.view->Data() + m_superIndex.offset;
     SKrSuperIndexHead head;
-    head.chunkId = GetLe32(chunk);
-    head.chunkSize = GetLe32(chunk + 4);
+    head.chunkId = GetLe32(header);
+    head.chunkSize = GetLe32(header + 4);
     head.streamChunkId = m_chunkId;
     std::vector<uint8_t> bytes;
     CKrByteWriter out(bytes);
     Encode(out, head);
-    std::ranges::copy(bytes, chunk);
+    m_patches.Put(m_superIndex, bytes, EKrPatch::Name);
 }
 
-void CKrStreamIndex::StartStdIndex(uint64_t position, std::unique_ptr<IKrMappedView> view)
+void CKrStreamIndex::StartStdIndex(uint64_t position, std::shared_ptr<IKrMappedView> view)
 {
     m_view = std::move(view);
     m_copied = 0;
-    m_duration = nullptr;
-    if (m_superIndex == nullptr || m_superEntries == kSuperIndexCapacity)
+    m_durationPlace = {};
+    m_superIndexFull = m_superIndexFull || m_superEntries == kSuperIndexCapacity;
+    if (!m_superIndex || m_superIndexFull)
         return;
-    uint8_t* const entry =
-        m_superIndex + kEntriesAt + size_t{m_superEntries} * SKrSuperIndexEntry::kEncodedSize;
-    PutLe64(entry, position);
-    PutLe32(entry + 8, kIndexChunkSize);
-    PutLe32(entry + kDurationInSuperEntry, 0);
-    PutLe32(m_superIndex + kEntriesInUseAt, ++m_superEntries);
-    m_duration = entry + kDurationInSuperEntry;
+    const SKrPlace entry =
+        m_superIndex.At(kEntriesAt + size_t{m_superEntries} * SKrSuperIndexEntry::kEncodedSize);
+    std::array<uint8_t, SKrSuperIndexEntry::kEncodedSize> bytes{};
+    PutLe64(bytes.data(), position);
+    PutLe32(bytes.data() + 8, kIndexChunkSize);
+    m_patches.Put(entry, bytes, EKrPatch::Name);
+    m_patches.Put32(m_superIndex.At(kEntriesInUseAt), ++m_superEntries, EKrPatch::Count);
+    m_durationPlace = entry.At(kDurationInSuperEntry);
+    m_duration = 0;
 }
 
 void CKrStreamIndex::EndStdIndex()
 {
     m_view.reset();
-    m_duration = nullptr;
+    m_durationPlace = {};
     m_pending.clear();
     m_copied = 0;
     m_base = 0;
@@ -98,43 +99,51 @@ bool CKrStreamIndex::Record(uint64_t position, uint32_t length)
     if (m_base == 0)
         m_base = position;
     m_pending.push_back({static_cast<uint32_t>(position - m_base + kChunkHeaderSize), length});
-    return m_duration != nullptr;
+    return static_cast<bool>(m_durationPlace);
 }
 
 void CKrStreamIndex::AddDuration(uint32_t samples)
 {
-    if (m_duration != nullptr)
-        AddLe32(m_duration, samples);
+    if (!m_durationPlace)
+        return;
+    m_duration += samples;
+    m_patches.Put32(m_durationPlace, m_duration, EKrPatch::Count);
 }
 
 void CKrStreamIndex::Flush()
 {
     if (m_pending.empty() || m_view == nullptr)
         return;
-    uint8_t* const chunk = m_view->Data();
     const auto count = std::min<uint32_t>(static_cast<uint32_t>(Pending()), kStdIndexCapacity - m_copied);
     if (m_stream == EKrStream::Video)
         AddDuration(count);
+    m_encoded.clear();
+    CKrByteWriter out(m_encoded);
     if (m_copied == 0)
     {
-        PutLe64(chunk + kBaseOffsetAt, m_base);
-        PutLe32(chunk + kEntriesInUseAt, 0);
+        out.U64Le(m_base);
+        m_patches.Put({m_view, kBaseOffsetAt}, m_encoded, EKrPatch::Name);
+        m_encoded.clear();
     }
-    uint8_t* entry = chunk + kEntriesAt + size_t{m_copied} * SKrStdIndexEntry::kEncodedSize;
-    for (uint32_t number = 0; number < count; ++number, entry += SKrStdIndexEntry::kEncodedSize)
+    for (uint32_t number = 0; number < count; ++number)
     {
-        PutLe32(entry, m_pending[number].offset);
-        PutLe32(entry + 4, m_pending[number].size);
+        out.U32Le(m_pending[number].offset);
+        out.U32Le(m_pending[number].size);
     }
+    m_patches.Put({m_view, kEntriesAt + size_t{m_copied} * SKrStdIndexEntry::kEncodedSize}, m_encoded,
+                  EKrPatch::Name);
     m_pending.erase(m_pending.begin(), m_pending.begin() + count);
     // After the entries, so that a reader of a killed recording sees complete ones only.
-    AddLe32(chunk + kEntriesInUseAt, count);
     m_copied += count;
+    m_patches.Put32({m_view, kEntriesInUseAt}, m_copied, EKrPatch::Count);
+    m_reachable += m_durationPlace ? count : 0;
+    if (m_stream == EKrStream::Video)
+        m_patches.SetFramesInIndex(m_reachable);
 }
 
 void CKrStreamIndex::Unmap()
 {
-    m_superIndex = nullptr;
-    m_duration = nullptr;
+    m_superIndex = {};
+    m_durationPlace = {};
     m_view.reset();
 }

@@ -45,7 +45,26 @@ public:
         return true;
     }
 
+    // Waits for any work, all of which it takes, or for the stop, which goes first; for so many milliseconds
+    // at most. False for the stop alone.
+    [[nodiscard]] bool WaitForAny(const std::stop_token& stop, uint32_t milliseconds)
+    {
+        std::unique_lock guard(m_mutex);
+        const auto hasCome = [&]
+        {
+            return stop.stop_requested() || m_count > 0;
+        };
+        if (milliseconds == kForEver)
+            m_changed.Wait(guard, hasCome);
+        else
+            static_cast<void>(m_changed.WaitFor(guard, milliseconds, hasCome));
+        m_count = 0;
+        return !stop.stop_requested();
+    }
+
 private:
+    static constexpr uint32_t kForEver = 0xFFFFFFFF;
+
     CKrMutex m_mutex;
     CKrCondition m_changed;
     uint64_t m_count = 0; // guarded by m_mutex

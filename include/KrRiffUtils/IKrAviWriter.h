@@ -13,18 +13,19 @@
 // and segments of OpenDML 1.02. Every frame is a key frame. Operations return 1 for success and 0 for
 // failure.
 //
-// Threads: all operations may be called from any thread. Submissions never wait for the disk; direct chunks
-// do. OpenFile and CloseFile wait for each other, and return 0 from inside an operation of a sample. A thread
-// that calls CloseFile or the last Release may still hold references to queued samples, but no locked buffer.
-// The library holds no lock that a submission or a direct chunk waits for while it calls a sample. See
-// docs/threads.md.
+// Threads: all operations may be called from any thread. Submissions never wait for the disk, unless a limit
+// of the host's own makes them; direct chunks do. OpenFile and CloseFile wait for each other, and return 0
+// from inside an operation of a sample. A thread that calls CloseFile or the last Release may still hold
+// references to queued samples, but no locked buffer. The library holds no lock that a submission or a direct
+// chunk waits for while it calls a sample. See docs/threads.md.
 //
 // Out of memory, OpenFile and the submissions may throw std::bad_alloc: no file is open then, or the sample
 // was not queued. On the worker it ends the recording like a failed write.
 //
 // A recording whose process ends without CloseFile is readable up to the last update of its index, about a
-// second of video before the last frame that was written. What was still queued is lost: chunks are written
-// at least five milliseconds apart, and frames wait for their sound.
+// second of video before the last frame that was written. What was still queued is lost: chunks are
+// written at least five milliseconds apart, and frames wait for their sound. SetRecordingOptions changes the
+// pace, limits the queue and makes the file safe against power cuts; GetRecordingStatus tells how it goes.
 class IKrAviWriter : public IKrUnknown
 {
 public:
@@ -68,6 +69,42 @@ public:
     // 4 GiB after the index's first chunk. A chunk that would make its segment exceed 4 GiB is refused.
     virtual int WriteVideoChunk(const void* data, int32_t length) = 0;
     virtual int WriteAudioChunk(const void* data, int32_t length) = 0;
+
+    // Sets how the next files are recorded, from the next OpenFile on until it is set again; the record is
+    // copied. Null, and a record of the defaults, give recordings that make the calls they always made.
+    // Others flush on a thread of their own, so that nothing waits for that, and copy small samples instead
+    // of keeping them locked. Waits for OpenFile and CloseFile. Returns 0 and changes nothing for a size or a
+    // flag that this library does not know, for reserved fields in use, and from inside an operation of a
+    // sample.
+    //
+    // chunkSpacingMs: with 0 chunks are written as fast as the disk takes them, small ones many at a time.
+    // The bytes of the file are the same.
+    //
+    // queueLimit, queueWaitMs: a sample fits while the queue is empty, or the bytes in it and its own are
+    // within the limit; bytes count until the sample is released. One that does not fit makes its submission
+    // wait, but only as long as what is queued can be written. Where the queue waits for the other stream the
+    // submission is refused at once; where it waits for this one, the sample is taken past the limit. So a
+    // host with one thread never hangs. A submission that is refused returns 0, is counted, and leaves the
+    // sample with the host. CloseFile and a failed write end all waiting; from inside an operation of a
+    // sample nobody waits.
+    //
+    // audioWaitMs: a frame that has waited so long is written without its sound, which is written when it
+    // comes; with kKrRecordingSilence silence is written in its place, and sound that then comes for that
+    // time is dropped and counted as refused.
+    //
+    // kKrRecordingPowerSafe: when the power goes, at any moment after OpenFile has returned, the file can be
+    // opened, and its indexes name nothing that is not on the disk. Frames are indexed about a second later
+    // than without. Should the disk refuse to flush, CloseFile fills in the indexes all the same and returns
+    // 0.
+    //
+    // preallocation: where the file system can do that. A recording whose process dies keeps what was
+    // reserved; nobody sees it.
+    virtual int SetRecordingOptions(const SKrRecordingOptions* options) = 0;
+
+    // Fills in a record whose `size` is set. All of it is of one moment. Never waits for the disk, for a
+    // sample or for another operation of this writer. Returns 0 and changes nothing for a null pointer or a
+    // size below that of the record.
+    virtual int GetRecordingStatus(SKrRecordingStatus* status) = 0;
 };
 
 #endif

@@ -147,6 +147,61 @@ struct SKrMediaInfo
     uint32_t samplesPerSec;    // sample frames per second
 };
 
+// How a recording is paced, limited and made safe: for IKrAviWriter::SetRecordingOptions. A record of zeros
+// is not one of defaults: fill in every field. Times are in milliseconds; 0xFFFFFFFF is for ever where said
+// so.
+struct SKrRecordingOptions
+{
+    uint32_t size;              // set by the caller: sizeof(SKrRecordingOptions)
+    uint32_t chunkSpacingMs;    // least time between two queued chunks that are written. Default 5; 0: none,
+                                // small chunks are then joined into one write
+    uint32_t submissionDelayMs; // how long each submission sleeps on purpose. Default 1; 0: not at all
+    uint32_t queueWaitMs;       // how long a submission waits for room in the queue before it is refused.
+                                // Default 0xFFFFFFFF: for ever; 0: not at all
+    uint64_t queueLimit;        // most bytes of samples in the queue. Default 0: no limit
+    uint32_t audioWaitMs;       // how long a frame waits for sound that does not come. Default 0xFFFFFFFF:
+                                // for ever
+    uint32_t flags;             // kKrRecording..., default 0
+    uint64_t preallocation;     // bytes reserved ahead on the disk while recording, cut off at the close.
+                                // Default 0
+    uint32_t reserved[2];       // 0
+};
+
+// Flags of SKrRecordingOptions.
+constexpr uint32_t kKrRecordingPowerSafe =
+    1; // data is on the disk before an index or a size in a header counts it
+constexpr uint32_t kKrRecordingSilence = 2; // sound that is later than audioWaitMs is replaced by silence
+
+// What a recording has done, and what it is doing: from IKrAviWriter::GetRecordingStatus. All of it counts
+// from the opening of the file, and is kept after the close until the next open.
+struct SKrRecordingStatus
+{
+    uint32_t size;               // set by the caller: sizeof(SKrRecordingStatus)
+    uint32_t state;              // kKrState...
+    uint32_t systemError;        // the system's number of the first failed write or flush; 0: none
+    uint32_t segments;           // 'RIFF' lists in the file
+    uint64_t framesWritten;      // queued ones; direct chunks count in bytesWritten and framesInIndex only
+    uint64_t audioChunksWritten; // likewise
+    uint64_t bytesWritten;       // headers, indexes and padding included
+    uint64_t queuedFrames;       // accepted and not yet released
+    uint64_t queuedAudioChunks;  // likewise
+    uint64_t queuedBytes;        // of both, by the lengths at their submission
+    uint64_t mostQueuedBytes;    // the highest that it was
+    uint64_t samplesRefused; // by a submission, for the limit or a failed write; late sound that was dropped
+    uint64_t samplesPassedOver; // they could not be locked, or had no bytes, when they were to be written
+    uint64_t longestWriteUs;    // microseconds, a write under way included
+    uint64_t longestFlushUs;    // likewise
+    uint64_t framesInIndex;     // that whoever opens the file now finds
+    uint32_t reserved[4];       // 0
+};
+
+// Bits of SKrRecordingStatus::state.
+constexpr uint32_t kKrStateOpen = 1;           // a file is open
+constexpr uint32_t kKrStateWriteFailed = 2;    // the recording has stopped
+constexpr uint32_t kKrStateFlushFailed = 4;    // the recording goes on
+constexpr uint32_t kKrStateSuperIndexFull = 8; // later chunks are in the file, but in no OpenDML index
+constexpr uint32_t kKrStateSoundIsLate = 16;   // frames are written whose sound has not come
+
 static_assert(sizeof(SKrRiffChunkInfo) == 24 && offsetof(SKrRiffChunkInfo, offset) == 16, "fixed layout");
 static_assert(offsetof(SKrRiffChunkInfo, cksize) == 4 && offsetof(SKrRiffChunkInfo, fccType) == 8,
               "fixed layout");
@@ -193,6 +248,32 @@ static_assert(sizeof(SKrMediaInfo) == 40 && offsetof(SKrMediaInfo, audioStreamCo
                   offsetof(SKrMediaInfo, frameRate) == 20 && offsetof(SKrMediaInfo, scanMode) == 24 &&
                   offsetof(SKrMediaInfo, reservedB) == 28 && offsetof(SKrMediaInfo, channels) == 32 &&
                   offsetof(SKrMediaInfo, bitsPerSample) == 34 && offsetof(SKrMediaInfo, samplesPerSec) == 36,
+              "fixed layout");
+static_assert(sizeof(SKrRecordingOptions) == 48 && offsetof(SKrRecordingOptions, chunkSpacingMs) == 4 &&
+                  offsetof(SKrRecordingOptions, submissionDelayMs) == 8 &&
+                  offsetof(SKrRecordingOptions, queueWaitMs) == 12 &&
+                  offsetof(SKrRecordingOptions, queueLimit) == 16 &&
+                  offsetof(SKrRecordingOptions, audioWaitMs) == 24 &&
+                  offsetof(SKrRecordingOptions, flags) == 28 &&
+                  offsetof(SKrRecordingOptions, preallocation) == 32 &&
+                  offsetof(SKrRecordingOptions, reserved) == 40,
+              "fixed layout");
+static_assert(sizeof(SKrRecordingStatus) == 128 && offsetof(SKrRecordingStatus, state) == 4 &&
+                  offsetof(SKrRecordingStatus, systemError) == 8 &&
+                  offsetof(SKrRecordingStatus, segments) == 12 &&
+                  offsetof(SKrRecordingStatus, framesWritten) == 16 &&
+                  offsetof(SKrRecordingStatus, audioChunksWritten) == 24 &&
+                  offsetof(SKrRecordingStatus, bytesWritten) == 32 &&
+                  offsetof(SKrRecordingStatus, queuedFrames) == 40 &&
+                  offsetof(SKrRecordingStatus, queuedAudioChunks) == 48 &&
+                  offsetof(SKrRecordingStatus, queuedBytes) == 56 &&
+                  offsetof(SKrRecordingStatus, mostQueuedBytes) == 64 &&
+                  offsetof(SKrRecordingStatus, samplesRefused) == 72 &&
+                  offsetof(SKrRecordingStatus, samplesPassedOver) == 80 &&
+                  offsetof(SKrRecordingStatus, longestWriteUs) == 88 &&
+                  offsetof(SKrRecordingStatus, longestFlushUs) == 96 &&
+                  offsetof(SKrRecordingStatus, framesInIndex) == 104 &&
+                  offsetof(SKrRecordingStatus, reserved) == 112,
               "fixed layout");
 
 #endif

@@ -263,3 +263,72 @@ TEST(RecordLayouts, ScanModes_AreSignedWithUnknownAsMinus1)
     EXPECT_EQ(static_cast<int32_t>(EKrScanMode::LowerFieldFirst), 1);
     EXPECT_EQ(static_cast<int32_t>(EKrScanMode::Progressive), 2);
 }
+
+TEST(RecordLayouts, RecordingOptions_Has48Bytes)
+{
+    const KrImage expected = {
+        0x01, 0x02, 0x03, 0x04,                         // size
+        0x11, 0x12, 0x13, 0x14,                         // chunkSpacingMs
+        0x21, 0x22, 0x23, 0x24,                         // submissionDelayMs
+        0x31, 0x32, 0x33, 0x34,                         // queueWaitMs
+        0x41, 0x42, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, // queueLimit
+        0x51, 0x52, 0x53, 0x54,                         // audioWaitMs
+        0x61, 0x62, 0x63, 0x64,                         // flags
+        0x71, 0x72, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, // preallocation
+        0x81, 0x82, 0x83, 0x84,                         // reserved
+        0x91, 0x92, 0x93, 0x94,
+    };
+    EXPECT_EQ(ImageOf<SKrRecordingOptions>(
+                  [](SKrRecordingOptions& options)
+                  {
+                      options.size = 0x04030201;
+                      options.chunkSpacingMs = 0x14131211;
+                      options.submissionDelayMs = 0x24232221;
+                      options.queueWaitMs = 0x34333231;
+                      options.queueLimit = 0x4847464544434241;
+                      options.audioWaitMs = 0x54535251;
+                      options.flags = 0x64636261;
+                      options.preallocation = 0x7877767574737271;
+                      options.reserved[0] = 0x84838281;
+                      options.reserved[1] = 0x94939291;
+                  }),
+              expected);
+}
+
+// Each field is a number of its own: 1, 2, 3 and so on, in the order of the record.
+TEST(RecordLayouts, RecordingStatus_Has128Bytes)
+{
+    KrImage expected;
+    for (uint8_t field = 1; field <= 4; ++field)
+        expected.insert(expected.end(), {field, 0, 0, 0});
+    for (uint8_t field = 5; field <= 16; ++field)
+        expected.insert(expected.end(), {field, 0, 0, 0, 0, 0, 0, 0});
+    for (uint8_t field = 17; field <= 20; ++field)
+        expected.insert(expected.end(), {field, 0, 0, 0});
+    EXPECT_EQ(expected.size(), 128u);
+    EXPECT_EQ(ImageOf<SKrRecordingStatus>(
+                  [](SKrRecordingStatus& status)
+                  {
+                      status.size = 1;
+                      status.state = 2;
+                      status.systemError = 3;
+                      status.segments = 4;
+                      status.framesWritten = 5;
+                      status.audioChunksWritten = 6;
+                      status.bytesWritten = 7;
+                      status.queuedFrames = 8;
+                      status.queuedAudioChunks = 9;
+                      status.queuedBytes = 10;
+                      status.mostQueuedBytes = 11;
+                      status.samplesRefused = 12;
+                      status.samplesPassedOver = 13;
+                      status.longestWriteUs = 14;
+                      status.longestFlushUs = 15;
+                      status.framesInIndex = 16;
+                      status.reserved[0] = 17;
+                      status.reserved[1] = 18;
+                      status.reserved[2] = 19;
+                      status.reserved[3] = 20;
+                  }),
+              expected);
+}

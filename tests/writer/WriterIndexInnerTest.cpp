@@ -237,7 +237,7 @@ protected:
         PutLe32(m_super.data(), FourCcValue("indx"));
         PutLe32(m_super.data() + 4, 32248);
         std::fill_n(m_super.begin() + 8, 32248, uint8_t{0});
-        m_index.SetSuperIndex(m_super.data());
+        m_index.SetSuperIndex({std::make_shared<CBufferView>(m_super), 0});
     }
 
     void Start(uint64_t position)
@@ -254,7 +254,10 @@ protected:
 
     KrBytes m_super;
     KrBytes m_std;
-    CKrStreamIndex m_index{EKrStream::Video, FourCcValue("00dc")};
+    CKrManualClock m_clock;
+    CKrRecordingStatus m_status{m_clock};
+    CKrPatches m_patches{m_status};
+    CKrStreamIndex m_index{EKrStream::Video, FourCcValue("00dc"), m_patches};
 };
 } // namespace
 

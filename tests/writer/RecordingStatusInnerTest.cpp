@@ -1,0 +1,341 @@
+// What a recording says of itself, at any moment and to any thread.
+#include "tests/support/KrStallingFileSystem.h"
+#include "tests/support/KrThreadGate.h"
+#include "tests/writer/KrRecorder.h"
+#include "tests/writer/KrRecordingArguments.h"
+
+#include <atomic>
+#include <cstring>
+#include <future>
+#include <thread>
+
+using namespace KrTest;
+
+namespace
+{
+class RecordingStatus : public testing::Test
+{
+protected:
+    [[nodiscard]] SKrRecordingStatus Status() { return StatusOf(*m_recorder.writer.Get()); }
+
+    void Set(const SKrRecordingOptions& options)
+    {
+        ASSERT_EQ(m_recorder.writer->SetRecordingOptions(&options), 1);
+    }
+
+    CKrRecorder m_recorder{EKrWorker::None};
+};
+
+// With a disk that stops where the test wants.
+class StalledStatus : public testing::Test
+{
+protected:
+    explicit StalledStatus(const SKrRecordingOptions* options = nullptr)
+    {
+        m_writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(SKrWriterServices{m_stalling, m_clock}));
+        EXPECT_EQ(m_writer->SetRecordingOptions(options), 1);
+    }
+
+    void Open(const SKrWritten& what)
+    {
+        const SKrAviVideoParams params = ParamsFor(what);
+        ASSERT_EQ(m_writer->OpenFile(kRecordedPath, &params, 0, nullptr), 1);
+    }
+
+    int AddVideo(size_t size)
+    {
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(size)));
+        return m_writer->AddVideoSample(sample.Get());
+    }
+
+    CKrMemoryFileSystem m_files;
+    KrPlatform::CFileSystemScope m_scope{m_files};
+    CKrStallingFileSystem m_stalling{m_files};
+    CKrManualClock m_clock;
+    CKrThreadGate m_gate;
+    CKrRef<CKrAviWriter> m_writer;
+};
+} // namespace
+
+TEST_F(RecordingStatus, BeforeTheFirstOpen_IsEmpty)
+{
+    SKrRecordingStatus expected{};
+    expected.size = sizeof expected;
+    const SKrRecordingStatus status = Status();
+    EXPECT_EQ(std::memcmp(&status, &expected, sizeof status), 0);
+}
+
+TEST_F(RecordingStatus, RecordsOfOtherSizes_AreRefusedOrFilledAsFarAsKnown)
+{
+    EXPECT_EQ(m_recorder.writer->GetRecordingStatus(nullptr), 0);
+    SKrRecordingStatus small{};
+    small.size = sizeof small - 1;
+    small.segments = 77;
+    EXPECT_EQ(m_recorder.writer->GetRecordingStatus(&small), 0);
+    EXPECT_EQ(small.segments, 77u) << "nothing was changed";
+
+    struct
+    {
+        SKrRecordingStatus known;
+        uint64_t later;
+    } large{};
+    large.known.size = sizeof large;
+    large.known.segments = 77;
+    large.later = 0x1122334455667788;
+    EXPECT_EQ(m_recorder.writer->GetRecordingStatus(&large.known), 1);
+    EXPECT_EQ(large.known.size, sizeof large);
+    EXPECT_EQ(large.known.segments, 0u);
+    EXPECT_EQ(large.later, 0x1122334455667788u);
+}
+
+TEST_F(RecordingStatus, CountsWhatIsWrittenAndStaysAfterTheClose)
+{
+    ASSERT_EQ(m_recorder.Open(WithAudio()), 1);
+    EXPECT_EQ(Status().state, kKrStateOpen);
+    EXPECT_EQ(Status().segments, 1u);
+    EXPECT_EQ(Status().bytesWritten, m_recorder.Content().Size());
+    for (int number = 0; number < 30; ++number)
+    {
+        m_recorder.AddPatternAudio(kBytesOf25thSecond);
+        m_recorder.AddPatternVideo(100);
+    }
+    EXPECT_EQ(Status().bytesWritten, m_recorder.Content().Size());
+    const KrBytes direct(10);
+    ASSERT_EQ(m_recorder.writer->WriteVideoChunk(direct.data(), 10), 1);
+    ASSERT_EQ(m_recorder.writer->CloseFile(), 1);
+    const SKrRecordingStatus closed = Status();
+    EXPECT_EQ(closed.state, 0u);
+    EXPECT_EQ(closed.systemError, 0u);
+    EXPECT_EQ(closed.segments, 1u);
+    EXPECT_EQ(closed.framesWritten, 30u);
+    EXPECT_EQ(closed.audioChunksWritten, 30u);
+    EXPECT_EQ(closed.framesInIndex, 31u) << "with the direct chunk";
+    EXPECT_EQ(closed.bytesWritten, m_recorder.Content().Size());
+    EXPECT_EQ(closed.queuedFrames, 0u);
+    EXPECT_EQ(closed.queuedBytes, 0u);
+
+    EXPECT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(Status().framesWritten, 0u);
+    EXPECT_EQ(Status().framesInIndex, 0u);
+    EXPECT_EQ(Status().bytesWritten, m_recorder.Content().Size());
+}
+
+// At each moment the number is what our reader finds in the file as it is then.
+TEST_F(RecordingStatus, FramesInIndex_AreThoseThatAReaderFinds)
+{
+    SKrRecordingOptions spaced = DefaultOptions();
+    spaced.chunkSpacingMs = 1;
+    for (const SKrRecordingOptions& options : {DefaultOptions(), FastOptions(), spaced, PowerSafeOptions()})
+    {
+        Set(options);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        size_t most = 0;
+        for (int number = 0; number < 130; ++number)
+        {
+            m_recorder.AddPatternVideo(700);
+            ASSERT_EQ(Status().framesInIndex, FramesReadable(m_recorder.Content())) << number;
+            most = std::max<size_t>(most, Status().framesInIndex);
+        }
+        EXPECT_GE(most, 100u) << "with one second more for a power-safe file";
+        m_recorder.Close();
+        EXPECT_EQ(Status().framesInIndex, 130u);
+    }
+}
+
+TEST_F(RecordingStatus, FurtherSegments_AreCounted)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    for (int number = 0; number < 5; ++number)
+        m_recorder.AddZeroVideo(534'500'000);
+    EXPECT_EQ(Status().segments, 3u) << "of two frames, two and one";
+}
+
+TEST_F(RecordingStatus, SamplesThatCannotBeLocked_ArePassedOverAndCounted)
+{
+    for (const SKrRecordingOptions& options : {DefaultOptions(), FastOptions()})
+    {
+        Set(options);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        const auto sample = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(10)));
+        sample->RefuseLocks();
+        ASSERT_EQ(m_recorder.writer->AddVideoSample(sample.Get()), 1);
+        m_recorder.AddPatternVideo(10);
+        EXPECT_EQ(Status().samplesPassedOver, 1u);
+        EXPECT_EQ(Status().framesWritten, 1u);
+        EXPECT_EQ(Status().samplesRefused, 0u);
+        EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    }
+}
+
+TEST_F(RecordingStatus, SubmissionsAfterAFailedWrite_AreCountedAsRefused)
+{
+    for (const SKrRecordingOptions& options : {DefaultOptions(), FastOptions()})
+    {
+        Set(options);
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        m_recorder.faults.Reset();
+        m_recorder.faults.FailCall(EKrFileCall::Write, 1, EKrFaultSpan::Once, 28);
+        for (int number = 0; number < 3; ++number)
+            EXPECT_EQ(m_recorder.AddPatternVideo(10), 0);
+        EXPECT_EQ(m_recorder.writer->AddVideoSample(nullptr), 0);
+        EXPECT_EQ(Status().state, kKrStateOpen | kKrStateWriteFailed);
+        EXPECT_EQ(Status().systemError, 28u);
+        EXPECT_EQ(Status().samplesRefused, 3u) << "a null pointer is no sample";
+        EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+        EXPECT_EQ(m_recorder.AddPatternVideo(10), 0);
+        EXPECT_EQ(Status().samplesRefused, 3u) << "no file is open";
+        EXPECT_EQ(Status().state, kKrStateWriteFailed);
+    }
+}
+
+TEST_F(RecordingStatus, FlushThatFails_IsNotedAndTheRecordingContinues)
+{
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    m_recorder.faults.FailCall(EKrFileCall::Flush, 1, EKrFaultSpan::Once, 5);
+    for (int number = 0; number < 40; ++number)
+        EXPECT_EQ(m_recorder.AddPatternVideo(10), 1);
+    EXPECT_EQ(Status().state, kKrStateOpen | kKrStateFlushFailed);
+    EXPECT_EQ(Status().systemError, 5u);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(Status().framesWritten, 40u);
+}
+
+TEST(RecordingStatusOfAQueue, CountsWhatWaitsAndTheMostThatDid)
+{
+    CKrRecorder recorder(EKrWorker::Stopped);
+    for (const SKrRecordingOptions& options : {DefaultOptions(), FastOptions()})
+    {
+        ASSERT_EQ(recorder.writer->SetRecordingOptions(&options), 1);
+        ASSERT_EQ(recorder.Open(WithAudio()), 1);
+        for (int number = 0; number < 3; ++number)
+            recorder.AddPatternVideo(1000);
+        recorder.AddPatternAudio(400);
+        SKrRecordingStatus status = StatusOf(*recorder.writer.Get());
+        EXPECT_EQ(status.queuedFrames, 3u);
+        EXPECT_EQ(status.queuedAudioChunks, 1u);
+        EXPECT_EQ(status.queuedBytes, 3400u);
+        EXPECT_EQ(status.framesWritten, 0u);
+        recorder.Close();
+        status = StatusOf(*recorder.writer.Get());
+        EXPECT_EQ(status.queuedFrames, 0u);
+        EXPECT_EQ(status.queuedAudioChunks, 0u);
+        EXPECT_EQ(status.queuedBytes, 0u);
+        EXPECT_EQ(status.mostQueuedBytes, 3400u);
+        EXPECT_EQ(status.framesWritten, 3u);
+    }
+}
+
+TEST_F(StalledStatus, WriteUnderWay_IsInTheLongestWrite)
+{
+    Open({});
+    m_stalling.beforeWrite = [this]
+    {
+        m_gate.Pass();
+    };
+    const CKrGateOpener opener(m_gate);
+    ASSERT_EQ(AddVideo(100), 1);
+    ASSERT_TRUE(m_gate.WaitForArrival());
+    EXPECT_LT(StatusOf(*m_writer.Get()).longestWriteUs, 10'000u);
+    m_clock.Advance(700);
+    EXPECT_GE(StatusOf(*m_writer.Get()).longestWriteUs, 700'000u);
+    m_clock.Advance(100);
+    EXPECT_GE(StatusOf(*m_writer.Get()).longestWriteUs, 800'000u) << "it goes on";
+    m_gate.Open();
+    ASSERT_EQ(m_writer->CloseFile(), 1);
+    EXPECT_GE(StatusOf(*m_writer.Get()).longestWriteUs, 800'000u) << "and is kept";
+    EXPECT_LT(StatusOf(*m_writer.Get()).longestWriteUs, 900'000u);
+    EXPECT_LT(StatusOf(*m_writer.Get()).longestFlushUs, 100'000u);
+}
+
+namespace
+{
+class FastStalledStatus : public StalledStatus
+{
+protected:
+    FastStalledStatus() : StalledStatus(&m_fast) {}
+
+    static inline const SKrRecordingOptions m_fast = FastOptions();
+};
+} // namespace
+
+TEST_F(FastStalledStatus, FlushUnderWay_HoldsUpNeitherWritesNorTheStatus)
+{
+    Open({});
+    m_stalling.beforeFlush = [this]
+    {
+        m_gate.Pass();
+    };
+    const CKrGateOpener opener(m_gate);
+    for (int number = 0; number < 30; ++number)
+        ASSERT_EQ(AddVideo(100), 1);
+    ASSERT_TRUE(m_gate.WaitForArrival());
+    m_clock.Advance(900);
+    for (int number = 0; number < 50; ++number)
+        ASSERT_EQ(AddVideo(100), 1);
+    while (StatusOf(*m_writer.Get()).framesWritten < 80)
+        std::this_thread::yield();
+    EXPECT_EQ(StatusOf(*m_writer.Get()).queuedFrames, 0u);
+    EXPECT_GE(StatusOf(*m_writer.Get()).longestFlushUs, 900'000u);
+    m_gate.Open();
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+}
+
+TEST_F(FastStalledStatus, FlushThatWasAskedForMeanwhile_FollowsWhenTheLastHasEnded)
+{
+    Open({});
+    std::atomic<int> flushes = 0;
+    std::atomic<int> underWay = 0;
+    std::atomic<int> overlaps = 0;
+    m_stalling.beforeFlush = [&]
+    {
+        overlaps += underWay++ != 0 ? 1 : 0;
+        ++flushes;
+        m_gate.Pass();
+        --underWay;
+    };
+    const CKrGateOpener opener(m_gate);
+    for (uint64_t second = 1; second <= 5; ++second)
+    {
+        for (int number = 0; number < 30; ++number)
+            ASSERT_EQ(AddVideo(100), 1);
+        while (StatusOf(*m_writer.Get()).framesWritten < 30 * second)
+            std::this_thread::yield();
+        ASSERT_TRUE(m_gate.WaitForArrival());
+    }
+    EXPECT_EQ(flushes, 1);
+    m_gate.Open();
+    ASSERT_TRUE(m_gate.WaitForArrival(2)) << "not one for each of the four seconds, but one more";
+    ASSERT_EQ(m_writer->CloseFile(), 1);
+    EXPECT_EQ(flushes, 3) << "and the close's own";
+    EXPECT_EQ(overlaps, 0);
+}
+
+// Thousands of snapshots beside a recording: sums of one snapshot always fit each other.
+TEST_F(FastStalledStatus, SnapshotsBesideARecording_AreEachOfOneMoment)
+{
+    Open({});
+    std::atomic<bool> done = false;
+    uint64_t looked = 0;
+    uint64_t written = 0;
+    bool fits = true;
+    std::thread watcher(
+        [&]
+        {
+            while (!done)
+            {
+                const SKrRecordingStatus status = StatusOf(*m_writer.Get());
+                fits = fits && status.queuedBytes == status.queuedFrames * 100 &&
+                       status.framesWritten >= written && status.framesInIndex <= status.framesWritten &&
+                       status.mostQueuedBytes >= status.queuedBytes;
+                written = status.framesWritten;
+                ++looked;
+            }
+        });
+    for (int number = 0; number < 2000; ++number)
+        ASSERT_EQ(AddVideo(100), 1);
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+    done = true;
+    watcher.join();
+    EXPECT_TRUE(fits);
+    EXPECT_GT(looked, 0u);
+}

@@ -7,6 +7,7 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrAviRecords.cpp
   support/KrByteWriter.cpp
   support/KrCountingFileSystem.cpp
+  support/KrCrashFileSystem.cpp
   support/KrFaultyFileSystem.cpp
   support/KrFileContent.cpp
   support/KrMemoryFileSystem.cpp
@@ -246,6 +247,7 @@ set(KR_SCHEDULED_TEST_SOURCES
   scheduler/KrScheduler.cpp
   scheduler/KrSyncScheduled.cpp
   scheduler/PoolScheduledTest.cpp
+  scheduler/PowerCutScheduledTest.cpp
   scheduler/ReaderScheduledTest.cpp
   scheduler/RecordingScheduledTest.cpp
   scheduler/SchedulerScheduledTest.cpp

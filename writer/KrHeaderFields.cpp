@@ -24,7 +24,7 @@ void CKrHeaderFields::TakeFirst(std::shared_ptr<IKrMappedView> view, const SKrHe
     m_movi = InFirst(layout.movi);
     m_mainHeader = InFirst(layout.mainHeader);
     m_videoHeader = InFirst(layout.videoHeader);
-    m_audioHeader = layout.audioHeader != 0 ? InFirst(layout.audioHeader) : SKrPlace{};
+    m_audioHeader = layout.audioHeader != 0 ? InFirst(layout.audioHeader) : SKrPatchPlace{};
     m_extendedHeader = InFirst(layout.extendedHeader);
 }
 
@@ -39,7 +39,7 @@ void CKrHeaderFields::TakeNext(std::shared_ptr<IKrMappedView> view, const SKrHea
     m_movi = {std::move(view), layout.movi};
 }
 
-void CKrHeaderFields::Put(const SKrPlace& chunk, size_t at, uint32_t value)
+void CKrHeaderFields::Put(const SKrPatchPlace& chunk, size_t at, uint32_t value)
 {
     m_patches.Put32(chunk.At(at), value, EKrPatch::Count);
 }

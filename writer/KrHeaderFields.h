@@ -34,7 +34,7 @@ public:
     void TakeNext(std::shared_ptr<IKrMappedView> view, const SKrHeaderLayout& layout);
 
     // The place of a chunk in the first header; none where that is not mapped.
-    [[nodiscard]] SKrPlace InFirst(size_t place) const { return {m_first, place}; }
+    [[nodiscard]] SKrPatchPlace InFirst(size_t place) const { return {m_first, place}; }
 
     // Both lengths are those of the current segment, with chunk headers.
     void Patch(uint64_t segmentLength, uint64_t moviLength, const SKrRecordedTotals& totals,
@@ -43,18 +43,18 @@ public:
     void Unmap();
 
 private:
-    void Put(const SKrPlace& chunk, size_t at, uint32_t value);
+    void Put(const SKrPatchPlace& chunk, size_t at, uint32_t value);
 
     CKrPatches& m_patches;
     std::shared_ptr<IKrMappedView> m_first; // of 'RIFF' 'AVI '
 
     // Chunk headers in the views, or none.
-    SKrPlace m_segment; // of the current segment
-    SKrPlace m_movi;
-    SKrPlace m_mainHeader;
-    SKrPlace m_videoHeader;
-    SKrPlace m_audioHeader;
-    SKrPlace m_extendedHeader;
+    SKrPatchPlace m_segment; // of the current segment
+    SKrPatchPlace m_movi;
+    SKrPatchPlace m_mainHeader;
+    SKrPatchPlace m_videoHeader;
+    SKrPatchPlace m_audioHeader;
+    SKrPatchPlace m_extendedHeader;
 };
 
 #endif

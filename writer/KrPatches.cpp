@@ -5,14 +5,14 @@
 #include <array>
 #include <mutex>
 
-void CKrPatches::Put32(const SKrPlace& place, uint32_t value, EKrPatch kind)
+void CKrPatches::Put32(const SKrPatchPlace& place, uint32_t value, EKrPatch kind)
 {
     std::array<uint8_t, 4> bytes;
     PutLe32(bytes.data(), value);
     Put(place, bytes, kind);
 }
 
-void CKrPatches::Put(const SKrPlace& place, KrByteSpan bytes, EKrPatch kind)
+void CKrPatches::Put(const SKrPatchPlace& place, KrByteSpan bytes, EKrPatch kind)
 {
     if (!place)
         return;

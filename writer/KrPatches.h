@@ -17,13 +17,13 @@
 #include <vector>
 
 // A place in a mapped part of the file; none where that could not be mapped.
-struct SKrPlace
+struct SKrPatchPlace
 {
     std::shared_ptr<IKrMappedView> view;
     size_t offset = 0;
 
     explicit operator bool() const { return view != nullptr; }
-    [[nodiscard]] SKrPlace At(size_t further) const { return {view, offset + further}; }
+    [[nodiscard]] SKrPatchPlace At(size_t further) const { return {view, offset + further}; }
 };
 
 enum class EKrPatch
@@ -44,8 +44,8 @@ public:
     void Defer() { m_deferred = true; }
     [[nodiscard]] bool AreDeferred() const { return m_deferred; }
 
-    void Put(const SKrPlace& place, KrByteSpan bytes, EKrPatch kind);
-    void Put32(const SKrPlace& place, uint32_t value, EKrPatch kind);
+    void Put(const SKrPatchPlace& place, KrByteSpan bytes, EKrPatch kind);
+    void Put32(const SKrPatchPlace& place, uint32_t value, EKrPatch kind);
 
     // How many frames the counts that were put so far make readers find. The status is told when they are
     // published, or by whoever asks where they do not wait.
@@ -65,7 +65,7 @@ public:
 private:
     struct SKrPatch
     {
-        SKrPlace place;
+        SKrPatchPlace place;
         std::vector<uint8_t> bytes;
     };
 

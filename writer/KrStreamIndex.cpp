@@ -43,7 +43,7 @@ CKrStreamIndex::CKrStreamIndex(EKrStream stream, uint32_t chunkId, CKrPatches& p
     m_encoded.reserve(kStdIndexCapacity * SKrStdIndexEntry::kEncodedSize);
 }
 
-void CKrStreamIndex::SetSuperIndex(SKrPlace chunk)
+void CKrStreamIndex::SetSuperIndex(SKrPatchPlace chunk)
 {
     m_superIndex = std::move(chunk);
     if (!m_superIndex)
@@ -67,7 +67,7 @@ void CKrStreamIndex::StartStdIndex(uint64_t position, std::shared_ptr<IKrMappedV
     m_superIndexFull = m_superIndexFull || m_superEntries == kSuperIndexCapacity;
     if (!m_superIndex || m_superIndexFull)
         return;
-    const SKrPlace entry =
+    const SKrPatchPlace entry =
         m_superIndex.At(kEntriesAt + size_t{m_superEntries} * SKrSuperIndexEntry::kEncodedSize);
     std::array<uint8_t, SKrSuperIndexEntry::kEncodedSize> bytes{};
     PutLe64(bytes.data(), position);

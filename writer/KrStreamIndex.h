@@ -22,7 +22,7 @@ public:
 
     // Takes the place of the super index's chunk in the mapped header, none when that could not be mapped,
     // and writes its fields.
-    void SetSuperIndex(SKrPlace chunk);
+    void SetSuperIndex(SKrPatchPlace chunk);
 
     // Makes the standard index that was written at `position` the current one, and enters it in the super
     // index while that has room. `view` is null when it could not be mapped: its entries then stay pending.
@@ -70,8 +70,8 @@ private:
     const uint32_t m_chunkId;
     std::vector<uint8_t> m_empty;
     CKrPatches& m_patches;
-    SKrPlace m_superIndex;    // its chunk header
-    SKrPlace m_durationPlace; // of the current super index entry
+    SKrPatchPlace m_superIndex;    // its chunk header
+    SKrPatchPlace m_durationPlace; // of the current super index entry
     uint32_t m_duration = 0;
     uint32_t m_superEntries = 0;
     bool m_superIndexFull = false;

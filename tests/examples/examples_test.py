@@ -32,6 +32,8 @@ scan mode: 2
 pixel aspect ratio: 1:1
 four threads: 200 frames
 """
+CAPTURED = "".join(f"the disk is late: 8 frames wait, {lost} lost\n" for lost in (1, 2, 3)) + \
+    f"recorded: 57 frames, 57 in the index, 3 lost, {8 * 64 * 48 * 3} bytes waited at most\n"
 
 
 class Examples:
@@ -93,6 +95,9 @@ def run_all(examples):
         examples.expect("ShowLastFrame", "cut.avi", 1,
                         f"frame 9: brightness {sum(last) // len(last)}\n10 frames, abandoned\n")
         examples.expect("ShowLastFrame", "missing.avi", 1, "the file cannot be opened\n")
+    if examples.program("CaptureHost") or examples.checker != "-":
+        examples.expect("CaptureHost", "captured.avi", 0, CAPTURED)
+        examples.expect("CaptureHost", "missing/out.avi", 1, "the file cannot be written\n")
     if examples.program("LoadAtRunTime"):
         examples.expect("LoadAtRunTime", name, 0,
                         "10 frames of 64 x 48\n2 channels at 48000 samples per second\n")

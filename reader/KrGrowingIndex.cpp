@@ -19,9 +19,11 @@ bool CKrGrowingIndex::CanFollow(IKrFile& file, std::span<const uint8_t> indx)
 {
     if (indx.size() < kSuperEntriesAt || GetLe16(indx.data()) != 4 || indx[kTypeAt] != kIndexOfIndexes)
         return false;
-    if (GetLe32(&indx[kSuperCountAt]) == 0 || indx.size() < kSuperEntriesAt + SKrSuperIndexEntry::kEncodedSize)
+    if (GetLe32(&indx[kSuperCountAt]) == 0 ||
+        indx.size() < kSuperEntriesAt + SKrSuperIndexEntry::kEncodedSize)
         return true;
-    const auto first = ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kSuperEntriesAt]).position);
+    const auto first =
+        ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kSuperEntriesAt]).position);
     return first && first->indexType == kIndexOfChunks;
 }
 

@@ -12,18 +12,18 @@ namespace
 constexpr size_t kSubTypeAt = 2;
 constexpr size_t kTypeAt = 3;
 constexpr size_t kSuperCountAt = 4;
-constexpr size_t kSuperEntriesAt = 24;
+constexpr size_t kFirstEntryAt = 24;
 } // namespace
 
 bool CKrGrowingIndex::CanFollow(IKrFile& file, std::span<const uint8_t> indx)
 {
-    if (indx.size() < kSuperEntriesAt || GetLe16(indx.data()) != 4 || indx[kTypeAt] != kIndexOfIndexes)
+    if (indx.size() < kFirstEntryAt || GetLe16(indx.data()) != 4 || indx[kTypeAt] != kIndexOfIndexes)
         return false;
     if (GetLe32(&indx[kSuperCountAt]) == 0 ||
-        indx.size() < kSuperEntriesAt + SKrSuperIndexEntry::kEncodedSize)
+        indx.size() < kFirstEntryAt + SKrSuperIndexEntry::kEncodedSize)
         return true;
     const auto first =
-        ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kSuperEntriesAt]).position);
+        ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kFirstEntryAt]).position);
     return first && first->indexType == kIndexOfChunks;
 }
 
@@ -36,8 +36,8 @@ void CKrGrowingIndex::ForgetHeads()
 // A count that falls or that there is no room for is none.
 uint32_t CKrGrowingIndex::ChunksIn(std::span<const uint8_t> indx) const
 {
-    const uint32_t count = indx.size() >= kSuperEntriesAt ? GetLe32(&indx[kSuperCountAt]) : 0;
-    const uint64_t end = kSuperEntriesAt + uint64_t{count} * SKrSuperIndexEntry::kEncodedSize;
+    const uint32_t count = indx.size() >= kFirstEntryAt ? GetLe32(&indx[kSuperCountAt]) : 0;
+    const uint64_t end = kFirstEntryAt + uint64_t{count} * SKrSuperIndexEntry::kEncodedSize;
     return count < m_chunks || end > indx.size() ? m_chunks : count;
 }
 
@@ -63,7 +63,7 @@ bool CKrGrowingIndex::ReadHeads(IKrFile& file, std::span<const uint8_t> indx)
     for (uint32_t number = m_chunks; number < ChunksIn(indx); ++number)
     {
         const SKrSuperIndexEntry entry =
-            DecodeSuperIndexEntry(&indx[kSuperEntriesAt + size_t{number} * SKrSuperIndexEntry::kEncodedSize]);
+            DecodeSuperIndexEntry(&indx[kFirstEntryAt + size_t{number} * SKrSuperIndexEntry::kEncodedSize]);
         if (!ReadHeadAt(file, entry.position, subType))
             return false;
     }

@@ -262,7 +262,7 @@ TEST_F(ReaderScheduled, RefreshBesideReadsAndClose_GivesWholeChunks)
                 EXPECT_FALSE(file->WriteAt(from, {&part, 1}).Failed());
             };
             write(0, firstPart);
-            const CKrRef<CKrRiffReader> reader(new CKrRiffReader(m_files));
+            const auto reader = CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files));
             ASSERT_EQ(reader->OpenGrowing(L"growing.avi"), 1);
             scheduler.Add(
                 [&]

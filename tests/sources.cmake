@@ -40,7 +40,6 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/RawReadTest.cpp
   reader/ReaderLockTest.cpp
   reader/ReaderOpenTest.cpp
-  reader/SearchAndReadTest.cpp
   reader/StreamDetectionTest.cpp
   reader/StreamInfoTest.cpp
   reader/VideoFormatTest.cpp

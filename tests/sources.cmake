@@ -201,8 +201,6 @@ set(KR_THREAD_TEST_SOURCES
   riffutils/ReaderCacheThreadsInnerTest.cpp
   siblings/PoolManagerInnerTest.cpp
   siblings/WorkerThreadInnerTest.cpp
-  support/FileSystemFakesTest.cpp
-  support/WritingFakesTest.cpp
   writer/RecordingAudioInnerTest.cpp
   writer/RecordingJoinedInnerTest.cpp
   writer/RecordingLimitInnerTest.cpp

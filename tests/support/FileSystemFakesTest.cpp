@@ -1,12 +1,8 @@
 // The file systems that tests substitute for the operating system's.
-#include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrThreadGate.h"
 
 #include <gtest/gtest.h>
-
-#include <thread>
 
 using namespace KrTest;
 
@@ -58,58 +54,6 @@ TEST_F(FileSystemFakesTest, MemoryFile_IsReadLikeAFile)
     EXPECT_TRUE(file->Seek(INT64_MAX));
     EXPECT_EQ(m_files.OpenForReading(L"A.avi"), nullptr);
     EXPECT_EQ(m_files.OpenForReading(nullptr), nullptr);
-}
-
-TEST_F(FileSystemFakesTest, ReplacedOrRemovedMemoryFile_KeepsItsContentWhileOpen)
-{
-    const auto old = m_files.OpenForReading(L"a.avi");
-    m_files.Set(L"a.avi", KrBytes{9});
-    const auto replaced = m_files.OpenForReading(L"a.avi");
-    EXPECT_TRUE(m_files.Remove(L"a.avi"));
-    EXPECT_FALSE(m_files.Remove(L"a.avi"));
-    EXPECT_EQ(m_files.OpenForReading(L"a.avi"), nullptr);
-    ASSERT_NE(old, nullptr);
-    ASSERT_NE(replaced, nullptr);
-    EXPECT_EQ(ReadBytes(*old, 0, 3), (KrBytes{1, 2, 3}));
-    EXPECT_EQ(ReadBytes(*replaced, 0, 3), (KrBytes{9}));
-}
-
-TEST_F(FileSystemFakesTest, CountingFileSystem_CountsEveryCall)
-{
-    CKrCountingFileSystem counting(m_files);
-    EXPECT_TRUE(UseFile(counting));
-    EXPECT_EQ(counting.OpenForReading(L"missing"), nullptr);
-    auto file = counting.OpenForReading(L"a.avi");
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(ReadBytes(*file, 5, 4), (KrBytes{6}));
-
-    SKrFileCalls calls = counting.Calls();
-    EXPECT_EQ(calls.opens, 3u);
-    EXPECT_EQ(calls.openFiles, 1u);
-    EXPECT_EQ(calls.sizes, 1u);
-    EXPECT_EQ(calls.seeks, 1u);
-    EXPECT_EQ(calls.reads, 3u);
-    EXPECT_EQ(calls.bytes, 7u);
-    EXPECT_EQ(counting.Reads(), (std::vector<SKrReadCall>{{0, 3, 3}, {3, 3, 3}, {5, 4, 1}}));
-
-    counting.Reset();
-    calls = counting.Calls();
-    EXPECT_EQ(calls.opens + calls.sizes + calls.seeks + calls.reads + calls.bytes, 0u);
-    EXPECT_EQ(calls.openFiles, 1u);
-    EXPECT_TRUE(counting.Reads().empty());
-    file.reset();
-    EXPECT_EQ(counting.Calls().openFiles, 0u);
-}
-
-TEST_F(FileSystemFakesTest, FaultyFileSystemWithoutPlan_ChangesNothing)
-{
-    CKrFaultyFileSystem faulty(m_files);
-    EXPECT_TRUE(UseFile(faulty));
-    EXPECT_FALSE(faulty.FaultStruck());
-    EXPECT_EQ(faulty.Calls(EKrFileCall::Open), 1u);
-    EXPECT_EQ(faulty.Calls(EKrFileCall::Size), 1u);
-    EXPECT_EQ(faulty.Calls(EKrFileCall::Seek), 1u);
-    EXPECT_EQ(faulty.Calls(EKrFileCall::Read), 2u);
 }
 
 TEST_F(FileSystemFakesTest, FailedCall_IsTheOnePlannedAndCarriesTheError)
@@ -180,38 +124,4 @@ TEST_F(FileSystemFakesTest, ForEveryFailedCall_RunsUntilNothingFails)
     worked.clear();
     EXPECT_EQ(ForEveryShortRead(faulty, 2, EKrFaultSpan::Once, operation), 2u);
     EXPECT_EQ(worked, (std::vector<bool>{false, false, true}));
-}
-
-TEST_F(FileSystemFakesTest, HookBeforeRead_CanHoldTheReadingThread)
-{
-    CKrFaultyFileSystem faulty(m_files);
-    const auto file = faulty.OpenForReading(L"a.avi");
-    ASSERT_NE(file, nullptr);
-    CKrThreadGate gate;
-    std::vector<SKrReadRequest> requests;
-    faulty.SetBeforeRead(
-        [&](const SKrReadRequest& request)
-        {
-            requests.push_back(request);
-            gate.Pass();
-        });
-    KrBytes came;
-    std::jthread worker([&] { came = ReadBytes(*file, 1, 4); });
-    {
-        const CKrGateOpener opener(gate);
-        ASSERT_TRUE(gate.WaitForArrival());
-        EXPECT_FALSE(gate.WaitForArrival(2, std::chrono::milliseconds(20)));
-        EXPECT_EQ(faulty.Calls(EKrFileCall::Read), 1u); // no lock is held while it waits
-        EXPECT_TRUE(came.empty());
-    }
-    worker.join();
-    EXPECT_EQ(came, (KrBytes{2, 3, 4, 5}));
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].number, 1u);
-    EXPECT_EQ(requests[0].position, 1u);
-    EXPECT_EQ(requests[0].count, 4u);
-
-    faulty.SetBeforeRead({});
-    EXPECT_EQ(ReadBytes(*file, 0, 1), (KrBytes{1}));
-    EXPECT_EQ(requests.size(), 1u);
 }

@@ -1,13 +1,10 @@
-// The writing side of the file systems that tests substitute for the operating system's, and their clock.
-#include "tests/support/KrCountingFileSystem.h"
+// The writing side of the file systems that tests substitute for the operating system's.
 #include "tests/support/KrFaultyFileSystem.h"
-#include "tests/support/KrManualClock.h"
 #include "tests/support/KrMemoryFileSystem.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 using namespace KrTest;
@@ -41,26 +38,6 @@ protected:
     CKrMemoryFileSystem m_files;
 };
 } // namespace
-
-TEST_F(WritingFakesTest, MemoryFile_HoldsWhatWasWrittenAtAnyMoment)
-{
-    auto file = m_files.CreateForWriting(L"a.avi");
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(Bytes(), KrBytes());
-    EXPECT_EQ(Write(*file, 2, {{1, 2}, {}, {3}}).bytes, 3u);
-    EXPECT_EQ(Bytes(), (KrBytes{0, 0, 1, 2, 3}));
-    EXPECT_EQ(Write(*file, 3, {{9}}).bytes, 1u);
-    EXPECT_TRUE(file->Flush());
-    file.reset();
-    EXPECT_EQ(Bytes(), (KrBytes{0, 0, 1, 9, 3}));
-    EXPECT_THROW(static_cast<void>(m_files.Content(L"missing")), std::out_of_range);
-
-    const auto reader = m_files.OpenForReading(L"a.avi");
-    ASSERT_NE(reader, nullptr);
-    KrBytes bytes(3);
-    EXPECT_EQ(reader->ReadAt(2, bytes.data(), 3).bytes, 3u);
-    EXPECT_EQ(bytes, (KrBytes{1, 9, 3}));
-}
 
 TEST_F(WritingFakesTest, MemoryView_IsTheFile)
 {
@@ -148,24 +125,6 @@ TEST_F(WritingFakesTest, OpenMemoryFile_IsNeitherReplacedNorDeleted)
     EXPECT_FALSE(m_files.Delete(L"a.avi"));
 }
 
-TEST_F(WritingFakesTest, NamesAndVolumes_AreAnsweredAsTheRealOnesDo)
-{
-    EXPECT_EQ(m_files.CreateForWriting(nullptr), nullptr);
-    EXPECT_EQ(m_files.CreateForWriting(L""), nullptr);
-    EXPECT_FALSE(m_files.Exists(nullptr));
-    EXPECT_FALSE(m_files.Delete(nullptr));
-    EXPECT_EQ(m_files.BytesPerSector(nullptr), 0u);
-    EXPECT_EQ(m_files.BytesPerSector(L"one"), 512u);
-    m_files.SetBytesPerSector(4096);
-    EXPECT_EQ(m_files.BytesPerSector(L""), 4096u);
-    EXPECT_EQ(m_files.LastVolumeFolder(), L"");
-    m_files.SetBytesPerSector(0);
-    EXPECT_EQ(m_files.BytesPerSector(L"two"), 0u);
-    EXPECT_EQ(m_files.LastVolumeFolder(), L"two");
-    m_files.Set(L"a.avi", KrBytes{1});
-    EXPECT_TRUE(m_files.Exists(L"a.avi"));
-}
-
 TEST_F(WritingFakesTest, FullDisk_CutsTheWriteAndCountsTheBytesWritten)
 {
     m_files.SetCapacity(5);
@@ -183,53 +142,6 @@ TEST_F(WritingFakesTest, FullDisk_CutsTheWriteAndCountsTheBytesWritten)
     EXPECT_EQ(Write(*file, 5, {{5}}).bytes, 1u);
     EXPECT_TRUE(Write(*file, uint64_t{1} << 63, {{1}}).Failed());
     EXPECT_EQ(Bytes(), (KrBytes{9, 1, 2, 3, 4, 5}));
-}
-
-TEST_F(WritingFakesTest, GigabytesOfZeros_TakeNoMemory)
-{
-    auto file = m_files.CreateForWriting(L"a.avi");
-    ASSERT_NE(file, nullptr);
-    const KrBytes zeros(16 << 20);
-    const KrBytes head{1, 2, 3};
-    const std::vector<KrByteSpan> parts{head, zeros};
-    uint64_t position = 0;
-    while (position < (uint64_t{5} << 30))
-    {
-        const SKrTransfer transfer = file->WriteAt(position, parts);
-        ASSERT_FALSE(transfer.Failed());
-        position += transfer.bytes;
-    }
-    ASSERT_EQ(Write(*file, position, {{7}}).bytes, 1u);
-    const CKrFileContent content = m_files.Content(L"a.avi");
-    EXPECT_EQ(content.Size(), position + 1);
-    uint64_t stored = 0;
-    for (const auto& [start, bytes] : content.Extents())
-        stored += bytes.size();
-    EXPECT_LT(stored, uint64_t{4} << 20);
-    EXPECT_EQ(content.Range(position - 1, 2), (KrBytes{0, 7}));
-    EXPECT_EQ(content.Range(zeros.size() + 2, 5), (KrBytes{0, 1, 2, 3, 0})) << "the second head";
-}
-
-TEST_F(WritingFakesTest, CountingFileSystem_CountsTheWritingCalls)
-{
-    m_files.Set(L"a.avi", KrBytes{1});
-    CKrCountingFileSystem counting(m_files);
-    EXPECT_TRUE(UseFile(counting));
-    auto file = counting.CreateForWriting(L"a.avi");
-    EXPECT_EQ(counting.CreateForWriting(L"a.avi"), nullptr);
-    SKrFileCalls calls = counting.Calls();
-    EXPECT_EQ(calls.creates, 3u) << "the refused one too";
-    EXPECT_EQ(calls.openFiles, 1u);
-    EXPECT_EQ(calls.writes, 2u);
-    EXPECT_EQ(calls.written, 4u);
-    EXPECT_EQ(calls.maps, 1u);
-    EXPECT_EQ(calls.cuts, 1u);
-    EXPECT_EQ(calls.flushes, 1u);
-    counting.Reset();
-    calls = counting.Calls();
-    EXPECT_EQ(calls.creates + calls.writes + calls.written + calls.maps + calls.cuts + calls.flushes, 0u);
-    file.reset();
-    EXPECT_EQ(counting.Calls().openFiles, 0u);
 }
 
 TEST_F(WritingFakesTest, EveryKindOfWritingCall_CanFail)
@@ -297,45 +209,4 @@ TEST_F(WritingFakesTest, ShortenedWrite_WritesTheFirstBytesAndFails)
     EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 4, 5}));
     EXPECT_FALSE(Write(*file, 5, {{6}}).Failed());
     EXPECT_EQ(Bytes(), (KrBytes{1, 2, 3, 4, 5, 6}));
-}
-
-TEST(ManualClock, MovesOnlyBySleepAndAdvance)
-{
-    CKrManualClock clock(5);
-    EXPECT_EQ(clock.TickCount(), 5u);
-    const int64_t counter = clock.PerformanceCounter();
-    clock.Sleep(7);
-    clock.Advance(100);
-    clock.Sleep(0);
-    EXPECT_EQ(clock.TickCount(), 112u);
-    EXPECT_EQ(clock.PerformanceCounter() - counter, 107 * clock.PerformanceFrequency() / 1000);
-    EXPECT_EQ(clock.Sleeps(), (std::vector<uint32_t>{7, 0}));
-}
-
-TEST(ManualClock, TickWraps_CounterContinues)
-{
-    CKrManualClock clock(UINT32_MAX - 1);
-    const int64_t counter = clock.PerformanceCounter();
-    clock.Sleep(4);
-    EXPECT_EQ(clock.TickCount(), 2u);
-    EXPECT_EQ(clock.PerformanceCounter() - counter, 4 * clock.PerformanceFrequency() / 1000);
-}
-
-TEST(ManualClock, SleepsOfManyThreads_AreAllCounted)
-{
-    CKrManualClock clock(0);
-    {
-        std::vector<std::jthread> threads;
-        for (int thread = 0; thread < 4; ++thread)
-        {
-            threads.emplace_back(
-                [&]
-                {
-                    for (int round = 0; round < 500; ++round)
-                        clock.Sleep(1);
-                });
-        }
-    }
-    EXPECT_EQ(clock.TickCount(), 2000u);
-    EXPECT_EQ(clock.Sleeps().size(), 2000u);
 }

@@ -45,18 +45,6 @@ struct SLoaded
 };
 } // namespace
 
-TEST(IndexLoadOld, OffsetsFromMoviOrTheFileStart_GiveTheChunksOfBothStreams)
-{
-    for (const EKrIdx1Base base : {EKrIdx1Base::Movi, EKrIdx1Base::FileStart})
-    {
-        SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
-        avi.idx1Base = base;
-        const SLoaded loaded(avi);
-        EXPECT_EQ(loaded.video.entries, ChunksOf(loaded.built, 0));
-        EXPECT_EQ(loaded.audio.entries, ChunksOf(loaded.built, 1));
-    }
-}
-
 // Any first offset will do: it is matched with the first chunk in 'movi'.
 TEST(IndexLoadOld, AnyFirstOffset_MatchesTheFirstChunk)
 {
@@ -168,25 +156,6 @@ TEST(IndexLoadOld, EntryAtTheEndOfTheFile_EndsTheIndexAndOneBeforeDoesNot)
             const SKrLoadAnswer load = stream == 0 ? LoadVideoOf(file.Reader()) : LoadAudioOf(file.Reader());
             EXPECT_EQ(load.entries.size(), 1 + before);
         }
-    }
-}
-
-// A file may end with the header of 'idx1', or within its first entry: the index exists but is empty.
-TEST(IndexLoadOld, IndexCutBeforeItsFirstEntry_LoadsNothing)
-{
-    SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::Idx1);
-    avi.mainHeader.totalFrames = 55;
-    const SKrBuiltAvi built = BuildSimpleAvi(avi);
-    for (const uint64_t bytes : {0, 1, 15})
-    {
-        CKrFileContent cut = built.content;
-        cut.Resize(built.Find("idx1").data + bytes);
-        CKrParsedInMemory file(cut);
-        const SKrLoadAnswer video = LoadVideoOf(file.Reader());
-        EXPECT_EQ(video.status, 1);
-        EXPECT_TRUE(video.entries.empty());
-        EXPECT_EQ(file.State().totalFrames, 0u);
-        EXPECT_EQ(LoadAudioOf(file.Reader()).status, 1);
     }
 }
 

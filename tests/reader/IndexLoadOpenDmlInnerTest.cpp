@@ -58,6 +58,19 @@ TEST(IndexLoadOpenDml, LoadOfVideo_KeepsCountAndLargestChunk)
     EXPECT_EQ(file.State().statistics.largestVideoChunk, 106u) << "the key-frame bit is no part of a size";
 }
 
+TEST(IndexLoadOpenDml, FrameCount_IsOfTheEntriesLoadedNotOfThoseAnnounced)
+{
+    SKrBuiltAvi built = BuildSimpleAvi(SixChunks());
+    built.content.PutU32(StdIndex(built, 0, 1).data + 4, 0xFFFFFFFF);
+    CKrParsedInMemory manyClaimed(built.content);
+    ASSERT_EQ(LoadStream(manyClaimed.Reader(), 0).size(), 6u);
+    EXPECT_EQ(manyClaimed.State().totalFrames, 6u);
+    built.content.Put(StdIndex(built, 0, 0).data + 2, KrBytes{9}); // an unknown sub type
+    CKrParsedInMemory oneSkipped(built.content);
+    ASSERT_EQ(LoadStream(oneSkipped.Reader(), 0).size(), 3u);
+    EXPECT_EQ(oneSkipped.State().totalFrames, 3u);
+}
+
 TEST(IndexLoadOpenDml, WideEntries_CountForTheLargestChunkAsStored)
 {
     SKrBuiltAvi built = BuildSimpleAvi(SixChunks(0x10));

@@ -13,12 +13,6 @@ TEST(IndexLocate, SuperIndexAfterTheFormat_IsOpenDml)
     EXPECT_EQ(located.Audio().streamNumber, 1u);
 }
 
-TEST(IndexLocate, BothIndexes_AreOpenDml)
-{
-    const SKrLocated located(TwoStreamAvi(EKrIndexKind::Both));
-    ExpectOpenDmlAt(located, located.built.Find("indx", 0));
-}
-
 TEST(IndexLocate, SuperIndexAfterOtherChunksAndZeros_IsFound)
 {
     SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml);

@@ -254,26 +254,6 @@ TEST(AudioStatistics, ZeroSizes_AreSizesLikeAnyOther)
     EXPECT_EQ(PatternOf(Repeat({0, 5}, 10)), (KrSizes{1, 5, 2, 5}));
 }
 
-// A period is always the head of the list, whatever the search tried before.
-TEST(AudioStatistics, PeriodFound_IsTheHeadOfTheList)
-{
-    std::mt19937 random(11);
-    size_t periods = 0;
-    for (int round = 0; round < 1000; ++round)
-    {
-        KrSizes sizes;
-        for (size_t count = 5 + random() % 60; sizes.size() < count;)
-            sizes.push_back(random() % 8 == 0 ? 2 : 100);
-        const KrSizes found = PatternOf(sizes);
-        if (found[0] != 1 || found[2] == 1)
-            continue;
-        ++periods;
-        ASSERT_LT(found[2], sizes.size());
-        EXPECT_EQ(found[1], SumOf({sizes.begin(), sizes.begin() + found[2]}));
-    }
-    EXPECT_GT(periods, 20u);
-}
-
 TEST(AudioStatistics, EverySequenceOfTwoSizes_MatchesTheReference)
 {
     for (const KrSizes& alphabet : {KrSizes{6404, 6408}, KrSizes{0x90000000, 1}})

@@ -211,15 +211,6 @@ SKrSimpleAvi FileWithPrivateChunk()
 }
 } // namespace
 
-TEST(PixelAspectStep, UsableVideoFormat_TakesBothValues)
-{
-    CKrParsedInMemory file(FileWithPrivateChunk());
-    ASSERT_EQ(file.Status(), 1);
-    EXPECT_EQ(file.State().videoFormat.scanMode, 2);
-    EXPECT_EQ(file.State().videoFormat.displayWidth, 1024);
-    EXPECT_EQ(file.State().videoFormat.aspectMode, 1u);
-}
-
 TEST(PixelAspectStep, NoFrameRateCode_TakesNeither)
 {
     SKrSimpleAvi avi = FileWithPrivateChunk();

@@ -90,13 +90,6 @@ TEST(StreamDataChunkId, FourthCharacter_MayBeAnything)
     }
 }
 
-TEST(StreamDataChunkId, JunkAndIndexChunks_AreNotDataChunks)
-{
-    for (const uint32_t id :
-         {kFccJunk, Id('i', 'x', '0', '0'), Id('i', 'x', 'd', 'c'), kFccIdx1, kFccList, 0u})
-        EXPECT_FALSE(IsStreamDataChunkId(id)) << id;
-}
-
 TEST(StreamChunkDetection, MoviRecord_BoundsTheFirstChunkOnly)
 {
     const CKrAviBuilder file = MoviAndChunk();

@@ -80,26 +80,10 @@ TEST(StreamDetection, BothKindsOfVideoChunkInOneStream_AreTwoIds)
     ExpectIds(3, {"00db", "00dc", "01wb"}, "00db", "01wb");
 }
 
-TEST(StreamDetection, FourthCharacter_MayBeAnything)
-{
-    ExpectIds(2, {"00d7", "01w "}, "00d7", "01w ");
-    ExpectIds(2, {std::string("00d\0", 4), "01w\xFF"}, std::string("00d\0", 4), "01w\xFF");
-}
-
-TEST(StreamDetection, OtherKinds_AreSkipped)
-{
-    ExpectIds(2, {"00pc", "01tx", "00DC", "00cd", "abcd", "00iv", "00dc", "01wb"}, "00dc", "01wb");
-}
-
 TEST(StreamDetection, IdsOfStreamsTenAndAbove_AreSkipped)
 {
     ExpectIds(2, {"00dc", "0awb"}, "00dc", "none");
     ExpectIds(2, {"0adc", "0fdc", "10dc", "15wb", "16wb", "99wb", "09dc", "08wb"}, "09dc", "08wb");
-}
-
-TEST(StreamDetection, JunkAndIndexChunks_AreSkipped)
-{
-    ExpectIds(2, {"JUNK", "ix00", "ix01", "ixdc", "ixwb", "00dc", "JUNK", "ix00", "01wb"}, "00dc", "01wb");
 }
 
 TEST(StreamDetection, AsManyIdsAsStreams_EndTheSearch)

@@ -176,16 +176,6 @@ TEST(StreamInfoAudio, ValidFormat_IsReportedWithItsDuration)
     EXPECT_EQ(answer.duration, 5760.0 / 192000 * 4) << "length / rate * scale, bit for bit";
 }
 
-TEST(StreamInfoAudio, Duration_IsDividedFirst)
-{
-    SKrSimpleAvi avi = VideoAndAudio();
-    avi.streams[1].header.length = 1000003;
-    avi.streams[1].header.rate = 44100;
-    avi.streams[1].header.scale = 7;
-    const double expected = 1000003.0 / 44100 * 7;
-    EXPECT_EQ(CKrParsedFile(avi).Audio().duration, expected);
-}
-
 TEST(StreamInfoAudio, SecondStream_IsNotTheOneReported)
 {
     SKrSimpleAvi avi = VideoAndAudio();

@@ -104,18 +104,6 @@ TEST(ScanModeGuess, OtherRates_AreProgressiveAtAnySize)
     }
 }
 
-TEST(VideoFormat, Size_IsTheStoredOne)
-{
-    const SKrAviVideoParams format = DescribeVideo(Bitmap(1440, 1080), Stream(1, 25));
-    EXPECT_EQ(format.displayWidth, 1440);
-    EXPECT_EQ(format.displayHeight, 1080);
-    EXPECT_EQ(format.width, 1440);
-    EXPECT_EQ(format.height, 1080);
-    EXPECT_EQ(format.aspectMode, 1u);
-    EXPECT_EQ(format.frameRate, 2u);
-    EXPECT_EQ(format.scanMode, kUpper);
-}
-
 TEST(VideoFormat, SizeBeyond16Bits_KeepsItsLowHalvesForDisplay)
 {
     const SKrAviVideoParams format = DescribeVideo(Bitmap(0x12345, 0x7FFF8001), Stream(1, 25));
@@ -130,12 +118,6 @@ TEST(VideoFormat, Padding_IsZero)
 {
     const SKrAviVideoParams format = DescribeVideo(Bitmap(720, 576), Stream(1, 25));
     EXPECT_EQ(format.padding[0] | format.padding[1] | format.padding[2], 0);
-}
-
-TEST(VideoFormat, BitCount_IsAlways8)
-{
-    for (const uint16_t bits : {1, 8, 16, 24, 32, 0xFFFF})
-        EXPECT_EQ(DescribeVideo(Bitmap(720, 576, bits), Stream(1, 25)).bitCount, 8u) << bits;
 }
 
 TEST(VideoFormat, ReservedA_ReportsWidthsAbove720)
@@ -166,9 +148,4 @@ TEST(VideoFormat, NoFrameRateCode_StillSuggestsTheScanMode)
     EXPECT_EQ(DescribeVideo(Bitmap(720, 576), Stream(0, 0)).scanMode, kUpper);
     EXPECT_EQ(DescribeVideo(Bitmap(720, 480), Stream(0, 0)).scanMode, kLower);
     EXPECT_EQ(DescribeVideo(Bitmap(640, 480), Stream(0, 0)).scanMode, kProgressive);
-}
-
-TEST(VideoFormat, UnknownSize_HasAspectMode3)
-{
-    EXPECT_EQ(DescribeVideo(Bitmap(640, 480), Stream(1, 25)).aspectMode, 3u);
 }

@@ -152,20 +152,6 @@ TEST(HeaderParseAudio, OtherFormatTag_IsKept)
     EXPECT_EQ(FirstKeptBeforeAnother(PcmStream({20}, {.formatTag = 0x55})), 48000u);
 }
 
-TEST(HeaderParseAudio, OnlySkippedStreams_HaveNoFormatButTheirChunkId)
-{
-    const CKrParsedFile file(WithAudio({PcmStream({20}, {.channels = 0})}));
-    ASSERT_EQ(file.Status(), 1);
-    EXPECT_EQ(file.Audio().status, 1);
-    EXPECT_EQ(file.Audio().Id(), "01wb");
-    EXPECT_EQ(file.Audio().valid, 0);
-}
-
-TEST(HeaderParseAudio, TwoUsableStreams_TheFirstIsReported)
-{
-    EXPECT_EQ(FirstKeptBeforeAnother(PcmStream({20}, Format(44100))), 44100u);
-}
-
 TEST(HeaderParseAudio, NoFormatChunk_EndsTheList)
 {
     SKrBuiltAvi built = BuildSimpleAvi(WithAudio({PcmStream({20}), PcmStream({20})}));

@@ -129,11 +129,6 @@ TEST(HeaderParseFile, FewerThanEightBytesAfterByte200_AreRefused)
         EXPECT_EQ(CKrParsedFile(KrBytes(size, 0xC3)).Status(), 0) << size;
 }
 
-TEST(HeaderParseFile, ZerosOnly_AreRefused)
-{
-    EXPECT_EQ(CKrParsedFile(KrBytes(1000, 0)).Status(), 0);
-}
-
 TEST(HeaderParseFile, OtherFirstId_IsReadAsRawChunks)
 {
     for (const char* id : {"RIFX", "riff", "LIST", "RF64"})
@@ -367,12 +362,6 @@ TEST(HeaderParseFile, NothingAfterTheHeaderList_IsRefused)
     EXPECT_EQ(CKrParsedFile(file.Content()).Status(), 1);
 }
 
-TEST(HeaderParseFile, DefaultStartOfSearches_LiesAfterTheHeaderList)
-{
-    const SKrBuiltAvi built = BuildSimpleAvi(OneVideoStream());
-    EXPECT_EQ(FirstListFromDefaultStart(CKrParsedFile(built.content)), built.Find("movi").header);
-}
-
 TEST(HeaderParseFile, OddHeaderList_EndsAtAnEvenPosition)
 {
     SKrSimpleAvi avi = OneVideoStream();
@@ -385,27 +374,4 @@ TEST(HeaderParseFile, OddHeaderList_EndsAtAnEvenPosition)
     const CKrParsedFile file(built.content);
     ExpectParsed(file);
     EXPECT_EQ(FirstListFromDefaultStart(file), built.Find("movi").header);
-}
-
-TEST(HeaderParseFile, SecondFileInTheSameReader_StartsFromNothing)
-{
-    SKrSimpleAvi rich = OneVideoStream();
-    rich.streams.push_back(PcmStream());
-    rich.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 64, .vertical = 45};
-    const CKrTempFolder folder;
-    const std::wstring first = folder.Write(L"rich.avi", BuildSimpleAvi(rich).content);
-    CKrAviBuilder raw;
-    raw.Raw(KrBytes(kRawStart, 0xC3));
-    raw.Chunk("00pc", KrBytes(4, 1));
-    const std::wstring second = folder.Write(L"raw.bin", raw.Content());
-    CKrRef<IKrRiffReader> reader;
-    ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    ASSERT_EQ(reader->Open(first.c_str()), 1);
-    EXPECT_EQ(AskVideo(*reader).valid, 1);
-    EXPECT_EQ(AskAudio(*reader).valid, 1);
-    ASSERT_EQ(reader->Open(second.c_str()), 1);
-    EXPECT_EQ(AskVideo(*reader).valid, 0);
-    EXPECT_EQ(AskVideo(*reader).frames, 0u);
-    EXPECT_EQ(AskVideo(*reader).Id(), "none");
-    EXPECT_EQ(AskAudio(*reader).status, 0);
 }

@@ -261,22 +261,3 @@ TEST(HeaderParse, ThirteenBytesOfTheFileHeader_AreEnough)
     EXPECT_EQ(EndOfHeaderListWithReadsOf(12), 0u);
     EXPECT_NE(EndOfHeaderListWithReadsOf(13), 0u);
 }
-
-TEST(HeaderParse, EveryFailedRead_RefusesOrOpensTheFile)
-{
-    const SKrBuiltAvi built = BuildSimpleAvi({});
-    CKrMemoryFileSystem memory;
-    memory.Set(L"x.avi", built.content);
-    CKrFaultyFileSystem faulty(memory);
-    const uint64_t struck = ForEveryFailedCall(
-        faulty, EKrFileCall::Read, EKrFaultSpan::FromThenOn,
-        [&](uint64_t number)
-        {
-            CKrRiffReader reader(faulty);
-            const int status = reader.Open(L"x.avi");
-            EXPECT_TRUE(status == 0 || status == 1) << number;
-            EXPECT_EQ(reader.GetFileLength(), status == 1 ? built.content.Size() : 0) << number;
-            EXPECT_TRUE(faulty.FaultStruck() || reader.StreamState().videoStreamNumber == 0);
-        });
-    EXPECT_GE(struck, 1u);
-}

@@ -259,18 +259,6 @@ TEST(HeaderParseVideo, FrameCount_IsThatOfTheMainHeader)
     }
 }
 
-TEST(HeaderParseVideo, NoVideoStream_HasNoFrameCount)
-{
-    SKrSimpleAvi avi;
-    avi.streams = {PcmStream({20, 20})};
-    avi.mainHeader.totalFrames = 12345;
-    const CKrParsedFile file(avi);
-    ASSERT_EQ(file.Status(), 1);
-    EXPECT_EQ(file.Audio().valid, 1);
-    EXPECT_EQ(file.Video().frames, 0u);
-    EXPECT_EQ(file.Video().valid, 0);
-}
-
 TEST(HeaderParseVideo, VideoStreamThatCannotBeUsed_LeavesNoFrameCount)
 {
     SKrSimpleAvi avi = VideoAndAudio({.height = -576});

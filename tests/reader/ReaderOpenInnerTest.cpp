@@ -128,28 +128,6 @@ TEST_F(ReaderOpenCalls, RefusedOpenAfterAnotherFile_LeavesNoFileOpen)
     EXPECT_EQ(m_reader->GetFileLength(), 0u);
 }
 
-// Whatever read fails, the reader is either open with the whole file or closed.
-TEST_F(ReaderOpenCalls, AnyFailedOrShortRead_LeavesTheReaderOpenOrClosed)
-{
-    const auto check = [&](uint64_t)
-    {
-        const int status = m_reader->Open(L"a.avi");
-        EXPECT_EQ(m_reader->GetFileLength(), status == 1 ? m_built.content.Size() : 0);
-        EXPECT_EQ(m_counting.Calls().openFiles, status == 1 ? 1u : 0u);
-        m_reader->Close();
-    };
-    EXPECT_GE(ForEveryFailedCall(m_faulty, EKrFileCall::Read, EKrFaultSpan::Once, check), 1u);
-    EXPECT_GE(ForEveryFailedCall(m_faulty, EKrFileCall::Read, EKrFaultSpan::FromThenOn, check), 1u);
-    for (const size_t bytes : {0u, 7u, 12u, 100u})
-        EXPECT_GE(ForEveryShortRead(m_faulty, bytes, EKrFaultSpan::FromThenOn, check), 1u);
-}
-
-TEST_F(ReaderOpenCalls, NoReadWorks_OpenFails)
-{
-    m_faulty.FailCall(EKrFileCall::Read, 1, EKrFaultSpan::FromThenOn);
-    EXPECT_EQ(m_reader->Open(L"a.avi"), 0);
-}
-
 TEST_F(ReaderOpenCalls, ReaderOfTheFactory_OpensWhereTheProcessOpensFiles)
 {
     const KrPlatform::CFileSystemScope scope(m_counting);

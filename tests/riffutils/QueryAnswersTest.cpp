@@ -130,25 +130,6 @@ TEST_F(QueryAnswers, BothModesFailBeforeTheirByte_OutputIsUntouched)
     EXPECT_EQ(AskMode(reader, 2), kNoMode);
 }
 
-TEST_F(QueryAnswers, EachScanModeByte_OnlyThreeAreModes)
-{
-    for (const int stored : {0, 1, 2, 3, 4, 0x10, 0x7F, 0x80, 0xFE, 0xFF})
-    {
-        SCOPED_TRACE(stored);
-        const SKrModeAnswer expected = stored <= 2 ? Mode(stored) : kModeNotSet;
-        m_avi = SmallAvi();
-        m_avi.krlA = SKrTestKrlA{.scanMode = static_cast<uint8_t>(stored)};
-        IKrRiffReader* reader = Open(m_avi);
-        EXPECT_EQ(AskMode(reader, 1), expected);
-        EXPECT_EQ(AskMode(reader), expected);
-        m_avi = SmallAvi();
-        m_avi.ctsI = SKrTestCtsI{.scanMode = static_cast<uint8_t>(stored)};
-        reader = Open(m_avi);
-        EXPECT_EQ(AskMode(reader, 2), expected);
-        EXPECT_EQ(AskMode(reader), expected);
-    }
-}
-
 TEST_F(QueryAnswers, AspectWithSignBit_GivesItsBits)
 {
     m_avi.krlA = SKrTestKrlA{.horizontal = 0x80000000, .vertical = 0xFFFFFFFF};
@@ -156,23 +137,6 @@ TEST_F(QueryAnswers, AspectWithSignBit_GivesItsBits)
     IKrRiffReader* const reader = Open(m_avi);
     EXPECT_EQ(AskAspect(reader, 1), Aspect(INT_MIN, -1));
     EXPECT_EQ(AskAspect(reader, 2), Aspect(-2, INT_MIN + 1));
-}
-
-TEST_F(QueryAnswers, AspectBytes_AreHighestFirst)
-{
-    m_avi.beforeMovi = [](CKrAviBuilder& file)
-    {
-        KrBytes krlA = ToBytes(SKrTestKrlA{});
-        const KrBytes aspect = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08};
-        std::copy(aspect.begin(), aspect.end(), krlA.begin() + 22);
-        file.Chunk("KrlA", krlA);
-        KrBytes prmA = ToBytes(SKrTestPrmA{});
-        std::copy(aspect.begin(), aspect.end(), prmA.begin() + 12);
-        file.Chunk("PrmA", prmA);
-    };
-    IKrRiffReader* const reader = Open(m_avi);
-    EXPECT_EQ(AskAspect(reader, 1), Aspect(0x01020304, 0x05060708));
-    EXPECT_EQ(AskAspect(reader, 2), Aspect(0x01020304, 0x05060708));
 }
 
 TEST_F(QueryAnswers, Aspect_IsNotReduced)
@@ -229,15 +193,4 @@ TEST_F(QueryAnswers, UnknownFlavours_FindNothingAndWriteNothing)
         EXPECT_EQ(AskAspect(reader, flavour), kNoAspect) << flavour;
     }
     EXPECT_EQ(AskMode(reader, 1), Mode(1)); // the chunks exist
-}
-
-TEST_F(QueryAnswers, RepeatedQueries_AnswerTheSame)
-{
-    m_avi.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 8, .vertical = 9};
-    IKrRiffReader* const reader = Open(m_avi);
-    for (int round = 0; round < 3; ++round)
-    {
-        EXPECT_EQ(AskMode(reader), Mode(2));
-        EXPECT_EQ(AskAspect(reader), Aspect(8, 9));
-    }
 }

@@ -6,12 +6,6 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kKrlASignatureAndMark[] = {
-    'k',  'o',  'r',  'i',  'n', '-', 'a', 'v', 'i', 0, 0, 0, 0, 0, 0, 0, // signature
-    0,                                                                    // not examined
-    0x00, 0x00, 0x0F, 0x00,                                               // format mark
-};
-
 // The results for a file whose one private chunk is the last of its first segment.
 class QueryChunkChecks : public testing::Test
 {
@@ -44,48 +38,6 @@ SKrTestKrlA KrlA(size_t size = 508)
     return {.scanMode = 1, .horizontal = 0x01020304, .vertical = 0x05060708, .size = size};
 }
 } // namespace
-
-TEST_F(QueryChunkChecks, KrlAWithAnyWrongFixedByte_IsRefusedButForByte16)
-{
-    for (size_t at = 0; at < sizeof kKrlASignatureAndMark; ++at)
-    {
-        SCOPED_TRACE(at);
-        KrBytes payload = ToBytes(KrlA());
-        ASSERT_EQ(payload[at], kKrlASignatureAndMark[at]);
-        payload[at] ^= 0x20;
-        IKrRiffReader* const reader = Open("KrlA", payload);
-        EXPECT_EQ(AskMode(reader, 1), at == 16 ? Mode(1) : kNoMode);
-        EXPECT_EQ(AskAspect(reader, 1), at == 16 ? Aspect(0x01020304, 0x05060708) : kNoAspect);
-    }
-}
-
-TEST_F(QueryChunkChecks, PrmAWithAnyWrongByteOfItsHead_IsRefused)
-{
-    const KrBytes right = ToBytes(SKrTestPrmA{.horizontal = 4, .vertical = 3});
-    EXPECT_EQ(AskAspect(Open("PrmA", right), 2), Aspect(4, 3));
-    for (size_t at = 0; at < 12; ++at)
-    {
-        KrBytes payload = right;
-        payload[at] ^= 0x20;
-        EXPECT_EQ(AskAspect(Open("PrmA", payload), 2), kNoAspect) << at;
-    }
-}
-
-TEST_F(QueryChunkChecks, PrmAWithAtomLength24_IsRefusedEvenIfItIsThatLong)
-{
-    EXPECT_EQ(AskAspect(Open("PrmA", ToBytes(SKrTestPrmA{.atomLength = 24})), 2), kNoAspect);
-    EXPECT_EQ(AskAspect(Open("PrmA", ToBytes(SKrTestPrmA{.atomLength = 24, .size = 24})), 2), kNoAspect);
-}
-
-TEST_F(QueryChunkChecks, CtsIWithAnyWrongByteOfItsVersion_IsRefused)
-{
-    for (size_t at = 0; at < 8; ++at)
-    {
-        KrBytes payload = ToBytes(SKrTestCtsI{.scanMode = 1});
-        payload[at] ^= 0x20;
-        EXPECT_EQ(AskMode(Open("CtsI", payload), 2), at < 4 ? kNoMode : Mode(1)) << at;
-    }
-}
 
 TEST_F(QueryChunkChecks, KrlAOfEachSize_NeedsOnly20BytesAndReadsMissingFieldsAsZeros)
 {

@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace KrTest;
@@ -139,6 +142,27 @@ TEST_F(MediaSample, Reset_ForgetsTheSource)
     EXPECT_EQ(m_sample->LockBuffer(&data, &length), 0);
     m_sample->ResetElement(); // nothing to forget
     EXPECT_EQ(m_source.references, 1u);
+}
+
+// The hold of a lock that is forgotten is never given back: the other thread waits until the program ends.
+TEST_F(MediaSample, LocksBeforeAReset_AreNotUnlockedAfterIt)
+{
+    uint8_t* data = nullptr;
+    int32_t length = 0;
+    m_sample->Wrap(&m_source);
+    ASSERT_EQ(m_sample->LockBuffer(&data, &length), 1);
+    m_sample->ResetElement();
+    m_sample->UnlockBuffer();
+    const auto answered = std::make_shared<std::atomic<bool>>(false);
+    std::thread(
+        [answered, sample = std::exchange(m_sample, nullptr)]
+        {
+            sample->GetDataLength();
+            *answered = true;
+        })
+        .detach();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(*answered);
 }
 
 TEST_F(MediaSample, Reset_TakesNoLock)

@@ -5,15 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <deque>
 #include <future>
-#include <mutex>
-#include <set>
-#include <thread>
-#include <vector>
 
 using namespace KrTest;
 
@@ -316,20 +311,6 @@ TEST_F(MediaSamplePool, LentSamples_OutliveThePoolAndGoAsTheyComeBack)
     EXPECT_EQ(other.references, 1u);
 }
 
-TEST_F(MediaSamplePool, WaitForASample_EndsWhenOneIsReturned)
-{
-    Make(1);
-    auto only = Get(&m_source);
-    std::atomic<bool> got = false;
-    {
-        std::jthread waiting([&] { got = static_cast<bool>(Get(&m_source, 0xFFFFFFFFul)); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        EXPECT_FALSE(got);
-        only.Reset();
-    }
-    EXPECT_TRUE(got);
-}
-
 namespace
 {
 // A host's allocator with a fixed number of buffers: one is free when only the allocator holds it.
@@ -366,60 +347,4 @@ TEST_F(MediaSamplePool, AllocatorOfTheSameSize_RunsDry)
             << "the samples that came back keep their buffers";
         m_pool.Reset();
     }
-}
-
-namespace
-{
-// The user of each sample: detects one that is lent to two users at once.
-class CLentSamples
-{
-public:
-    [[nodiscard]] bool Take(IKrMediaSample* sample)
-    {
-        const std::lock_guard guard(m_mutex);
-        return m_lent.insert(sample).second;
-    }
-
-    void GiveBack(IKrMediaSample* sample)
-    {
-        const std::lock_guard guard(m_mutex);
-        m_lent.erase(sample);
-    }
-
-private:
-    std::mutex m_mutex;
-    std::set<IKrMediaSample*> m_lent;
-};
-} // namespace
-
-TEST_F(MediaSamplePool, ManyThreads_BorrowAndLock)
-{
-    Make(3);
-    CLentSamples lent;
-    std::deque<CKrFakeDirectShowSample> sources; // the pool holds them to its end
-    const auto borrow = [&](CKrFakeDirectShowSample& source)
-    {
-        const auto sample = Get(&source, ~0ul);
-        EXPECT_TRUE(lent.Take(sample.Get())) << "it is in use";
-        std::this_thread::sleep_for(std::chrono::microseconds(100)); // with the others waiting
-        uint8_t* data = nullptr;
-        int32_t length = 0;
-        ASSERT_EQ(sample->LockBuffer(&data, &length), 1);
-        EXPECT_EQ(data, source.bytes.data());
-        sample->UnlockBuffer();
-        EXPECT_EQ(sample->GetDataLength(), 4u);
-        lent.GiveBack(sample.Get()); // first: after the release another thread may own it
-    };
-    std::vector<std::jthread> users;
-    for (int user = 0; user < 4; ++user)
-    {
-        users.emplace_back(
-            [&borrow, &source = sources.emplace_back(KrBytes{10, 20, 30, 40})]
-            {
-                for (int round = 0; round < 100; ++round)
-                    borrow(source);
-            });
-    }
-    users.clear();
-    m_pool.Reset();
 }

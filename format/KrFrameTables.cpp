@@ -1,7 +1,9 @@
 #include "format/KrFrameTables.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 
 namespace
 {
@@ -56,21 +58,25 @@ std::span<const SKrFrameRate> KrFrameRates()
 uint32_t MatchFrameRate(uint32_t scale, uint32_t rate)
 {
     const double durationMs = DurationMs(scale, rate);
+    const auto distance = [durationMs](const SKrFrameRate& row)
+    {
+        return DistanceMs(row, durationMs);
+    };
+    const auto codeOf = [](const SKrFrameRate* row)
+    {
+        return static_cast<uint32_t>(row - std::begin(kFrameRates));
+    };
     for (const double toleranceMs : {0.0001, 0.02})
     {
-        for (uint32_t code = 0; code < std::size(kFrameRates); ++code)
+        const auto within = [toleranceMs](double distanceMs)
         {
-            if (DistanceMs(kFrameRates[code], durationMs) <= toleranceMs)
-                return code;
-        }
+            return distanceMs <= toleranceMs;
+        };
+        const SKrFrameRate* const row = std::ranges::find_if(kFrameRates, within, distance);
+        if (row != std::end(kFrameRates))
+            return codeOf(row);
     }
-    uint32_t nearest = 0;
-    for (uint32_t code = 1; code < std::size(kFrameRates); ++code)
-    {
-        if (DistanceMs(kFrameRates[code], durationMs) < DistanceMs(kFrameRates[nearest], durationMs))
-            nearest = code;
-    }
-    return nearest;
+    return codeOf(std::ranges::min_element(kFrameRates, {}, distance)); // the first of equally near rows
 }
 
 std::span<const SKrFrameSize> KrFrameSizes()

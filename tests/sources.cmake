@@ -29,6 +29,7 @@ set(KR_PUBLIC_TEST_SOURCES
   reader/ChunkSearchTest.cpp
   reader/ChunkTreeDamageTest.cpp
   reader/ChunkTreeLastSegmentTest.cpp
+  reader/ChunkTreeSegmentsTest.cpp
   reader/ChunkTreeTest.cpp
   reader/HeaderParseAudioTest.cpp
   reader/HeaderParseFileTest.cpp

@@ -166,6 +166,7 @@ set(KR_INNER_TEST_SOURCES
   writer/WriterSegmentFaultInnerTest.cpp
   writer/WriterSegmentInnerTest.cpp
   writer/WriterTimeInnerTest.cpp
+  writer/WriterWithoutWorkerInnerTest.cpp
   writer/WriterWorkerInnerTest.cpp
 )
 

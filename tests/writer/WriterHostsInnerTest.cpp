@@ -2,12 +2,12 @@
 // a sample.
 #include "base/KrRef.h"
 #include "tests/support/KrByteWriter.h"
-#include "tests/support/KrFaultyFileSystem.h"
 #include "tests/support/KrMemoryFileSystem.h"
 #include "tests/support/KrSimpleAvi.h"
 #include "tests/support/KrStallingFileSystem.h"
 #include "tests/support/KrTempFolder.h"
 #include "tests/support/KrThreadGate.h"
+#include "tests/writer/KrHostSample.h"
 #include "tests/writer/KrWriterArguments.h"
 #include "writer/KrAviWriter.h"
 
@@ -30,74 +30,6 @@ namespace
 using namespace std::chrono;
 
 constexpr wchar_t kPath[] = L"a.avi";
-
-// A sample like a host's: held by the thread that locked it, with a callback on its release.
-class CHostSample final : public CKrObject<IKrMediaSample>
-{
-public:
-    explicit CHostSample(KrBytes bytes) : m_bytes(std::move(bytes)) { ++s_alive; }
-    ~CHostSample() override { --s_alive; }
-
-    static int Alive() { return s_alive; }
-
-    std::function<void()> inGetDataLength = [] {
-    };
-    std::function<void()> inLockBuffer = [] {
-    };
-    std::function<void()> inUnlockBuffer = [] {
-    };
-    std::function<void()> inRelease = [] {
-    }; // of any reference
-
-    uint32_t Release() override
-    {
-        inRelease();
-        return CKrObject::Release();
-    }
-
-    void ResetElement() override {}
-
-    int LockBuffer(uint8_t** data, int32_t* length) override
-    {
-        m_lock.lock();
-        inLockBuffer();
-        *data = m_bytes.data();
-        *length = static_cast<int32_t>(m_bytes.size());
-        return 1;
-    }
-
-    void UnlockBuffer() override
-    {
-        inUnlockBuffer();
-        m_lock.unlock();
-    }
-
-    uint32_t GetDataLength() override
-    {
-        const std::lock_guard guard(m_lock);
-        inGetDataLength();
-        return static_cast<uint32_t>(m_bytes.size());
-    }
-
-private:
-    inline static std::atomic<int> s_alive = 0;
-
-    std::recursive_mutex m_lock;
-    KrBytes m_bytes;
-};
-
-// A clock whose pauses take no time.
-class CTimelessClock final : public IKrClock
-{
-public:
-    uint32_t TickCount() override { return m_milliseconds; }
-    int64_t PerformanceCounter() override { return m_milliseconds; }
-    int64_t PerformanceFrequency() override { return 1000; }
-    void Sleep(uint32_t milliseconds) override { m_milliseconds += milliseconds; }
-
-private:
-    uint32_t m_milliseconds = 1000;
-};
 
 // Runs an operation that may never end. A hanging thread cannot be abandoned, so the program ends then.
 void ExpectToEnd(const std::function<void()>& body)
@@ -127,17 +59,17 @@ protected:
         return m_writer->OpenFile(path, &params, FourCcValue("MJPG"), GetParam() ? &format : nullptr);
     }
 
-    int Submit(CHostSample& frame)
+    int Submit(CKrHostSample& frame)
     {
         if (GetParam())
         {
-            const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
+            const auto sound = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(48000 / 25 * 4)));
             EXPECT_EQ(m_writer->AddAudioSample(sound.Get()), 1);
         }
         return m_writer->AddVideoSample(&frame);
     }
 
-    int SubmitNew() { return Submit(*CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)))); }
+    int SubmitNew() { return Submit(*CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(500)))); }
 
     size_t FramesInFile()
     {
@@ -177,8 +109,8 @@ TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
         {
             ASSERT_EQ(SubmitNew(), 1);
             ASSERT_TRUE(gate.WaitForArrival());
-            const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)));
-            const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
+            const auto frame = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(500)));
+            const auto sound = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(48000 / 25 * 4)));
             ASSERT_EQ(m_writer->AddVideoSample(frame.Get()), 1);
             ASSERT_EQ(m_writer->AddAudioSample(sound.Get()), GetParam() ? 1 : 0);
             uint8_t* data = nullptr;
@@ -194,7 +126,7 @@ TEST_P(WriterHosts, SampleThatItsSubmitterHolds_DoesNotHoldUpTheNext)
             frame->UnlockBuffer();
         });
     EXPECT_EQ(m_writer->CloseFile(), 1);
-    EXPECT_EQ(CHostSample::Alive(), 0);
+    EXPECT_EQ(CKrHostSample::Alive(), 0);
 }
 
 TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_BlocksNoThread)
@@ -206,7 +138,7 @@ TEST_P(WriterHosts, MutexAroundSubmissionsAndInRelease_BlocksNoThread)
             ASSERT_EQ(Open(), 1);
             for (int turn = 0; turn < 50; ++turn)
             {
-                auto* const frame = new CHostSample(KrBytes(500));
+                auto* const frame = new CKrHostSample(KrBytes(500));
                 frame->inRelease = [&]
                 {
                     const std::lock_guard guard(hostMutex);
@@ -285,15 +217,15 @@ TEST_P(WriterHosts, DirectChunkThatWaitsForAFlush_BlocksNoSubmission)
 
 TEST_P(WriterHosts, OpenAndCloseFromInsideASample_AreRefusedAndChangeNothing)
 {
-    for (const auto place : {&CHostSample::inGetDataLength, &CHostSample::inLockBuffer,
-                             &CHostSample::inUnlockBuffer, &CHostSample::inRelease})
+    for (const auto place : {&CKrHostSample::inGetDataLength, &CKrHostSample::inLockBuffer,
+                             &CKrHostSample::inUnlockBuffer, &CKrHostSample::inRelease})
     {
         ExpectToEnd(
             [&]
             {
                 ASSERT_EQ(Open(), 1);
                 std::atomic<int> calls = 0;
-                auto* const frame = new CHostSample(KrBytes(500));
+                auto* const frame = new CKrHostSample(KrBytes(500));
                 frame->*place = [&]
                 {
                     ++calls;
@@ -320,7 +252,7 @@ TEST_P(WriterHosts, SubmissionsFromInsideASample_AreTaken)
         {
             ASSERT_EQ(Open(), 1);
             std::atomic<bool> done = false;
-            auto* const frame = new CHostSample(KrBytes(500));
+            auto* const frame = new CKrHostSample(KrBytes(500));
             frame->inLockBuffer = [&, first = true]() mutable
             {
                 if (!std::exchange(first, false))
@@ -346,7 +278,7 @@ TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
             KrTest::CKrThreadGate gate;
             ASSERT_EQ(Open(), 1);
             m_writer->AddRef();
-            const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(500)));
+            const auto frame = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(500)));
             frame->inUnlockBuffer = [&gate, last = m_writer.Get(), calls = 0]() mutable
             {
                 gate.Pass();
@@ -358,70 +290,11 @@ TEST_P(WriterHosts, LastReleaseFromInsideASample_CompletesTheFile)
             ASSERT_EQ(SubmitNew(), 1);
             m_writer.Reset();
             gate.Open();
-            while (m_memory.OpenFiles() != 0 || CHostSample::Alive() > 1)
+            while (m_memory.OpenFiles() != 0 || CKrHostSample::Alive() > 1)
                 std::this_thread::yield();
         });
     EXPECT_EQ(FramesInFile(), 3u);
-    EXPECT_EQ(CHostSample::Alive(), 0);
-}
-
-// Each sample submits the next when it is unlocked. Without a worker that must not nest a hundred thousand
-// calls.
-TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
-{
-    constexpr int kLength = 100'000;
-    CKrMemoryFileSystem memory;
-    CTimelessClock clock;
-    SKrWriterServices services{memory, clock};
-    services.createWorkerThread = [](int, IKrWorkerThread**)
-    {
-        return 0;
-    };
-    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
-    const SKrAviVideoParams params = ParamsFor(SKrWritten{});
-    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, nullptr), 1);
-    int submitted = 0;
-    const std::function<void()> submitNext = [&]
-    {
-        if (submitted++ == kLength)
-            return;
-        const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(1)));
-        frame->inUnlockBuffer = submitNext;
-        EXPECT_EQ(writer->AddVideoSample(frame.Get()), 1);
-    };
-    submitNext();
-    EXPECT_EQ(writer->CloseFile(), 1);
-    EXPECT_EQ(submitted, kLength + 1);
-    EXPECT_EQ(CHostSample::Alive(), 0);
-}
-
-// The sound is queued while the frame is written; the chunk that fails then stops the recording before it.
-TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmission)
-{
-    CKrMemoryFileSystem memory;
-    CKrFaultyFileSystem faults(memory);
-    CTimelessClock clock;
-    SKrWriterServices services{faults, clock};
-    services.createWorkerThread = [](int, IKrWorkerThread**)
-    {
-        return 0;
-    };
-    const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
-    const SKrAviVideoParams params = ParamsFor(SKrWritten{});
-    const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
-    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, &format), 1);
-    const auto frame = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(100)));
-    frame->inUnlockBuffer = [&]
-    {
-        const auto sound = CKrRef<CHostSample>::Adopt(new CHostSample(KrBytes(48000 / 25 * 4)));
-        EXPECT_EQ(writer->AddAudioSample(sound.Get()), 1);
-        faults.Reset();
-        faults.FailCall(EKrFileCall::Write, 1);
-        const uint8_t byte = 1;
-        EXPECT_EQ(writer->WriteVideoChunk(&byte, 1), 0);
-    };
-    EXPECT_EQ(writer->AddVideoSample(frame.Get()), 0);
-    EXPECT_EQ(writer->CloseFile(), 0);
+    EXPECT_EQ(CKrHostSample::Alive(), 0);
 }
 
 // On a real file and in real time: a write of 700 ms, then flushes of a second. A few attempts rule out other

@@ -191,7 +191,7 @@ bool CKrIndexDirectory::ReadEntries(IKrFile& file, const SKrIndexChunk& chunk,
                                     std::vector<SKrStreamIndexEntry>& entries)
 {
     std::vector<uint8_t> bytes(size_t{chunk.count} * chunk.entrySize);
-    const SKrTransfer read = file.ReadAt(chunk.position + kHeadSize, bytes.data(), bytes.size());
+    const SKrTransfer read = file.ReadAt(chunk.position + kIndexHeadSize, bytes.data(), bytes.size());
     if (read.Failed())
         return false;
     entries.clear();

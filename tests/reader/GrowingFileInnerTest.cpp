@@ -158,7 +158,9 @@ TEST_F(Growing, NextSegment_IsFollowed_AndNodesStayWhereTheyAre)
          ++segments)
     {
         if (segments == 1)
+        {
             EXPECT_EQ(node, riff);
+        }
     }
     EXPECT_EQ(segments, 4);
     m_counts.Reset();

@@ -20,7 +20,9 @@ protected:
         for (size_t number = 0; number < frames; ++number, ++m_frames)
         {
             if (m_recorder.written.pcm)
+            {
                 ASSERT_EQ(m_recorder.AddPatternAudio(kBytesOf25thSecond), 1);
+            }
             ASSERT_EQ(m_recorder.AddPatternVideo(1000 + m_frames), 1);
         }
     }
@@ -52,7 +54,7 @@ protected:
     }
 
     // The file as a host of the older operations sees it.
-    [[nodiscard]] uint32_t Frames(uint32_t* chunkId = nullptr)
+    uint32_t Frames(uint32_t* chunkId = nullptr)
     {
         SKrAviVideoParams format;
         uint32_t compression, id;

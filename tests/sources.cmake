@@ -149,6 +149,7 @@ set(KR_INNER_TEST_SOURCES
   support/FileSystemFakesTest.cpp
   support/WritingFakesTest.cpp
   writer/AviCheckerInnerTest.cpp
+  writer/PatchesInnerTest.cpp
   writer/RecordingAudioInnerTest.cpp
   writer/RecordingJoinedInnerTest.cpp
   writer/RecordingLimitInnerTest.cpp

@@ -118,7 +118,6 @@ set(KR_INNER_TEST_SOURCES
   reader/PrivateChunkScanInnerTest.cpp
   reader/RawReadInnerTest.cpp
   reader/ReadCountInnerTest.cpp
-  reader/ReadCountStepsInnerTest.cpp
   reader/ReaderFaultOpenInnerTest.cpp
   reader/ReaderFaultStepsInnerTest.cpp
   reader/ReaderFaultsInnerTest.cpp

@@ -93,20 +93,6 @@ TEST_F(ChunkTreeCost, SecondWalk_ReadsNothingAndReportsTheSameNodes)
     EXPECT_EQ(m_counting.Calls().seeks, 0u);
 }
 
-TEST_F(ChunkTreeCost, SecondWalkOverOneNode_ReadsNothing)
-{
-    OpenFarApart();
-    ASSERT_EQ(m_reader->FindFirstRiffSegment(), 1);
-    SKrRiffChunkNode* const root = NextSegment(*m_reader).node;
-    ASSERT_EQ(m_reader->FindFirstSubChunk(root), 1);
-    const KrLines lines = AllLines(*m_reader, NextSubChunk);
-    EXPECT_GE(m_counting.Calls().reads, 2u);
-    m_counting.Reset();
-    ASSERT_EQ(m_reader->FindFirstSubChunk(root), 1);
-    EXPECT_EQ(AllLines(*m_reader, NextSubChunk), lines);
-    EXPECT_EQ(m_counting.Calls().reads, 0u);
-}
-
 TEST_F(ChunkTreeCost, SecondSearchForTheLastSegment_ReadsNothing)
 {
     OpenFarApart();

@@ -89,11 +89,6 @@ KrBytes MainHeader()
 }
 } // namespace
 
-TEST(HeaderParseList, WholeList_GivesBothStreams)
-{
-    ExpectStreams(VideoAndAudio(), true, true);
-}
-
 TEST(HeaderParseList, NoMainHeader_ParsesNoStream)
 {
     const CKrParsedFile file(WithHeaderList(

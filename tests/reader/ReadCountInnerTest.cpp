@@ -1,188 +1,304 @@
-// The cost of opening and loading in calls and bytes.
-#include "KrRiffUtils/KrRiffUtils.h"
-#include "base/KrRef.h"
-#include "platform/KrPlatform.h"
+// Every single read of an open, a walk and a load: its position, its size and its purpose.
+#include "tests/reader/IndexLoadInnerSupport.h"
 #include "tests/support/KrCountingFileSystem.h"
-#include "tests/support/KrMemoryFileSystem.h"
-#include "tests/support/KrSimpleAvi.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 using namespace KrTest;
 
 namespace
 {
-// One read: the head of the file, which holds all headers and the first chunks.
-constexpr uint64_t kHeadBytes = 8 * 1024;
+using KrReads = std::vector<SKrReadCall>;
 
-// After the head: 'idx1' for the video stream, the first audio chunk, 'idx1' again for the audio stream, the
-// same two chunks for the detection of data chunks, and the last top-level chunk for the private chunks.
-constexpr uint64_t kJumpBytes = 512;
+constexpr uint64_t kHeadWindow = 8192; // read once at the start of the file: all headers in most files
+constexpr uint64_t kJumpWindow = 512;  // read at a position far from the previous one
 
-class ReadCount : public testing::Test
+constexpr uint64_t kKrlASize = 508;
+
+// Frames of 50,000 bytes: nothing after the first one lies in the head window.
+SKrSimpleAvi LongFile(EKrIndexKind index)
 {
-protected:
-    SKrBuiltAvi BuildAndOpen(const SKrSimpleAvi& description)
-    {
-        SKrBuiltAvi built = BuildSimpleAvi(description);
-        m_memory.Set(L"a.avi", built.content);
-        EXPECT_EQ(KrCreateRiffReader(m_reader.Put()), 1);
-        m_files.Reset();
-        EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
-        return built;
-    }
-
-    CKrMemoryFileSystem m_memory;
-    CKrCountingFileSystem m_files{m_memory};
-    KrPlatform::CFileSystemScope m_scope{m_files};
-    CKrRef<IKrRiffReader> m_reader;
-    CArray<SKrChunkIndexEntry> m_entries;
-};
-
-SKrSimpleAvi TwoStreams(size_t rounds, EKrIndexKind index, uint32_t frameSize = 50'000)
-{
-    SKrSimpleAvi avi;
-    avi.streams = {VideoStream(std::vector<uint32_t>(rounds, frameSize)),
-                   PcmStream(std::vector<uint32_t>(rounds, 7680))};
-    avi.index = index;
-    avi.superIndexSlots = 64;
+    SKrSimpleAvi avi = TwoStreamAvi(index, 40, 7680);
+    avi.streams[0].chunkSizes.assign(40, 50'000);
+    if (index == EKrIndexKind::OpenDml)
+        avi.roundsPerSegment = {20, 20};
     return avi;
 }
 
-uint64_t BytesOf(const std::vector<SKrReadCall>& reads)
+// A reader that has opened the file, with every call counted.
+class CCounted
+{
+public:
+    explicit CCounted(const SKrSimpleAvi& avi) : built(BuildSimpleAvi(avi))
+    {
+        m_memory.Set(L"a.avi", built.content);
+        EXPECT_EQ(reader.Open(L"a.avi"), 1);
+    }
+
+private:
+    CKrMemoryFileSystem m_memory;
+
+public:
+    const SKrBuiltAvi built;
+    CKrCountingFileSystem files{m_memory};
+    CKrRiffReader reader{files};
+};
+
+SKrReadCall Head()
+{
+    return {0, kHeadWindow, kHeadWindow};
+}
+
+SKrReadCall JumpTo(uint64_t position)
+{
+    return {position, kJumpWindow, kJumpWindow};
+}
+
+SKrReadCall Exactly(uint64_t position, size_t count)
+{
+    return {position, count, count};
+}
+
+uint64_t BytesOf(const KrReads& reads)
 {
     uint64_t bytes = 0;
     for (const SKrReadCall& read : reads)
         bytes += read.bytes;
     return bytes;
 }
-} // namespace
 
-TEST_F(ReadCount, OpenOfTwoStreamsWithOldIndex_TakesTheseReads)
+// Opens and compares all reads, and with them all bytes.
+void ExpectOpenReads(const CCounted& counted, const KrReads& expected)
 {
-    const SKrBuiltAvi built = BuildAndOpen(TwoStreams(40, EKrIndexKind::Idx1));
-    const SKrFileCalls calls = m_files.Calls();
+    EXPECT_EQ(counted.files.Reads(), expected);
+    const SKrFileCalls calls = counted.files.Calls();
     EXPECT_EQ(calls.opens, 1u);
+    EXPECT_EQ(calls.openFiles, 1u);
     EXPECT_EQ(calls.sizes, 1u);
     EXPECT_EQ(calls.seeks, 1u); // to the start, before the segment walk
-    const std::vector<SKrReadCall> reads = m_files.Reads();
-    EXPECT_EQ(reads.size(), 6u);
-    ASSERT_FALSE(reads.empty());
-    EXPECT_EQ(reads[0], (SKrReadCall{0, kHeadBytes, kHeadBytes}));
-    EXPECT_TRUE(std::all_of(reads.begin() + 1, reads.end(),
-                            [](const SKrReadCall& read) { return read.count <= kJumpBytes; }));
-    EXPECT_LE(calls.bytes, kHeadBytes + 5 * kJumpBytes);
+    EXPECT_EQ(calls.reads, expected.size());
+    EXPECT_EQ(calls.bytes, BytesOf(expected));
 }
 
-TEST_F(ReadCount, OpenOfTwoStreamsWithOpenDml_TakesTheseReads)
+// Walks all nodes of the file; returns their number.
+size_t WalkAll(CKrRiffReader& reader)
 {
-    BuildAndOpen(TwoStreams(40, EKrIndexKind::OpenDml));
-    const SKrFileCalls calls = m_files.Calls();
-    EXPECT_EQ(calls.reads, 2u); // the head, and the first audio chunk after the first frame
-    EXPECT_LE(calls.bytes, kHeadBytes + kJumpBytes);
+    uint32_t ckid, type, size;
+    uint64_t offset;
+    std::vector<SKrRiffChunkNode*> open;
+    SKrRiffChunkNode* node = nullptr;
+    for (int more = reader.FindFirstRiffSegment(); more != 0; open.push_back(node))
+        more = reader.FindNextRiffSegment(&type, &size, &offset, &node);
+    size_t nodes = 0;
+    for (; nodes < open.size(); ++nodes)
+    {
+        for (int more = reader.FindFirstSubChunk(open[nodes]); more != 0; open.push_back(node))
+            more = reader.FindNextSubChunk(&ckid, &type, &size, &offset, &node);
+    }
+    return nodes;
 }
+} // namespace
 
-TEST_F(ReadCount, OpenDoesNotGrowWithTheLengthOfTheFile)
+TEST(ReadCount, OpenOfTwoStreamsWithOldIndex_TakesSixReads)
 {
-    BuildAndOpen(TwoStreams(40, EKrIndexKind::Idx1));
-    const SKrFileCalls shortFile = m_files.Calls();
-    BuildAndOpen(TwoStreams(2000, EKrIndexKind::Idx1));
-    EXPECT_EQ(m_files.Calls().reads, shortFile.reads);
+    const CCounted counted(LongFile(EKrIndexKind::Idx1));
+    const uint64_t idx1 = counted.built.Find("idx1").header;
+    const uint64_t firstAudio = counted.built.streamChunks[1][0].header;
+    ExpectOpenReads(counted, {
+                                 Head(),             // everything up to the first frame's header
+                                 JumpTo(idx1),       // 'idx1' after 'movi', for the video stream
+                                 JumpTo(firstAudio), // the audio stream's first chunk
+                                 JumpTo(idx1),       // 'idx1' once more, for the audio stream
+                                 JumpTo(firstAudio), // one chunk of each stream seen
+                                 JumpTo(idx1),       // the segment's last chunk: not a private chunk
+                             });
+    EXPECT_EQ(counted.files.Calls().bytes, 8192u + 5 * 512u);
 }
 
-TEST_F(ReadCount, OpenReadsZerosBetweenChunksOnce)
+TEST(ReadCount, OpenOfTwoStreamsWithOpenDml_TakesThreeReads)
+{
+    const CCounted counted(LongFile(EKrIndexKind::OpenDml));
+    ExpectOpenReads(counted,
+                    {
+                        Head(),                                          // headers and the first frame's
+                        JumpTo(counted.built.streamChunks[1][0].header), // one chunk of each stream seen
+                        JumpTo(counted.built.segments[1].header),        // the segments, for private chunks
+                    });
+    EXPECT_EQ(counted.files.Calls().bytes, 8192u + 2 * 512u);
+}
+
+TEST(ReadCount, OpenWithPrivateChunk_ReadsItForEachOfItsTwoValues)
+{
+    SKrSimpleAvi avi = LongFile(EKrIndexKind::OpenDml);
+    avi.krlA = SKrTestKrlA{.scanMode = 2, .horizontal = 64, .vertical = 45};
+    const CCounted counted(avi);
+    const uint64_t krlA = counted.built.Find("KrlA").data;
+    ExpectOpenReads(counted, {
+                                 Head(),                                          // as above
+                                 JumpTo(counted.built.streamChunks[1][0].header), // as above
+                                 JumpTo(counted.built.segments[1].header),        // as above
+                                 Exactly(krlA, kKrlASize),                        // scan mode
+                                 Exactly(krlA, kKrlASize),                        // pixel aspect ratio
+                             });
+}
+
+TEST(ReadCount, FileWithinTheHeadWindow_OpensWithOneRead)
+{
+    for (const EKrIndexKind index : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml, EKrIndexKind::Both})
+    {
+        CCounted counted(TwoStreamAvi(index));
+        const auto size = static_cast<size_t>(counted.built.content.Size());
+        ASSERT_LT(size, kHeadWindow);
+        ExpectOpenReads(counted, {Exactly(0, size)});
+        counted.files.Reset();
+        EXPECT_GT(WalkAll(counted.reader), 10u);
+        EXPECT_EQ(counted.files.Calls().reads, 0u);
+    }
+}
+
+TEST(ReadCount, LengthOfTheFile_ChangesNothing)
+{
+    for (const EKrIndexKind index : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
+    {
+        SKrSimpleAvi longer = LongFile(index);
+        longer.roundsPerSegment = {};
+        SKrSimpleAvi shorter = longer;
+        longer.streams[0].chunkSizes.assign(400, 50'000);
+        longer.streams[1].chunkSizes.assign(400, 7680);
+        const CCounted first(shorter);
+        const CCounted second(longer);
+        EXPECT_EQ(first.files.Calls().reads, second.files.Calls().reads);
+        EXPECT_EQ(first.files.Calls().bytes, second.files.Calls().bytes);
+    }
+}
+
+// Accepted: to find that a declared stream has no chunk at all, every chunk header is read, but no payload.
+TEST(ReadCount, DeclaredStreamWithoutChunks_CostsOneReadForEachChunk)
+{
+    SKrSimpleAvi avi = LongFile(EKrIndexKind::OpenDml);
+    avi.roundsPerSegment = {};
+    const CCounted complete(avi);
+    avi.mainHeader.streams = 3;
+    const CCounted counted(avi);
+    const uint64_t more = counted.files.Calls().reads - complete.files.Calls().reads;
+    EXPECT_GE(more, 78u); // the chunks after the first of each stream
+    EXPECT_LE(more, 80u); // and the two standard indexes
+    for (const SKrReadCall& read : counted.files.Reads())
+        EXPECT_TRUE(read.count <= kJumpWindow || read == Head() || read.count < 2048) << read.count;
+    EXPECT_LE(counted.files.Calls().bytes, kHeadWindow + 82 * 2048u);
+}
+
+// With one gap, and with several streams that are each searched for after it.
+TEST(ReadCount, OpenReadsZerosOnce)
 {
     constexpr uint64_t kZeros = 2'000'000;
-    SKrSimpleAvi avi = TwoStreams(2, EKrIndexKind::None);
-    avi.startOfMovi = [](CKrAviBuilder& file)
+    SKrSimpleAvi between = TwoStreamAvi(EKrIndexKind::None, 2);
+    between.startOfMovi = [](CKrAviBuilder& file)
     {
         file.Chunk("00dc", KrBytes(100, 1));
         file.Zeros(kZeros);
         file.Chunk("01wb", KrBytes(100, 1));
     };
-    BuildAndOpen(avi);
-    EXPECT_GE(m_files.Calls().bytes, kZeros);
-    EXPECT_LE(m_files.Calls().bytes, kZeros + kZeros / 4);
-}
-
-TEST_F(ReadCount, OpenReadsZerosOnce_WithAGapOfAFewElsewhere)
-{
-    constexpr uint64_t kZeros = 2'000'000;
-    SKrSimpleAvi avi = TwoStreams(2, EKrIndexKind::Idx1);
-    avi.streams.resize(4, avi.streams.back()); // each one is searched for after the zeros
-    avi.startOfMovi = [](CKrAviBuilder& file)
+    SKrSimpleAvi streams = LongFile(EKrIndexKind::Idx1);
+    streams.streams.resize(4, streams.streams.back());
+    streams.startOfMovi = [](CKrAviBuilder& file)
     {
         file.Chunk("00dc", KrBytes(100, 1));
         file.Zeros(kZeros);
     };
-    avi.afterMovi = [](CKrAviBuilder& file)
+    streams.afterMovi = [](CKrAviBuilder& file)
     {
         file.Zeros(6);
     };
-    BuildAndOpen(avi);
-    EXPECT_GE(m_files.Calls().bytes, kZeros);
-    EXPECT_LE(m_files.Calls().bytes, kZeros + kZeros / 4);
-}
-
-TEST_F(ReadCount, OpenOfThePathThatIsOpen_TouchesNothing)
-{
-    BuildAndOpen(TwoStreams(4, EKrIndexKind::Idx1));
-    m_files.Reset();
-    EXPECT_EQ(m_reader->Open(KrPlatform::IsSamePath(L"a.avi", L"A.AVI") ? L"A.AVI" : L"a.avi"), 1);
-    const SKrFileCalls calls = m_files.Calls();
-    EXPECT_EQ(calls.opens + calls.reads + calls.sizes + calls.seeks, 0u);
-}
-
-TEST_F(ReadCount, OldIndexOfAnyLength_IsOneRead)
-{
-    for (const size_t rounds : {5, 10'000})
+    for (const SKrSimpleAvi& avi : {between, streams})
     {
-        const SKrBuiltAvi built = BuildAndOpen(TwoStreams(rounds, EKrIndexKind::Idx1, 100));
-        m_files.Reset();
-        ASSERT_EQ(m_reader->LoadVideoIndex(m_entries), 1);
-        EXPECT_EQ(m_entries.GetSize(), static_cast<intptr_t>(rounds));
-        const SKrBuiltChunk idx1 = built.Find("idx1");
-        EXPECT_EQ(m_files.Reads(), (std::vector<SKrReadCall>{{idx1.data, idx1.size, idx1.size}}));
+        const CCounted counted(avi);
+        EXPECT_GE(counted.files.Calls().bytes, kZeros);
+        EXPECT_LE(counted.files.Calls().bytes, kZeros + kZeros / 4);
     }
 }
 
-TEST_F(ReadCount, EntriesOfEachStandardIndex_AreOneRead)
+TEST(ReadCount, OpenOfThePathThatIsOpen_CallsNothing)
 {
-    for (const size_t rounds : {10, 10'000})
+    CCounted counted(LongFile(EKrIndexKind::Idx1));
+    EXPECT_GT(WalkAll(counted.reader), 80u);
+    counted.files.Reset();
+    EXPECT_EQ(counted.reader.Open(KrPlatform::IsSamePath(L"a.avi", L"A.AVI") ? L"A.AVI" : L"a.avi"), 1);
+    EXPECT_GT(WalkAll(counted.reader), 80u) << "the tree is kept";
+    const SKrFileCalls calls = counted.files.Calls();
+    EXPECT_EQ(calls.opens + calls.sizes + calls.seeks + calls.reads, 0u);
+}
+
+TEST(ReadCount, SecondWalkOverAllLevels_CallsNothing)
+{
+    for (const EKrIndexKind index : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
     {
-        SKrSimpleAvi avi = TwoStreams(rounds, EKrIndexKind::OpenDml, 100);
-        avi.entriesPerStdIndex = rounds / 2;
-        const SKrBuiltAvi built = BuildAndOpen(avi);
-        m_files.Reset();
-        ASSERT_EQ(m_reader->LoadVideoIndex(m_entries), 1);
-        EXPECT_EQ(m_entries.GetSize(), static_cast<intptr_t>(rounds));
-        // Super index head and entries; both heads to count; then head and entries of each.
-        EXPECT_EQ(m_files.Calls().reads, 2u + 2u + 4u);
-        const std::vector<SKrReadCall> reads = m_files.Reads();
-        EXPECT_EQ(reads.back().count, rounds / 2 * 8);
-        EXPECT_EQ(BytesOf(reads), 32 + 2 * 16 + 2 * 32 + 2 * (32 + rounds / 2 * 8));
+        CCounted counted(LongFile(index));
+        counted.files.Reset();
+        const size_t nodes = WalkAll(counted.reader);
+        EXPECT_GT(nodes, 90u);
+        EXPECT_GT(counted.files.Calls().reads, 75u);
+        EXPECT_LE(counted.files.Calls().reads, nodes);
+        // After the last node of a list the list ends, after the last segment the file: no header is read
+        // there.
+        counted.files.Reset();
+        EXPECT_EQ(WalkAll(counted.reader), nodes);
+        EXPECT_NE(counted.reader.GetLastRiffSegment(), nullptr);
+        const SKrFileCalls calls = counted.files.Calls();
+        EXPECT_EQ(calls.opens + calls.sizes + calls.seeks + calls.reads, 0u);
     }
 }
 
-TEST_F(ReadCount, SecondWalkOverTheTree_ReadsNothing)
+TEST(ReadCount, LoadOfOldIndex_IsOneRead)
 {
-    BuildAndOpen(TwoStreams(40, EKrIndexKind::Idx1));
-    const auto walk = [this]
+    for (const size_t chunks : {10, 10'000})
     {
-        uint32_t id, type, size;
-        uint64_t offset;
-        SKrRiffChunkNode* node = nullptr;
-        EXPECT_EQ(m_reader->FindFirstRiffSegment(), 1);
-        EXPECT_EQ(m_reader->FindNextRiffSegment(&type, &size, &offset, &node), 0);
-        EXPECT_EQ(m_reader->FindFirstSubChunk(node), 1);
-        while (m_reader->FindNextSubChunk(&id, &type, &size, &offset, nullptr) != 0)
+        CCounted counted(TwoStreamAvi(EKrIndexKind::Idx1, chunks));
+        const SKrBuiltChunk idx1 = counted.built.Find("idx1");
+        ASSERT_EQ(idx1.size, 2 * chunks * 16);
+        counted.files.Reset();
+        EXPECT_EQ(LoadVideoOf(counted.reader).entries.size(), chunks);
+        EXPECT_EQ(counted.files.Reads(), (KrReads{Exactly(idx1.data, idx1.size)}));
+        counted.files.Reset();
+        EXPECT_EQ(LoadAudioOf(counted.reader).entries.size(), chunks);
+        EXPECT_EQ(counted.files.Reads(), (KrReads{Exactly(idx1.data, idx1.size)}));
+        EXPECT_EQ(counted.files.Calls().seeks, 0u);
+    }
+}
+
+TEST(ReadCount, LoadOfOpenDmlIndex_ReadsTheEntriesOfEachChunkAtOnce)
+{
+    for (const uint8_t stdSubType : {0, 0x10})
+    {
+        for (const size_t chunks : {10, 10'000})
         {
+            SKrSimpleAvi avi = TwoStreamAvi(EKrIndexKind::OpenDml, chunks);
+            avi.entriesPerStdIndex = chunks / 2;
+            avi.stdSubType = stdSubType;
+            CCounted counted(avi);
+            for (const size_t stream : {0, 1})
+            {
+                const uint64_t super = counted.built.Find("indx", stream).header;
+                const char* const id = stream == 0 ? "ix00" : "ix01";
+                const uint64_t first = counted.built.Find(id, 0).header;
+                const uint64_t second = counted.built.Find(id, 1).header;
+                const size_t entries = chunks / 2 * (stdSubType == 0 ? 8 : 24);
+                counted.files.Reset();
+                const SKrLoadAnswer load =
+                    stream == 0 ? LoadVideoOf(counted.reader) : LoadAudioOf(counted.reader);
+                EXPECT_EQ(load.entries.size(), chunks);
+                EXPECT_EQ(counted.files.Reads(), (KrReads{
+                                                     Exactly(super, 32),          // head of the super index
+                                                     Exactly(super + 32, 2 * 16), // its entries in use
+                                                     Exactly(first, 32),          // counts, to size the array
+                                                     Exactly(second, 32),         //
+                                                     Exactly(first, 32),          // then each chunk's head
+                                                     Exactly(first + 32, entries), // and entries
+                                                     Exactly(second, 32),          //
+                                                     Exactly(second + 32, entries),
+                                                 }));
+                EXPECT_EQ(counted.files.Calls().seeks, 0u);
+            }
         }
-    };
-    walk();
-    m_files.Reset();
-    walk();
-    EXPECT_EQ(m_files.Calls().reads, 0u);
+    }
 }

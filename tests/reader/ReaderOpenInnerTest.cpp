@@ -34,30 +34,6 @@ protected:
 };
 } // namespace
 
-TEST_F(ReaderOpenCalls, Open_AsksOnceForTheFileAndItsSize)
-{
-    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
-    const SKrFileCalls calls = m_counting.Calls();
-    EXPECT_EQ(calls.opens, 1u);
-    EXPECT_EQ(calls.openFiles, 1u);
-    EXPECT_EQ(calls.sizes, 1u);
-    EXPECT_GE(calls.reads, 1u);
-}
-
-TEST_F(ReaderOpenCalls, SamePath_TouchesNothing)
-{
-    ASSERT_EQ(m_reader->Open(L"a.avi"), 1);
-    m_counting.Reset();
-    EXPECT_EQ(m_reader->Open(L"a.avi"), 1);
-    EXPECT_EQ(m_reader->Open(KrPlatform::IsSamePath(L"a.avi", L"A.Avi") ? L"A.Avi" : L"a.avi"), 1);
-    const SKrFileCalls calls = m_counting.Calls();
-    EXPECT_EQ(calls.opens, 0u);
-    EXPECT_EQ(calls.sizes, 0u);
-    EXPECT_EQ(calls.seeks, 0u);
-    EXPECT_EQ(calls.reads, 0u);
-    EXPECT_EQ(calls.openFiles, 1u);
-}
-
 TEST_F(ReaderOpenCalls, SamePathAfterTheFileWasReplaced_StillTouchesNothing)
 {
     ASSERT_EQ(m_reader->Open(L"a.avi"), 1);

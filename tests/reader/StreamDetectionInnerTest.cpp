@@ -1,14 +1,11 @@
-// The detection of data chunk ids alone, and its cost.
+// The detection of data chunk ids alone.
 #include "reader/KrStreamChunkDetection.h"
 
 #include "format/KrFourCC.h"
 #include "reader/KrFileCursor.h"
 #include "tests/reader/HeaderParseInnerSupport.h"
-#include "tests/support/KrCountingFileSystem.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 using namespace KrTest;
 
@@ -147,44 +144,4 @@ TEST(StreamChunkDetection, NoChunkLeft_IsRefused)
     content.Cursor().SeekTo(file.Position() - 7);
     EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
     EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
-}
-
-// Opening reads only the headers, whatever the file holds.
-TEST(StreamChunkDetection, AllStreamsSeen_FurtherChunksAreNotVisited)
-{
-    std::vector<std::vector<SKrReadCall>> reads;
-    for (const size_t chunks : {4u, 900u})
-    {
-        SKrSimpleAvi avi;
-        avi.streams = {VideoStream(std::vector<uint32_t>(chunks, 2 << 20)),
-                       PcmStream(std::vector<uint32_t>(chunks, 2 << 20))};
-        avi.index = EKrIndexKind::None;
-        CKrMemoryFileSystem files;
-        files.Set(L"x.avi", BuildSimpleAvi(avi).content);
-        CKrCountingFileSystem counting(files);
-        CKrRiffReader reader(counting);
-        ASSERT_EQ(reader.Open(L"x.avi"), 1);
-        EXPECT_EQ(reader.StreamState().firstAudioChunkId, KrFourCC("01wb"));
-        reads.push_back(counting.Reads());
-    }
-    EXPECT_EQ(reads[0].size(), reads[1].size());
-    uint64_t bytes = 0;
-    for (const SKrReadCall& read : reads[1])
-        bytes += read.bytes;
-    EXPECT_LT(bytes, 64u * 1024) << "no data of the two chunks of 2 MiB that were passed over";
-}
-
-TEST(StreamChunkDetection, IndexesOfTheFile_AreNotReadWhileOpening)
-{
-    SKrSimpleAvi avi;
-    avi.streams = {VideoStream(std::vector<uint32_t>(20000, 10))};
-    avi.index = EKrIndexKind::Both;
-    const SKrBuiltAvi built = BuildSimpleAvi(avi);
-    ASSERT_GT(built.Find("idx1").size + built.Find("ix00").size, 450'000u);
-    CKrMemoryFileSystem files;
-    files.Set(L"x.avi", built.content);
-    CKrCountingFileSystem counting(files);
-    CKrRiffReader reader(counting);
-    ASSERT_EQ(reader.Open(L"x.avi"), 1);
-    EXPECT_LT(counting.Calls().bytes, 64u * 1024);
 }

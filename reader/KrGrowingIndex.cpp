@@ -19,11 +19,9 @@ bool CKrGrowingIndex::CanFollow(IKrFile& file, std::span<const uint8_t> indx)
 {
     if (indx.size() < kFirstEntryAt || GetLe16(indx.data()) != 4 || indx[kTypeAt] != kIndexOfIndexes)
         return false;
-    if (GetLe32(&indx[kSuperCountAt]) == 0 ||
-        indx.size() < kFirstEntryAt + SKrSuperIndexEntry::kEncodedSize)
+    if (GetLe32(&indx[kSuperCountAt]) == 0 || indx.size() < kFirstEntryAt + SKrSuperIndexEntry::kEncodedSize)
         return true;
-    const auto first =
-        ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kFirstEntryAt]).position);
+    const auto first = ReadHead<SKrStdIndexHead>(file, DecodeSuperIndexEntry(&indx[kFirstEntryAt]).position);
     return first && first->indexType == kIndexOfChunks;
 }
 

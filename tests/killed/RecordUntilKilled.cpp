@@ -1,5 +1,5 @@
-// Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS [close]].
-// With a time it kills itself after it, without any clean-up, or closes the file properly.
+// Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS
+// [close]]. With a time it kills itself after it, without any clean-up, or closes the file properly.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/killed/KrKilledPattern.h"

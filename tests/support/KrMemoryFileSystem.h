@@ -14,8 +14,8 @@ namespace KrTest
 {
 // Paths are compared exactly. All operations may be called from any thread. The share rules are those of the
 // real file systems: only followers open a file being written, and an open file cannot be deleted or replaced
-// unless only followers have it open. Views of one file must not overlap while they exist, nor extend past the
-// end to which a file is cut: mapping such a range, and such a cut, throw std::logic_error.
+// unless only followers have it open. Views of one file must not overlap while they exist, nor extend past
+// the end to which a file is cut: mapping such a range, and such a cut, throw std::logic_error.
 //
 //   CKrMemoryFileSystem files;
 //   files.Set(L"a.avi", BuildSimpleAvi({}).content);

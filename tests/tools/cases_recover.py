@@ -351,6 +351,10 @@ def test_progress(kravi):
     equal([(line["verb"], line["step"]) for line in lines], [("recover", "searching"), ("recover", "writing")],
           "steps")
     check("frames lost                0" in result.out, result.out)
+    headless = avi.simple_avi(streams).replace(b"strh", b"----").replace(b"avih", b"----")
+    kravi.write("in.avi", headless)
+    result = kravi("recover", "in.avi", "new.avi", "--size", "64x48", "--rate", "25", "--codec", "MJPG")
+    check("frames lost                unknown (the headers give no usable count)" in result.out, result.out)
 
 
 def test_what_the_writer_cannot_carry(kravi):

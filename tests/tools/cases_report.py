@@ -33,6 +33,11 @@ def test_info_of_avi_1_0(kravi):
     equal(info["indexes"]["idx1"]["entries"], 36, "idx1")
     equal(info["indexes"]["indxOfStreams"], [], "indx")
     equal((info["notes"], info["findings"]), ([], []), "remarks")
+    text = exit_code(kravi("info", "clip.avi"), 0).out
+    check("\n  pixel aspect             not stored\n" in text, text)
+    check("\n  frames                   12 (headers 12, index 12)\n" in text, text)
+    kravi.write("cut.avi", data[:len(data) // 2])
+    check("\n  frames                   12 (no index)\n" in exit_code(kravi("info", "cut.avi"), 1).out, "no index")
 
 
 def test_info_of_open_dml(kravi):

@@ -1,8 +1,10 @@
 #include "tools/avi/KrAviFile.h"
 
+#include "format/KrChunkHeader.h"
 #include "format/KrLimits.h"
 #include "platform/KrFileProbe.h"
 #include "platform/KrUtf8.h"
+#include "tools/avi/KrChunkGuess.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 
@@ -15,13 +17,21 @@ namespace KrTool
 {
 namespace
 {
-// What the reader does not find can be there all the same.
-std::string WithNextSteps(const std::string& cause)
+// Names the type of other RIFF files. A damaged AVI file may still hold whole frames.
+std::string WhyNotAvi(const std::string& path)
 {
-    return cause + "; kravi recover saves the whole frames of a damaged AVI file" + kVerifyStep;
+    const CKrInputFile file(path);
+    std::array<uint8_t, kListHeaderSize> bytes = {};
+    const size_t count = file.ReadAt(0, bytes.data(), bytes.size());
+    const SKrChunkGuess first = GuessChunk({bytes.data(), count}, file.Length());
+    if (first.id != kFccRiff)
+        return "no AVI header at the start; if this is a damaged AVI file, try kravi recover";
+    if (!IsSegmentType(first.type))
+        return "not an AVI file (it is RIFF '" + FourCcText(first.type) + "')";
+    return "its headers lead to no data chunks; try kravi recover";
 }
 
-// The reader tells no reasons, so the system is asked about the same file.
+// The reader gives no reasons, so the system is asked about the same file.
 std::string WhyNotOpened(const std::string& path)
 {
     const SKrFileProbe probe = ProbeForReading(path);
@@ -30,7 +40,7 @@ std::string WhyNotOpened(const std::string& path)
     if (probe.size <= kLargestRefusedSize)
         return "it has only " + Counted(probe.size, "byte") + "; an AVI file has more than " +
                std::to_string(kLargestRefusedSize);
-    return WithNextSteps("the reader finds no AVI header that leads to data, and no chunk");
+    return WhyNotAvi(path);
 }
 
 // The reader also opens what has no AVI header, as long as something there can be taken for a chunk.
@@ -50,12 +60,11 @@ CKrAviFile::CKrAviFile(const std::string& path) : CKrByteSource(path)
 {
     const std::wstring wide = WidePath(path);
     if (KrCreateRiffReader(m_reader.Put()) == 0)
-        throw CKrToolError(path, "memory is short");
+        throw CKrToolError(path, "out of memory");
     if (m_reader->Open(wide.c_str()) == 0)
         throw CKrToolError(path, WhyNotOpened(path));
     if (!HasAviHeaderOrDataChunks(*m_reader))
-        throw CKrToolError(path,
-                           WithNextSteps("the reader finds neither a RIFF 'AVI ' header nor data chunks"));
+        throw CKrToolError(path, WhyNotAvi(path));
     SetLength(m_reader->GetFileLength());
 }
 

@@ -28,9 +28,6 @@ struct SKrVideoAnswer
     }
 };
 
-// Ends the cause when the reader takes a file for none of its own.
-constexpr char kVerifyStep[] = ", and kravi verify tells what is wrong with it";
-
 class CKrAviFile final : public CKrByteSource
 {
 public:

@@ -100,8 +100,8 @@ void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, E
 SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                            uint32_t stream, CKrReport& report, CKrProgress& progress)
 {
-    report.Note(std::string("no index that the reader loads covers ") + KindName(kind) + " stream " +
-                std::to_string(stream) + "; its chunks were searched, which passes over empty ones");
+    report.Note(std::string(KindName(kind)) + ' ' + std::to_string(stream) +
+                ": found by scanning the file (no index); empty chunks are skipped");
     SKrFoundChunks found = SearchChunks(file, DataChunkIds(stream, facts.streams.size(), kind), progress);
     if (found.cut)
         report.Finding("the file has too many chunks; those behind the first " +

@@ -25,6 +25,20 @@ constexpr char kAbout[] =
     "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
     "and writes new ones.";
 
+std::string RepeatedOption(const CLI::App& verb)
+{
+    for (const CLI::Option* const option : verb.get_options())
+    {
+        if (option->get_items_expected_max() != 1 || option->count() < 2)
+            continue;
+        const std::string times = option->count() == 2 ? "twice" : Format("{} times", option->count());
+        const bool isPattern = option->get_type_name() == "PATTERN";
+        return Format("{} is given {}{}", option->get_name(), times,
+                      isPattern ? "; use one pattern, such as shot%04d.jpg" : "");
+    }
+    return {};
+}
+
 class CKrCommandLine
 {
 public:
@@ -69,11 +83,15 @@ private:
     {
         const std::vector<CLI::App*> chosen = m_app.get_subcommands();
         if (!chosen.empty())
-            return Format("{}; see kravi {} --help", error.what(), chosen.front()->get_name());
+        {
+            const std::string repeated = RepeatedOption(*chosen.front());
+            const std::string cause = repeated.empty() ? error.what() : repeated;
+            return Format("{}; see kravi {} --help", cause, chosen.front()->get_name());
+        }
         const std::vector<std::string> words = m_app.remaining();
-        std::string cause = "a verb is wanted";
+        std::string cause = "expected a verb";
         if (!words.empty() && words.front().starts_with('-'))
-            cause += Format(" in front of '{}'", words.front());
+            cause += Format(" before '{}'", words.front());
         else if (!words.empty())
             cause = Format("there is no verb '{}'", words.front());
         return cause + "; see kravi --help";
@@ -101,7 +119,7 @@ private:
         }
         catch (const std::bad_alloc&)
         {
-            return Failed(report, {}, "memory is short");
+            return Failed(report, {}, "out of memory");
         }
         catch (const std::exception& error)
         {

@@ -129,9 +129,14 @@ void CKrReport::BeginMember(std::string_view key)
 
 void CKrReport::Fact(std::string_view key, const Json& value)
 {
+    Fact(key, value, value);
+}
+
+void CKrReport::Fact(std::string_view key, const Json& value, const Json& shown)
+{
     if (!m_asJson)
     {
-        Print(PlainText(key, value));
+        Print(PlainText(key, shown));
         return;
     }
     BeginMember(key);

@@ -36,6 +36,8 @@ public:
     bool AsJson() const { return m_asJson; }
 
     void Fact(std::string_view key, const Json& value);
+    // `shown`: the value as the text report has it.
+    void Fact(std::string_view key, const Json& value, const Json& shown);
 
     // A list. In text, `heading` stands above it and each row brings its own text.
     void BeginRows(std::string_view key, std::string_view heading);

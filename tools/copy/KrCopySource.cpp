@@ -172,12 +172,13 @@ private:
         const std::vector<uint8_t>& strf = header.format;
         if (strf.size() < SKrBitmapHeader::kEncodedSize)
             Refuse("its video format is not complete");
+        const SKrBitmapHeader picture = DecodeBitmapHeader(strf);
         if (strf.size() > SKrBitmapHeader::kEncodedSize && !m_options.lossyHeader)
             Refuse(Format(
-                "its video format has {} bytes behind the 40 that the writer stores; --lossy-header leaves them out",
-                strf.size() - SKrBitmapHeader::kEncodedSize));
+                "{} keeps {} of decoder settings that this layout cannot store; --lossy-header leaves them out",
+                picture.compression == 0 ? "its format" : FourCcText(picture.compression),
+                Counted(strf.size() - SKrBitmapHeader::kEncodedSize, "byte")));
         m_source.moreVideoFormat = Behind(strf, SKrBitmapHeader::kEncodedSize);
-        const SKrBitmapHeader picture = DecodeBitmapHeader(strf);
         if (picture.width < 1 || picture.height < 1)
             Refuse(Format(
                 "its pictures have no size that the writer stores ({} x {}; a negative height means rows from the top)",
@@ -234,7 +235,7 @@ private:
                 format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
         if (header.format.size() > SKrWaveFormat::kEncodedSize && !m_options.lossyHeader)
             Refuse(
-                "its audio format has bytes that the writer does not store; --lossy-header leaves them out");
+                "its audio format has further bytes that this layout cannot store; --lossy-header leaves them out");
         m_source.moreAudioFormat = Behind(header.format, SKrWaveFormat::kEncodedSize);
         m_source.format.audio =
             SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};

@@ -51,7 +51,7 @@ CKrRecording::~CKrRecording()
 void CKrRecording::Open(const SKrRecordingFormat& format)
 {
     if (KrCreateAviWriter(m_writer.Put()) == 0)
-        throw CKrToolError(m_target, "memory is short");
+        throw CKrToolError(m_target, "out of memory");
     const std::string temporary = FreeTemporaryName(m_target);
     const WAVEFORMATEX wave = format.audio ? WaveFormat(*format.audio) : WAVEFORMATEX{};
     if (m_writer->OpenFile(WidePath(temporary).c_str(), &format.video, format.codec,
@@ -71,7 +71,7 @@ void CKrRecording::AddPool()
 {
     CKrRef<IKrdsMediaSamplePool> pool;
     if (KrCreateMediaSamplePool(m_poolSize, pool.Put()) == 0)
-        throw CKrToolError(m_target, "memory is short");
+        throw CKrToolError(m_target, "out of memory");
     m_pools.push_back(std::move(pool));
     m_poolSize = std::min(2 * m_poolSize, kLargestPool);
 }

@@ -134,9 +134,9 @@ void CKrRecoveredFormat::TakeCodec(const SKrAviStream* stream)
     const uint64_t known = isUsable ? DecodeBitmapHeader(stream->format).bitCount : kUsualBits;
     m_format.video.bitCount = static_cast<uint8_t>(m_options.bits.value_or(known));
     if (isUsable && stream->format.size() > SKrBitmapHeader::kEncodedSize)
-        m_report.Finding("left out: the " +
-                         Counted(stream->format.size() - SKrBitmapHeader::kEncodedSize, "byte") +
-                         " of the video format behind the 40 that the writer stores");
+        m_report.Finding(
+            "left out: " + Counted(stream->format.size() - SKrBitmapHeader::kEncodedSize, "byte") +
+            " of decoder settings, which this layout cannot store");
 }
 
 void CKrRecoveredFormat::TakeRate(const SKrAviStream* stream)
@@ -217,7 +217,7 @@ bool CKrRecoveredFormat::TakeAudio(const SKrAviStream* stream)
     if (format.formatTag != kFormatTagPcm)
         Refuse("its audio is not PCM; --no-audio leaves it out");
     if (stream->format.size() > SKrWaveFormat::kEncodedSize)
-        m_report.Finding("left out: the bytes of the audio format that the writer does not store");
+        m_report.Finding("left out: further bytes of the audio format, which this layout cannot store");
     // Formats of 14 bytes end in front of the sample size.
     const int bits =
         format.bitsPerSample != 0 ? format.bitsPerSample : kBitsOfByte * format.blockAlign / format.channels;

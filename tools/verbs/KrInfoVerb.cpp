@@ -142,6 +142,16 @@ void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrRepor
                               Counted(framesInIndex, "frame"), declared));
 }
 
+std::string FramesText(const Json& video)
+{
+    const Json& before = video["framesBeforeIndexLoad"];
+    const Json& after = video["framesAfterIndexLoad"];
+    if (after.is_null())
+        return Format("{} (no index)", JsonText(before));
+    return Format("{} (headers {}, index {})", JsonText(after), JsonText(before),
+                  JsonText(video["indexEntries"]));
+}
+
 Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
 {
     const uint32_t framesBefore = SKrVideoAnswer(file.Reader()).frames;
@@ -177,6 +187,22 @@ Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     else
         report.Finding("no video index can be loaded");
     return video;
+}
+
+// One line for the three frame counts, and what aspect mode 3 means.
+Json VideoText(const Json& video)
+{
+    Json text;
+    for (const auto& member : video.items())
+    {
+        if (member.key() == "framesBeforeIndexLoad")
+            text["frames"] = FramesText(video);
+        else if (member.key() == "aspectMode" && member.value()["value"] == kAspectModeUnknown)
+            text["pixelAspect"] = "not stored";
+        else if (member.key() != "framesAfterIndexLoad" && member.key() != "indexEntries")
+            text[member.key()] = member.value();
+    }
+    return text;
 }
 
 Json AudioFormatJson(const SKrWaveFormatInfo& format)
@@ -320,7 +346,7 @@ void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& prog
     report.Fact("length", file.Length());
     report.Fact("kind", KindOf(facts));
     report.Fact("segments", SegmentsJson(file, facts));
-    report.Fact("video", video);
+    report.Fact("video", video, VideoText(video));
     report.Fact("audio", audio);
     report.Fact("streams", StreamsJson(facts));
     report.Fact("privateChunks", PrivateChunksJson(file));

@@ -261,7 +261,9 @@ private:
         Json regions = Json::array();
         for (const SKrDamage& damage : m_scan.damages)
             regions.push_back({{"offset", damage.offset}, {"bytes", damage.bytes}});
-        m_report.Fact("framesLost", framesLost ? Json(*framesLost) : Json());
+        const Json lost = framesLost ? Json(*framesLost) : Json();
+        m_report.Fact("framesLost", lost,
+                      framesLost ? lost : Json("unknown (the headers give no usable count)"));
         m_report.Fact("emptyFrames", m_video.emptyChunks);
         m_report.Fact("cutChunks", cutChunks);
         m_report.Fact("bytesSkipped", m_scan.bytesSkipped);

@@ -57,8 +57,6 @@ CKrInputFile OpenForVerifying(const std::string& path, std::string& refusal)
     {
         const SKrChunkGuess first = GuessChunk(CKrFileWindow(file).At(0, kListHeaderSize), file.Length());
         refusal = error.what();
-        if (refusal.ends_with(kVerifyStep))
-            refusal.resize(refusal.size() - std::string_view(kVerifyStep).size());
         if (first.id != kFccRiff || first.type != kFccAvi)
             throw CKrToolError(path, refusal);
     }

@@ -11,16 +11,16 @@ FOLDER = os.path.dirname(os.path.abspath(__file__))
 INTRODUCTION = """\
 # What kravi prints with --json
 
-Made from the JSON Schema files in [schemas](schemas) by `docs/schemas/make_page.py`; change those. kravi's own tests hold each object that
-they see against its schema.
+Generated from the JSON Schema files in [schemas](schemas) by `docs/schemas/make_page.py`; edit those. kravi's own tests validate each object
+against its schema.
 
 - With `--json` a verb prints one object, in UTF-8, and nothing else on the standard output. Diagnostics stay on the error stream.
 - The exit code is 0 (done), 1 (done, `findings` is not empty) or 2 (failed, there is an `error`).
-- A failure ends the object early: the members before `error` are those that were known by then. Without `error` all members are there that the
+- A failure ends the object early: the members before `error` are those that were known by then. Without `error` all members are present that the
   tables do not call optional.
-- Numbers are whole unless a table says otherwise. Positions are in bytes from the file's start. FourCCs are text of four characters; what is not
-  printable ASCII stands as `\\xHH`, a backslash as `\\\\`.
-- Rows of long lists come as the program meets them, so that a list of any length can be read as a stream.
+- Numbers are whole unless a table says otherwise. Positions are in bytes from the file's start. FourCCs are four characters, escaped as `\\xHH` where
+  they are not printable ASCII; a backslash is `\\\\`.
+- Rows of long lists are printed as they are found, so that a list of any length can be read as a stream.
 """
 
 

@@ -180,7 +180,7 @@ def test_concat_refuses(kravi):
     refused(kravi, "b.avi", "concat", "a.avi", "b.avi", "-o", "b.avi", "--force")
     refused(kravi, "missing.avi", "concat", "a.avi", "missing.avi", "-o", "out.avi")
     refused(kravi, "cannot be written", "concat", "a.avi", "b.avi", "-o", "missing/out.avi")
-    refused(kravi, "behind the end", "concat", "a.avi", "cut.avi", "-o", "out.avi")
+    refused(kravi, "past the end", "concat", "a.avi", "cut.avi", "-o", "out.avi")
     refused(kravi, "--output", "concat", "a.avi", "b.avi")
     refused(kravi, "FILES", "concat", "-o", "out.avi")
     equal(kravi.read("b.avi"), data, "what is read")

@@ -88,7 +88,7 @@ def test_sound_that_is_longer_or_shorter_than_the_frames(kravi):
     report = cut(kravi, "in.avi", "out.avi", "--from", "5", "--to", "9")
     wanted = samples_until(10, *rate, 48000) - samples_until(5, *rate, 48000)
     equal(report["sampleFrames"], 5000 - samples_until(5, *rate, 48000), "sample frames")
-    equal(report["notes"], [f"the sound ends {wanted - report['sampleFrames']} sample frames before the last frame does"],
+    equal(report["notes"], [f"the sound ends {wanted - report['sampleFrames']} sample frames before the last frame"],
           "notes")
     report = cut(kravi, "in.avi", "out.avi", "--from", "12")
     equal((report["frames"], report["sampleFrames"]), (8, 0), "behind the sound")
@@ -115,13 +115,13 @@ def test_cut_refuses(kravi):
     refused(kravi, "video stream 0 has 4 frames", "cut", "in.avi", "out.avi", "--to", "4")
     refused(kravi, "--force", "cut", "in.avi", "there.avi")
     equal(kravi.read("there.avi"), b"precious", "what is there")
-    refused(kravi, "it is the file that is read", "cut", "in.avi", "in.avi", "--force")
+    refused(kravi, "it is the input file", "cut", "in.avi", "in.avi", "--force")
     refused(kravi, "cannot be written", "cut", "in.avi", "missing/out.avi")
     if kravi.is_emulated:
         return
     refused(kravi, "video stream 0 has 4 frames", "cut", "in.avi", "out.avi", "--from", "4")
-    refused(kravi, "--from lies behind --to", "cut", "in.avi", "out.avi", "--from", "3", "--to", "2")
-    refused(kravi, "--from: '-1' is no decimal number in range", "cut", "in.avi", "out.avi", "--from", "-1")
+    refused(kravi, "--from is after --to", "cut", "in.avi", "out.avi", "--from", "3", "--to", "2")
+    refused(kravi, "--from: '-1' is not a decimal number in range", "cut", "in.avi", "out.avi", "--from", "-1")
     refused(kravi, "only 0 bytes", "cut", "empty.avi", "out.avi")
     refused(kravi, "no such file", "cut", "missing.avi", "out.avi")
     kravi.write("none.avi", avi.simple_avi([avi.video([]), avi.pcm([avi.payload(1, 4000)])]))
@@ -153,7 +153,7 @@ def test_sound_format_that_contradicts_itself(kravi):
     streams = avi.standard_streams(4)
     streams[1].fmt = struct.pack("<HHIIHH", 1, 2, 48000, 192000, 5, 16)
     kravi.write("in.avi", avi.simple_avi(streams))
-    refused(kravi, "contradicts itself (2 channels of 16 bits, 5 bytes a sample frame)", "cut", "in.avi", "out.avi")
+    refused(kravi, "inconsistent (2 channels of 16 bits, 5 bytes a sample frame)", "cut", "in.avi", "out.avi")
     equal(cut(kravi, "in.avi", "out.avi", "--from", "1", "--no-audio")["frames"], 3, "frames")
 
 
@@ -163,7 +163,7 @@ def test_range_counts_in_the_rate_that_is_written(kravi):
     streams = avi.standard_streams(10)
     streams[0].scale, streams[0].rate = 1, 15
     kravi.write("in.avi", avi.simple_avi(streams))
-    refused(kravi, "15/1 is none", "cut", "in.avi", "out.avi", "--from", "2")
+    refused(kravi, "15/1 is not supported", "cut", "in.avi", "out.avi", "--from", "2")
     cut(kravi, "in.avi", "out.avi", "--from", "2", "--to", "4", "--rate", "25")
     equal(taken_apart(kravi), tuple(b"".join(stream.chunks[2:5]) for stream in streams), "content")
 
@@ -175,22 +175,22 @@ def test_first_frame_that_needs_others(kravi):
                   lambda made: avi.simple_avi(made, relative=False)):
         kravi.write("in.avi", build(streams))
         report = cut(kravi, "in.avi", "out.avi", "--from", "7", "--to", "9", code=1)
-        equal(report["findings"], ["frame 7 is no key frame: it needs frames from 5 on, where a clean cut would start; "
+        equal(report["findings"], ["frame 7 is not a key frame: it needs frames from 5 on; cut there; "
                                    "the next key frame is 10"], "findings")
         equal(len(report["notes"]), 1, "notes")
         equal(taken_apart(kravi, audio=False)[0], b"".join(streams[0].chunks[7:10]), "frames")
         report = cut(kravi, "in.avi", "out.avi", "--from", "5", "--to", "9")
         equal((report["findings"], report["notes"]),
-              ([], ["4 frames of stream 0 depend on others by the index of the file; that of the new one does not tell"]),
+              ([], ["4 frames of stream 0 depend on others per the source index; the new index cannot record it"]),
               "key frame")
         if kravi.is_emulated:
             return
     streams[0].keys = {3}
     kravi.write("in.avi", avi.simple_avi(streams))
     equal(cut(kravi, "in.avi", "out.avi", code=1)["findings"],
-          ["frame 0 is no key frame: what it needs is not in the file; the next key frame is 3"], "nothing before")
+          ["frame 0 is not a key frame: the frames it needs are not in the file; the next key frame is 3"], "nothing before")
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4", code=1)["findings"],
-          ["frame 4 is no key frame: it needs frames from 3 on, where a clean cut would start"], "nothing behind")
+          ["frame 4 is not a key frame: it needs frames from 3 on; cut there"], "nothing behind")
     streams[0].keys = set()  # without flags they are not key frames
     kravi.write("in.avi", avi.simple_avi(streams))
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4")["notes"], [], "notes")
@@ -211,20 +211,20 @@ def test_frames_that_are_left_out_depend_on_nothing(kravi):
     streams[0].keys = {2, 8}
     kravi.write("in.avi", avi.simple_avi(streams))
     report = cut(kravi, "in.avi", "out.avi", "--drop-empty", "--from", "1", "--to", "5")
-    equal(report["notes"], ["1 frame of stream 0 depends on others by the index of the file; that of the new one does not tell",
+    equal(report["notes"], ["1 frame of stream 0 depends on others per the source index; the new index cannot record it",
                             left_out.format("3 frames")], "one more")
     report = cut(kravi, "in.avi", "out.avi", "--drop-empty", "--from", "3", "--to", "5", code=1)
-    check(report["findings"][0].startswith("frame 4 is no key frame: it needs frames from 2 on"), str(report))
+    check(report["findings"][0].startswith("frame 4 is not a key frame: it needs frames from 2 on"), str(report))
     kravi.remove("out.avi")
-    refused(kravi, "1 frame has no data, by which", "cut", "in.avi", "out.avi", "--to", "2")
-    refused(kravi, "4 frames have no data, by which", "cut", "in.avi", "out.avi")
+    refused(kravi, "1 frame has no data (repeated frames)", "cut", "in.avi", "out.avi", "--to", "2")
+    refused(kravi, "4 frames have no data (repeated frames)", "cut", "in.avi", "out.avi")
 
 
 def test_source_that_is_damaged_at_its_end(kravi):
     streams = avi.standard_streams(8)
     data = avi.simple_avi(streams)
     kravi.write("in.avi", data[:streams[0].positions[6] + 5])
-    refused(kravi, "from 6 on, reach behind the end", "cut", "in.avi", "out.avi", "--from", "2")
+    refused(kravi, "from 6 on are past the end", "cut", "in.avi", "out.avi", "--from", "2")
     report = cut(kravi, "in.avi", "out.avi", "--from", "2", "--to", "5", code=1)
     check(any("truncated" in finding for finding in report["findings"]), str(report))
     equal(taken_apart(kravi), tuple(b"".join(stream.chunks[2:6]) for stream in streams), "content")

@@ -84,8 +84,8 @@ def test_second_video_stream(kravi):
 
 def test_stream_that_is_not_there_is_2(kravi):
     kravi.write("clip.avi", avi.simple_avi(avi.standard_streams()))
-    for arguments, cause in ((["--video", "v", "--video-stream", "1"], "stream 1 is no video stream, but 'auds'"),
-                             (["--audio", "a", "--audio-stream", "0"], "stream 0 is no audio stream, but 'vids'"),
+    for arguments, cause in ((["--video", "v", "--video-stream", "1"], "stream 1 is of type 'auds', not video"),
+                             (["--audio", "a", "--audio-stream", "0"], "stream 0 is of type 'vids', not audio"),
                              (["--audio", "a", "--audio-stream", "5"], "there is no stream 5: the file has 2 streams"),
                              (["--audio", "a", "--audio-stream", "4294967297"], "there is no stream")):
         check(cause in extract(kravi, "clip.avi", *arguments, code=2)["error"]["cause"], cause)

@@ -155,7 +155,7 @@ def test_targets_that_cannot_be_written_are_2(kravi):
     result = exit_code(kravi("extract", "clip.avi", "--audio", "nowhere/a.wav"), 2)
     check("nowhere/a.wav: it cannot be written" in result.err, str(result))
     result = exit_code(kravi("extract", "clip.avi", "--audio", "same", "--video", "same"), 2)
-    check("one file" in result.err, str(result))
+    check("need different files" in result.err, str(result))
     if not kravi.is_emulated:
         os.mkfifo(kravi.path("pipe"))
         exit_code(kravi("extract", "clip.avi", "--audio", "pipe", "--force"), 2)

@@ -163,6 +163,6 @@ def test_zsh_completes(kravi):
 
 
 def test_unknown_shell_is_2(kravi):
-    check("none of bash, zsh, fish" in exit_code(kravi("completion", "tcsh"), 2).err, "message")
+    check("not one of bash, zsh, fish" in exit_code(kravi("completion", "tcsh"), 2).err, "message")
     exit_code(kravi("completion"), 2)
     exit_code(kravi("man", "more"), 2)

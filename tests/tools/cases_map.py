@@ -214,10 +214,10 @@ def test_output_is_handled_with_care(kravi):
     kravi.write("clip.svg", data)
     kravi.write("map.svg", b"precious")
     for words, *arguments in (("it exists already", "clip.avi", "-o", "map.svg"),
-                              ("it is the file that is read", "clip.svg", "-o", "clip.svg", "--force"),
-                              ("ends with .svg or .html", "clip.avi", "-o", "map.png"),
+                              ("it is the input file", "clip.svg", "-o", "clip.svg", "--force"),
+                              ("must end with .svg or .html", "clip.avi", "-o", "map.png"),
                               ("--width", "clip.avi", "-o", "new.svg", "--width", "599"),
-                              ("--from lies behind --to", "clip.avi", "-o", "new.svg", "--from", "2", "--to", "1"),
+                              ("--from is after --to", "clip.avi", "-o", "new.svg", "--from", "2", "--to", "1"),
                               ("it has 5 frames", "clip.avi", "-o", "new.svg", "--to", "5"),
                               ("no such file", "nowhere.avi", "-o", "new.svg"),
                               ("--output", "clip.avi")):
@@ -294,7 +294,7 @@ def test_damage_is_marked(kravi):
 
     picture = mapped(kravi, avi.simple_avi(streams, idx1=False), code=1)
     equal(places(picture, "notIndexed")[0], (video[0] - 8, audio[19] - 8), "from the first frame to the end of the last")
-    check(any("no index can be loaded" in text for text in picture.texts("not-indexed")), "label")
+    check(any("no index for this data" in text for text in picture.texts("not-indexed")), "label")
     check("no video index can be loaded" in picture.report["findings"], str(picture.report["findings"]))
 
     tail = avi.chunk(b"00dc", b"y" * 5000)
@@ -304,7 +304,7 @@ def test_damage_is_marked(kravi):
     check_hatch(picture, "outside", len(whole), len(whole) + len(tail))
     for extra in (tail, bytes(5000)):
         findings = mapped(kravi, whole + extra, code=1).report["findings"]
-        check(f"{len(extra):,} bytes lie behind the last segment" in findings, str(findings))
+        check(f"{len(extra):,} bytes follow the last segment" in findings, str(findings))
 
 
 def test_texts_end_inside_the_narrowest_picture(kravi):

@@ -329,8 +329,8 @@ def test_streams_are_chosen(kravi):
     equal(len(report["notes"]), 2, "notes")
     report = recovered(kravi, data, "--video", "0", "--no-audio", code=0)
     check_content(kravi, report, streams[0].chunks, None, "no sound")
-    refused(kravi, "no whole video chunk of stream 1", "recover", "in.avi", "new.avi", "--video", "1")
-    refused(kravi, "no whole audio chunk of stream 9", "recover", "in.avi", "new.avi", "--audio", "9")
+    refused(kravi, "no complete video chunk of stream 1", "recover", "in.avi", "new.avi", "--video", "1")
+    refused(kravi, "no complete audio chunk of stream 9", "recover", "in.avi", "new.avi", "--audio", "9")
 
 
 def test_numbers_of_streams_above_nine(kravi):
@@ -369,7 +369,7 @@ def test_what_the_writer_cannot_carry(kravi):
     refuse(streams, "not PCM; --no-audio", "--no-audio")
     streams = avi.standard_streams(4)
     streams[0].scale, streams[0].rate = 1, 15
-    refuse(streams, "15/1 is none", "--rate", "25")
+    refuse(streams, "15/1 is not supported", "--rate", "25")
     streams = avi.standard_streams(4)
     streams[0].fmt = avi.video_format(64, -48)
     refuse(streams, "--size 64x48", "--size", "64x48")
@@ -388,7 +388,7 @@ def test_rows_from_the_top(kravi):
     row, height = 5 * 3 + 1, 4
     frames = [avi.payload(number, row * height) for number in range(3)]
     upright = [b"".join(frame[at:at + row] for at in range(row * (height - 1), -1, -row)) for frame in frames]
-    note = ["the rows of its pictures, which come from the top, are stored from the bottom"]
+    note = ["its pictures are top-down and are stored bottom-up"]
     sizes = ([], ["--size", "5x4"])
     for stored, wanted, notes in ((-4, upright, note), (4, frames, [])):
         data = avi.simple_avi([avi.video(frames, width=5, height=stored, compression=bytes(4))])
@@ -402,7 +402,7 @@ def test_rows_from_the_top(kravi):
     for options in sizes:
         report = recovered(kravi, data, *options)
         check_content(kravi, report, [*upright, frames[0][:-row]], None, "a short frame")
-        equal(report["findings"], ["still with rows from the top: 1 frame that has not the 64 bytes of all rows"], "findings")
+        equal(report["findings"], ["still top-down: 1 frame of another size than 64 bytes"], "findings")
 
 
 def test_frames_that_depend_on_others(kravi):
@@ -412,7 +412,7 @@ def test_frames_that_depend_on_others(kravi):
         data = bytearray(build(streams))
         at = header_at(streams[0], 7)
         data[at:at + 8] = bytes(8)
-        note = "{} frames of stream 0 depend on others by the index of the file; that of the new one does not tell"
+        note = "{} frames of stream 0 depend on others per the source index; the new index cannot record it"
         equal(recovered(kravi, data)["notes"], [note.format(6)], kind)
         # The index of the first segment, of five frames, still exists.
         equal(recovered(kravi, data[:at])["notes"], [note.format(3)] if kind == "odml" else [], f"{kind}: cut")
@@ -427,7 +427,7 @@ def test_refused(kravi):
     refused(kravi, "no whole frame", "recover", "empty.avi", "out.avi")
     refused(kravi, "no such file", "recover", "missing.avi", "out.avi")
     refused(kravi, "--force", "recover", "in.avi", "there.avi")
-    refused(kravi, "it is the file that is read", "recover", "in.avi", "in.avi", "--force")
+    refused(kravi, "it is the input file", "recover", "in.avi", "in.avi", "--force")
     refused(kravi, "--size", "recover", "in.avi", "out.avi", "--size", "64")
     refused(kravi, "--codec", "recover", "in.avi", "out.avi", "--codec", "TOOLONG")
     refused(kravi, "--bits", "recover", "in.avi", "out.avi", "--bits", "0")

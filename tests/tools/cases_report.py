@@ -95,7 +95,7 @@ def test_fewer_frames_than_declared_is_a_finding(kravi):
 def test_truncated_file_is_a_finding_of_every_verb(kravi):
     data = avi.simple_avi(avi.standard_streams())
     kravi.write("clip.avi", data[:-100])
-    wanted = "the file is truncated: segment 0 ends 100 bytes behind the end of the file"
+    wanted = "the file is truncated: segment 0 ends 100 bytes" + " past the end of the file"
     for arguments in (["info"], ["tree"], ["index", "--summary"], ["extract", "--video", "all.mjpg"]):
         verb, *options = arguments
         result = report(kravi, verb, "clip.avi", *options, code=1)
@@ -105,18 +105,18 @@ def test_truncated_file_is_a_finding_of_every_verb(kravi):
 
 def test_recording_that_was_not_finished_is_no_truncated_file(kravi):
     data = bytearray(avi.simple_avi(avi.standard_streams(), idx1=False))
-    unset = "the recording was not finished: the size of segment 0 was never filled in"
-    for size, more in ((0, ", and what the segment holds is not looked at"), (0xFFFFFFFF, "")):
+    unset = "the recording was not finished: the size of segment 0 was never written"
+    for size, more in ((0, ", and its content is not checked"), (0xFFFFFFFF, "")):
         struct.pack_into("<I", data, 4, size)
         struct.pack_into("<I", data, data.index(b"movi") - 4, size)
         kravi.write("clip.avi", bytes(data))
         for verb in ("info", "tree"):
             said = report(kravi, verb, "clip.avi", code=1)
-            check(unset + more + "; kravi recover makes a complete file of it" in said["findings"], f"{verb}: {said['findings']}")
+            check(unset + more + "; kravi recover makes it a complete file" in said["findings"], f"{verb}: {said['findings']}")
             untrue = [text for text in said["findings"] + said["notes"]
-                      if "truncated" in text or "avih" in text or "follow" in text or "behind" in text]
+                      if "truncated" in text or "avih" in text or "follow" in text or "past the end" in text]
             equal(untrue, [], f"{verb}, {size}: what is not true")
-    unset = "of a size that was never filled in: 1 chunk, the first at position"
+    unset = "of a size that was never written: 1 chunk, the first at position"
     check(any(unset in text for text in said["findings"]), f"tree: {said['findings']}")
 
 
@@ -146,7 +146,7 @@ def test_depth_of_a_tree(kravi):
         equal(shown, [row for row in rows if row["level"] < depth], f"depth {depth}")
     equal(report(kravi, "tree", "clip.avi", "--all", "--depth", "0")["chunks"], rows, "depth 0")
     text = exit_code(kravi("tree", "--help"), 0).out
-    check("1 is the segments alone, 0 is all" in text, text)
+    check("1 for segments only, 0 for all" in text, text)
 
 
 def test_tree_lists_every_chunk(kravi):
@@ -270,4 +270,4 @@ def test_sound_that_the_reader_does_not_index(kravi):
     for verb, code in ((("info",), 0), (("index",), 0), (("index", "--audio"), 1),
                        (("map", "-o", "map.svg"), 0)):
         report = exit_code(kravi(*verb, "mp3.avi", "--json"), code).json()
-        check(any("indexes no sound here" in note for note in report["notes"]), f"{verb}: {report}")
+        check(any("cannot index the sound" in note for note in report["notes"]), f"{verb}: {report}")

@@ -26,7 +26,7 @@ def test_copies_refuse_late_starts(kravi):
         streams = late(video, audio)
         kravi.write("in.avi", avi.simple_avi(streams))
         for verb in verbs:
-            refused(kravi, f"{text}, which the writer does not store; --lossy-header leaves that out", *verb)
+            refused(kravi, f"{text}, which the writer cannot store; --lossy-header leaves it out", *verb)
             report = exit_code(kravi(*verb, "--lossy-header", "--json"), 0).json()
             note = f"in.avi: left out: {text}" if verb[0] == "concat" else f"left out: {text}"
             equal(report["notes"], [note], f"{verb}: notes")
@@ -69,7 +69,7 @@ def test_sound_of_frames_counts_from_the_starts(kravi):
             start, end = 4 * max(at[0], 0), len(sound) if last is None else 4 * max(at[1], 0)
             what = f"{video}, {audio}, {rate}: frames {first} to {last}"
             check(wave_chunks(kravi.read("a.wav"))[b"data"] == sound[start:end], what)
-            notes = [f"the sound starts {-at[0]} units behind the first frame asked for"] if at[0] < 0 else []
+            notes = [f"the sound starts {-at[0]} units after the first frame of the range"] if at[0] < 0 else []
             equal(report["notes"], notes, what)
             if kravi.is_emulated:
                 return

@@ -167,16 +167,16 @@ def test_write_refuses(kravi):
     kravi.write("text.wav", b"no sound at all")
     kravi.write("there.avi", b"x")
     write = ("write", "out.avi")
-    refused(kravi, "--jpeg or with --raw", *write)
-    refused(kravi, "--jpeg or with --raw", *write, "--jpeg", "f%03d.jpg", "--raw", "in.raw")
+    refused(kravi, "--jpeg or --raw", *write)
+    refused(kravi, "--jpeg or --raw", *write, "--jpeg", "f%03d.jpg", "--raw", "in.raw")
     refused(kravi, "no such file", *write, "--jpeg", "missing%d.jpg")
-    refused(kravi, "another size", *write, "--jpeg", "x%d.jpg")
+    refused(kravi, "picture size differs", *write, "--jpeg", "x%d.jpg")
     for name, value in (("--size", "64x48"), ("--bits", "24"), ("--codec", "MJPG"), ("--stride", "192"), ("--rows", "top-down")):
-        refused(kravi, f"{name} is about raw pictures", *write, "--jpeg", "f%03d.jpg", name, value)
+        refused(kravi, f"{name} applies to raw pictures only", *write, "--jpeg", "f%03d.jpg", name, value)
     refused(kravi, "the name is empty", "write", "", "--jpeg", "f%03d.jpg")
     refused(kravi, "the name is empty", "rewrap", "there.avi", "")
     refused(kravi, "the name is empty", "concat", "there.avi", "-o", "")
-    refused(kravi, "no JPEG", *write, "--jpeg", "text.jpg")
+    refused(kravi, "not a JPEG", *write, "--jpeg", "text.jpg")
     refused(kravi, "cut.jpg", *write, "--jpeg", "cut.jpg")
     refused(kravi, "needs --size", *write, "--raw", "in.raw")
     refused(kravi, "whole frames", *write, "--raw", "in.raw", "--size", "7x7")
@@ -186,11 +186,11 @@ def test_write_refuses(kravi):
     refused(kravi, "--size", *write, "--raw", "in.raw", "--size", "5")
     refused(kravi, "--codec", *write, "--raw", "in.raw", "--size", "5x5", "--bits", "32", "--codec", "TOOLONG")
     refused(kravi, "--rate", *write, "--jpeg", "f%03d.jpg", "--rate", "26")
-    refused(kravi, "--scan: 'odd' is none of upper, lower, progressive, unknown", *write, "--jpeg", "f%03d.jpg", "--scan", "odd")
+    refused(kravi, "--scan: 'odd' is not one of upper, lower, progressive, unknown", *write, "--jpeg", "f%03d.jpg", "--scan", "odd")
     refused(kravi, "--aspect-mode", *write, "--jpeg", "f%03d.jpg", "--aspect-mode", "2")
     refused(kravi, "not PCM", *write, "--jpeg", "f%03d.jpg", "--audio", "float.wav")
     refused(kravi, "no such file", *write, "--jpeg", "f%03d.jpg", "--audio", "missing.wav")
-    refused(kravi, "no WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
+    refused(kravi, "not a WAVE", *write, "--jpeg", "f%03d.jpg", "--audio", "text.wav")
     refused(kravi, "--force", "write", "there.avi", "--jpeg", "f%03d.jpg")
     refused(kravi, "cannot be written", "write", "missing/out.avi", "--jpeg", "f%03d.jpg")
 
@@ -223,9 +223,9 @@ def test_rates_have_no_codes(kravi):
     jpegs(kravi, 2)
     kravi.write("in.avi", avi.simple_avi(avi.standard_streams(2)))
     for code in range(8):
-        refused(kravi, f"'{code}' is none of 23.976, 24, 25,", "write", "out.avi", "--jpeg", "f%03d.jpg", "--rate", str(code))
+        refused(kravi, f"'{code}' is not one of 23.976, 24, 25,", "write", "out.avi", "--jpeg", "f%03d.jpg", "--rate", str(code))
     for verb in (("rewrap", "in.avi", "out.avi"), ("recover", "in.avi", "out.avi"), ("concat", "in.avi", "-o", "out.avi")):
-        refused(kravi, "'5' is none of 23.976, 24, 25,", *verb, "--rate", "5")
+        refused(kravi, "'5' is not one of 23.976, 24, 25,", *verb, "--rate", "5")
 
 
 def test_pictures_that_are_read_are_not_replaced(kravi):
@@ -233,7 +233,7 @@ def test_pictures_that_are_read_are_not_replaced(kravi):
     raw = avi.payload(3, 33 * 17 * 3)
     kravi.write("f.bgr", raw)
     os.link(kravi.path("f010.jpg"), kravi.path("other.avi"))  # the same file by another name
-    read = "it is the file that is read"
+    read = "it is the input file"
     for target in ("f000.jpg", "f011.jpg", "./f010.jpg", "other.avi"):
         refused(kravi, read, "write", target, "--jpeg", "f%03d.jpg", "--force")
     refused(kravi, read, "write", "f.bgr", "--raw", "f.bgr", "--size", "33x17", "--force")
@@ -286,7 +286,7 @@ def test_rewrap_refuses_what_the_writer_cannot_carry(kravi):
     refuse(streams, "not PCM", "--no-audio")
     streams = avi.standard_streams(4)
     streams[0].scale, streams[0].rate = 1, 15
-    refuse(streams, "15/1 is none", "--rate", "25")
+    refuse(streams, "15/1 is not supported", "--rate", "25")
     streams = avi.standard_streams(4)
     streams[0].fmt += b"more"
     refuse(streams, "MJPG keeps 4 bytes of decoder settings that this layout cannot store; --lossy-header",
@@ -303,13 +303,13 @@ def test_rewrap_refuses_broken_input(kravi):
     data = avi.simple_avi(streams)
     kravi.write("in.avi", data)
     kravi.write("cut.avi", data[:streams[0].positions[3] + 5])
-    refused(kravi, "behind the end", "rewrap", "cut.avi", "out.avi")
-    refused(kravi, "it is the file that is read", "rewrap", "in.avi", "in.avi", "--force")
+    refused(kravi, "past the end", "rewrap", "cut.avi", "out.avi")
+    refused(kravi, "it is the input file", "rewrap", "in.avi", "in.avi", "--force")
     refused(kravi, "no such file", "rewrap", "missing.avi", "out.avi")
     top_down = avi.standard_streams(2)
     top_down[0].fmt = avi.video_format(64, -48)
     kravi.write("topdown.avi", avi.simple_avi(top_down))
-    refused(kravi, "rows from the top", "rewrap", "topdown.avi", "out.avi")
+    refused(kravi, "top-down", "rewrap", "topdown.avi", "out.avi")
 
 
 def test_progress_as_json(kravi):

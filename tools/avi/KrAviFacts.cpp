@@ -209,7 +209,7 @@ std::string UnindexedSoundText(const SKrAviFacts& facts)
     if (FirstUsableAudioStream(facts) != nullptr ||
         !std::ranges::any_of(facts.streams, &SKrAviStream::IsAudio))
         return {};
-    return "the reader indexes no sound here: that needs an audio stream whose format has a sample rate, "
+    return "the reader cannot index the sound: the format of an audio stream needs a sample rate, "
            "channels and bits per sample";
 }
 

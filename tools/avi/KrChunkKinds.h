@@ -64,7 +64,7 @@ struct SKrListKind
 // Null for types of segments, and for those that are not known.
 const SKrListKind* KindOfList(uint32_t type);
 
-// Whether a segment's or list's size was never filled in: until a recording ends, some programs leave 0
+// Whether a segment's or list's size was never written: until a recording ends, some programs leave 0
 // there, others all bits set.
 constexpr bool IsSizeUnset(uint32_t size)
 {

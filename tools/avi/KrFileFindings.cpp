@@ -20,10 +20,10 @@ bool IsTakenForEmpty(const SKrRiffChunkInfo& segment)
 void ReportUnfinished(const SKrRiffChunkInfo& segment, size_t number, CKrReport& report)
 {
     std::string text = "the recording was not finished: the size of segment " + std::to_string(number) +
-                       " was never filled in";
+                       " was never written";
     if (IsTakenForEmpty(segment))
-        text += ", and what the segment holds is not looked at";
-    report.Finding(text + "; kravi recover makes a complete file of it");
+        text += ", and its content is not checked";
+    report.Finding(text + "; kravi recover makes it a complete file");
 }
 } // namespace
 
@@ -31,7 +31,7 @@ void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrRep
 {
     if (facts.segments.empty())
     {
-        report.Finding("the file has no RIFF 'AVI ' header; it is read as a run of bare chunks");
+        report.Finding("the file has no RIFF 'AVI ' header; it is read as bare chunks");
         return;
     }
     uint64_t end = 0;
@@ -42,13 +42,13 @@ void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrRep
             ReportUnfinished(facts.segments[number], number, report);
         else if (end > file.Length())
             report.Finding("the file is truncated: segment " + std::to_string(number) + " ends " +
-                           Counted(end - file.Length(), "byte") + " behind the end of the file");
+                           Counted(end - file.Length(), "byte") + " past the end of the file");
     }
     if (!IsSizeUnset(facts.segments.back().cksize) && end + end % 2 < file.Length())
         report.Note(Counted(file.Length() - end - end % 2, "byte") + " follow the last segment");
     if (!facts.hasMainHeader && !IsTakenForEmpty(facts.segments.front()))
         report.Finding("the file has no main header ('avih')");
     if (facts.cut)
-        report.Finding("the headers hold more chunks or streams than are looked at");
+        report.Finding("the headers have too many chunks or streams; the rest is not checked");
 }
 } // namespace KrTool

@@ -39,7 +39,7 @@ struct SKrScannedList
     uint64_t position = 0;   // of the header
     uint64_t end = 0;        // of what is looked at
     uint64_t claimedEnd = 0; // by its own size
-    bool isUnset = false;    // its size was never filled in
+    bool isUnset = false;    // its size was never written
     bool isOpen = false;     // the size is known to be wrong: what cannot lie inside ends the list
     bool hasChildren = false;
 };

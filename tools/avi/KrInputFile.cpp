@@ -15,7 +15,7 @@ void CKrByteSource::Fill(uint64_t position, std::span<uint8_t> bytes) const
     {
         const size_t came = ReadAt(position, bytes.data(), bytes.size());
         if (came == 0)
-            throw CKrToolError(m_path, "it cannot be read to its end");
+            throw CKrToolError(m_path, "it cannot be read completely");
         position += came;
         bytes = bytes.subspan(came);
     }
@@ -28,7 +28,7 @@ CKrInputFile::CKrInputFile(const std::string& path)
         throw CKrToolError(path, WhyNotReadable(ProbeForReading(path)));
     const std::optional<uint64_t> length = m_file->Size();
     if (!length)
-        throw CKrToolError(path, "its length cannot be told");
+        throw CKrToolError(path, "its length is unknown");
     SetLength(*length);
 }
 
@@ -57,7 +57,7 @@ std::string WhyNotReadable(const SKrFileProbe& probe)
     case EKrReadability::NotRegular:
         return "it is not a regular file";
     case EKrReadability::NotAllowed:
-        return "reading it is not allowed";
+        return "no permission to read it";
     case EKrReadability::InUse:
         return "it is in use: another program holds it open for writing";
     case EKrReadability::Failing:

@@ -137,6 +137,6 @@ std::string DependingText(uint64_t frames, uint32_t stream)
 {
     return Counted(frames, "frame") + " of stream " + std::to_string(stream) +
            (frames == 1 ? " depends" : " depend") +
-           " on others by the index of the file; that of the new one does not tell";
+           " on others per the source index; the new index cannot record it";
 }
 } // namespace KrTool

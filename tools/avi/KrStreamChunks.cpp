@@ -79,8 +79,8 @@ void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind
                                             Counted(facts.streams.size(), "stream"));
     const SKrAviStream& stream = facts.streams[wanted];
     if (!stream.IsOfKind(kind))
-        throw CKrToolError(file.Path(), name + " is no " + KindName(kind) + " stream, but '" +
-                                            FourCcText(stream.type) + "'");
+        throw CKrToolError(file.Path(),
+                           name + " is of type '" + FourCcText(stream.type) + "', not " + KindName(kind));
 }
 
 void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, EKrStreamKind kind,
@@ -92,7 +92,7 @@ void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, E
         wrong += StreamOfEntry(file, entry, kind) != result.stream ? 1 : 0;
     }
     if (wrong != 0)
-        report.Finding("at no chunk of stream " + std::to_string(result.stream) + ": " +
+        report.Finding("not at a chunk of stream " + std::to_string(result.stream) + ": " +
                        Counted(wrong, "entry") + " of the " + KindName(kind) + " index");
 }
 
@@ -104,7 +104,7 @@ SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKr
                 ": found by scanning the file (no index); empty chunks are skipped");
     SKrFoundChunks found = SearchChunks(file, DataChunkIds(stream, facts.streams.size(), kind), progress);
     if (found.cut)
-        report.Finding("the file has too many chunks; those behind the first " +
+        report.Finding("the file has too many chunks; those after the first " +
                        std::to_string(kMostFoundChunks) + " are left out");
     return {stream, false, std::move(found.chunks)};
 }
@@ -214,7 +214,7 @@ SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts,
     if (!IsPlausible(file, *index))
     {
         report.Finding(std::string("the chunks of the ") + KindName(kind) +
-                       " index are together larger than the file; it is not used");
+                       " index are larger in total than the file; it is not used");
         return FindChunks(file, facts, kind, stream, report, progress);
     }
     SKrStreamChunks result = {stream, true, std::move(*index)};

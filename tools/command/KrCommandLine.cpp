@@ -21,9 +21,8 @@ namespace KrTool
 {
 namespace
 {
-constexpr char kAbout[] =
-    "Looks into AVI files (AVI 1.0 and OpenDML), takes frames and audio out of them unchanged, "
-    "and writes new ones.";
+constexpr char kAbout[] = "Inspects AVI files (AVI 1.0 and OpenDML), extracts frames and audio unchanged, "
+                          "and writes new ones.";
 
 std::string RepeatedOption(const CLI::App& verb)
 {

@@ -9,13 +9,13 @@ namespace KrTool
 void Print(std::string_view text)
 {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
-        throw CKrToolError({}, "cannot write to the standard output");
+        throw CKrToolError({}, "cannot write to standard output");
 }
 
 void FlushOutput()
 {
     if (std::fflush(stdout) != 0)
-        throw CKrToolError({}, "cannot write to the standard output");
+        throw CKrToolError({}, "cannot write to standard output");
 }
 
 void PrintDiagnostic(std::string_view text)

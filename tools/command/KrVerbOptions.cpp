@@ -23,7 +23,7 @@ uint64_t ParseNumber(const std::string& name, const std::string& text)
     const char* const end = text.data() + text.size();
     const auto [behind, error] = std::from_chars(text.data(), end, number);
     if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
-        throw CLI::ValidationError(name, Format("'{}' is no decimal number in range", Printable(text)));
+        throw CLI::ValidationError(name, Format("'{}' is not a decimal number in range", Printable(text)));
     return number;
 }
 
@@ -32,7 +32,7 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
     const auto found = std::ranges::find(words, text);
     if (found != words.end())
         return static_cast<size_t>(found - words.begin());
-    throw CLI::ValidationError(name, Format("'{}' is none of {}", Printable(text), Joined(words, ", ")));
+    throw CLI::ValidationError(name, Format("'{}' is not one of {}", Printable(text), Joined(words, ", ")));
 }
 
 // What is wrong with an empty name; messages about files could not say which one they mean.

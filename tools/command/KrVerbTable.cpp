@@ -10,8 +10,8 @@ namespace KrTool
 {
 const char kExitCodes[] = R"(Exit codes:
   0  done
-  1  done, and the report has findings: something is wrong with the file
-  2  failed: nothing to report, or the output is not complete
+  1  done, and the report has findings: defects of the file
+  2  failed: no report, or an incomplete output
 )";
 
 namespace
@@ -66,8 +66,7 @@ CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, std::string& file, Ru
 CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
 {
     CKrVerbOptions& options = AddPlain(help, std::move(run));
-    options.AddSwitch("--json", m_json,
-                      "Report as one JSON object; a failure gives an object with \"error\"");
+    options.AddSwitch("--json", m_json, "Report as one JSON object; on failure, an object with \"error\"");
     options.AddChoice("--progress", m_progress, "MODE",
                       {{"auto", EKrProgressMode::Auto},
                        {"none", EKrProgressMode::None},

@@ -82,7 +82,7 @@ private:
             return;
         const std::string text = StartText(header, header.number);
         if (!m_options.lossyHeader)
-            Refuse(text + ", which the writer does not store; --lossy-header leaves that out");
+            Refuse(text + ", which the writer cannot store; --lossy-header leaves it out");
         m_report.Note("left out: " + text);
     }
 
@@ -97,12 +97,12 @@ private:
         frames.assign(stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.firstFrame),
                       stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.endFrame));
         if (CountCutChunks(m_file, frames) != 0)
-            Refuse(Format("frames of stream {}, from {} on, reach behind the end of the file", stream.stream,
+            Refuse(Format("frames of stream {} from {} on are past the end of the file", stream.stream,
                           FirstCutFrame()));
         const size_t empty =
             std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
         if (empty != 0 && !m_options.dropEmpty)
-            Refuse(Format("{}{} no data, by which some programs repeat a frame; --drop-empty leaves them out",
+            Refuse(Format("{}{} no data (repeated frames); --drop-empty leaves them out",
                           Counted(empty, "frame"), empty == 1 ? " has" : " have"));
         if (empty != 0)
             m_report.Note(Format("left out: {} without data", Counted(empty, "frame")));
@@ -127,8 +127,7 @@ private:
         m_source.firstFrame = m_range.first;
         m_source.endFrame = m_range.last ? *m_range.last + 1 : count;
         if (m_source.firstFrame >= count || m_source.endFrame > count)
-            Refuse(Format("the frames asked for are not there: video stream {} has {}", stream.stream,
-                          Counted(count, "frame")));
+            Refuse(Format("no such frames: video stream {} has {}", stream.stream, Counted(count, "frame")));
     }
 
     // Of the frames that are taken, which empty ones can be left out of.
@@ -156,12 +155,11 @@ private:
         const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
         const auto next = std::find(place, keys.end(), true);
         const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);
-        std::string text = Format("frame {} is no key frame: ", first);
+        std::string text = Format("frame {} is not a key frame: ", first);
         if (before != keys.rend())
-            text +=
-                Format("it needs frames from {} on, where a clean cut would start", keys.rend() - before - 1);
+            text += Format("it needs frames from {} on; cut there", keys.rend() - before - 1);
         else
-            text += "what it needs is not in the file";
+            text += "the frames it needs are not in the file";
         if (next != keys.end())
             text += Format("; the next key frame is {}", next - keys.begin());
         m_report.Finding(text);
@@ -180,15 +178,15 @@ private:
                 Counted(strf.size() - SKrBitmapHeader::kEncodedSize, "byte")));
         m_source.moreVideoFormat = Behind(strf, SKrBitmapHeader::kEncodedSize);
         if (picture.width < 1 || picture.height < 1)
-            Refuse(Format(
-                "its pictures have no size that the writer stores ({} x {}; a negative height means rows from the top)",
-                picture.width, picture.height));
+            Refuse(
+                Format("the writer cannot store its picture size ({} x {}; a negative height means top-down)",
+                       picture.width, picture.height));
         std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
         if (!m_options.rate.empty())
             code = ParseFrameRate(m_options.rate);
         if (!code)
-            Refuse(Format("its frame rate {}/{} is none that the writer has; --rate sets another one",
-                          header.rate, header.scale));
+            Refuse(Format("its frame rate {}/{} is not supported; --rate sets another one", header.rate,
+                          header.scale));
         SKrRecordingFormat& format = m_source.format;
         format.video = ReaderFormat();
         format.video.width = picture.width;
@@ -221,7 +219,7 @@ private:
         TakeAudioFormat(m_facts.streams[stream.stream]);
         m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
         if (CountCutChunks(m_file, m_source.clip.audio) != 0)
-            Refuse(Format("audio chunks of stream {} reach behind the end of the file", stream.stream));
+            Refuse(Format("audio chunks of stream {} are past the end of the file", stream.stream));
     }
 
     void TakeAudioFormat(const SKrAviStream& header)
@@ -231,7 +229,7 @@ private:
             Refuse("its audio is not PCM; --no-audio leaves it out");
         if (format.blockAlign != format.channels * ((format.bitsPerSample + 7) / 8))
             Refuse(Format(
-                "its audio format contradicts itself ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
+                "its audio format is inconsistent ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
                 format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
         if (header.format.size() > SKrWaveFormat::kEncodedSize && !m_options.lossyHeader)
             Refuse(
@@ -253,8 +251,8 @@ private:
         Chunks part = UnitsOf(chunks, {{pcm.samplesPerSec, 1}, pcm.blockAlign}, first, end);
         const uint64_t wanted = SampleFramesUntil(m_source.endFrame, m_source.format) - first;
         if (const uint64_t there = TotalBytes(part) / pcm.blockAlign; there < wanted)
-            m_report.Note(Format("the sound ends {} before the last frame does",
-                                 Counted(wanted - there, "sample frame")));
+            m_report.Note(
+                Format("the sound ends {} before the last frame", Counted(wanted - there, "sample frame")));
         return part;
     }
 
@@ -280,7 +278,7 @@ uint64_t SampleFramesUntil(uint64_t frame, const SKrRecordingFormat& format)
     const SKrFrameRate rate = KrFrameRates()[format.video.frameRate];
     const auto samples = AudioUnitsUntil(frame, {rate.rate, rate.scale}, {format.audio->samplesPerSec, 1});
     if (!samples)
-        throw CKrToolError({}, "there are more frames than samples can be counted for");
+        throw CKrToolError({}, "too many frames to count their samples");
     return *samples;
 }
 

@@ -38,7 +38,7 @@ CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProg
         else if (stream.IsAudio())
             AddStream(EKrStreamKind::Audio, stream.number);
         else
-            report.Note(Format("stream {}, which is '{}', is neither video nor audio and has no checksum",
+            report.Note(Format("stream {} ('{}') is neither video nor audio and has no checksum",
                                stream.number, FourCcText(stream.type)));
     }
     if (m_facts.streams.empty())

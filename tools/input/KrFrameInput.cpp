@@ -40,7 +40,7 @@ SKrPictureSize JpegSize(const CKrInputFile& file)
     std::array<uint8_t, 9> bytes{};
     file.Fill(0, std::span(bytes).first(2));
     if (big16(bytes.data()) != 0xFFD8)
-        throw CKrToolError(file.Path(), "it is no JPEG file");
+        throw CKrToolError(file.Path(), "it is not a JPEG file");
     for (uint64_t position = 2; position < kMostHeaderBytes;)
     {
         file.Fill(position, bytes);
@@ -58,7 +58,7 @@ SKrPictureSize JpegSize(const CKrInputFile& file)
             return {big16(&bytes[7]), big16(&bytes[5])};
         position += 2 + big16(&bytes[2]);
     }
-    throw CKrToolError(file.Path(), "its JPEG headers tell no picture size");
+    throw CKrToolError(file.Path(), "its JPEG headers have no picture size");
 }
 
 SKrSampleBytes WholeFile(const std::string& name)
@@ -88,7 +88,7 @@ public:
         const std::string name = m_files.NameOf(number);
         const SKrPictureSize size = SizeOf(name);
         if (size.width != m_size.width || size.height != m_size.height)
-            throw CKrToolError(name, "its picture has another size than the first one's");
+            throw CKrToolError(name, "its picture size differs from that of the first");
         return WholeFile(name);
     }
 
@@ -126,7 +126,7 @@ public:
         const uint64_t position = m_file != nullptr ? number * m_layout.FrameBytes() : 0;
         if (m_file == nullptr && CKrInputFile(name).Length() != m_layout.FrameBytes())
             throw CKrToolError(name,
-                               "it is not one frame of " + std::to_string(m_layout.FrameBytes()) + " bytes");
+                               "it is not a frame of " + std::to_string(m_layout.FrameBytes()) + " bytes");
         const auto load = [file = m_file, name, position, layout = m_layout](uint8_t* buffer)
         {
             Load(file != nullptr ? *file : CKrInputFile(name), position, layout, buffer);
@@ -195,7 +195,7 @@ std::unique_ptr<IKrFrameInput> MakeRawInput(const std::string& pattern, std::opt
     if (layout.RowBytes() == 0 || layout.Stride() < layout.RowBytes())
         throw CKrToolError({}, "--stride is shorter than a row");
     if (layout.FrameBytes() == 0 || layout.FrameBytes() > kLargestFrame)
-        throw CKrToolError({}, "such frames are too large");
+        throw CKrToolError({}, "frames of this size are too large");
     return std::make_unique<CRawInput>(pattern, start, layout);
 }
 } // namespace KrTool

@@ -41,7 +41,7 @@ void CKrWaveInput::ReadChunks()
     const std::vector<uint8_t> head = Read(0, 12);
     const bool isLarge = Is(head, 0, "RF64");
     if ((!isLarge && !Is(head, 0, "RIFF")) || !Is(head, 8, "WAVE"))
-        throw CKrToolError(m_file->Path(), "it is no WAVE file");
+        throw CKrToolError(m_file->Path(), "it is not a WAVE file");
     uint64_t largeSize = 0;
     for (uint64_t position = 12; position + 8 <= m_file->Length();)
     {

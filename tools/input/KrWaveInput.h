@@ -14,7 +14,7 @@ namespace KrTool
 class CKrWaveInput
 {
 public:
-    // Throws CKrToolError when it is no WAVE file with PCM.
+    // Throws CKrToolError when it is not a WAVE file with PCM.
     explicit CKrWaveInput(const std::string& path);
 
     [[nodiscard]] const SKrPcm& Format() const { return m_format; }

@@ -86,15 +86,15 @@ std::string VerbSection(const CKrVerbTable::SKrVerb& verb)
 std::string ManPage(const CKrVerbTable& verbs, const std::string& version)
 {
     std::string page = Format(".TH KRAVI 1 \"\" \"kravi {}\" \"User Commands\"\n", version);
-    page += ".SH NAME\nkravi \\- looks into AVI files, takes them apart and makes them\n.SH SYNOPSIS\n";
+    page += ".SH NAME\nkravi \\- inspect, extract, repair and write AVI files\n.SH SYNOPSIS\n";
     for (const CKrVerbTable::SKrVerb& verb : verbs.Verbs())
         page += Format("{}{}\n", &verb == &verbs.Verbs().front() ? "" : ".br\n", Escaped(UsageLine(verb)));
     page += Format(".SH DESCRIPTION\n{}\n", Escaped(verbs.About()));
-    page +=
-        Paragraph("Reports go to the standard output, diagnostics and progress to the error stream. A file "
-                  "that exists is replaced only with --force. An output appears under its name when it is "
-                  "complete; until then it has a temporary name beside it, and an interrupted run takes it "
-                  "away. Numbers of streams and frames count from 0.");
+    page += Paragraph(
+        "Reports go to the standard output, diagnostics and progress to the error stream. A file "
+        "that exists is replaced only with --force. An output gets its name when it is "
+        "complete; until then it has a temporary name in the same folder, and an interrupted run removes "
+        "it. Numbers of streams and frames count from 0.");
     for (const SKrOptionText& option : verbs.CommonOptions().Texts())
         page += OptionEntry(option);
     page += ".SH VERBS\n";

@@ -87,7 +87,7 @@ struct SKrFileSpans
     uint64_t standardIndexes = 0;     // chunks 'ix##'
     uint64_t superIndexes = 0;        // chunks 'indx'
     uint64_t oldIndexes = 0;          // chunks 'idx1'
-    uint64_t overruns = 0;            // chunks that end behind the list around them
+    uint64_t overruns = 0;            // chunks that extend past the end of their list
     bool cut = false;                 // too many chunks: the rest is not looked at
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }

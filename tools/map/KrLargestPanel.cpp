@@ -30,7 +30,7 @@ double DrawLargestPanel(const SKrPicture& picture, double y)
     const SKrFileMap& map = picture.map;
     std::vector<std::string> pieces;
     if (map.largest.empty())
-        pieces.emplace_back("there are no data chunks");
+        pieces.emplace_back("no data chunks");
     y = DrawHeading(picture, y, "Largest chunks", pieces);
     picture.svg.OpenGroup("largest");
     if (!map.largest.empty())

@@ -27,7 +27,7 @@ std::string VideoText(const SKrAviStream& stream)
 std::string FrameRateText(const SKrAviStream& stream)
 {
     if (stream.rate == 0 || stream.scale == 0)
-        return "frame rate not known";
+        return "unknown frame rate";
     return Trimmed(static_cast<double>(stream.rate) / stream.scale, 3) + " frames/s";
 }
 
@@ -66,7 +66,7 @@ void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
         if (!segment.completed)
             map.damage.push_back(name + " was never completed: its header has no size");
         else if (segment.claimedEnd > map.length)
-            map.damage.push_back(Format("{} is cut: {} are missing at its end", name,
+            map.damage.push_back(Format("{} is truncated: {} are missing", name,
                                         GroupedCount(segment.claimedEnd - map.length, "byte")));
     }
     for (const SKrMapList& list : map.lists)
@@ -90,16 +90,15 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
         return map.regions[static_cast<size_t>(kind)];
     };
     if (const SKrRegions& cut = of(EKrRegionKind::CutChunk); cut.count != 0)
-        damage.push_back("the last chunk is cut by the end of the file");
+        damage.push_back("the end of the file truncates the last chunk");
     if (const SKrRegions& gaps = of(EKrRegionKind::Unaccounted); gaps.count != 0)
         damage.push_back(Format("{} at {} belong to no chunk", GroupedCount(gaps.bytes, "byte"),
                                 GroupedCount(gaps.count, "place")));
     if (const SKrRegions& outside = of(EKrRegionKind::OutsideMovi); outside.count != 0)
-        damage.push_back(
-            GroupedCount(outside.bytes, "byte") +
-            (IsBehindSegments(map, outside)
-                 ? " lie behind the last segment"
-                 : " lie outside of the segments, or are data chunks outside of every 'movi' list"));
+        damage.push_back(GroupedCount(outside.bytes, "byte") +
+                         (IsBehindSegments(map, outside)
+                              ? " follow the last segment"
+                              : " are outside the segments, or data chunks outside every 'movi' list"));
 }
 } // namespace
 
@@ -181,15 +180,15 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
         more.push_back(Format("the headers declare {}, the file has {}", GroupedCount(declared, "frame"),
                               Grouped(frames)));
     if (file.overruns != 0)
-        more.push_back(GroupedCount(file.overruns, "chunk") + " end behind the list around them");
+        more.push_back(GroupedCount(file.overruns, "chunk") + " extend past the end of their list");
     if (file.cut)
-        more.push_back("the file has too many chunks; the rest is not looked at");
+        more.push_back("the file has too many chunks; the rest is not checked");
     for (const std::string& text : more)
         report.Finding(text);
     map.damage.insert(map.damage.end(), more.begin(), more.end());
     if (const std::string text = UnindexedSoundText(facts); !text.empty())
         report.Note(text);
     if (map.rateAssumed)
-        report.Note("the headers have no frame rate; times are those of 25 frames per second");
+        report.Note("the headers have no frame rate; times assume 25 frames per second");
 }
 } // namespace KrTool

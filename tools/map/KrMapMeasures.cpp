@@ -43,7 +43,7 @@ void TakeFrames(const std::string& path, const SKrMapRequest& request, const CKr
     map.firstFrame = request.from.value_or(0);
     const uint64_t last = request.to ? *request.to : std::max<uint64_t>(count, 1) - 1;
     if (map.firstFrame >= count || last >= count)
-        throw CKrToolError(path, "the frames asked for are not there: it has " + Counted(count, "frame"));
+        throw CKrToolError(path, "no such frames: it has " + Counted(count, "frame"));
     map.isPart = true;
     map.endFrame = last + 1;
     map.start = video->Span(static_cast<size_t>(map.firstFrame)).start;

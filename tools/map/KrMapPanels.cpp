@@ -143,12 +143,12 @@ std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
     case EKrRegionKind::Unaccounted:
         return "in no chunk: " + places;
     case EKrRegionKind::CutChunk:
-        return Format("cut chunk: {} of it are there", places);
+        return Format("truncated chunk: {} present", places);
     case EKrRegionKind::OutsideMovi:
-        return "outside of 'movi': " + places;
+        return "outside 'movi': " + places;
     case EKrRegionKind::NotIndexed:
         break;
     }
-    return map.noIndex ? "no index can be loaded for the data here" : "not in the index: " + places;
+    return map.noIndex ? "no index for this data" : "not in the index: " + places;
 }
 } // namespace KrTool

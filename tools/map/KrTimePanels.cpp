@@ -147,7 +147,7 @@ double DrawRatePanel(const SKrPicture& picture, double y)
 {
     const SKrFileMap& map = picture.map;
     if (map.rates.empty())
-        return DrawHeading(picture, y, "Data rate", {"there are no chunks whose time is known"});
+        return DrawHeading(picture, y, "Data rate", {"no chunks with a known time"});
     DrawRateLegend(picture, y);
     y = DrawHeading(picture, y, "Data rate", RateNumbers(map));
     SKrPlot plot = TimePlot(picture, y, kRateHeight);
@@ -167,19 +167,18 @@ double DrawRatePanel(const SKrPicture& picture, double y)
 double DrawDistancePanels(const SKrPicture& picture, double y)
 {
     if (picture.map.distances.empty())
-        return DrawHeading(picture, y, "Interleave", {"there are no frames with audio of the same time"});
-    static const SKrDistanceView kInTime = {
-        "interleave-time",
-        "Interleave in time",
-        "audio in front of a frame, ahead of it (+) or short of it (\u2212)",
-        EKrAxisUnit::Seconds,
-        &SKrDistanceBin::seconds,
-        SignedSecondsText,
-        0.01};
+        return DrawHeading(picture, y, "Interleave", {"no frames with audio of the same time"});
+    static const SKrDistanceView kInTime = {"interleave-time",
+                                            "Interleave in time",
+                                            "audio before a frame: ahead of its time (+) or late (\u2212)",
+                                            EKrAxisUnit::Seconds,
+                                            &SKrDistanceBin::seconds,
+                                            SignedSecondsText,
+                                            0.01};
     static const SKrDistanceView kInBytes = {
         "interleave-bytes",
         "Interleave in bytes",
-        "audio of a frame's time, before the frame (+) or behind it (\u2212)",
+        "audio of a frame's time: before the frame (+) or after it (\u2212)",
         EKrAxisUnit::Bytes,
         &SKrDistanceBin::bytes,
         SignedBytesText,

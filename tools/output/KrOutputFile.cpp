@@ -50,7 +50,7 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
         break;
     }
     if (IsSameFile(target, source))
-        throw CKrToolError(target, "it is the file that is read");
+        throw CKrToolError(target, "it is the input file");
     if (!replace)
         throw CKrToolError(target, kExistsAlready);
 }

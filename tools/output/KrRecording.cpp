@@ -56,7 +56,7 @@ void CKrRecording::Open(const SKrRecordingFormat& format)
     const WAVEFORMATEX wave = format.audio ? WaveFormat(*format.audio) : WAVEFORMATEX{};
     if (m_writer->OpenFile(WidePath(temporary).c_str(), &format.video, format.codec,
                            format.audio ? &wave : nullptr) == 0)
-        Fail("it cannot be written there");
+        Fail("it cannot be written");
     m_temporary = temporary;
 }
 

@@ -27,7 +27,7 @@ uint32_t ParseDimension(const char* from, const char* end)
     uint32_t value = 0;
     const auto [behind, error] = std::from_chars(from, end, value);
     if (error != std::errc() || behind != end || value == 0 || value > kMostPixels)
-        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted, each from 1 to 32768");
+        throw CKrToolError({}, "--size must be WIDTHxHEIGHT, each from 1 to 32768");
     return value;
 }
 } // namespace
@@ -36,7 +36,7 @@ SKrPictureSize ParseSize(const std::string& text)
 {
     const size_t cross = text.find('x');
     if (cross == std::string::npos)
-        throw CKrToolError({}, "--size: WIDTHxHEIGHT is wanted");
+        throw CKrToolError({}, "--size must be WIDTHxHEIGHT");
     const char* const from = text.data();
     return {ParseDimension(from, from + cross), ParseDimension(from + cross + 1, from + text.size())};
 }
@@ -46,7 +46,7 @@ uint32_t ParseCodec(const std::string& text)
     if (text.empty())
         return 0;
     if (text.size() != 4)
-        throw CKrToolError({}, "--codec: four characters are wanted");
+        throw CKrToolError({}, "--codec must be four characters");
     return KrFourCC(text[0], text[1], text[2], text[3]);
 }
 
@@ -55,8 +55,8 @@ uint32_t ParseFrameRate(const std::string& text)
     const auto rates = KrFrameRates();
     const auto found = std::ranges::find(rates, std::string_view(text), &SKrFrameRate::name);
     if (found == rates.end())
-        throw CKrToolError({},
-                           Format("--rate: '{}' is none of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
+        throw CKrToolError(
+            {}, Format("--rate: '{}' is not one of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
     return static_cast<uint32_t>(found - rates.begin());
 }
 

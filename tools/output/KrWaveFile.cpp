@@ -138,7 +138,7 @@ void CKrWaveFile::Commit(uint64_t sampleFrames)
     else if (m_hasRoom)
         PatchLarge(sampleFrames);
     else
-        throw CKrToolError({}, "more audio came than the file can hold");
+        throw CKrToolError({}, "too much audio for the file");
     m_file.Commit();
 }
 } // namespace KrTool

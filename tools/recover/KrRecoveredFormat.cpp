@@ -36,7 +36,7 @@ SKrPcm ParsePcm(const std::string& text)
     }
     const auto [rate, channels, bits] = numbers;
     if (!isGood || rate > 1000000 || channels > 64 || bits > 64 || bits % kBitsOfByte != 0)
-        throw CKrToolError({}, "--pcm: RATE,CHANNELS,BITS is wanted, such as 48000,2,16");
+        throw CKrToolError({}, "--pcm must be RATE,CHANNELS,BITS, such as 48000,2,16");
     return {static_cast<uint16_t>(channels), rate, static_cast<uint16_t>(bits),
             static_cast<uint16_t>(channels * bits / kBitsOfByte)};
 }
@@ -83,7 +83,7 @@ void CKrRecoveredFormat::TakeVideo(const SKrAviStream* stream)
     TakeCodec(stream);
     TakeRate(stream);
     if (!m_missing.empty())
-        Refuse("the video format is not in its headers; give" + m_missing);
+        Refuse("its headers have no video format; give" + m_missing);
     TakeRowOrder(stream);
     TakeScanModeAndAspect();
 }
@@ -130,7 +130,7 @@ void CKrRecoveredFormat::TakeCodec(const SKrAviStream* stream)
     if (m_format.codec == kFccDib)
         m_format.codec = 0;
     if (m_options.bits.value_or(1) == 0 || m_options.bits.value_or(1) > kMostBits)
-        throw CKrToolError({}, "--bits: 1 to 64 are wanted");
+        throw CKrToolError({}, "--bits must be 1 to 64");
     const uint64_t known = isUsable ? DecodeBitmapHeader(stream->format).bitCount : kUsualBits;
     m_format.video.bitCount = static_cast<uint8_t>(m_options.bits.value_or(known));
     if (isUsable && stream->format.size() > SKrBitmapHeader::kEncodedSize)
@@ -152,7 +152,7 @@ void CKrRecoveredFormat::TakeRate(const SKrAviStream* stream)
         code = FrameRateCode(stream->rate, stream->scale);
         if (!code)
             Refuse("its frame rate " + std::to_string(stream->rate) + "/" + std::to_string(stream->scale) +
-                   " is none that the writer has; --rate sets another one");
+                   " is not supported; --rate sets another one");
     }
     else
     {
@@ -174,8 +174,8 @@ void CKrRecoveredFormat::TakeRowOrder(const SKrAviStream* stream)
     if (m_format.codec == 0)
         m_turnedRow = (uint64_t{static_cast<uint32_t>(video.width)} * video.bitCount + 31) / 32 * 4;
     else if (m_options.size.empty())
-        Refuse("its pictures have rows from the top, which the writer does not store; --size " +
-               std::to_string(video.width) + 'x' + std::to_string(video.height) + " takes them as they are");
+        Refuse("its pictures are top-down, which the writer cannot store; --size " +
+               std::to_string(video.width) + 'x' + std::to_string(video.height) + " stores them unchanged");
 }
 
 // The reader knows both where it can open the file.
@@ -211,7 +211,7 @@ bool CKrRecoveredFormat::TakeAudio(const SKrAviStream* stream)
     const SKrAudioFormat format = stream != nullptr ? AudioFormat(*stream) : SKrAudioFormat();
     if (format.formatTag == 0 || format.channels == 0 || format.samplesPerSec == 0 || format.blockAlign == 0)
     {
-        m_report.Finding("left out: the sound, whose format is not in the headers; --pcm gives it");
+        m_report.Finding("left out: the sound, because the headers have no format; --pcm sets it");
         return false;
     }
     if (format.formatTag != kFormatTagPcm)

@@ -12,8 +12,8 @@ namespace
 {
 const SKrVerbHelp kCompletionHelp = {
     "completion",
-    "Print a script by which a shell completes kravi's arguments",
-    {"Installed files do this for every user; otherwise the start file of the shell loads the script."},
+    "Print a shell completion script for kravi",
+    {"An installed kravi includes the scripts; otherwise load one from the shell's start file."},
     {
         "source <(kravi completion bash)",
         "kravi completion fish | source",

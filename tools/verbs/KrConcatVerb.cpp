@@ -22,18 +22,16 @@ namespace
 {
 const SKrVerbHelp kConcatHelp = {
     "concat",
-    "Join AVI files, one behind the other",
+    "Join AVI files in order",
     {
-        R"(Frames come out unchanged. The files must match in picture size, codec, bits per pixel, frame rate,
+        R"(Frames are copied unchanged. The files must match in picture size, codec, bits per pixel, frame rate,
         scan mode, pixel aspect, further format data, sound format, and in whether they have sound.)",
-        R"(The sound of each file starts with its first frame, at the nearest sample frame. For that, sound
-        that goes on behind a file's last frame is left out, and silence follows sound that ends before it;
-        where one sample frame is missing, because a frame lasts no whole number of them, the last one is
-        repeated. Behind the last file's frames its sound stays as it is, longer or shorter. The report
-        counts the sample frames of each file.)",
+        R"(The sound of each file starts with its first frame, at the nearest sample frame: sound after a file's
+        last frame is left out, and sound that ends earlier is filled with silence. A single missing sample
+        frame, where frames do not last a whole number of them, repeats the last one. The sound of the last
+        file keeps its length. The report counts the sample frames of each file.)",
         kWhatIsRefused,
-        R"(Findings: a file that starts with no key frame; and what is wrong with the files that are read (see
-        info).)",
+        R"(Findings: a file that does not start with a key frame; and defects of the input files (see info).)",
     },
     {
         "kravi concat one.avi two.avi three.avi -o all.avi",
@@ -82,7 +80,7 @@ SKrSoundFit FitSound(SKrClip& clip, const SKrRecordingFormat& format, uint64_t w
         if (fit.silence > 0 && uint64_t{pcm.samplesPerSec} * pcm.blockAlign > kMostBytesPerSecond)
             throw CKrToolError(
                 clip.source->Path(),
-                "its sound format has too many bytes per second for silence to be added; --no-audio leaves the sound out");
+                "its sound has too many bytes per second to add silence; --no-audio leaves the sound out");
         clip.silence = fit.silence * pcm.blockAlign;
     }
     return fit;
@@ -156,7 +154,7 @@ private:
     {
         if (fit.cut > 1)
             m_report.Note(
-                Format("{}: left out: {} behind its last frame", path, Counted(fit.cut, "sample frame")));
+                Format("{}: left out: {} after its last frame", path, Counted(fit.cut, "sample frame")));
         if (fit.silence > 0)
             m_report.Note(Format("{}: its sound ends before its last frame; {} of silence follow", path,
                                  Counted(fit.silence, "sample frame")));
@@ -180,7 +178,7 @@ void AddConcatVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb = verbs.Add(kConcatHelp, [options](auto& report, auto& progress)
                                      { RunConcat(*options, report, progress); });
     verb.AddArguments("FILES", options->files, "The AVI files, in order");
-    verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file that is written");
+    verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file to write");
     AddCopyOptions(verb, options->copy);
 }
 } // namespace KrTool

@@ -14,13 +14,13 @@ const SKrVerbHelp kCutHelp = {
     "cut",
     "Copy some frames of an AVI file, and their sound, into a new one",
     {
-        R"(Frames count from 0; --to names the last one that is taken. Frames and PCM sound come out unchanged.
-        The sound of a frame starts at the sample frame that is nearest to its time, as with extract, so
-        that pieces that were cut one behind the other have each sample frame once; concat joins them.
-        Without --to the sound behind the last frame comes along.)",
+        R"(Frames count from 0; --to is the last one taken. Frames and PCM sound are copied unchanged. The sound
+        of a frame starts at the sample frame nearest to its time, as with extract, so that consecutive
+        pieces have each sample frame once; concat joins them. Without --to the sound after the last frame
+        is included.)",
         kWhatIsRefused,
-        R"(Findings: the first frame is no key frame, and cannot be shown without frames before it; and what is
-        wrong with the file that is read (see info).)",
+        R"(Findings: the first frame is not a key frame and needs frames before it; and defects of the input file
+        (see info).)",
     },
     {
         "kravi cut clip.avi scene.avi --from 250 --to 499",
@@ -40,7 +40,7 @@ void RunCut(const SKrCutOptions& options, CKrReport& report, CKrProgress& progre
 {
     const SKrFrameRange range = {options.from.value_or(0), options.to};
     if (range.last && *range.last < range.first)
-        throw CKrToolError({}, "--from lies behind --to");
+        throw CKrToolError({}, "--from is after --to");
     CopyFrames(options.file, range, options.copy, report, progress);
 }
 } // namespace

@@ -28,18 +28,17 @@ const SKrVerbHelp kExtractHelp = {
     "extract",
     "Write frames and audio to files, unchanged",
     {
-        R"(PATTERN: a name with one %d or %0Nd for the frame number gives a file for each frame; one without it
-        gives one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, by
-        which some programs repeat a frame, gives an empty file.)",
+        R"(PATTERN: a name with one %d or %0Nd for the frame number writes a file for each frame; a name without
+        it, one file with all frames; %% is a percent sign. Frames count from 0. A chunk without data, a
+        repeated frame, becomes an empty file.)",
         R"(With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in
-        whole blocks or chunks for compressed audio. The time of a frame counts from the start of its
-        stream, that of a sample likewise: where the headers start the two apart, as info shows, what comes
-        out is what plays with the frames.)",
-        "Frames are written before the sound. A file that is complete stays when a later one fails.",
-        R"(Streams that the reader's indexes do not cover are found by searching the file for their chunks; the
-        report says so. Empty chunks are then not found, so that later frames have lower numbers.)",
-        R"(Findings: chunks cut by the end of the file; an index that points at wrong places; streams without
-        chunks; and what is wrong with the file as a whole (see info).)",
+        whole blocks or chunks for compressed audio. Where the headers start the streams at different times
+        (see info), the extracted sound is what plays with the frames.)",
+        "Frames are written before the sound. Complete files are kept when a later one fails.",
+        R"(Streams without an index are found by scanning the file for their chunks, as the report notes. Empty
+        chunks are then skipped, so that later frames have lower numbers.)",
+        R"(Findings: chunks truncated by the end of the file; wrong index entries; streams without chunks; and
+        defects of the whole file (see info).)",
     },
     {
         "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
@@ -99,9 +98,8 @@ private:
         m_firstFrame = m_options.from.value_or(0);
         m_endFrame = m_options.to ? *m_options.to + 1 : count;
         if (HasRange() && (m_firstFrame >= count || m_endFrame > count))
-            throw CKrToolError(m_file.Path(),
-                               Format("the frames asked for are not there: video stream {} has {}",
-                                      m_video.stream, Counted(count, "frame")));
+            throw CKrToolError(m_file.Path(), Format("no such frames: video stream {} has {}", m_video.stream,
+                                                     Counted(count, "frame")));
         if (count == 0)
             m_report.Finding(Format("video stream {} has no frames", m_video.stream));
         CheckVideoTargets();
@@ -114,7 +112,7 @@ private:
         {
             const std::string name = m_pattern->NameOf(m_firstFrame + index);
             if (name == m_options.audio)
-                throw CKrToolError(name, "video and audio cannot go to one file");
+                throw CKrToolError(name, "video and audio need different files");
             CheckTarget(name, m_options.force, m_file.Path());
             m_progress.StopIfAsked();
         }
@@ -131,7 +129,7 @@ private:
         if (m_audioHeader != nullptr)
             m_waveFormat = WaveFormatBytes(m_audioHeader->format);
         if (m_waveFormat.empty())
-            throw CKrToolError(m_file.Path(), name + " has no format, which a WAVE file needs");
+            throw CKrToolError(m_file.Path(), name + " has no format for a WAVE file");
         if (m_audio.chunks.empty())
             m_report.Finding(name + " has no chunks");
         if (HasRange())
@@ -143,17 +141,16 @@ private:
     {
         const SKrAviStream* const video = VideoHeader();
         if (video == nullptr)
-            throw CKrToolError(m_file.Path(), "there is no video stream in whose frames a range counts");
+            throw CKrToolError(m_file.Path(), "--from and --to need a video stream");
         const auto first = AudioUnitAtFrame(m_options.from.value_or(0), *video, *m_audioHeader);
         const auto end = m_options.to ? AudioUnitAtFrame(*m_options.to + 1, *video, *m_audioHeader)
                                       : std::optional(INT64_MAX);
         if (!first || !end)
-            throw CKrToolError(m_file.Path(),
-                               "the rates in the headers do not tell which audio belongs to a frame");
+            throw CKrToolError(m_file.Path(), "the rates in the headers do not relate audio to frames");
         m_audio.chunks = UnitsOf(m_audio.chunks, AudioUnit(*m_audioHeader), std::max<int64_t>(*first, 0),
                                  std::max<int64_t>(*end, 0));
         if (*first < 0)
-            m_report.Note(Format("the sound starts {} behind the first frame asked for",
+            m_report.Note(Format("the sound starts {} after the first frame of the range",
                                  Counted(static_cast<uint64_t>(-*first), "unit")));
     }
 
@@ -258,7 +255,7 @@ void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress
     if (options.video.empty() && options.audio.empty())
         throw CKrToolError({}, "nothing to extract: give --video, --audio or both");
     if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from lies behind --to");
+        throw CKrToolError({}, "--from is after --to");
     if (!options.video.empty())
         CKrFramePattern check(options.video);
     CKrExtraction(options, report, progress).Run();
@@ -273,10 +270,10 @@ void AddExtractVerb(CKrVerbTable& verbs)
                   [options](auto& report, auto& progress) { RunExtract(*options, report, progress); });
     verb.AddText("--video", options->video, "PATTERN", "Write video frames");
     verb.AddText("--audio", options->audio, "NAME", "Write audio as a WAVE file (RF64 above 4 GiB)");
-    verb.AddNumber("--video-stream", options->videoStream, "Another video stream, by its number");
-    verb.AddNumber("--audio-stream", options->audioStream, "Another audio stream, by its number");
+    verb.AddNumber("--video-stream", options->videoStream, "Number of another video stream");
+    verb.AddNumber("--audio-stream", options->audioStream, "Number of another audio stream");
     verb.AddNumber("--from", options->from, "First frame");
     verb.AddNumber("--to", options->to, "Last frame");
-    verb.AddSwitch("--force", options->force, "Replace files that exist");
+    verb.AddSwitch("--force", options->force, "Replace existing files");
 }
 } // namespace KrTool

@@ -20,16 +20,15 @@ const SKrVerbHelp kHashHelp = {
     {
         R"(Two checksums each: XXH3 with 128 bits (xxh128) and MD5, over the data alone, without chunk headers
         and padding.)",
-        R"(A video stream's are over the frames' bytes, one frame behind the other; where frames end is told by
-        the second pair (lengths), over the length of each frame as eight bytes, the lowest first. An audio
-        stream's are over its bytes, however they are cut into chunks, so that they stay the same when a
-        file is written anew. The MD5 of a stream is that of what extract writes (of a WAVE file: its data).)",
-        R"(Streams that the reader's indexes do not cover are found by searching the file for their chunks,
-        which passes over empty ones.)",
-        R"(--compare looks at frames and sound alone, at streams of a kind in the order of their numbers, and
+        R"(Those of a video stream cover the bytes of its frames in order; a second pair (lengths) covers the
+        length of each frame as a little-endian 64-bit number. Those of an audio stream cover its bytes
+        regardless of chunks, so that they survive a rewrite of the file. The MD5 of a stream is that of the
+        output of extract (of a WAVE file: its data).)",
+        R"(Streams without an index are found by scanning the file for their chunks, which skips empty ones.)",
+        R"(--compare compares only frames and sound, matches streams of a kind in the order of their numbers, and
         names the first frame or byte that differs.)",
-        R"(Findings: differences, with --compare; chunks cut by the end of the file; an index that points at
-        wrong places; and what is wrong with the file as a whole (see info).)",
+        R"(Findings: differences, with --compare; chunks truncated by the end of the file; wrong index entries;
+        and defects of the whole file (see info).)",
     },
     {
         "kravi hash clip.avi",
@@ -143,6 +142,6 @@ void AddHashVerb(CKrVerbTable& verbs)
         verbs.Add(kHashHelp, options->file,
                   [options](auto& report, auto& progress) { RunHash(*options, report, progress); });
     verb.AddSwitch("--frames", options->frames, "Each frame's checksums as well");
-    verb.AddText("--compare", options->other, "FILE", "Another file, whose streams are compared");
+    verb.AddText("--compare", options->other, "FILE", "Another file to compare with");
 }
 } // namespace KrTool

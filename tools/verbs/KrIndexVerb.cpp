@@ -26,9 +26,9 @@ const SKrVerbHelp kIndexHelp = {
     {
         R"(Numbers count from 0. The reader loads the index of the first video stream and of the first usable
         audio stream.)",
-        R"(Findings: an index that cannot be loaded, though the file has such a stream or it was asked for;
-        entries that reach behind the end of the file; with --check, chunks that are not in the index, and
-        entries at no chunk; and what is wrong with the file as a whole.)",
+        R"(Findings: an index that cannot be loaded, though the file has such a stream or an option selects it;
+        entries past the end of the file; with --check, chunks that are not in the index, and entries
+        without a chunk; and defects of the whole file.)",
     },
     {
         "kravi index clip.avi --video --from 0 --to 9",
@@ -102,8 +102,8 @@ public:
         if (!isVideo && !index->empty())
             facts["sizePattern"] = PatternJson(pattern);
         if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
-            m_report.Finding(Format("reaching behind the end of the file: {} of the {} index",
-                                    Counted(cut, "chunk"), name));
+            m_report.Finding(
+                Format("past the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
         if (m_options.check && stream)
             facts["check"] = Compare(kind, *stream, *index);
         m_report.Fact(name, facts);
@@ -139,7 +139,7 @@ private:
             m_report.Finding(Format("not in the {} index: {} of stream {}", name,
                                     Counted(missing.size(), "chunk"), stream));
         if (!wrong.empty())
-            m_report.Finding(Format("at no chunk of stream {}: {} of the {} index", stream,
+            m_report.Finding(Format("not at a chunk of stream {}: {} of the {} index", stream,
                                     Counted(wrong.size(), "entry"), name));
         return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
     }
@@ -173,7 +173,7 @@ private:
 void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress)
 {
     if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from lies behind --to");
+        throw CKrToolError({}, "--from is after --to");
     const CKrAviFile file(options.file);
     const SKrAviFacts facts = ReadFacts(file, progress);
     ReportFileFindings(file, facts, report);
@@ -195,8 +195,8 @@ void AddIndexVerb(CKrVerbTable& verbs)
                   [options](auto& report, auto& progress) { RunIndex(*options, report, progress); });
     verb.AddSwitch("--video", options->video, "The video index only");
     verb.AddSwitch("--audio", options->audio, "The audio index only");
-    verb.AddSwitch("--summary", options->summary, "No entries, just counts and sizes");
-    verb.AddSwitch("--check", options->check, "Compare with the chunks that are in the file");
+    verb.AddSwitch("--summary", options->summary, "Only counts and sizes, no entries");
+    verb.AddSwitch("--check", options->check, "Compare with the chunks in the file");
     verb.AddNumber("--from", options->from, "First entry shown");
     verb.AddNumber("--to", options->to, "Last entry shown");
 }

@@ -26,10 +26,10 @@ const SKrVerbHelp kInfoHelp = {
     "info",
     "Streams, formats, segments, private chunks and kinds of index",
     {
-        R"(Findings: the file is truncated (a segment ends behind the end of the file) or has no AVI headers;
+        R"(Findings: the file is truncated (a segment extends past the end of the file) or has no AVI headers;
         the first video stream has no usable format; it or the first usable audio stream has no index that
-        can be loaded; the video index has fewer frames than the headers declare; index entries reach behind
-        the end of the file.)",
+        can be loaded; the video index has fewer frames than the headers declare; index entries are past the
+        end of the file.)",
     },
     {
         "kravi info clip.avi",
@@ -69,7 +69,7 @@ Json FrameRateJson(uint32_t code, const SKrAviStream* stream, CKrReport& report)
     const std::string fraction = Fraction(named.rate, "/", named.scale);
     if (stream == nullptr || IsRateOf(named, *stream))
         return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
-    report.Note(Format("the reader has no code for {} frames per second; hosts are told {}",
+    report.Note(Format("the reader has no code for {} frames per second; hosts see {}",
                        Fraction(stream->rate, "/", stream->scale), named.name));
     return nullptr;
 }
@@ -127,10 +127,9 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
     if (!index)
         return nullptr;
     if (!IsPlausible(file, *index))
-        report.Finding(Format("the chunks of the {} index are together larger than the file", name));
+        report.Finding(Format("the chunks of the {} index are larger in total than the file", name));
     if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
-        report.Finding(
-            Format("reaching behind the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
+        report.Finding(Format("past the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
     return index->size();
 }
 

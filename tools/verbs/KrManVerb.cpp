@@ -15,7 +15,7 @@ namespace
 const SKrVerbHelp kManHelp = {
     "man",
     "Print the manual page of kravi, for man(1)",
-    {"The page is made from the same table as --help."},
+    {"The page is generated from the same table as --help."},
     {"kravi man | man -l -"},
 };
 } // namespace

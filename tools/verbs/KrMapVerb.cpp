@@ -23,18 +23,17 @@ namespace
 {
 const SKrVerbHelp kMapHelp = {
     "map",
-    "Draw a picture of the file: what lies where, data rates, interleave, damage",
+    "Draw a picture of the file: layout, data rates, interleave, damage",
     {
-        R"(The picture is drawn to scale by position in the file. A name that ends with .svg gives a picture,
-        one with .html or .htm a page that holds the same picture and tables; neither needs any other file.
-        Colours follow the reader's choice of light or dark.)",
-        R"(Interleave: how much audio lies in front of each frame, ahead of the frame's time (+) or short of it
-        (-), and how many bytes the audio of a frame's time lies before the frame (+) or behind it (-).)",
+        R"(The picture is drawn to scale by position in the file. A name that ends with .svg is a picture; .html
+        or .htm, a page with the same picture and tables; both are self-contained. Colours follow the
+        viewer's light or dark mode.)",
+        R"(Interleave: how far the audio before each frame is ahead of the frame's time (+) or late (-), and how
+        many bytes the audio of a frame's time is before the frame (+) or after it (-).)",
         "With --from or --to, the positions and the time of these frames are shown. Frames count from 0.",
-        "With --json, the report has the numbers that are drawn.",
-        R"(Findings: bytes in no chunk; data that are cut, outside of every 'movi' list or not in the index; no
-        index; frames that the headers declare and that are not there; and what is wrong with the file as a
-        whole (see info).)",
+        "With --json, the report has the drawn numbers.",
+        R"(Findings: bytes in no chunk; data that are truncated, outside every 'movi' list or not in the index; no
+        index; missing frames that the headers declare; and defects of the whole file (see info).)",
     },
     {
         "kravi map clip.avi -o clip.svg",
@@ -65,7 +64,7 @@ bool IsPage(const std::string& output)
 {
     const bool isPage = EndsWith(output, ".html") || EndsWith(output, ".htm");
     if (!isPage && !EndsWith(output, ".svg"))
-        throw CKrToolError(output, "the name of a map ends with .svg or .html");
+        throw CKrToolError(output, "the name of a map must end with .svg or .html");
     return isPage;
 }
 
@@ -73,9 +72,9 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
 {
     const bool isPage = IsPage(options.output);
     if (options.width < kSmallestPicture || options.width > kLargestPicture)
-        throw CKrToolError({}, Format("--width: {} to {} is wanted", kSmallestPicture, kLargestPicture));
+        throw CKrToolError({}, Format("--width must be {} to {}", kSmallestPicture, kLargestPicture));
     if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from lies behind --to");
+        throw CKrToolError({}, "--from is after --to");
     CheckTarget(options.output, options.force, options.file);
     const CKrAviFile file(options.file);
     const SKrAviFacts facts = ReadFacts(file, progress);
@@ -102,10 +101,10 @@ void AddMapVerb(CKrVerbTable& verbs)
         verbs.Add(kMapHelp, options->file,
                   [options](auto& report, auto& progress) { RunMap(*options, report, progress); });
     verb.AddRequiredText("-o,--output", options->output, "NAME",
-                         "The picture (.svg) or page (.html, .htm) that is written");
+                         "The picture (.svg) or page (.html, .htm) to write");
     verb.AddNumber("--width", options->width, "Width of the picture in pixels, 600 to 2400 (1200)");
     verb.AddNumber("--from", options->from, "First frame shown");
     verb.AddNumber("--to", options->to, "Last frame shown");
-    verb.AddSwitch("--force", options->force, "Replace a file that exists");
+    verb.AddSwitch("--force", options->force, "Replace an existing file");
 }
 } // namespace KrTool

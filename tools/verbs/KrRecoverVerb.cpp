@@ -28,15 +28,14 @@ namespace
 {
 const SKrVerbHelp kRecoverHelp = {
     "recover",
-    "Make a complete AVI file out of a damaged one",
+    "Make a complete AVI file from a damaged one",
     {
-        R"(Frames and PCM sound are found by searching the file, without its indexes and whatever the sizes of
-        its lists say: files that were cut anywhere, overwritten in places, or never completed. Every chunk
-        that is there in full comes over, unchanged; the report tells what is lost. Rows of uncompressed
-        frames that come from the top are put into the order that the writer stores. What the headers do not
-        tell any more is given with --size, --rate, --codec ('DIB ' for uncompressed frames), --bits (24)
-        and --pcm, which also stand above what the headers say.)",
-        "Findings: frames and chunks that are lost or left out; bytes that belong to no whole chunk.",
+        R"(Scans the file for frames and PCM sound without its indexes and list sizes: for files that were
+        truncated, partly overwritten, or never completed. Every complete chunk is copied unchanged; the
+        report lists the losses. Top-down uncompressed frames are stored bottom-up. --size, --rate, --codec
+        ('DIB ' for uncompressed frames), --bits (24) and --pcm replace lost headers and override the
+        others.)",
+        "Findings: frames and chunks that are lost or left out; bytes outside complete chunks.",
     },
     {
         "kravi recover cut.avi whole.avi",
@@ -109,7 +108,7 @@ private:
         {
             const auto number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
             if (!hasChunks(number))
-                Refuse(Format("it has no whole {} chunk of stream {}", KindName(kind), *wanted));
+                Refuse(Format("it has no complete {} chunk of stream {}", KindName(kind), *wanted));
             return number;
         }
         const SKrAviStream* const header = m_headers.First(kind);
@@ -142,8 +141,8 @@ private:
         ReportRows();
         ReportKeyFrames();
         if (m_video.emptyChunks != 0)
-            m_report.Finding(Format("left out: {} without data, by which some programs repeat a frame",
-                                    Counted(m_video.emptyChunks, "frame")));
+            m_report.Finding(
+                Format("left out: {} without data (repeated frames)", Counted(m_video.emptyChunks, "frame")));
     }
 
     // Rows are turned around only where a frame is as large as they are together.
@@ -154,10 +153,9 @@ private:
         const uint64_t bytes = m_format.TurnedRow() * static_cast<uint32_t>(m_format.Format().video.height);
         const auto others = static_cast<uint64_t>(
             std::ranges::count_if(m_video.chunks, [bytes](auto& frame) { return frame.size != bytes; }));
-        m_report.Note("the rows of its pictures, which come from the top, are stored from the bottom");
+        m_report.Note("its pictures are top-down and are stored bottom-up");
         if (others != 0)
-            m_report.Finding(Format("still with rows from the top: {} that {} not the {} of all rows",
-                                    Counted(others, "frame"), others == 1 ? "has" : "have",
+            m_report.Finding(Format("still top-down: {} of another size than {}", Counted(others, "frame"),
                                     Counted(bytes, "byte")));
     }
 
@@ -222,7 +220,7 @@ private:
             if (isChosen)
                 m_report.Note(text);
             else
-                m_report.Finding(Format("{}; --{} {} takes it instead", text, KindName(kind), number));
+                m_report.Finding(Format("{}; --{} {} selects it", text, KindName(kind), number));
         }
         if (m_scan.otherChunks != 0)
             m_report.Finding(Format("left out: {} of streams that are neither video nor audio",
@@ -230,8 +228,8 @@ private:
         for (const SKrAviStream& stream : m_headers.Headers().streams)
         {
             if (stream.hasHeader && !stream.IsVideo() && !stream.IsAudio())
-                m_report.Finding(Format("left out: stream {}, which is '{}', neither video nor audio",
-                                        stream.number, FourCcText(stream.type)));
+                m_report.Finding(Format("left out: stream {} ('{}'), neither video nor audio", stream.number,
+                                        FourCcText(stream.type)));
         }
     }
 
@@ -270,9 +268,9 @@ private:
         m_report.Fact("damagedRegionCount", m_scan.damageCount);
         m_report.Fact("damagedRegions", regions);
         if (framesLost.value_or(0) != 0)
-            m_report.Finding("lost by the count in the headers: " + Counted(*framesLost, "frame"));
+            m_report.Finding("lost according to the headers: " + Counted(*framesLost, "frame"));
         if (cutChunks != 0)
-            m_report.Finding("lost because their data are not there in full: " + Counted(cutChunks, "chunk"));
+            m_report.Finding("lost because their data are incomplete: " + Counted(cutChunks, "chunk"));
         if (m_scan.bytesSkipped != 0)
             m_report.Finding(Format("in no whole chunk: {} at {}", Counted(m_scan.bytesSkipped, "byte"),
                                     Counted(m_scan.damageCount, "place")));
@@ -304,15 +302,15 @@ void AddRecoverVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kRecoverHelp, options->file,
                   [options](auto& report, auto& progress) { RunRecover(*options, report, progress); });
-    verb.AddArgument("OUTPUT", options->output, "The AVI file that is written");
-    verb.AddNumber("--video", options->video, "The video stream to take, by its number");
-    verb.AddNumber("--audio", options->audio, "The audio stream to take, by its number");
+    verb.AddArgument("OUTPUT", options->output, "The AVI file to write");
+    verb.AddNumber("--video", options->video, "Number of the video stream to take");
+    verb.AddNumber("--audio", options->audio, "Number of the audio stream to take");
     verb.AddSwitch("--no-audio", options->noAudio, "Leave the sound out");
     verb.AddText("--size", options->size, "WIDTHxHEIGHT", "Size of the pictures");
     verb.AddText("--rate", options->rate, "RATE", "Frames per second");
     verb.AddText("--codec", options->codec, "FOURCC", "FourCC of the frames");
     verb.AddNumber("--bits", options->bits, "Bits per pixel");
     verb.AddText("--pcm", options->pcm, "RATE,CHANNELS,BITS", "Format of the sound");
-    verb.AddSwitch("--force", options->force, "Replace a file that exists");
+    verb.AddSwitch("--force", options->force, "Replace an existing file");
 }
 } // namespace KrTool

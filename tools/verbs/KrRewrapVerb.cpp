@@ -13,8 +13,8 @@ const SKrVerbHelp kRewrapHelp = {
     "rewrap",
     "Copy frames and sound of an AVI file into a new one",
     {
-        std::string("Frames and PCM sound come out unchanged, with complete indexes. ") + kWhatIsRefused,
-        "Findings: what is wrong with the file that is read (see info).",
+        std::string("Frames and PCM sound are copied unchanged, with complete indexes. ") + kWhatIsRefused,
+        "Findings: defects of the input file (see info).",
     },
     {
         "kravi rewrap download.avi clip.avi --audio 1",

@@ -23,9 +23,9 @@ const SKrVerbHelp kTreeHelp = {
     "tree",
     "The chunks of the file",
     {
-        "Long rows of chunks are summed up behind the first ones, see --run and --all.",
-        R"(Findings: chunks that reach behind the end of the file or of the list around them; lists too deep to
-        be entered; more chunks than --limit; and what is wrong with the file as a whole (see info).)",
+        "Long runs of chunks are summarised after the first ones; see --run and --all.",
+        R"(Findings: chunks that extend past the end of the file or of their list; lists nested too deeply; more
+        chunks than --limit; and defects of the whole file (see info).)",
     },
     {
         "kravi tree clip.avi --depth 2",
@@ -277,9 +277,9 @@ private:
 
     void ReportFaults() const
     {
-        m_sizeUnset.ReportAs("of a size that was never filled in", m_report);
-        m_beyondFile.ReportAs("reaching behind the end of the file", m_report);
-        m_beyondParent.ReportAs("reaching behind the end of the list around", m_report);
+        m_sizeUnset.ReportAs("of a size that was never written", m_report);
+        m_beyondFile.ReportAs("past the end of the file", m_report);
+        m_beyondParent.ReportAs("past the end of their list", m_report);
         m_tooDeep.ReportAs(Format("not entered on level {}", kDeepestLevel), m_report);
         if (m_budget.Exceeded())
             m_report.Finding(
@@ -313,9 +313,9 @@ void AddTreeVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kTreeHelp, options->file,
                   [options](auto& report, auto& progress) { RunTree(*options, report, progress); });
-    verb.AddNumber("--depth", options->depth, "Levels shown: 1 is the segments alone, 0 is all (0)");
-    verb.AddNumber("--run", options->run, "Chunks shown of a long row (8)");
-    verb.AddNumber("--limit", options->limit, "Chunks read at most (10000000)");
-    verb.AddSwitch("--all", options->all, "Show long rows in full");
+    verb.AddNumber("--depth", options->depth, "Levels shown: 1 for segments only, 0 for all (0)");
+    verb.AddNumber("--run", options->run, "Chunks shown of a long run (8)");
+    verb.AddNumber("--limit", options->limit, "Limit of chunks read (10000000)");
+    verb.AddSwitch("--all", options->all, "Show long runs in full");
 }
 } // namespace KrTool

@@ -24,12 +24,11 @@ const SKrVerbHelp kVerifyHelp = {
     "verify",
     "Check the structure of the file: every byte, header values, indexes",
     {
-        R"(Walks all chunk headers and compares sizes, headers, 'idx1', OpenDML indexes and private chunks with
-        what is there. Each result has a code that stays the same, a severity (error: readers fail or lose
-        data; warning: some programs trip over it; note: worth knowing), the places in the file, and a hint.
-        Of many places with the same code the first five are shown. --list-checks tells all codes.)",
-        R"(Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not
-        looked at.)",
+        R"(Scans all chunk headers and checks sizes, headers, 'idx1', OpenDML indexes and private chunks against
+        the content. Each result has a stable code, a severity (error: readers fail or lose data; warning:
+        some programs mishandle it; note: worth knowing), positions in the file, and a hint. The first five
+        positions of each code are shown. --list-checks lists all codes.)",
+        R"(Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not read.)",
     },
     {
         "kravi verify clip.avi",

@@ -22,11 +22,11 @@ const SKrVerbHelp kWriteHelp = {
     "Make an AVI file from pictures and sound",
     {
         R"(PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one file
-        with all frames. Numbers go up from --start to the first one that is missing.)",
-        R"(JPEG pictures are stored as they are, as 'MJPG'. Raw pictures are stored as uncompressed frames: 16,
-        24 or 32 bits in the order of Windows bitmaps; rows are put into the order and the padding of such
-        frames. With --codec they are stored as they are.)",
-        "The pixel aspect ratio is stored from --display-width; without it pixels are square.",
+        with all frames. Numbers run from --start to the last one before a gap.)",
+        R"(JPEG pictures are stored unchanged as 'MJPG'. Raw pictures are stored as uncompressed frames: 16, 24 or
+        32 bits in the order of Windows bitmaps; rows are reordered and padded to suit. With --codec they
+        are stored unchanged.)",
+        "The pixel aspect ratio is derived from --display-width; without it pixels are square.",
     },
     {
         "kravi write clip.avi --jpeg 'shot%04d.jpg' --audio sound.wav --rate 29.97",
@@ -64,7 +64,7 @@ SKrRawLayout RawLayout(const SKrWriteOptions& options)
     layout.isUncompressed = options.codec.empty();
     const bool hasWholeBytes = bits == 16 || bits == 24 || bits == 32;
     if (layout.isUncompressed ? !hasWholeBytes : bits == 0 || bits > 64)
-        throw CKrToolError({}, "--bits: uncompressed frames have 16, 24 or 32, others 1 to 64");
+        throw CKrToolError({}, "--bits must be 16, 24 or 32 for uncompressed frames, 1 to 64 for others");
     return layout;
 }
 
@@ -83,9 +83,9 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     format.video.aspectMode =
         static_cast<uint32_t>(options.aspectMode.value_or(options.displayWidth ? 1 : kAspectModeUnknown));
     if (options.displayWidth.value_or(1) == 0 || options.displayWidth.value_or(1) > UINT16_MAX)
-        throw CKrToolError({}, "--display-width: 1 to 65535 is wanted");
+        throw CKrToolError({}, "--display-width must be 1 to 65535");
     if (format.video.aspectMode > 5 || format.video.aspectMode == 2)
-        throw CKrToolError({}, "--aspect-mode: 0, 1, 3, 4 or 5 is wanted");
+        throw CKrToolError({}, "--aspect-mode must be 0, 1, 3, 4 or 5");
     return format;
 }
 
@@ -100,7 +100,7 @@ void RefuseRawOptions(const SKrWriteOptions& options)
     for (const auto& [name, isGiven] : given)
     {
         if (isGiven)
-            throw CKrToolError({}, std::string(name) + " is about raw pictures");
+            throw CKrToolError({}, std::string(name) + " applies to raw pictures only");
     }
 }
 
@@ -115,7 +115,7 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
 {
     const bool isJpeg = !options.jpeg.empty();
     if (isJpeg == !options.raw.empty())
-        throw CKrToolError({}, "give the pictures with --jpeg or with --raw");
+        throw CKrToolError({}, "pictures are required: give --jpeg or --raw");
     if (isJpeg)
         RefuseRawOptions(options);
     else if (options.size.empty())
@@ -153,7 +153,7 @@ void AddWriteVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb = verbs.Add(
         kWriteHelp, options->file,
         [options](auto& report, auto& progress) { RunWrite(*options, report, progress); },
-        "The AVI file that is written");
+        "The AVI file to write");
     verb.AddText("--jpeg", options->jpeg, "PATTERN", "JPEG pictures");
     verb.AddText("--raw", options->raw, "PATTERN", "Raw pictures");
     verb.AddNumber("--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
@@ -163,13 +163,13 @@ void AddWriteVerb(CKrVerbTable& verbs)
                    "upper, lower, progressive (default) or unknown");
     verb.AddNumber("--display-width", options->displayWidth, "Width in square pixels");
     verb.AddNumber("--aspect-mode", options->aspectMode,
-                   "0, 1: by the display width; 3: square; 4, 5: fixed");
+                   "0, 1: from the display width; 3: square; 4, 5: fixed");
     verb.AddText("--size", options->size, "WIDTHxHEIGHT", "Size of raw pictures");
     verb.AddNumber("--bits", options->bits, "Bits per pixel of raw pictures (24)");
-    verb.AddText("--codec", options->codec, "FOURCC", "FourCC of raw pictures that are stored as they are");
+    verb.AddText("--codec", options->codec, "FOURCC", "FourCC of raw pictures stored unchanged");
     verb.AddNumber("--stride", options->stride, "Bytes from row to row of raw pictures");
     verb.AddChoice("--rows", options->isTopDown, "ORDER", {{"top-down", true}, {"bottom-up", false}},
                    "Order of raw rows: top-down (default) or bottom-up");
-    verb.AddSwitch("--force", options->force, "Replace a file that exists");
+    verb.AddSwitch("--force", options->force, "Replace an existing file");
 }
 } // namespace KrTool

@@ -182,7 +182,7 @@ void CKrLayoutCheck::NoteList(const SKrScannedList& list)
 void CKrLayoutCheck::NoteHeaderList(uint64_t position)
 {
     if (!m_model.segments.empty() && m_model.segments.back().movi && !m_model.hdrl)
-        m_results.Add(EKrCheck::HeaderOrder, position, "hdrl before movi", "hdrl behind movi");
+        m_results.Add(EKrCheck::HeaderOrder, position, "hdrl before movi", "hdrl after movi");
     if (m_model.hdrl)
         m_results.Add(EKrCheck::ChunkRepeated, position, "one list", "another list hdrl");
     else

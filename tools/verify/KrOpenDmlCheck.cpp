@@ -196,8 +196,8 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
     const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
     if ((chunk.marks & kBoth) == kBoth && isKeyInIdx1 != isKeyInIx)
         context.results.Add(EKrCheck::IndexKeyDiffers, chunk.position,
-                            isKeyInIdx1 ? "a key frame, as 'idx1' says" : "no key frame, as 'idx1' says",
-                            isKeyInIx ? "a key frame in 'ix##'" : "none in 'ix##'");
+                            isKeyInIdx1 ? "a key frame, as in 'idx1'" : "not a key frame, as in 'idx1'",
+                            isKeyInIx ? "a key frame in 'ix##'" : "not one in 'ix##'");
 }
 
 // Whether a video stream with indexed chunks has a key frame among them.

@@ -22,7 +22,7 @@ struct SKrUnitRate
 };
 
 // Audio units (sample frames, or chunks of compressed audio) up to a video frame, rounded to the nearest
-// whole number, halves up; nothing when the rates are no rates, or too large for the result to be exact.
+// whole number, halves up; nothing where a rate is 0 or the result would not be exact.
 std::optional<uint64_t> AudioUnitsUntil(uint64_t frame, SKrUnitRate video, SKrUnitRate audio);
 
 // How an audio stream counts time: units of `bytes` bytes, or each chunk a unit when `bytes` is 0.
@@ -33,7 +33,7 @@ struct SKrAudioUnit
 };
 SKrAudioUnit AudioUnit(const SKrAviStream& stream);
 
-// The unit of an audio stream that is due when a video frame is: the nearest one, counted from the stream's
+// The audio unit nearest to the time of a video frame, counted from the stream's
 // first, which is below 0 where the sound starts later. Both streams' starts count. Nothing as above.
 std::optional<int64_t> AudioUnitAtFrame(uint64_t frame, const SKrAviStream& video, const SKrAviStream& audio);
 
@@ -41,7 +41,7 @@ std::optional<int64_t> AudioUnitAtFrame(uint64_t frame, const SKrAviStream& vide
 // to it.
 Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, uint64_t end);
 
-// Sample frames that the chunks hold, as exactly as the format allows; 0 when it is not known.
+// Sample frames in the chunks, as exactly as the format allows; 0 when unknown.
 uint64_t SampleFrames(const SKrAviStream& stream, const Chunks& chunks);
 } // namespace KrTool
 

@@ -17,7 +17,7 @@ namespace
 {
 constexpr uint32_t kLongestName = 256;
 
-// Headers have a few dozen chunks; ten thousand are no header any more.
+// Real headers have a few dozen chunks.
 constexpr uint64_t kMostHeaderChunks = 10000;
 
 // Reads the facts of one file, list by list.

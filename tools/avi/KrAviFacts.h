@@ -1,5 +1,5 @@
-// What a file's headers say, read through the chunk tree: the segments, every stream whether or not the
-// reader's index operations cover it, and the kinds of index.
+// The contents of a file's headers, read through the chunk tree: the segments, every stream whether or not
+// the reader's index operations cover it, and the kinds of index.
 #ifndef KR_TOOLS_AVI_KRAVIFACTS_H
 #define KR_TOOLS_AVI_KRAVIFACTS_H
 
@@ -37,7 +37,7 @@ struct SKrAviStream : SKrStreamHeader
     void TakeHeader(std::span<const uint8_t> bytes);
 };
 
-// That a stream starts late, and how late: "stream 1 starts 24000 units (0.500 s) late". The number is the
+// How late a stream starts: "stream 1 starts 24000 units (0.500 s) late". The number is the
 // one that its chunks have, which is not the header's where other headers are lost.
 std::string StartText(const SKrAviStream& stream, uint32_t number);
 
@@ -46,11 +46,11 @@ struct SKrAviFacts
     std::vector<SKrRiffChunkInfo> segments;
     bool hasMainHeader = false; // an 'avih' was there
     SKrMainHeader mainHeader;
-    std::optional<uint32_t> declaredFramesInAll; // by the OpenDML header
+    std::optional<uint32_t> declaredFramesInAll; // according to the OpenDML header
     std::vector<SKrAviStream> streams;
     std::optional<SKrRiffChunkInfo> movi; // of the first segment
     std::optional<SKrRiffChunkInfo> idx1;
-    bool cut = false; // the headers have more chunks or streams than are looked at
+    bool cut = false; // the headers have too many chunks or streams
 };
 
 constexpr uint32_t kLargestFormat = 0x10000;
@@ -75,7 +75,7 @@ uint32_t DeclaredFrames(const SKrAviFacts& facts);
 const SKrAviStream* FirstVideoStream(const SKrAviFacts& facts);
 const SKrAviStream* FirstUsableAudioStream(const SKrAviFacts& facts);
 
-// For users of a file that has sound, but none that the reader indexes; empty for others.
+// A note for files whose sound the reader cannot index; empty for others.
 std::string UnindexedSoundText(const SKrAviFacts& facts);
 } // namespace KrTool
 

@@ -43,7 +43,7 @@ std::string WhyNotOpened(const std::string& path)
     return WhyNotAvi(path);
 }
 
-// The reader also opens what has no AVI header, as long as something there can be taken for a chunk.
+// The reader also opens files without AVI headers if anything in them resembles a chunk.
 bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
 {
     if (reader.FindFirstRiffSegment() != 0)

@@ -1,4 +1,4 @@
-// An open file behind the library's reader, held for as long as a verb needs it.
+// A file opened with the library's reader.
 #ifndef KR_TOOLS_AVI_KRAVIFILE_H
 #define KR_TOOLS_AVI_KRAVIFILE_H
 
@@ -12,12 +12,12 @@
 
 namespace KrTool
 {
-// What the reader reports about the video stream that it took.
+// The reader's report on its video stream.
 struct SKrVideoAnswer
 {
     uint32_t frames = 0;
     uint32_t chunkId = 0; // of its first data chunk, or 0
-    int isValid = 0;      // otherwise nothing is known of the rest
+    int isValid = 0;      // otherwise the rest is unknown
     SKrAviVideoParams format{};
     uint32_t compression = 0;
     uint16_t bitCount = 0;
@@ -31,7 +31,7 @@ struct SKrVideoAnswer
 class CKrAviFile final : public CKrByteSource
 {
 public:
-    // Opens the file, or throws CKrToolError with the reason as far as it can be known.
+    // Opens the file, or throws CKrToolError with the reason if known.
     explicit CKrAviFile(const std::string& path);
 
     IKrRiffReader& Reader() const { return *m_reader; }

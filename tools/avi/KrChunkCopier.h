@@ -12,7 +12,7 @@
 
 namespace KrTool
 {
-// Chunks are copied in blocks, so that no size in a file decides how much memory is taken.
+// Chunks are copied in blocks, so that memory use does not depend on sizes in the file.
 constexpr size_t kBlockSize = size_t{4} << 20;
 
 class CKrChunkCopier
@@ -48,7 +48,7 @@ private:
     const CKrAviFile& m_file;
     const CKrProgress& m_progress;
     std::vector<uint8_t> m_buffer;
-    uint64_t m_cut = 0; // chunks that came short
+    uint64_t m_cut = 0; // chunks that were truncated
 };
 } // namespace KrTool
 

@@ -87,8 +87,8 @@ bool CKrChunkFinder::IsConfirmed(uint64_t position, uint64_t end)
     return isProven && !(m_rules.doubtsIndexEntries && IsIndexEntry(guess, position));
 }
 
-// Whether what looks like a chunk is an entry of an 'idx1': the next one's id stands inside the chunk; or it
-// is the last one, with another in front, no chunk that ends here, and a size that can be flags.
+// Whether an apparent chunk is an entry of an 'idx1': the next entry's id is inside the chunk; or it is the
+// last entry, after another one and not after a chunk, and its size can be flags.
 bool CKrChunkFinder::IsIndexEntry(const SKrChunkGuess& chunk, uint64_t position)
 {
     constexpr size_t kEntrySize = SKrOldIndexEntry::kEncodedSize;
@@ -133,7 +133,7 @@ uint64_t CKrChunkFinder::CountZeros(uint64_t from, uint64_t end)
 
 uint64_t CKrChunkFinder::FindNext(uint64_t from, uint64_t end)
 {
-    const uint64_t start = from + (m_rules.stopsBehindZeros ? CountZeros(from, end) : 0);
+    const uint64_t start = from + (m_rules.acceptsAfterZeros ? CountZeros(from, end) : 0);
     if (start > from && At(start, end).IsIn(m_rules.followers))
         return start;
     uint64_t position = std::max(start, from + 1);

@@ -1,4 +1,4 @@
-// Whether a chunk stands at a place of a file, what proves that it does, and where the next one stands.
+// Finds chunks in a file, the evidence for them, and where the next one starts.
 #ifndef KR_TOOLS_AVI_KRCHUNKFINDER_H
 #define KR_TOOLS_AVI_KRCHUNKFINDER_H
 
@@ -14,13 +14,13 @@ namespace KrTool
 class CKrByteSource;
 class CKrProgress;
 
-// Where the chunk behind another one is looked for. Some programs do not pad odd chunks, and some start
+// Where the chunk after another one is expected. Some programs do not pad odd chunks, and some start
 // chunks at odd positions.
 enum class EKrPadding
 {
     ByPosition, // the even position, else where the data end
-    BySize,     // where the data end, or behind the padding byte of an odd size
-    Either      // where the size says, else one byte from there
+    BySize,     // where the data end, or after the padding byte of an odd size
+    Either      // at the end by size, else one byte from there
 };
 
 // What proves that there is a list.
@@ -40,11 +40,11 @@ struct SKrSearchRules
     GuessSet followers = 0; // what can follow a chunk
     EKrPadding padding = EKrPadding::Either;
     EKrListProof listProof = EKrListProof::Type;
-    bool zeroByteFollows = false;   // a zero byte, too
-    bool stopsBehindZeros = false;  // at a place of `followers` that ends a run of zeros
+    bool zeroByteFollows = false;   // as can a zero byte
+    bool acceptsAfterZeros = false; // a run of zeros may precede the follower
     bool doubtsEmptyChunks = false; // a size of 0 is taken for a damaged one
     bool doubtsIndexEntries = false;
-    uint64_t closely = 0; // bytes in which all `chunks` are found; behind them data chunks, indexes and lists
+    uint64_t closely = 0; // bytes in which all `chunks` are found; after them data chunks, indexes and lists
 };
 
 class CKrChunkFinder
@@ -52,23 +52,22 @@ class CKrChunkFinder
 public:
     CKrChunkFinder(const CKrByteSource& file, const SKrSearchRules& rules, CKrProgress& progress);
 
-    // Looks at a place in a list that ends at `end`, or in the file.
+    // The guess at a position in a list that ends at `end`, or in the file.
     SKrChunkGuess At(uint64_t position, uint64_t end);
     SKrChunkGuess At(uint64_t position) { return At(position, m_length); }
     bool IsAt(uint64_t position, GuessSet set) { return At(position).IsIn(set); }
 
-    // Where the next chunk starts, behind one whose data end at `behind`; nothing where none of the followers
-    // stands.
+    // Where the next chunk starts after data that end at `dataEnd`; nothing without a follower there.
     std::optional<uint64_t> FindFollower(uint64_t behind, uint32_t size, uint64_t end, GuessSet followers);
 
-    // The next place behind `from` and before `end` where a chunk stands for certain, or `end`. In time that
-    // grows with the bytes passed over.
+    // The next position after `from` and before `end` with a confirmed chunk, or `end`. Linear in the bytes
+    // searched.
     uint64_t FindNext(uint64_t from, uint64_t end);
 
     // Zero bytes from a place on.
     uint64_t CountZeros(uint64_t from, uint64_t end);
 
-    // Whether the bytes of a chunk 'idx1' are entries, by what the first and the last one look like.
+    // Whether a chunk 'idx1' holds entries, judged by the first and the last one.
     bool IsOldIndex(const SKrChunkGuess& chunk, uint64_t position);
 
 private:
@@ -83,8 +82,8 @@ private:
     const SKrSearchRules& m_rules;
     CKrProgress& m_progress;
     CKrFileWindow m_headers;
-    CKrFileWindow m_searched;    // of its own, so that looks at headers do not drive a search's bytes out
-    uint64_t m_searchedFrom = 1; // a search by ids from here to there would find what the last one found
+    CKrFileWindow m_searched;    // separate, so that header reads do not evict the bytes of a search
+    uint64_t m_searchedFrom = 1; // a search by ids in this range would repeat the last result
     uint64_t m_found = 0;
 };
 } // namespace KrTool

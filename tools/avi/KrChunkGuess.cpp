@@ -74,7 +74,7 @@ EKrGuess GuessOf(uint32_t id, bool isInside)
     return IsAnyId(id) ? EKrGuess::Printable : EKrGuess::Nothing;
 }
 
-// The characters that the ids which are searched for have at each of their four places, besides digits.
+// The characters, besides digits, of the ids searched for, at each of their four positions.
 constexpr std::array<std::string_view, kIdSize> kSearchedCharacters = {"iJRL", "dxUI", "dwxNFS", "bc1xKFT"};
 
 constexpr bool CanStandAt(size_t place, uint8_t byte)
@@ -85,8 +85,8 @@ constexpr bool CanStandAt(size_t place, uint8_t byte)
 
 constexpr size_t kBytes = 256;
 
-// How far the search moves on from four bytes by the last one of them: to the next place at which that byte
-// can stand in an id.
+// How far the search advances given the last of four bytes: to the next position at which that byte can be
+// part of an id.
 constexpr std::array<uint8_t, kBytes> Steps()
 {
     std::array<uint8_t, kBytes> steps{};

@@ -1,4 +1,4 @@
-// What the first bytes at a place of a file, damaged or not, look like.
+// What the first bytes at a position of a file, damaged or not, appear to be.
 #ifndef KR_TOOLS_AVI_KRCHUNKGUESS_H
 #define KR_TOOLS_AVI_KRCHUNKGUESS_H
 
@@ -16,7 +16,7 @@ enum class EKrGuess : uint8_t
     Zeros,      // eight of them
     AviList,    // 'RIFF' or 'LIST' of a type that AVI files have, of any size
     OtherList,  // of another type of printable characters
-    BrokenList, // of a type that is none
+    BrokenList, // of an invalid type
     Data,       // a data chunk of a video or audio stream, of any size
     OtherData,  // a chunk of a stream, neither video nor audio, that lies inside
     Index,      // an index or filler, of any size
@@ -46,15 +46,15 @@ struct SKrChunkGuess
     [[nodiscard]] bool IsList() const { return IsIn(kAnyList); }
 };
 
-// Looks at the bytes at a place, of which the first twelve are wanted; `left` are those from there to the end
-// of the file or of the list in which the place lies.
+// Classifies the first bytes at a position, twelve if available; `left`: bytes from there to the end of the
+// file or of the list around it.
 SKrChunkGuess GuessChunk(std::span<const uint8_t> bytes, uint64_t left);
 
 // Whether a type of 'RIFF' is one of AVI files.
 bool IsSegmentType(uint32_t type);
 
-// The first place among the bytes, from `from` on, that may be the header of a data chunk, an index, a filler
-// or a list. Four bytes are looked at: without a match, the first place that was not decided.
+// The first position from `from` on that may start the header of a data chunk, an index, a filler or a list,
+// judged by four bytes. Without a match, the first position that is undecided.
 struct SKrIdSearch
 {
     size_t place = 0;

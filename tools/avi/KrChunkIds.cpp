@@ -9,7 +9,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint32_t kHexadecimalNumbers = 100; // above, letters come from something else than an id
+constexpr uint32_t kHexadecimalNumbers = 100; // larger numbers are not from an id
 
 struct SKrEnding
 {

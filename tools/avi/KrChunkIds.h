@@ -17,10 +17,10 @@ enum class EKrStreamKind
     Audio
 };
 
-// What a user sees as the name of a stream's kind.
+// The name of a stream's kind in messages.
 const char* KindName(EKrStreamKind kind);
 
-// What a chunk holds by the last two characters of its id.
+// The content of a chunk according to the last two characters of its id.
 enum class EKrContent : uint8_t
 {
     Video, // 'dc', 'db'
@@ -46,8 +46,8 @@ struct SKrDataTag
     }
 };
 
-// What the id of a data chunk says. Hexadecimal numbers end below 100. Where the headers have `streamCount`
-// streams and none of the number in hexadecimal digits, decimal ones are taken as such.
+// The meaning of a data chunk's id. Hexadecimal numbers are below 100. A number that `streamCount` excludes
+// as hexadecimal is read as decimal.
 std::optional<SKrDataTag> DataTagOf(uint32_t id, size_t streamCount);
 
 // "ix00" and the like, and the id that a video chunk of the same stream has.

@@ -1,4 +1,4 @@
-// The chunks and lists that AVI files have: where each may lie, and what its bytes are for.
+// The chunks and lists that AVI files have: where each may be, and the use of its bytes.
 #ifndef KR_TOOLS_AVI_KRCHUNKKINDS_H
 #define KR_TOOLS_AVI_KRCHUNKKINDS_H
 
@@ -9,7 +9,7 @@
 
 namespace KrTool
 {
-// What the bytes of a file are for.
+// The use of a file's bytes.
 enum class EKrBytes : uint8_t
 {
     Structure, // headers of lists and chunks
@@ -34,7 +34,7 @@ enum class EKrListKind : uint8_t
     Movi,
     Rec,
     Info,
-    Other // of a type that AVI files do not have
+    Other // of an unknown type
 };
 
 // Lists as a set of bits.
@@ -47,7 +47,7 @@ inline constexpr uint32_t kDataLists = ListBit(EKrListKind::Movi) | ListBit(EKrL
 struct SKrChunkKind
 {
     uint32_t id;
-    uint32_t places; // bits of the lists that it may lie in
+    uint32_t places; // bits of the lists that may contain it
     EKrBytes bytes;
 };
 

@@ -11,8 +11,8 @@ namespace KrTool
 {
 namespace
 {
-// The chunk whose header stands at a place or, where that is odd and nothing fills up from there, one byte
-// further on; nothing where no chunk can be.
+// The chunk with its header at a position or, if that is odd and no filler starts there, one byte later;
+// nothing if neither can be a chunk.
 std::optional<SKrRiffChunkInfo> ChunkAt(const CKrAviFile& file, uint64_t position, uint64_t limit)
 {
     std::array<uint8_t, kListHeaderSize + 1> bytes{};
@@ -30,7 +30,7 @@ std::optional<SKrRiffChunkInfo> ChunkAt(const CKrAviFile& file, uint64_t positio
     return chunk;
 }
 
-bool IsFilledUpBehind(const CKrAviFile& file, const SKrRiffChunkInfo& chunk, uint64_t limit)
+bool HasFillerAfter(const CKrAviFile& file, const SKrRiffChunkInfo& chunk, uint64_t limit)
 {
     if (EndPosition(chunk) % 2 == 0)
         return false;
@@ -38,7 +38,7 @@ bool IsFilledUpBehind(const CKrAviFile& file, const SKrRiffChunkInfo& chunk, uin
     return next && HeaderPosition(*next) == EndPosition(chunk);
 }
 
-// The chunks from a place on, one behind the other.
+// The chunks from a position on, in order.
 void AddFrom(const CKrAviFile& file, uint64_t position, uint64_t limit, CKrNodeBudget& budget,
              CKrProgress& progress, OwnNodes& nodes)
 {
@@ -95,7 +95,7 @@ std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNod
             break;
         children.push_back(child);
         progress.Advance(HeaderPosition(child->chunk));
-        if (others != nullptr && IsFilledUpBehind(file, child->chunk, limit))
+        if (others != nullptr && HasFillerAfter(file, child->chunk, limit))
         {
             AddFrom(file, EndPosition(child->chunk), limit, budget, progress, *others);
             for (SKrRiffChunkNode& node : *others)

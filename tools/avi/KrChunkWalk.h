@@ -20,7 +20,7 @@ inline uint64_t HeaderPosition(const SKrRiffChunkInfo& chunk)
     return chunk.offset - kChunkHeaderSize;
 }
 
-// Position behind a chunk's payload, the padding byte of odd sizes not counted.
+// Position after a chunk's payload, without the padding byte of odd sizes.
 inline uint64_t EndPosition(const SKrRiffChunkInfo& chunk)
 {
     return chunk.offset + chunk.cksize;
@@ -58,9 +58,9 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
 // bounds them by what the container claims; `limit` is where the containers around it end, so that no chunk
 // is visited twice.
 //
-// The library's writer fills up to a sector directly behind chunks of odd size. The reader, which takes a
-// byte for padding there, finds nothing more: with `others` the rest is read from the file, and its nodes are
-// made there. Such nodes are not the reader's, and not for its operations.
+// The library's writer pads to a sector directly after chunks of odd size. The reader, which skips a padding
+// byte there, finds nothing more: with `others` the rest is read from the file into nodes of its own, which
+// are not for the reader's operations.
 using OwnNodes = std::deque<SKrRiffChunkNode>;
 std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
                                          CKrNodeBudget& budget, CKrProgress& progress,

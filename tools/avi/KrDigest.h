@@ -1,5 +1,4 @@
-// Two checksums over the same bytes: XXH3 with 128 bits, which is fast, and MD5, which other programs have
-// too.
+// Two checksums of the same bytes: XXH3 with 128 bits, which is fast, and MD5, which other programs support.
 #ifndef KR_TOOLS_AVI_KRDIGEST_H
 #define KR_TOOLS_AVI_KRDIGEST_H
 

@@ -1,4 +1,4 @@
-// What is wrong with a file as a whole, whatever it was opened for.
+// Defects of a whole file, reported by all verbs.
 #ifndef KR_TOOLS_AVI_KRFILEFINDINGS_H
 #define KR_TOOLS_AVI_KRFILEFINDINGS_H
 

@@ -49,7 +49,7 @@ void CKrFileScanner::Step()
         PassGap(m_finder.FindNext(m_position, end));
 }
 
-// False when what looks like a list is none.
+// False when an apparent list is not one.
 bool CKrFileScanner::TakeList(const SKrChunkGuess& guess)
 {
     if (m_rules.trust == EKrTrust::Followers)
@@ -74,7 +74,7 @@ bool CKrFileScanner::TakeList(const SKrChunkGuess& guess)
     return true;
 }
 
-// A segment never lies in another one: what claims to be around it was cut or never completed.
+// Segments do not nest: one that would contain another was truncated or never completed.
 void CKrFileScanner::EnterSegment(const SKrChunkGuess& guess)
 {
     const auto overlapped = std::ranges::find(m_lists, EKrListKind::Segment, &SKrScannedList::kind);

@@ -13,20 +13,20 @@
 
 namespace KrTool
 {
-// What a scan goes by where sizes contradict each other.
+// Which sizes a scan trusts where they contradict each other.
 enum class EKrTrust
 {
-    ListSizes,  // lists that AVI files have end where they say, unless a chunk that overruns them leads on
-    ChunkSizes, // lists end where they say, but for chunks that overrun them; a segment ends all before it
-    Followers   // lists of any size are entered, and a chunk's size is right when what follows proves it
+    ListSizes,  // known lists end by size, unless a chunk that overruns them leads to another
+    ChunkSizes, // lists end by size, except for chunks that overrun them; a segment ends all before it
+    Followers   // lists of any size are entered, and a chunk's size is correct if its follower confirms it
 };
 
 struct SKrScanRules
 {
     EKrTrust trust = EKrTrust::ListSizes;
-    GuessSet chunks = 0;           // that are taken for chunks or lists as they come
-    bool reportsZeros = false;     // runs of zeros by themselves, not as gaps
-    size_t levels = kDeepestLevel; // that are entered, the file itself among them
+    GuessSet chunks = 0;           // accepted as chunks or lists where they occur
+    bool reportsZeros = false;     // separately from gaps
+    size_t levels = kDeepestLevel; // entered, including the file itself
     SKrSearchRules search;
 };
 
@@ -37,10 +37,10 @@ struct SKrScannedList
     uint32_t type = 0;
     uint32_t size = 0;       // as stored
     uint64_t position = 0;   // of the header
-    uint64_t end = 0;        // of what is looked at
+    uint64_t end = 0;        // of what is scanned
     uint64_t claimedEnd = 0; // by its own size
     bool isUnset = false;    // its size was never written
-    bool isOpen = false;     // the size is known to be wrong: what cannot lie inside ends the list
+    bool isOpen = false;     // the size is wrong: anything that cannot be inside ends the list
     bool hasChildren = false;
 };
 
@@ -51,8 +51,8 @@ struct SKrScannedChunk
     uint64_t end = 0;      // of what is there
 };
 
-// What is told about a file, in file order. `around` are the lists that the place lies in, the innermost
-// last; the innermost has no children yet when the first one is reported.
+// Events of a scan, in file order. `around`: the lists around the position, the innermost last; it has no
+// children yet when the first one is reported.
 class IKrScanListener
 {
 public:
@@ -64,19 +64,19 @@ public:
     virtual void OnList(const SKrScannedList& list, Lists around) = 0;
     virtual void OnListEnd(const SKrScannedList&, Lists /*around*/, uint64_t /*position*/) {}
 
-    // A segment claims more than the place where the next one begins.
+    // A segment extends past the start of the next one.
     virtual void OnSegmentOverlap(const SKrScannedList& /*segment*/, uint64_t /*position*/) {}
 
     // A chunk with its header; also a list that is not entered.
     virtual void OnChunk(const SKrScannedChunk& chunk, Lists around) = 0;
 
-    // The chunk that comes next leads out of the list around it, or, where it is cut, out of the file; its
-    // size says that it ends at `claimedEnd`.
+    // The next chunk ends, according to its size, at `claimedEnd`: outside its list or, if truncated, outside
+    // the file.
     virtual void OnOverrun(const SKrScannedChunk&, Lists /*around*/, uint64_t /*claimedEnd*/, bool /*isCut*/)
     {
     }
 
-    // A chunk whose data are not there in full. The gap after it begins with its header.
+    // A chunk with truncated data. The gap after it begins with its header.
     virtual void OnLostChunk(const SKrChunkGuess&) {}
 
     virtual void OnPadding(uint64_t /*position*/) {}
@@ -88,7 +88,7 @@ public:
     // Bytes that belong to no chunk.
     virtual void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) = 0;
 
-    // Whether the listener can hold no more: what is left is then one gap.
+    // Whether the listener is full: the rest is then one gap.
     [[nodiscard]] virtual bool IsFull() const { return false; }
 };
 
@@ -99,7 +99,7 @@ public:
     CKrFileScanner(const CKrByteSource& file, const SKrScanRules& rules, IKrScanListener& listener,
                    CKrProgress& progress);
 
-    // Moves forward only, so that overlapping lists cost nothing. `step` is what the progress shows.
+    // Only moves forward, so that overlapping lists cost nothing. `step`: shown as progress.
     void Run(const std::string& step);
 
 private:
@@ -126,7 +126,7 @@ private:
     void CloseOpenLists(uint32_t places);
     void MoveTo(uint64_t position, bool isOddChunk);
     void Align(bool isOddChunk);
-    uint64_t PositionBehind(uint64_t end, uint32_t size);
+    uint64_t PositionAfter(uint64_t end, uint32_t size);
 
     void PassZeros();
     void PassGap(uint64_t to);

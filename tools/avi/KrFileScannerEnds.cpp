@@ -12,7 +12,7 @@ constexpr GuessSet kAviChunks =
     GuessesOf(EKrGuess::AviList, EKrGuess::OtherList, EKrGuess::Data, EKrGuess::OtherData, EKrGuess::Index,
               EKrGuess::Header, EKrGuess::CutHeader);
 
-// Ids that prove by themselves that there is a chunk.
+// Ids that prove a chunk on their own.
 constexpr GuessSet kStrong = kDataOrIndex | GuessesOf(EKrGuess::AviList);
 
 constexpr GuessSet kAnyLetters = GuessesOf(EKrGuess::Printable, EKrGuess::Header);
@@ -62,14 +62,14 @@ void CKrFileScanner::TakeByLists(const SKrChunkGuess& guess)
     MoveTo(end, guess.size % 2 != 0);
 }
 
-// Whether what ends there would be whole if the file were.
+// Whether a chunk that ends there is truncated only by the end of the file.
 bool CKrFileScanner::IsCut(uint64_t end) const
 {
     return end > m_length && (m_lists.back().isOpen || end <= m_lists.back().claimedEnd);
 }
 
-// Where a chunk or list is taken to end: by its own size, unless that leads out of the list around it to a
-// place where nothing begins.
+// The assumed end of a chunk or list: by its own size, unless that leads out of the list around it to a
+// position where nothing begins.
 uint64_t CKrFileScanner::ResolveEnd(const SKrChunkGuess& guess)
 {
     const uint64_t end = ClaimedEnd(guess);
@@ -98,7 +98,7 @@ void CKrFileScanner::ExtendLists(uint64_t end)
     }
 }
 
-// A list whose size is wrong ends where something begins that cannot lie in it but in a list around it.
+// A list with a wrong size ends at the first thing that belongs to a list around it instead.
 void CKrFileScanner::CloseOpenLists(uint32_t places)
 {
     const auto isPlace = [places](const SKrScannedList& list)
@@ -119,8 +119,8 @@ void CKrFileScanner::MoveTo(uint64_t position, bool isOddChunk)
         Align(isOddChunk);
 }
 
-// Steps over the padding byte. Behind a chunk without one the next chunks start at odd positions, and some
-// writers pad by the size, others by the position: what stands there decides.
+// Skips the padding byte. After a chunk without one the next chunks start at odd positions, and some writers
+// pad by size, others by position: the bytes there decide.
 void CKrFileScanner::Align(bool isOddChunk)
 {
     const uint64_t end = Top().end;
@@ -145,7 +145,7 @@ bool CKrFileScanner::TakeByChunks(const SKrChunkGuess& guess)
     const uint64_t end = ClaimedEnd(guess);
     if (end > m_length)
     {
-        // The end of the file cuts the last chunk. One in front of others has a wrong size.
+        // The end of the file truncates only the last chunk. One before others has a wrong size.
         if (!guess.IsIn(kDataOrIndex) ||
             m_finder.FindNext(m_position + kChunkHeaderSize - 1, m_length) != m_length)
             return false;
@@ -161,20 +161,20 @@ bool CKrFileScanner::TakeByChunks(const SKrChunkGuess& guess)
         ReportOverrun(guess, end, false);
     }
     Report(guess, end);
-    m_position = PositionBehind(end, guess.size);
+    m_position = PositionAfter(end, guess.size);
     return true;
 }
 
 // Chunks of odd size end with a padding byte, or without one as our own files do.
-uint64_t CKrFileScanner::PositionBehind(uint64_t end, uint32_t size)
+uint64_t CKrFileScanner::PositionAfter(uint64_t end, uint32_t size)
 {
     const bool hasPadding =
         size % 2 != 0 && (m_finder.IsAt(end + 1, kStrong) || !m_finder.IsAt(end, kStrong));
     return std::min(m_length, hasPadding ? end + 1 : end);
 }
 
-// A chunk of no known id can be a list whose own id is damaged. Zeros behind an index prove nothing wrong
-// with it, while its last entry in front of them looks like a chunk.
+// A chunk with an unknown id can be a list with a damaged id. Zeros after an index are no sign of damage, but
+// its last entry before them resembles a chunk.
 void CKrFileScanner::TakeByFollowers(const SKrChunkGuess& guess)
 {
     const uint64_t end = ClaimedEnd(guess);
@@ -192,8 +192,8 @@ void CKrFileScanner::TakeByFollowers(const SKrChunkGuess& guess)
     TakeDoubtful(guess);
 }
 
-// What follows the chunk does not prove its size. It is taken as it stands unless another chunk starts inside
-// it: also a whole one can have garbage behind it. A size of 0 is then a damaged one.
+// The bytes after the chunk do not confirm its size. It is accepted unless another chunk starts inside it: a
+// whole chunk can also precede garbage. A size of 0 then counts as damaged.
 void CKrFileScanner::TakeDoubtful(const SKrChunkGuess& guess)
 {
     const uint64_t end = ClaimedEnd(guess);
@@ -211,7 +211,7 @@ void CKrFileScanner::TakeDoubtful(const SKrChunkGuess& guess)
     }
     if (found == m_length && guess.kind == EKrGuess::Index)
     {
-        m_position = m_length; // an index that the file's end cuts: no stream loses anything
+        m_position = m_length; // a truncated index: no stream loses anything
         return;
     }
     m_listener.OnLostChunk(guess);

@@ -1,5 +1,5 @@
-// The bytes of a file as walks want them: reads that follow each other become few and large ones, reads that
-// jump from header to header stay small.
+// Buffered reads of a file: consecutive ones become few and large, those that jump from header to header
+// stay small.
 #ifndef KR_TOOLS_AVI_KRFILEWINDOW_H
 #define KR_TOOLS_AVI_KRFILEWINDOW_H
 
@@ -23,7 +23,7 @@ public:
     // `count` is at most kLargest. Throws CKrToolError when the file cannot be read.
     std::span<const uint8_t> At(uint64_t position, size_t count);
 
-    // The same with whatever else is at hand behind them.
+    // The same with the buffered bytes after them.
     std::span<const uint8_t> From(uint64_t position, size_t count);
 
 private:

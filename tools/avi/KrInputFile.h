@@ -1,4 +1,4 @@
-// Files that are read by position: the bytes of any file, and why one cannot be read.
+// Files read by position, and the reason why one cannot be read.
 #ifndef KR_TOOLS_AVI_KRINPUTFILE_H
 #define KR_TOOLS_AVI_KRINPUTFILE_H
 
@@ -15,7 +15,7 @@ class IKrFile;
 
 namespace KrTool
 {
-// A file that is open, whoever opened it. Reads may come from any thread.
+// An open file. Any thread may read.
 class CKrByteSource
 {
 public:
@@ -39,7 +39,7 @@ private:
     uint64_t m_length = 0;
 };
 
-// Any file, without a look at what it holds.
+// Any file, whatever its content.
 class CKrInputFile final : public CKrByteSource
 {
 public:
@@ -52,11 +52,10 @@ private:
     std::shared_ptr<IKrFile> m_file;
 };
 
-// The path as the system's calls take it. Throws CKrToolError when it is no UTF-8.
+// The path for system calls. Throws CKrToolError when it is not UTF-8.
 std::wstring WidePath(const std::string& path);
 
-// Why a file cannot be read: for one that the system does not let anybody read now; general words for one
-// that it does.
+// Why a file cannot be read; a general reason if the system can read it.
 std::string WhyNotReadable(const SKrFileProbe& probe);
 } // namespace KrTool
 

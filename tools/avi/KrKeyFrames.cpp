@@ -14,13 +14,13 @@ namespace KrTool
 {
 namespace
 {
-// Entries of frames that the caller has not, such as empty ones or those that damage took.
+// Entries of frames absent from the caller's list, such as empty or lost ones.
 constexpr uint64_t kMostOtherEntries = uint64_t{1} << 20;
 
 using Positions = std::unordered_set<uint64_t>;
 
-// The entries of a table in a file, read in blocks; what the file does not hold is not there. `take` answers
-// whether it wants more.
+// The entries of a table in a file, as far as the file has them, read in blocks. `take` returns whether to go
+// on.
 template <class TAKE>
 void ForEachEntry(const CKrAviFile& file, uint64_t position, uint64_t count, size_t size, TAKE&& take)
 {
@@ -52,7 +52,7 @@ bool ReadHead(const CKrAviFile& file, uint64_t position, HEAD& head)
     return Decode(in, head);
 }
 
-// Frames that an OpenDML index says are none. `budget`: entries that are still looked at.
+// Frames that an OpenDML index marks as non-key. `budget`: entries still to be read.
 void AddFromStandardIndex(const CKrAviFile& file, uint64_t position, uint64_t& budget, Positions& found)
 {
     SKrStdIndexHead head;

@@ -1,4 +1,4 @@
-// Which frames stand alone, as the indexes flag them. The reader's index operations do not tell.
+// Which frames are key frames according to the indexes; the reader's index operations do not report it.
 #ifndef KR_TOOLS_AVI_KRKEYFRAMES_H
 #define KR_TOOLS_AVI_KRKEYFRAMES_H
 
@@ -13,12 +13,12 @@ namespace KrTool
 class CKrAviFile;
 struct SKrAviFacts;
 
-// One value for each frame: whether it is a key frame. Frames that no index flags count as key frames; so do
-// all of them when the index flags none as one, as some programs write it.
+// Whether each frame is a key frame. Frames without an entry count as key frames; so do all frames of an
+// index without key frames, as some programs write it.
 std::vector<bool> KeyFrames(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t stream,
                             const Chunks& frames);
 
-// What a note says where frames that are no key frames go into a new file: "2 frames of stream 0 depend ...".
+// A note for non-key frames copied to a new file: "2 frames of stream 0 depend ...".
 std::string DependingText(uint64_t frames, uint32_t stream);
 } // namespace KrTool
 

@@ -18,7 +18,7 @@ namespace
 // The reader keeps a record of each match until its search ends, so a long search is taken in stretches.
 constexpr uint64_t kMatchesPerSearch = 65536;
 
-// More data chunks than days of recording have.
+// Even days of recording have fewer data chunks.
 constexpr size_t kMostFoundChunks = size_t{1} << 24;
 
 constexpr uint64_t kReadersChoice = UINT64_MAX;
@@ -49,7 +49,7 @@ std::optional<uint64_t> SearchStretch(const CKrAviFile& file, uint64_t from, Chu
     return std::nullopt;
 }
 
-// The stream that the headers give for the reader's own choice.
+// The stream that the reader would choose according to the headers.
 std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind kind)
 {
     const SKrAviStream* const stream =
@@ -57,7 +57,7 @@ std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind 
     return stream != nullptr ? std::optional(stream->number) : std::nullopt;
 }
 
-// The same where there are no headers: the reader tells the id of the first data chunk that it saw.
+// The same without headers: from the id of the first data chunk that the reader saw.
 std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind kind)
 {
     if (kind == EKrStreamKind::Video)
@@ -72,7 +72,7 @@ std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind
 void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)
 {
     if (facts.streams.empty())
-        return; // raw chunks: what is there shows when they are searched
+        return; // bare chunks: the search shows which exist
     const std::string name = "stream " + std::to_string(wanted);
     if (wanted >= facts.streams.size())
         throw CKrToolError(file.Path(), "there is no " + name + ": the file has " +
@@ -146,7 +146,7 @@ std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrA
     }
     catch (const CInvalidArgException&)
     {
-        return std::nullopt; // the index changed its mind about its length between two looks
+        return std::nullopt; // its length differed between passes
     }
     catch (const CMemoryException&)
     {

@@ -30,7 +30,7 @@ std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrA
 std::optional<uint32_t> StreamOfEntry(const CKrAviFile& file, const SKrChunkIndexEntry& entry,
                                       EKrStreamKind kind);
 
-// The stream that an index is about: by its first entry, else by the headers. Nothing for an empty index.
+// The stream of an index, according to its first entry, else to the headers. Nothing for an empty index.
 std::optional<uint32_t> StreamOfIndex(const CKrAviFile& file, const SKrAviFacts& facts, const Chunks& index,
                                       EKrStreamKind kind);
 
@@ -40,7 +40,7 @@ struct SKrFoundChunks
     bool cut = false; // there were more chunks than are kept
 };
 
-// Searches the whole file for chunks by id. Empty ones are passed over by the reader.
+// Searches the whole file for chunks by id. The reader skips empty ones.
 SKrFoundChunks SearchChunks(const CKrAviFile& file, const std::vector<uint32_t>& ids, CKrProgress& progress);
 
 struct SKrStreamChunks
@@ -53,22 +53,22 @@ struct SKrStreamChunks
 // The number that a user gave, in a type that stream numbers have; one that is too large stays too large.
 std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted);
 
-// What a user sees as the name of where a stream's chunks come from.
+// The source of a stream's chunks, for reports.
 const char* SourceName(const SKrStreamChunks& stream);
 
 // The first stream of a kind: the reader's own choice, else one that it does not cover.
 std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind);
 
-// The chunks of the stream that the user named, or of the reader's own choice. The report learns what is
-// wrong. Throws CKrToolError when the file has no such stream.
+// The chunks of the stream that the user named, or of the reader's own choice. Defects are reported. Throws
+// CKrToolError when the file has no such stream.
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                                std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress);
 
-// An index whose chunks together are larger than the file is not used: copying by it could fill any disk.
+// False for chunks larger in total than the file: copying them could fill any disk.
 bool IsPlausible(const CKrAviFile& file, const Chunks& index);
 uint64_t TotalBytes(const Chunks& chunks);
 
-// Chunks that reach behind the end of the file.
+// Chunks that extend past the end of the file.
 uint64_t CountCutChunks(const CKrAviFile& file, const Chunks& chunks);
 } // namespace KrTool
 

@@ -1,4 +1,4 @@
-#define FMT_HEADER_ONLY // here alone, since it costs each source seconds
+#define FMT_HEADER_ONLY // only here, since it adds seconds to each source
 #include "tools/command/KrFormat.h"
 
 #include <fmt/format.h>

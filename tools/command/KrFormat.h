@@ -1,5 +1,5 @@
-// Text from a format string that the compiler checks: "{} of {}". The library behind it is compiled in one
-// place.
+// Text from a format string that the compiler checks: "{} of {}". Only one source compiles
+// the library.
 #ifndef KR_TOOLS_COMMAND_KRFORMAT_H
 #define KR_TOOLS_COMMAND_KRFORMAT_H
 

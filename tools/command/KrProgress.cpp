@@ -17,9 +17,9 @@ namespace KrTool
 namespace
 {
 constexpr std::chrono::milliseconds kShowEvery{200};
-constexpr double kFirstRate = 0.5; // seconds of a step from which on its rate is told
+constexpr double kFirstRate = 0.5; // seconds of a step before its rate is shown
 constexpr double kMegabyte = 1e6;
-constexpr double kLongestTime = 1e7; // seconds; what is longer is no estimate
+constexpr double kLongestTime = 1e7; // seconds; anything longer is not an estimate
 
 EKrProgressMode Resolved(EKrProgressMode mode)
 {
@@ -41,7 +41,7 @@ const char* UnitName(EKrUnit unit)
     return "items";
 }
 
-// To a tenth, so that no digits are shown that nobody measured.
+// To a tenth: further digits are not measured.
 double Rounded(double value)
 {
     return std::round(value * 10) / 10;

@@ -36,10 +36,10 @@ struct SKrProgressState
     double seconds = 0; // since the step began
 
     [[nodiscard]] double Rate() const;                       // units per second
-    [[nodiscard]] std::optional<double> SecondsLeft() const; // nothing where it cannot be told
+    [[nodiscard]] std::optional<double> SecondsLeft() const; // nothing where unknown
 };
 
-// "searching 12.3 of 45.6 MB, 20.0 MB/s, 2 s left"; rate and time left are told once they mean something.
+// "searching 12.3 of 45.6 MB, 20.0 MB/s, 2 s left"; rate and time left are shown once meaningful.
 std::string ProgressText(const SKrProgressState& state);
 
 class CKrProgress

@@ -18,7 +18,7 @@ constexpr int kExitFailed = 2;
 
 using Json = nlohmann::ordered_json;
 
-// The JSON text of a value; bytes that are no UTF-8 become the replacement character.
+// The JSON text of a value; bytes that are not UTF-8 become the replacement character.
 std::string JsonText(const Json& value);
 
 // A fact as lines of text. The keys of objects become labels ("frameRate": "frame rate"); an object with
@@ -39,15 +39,15 @@ public:
     // `shown`: the value as the text report has it.
     void Fact(std::string_view key, const Json& value, const Json& shown);
 
-    // A list. In text, `heading` stands above it and each row brings its own text.
+    // A list. In text, `heading` precedes it and each row has its own text.
     void BeginRows(std::string_view key, std::string_view heading);
     void Row(const Json& value, std::string_view text);
     void EndRows();
 
-    // What a user should know and what is nobody's fault.
+    // A remark that is not a defect.
     void Note(const std::string& text) { m_notes.push_back(m_subject + text); }
 
-    // What is wrong with the file. Makes the exit code 1.
+    // A defect of the file. Makes the exit code 1.
     void Finding(const std::string& text) { m_findings.push_back(m_subject + text); }
 
     // With several files: the one that notes and findings are about from now on; empty: none.
@@ -67,7 +67,7 @@ private:
     bool m_hasMembers = false;
     bool m_inRows = false;
     bool m_hasRows = false;
-    std::string m_subject; // with a colon behind it
+    std::string m_subject; // followed by a colon
     std::vector<std::string> m_notes;
     std::vector<std::string> m_findings;
 };

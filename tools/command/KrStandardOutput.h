@@ -6,11 +6,11 @@
 
 namespace KrTool
 {
-// Throws CKrToolError when the output takes no more.
+// Throws CKrToolError when the output cannot be written.
 void Print(std::string_view text);
 void FlushOutput();
 
-// Best effort: nobody is left to tell when this fails.
+// Best effort: a failure cannot be reported.
 void PrintDiagnostic(std::string_view text);
 } // namespace KrTool
 

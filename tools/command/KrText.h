@@ -8,7 +8,7 @@
 
 namespace KrTool
 {
-// Text from elsewhere, made fit for a terminal: control characters and bytes that are no UTF-8 become \xHH.
+// Text from elsewhere, made fit for a terminal: control characters and bytes that are not UTF-8 become \xHH.
 std::string Printable(std::string_view text);
 
 // The four characters, lowest byte first; what is not printable ASCII becomes \xHH, a backslash \\.

@@ -35,7 +35,7 @@ size_t ParseChoice(const std::string& name, const std::vector<std::string>& word
     throw CLI::ValidationError(name, Format("'{}' is not one of {}", Printable(text), Joined(words, ", ")));
 }
 
-// What is wrong with an empty name; messages about files could not say which one they mean.
+// Messages could not name a file with an empty name.
 std::string EmptyName(const std::string& name)
 {
     return name.empty() ? "the name is empty" : std::string();

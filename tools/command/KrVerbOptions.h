@@ -1,5 +1,5 @@
-// What a program or one of its verbs takes on the command line, each with the place that its value goes to,
-// and how that reads in the manual page and to the shells.
+// The options of a program or verb, each with the destination of its value, and their texts for the manual
+// page and the shells.
 #ifndef KR_TOOLS_COMMAND_KRVERBOPTIONS_H
 #define KR_TOOLS_COMMAND_KRVERBOPTIONS_H
 
@@ -23,7 +23,7 @@ namespace KrTool
 struct SKrOptionText
 {
     std::vector<std::string> names;  // with their dashes; of a positional argument its one name
-    std::string argument;            // what stands behind the name; empty for a switch
+    std::string argument;            // name of the value; empty for a switch
     std::string about;               // one line
     std::vector<std::string> values; // the possible ones, when there are few
     bool isPositional = false;
@@ -38,7 +38,7 @@ class CKrVerbOptions
 public:
     explicit CKrVerbOptions(CLI::App& verb) : m_verb(verb) {}
 
-    // Of a program: adds a verb, and `chosen` is called when the arguments name it. The footer stands below
+    // Of a program: adds a verb, and `chosen` is called when the arguments name it. The footer follows
     // the options in its help.
     CKrVerbOptions AddVerb(const std::string& name, const std::string& about, const std::string& footer,
                            std::function<void()> chosen);
@@ -50,7 +50,7 @@ public:
 
     void AddSwitch(const std::string& names, bool& isOn, const std::string& about);
 
-    // Text; the kind says in the help what it stands for: "NAME".
+    // Text; the kind names the value in the help: "NAME".
     void AddText(const std::string& names, std::string& value, const std::string& kind,
                  const std::string& about);
     void AddRequiredText(const std::string& names, std::string& value, const std::string& kind,

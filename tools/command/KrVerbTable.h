@@ -1,4 +1,4 @@
-// Where the verbs declare themselves: name, help, examples, options, and what to run.
+// The table of verbs: name, help, examples, options, and what to run.
 #ifndef KR_TOOLS_COMMAND_KRVERBTABLE_H
 #define KR_TOOLS_COMMAND_KRVERBTABLE_H
 

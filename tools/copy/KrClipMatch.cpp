@@ -36,7 +36,7 @@ std::string SizeText(int32_t width, int32_t height)
     return Format("{} x {}", width, height);
 }
 
-// What must be the same, in the words of messages.
+// What must match, as messages name it.
 std::vector<SKrTrait> Traits(const SKrCopySource& source)
 {
     const SKrAviVideoParams& video = source.format.video;

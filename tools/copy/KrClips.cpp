@@ -57,8 +57,8 @@ public:
 private:
     struct SPiece
     {
-        uint64_t sound;   // bytes that are left
-        uint64_t silence; // and those behind them
+        uint64_t sound;   // remaining bytes
+        uint64_t silence; // and those after them
         CKrJoinedChunks chunks;
     };
 

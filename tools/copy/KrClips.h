@@ -21,11 +21,11 @@ struct SKrClip
     std::shared_ptr<const CKrByteSource> source;
     Chunks frames;
     Chunks audio;
-    uint64_t silence = 0;   // bytes behind the audio
-    uint64_t turnedRow = 0; // bytes of a row, where whole frames get their last row first; 0: as they are
+    uint64_t silence = 0;   // bytes after the audio
+    uint64_t turnedRow = 0; // bytes of a row to reverse the rows of whole frames; 0: unchanged
 };
 
-// Frames and sound come out as they are, in this order, but for rows that are turned around.
+// Frames and sound are copied unchanged and in this order, except for reversed rows.
 SKrRecordingResult WriteClips(std::vector<SKrClip> clips, const SKrRecordingFormat& format,
                               const std::string& output, bool force, CKrProgress& progress);
 } // namespace KrTool

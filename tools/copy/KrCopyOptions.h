@@ -28,7 +28,7 @@ void AddOutput(CKrVerbOptions& verb, SKrCopyOptions& options);
 // Adds all the others.
 void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options);
 
-// For the help of these verbs: what a new file has no place for.
+// For the help of these verbs: what a new file cannot store.
 extern const char kWhatIsRefused[];
 } // namespace KrTool
 

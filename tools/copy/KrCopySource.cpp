@@ -49,7 +49,7 @@ public:
 private:
     [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_file.Path(), cause); }
 
-    // What the writer has no place for is left out only when the user asked for that.
+    // What the writer cannot store is left out only on request.
     void CheckOtherStreams() const
     {
         const auto count = [this](auto isOfKind)
@@ -130,7 +130,7 @@ private:
             Refuse(Format("no such frames: video stream {} has {}", stream.stream, Counted(count, "frame")));
     }
 
-    // Of the frames that are taken, which empty ones can be left out of.
+    // Checks the selected frames; empty ones may be left out.
     void CheckKeyFrames(const SKrStreamChunks& stream)
     {
         const std::vector<bool> keys = KeyFrames(m_file, m_facts, stream.stream, stream.chunks);
@@ -239,7 +239,7 @@ private:
             SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
     }
 
-    // All of it where all frames are taken, also what no frame belongs to.
+    // All of it if all frames are taken, including sound without frames.
     [[nodiscard]] Chunks AudioOfRange(Chunks chunks) const
     {
         if (m_range.first == 0 && !m_range.last)
@@ -260,7 +260,7 @@ private:
     const SKrCopyOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
-    const std::shared_ptr<const CKrAviFile> m_opened; // which the copy goes on reading
+    const std::shared_ptr<const CKrAviFile> m_opened; // still read by the copy
     const CKrAviFile& m_file;
     SKrAviFacts m_facts;
     SKrCopySource m_source;

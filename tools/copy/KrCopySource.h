@@ -1,5 +1,4 @@
-// A file whose frames and sound are copied into a new one: what of it is taken, and whether the new file can
-// carry it.
+// A file to copy from: which parts are taken, and whether the new file can store them.
 #ifndef KR_TOOLS_COPY_KRCOPYSOURCE_H
 #define KR_TOOLS_COPY_KRCOPYSOURCE_H
 
@@ -26,19 +25,18 @@ struct SKrCopySource
 {
     SKrClip clip;
     SKrRecordingFormat format;
-    std::vector<uint8_t> moreVideoFormat; // which the new file does not carry
+    std::vector<uint8_t> moreVideoFormat; // which the new file does not store
     std::vector<uint8_t> moreAudioFormat;
     uint64_t firstFrame = 0;
-    uint64_t endFrame = 0; // behind the last one, in the source; some of them may be left out as empty
+    uint64_t endFrame = 0; // after the last one, in the source; empty ones may be left out
 };
 
-// Finds what belongs to the frames. The report learns what is wrong with the file, what is left out, and
-// where a first frame needs frames before it. Throws CKrToolError for what the new file cannot carry and no
-// option leaves out.
+// Finds the content of the frames. Reports defects of the file, what is left out, and a first frame that
+// needs frames before it. Throws CKrToolError for what the new file cannot store and no option leaves out.
 SKrCopySource PrepareCopy(const std::string& path, const SKrFrameRange& range, const SKrCopyOptions& options,
                           CKrReport& report, CKrProgress& progress);
 
-// Sample frames until a frame of a file of this format; throws CKrToolError when that is no number of 64
+// Sample frames until a frame of a file of this format; throws CKrToolError when that exceeds 64
 // bits.
 uint64_t SampleFramesUntil(uint64_t frame, const SKrRecordingFormat& format);
 

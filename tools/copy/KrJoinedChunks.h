@@ -17,7 +17,7 @@ class CKrJoinedChunks
 public:
     CKrJoinedChunks(std::shared_ptr<const CKrByteSource> file, Chunks chunks);
 
-    // The next bytes of the sequence. They are read when the writer comes to them.
+    // The next bytes of the sequence. They are read when the writer needs them.
     SKrSampleBytes Next(uint32_t length);
 
 private:

@@ -11,7 +11,7 @@ namespace KrTool
 {
 namespace
 {
-// Takes a frame's bytes for the stream and, where somebody wants them, for the frame itself.
+// Hashes a frame's bytes for the stream and, if requested, for the frame itself.
 struct SFrameSink
 {
     CKrDigest& stream;

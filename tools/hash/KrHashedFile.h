@@ -1,4 +1,4 @@
-// The checksums of a file's streams: what two files must share to carry the same material.
+// The checksums of a file's streams: equal for files with the same material.
 #ifndef KR_TOOLS_HASH_KRHASHEDFILE_H
 #define KR_TOOLS_HASH_KRHASHEDFILE_H
 
@@ -22,10 +22,10 @@ struct SKrHashedStream
 {
     EKrStreamKind kind = EKrStreamKind::Video;
     SKrStreamChunks chunks;
-    uint32_t blockAlign = 0; // bytes of a sample frame; 0: video, or the sound does not tell
+    uint32_t blockAlign = 0; // bytes of a sample frame; 0: video, or unknown
     uint64_t bytes = 0;
-    SKrDigest content; // of the chunks' bytes, one behind the other
-    SKrDigest lengths; // of the frames' lengths, each as eight bytes, the lowest first; video only
+    SKrDigest content; // of the chunks' bytes, in order
+    SKrDigest lengths; // of the frames' lengths, each as a little-endian 64-bit number; video only
 };
 
 class CKrHashedFile

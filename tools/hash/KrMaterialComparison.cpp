@@ -14,7 +14,7 @@ namespace
 {
 constexpr size_t kComparedBytes = size_t{1} << 20;
 
-// The bytes of chunks, one behind the other, as far as the file holds them.
+// The bytes of chunks in order, as far as the file has them.
 class CKrByteRun
 {
 public:

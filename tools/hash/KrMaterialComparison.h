@@ -13,7 +13,8 @@
 namespace KrTool
 {
 // Video streams are compared frame by frame, audio streams as one run of bytes each, in the order of their
-// numbers. One object for each stream that differs; `text` tells the same in words. Both files were hashed.
+// numbers. One object for each stream that differs; `text` is the same as a message. Both files must be
+// hashed.
 struct SKrDifference
 {
     Json facts;

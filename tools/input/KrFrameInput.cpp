@@ -15,7 +15,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint64_t kMostHeaderBytes = 1 << 20; // of a JPEG file in front of its picture
+constexpr uint64_t kMostHeaderBytes = 1 << 20; // of a JPEG file before its picture
 
 bool IsThere(const std::string& name)
 {
@@ -160,7 +160,7 @@ private:
 
     SKrFrameFiles m_files;
     SKrRawLayout m_layout;
-    std::shared_ptr<const CKrInputFile> m_file; // that holds all frames; null when each has its own
+    std::shared_ptr<const CKrInputFile> m_file; // with all frames; null when each has its own
     uint64_t m_frames = 0;
 };
 } // namespace

@@ -33,17 +33,17 @@ public:
     [[nodiscard]] virtual uint64_t Frames() const = 0;
     [[nodiscard]] virtual SKrPictureSize Size() const = 0;
 
-    // What is read while the frames are asked for: no output may take the place of one of these.
+    // What is read while the frames are asked for: no output may replace one of these.
     [[nodiscard]] virtual const SKrFrameFiles& Files() const = 0;
 
     // Throws CKrToolError when the frame is not like the others.
     [[nodiscard]] virtual SKrSampleBytes Frame(uint64_t number) const = 0;
 };
 
-// JPEG files as they are. All must have the first one's size.
+// JPEG files, unchanged. All must have the size of the first.
 std::unique_ptr<IKrFrameInput> MakeJpegInput(const std::string& pattern, std::optional<uint64_t> start);
 
-// How raw pictures lie in their files.
+// The layout of raw pictures in their files.
 struct SKrRawLayout
 {
     SKrPictureSize size;
@@ -57,7 +57,7 @@ struct SKrRawLayout
     [[nodiscard]] uint64_t FrameBytes() const; // in the input
 };
 
-// Without a number in the pattern the frames lie one behind the other in one file.
+// Without a number in the pattern one file holds all frames in order.
 std::unique_ptr<IKrFrameInput> MakeRawInput(const std::string& pattern, std::optional<uint64_t> start,
                                             const SKrRawLayout& layout);
 } // namespace KrTool

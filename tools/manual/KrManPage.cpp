@@ -7,7 +7,7 @@ namespace KrTool
 {
 namespace
 {
-// How a character is written that the formatter would read as a command or as typography; null for others.
+// The escape of a character that the formatter would interpret; null for others.
 const char* EscapeOf(char character)
 {
     switch (character)

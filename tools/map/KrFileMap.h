@@ -1,4 +1,4 @@
-// All that a map of a file shows, as numbers: what the picture draws and the report tells.
+// The numbers of a map, for the picture and the report.
 #ifndef KR_TOOLS_MAP_KRFILEMAP_H
 #define KR_TOOLS_MAP_KRFILEMAP_H
 
@@ -38,11 +38,11 @@ struct SKrExtent
     double high = 0;
 };
 
-// How far the sound lies ahead of the frames, among the frames of a stretch of time. Negative: behind.
+// How far the sound is ahead of the frames in a bin of time. Negative: late.
 struct SKrDistanceBin
 {
     uint64_t frames = 0; // that have sound of their time
-    SKrExtent seconds;   // sound in front of the frame, less the frame's time
+    SKrExtent seconds;   // sound before the frame, less the frame's time
     SKrExtent bytes;     // position of the frame's data less that of the sound of the same time
 };
 
@@ -75,7 +75,7 @@ struct SKrFileMap
     double startSeconds = 0;
     double endSeconds = 0;
     uint64_t firstFrame = 0;
-    uint64_t endFrame = 0;    // behind the last one
+    uint64_t endFrame = 0;    // after the last one
     bool rateAssumed = false; // the headers have no frame rate
 
     std::vector<SKrLane> lanes;

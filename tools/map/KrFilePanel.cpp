@@ -17,8 +17,8 @@ constexpr double kListHeight = 17;
 constexpr double kMarkHeight = 24;
 constexpr double kLaneHeight = 26;
 constexpr double kLaneGap = 9;
-constexpr double kSmallest = 1.5; // pixels of what would be too small to be seen
-constexpr double kStubWidth = 40; // stands for what is missing behind the end of the file
+constexpr double kSmallest = 1.5; // pixels; smaller shapes would be invisible
+constexpr double kStubWidth = 40; // represents what is missing past the end of the file
 constexpr double kDamageRow = 17;
 constexpr double kLabelFont = 11;
 constexpr double kBoldWidth = 1.1; // of bold letters beside others
@@ -118,7 +118,7 @@ private:
         const double bottom = m_lanesTop - 10;
         m_svg.OpenGroup("marks");
         CKrSvgPath marks;
-        std::vector<double> labels; // where numbers stand already
+        std::vector<double> labels; // of numbers already drawn
         for (size_t rank = 0; rank < m_map.largest.size(); ++rank)
         {
             const double x = m_plot.X(static_cast<double>(m_map.largest[rank].position));
@@ -203,7 +203,7 @@ private:
         m_svg.CloseGroup();
     }
 
-    // Hatches the regions of a kind and tells below the axis what they are.
+    // Hatches the regions of a kind and labels them below the axis.
     double DrawRegions(EKrRegionKind kind, double y)
     {
         static constexpr const char* kIds[] = {"in-no-chunk", "cut-chunk", "outside", "not-indexed"};
@@ -247,7 +247,7 @@ private:
         m_svg.Label(middle - half, y + 10, text, "small warning");
     }
 
-    // Goes to the next line where an entry would not end inside the picture.
+    // Wraps entries that would extend past the picture.
     void WrapLegend(std::string_view text, double& x, double& y) const
     {
         const double right = m_plot.Right() + (m_hasStub ? kStubWidth : 0) + kRightMargin - kSideMargin;

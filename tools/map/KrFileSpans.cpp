@@ -15,7 +15,7 @@ constexpr size_t kMostSpans = size_t{1} << 24;  // days of recording
 constexpr uint64_t kLongestZeroPadding = 65536; // the largest sectors
 constexpr size_t kMostLists = 1000;
 
-// Chunks are trusted, and lists as far as their chunks bear them out.
+// Trusts chunks, and lists as far as their chunks confirm them.
 constexpr SKrScanRules kMapRules = {
     .trust = EKrTrust::ChunkSizes,
     .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),

@@ -43,12 +43,12 @@ struct SKrMapList
     bool completed = true;   // its size was written
 };
 
-// Places that a picture of the file has to point at.
+// Places that the picture marks.
 enum class EKrRegionKind : uint8_t
 {
     Unaccounted,
     CutChunk,    // its data are not there in full
-    OutsideMovi, // behind the segments, or data chunks outside of 'movi'
+    OutsideMovi, // after the segments, or data chunks outside 'movi'
     NotIndexed   // data chunks that the index of their stream leaves out
 };
 constexpr size_t kRegionKinds = 4;
@@ -88,7 +88,7 @@ struct SKrFileSpans
     uint64_t superIndexes = 0;        // chunks 'indx'
     uint64_t oldIndexes = 0;          // chunks 'idx1'
     uint64_t overruns = 0;            // chunks that extend past the end of their list
-    bool cut = false;                 // too many chunks: the rest is not looked at
+    bool cut = false;                 // too many chunks: the rest is not checked
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }
     SKrRegions& Of(EKrRegionKind kind) { return regions[static_cast<size_t>(kind)]; }
@@ -100,7 +100,7 @@ inline bool IsDataSpan(const SKrSpan& span)
     return span.kind == EKrSpanKind::Video || span.kind == EKrSpanKind::Audio;
 }
 
-// Measures a file, damaged or not, whose headers describe `streamCount` streams. Each byte is looked at a few
+// Measures a file, damaged or not, whose headers describe `streamCount` streams. Reads each byte a few
 // times at most.
 SKrFileSpans MeasureSpans(const CKrByteSource& file, size_t streamCount, CKrProgress& progress);
 } // namespace KrTool

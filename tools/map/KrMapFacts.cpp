@@ -1,4 +1,4 @@
-// What a map says in words: the main facts of the file, and what is wrong with it.
+// The texts of a map: the main facts and the defects of the file.
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
@@ -128,7 +128,7 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
 void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMapTrack& track, SKrFileMap& map)
 {
     if (track.Kind() == EKrStreamKind::Audio && !UnindexedSoundText(facts).empty())
-        return; // which is no damage
+        return; // which is not damage
     const std::string name = track.Kind() == EKrStreamKind::Video ? "video" : "audio";
     const Chunks index = LoadIndex(file, track.Kind(), nullptr).value_or(Chunks());
     const auto covered = StreamOfIndex(file, facts, index, track.Kind());
@@ -168,7 +168,7 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
 void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
                     SKrFileMap& map, CKrReport& report)
 {
-    // What the findings about the file as a whole say already is for the picture only.
+    // Facts that the findings of the whole file repeat are only for the picture.
     std::vector<std::string> damage = std::move(map.damage);
     map.damage.clear();
     std::vector<std::string> more;

@@ -1,5 +1,5 @@
-// The parts of the picture, one below the other. Each draws itself from a height on and returns the height
-// behind it.
+// The parts of the picture, one below the other. Each is drawn from a height on and returns the height
+// after it.
 #ifndef KR_TOOLS_MAP_KRMAPPANELS_H
 #define KR_TOOLS_MAP_KRMAPPANELS_H
 
@@ -49,8 +49,7 @@ constexpr double kPanelGap = 30;
 
 double PlotWidth(double pictureWidth);
 
-// A heading, and under it what a panel says in words and numbers: as many pieces on a line as fit. Returns
-// the height behind them.
+// A heading and the texts of a panel, as many on a line as fit. Returns the height after them.
 double DrawHeading(const SKrPicture& picture, double y, std::string_view heading,
                    const std::vector<std::string>& pieces = {});
 void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit);
@@ -65,7 +64,7 @@ double DrawLargestPanel(const SKrPicture& picture, double y);
 // "video 0", "audio 1".
 std::string StreamText(EKrStreamKind kind, uint32_t stream);
 
-// What the regions of a kind are called where they are marked.
+// The label of the marked regions of a kind.
 std::string RegionText(const SKrFileMap& map, EKrRegionKind kind);
 } // namespace KrTool
 

@@ -6,7 +6,7 @@ namespace KrTool
 {
 namespace
 {
-// The colours differ in lightness as well as in hue, so that they can be told apart with any kind of sight.
+// The colours differ in lightness as well as in hue, so that they stay distinct for colour-blind viewers.
 struct SKrColour
 {
     const char* name;

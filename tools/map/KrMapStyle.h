@@ -8,8 +8,8 @@
 
 namespace KrTool
 {
-// Colours as custom properties, for light and dark; every use names the light one first, for programs that
-// know no custom properties.
+// Colours as custom properties, for light and dark; every use names the light one first, for programs
+// without custom properties.
 std::string PictureStyle();
 std::string PageStyle();
 

@@ -1,4 +1,4 @@
-// What a map shows over time: data rates, and how far sound and frames lie apart.
+// What a map shows over time: data rates, and the distance of sound and frames.
 #include "tools/map/KrMapMeasures.h"
 #include "tools/map/KrMapText.h"
 
@@ -55,7 +55,7 @@ void AddTo(SKrDistanceBin& bin, double seconds, double bytes)
     ++bin.frames;
 }
 
-// Sums of fractions leave rests that are no distances.
+// Rounding errors of sums are not distances.
 double Microseconds(double seconds)
 {
     return std::round(seconds * 1e6) / 1e6;
@@ -103,7 +103,7 @@ void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64
     std::vector<SKrDistanceBin> distances(static_cast<size_t>(bins));
     const double binSeconds = map.Seconds() / static_cast<double>(bins);
     size_t due = 0;     // the sound of the frame's time
-    size_t inFront = 0; // sound chunks in front of the frame
+    size_t inFront = 0; // sound chunks before the frame
     for (auto frame = static_cast<size_t>(map.firstFrame); frame < map.endFrame; ++frame)
     {
         const double time = video.SecondsAtChunk(frame);

@@ -29,7 +29,7 @@ public:
     const SKrSpan& Span(size_t chunk) const { return m_file.spans[m_spans[chunk]]; }
     uint64_t End(size_t chunk) const { return m_file.EndOf(m_spans[chunk]); }
 
-    // Whether the headers tell how the stream counts time; a video stream without counts 25 frames a second.
+    // Whether the headers define the stream's time; a video stream without counts 25 frames a second.
     bool HasTime() const { return m_secondsPerUnit > 0; }
     bool RateAssumed() const { return m_rateAssumed; }
 

@@ -32,7 +32,7 @@ const char* AnchorAttribute(EKrAnchor anchor)
     return "";
 }
 
-// Marks that turn the direction of the text behind them, and the two code points that XML does not allow.
+// Marks that change the text direction, and the two code points that XML does not allow.
 bool IsUnwanted(std::string_view character)
 {
     if (character.size() != 3)

@@ -11,10 +11,10 @@ namespace KrTool
 namespace
 {
 constexpr int kMostNamesTried = 100;
-constexpr size_t kTriedBytes = size_t{1} << 20; // more than a disk that counts as full still takes
+constexpr size_t kTriedBytes = size_t{1} << 20; // more than fits on a disk reported as full
 constexpr char kExistsAlready[] = "it exists already; --force replaces it";
 
-// Short, so that it fits wherever the target's own name does.
+// Short enough wherever the target's own name is.
 std::string TemporaryName(const std::string& target, unsigned number)
 {
     return Format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), number);

@@ -10,15 +10,14 @@
 
 namespace KrTool
 {
-// Throws CKrToolError when `target` may not be written: it exists and `replace` is not set, it is no
-// regular file, or it is the file `source` that is being read.
+// Throws CKrToolError when `target` may not be written: it exists and `replace` is not set, it is not a
+// regular file, or it is the input file `source`.
 void CheckTarget(const std::string& target, bool replace, const std::string& source);
 
-// A name in the target's folder that nothing has now.
+// An unused name in the target's folder.
 std::string FreeTemporaryName(const std::string& target);
 
-// The system's reason why the target's folder takes no file now, found by writing one that goes again; empty
-// when it takes it.
+// The system's reason why the target's folder is not writable, from a trial file; empty when it is.
 std::string WhyNotWritable(const std::string& target);
 
 // Written under a temporary name in the target's folder. Without Commit the destructor removes it.

@@ -60,7 +60,7 @@ void CKrRecording::Open(const SKrRecordingFormat& format)
     m_temporary = temporary;
 }
 
-// The writer gives no reason. Where another file cannot be written either, it is that one's.
+// The writer gives no reason; a trial file may have one.
 void CKrRecording::Fail(const std::string& cause) const
 {
     const std::string reason = WhyNotWritable(m_target);
@@ -77,7 +77,7 @@ void CKrRecording::AddPool()
 }
 
 // A pool's sample around the bytes. Frames can wait for audio that never comes, so that no number of samples
-// is always enough: more are made when none comes free for a while.
+// is always enough: more are made when none is returned for a while.
 CKrRef<IKrMediaSample> CKrRecording::Borrow(SKrSampleBytes bytes)
 {
     const auto source = CKrRef<CKrLazySample>::Adopt(new CKrLazySample(m_loader, std::move(bytes)));

@@ -49,7 +49,7 @@ public:
     CKrRecording(const CKrRecording&) = delete;
     CKrRecording& operator=(const CKrRecording&) = delete;
 
-    // Submits a frame with the audio in front of it that belongs to it. They throw CKrToolError once writing,
+    // Submits a frame with its audio before it. They throw CKrToolError once writing,
     // or loading a sample, has failed.
     void AddFrame(SKrSampleBytes frame);
     void AddAudio(SKrSampleBytes block);
@@ -58,7 +58,7 @@ public:
     SKrRecordingResult Commit();
 
 private:
-    // Time without pauses: what keeps recordings from disturbing other disk traffic is of no use here.
+    // A clock without the pauses that spare other disk traffic during a recording.
     class CDiskSpeedClock final : public IKrClock
     {
     public:

@@ -19,7 +19,7 @@ namespace KrTool
 {
 namespace
 {
-// Far more than the sound of a frame; what headers say may be more still.
+// Far more than the sound of a frame; headers may declare more.
 constexpr uint64_t kLargestAudioBlock = uint64_t{16} << 20;
 
 uint32_t ParseDimension(const char* from, const char* end)

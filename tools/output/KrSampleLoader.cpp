@@ -9,7 +9,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kMostLoadedBytes = size_t{64} << 20; // beyond that the oldest go, but for the last one
+constexpr size_t kMostLoadedBytes = size_t{64} << 20; // beyond that the oldest are evicted, except the last
 } // namespace
 
 uint8_t* CKrSampleLoader::Get(const void* sample, const SKrSampleBytes& bytes)
@@ -28,7 +28,7 @@ uint8_t* CKrSampleLoader::Get(const void* sample, const SKrSampleBytes& bytes)
     try
     {
         if (InterruptionRequested())
-            throw CKrInterruption(); // also while the writer works through what waits at the end
+            throw CKrInterruption(); // also while the writer drains its queue
         SLoaded loaded{sample, std::vector<uint8_t>(bytes.length)};
         bytes.load(loaded.bytes.data());
         m_loadedBytes += bytes.length;

@@ -1,4 +1,4 @@
-// Samples whose bytes are loaded when the writer comes to them: a long queue costs no memory.
+// Samples loaded when the writer needs them: a long queue costs no memory.
 #ifndef KR_TOOLS_OUTPUT_KRSAMPLELOADER_H
 #define KR_TOOLS_OUTPUT_KRSAMPLELOADER_H
 
@@ -29,16 +29,15 @@ struct SKrSampleBytes
 class CKrSampleLoader
 {
 public:
-    // The bytes of a sample, which stay valid until many others were asked for; null after a failure, after
-    // Stop, and once the user asked to stop.
+    // The bytes of a sample, valid until evicted; null after a failure, after Stop, and once the user asked
+    // to stop.
     uint8_t* Get(const void* sample, const SKrSampleBytes& bytes);
     void Forget(const void* sample);
 
     // Throws what the first failed load threw.
     void ThrowIfFailed();
 
-    // From now on there are no bytes, so that a writer which nobody needs any more drops its queue instead of
-    // writing it.
+    // No more bytes from now on, so that an abandoned writer drops its queue instead of writing it.
     void Stop();
 
 private:
@@ -51,7 +50,7 @@ private:
     void MakeRoom();
 
     std::mutex m_mutex;          // guards the rest
-    std::list<SLoaded> m_loaded; // the one used last in front
+    std::list<SLoaded> m_loaded; // most recently used first
     size_t m_loadedBytes = 0;
     std::exception_ptr m_failure;
     bool m_isStopped = false;

@@ -16,7 +16,7 @@ constexpr uint32_t kLargeSizesBytes = 28;
 
 constexpr uint64_t kLargestPlainSize = UINT32_MAX;
 
-// All that stands around the audio bytes is smaller than this.
+// The overhead around the audio bytes is smaller.
 constexpr uint64_t kRoomForHeaders = 0x20000;
 
 template <class NUMBER>
@@ -110,7 +110,7 @@ void CKrWaveFile::PatchPlain(uint64_t sampleFrames)
         patchSize(m_factPosition, sampleFrames);
 }
 
-// The 32-bit fields are all ones then; the room in front takes the true sizes.
+// The 32-bit fields are then all ones; the reserved chunk takes the true sizes.
 void CKrWaveFile::PatchLarge(uint64_t sampleFrames)
 {
     std::vector<uint8_t> sizes;

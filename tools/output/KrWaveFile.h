@@ -13,14 +13,14 @@
 namespace KrTool
 {
 // The 'fmt ' payload for a stream's 'strf' bytes: PCM as the 16 bytes that it has, everything else with its
-// own size field and exactly the extra bytes that this announces. Empty when the bytes are no format.
+// own size field and exactly the extra bytes that this announces. Empty when the bytes are not a format.
 std::vector<uint8_t> WaveFormatBytes(std::span<const uint8_t> streamFormat);
 
 class CKrWaveFile
 {
 public:
-    // `mostBytes`: no more audio bytes than that will come. Where they might not fit a plain file, room is
-    // left in front for 64-bit sizes.
+    // `mostBytes`: limit of the audio bytes. If they might not fit a plain file, space for 64-bit sizes is
+    // reserved before them.
     CKrWaveFile(const std::string& target, bool replace, std::span<const uint8_t> format, uint64_t mostBytes);
 
     void Write(const void* data, size_t size);

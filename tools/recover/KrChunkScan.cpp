@@ -11,7 +11,7 @@ namespace
 {
 constexpr size_t kMostDamagesKept = 100;
 
-// Nothing is trusted but what the bytes behind it prove.
+// Trusts only what the bytes after it confirm.
 constexpr SKrScanRules kRecoverRules = {
     .trust = EKrTrust::Followers,
     .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),
@@ -31,7 +31,7 @@ public:
     {
     }
 
-    void OnList(const SKrScannedList&, Lists) override {} // lists are passed over
+    void OnList(const SKrScannedList&, Lists) override {} // lists are skipped
 
     void OnChunk(const SKrScannedChunk& chunk, Lists) override
     {

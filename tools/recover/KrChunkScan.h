@@ -1,5 +1,5 @@
-// The whole data chunks of a damaged file, found without its indexes and without trust in the sizes of its
-// lists: one pass, in time that grows with the file's length.
+// The whole data chunks of a damaged file, found without its indexes and list sizes in one
+// pass, in linear time.
 #ifndef KR_TOOLS_RECOVER_KRCHUNKSCAN_H
 #define KR_TOOLS_RECOVER_KRCHUNKSCAN_H
 
@@ -29,7 +29,7 @@ struct SKrFoundStream
     Chunks chunks;
     std::vector<size_t> breaks; // the chunks that follow damage
     uint64_t emptyChunks = 0;
-    uint64_t cutChunks = 0; // their headers are there, their data not in full
+    uint64_t cutChunks = 0; // with a header, but truncated data
 };
 
 using StreamKey = std::pair<uint32_t, EKrStreamKind>; // its number, and what its chunks hold

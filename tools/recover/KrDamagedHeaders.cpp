@@ -33,7 +33,7 @@ size_t HeaderBytes(std::span<const uint8_t> bytes)
     return bytes.size();
 }
 
-// What a format without a stream header belongs to; 0 when it cannot be told.
+// The stream type of a format without a stream header; 0 when unknown.
 uint32_t TypeByFormat(std::span<const uint8_t> format)
 {
     constexpr size_t kPictureFormat = SKrBitmapHeader::kEncodedSize;
@@ -134,7 +134,7 @@ void CKrDamagedHeaders::ReadStreamHeader(size_t data)
     stream.TakeHeader(bytes.first(std::min<size_t>(bytes.size(), SKrStreamHeader::kEncodedSize)));
 }
 
-// The size is taken where it ends in front of the next header, else the size that such formats have.
+// The stored size if it ends before the next header, else the usual size of such formats.
 void CKrDamagedHeaders::ReadFormat(size_t data)
 {
     SKrAviStream& stream =

@@ -1,4 +1,4 @@
-// What is left of a damaged file's headers: found by their ids, wherever the lists around them end.
+// The remaining headers of a damaged file, found by their ids regardless of list sizes.
 #ifndef KR_TOOLS_RECOVER_KRDAMAGEDHEADERS_H
 #define KR_TOOLS_RECOVER_KRDAMAGEDHEADERS_H
 
@@ -15,7 +15,7 @@ namespace KrTool
 struct SKrLeftHeaders
 {
     SKrMainHeader mainHeader;
-    uint32_t framesInAll = 0; // by the OpenDML header
+    uint32_t framesInAll = 0; // according to the OpenDML header
     std::vector<SKrAviStream> streams;
 };
 
@@ -28,8 +28,8 @@ public:
 
     [[nodiscard]] const SKrLeftHeaders& Headers() const { return m_headers; }
 
-    // The header of a stream of a kind. Where the headers before it are lost its number tells nothing, and
-    // the only header of that kind is taken. Null when there is none.
+    // The header of a stream of a kind. If headers before it are lost its number means nothing, and the
+    // only header of that kind is used. Null without one.
     [[nodiscard]] const SKrAviStream* HeaderOf(EKrStreamKind kind, uint32_t number) const;
 
     // The first stream of a kind.
@@ -47,7 +47,7 @@ private:
     std::vector<uint8_t> m_bytes; // up to the first list of data chunks
     SKrLeftHeaders m_headers;
     bool m_hasMainHeader = false;
-    bool m_startsStream = true; // what comes next belongs to another stream than what came before
+    bool m_startsStream = true; // the next header belongs to a new stream
 };
 } // namespace KrTool
 

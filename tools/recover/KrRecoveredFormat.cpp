@@ -41,7 +41,7 @@ SKrPcm ParsePcm(const std::string& text)
             static_cast<uint16_t>(channels * bits / kBitsOfByte)};
 }
 
-// A picture format with a size; what zeros or garbage stand in does not count.
+// A picture format with a plausible size; zeros or garbage do not count.
 bool IsUsable(const SKrAviStream* stream)
 {
     if (stream == nullptr || stream->format.size() < SKrBitmapHeader::kEncodedSize)
@@ -51,7 +51,7 @@ bool IsUsable(const SKrAviStream* stream)
            std::abs(int64_t{picture.height}) <= kMostPixels;
 }
 
-// The rate by the microseconds of a frame, which are cut or rounded.
+// The rate from the microseconds of a frame, which are truncated or rounded.
 std::optional<uint32_t> RateOfDuration(uint32_t microSecPerFrame)
 {
     const auto rates = KrFrameRates();
@@ -164,8 +164,8 @@ void CKrRecoveredFormat::TakeRate(const SKrAviStream* stream)
         m_missing += " --rate";
 }
 
-// A negative height says that rows come from the top, whatever size the options give. It counts for
-// uncompressed frames alone, whose rows are turned around; of others it is not known what it means.
+// A negative height means top-down rows, whatever size the options give. It applies only to uncompressed
+// frames, whose rows are reversed; its meaning for others is unknown.
 void CKrRecoveredFormat::TakeRowOrder(const SKrAviStream* stream)
 {
     if (!IsUsable(stream) || DecodeBitmapHeader(stream->format).height > 0)
@@ -218,7 +218,7 @@ bool CKrRecoveredFormat::TakeAudio(const SKrAviStream* stream)
         Refuse("its audio is not PCM; --no-audio leaves it out");
     if (stream->format.size() > SKrWaveFormat::kEncodedSize)
         m_report.Finding("left out: further bytes of the audio format, which this layout cannot store");
-    // Formats of 14 bytes end in front of the sample size.
+    // Formats of 14 bytes have no sample size.
     const int bits =
         format.bitsPerSample != 0 ? format.bitsPerSample : kBitsOfByte * format.blockAlign / format.channels;
     m_format.audio =

@@ -1,4 +1,4 @@
-// The format of a recovered file: what the options say, else what is left of the headers.
+// The format of a recovered file: from the options, else from the remaining headers.
 #ifndef KR_TOOLS_RECOVER_KRRECOVEREDFORMAT_H
 #define KR_TOOLS_RECOVER_KRRECOVEREDFORMAT_H
 
@@ -21,7 +21,7 @@ struct SKrRecoverOptions
     std::optional<uint64_t> video; // stream numbers
     std::optional<uint64_t> audio;
     bool noAudio = false;
-    std::string size; // WIDTHxHEIGHT; this and the next four instead of what the headers say
+    std::string size; // WIDTHxHEIGHT; this and the next four override the headers
     std::string rate;
     std::string codec;
     std::optional<uint64_t> bits;
@@ -42,8 +42,7 @@ public:
 
     [[nodiscard]] const SKrRecordingFormat& Format() const { return m_format; }
 
-    // Bytes of a row of frames whose rows come from the top, so that the writer wants them turned around; 0
-    // for frames that it takes as they are.
+    // Bytes of a row of top-down frames, which must be reversed for the writer; 0 for others.
     [[nodiscard]] uint64_t TurnedRow() const { return m_turnedRow; }
 
 private:

@@ -1,4 +1,4 @@
-// kravi concat: the frames and the sound of several files in a new one, one file behind the other.
+// kravi concat: joins the frames and the sound of several files in a new one.
 #include "tools/avi/KrAudioRange.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
@@ -44,7 +44,7 @@ struct SKrConcatOptions
     SKrCopyOptions copy;
 };
 
-// More than any sound has; what headers say by mistake could fill a disk with silence.
+// More than any sound has; wrong headers could fill a disk with silence.
 constexpr uint64_t kMostBytesPerSecond = uint64_t{1} << 27;
 
 // What became of the sound of a clip, in sample frames.
@@ -149,7 +149,7 @@ private:
         return row;
     }
 
-    // One sample frame more or less is how frame rates are.
+    // Frame rates cause differences of one sample frame.
     void NoteFit(const std::string& path, const SKrSoundFit& fit)
     {
         if (fit.cut > 1)

@@ -68,7 +68,7 @@ public:
         ReportFileFindings(m_file, m_facts, report);
     }
 
-    // Everything that can be refused is refused before anything is written.
+    // Checks everything before writing anything.
     void Run()
     {
         if (!m_options.video.empty())

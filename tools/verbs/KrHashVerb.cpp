@@ -1,4 +1,4 @@
-// kravi hash: checksums of frames and sound, by which two files can be shown to carry the same material.
+// kravi hash: checksums of frames and sound, to compare the material of two files.
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"

@@ -1,4 +1,4 @@
-// kravi index: the entries that the reader's index operations give.
+// kravi index: the entries of the indexes that the reader loads.
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileFindings.h"
@@ -112,7 +112,7 @@ public:
     }
 
 private:
-    // Both sides by position; the search passes over empty chunks, so entries of empty chunks do not count.
+    // Both sides by position; the search skips empty chunks, so their entries do not count.
     Json Compare(EKrStreamKind kind, uint32_t stream, const Chunks& index)
     {
         const SKrFoundChunks found =

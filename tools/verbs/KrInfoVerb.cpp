@@ -1,4 +1,4 @@
-// kravi info: what the reader and the headers say about a file.
+// kravi info: the reader's report on a file, and its headers.
 #include "format/KrAviIndexes.h"
 #include "format/KrFrameTables.h"
 #include "format/KrPrivateChunks.h"
@@ -52,7 +52,7 @@ std::string Fraction(int64_t left, const char* sign, int64_t right)
     return Format("{}{}{}", left, sign, right);
 }
 
-// Whether a stream has a rate, but for what headers round: half a thousandth.
+// Whether a stream has a rate, with a tolerance of half a thousandth.
 bool IsRateOf(const SKrFrameRate& named, const SKrAviStream& stream)
 {
     const uint64_t is = uint64_t{stream.rate} * named.scale;
@@ -60,7 +60,7 @@ bool IsRateOf(const SKrFrameRate& named, const SKrAviStream& stream)
     return std::max(is, wanted) - std::min(is, wanted) <= wanted / 2000;
 }
 
-// Of what the reader tells hosts. It has codes for eight rates, and for any other the nearest one's.
+// Frame rate as hosts see it: one of eight codes, the nearest for other rates.
 Json FrameRateJson(uint32_t code, const SKrAviStream* stream, CKrReport& report)
 {
     if (code >= KrFrameRates().size())
@@ -120,7 +120,7 @@ Json CompressionJson(uint32_t compression)
     return compression == 0 ? Json("0") : Json(FourCcText(compression));
 }
 
-// The number of entries of an index and what is wrong with it.
+// The number of entries of an index; reports its defects.
 Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, const std::string& name,
                    CKrReport& report)
 {

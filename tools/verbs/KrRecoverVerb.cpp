@@ -43,10 +43,10 @@ const SKrVerbHelp kRecoverHelp = {
     },
 };
 
-constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than headers say in earnest
+constexpr uint64_t kMostFrames = uint64_t{1} << 28; // more than correct headers declare
 
-// Makes the sound behind each damage start with a whole sample frame: takes away what is left of the one
-// that the damage cut. Returns the bytes taken away.
+// Makes the sound after each damage start with a whole sample frame by removing the rest of a truncated one.
+// Returns the bytes removed.
 uint64_t CutBrokenSamples(SKrFoundStream& stream, uint32_t blockAlign)
 {
     uint64_t taken = 0;
@@ -96,7 +96,7 @@ public:
 private:
     [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_options.file, cause); }
 
-    // The stream that the user named, or the first one by the headers, or the one with most chunks.
+    // The stream that the user named, or the first in the headers, or the one with most chunks.
     std::optional<uint32_t> Choose(EKrStreamKind kind, const std::optional<uint64_t>& wanted) const
     {
         const auto hasChunks = [this, kind](uint32_t number)
@@ -145,7 +145,7 @@ private:
                 Format("left out: {} without data (repeated frames)", Counted(m_video.emptyChunks, "frame")));
     }
 
-    // Rows are turned around only where a frame is as large as they are together.
+    // Rows are reversed only in frames of their total size.
     void ReportRows() const
     {
         if (m_format.TurnedRow() == 0)
@@ -159,7 +159,7 @@ private:
                                     Counted(bytes, "byte")));
     }
 
-    // What an index says that is still there. Without one, or without the headers, nothing is known.
+    // From the remaining index; without it or without headers nothing is known.
     void ReportKeyFrames() const
     {
         if (m_headers.Headers().streams.empty())
@@ -203,7 +203,7 @@ private:
             m_report.Note("left out: " + StartText(*header, number));
     }
 
-    // What the written file has no place for. It is a finding unless the user chose among the streams.
+    // Streams that the output cannot store: a finding unless the user chose the stream.
     void ReportOtherStreams() const
     {
         for (const auto& [key, stream] : m_scan.streams)
@@ -239,8 +239,8 @@ private:
                           m_format.Format(), m_options.output, m_options.force, m_progress);
     }
 
-    // Frames that the headers count and that are not there; nothing where they count none, or fewer than
-    // there are, as in files whose headers were never completed.
+    // Missing frames according to the headers; nothing if they have no count or one below the frames found,
+    // as in files that were never completed.
     std::optional<uint64_t> FramesLost() const
     {
         const uint64_t there = m_video.chunks.size() + m_video.emptyChunks + m_tooLarge;

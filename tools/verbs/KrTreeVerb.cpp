@@ -37,7 +37,7 @@ struct SKrTreeOptions
 {
     std::string file;
     uint64_t depth = 0;        // levels shown; 0: all
-    uint64_t run = 8;          // chunks shown of a run before the rest is summed up
+    uint64_t run = 8;          // chunks shown of a run before the summary
     bool all = false;          // show runs in full
     uint64_t limit = 10000000; // nodes read at most
 };
@@ -49,7 +49,7 @@ std::string RowText(uint64_t position, uint64_t size, size_t level, const std::s
     return Format("{:>14}{:>12}  {:{}}{}\n", position, size, "", 2 * level, text);
 }
 
-// What stands in long rows in a file: data chunks, whatever their ids, and groups of them.
+// What forms long runs in a file: data chunks, whatever their ids, and groups of them.
 bool BelongsToRun(const SKrRiffChunkInfo& chunk)
 {
     return !IsContainer(chunk.ckid) || chunk.fccType == kFccRec;
@@ -157,7 +157,7 @@ private:
     {
         std::vector<SKrRiffChunkNode*> nodes;
         std::unique_ptr<OwnNodes> others; // hold the last of them, which the reader does not have
-        uint64_t limit = 0;               // no chunk below starts at or behind it
+        uint64_t limit = 0;               // chunks below start before it
         size_t next = 0;                  // node to be shown
         size_t shownUntil = 0;            // nodes of the present run before this one are shown,
         size_t runEnd = 0;                // those up to here are summed up
@@ -202,7 +202,7 @@ private:
             ++level.runEnd;
         level.runEnd = std::max(level.runEnd, level.next + 1);
         const size_t length = level.runEnd - level.next;
-        const bool isShort = m_options.all || length - 1 <= m_options.run; // a sum of one saves no line
+        const bool isShort = m_options.all || length - 1 <= m_options.run; // a summary of one saves no line
         level.shownUntil = isShort ? level.runEnd : level.next + static_cast<size_t>(m_options.run);
     }
 

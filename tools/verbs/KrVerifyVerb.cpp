@@ -44,7 +44,7 @@ struct SKrVerifyOptions
 };
 
 // Opens any file that begins with a RIFF 'AVI ' header or that the reader accepts, or throws CKrToolError.
-// `refusal` is what the reader has against it, or empty.
+// `refusal`: why the reader refuses it, or empty.
 CKrInputFile OpenForVerifying(const std::string& path, std::string& refusal)
 {
     CKrInputFile file(path);

@@ -89,7 +89,7 @@ SKrRecordingFormat FormatOf(const SKrWriteOptions& options, const IKrFrameInput&
     return format;
 }
 
-// JPEG pictures say themselves what these options say of raw ones.
+// JPEG pictures contain what these options describe for raw ones.
 void RefuseRawOptions(const SKrWriteOptions& options)
 {
     const std::pair<const char*, bool> given[] = {{"--size", !options.size.empty()},

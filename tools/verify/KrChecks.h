@@ -1,4 +1,4 @@
-// What kravi verify looks for: the one table of checks, which the verb lists and the documents follow. A new
+// The table of all checks of kravi verify, which the documents follow. A new
 // check is a name and a row here, and the code that finds it.
 #ifndef KR_TOOLS_VERIFY_KRCHECKS_H
 #define KR_TOOLS_VERIFY_KRCHECKS_H
@@ -54,7 +54,7 @@ inline constexpr size_t kCheckCount = static_cast<size_t>(EKrCheck::Count);
 struct SKrCheck
 {
     EKrCheck check;
-    const char* code; // stable: scripts look for it
+    const char* code; // stable: scripts use it
     EKrSeverity severity;
     const char* meaning;
     const char* hint;

@@ -14,7 +14,7 @@
 
 namespace KrTool
 {
-// Calls `take` with the bytes of each entry and its position, as long as it answers true.
+// Calls `take` with the bytes of each entry and its position while it returns true.
 template <class TAKE>
 void ForEachEntry(const SKrVerifyContext& context, uint64_t position, uint64_t count, size_t entrySize,
                   TAKE take)
@@ -61,20 +61,20 @@ public:
         return found != chunks.end() && found->position == position ? &chunks[m_next++] : nullptr;
     }
 
-    // False for what lies behind the chunks that are held when there are too many of them.
+    // False past the chunks that are kept, if there are too many.
     bool Covers(uint64_t position) const
     {
         return !m_model.isCut || m_model.chunks.empty() || position <= m_model.chunks.back().position;
     }
 
 private:
-    static constexpr size_t kNear = 16; // streams may lie between the chunks of one
+    static constexpr size_t kNear = 16; // other streams' chunks may come between
 
     SKrVerifyModel& m_model;
     size_t m_next = 0;
 };
 
-// Whether an id stands at a place that is no chunk: looked at for the first entries only, since each look
+// Whether an id is at a position without a known chunk: checked only for the first entries, since each check
 // may be a read.
 class CKrStrayLook
 {

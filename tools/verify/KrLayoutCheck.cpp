@@ -17,8 +17,7 @@ constexpr GuessSet kTakenChunks =
     GuessesOf(EKrGuess::AviList, EKrGuess::OtherList, EKrGuess::Data, EKrGuess::OtherData, EKrGuess::Index,
               EKrGuess::Header, EKrGuess::CutHeader, EKrGuess::Printable);
 
-// Lists are trusted. Header chunks are not among what is searched for in general; the few bytes of headers
-// are looked at one by one.
+// Trusts lists. Header chunks are searched for only in the few bytes of headers, one by one.
 constexpr SKrScanRules kVerifyRules = {
     .trust = EKrTrust::ListSizes,
     .chunks = kTakenChunks,
@@ -28,7 +27,7 @@ constexpr SKrScanRules kVerifyRules = {
                .padding = EKrPadding::ByPosition,
                .listProof = EKrListProof::Size,
                .zeroByteFollows = true,
-               .stopsBehindZeros = true,
+               .acceptsAfterZeros = true,
                .closely = 4096}};
 
 std::string LatestEnd(uint64_t position)
@@ -104,12 +103,12 @@ void CKrLayoutCheck::OnChunk(const SKrScannedChunk& chunk, Lists around)
     Account(bytes, size - header);
 }
 
-// A chunk or list that ends behind the list around it, or behind the file.
+// A chunk or list that extends past its list or the file.
 void CKrLayoutCheck::OnOverrun(const SKrScannedChunk& chunk, Lists around, uint64_t claimedEnd, bool isCut)
 {
     const bool isList = chunk.guess.IsList();
     if (isCut && isList)
-        return; // the chunk inside that is cut tells it
+        return; // the truncated chunk inside reports it
     EKrCheck check = isList ? EKrCheck::ListOverrunsList : EKrCheck::ChunkOverrunsList;
     if (isCut)
         check = EKrCheck::ChunkCut;
@@ -136,7 +135,7 @@ void CKrLayoutCheck::OnGap(uint64_t from, uint64_t to, bool isZeros, Lists aroun
     EKrCheck check = isZeros ? EKrCheck::ZeroRun : EKrCheck::UnknownData;
     if (parent.kind == EKrListKind::File)
         check = to == m_file.Length() ? EKrCheck::TrailingData : EKrCheck::SegmentGap;
-    if (from != 0) // there it is the missing header
+    if (from != 0) // at 0 it is the missing header
         m_results.Add(check, from, "a chunk", Counted(size, isZeros ? "zero byte" : "byte"));
     if (parent.kind == EKrListKind::Movi && !parent.hasChildren)
         m_results.Add(EKrCheck::MoviFirstNotData, from, "a data chunk", Counted(size, "byte"));
@@ -196,7 +195,7 @@ void CKrLayoutCheck::NoteRun(uint64_t position, uint32_t size)
         m_results.Add(EKrCheck::ChunkEmptyRun, position, "a chunk with data", "the fifth without");
 }
 
-// Returns what the chunk's data are for.
+// Returns the use of the chunk's data.
 EKrBytes CKrLayoutCheck::NoteChunk(const SKrScannedChunk& chunk, const SKrScannedList& parent)
 {
     const SKrChunkGuess& guess = chunk.guess;

@@ -1,5 +1,5 @@
-// What the scan of a file's bytes shows, for verifying: each byte is given to a use, what is wrong with
-// lists and chunks goes to the results, and what the other checks compare goes to the model.
+// The scan of a file for verifying: assigns a use to each byte, adds defects of lists and chunks to the
+// results, and fills the model for the other checks.
 #ifndef KR_TOOLS_VERIFY_KRLAYOUTCHECK_H
 #define KR_TOOLS_VERIFY_KRLAYOUTCHECK_H
 

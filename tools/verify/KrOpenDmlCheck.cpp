@@ -38,7 +38,7 @@ public:
         }
         if (head.indexType == kIndexOfChunks)
         {
-            m_standard.Check(m_index, m_number); // small files may have the entries here
+            m_standard.Check(m_index, m_number); // small files may have their entries here
             return;
         }
         if (head.longsPerEntry != 4 || head.indexType != kIndexOfIndexes ||
@@ -78,7 +78,7 @@ private:
 
     uint64_t Room() const { return (m_index.size - kSuperHeadSize) / SKrSuperIndexEntry::kEncodedSize; }
 
-    // The standard indexes are read while the entries are gone through, so the entries are copied first.
+    // Reading standard indexes reuses the buffer, so the entries are copied first.
     void CheckEntries(const SKrSuperIndexHead& head)
     {
         constexpr uint64_t kBlock = 4096;

@@ -18,17 +18,17 @@ struct SKrVerification
     CKrVerifyResults results;
 };
 
-// What the single subjects work on, behind the walk over the bytes.
+// The input of the checks that follow the scan.
 struct SKrVerifyContext
 {
     CKrFileWindow& window;
-    CKrFileWindow& strayWindow; // for single places, beside what is read in a row
+    CKrFileWindow& strayWindow; // for single positions, so that sequential reads stay buffered
     SKrVerifyModel& model;
     CKrVerifyResults& results;
     CKrProgress& progress;
 };
 
-// 'strh' in its usual size; fields that are not there are 0.
+// 'strh' in its usual size; missing fields are 0.
 SKrStreamHeader ReadStreamHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk);
 
 void CheckMainHeaders(const SKrVerifyContext& context);

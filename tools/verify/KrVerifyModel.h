@@ -1,5 +1,4 @@
-// What the walk over a file's bytes found, for the checks that compare it: places of headers and indexes,
-// and every data chunk.
+// Result of the scan of a file: positions of headers and indexes, and every data chunk.
 #ifndef KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 #define KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 
@@ -96,10 +95,10 @@ struct SKrVerifyModel
     std::vector<SKrDataChunk> chunks;              // in file order
     std::vector<SKrStandardIndex> standardIndexes; // in file order
     std::vector<SKrPrivateChunk> privateChunks;
-    std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{}; // together as many as the file has
+    std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{}; // their sum is the file size
     uint64_t oldIndexEntries = 0;
     uint64_t standardIndexEntries = 0;
-    bool isCut = false; // there were more data chunks than are held
+    bool isCut = false; // more data chunks than are kept
 
     bool HasSuperIndex() const
     {

@@ -1,5 +1,5 @@
-// What was found, by check: the first places in full, the others counted, so that a hostile file costs no
-// more than a good one.
+// Results by check: the first positions in full, the others counted, so that a hostile file costs no more
+// than a good one.
 #ifndef KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
 #define KR_TOOLS_VERIFY_KRVERIFYRESULTS_H
 
@@ -15,7 +15,7 @@
 
 namespace KrTool
 {
-// What should stand at a place, and what does.
+// Expected and actual content of a position.
 struct SKrExpectation
 {
     std::string expected;
@@ -28,7 +28,7 @@ struct SKrPlace
     SKrExpectation what;
 };
 
-// Descriptions for CKrVerifyResults::Add. `lead` stands before both numbers.
+// Descriptions for CKrVerifyResults::Add. `lead` precedes both numbers.
 inline auto Numbers(uint64_t expected, uint64_t found, const char* lead = "")
 {
     return [=]() -> SKrExpectation
@@ -64,7 +64,7 @@ class CKrVerifyResults
 public:
     static constexpr size_t kMostPlaces = 5;
 
-    // `describe` makes the expectation, for the places that are kept.
+    // `describe` is called only for the places that are kept.
     template <class DESCRIBE>
     void Add(EKrCheck check, uint64_t offset, DESCRIBE describe)
     {

@@ -25,20 +25,11 @@ EKrProgressMode Resolved(EKrProgressMode mode)
 {
     return mode == EKrProgressMode::Auto && !IsStandardErrorTerminal() ? EKrProgressMode::None : mode;
 }
+
 const char* UnitName(EKrUnit unit)
 {
-    switch (unit)
-    {
-    case EKrUnit::Byte:
-        return "bytes";
-    case EKrUnit::Chunk:
-        return "chunks";
-    case EKrUnit::Frame:
-        return "frames";
-    case EKrUnit::Item:
-        break;
-    }
-    return "items";
+    static constexpr const char* kNames[] = {"items", "bytes", "chunks", "frames"};
+    return kNames[static_cast<size_t>(unit)];
 }
 
 // To a tenth: further digits are not measured.

@@ -3,6 +3,7 @@
 #include "platform/KrUtf8.h"
 #include "tools/command/KrFormat.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace KrTool
@@ -63,6 +64,20 @@ std::string FourCcText(uint32_t fourCc)
             out += static_cast<char>(byte);
         else
             AppendHex(out, byte);
+    }
+    return out;
+}
+
+std::string WithEscapes(std::string_view text, std::span<const SKrEscape> escapes)
+{
+    std::string out;
+    for (const char character : text)
+    {
+        const auto escape = std::ranges::find(escapes, character, &SKrEscape::character);
+        if (escape != escapes.end())
+            out += escape->text;
+        else
+            out += character;
     }
     return out;
 }

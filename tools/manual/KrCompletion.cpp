@@ -1,6 +1,7 @@
 #include "tools/manual/KrCompletion.h"
 
 #include "tools/command/KrFormat.h"
+#include "tools/command/KrText.h"
 #include "tools/command/KrVerbTable.h"
 
 #include <string_view>
@@ -17,32 +18,18 @@ std::vector<std::string> VerbNames(const CKrVerbTable& verbs)
     return names;
 }
 
-// In single quotes; `special` characters get a backslash, and so does the backslash itself.
-std::string Quoted(std::string_view text, std::string_view special, std::string_view quote)
-{
-    std::string out;
-    for (const char character : text)
-    {
-        if (character == '\'')
-        {
-            out += quote;
-            continue;
-        }
-        if (special.find(character) != std::string_view::npos)
-            out += '\\';
-        out += character;
-    }
-    return out;
-}
-
+// For a text in single quotes.
 std::string ZshText(std::string_view text)
 {
-    return Quoted(text, "\\[]:", "'\\''");
+    static constexpr SKrEscape kEscapes[] = {
+        {'\'', "'\\''"}, {'\\', "\\\\"}, {'[', "\\["}, {']', "\\]"}, {':', "\\:"}};
+    return WithEscapes(text, kEscapes);
 }
 
 std::string FishText(std::string_view text)
 {
-    return Format("'{}'", Quoted(text, "\\", "\\'"));
+    static constexpr SKrEscape kEscapes[] = {{'\'', "\\'"}, {'\\', "\\\\"}};
+    return Format("'{}'", WithEscapes(text, kEscapes));
 }
 
 std::vector<std::string> Dashed(const std::vector<SKrOptionText>& options)

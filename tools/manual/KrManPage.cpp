@@ -1,48 +1,25 @@
 #include "tools/manual/KrManPage.h"
 
 #include "tools/command/KrFormat.h"
+#include "tools/command/KrText.h"
 #include "tools/manual/KrUsageLine.h"
 
 namespace KrTool
 {
 namespace
 {
-// The escape of a character that the formatter would interpret; null for others.
-const char* EscapeOf(char character)
-{
-    switch (character)
-    {
-    case '\\':
-        return "\\e";
-    case '-':
-        return "\\-";
-    case '\'':
-        return "\\(aq";
-    case '"':
-        return "\\(dq";
-    case '`':
-        return "\\(ga";
-    case '^':
-        return "\\(ha";
-    case '~':
-        return "\\(ti";
-    default:
-        return nullptr;
-    }
-}
+// Characters that the formatter would interpret.
+constexpr SKrEscape kRoffEscapes[] = {{'\\', "\\e"},  {'-', "\\-"},   {'\'', "\\(aq"}, {'"', "\\(dq"},
+                                      {'`', "\\(ga"}, {'^', "\\(ha"}, {'~', "\\(ti"}};
 
+// A line must not begin with a point, which would make it a request.
 std::string Escaped(const std::string& text)
 {
-    std::string out;
-    for (const char character : text)
+    std::string out = WithEscapes(text, kRoffEscapes);
+    for (size_t place = 0; place < out.size(); ++place)
     {
-        const bool isLineStart = out.empty() || out.back() == '\n';
-        if (isLineStart && character == '.')
-            out += "\\&";
-        if (const char* const escape = EscapeOf(character))
-            out += escape;
-        else
-            out += character;
+        if (out[place] == '.' && (place == 0 || out[place - 1] == '\n'))
+            out.insert(place, "\\&");
     }
     return out;
 }

@@ -113,23 +113,8 @@ std::string PageStyle()
 
 const char* StyleOf(EKrSpanKind kind)
 {
-    switch (kind)
-    {
-    case EKrSpanKind::Headers:
-        return "headers";
-    case EKrSpanKind::Padding:
-        return "padding";
-    case EKrSpanKind::Index:
-        return "index";
-    case EKrSpanKind::Video:
-        return "video";
-    case EKrSpanKind::Audio:
-        return "audio";
-    case EKrSpanKind::OtherData:
-        return "other";
-    case EKrSpanKind::Unaccounted:
-        break;
-    }
-    return "damage";
+    static constexpr std::array<const char*, kSpanKinds> kStyles = {"headers", "padding", "index", "video",
+                                                                    "audio",   "other",   "damage"};
+    return kStyles[static_cast<size_t>(kind)];
 }
 } // namespace KrTool

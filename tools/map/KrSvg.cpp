@@ -20,17 +20,12 @@ std::string ClassAttribute(std::string_view style)
 
 const char* AnchorAttribute(EKrAnchor anchor)
 {
-    switch (anchor)
-    {
-    case EKrAnchor::Middle:
-        return " text-anchor=\"middle\"";
-    case EKrAnchor::End:
-        return " text-anchor=\"end\"";
-    case EKrAnchor::Start:
-        break;
-    }
-    return "";
+    static constexpr const char* kAttributes[] = {"", " text-anchor=\"middle\"", " text-anchor=\"end\""};
+    return kAttributes[static_cast<size_t>(anchor)];
 }
+
+constexpr SKrEscape kEscapes[] = {
+    {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}, {'\'', "&#39;"}};
 
 // Marks that change the text direction, and the two code points that XML does not allow.
 bool IsUnwanted(std::string_view character)
@@ -48,38 +43,13 @@ bool IsUnwanted(std::string_view character)
 
 std::string Escaped(std::string_view text)
 {
-    const std::string printable = Printable(text);
-    std::string out;
+    std::string printable = Printable(text);
     for (size_t place = 0; place < printable.size(); ++place)
     {
         if (IsUnwanted(std::string_view(printable).substr(place, 3)))
-        {
-            out += "\uFFFD";
-            place += 2;
-            continue;
-        }
-        switch (const char character = printable[place])
-        {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\'':
-            out += "&#39;";
-            break;
-        default:
-            out += character;
-        }
+            printable.replace(place, 3, "\uFFFD");
     }
-    return out;
+    return WithEscapes(printable, kEscapes);
 }
 
 std::string Pixels(double value)
@@ -89,11 +59,7 @@ std::string Pixels(double value)
 
 void CKrSvg::OpenGroup(std::string_view id, std::string_view attributes)
 {
-    m_text += "<g id=\"";
-    m_text += id;
-    m_text += '"';
-    m_text += attributes;
-    m_text += ">\n";
+    m_text += Format("<g id=\"{}\"{}>\n", id, attributes);
 }
 
 void CKrSvg::Rect(double x, double y, double width, double height, std::string_view style,
@@ -125,26 +91,6 @@ void CKrSvg::VerticalLabel(double x, double y, std::string_view text, std::strin
 {
     m_text += Format("<text transform=\"translate({} {}) rotate(-90)\" text-anchor=\"middle\"{}>{}</text>\n",
                      Pixels(x), Pixels(y), ClassAttribute(style), Escaped(text));
-}
-
-void CKrSvgPath::MoveTo(double x, double y)
-{
-    m_commands += Format("M{} {}", Pixels(x), Pixels(y));
-}
-
-void CKrSvgPath::LineTo(double x, double y)
-{
-    m_commands += Format("L{} {}", Pixels(x), Pixels(y));
-}
-
-void CKrSvgPath::HorizontalTo(double x)
-{
-    m_commands += 'H' + Pixels(x);
-}
-
-void CKrSvgPath::VerticalTo(double y)
-{
-    m_commands += 'V' + Pixels(y);
 }
 
 void CKrSvgPath::AddRect(double x, double y, double width, double height)

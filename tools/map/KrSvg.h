@@ -10,6 +10,9 @@ namespace KrTool
 // Text from elsewhere, fit to stand in XML and HTML, between tags and in attributes.
 std::string Escaped(std::string_view text);
 
+// A coordinate, to a hundredth of a pixel.
+std::string Pixels(double value);
+
 enum class EKrAnchor
 {
     Start,
@@ -51,19 +54,16 @@ public:
     bool IsEmpty() const { return m_commands.empty(); }
     const std::string& Commands() const { return m_commands; }
 
-    void MoveTo(double x, double y);
-    void LineTo(double x, double y);
-    void HorizontalTo(double x);
-    void VerticalTo(double y);
+    void MoveTo(double x, double y) { m_commands += 'M' + Pixels(x) + ' ' + Pixels(y); }
+    void LineTo(double x, double y) { m_commands += 'L' + Pixels(x) + ' ' + Pixels(y); }
+    void HorizontalTo(double x) { m_commands += 'H' + Pixels(x); }
+    void VerticalTo(double y) { m_commands += 'V' + Pixels(y); }
     void Close() { m_commands += 'z'; }
     void AddRect(double x, double y, double width, double height);
 
 private:
     std::string m_commands;
 };
-
-// A coordinate, to a hundredth of a pixel.
-std::string Pixels(double value);
 } // namespace KrTool
 
 #endif

@@ -4,12 +4,12 @@
 #include "platform/KrFileProbe.h"
 #include "platform/KrPlatform.h"
 #include "tools/avi/KrInputFile.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrToolError.h"
 #include "tools/input/KrWaveInput.h"
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 namespace KrTool
 {
@@ -111,9 +111,8 @@ public:
         const uint64_t length = m_file->Length();
         m_frames = length / m_layout.FrameBytes();
         if (m_frames == 0 || length % m_layout.FrameBytes() != 0)
-            throw CKrToolError(m_files.NameOf(0), "its " + std::to_string(length) +
-                                                      " bytes are not whole frames of " +
-                                                      std::to_string(m_layout.FrameBytes()) + " bytes");
+            throw CKrToolError(m_files.NameOf(0), Format("its {} bytes are not whole frames of {} bytes",
+                                                         length, m_layout.FrameBytes()));
     }
 
     uint64_t Frames() const override { return m_frames; }
@@ -125,8 +124,7 @@ public:
         const std::string name = m_files.NameOf(m_file != nullptr ? 0 : number);
         const uint64_t position = m_file != nullptr ? number * m_layout.FrameBytes() : 0;
         if (m_file == nullptr && CKrInputFile(name).Length() != m_layout.FrameBytes())
-            throw CKrToolError(name,
-                               "it is not a frame of " + std::to_string(m_layout.FrameBytes()) + " bytes");
+            throw CKrToolError(name, Format("it is not a frame of {} bytes", m_layout.FrameBytes()));
         const auto load = [file = m_file, name, position, layout = m_layout](uint8_t* buffer)
         {
             Load(file != nullptr ? *file : CKrInputFile(name), position, layout, buffer);
@@ -164,13 +162,6 @@ private:
     uint64_t m_frames = 0;
 };
 } // namespace
-
-uint64_t SKrRawLayout::FrameBytes() const
-{
-    if (stride == 0)
-        return uint64_t{size.width} * size.height * bitsPerPixel / 8;
-    return stride * size.height;
-}
 
 SKrFrameFiles FindFrameFiles(const std::string& pattern, std::optional<uint64_t> start)
 {

@@ -54,7 +54,10 @@ struct SKrRawLayout
 
     [[nodiscard]] uint64_t RowBytes() const { return uint64_t{size.width} * bitsPerPixel / 8; }
     [[nodiscard]] uint64_t Stride() const { return stride != 0 ? stride : RowBytes(); }
-    [[nodiscard]] uint64_t FrameBytes() const; // in the input
+    [[nodiscard]] uint64_t FrameBytes() const // in the input
+    {
+        return stride != 0 ? stride * size.height : uint64_t{size.width} * size.height * bitsPerPixel / 8;
+    }
 };
 
 // Without a number in the pattern one file holds all frames in order.

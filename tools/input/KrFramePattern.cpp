@@ -1,6 +1,9 @@
 #include "tools/input/KrFramePattern.h"
 
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrToolError.h"
+
+#include <charconv>
 
 namespace KrTool
 {
@@ -11,11 +14,6 @@ constexpr size_t kMostDigits = 20;
 [[noreturn]] void Refuse(const std::string& pattern, const std::string& cause)
 {
     throw CKrToolError(pattern, "bad pattern: " + cause);
-}
-
-bool IsDigit(char character)
-{
-    return character >= '0' && character <= '9';
 }
 } // namespace
 
@@ -50,9 +48,10 @@ size_t CKrFramePattern::ParseNumber(const std::string& pattern, size_t position)
     size_t at = position + 1;
     if (at < pattern.size() && pattern[at] == '0')
     {
-        m_digits = 0;
-        for (++at; at < pattern.size() && IsDigit(pattern[at]) && m_digits <= kMostDigits; ++at)
-            m_digits = m_digits * 10 + static_cast<size_t>(pattern[at] - '0');
+        const char* const from = pattern.data() + at + 1;
+        const char* const end = pattern.data() + pattern.size();
+        m_digits = 0; // stays so without a number
+        at = static_cast<size_t>(std::from_chars(from, end, m_digits).ptr - pattern.data());
     }
     if (at >= pattern.size() || pattern[at] != 'd' || m_digits == 0 || m_digits > kMostDigits)
         Refuse(pattern, "after a % there must be d, 0Nd with N from 1 to 20, or another %");
@@ -64,8 +63,6 @@ std::string CKrFramePattern::NameOf(uint64_t frame) const
 {
     if (!m_numbered)
         return m_before;
-    const std::string digits = std::to_string(frame);
-    const size_t zeros = digits.size() < m_digits ? m_digits - digits.size() : 0;
-    return m_before + std::string(zeros, '0') + digits + m_behind;
+    return Format("{}{:0{}}{}", m_before, frame, m_digits, m_behind);
 }
 } // namespace KrTool

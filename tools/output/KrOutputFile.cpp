@@ -14,16 +14,11 @@ constexpr int kMostNamesTried = 100;
 constexpr size_t kTriedBytes = size_t{1} << 20; // more than fits on a disk reported as full
 constexpr char kExistsAlready[] = "it exists already; --force replaces it";
 
-// Short enough wherever the target's own name is.
-std::string TemporaryName(const std::string& target, unsigned number)
-{
-    return Format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), number);
-}
-
-unsigned NextNumber()
+// A new one each time, and short enough wherever the target's own name is.
+std::string TemporaryName(const std::string& target)
 {
     static unsigned number = 0;
-    return ++number;
+    return Format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), ++number);
 }
 } // namespace
 
@@ -31,7 +26,7 @@ std::string FreeTemporaryName(const std::string& target)
 {
     std::string name;
     do
-        name = TemporaryName(target, NextNumber());
+        name = TemporaryName(target);
     while (TargetAt(name) != EKrTarget::Free);
     return name;
 }
@@ -77,7 +72,7 @@ CKrOutputFile::CKrOutputFile(std::string target, bool replace)
     SKrOsResult result;
     for (int tried = 0; tried < kMostNamesTried; ++tried)
     {
-        std::string name = TemporaryName(m_target, NextNumber());
+        std::string name = TemporaryName(m_target);
         result = m_file.Create(name);
         if (result.Ok())
         {

@@ -21,34 +21,19 @@ constexpr unsigned long kLargestPool = 65536;
 
 WAVEFORMATEX WaveFormat(const SKrPcm& pcm)
 {
-    WAVEFORMATEX format{};
-    format.wFormatTag = kFormatTagPcm;
-    format.nChannels = pcm.channels;
-    format.nSamplesPerSec = pcm.samplesPerSec;
-    format.nBlockAlign = pcm.blockAlign;
-    format.wBitsPerSample = pcm.bitsPerSample;
-    format.nAvgBytesPerSec = pcm.samplesPerSec * pcm.blockAlign;
-    return format;
+    return {.wFormatTag = kFormatTagPcm,
+            .nChannels = pcm.channels,
+            .nSamplesPerSec = pcm.samplesPerSec,
+            .nAvgBytesPerSec = pcm.samplesPerSec * pcm.blockAlign,
+            .nBlockAlign = pcm.blockAlign,
+            .wBitsPerSample = pcm.bitsPerSample,
+            .cbSize = 0};
 }
 } // namespace
 
 CKrRecording::CKrRecording(std::string target, bool replace, const SKrRecordingFormat& format,
                            CKrProgress& progress)
     : m_target(std::move(target)), m_replace(replace), m_progress(progress)
-{
-    Open(format);
-}
-
-CKrRecording::~CKrRecording()
-{
-    m_loader->Stop();
-    m_writer.Reset();
-    m_pools.clear();
-    if (!m_temporary.empty())
-        RemoveFile(m_temporary);
-}
-
-void CKrRecording::Open(const SKrRecordingFormat& format)
 {
     if (KrCreateAviWriter(m_writer.Put()) == 0)
         throw CKrToolError(m_target, "out of memory");
@@ -58,6 +43,15 @@ void CKrRecording::Open(const SKrRecordingFormat& format)
                            format.audio ? &wave : nullptr) == 0)
         Fail("it cannot be written");
     m_temporary = temporary;
+}
+
+CKrRecording::~CKrRecording()
+{
+    m_loader->Stop();
+    m_writer.Reset();
+    m_pools.clear();
+    if (!m_temporary.empty())
+        RemoveFile(m_temporary);
 }
 
 // The writer gives no reason; a trial file may have one.

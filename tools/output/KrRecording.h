@@ -68,7 +68,6 @@ private:
         void Sleep(uint32_t) override {}
     };
 
-    void Open(const SKrRecordingFormat& format);
     [[noreturn]] void Fail(const std::string& cause) const;
     CKrRef<IKrMediaSample> Borrow(SKrSampleBytes bytes);
     void AddPool();

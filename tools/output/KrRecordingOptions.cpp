@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
-#include <utility>
 
 namespace KrTool
 {

@@ -11,7 +11,6 @@
 #include <list>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <utility>
 #include <vector>
 

@@ -115,21 +115,12 @@ std::string PlainText(std::string_view key, const Json& value)
     return out;
 }
 
-CKrReport::CKrReport(bool asJson) : m_asJson(asJson) {}
-
-CKrReport::~CKrReport() = default;
-
 void CKrReport::BeginMember(std::string_view key)
 {
     Print(m_hasMembers ? ",\n  " : "{\n  ");
     Print(JsonText(key));
     Print(": ");
     m_hasMembers = true;
-}
-
-void CKrReport::Fact(std::string_view key, const Json& value)
-{
-    Fact(key, value, value);
 }
 
 void CKrReport::Fact(std::string_view key, const Json& value, const Json& shown)

@@ -28,14 +28,13 @@ std::string PlainText(std::string_view key, const Json& value);
 class CKrReport
 {
 public:
-    explicit CKrReport(bool asJson);
-    ~CKrReport();
+    explicit CKrReport(bool asJson) : m_asJson(asJson) {}
     CKrReport(const CKrReport&) = delete;
     CKrReport& operator=(const CKrReport&) = delete;
 
     bool AsJson() const { return m_asJson; }
 
-    void Fact(std::string_view key, const Json& value);
+    void Fact(std::string_view key, const Json& value) { Fact(key, value, value); }
     // `shown`: the value as the text report has it.
     void Fact(std::string_view key, const Json& value, const Json& shown);
 

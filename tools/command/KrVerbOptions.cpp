@@ -84,17 +84,6 @@ void CKrVerbOptions::AddRequiredText(const std::string& names, std::string& valu
     m_verb.add_option(names, value, about)->required()->type_name(kind)->check(EmptyName);
 }
 
-void CKrVerbOptions::AddNumber(const std::string& name, uint64_t& value, const std::string& about)
-{
-    AddNumber(name, about, [&value](uint64_t number) { value = number; });
-}
-
-void CKrVerbOptions::AddNumber(const std::string& name, std::optional<uint64_t>& value,
-                               const std::string& about)
-{
-    AddNumber(name, about, [&value](uint64_t number) { value = number; });
-}
-
 void CKrVerbOptions::AddNumber(const std::string& name, const std::string& about,
                                std::function<void(uint64_t)> set)
 {

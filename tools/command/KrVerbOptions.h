@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -57,8 +56,11 @@ public:
                          const std::string& about);
 
     // A decimal number of up to 18 digits.
-    void AddNumber(const std::string& name, uint64_t& value, const std::string& about);
-    void AddNumber(const std::string& name, std::optional<uint64_t>& value, const std::string& about);
+    template <class NUMBER> // or an optional one
+    void AddNumber(const std::string& name, NUMBER& value, const std::string& about)
+    {
+        AddNumber(name, about, [&value](uint64_t number) { value = number; });
+    }
 
     // One of a few words. With an empty kind it is an argument without a name, and required.
     template <class VALUE>

@@ -79,10 +79,7 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
     {
         const bool isVideo = stream.kind == EKrStreamKind::Video;
         const uint64_t cutBefore = m_copier.CutChunks();
-        if (isVideo)
-            HashVideo(stream, onFrame);
-        else
-            HashAudio(stream);
+        HashStream(stream, isVideo ? onFrame : OnFrame());
         if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
             m_report.Finding(Format("cut by the end of the file: {} of stream {}",
                                     Counted(cut, isVideo ? "frame" : "audio chunk"), stream.chunks.stream));
@@ -90,44 +87,26 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
     m_progress.End();
 }
 
-void CKrHashedFile::HashVideo(SKrHashedStream& stream, const OnFrame& onFrame)
+void CKrHashedFile::HashStream(SKrHashedStream& stream, const OnFrame& onFrame)
 {
     CKrDigest content;
     CKrDigest lengths;
     CKrDigest ofFrame;
     SFrameSink sink{content, onFrame ? &ofFrame : nullptr};
-    std::vector<uint8_t> length;
     for (size_t number = 0; number < stream.chunks.chunks.size(); ++number)
     {
         const uint64_t bytes = m_copier.Copy(stream.chunks.chunks[number], sink);
-        length.clear();
-        CKrByteWriter(length).U64Le(bytes);
-        lengths.Add(length.data(), length.size());
+        uint8_t length[sizeof(bytes)];
+        PutLe64(length, bytes);
+        lengths.Add(length, sizeof(length));
         stream.bytes += bytes;
         if (onFrame)
             onFrame(stream, number, bytes, ofFrame.Finish());
-        Advance(bytes);
+        m_done += bytes;
+        m_progress.Advance(m_done);
     }
     stream.content = content.Finish();
-    stream.lengths = lengths.Finish();
-}
-
-void CKrHashedFile::HashAudio(SKrHashedStream& stream)
-{
-    CKrDigest content;
-    SFrameSink sink{content, nullptr};
-    for (const SKrChunkIndexEntry& chunk : stream.chunks.chunks)
-    {
-        const uint64_t bytes = m_copier.Copy(chunk, sink);
-        stream.bytes += bytes;
-        Advance(bytes);
-    }
-    stream.content = content.Finish();
-}
-
-void CKrHashedFile::Advance(uint64_t bytes)
-{
-    m_done += bytes;
-    m_progress.Advance(m_done);
+    if (stream.kind == EKrStreamKind::Video)
+        stream.lengths = lengths.Finish();
 }
 } // namespace KrTool

@@ -47,9 +47,7 @@ public:
 private:
     void AddStream(EKrStreamKind kind, uint32_t number);
     void AddStreamsWithoutHeaders();
-    void HashVideo(SKrHashedStream& stream, const OnFrame& onFrame);
-    void HashAudio(SKrHashedStream& stream);
-    void Advance(uint64_t bytes);
+    void HashStream(SKrHashedStream& stream, const OnFrame& onFrame);
 
     CKrReport& m_report;
     CKrProgress& m_progress;

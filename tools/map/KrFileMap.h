@@ -5,7 +5,6 @@
 #include "tools/avi/KrStreamChunks.h"
 #include "tools/map/KrFileSpans.h"
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -65,7 +64,7 @@ struct SKrFileMap
 
     std::vector<SKrMapList> segments;
     std::vector<SKrMapList> lists;
-    std::array<SKrRegions, kRegionKinds> regions;
+    SKrRegionTable regions;
     bool noIndex = false; // although there are data chunks
 
     // What is shown: the whole file, or some frames.

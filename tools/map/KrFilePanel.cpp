@@ -214,7 +214,7 @@ private:
         double widest = 0;
         double pointed = 0; // the middle of the widest region, to which the label belongs
         double drawnUntil = -1;
-        for (const SKrRegion& region : m_map.regions[static_cast<size_t>(kind)].kept)
+        for (const SKrRegion& region : m_map.regions.Of(kind).kept)
         {
             double x = 0;
             double width = 0;

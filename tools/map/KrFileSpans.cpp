@@ -65,7 +65,7 @@ public:
     void OnOverrun(const SKrScannedChunk& chunk, Lists, uint64_t, bool isCut) override
     {
         if (isCut)
-            m_spans.Of(EKrRegionKind::CutChunk).Add({EKrRegionKind::CutChunk, chunk.position, chunk.end});
+            m_spans.regions.Of(EKrRegionKind::CutChunk).Add({chunk.position, chunk.end});
         else
             ++m_spans.overruns;
     }
@@ -100,7 +100,7 @@ public:
         const bool isPadding = isZeros && to - from <= kLongestZeroPadding;
         const EKrSpanKind kind = isPadding ? EKrSpanKind::Padding : EKrSpanKind::Unaccounted;
         if (!isPadding)
-            m_spans.Of(EKrRegionKind::Unaccounted).Add({EKrRegionKind::Unaccounted, from, to});
+            m_spans.regions.Of(EKrRegionKind::Unaccounted).Add({from, to});
         ++m_spans.chunks[static_cast<size_t>(kind)];
         AddSpan({from, 0, kind, 0});
     }
@@ -153,7 +153,7 @@ private:
             return;
         }
         const uint64_t start = m_outsideEnd != 0 ? m_outsideEnd : from;
-        m_spans.Of(EKrRegionKind::OutsideMovi).Add({EKrRegionKind::OutsideMovi, start, to});
+        m_spans.regions.Of(EKrRegionKind::OutsideMovi).Add({start, to});
         m_outsideEnd = to;
     }
 

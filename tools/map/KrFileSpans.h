@@ -2,6 +2,7 @@
 #ifndef KR_TOOLS_MAP_KRFILESPANS_H
 #define KR_TOOLS_MAP_KRFILESPANS_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -55,7 +56,6 @@ constexpr size_t kRegionKinds = 4;
 
 struct SKrRegion
 {
-    EKrRegionKind kind = EKrRegionKind::Unaccounted;
     uint64_t start = 0;
     uint64_t end = 0;
 };
@@ -76,13 +76,19 @@ private:
     uint64_t m_lastEnd = UINT64_MAX;
 };
 
+struct SKrRegionTable : std::array<SKrRegions, kRegionKinds>
+{
+    SKrRegions& Of(EKrRegionKind kind) { return (*this)[static_cast<size_t>(kind)]; }
+    const SKrRegions& Of(EKrRegionKind kind) const { return (*this)[static_cast<size_t>(kind)]; }
+};
+
 struct SKrFileSpans
 {
     uint64_t length = 0;
     std::vector<SKrSpan> spans;
     std::vector<SKrMapList> segments;
     std::vector<SKrMapList> lists; // the first lists in segments
-    SKrRegions regions[kRegionKinds];
+    SKrRegionTable regions;
     uint64_t chunks[kSpanKinds] = {}; // by kind
     uint64_t standardIndexes = 0;     // chunks 'ix##'
     uint64_t superIndexes = 0;        // chunks 'indx'
@@ -91,8 +97,6 @@ struct SKrFileSpans
     bool cut = false;                 // too many chunks: the rest is not checked
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }
-    SKrRegions& Of(EKrRegionKind kind) { return regions[static_cast<size_t>(kind)]; }
-    const SKrRegions& Of(EKrRegionKind kind) const { return regions[static_cast<size_t>(kind)]; }
 };
 
 inline bool IsDataSpan(const SKrSpan& span)

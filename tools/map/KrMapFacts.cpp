@@ -85,16 +85,12 @@ bool IsBehindSegments(const SKrFileMap& map, const SKrRegions& regions)
 
 void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
 {
-    const auto of = [&map](EKrRegionKind kind) -> const SKrRegions&
-    {
-        return map.regions[static_cast<size_t>(kind)];
-    };
-    if (const SKrRegions& cut = of(EKrRegionKind::CutChunk); cut.count != 0)
+    if (const SKrRegions& cut = map.regions.Of(EKrRegionKind::CutChunk); cut.count != 0)
         damage.push_back("the end of the file truncates the last chunk");
-    if (const SKrRegions& gaps = of(EKrRegionKind::Unaccounted); gaps.count != 0)
+    if (const SKrRegions& gaps = map.regions.Of(EKrRegionKind::Unaccounted); gaps.count != 0)
         damage.push_back(Format("{} at {} belong to no chunk", GroupedCount(gaps.bytes, "byte"),
                                 GroupedCount(gaps.count, "place")));
-    if (const SKrRegions& outside = of(EKrRegionKind::OutsideMovi); outside.count != 0)
+    if (const SKrRegions& outside = map.regions.Of(EKrRegionKind::OutsideMovi); outside.count != 0)
         damage.push_back(GroupedCount(outside.bytes, "byte") +
                          (IsBehindSegments(map, outside)
                               ? " follow the last segment"
@@ -138,7 +134,7 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
     std::ranges::transform(index, positions.begin(), [](const auto& entry) { return entry.position; });
     std::ranges::sort(positions);
 
-    SKrRegions& regions = map.regions[static_cast<size_t>(EKrRegionKind::NotIndexed)];
+    SKrRegions& regions = map.regions.Of(EKrRegionKind::NotIndexed);
     uint64_t missing = 0;
     bool inRun = false; // of chunks that are missing
     uint64_t start = 0; // of that run
@@ -154,7 +150,7 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
         const bool isLast = chunk + 1 == track.Count();
         if (inRun && (isLast || !isMissing))
         {
-            regions.Add({EKrRegionKind::NotIndexed, start, isMissing ? track.End(chunk) : span.start});
+            regions.Add({start, isMissing ? track.End(chunk) : span.start});
             inRun = false;
         }
     }

@@ -75,25 +75,6 @@ private:
     std::array<Slots, kSpanKinds> m_slots{};
 };
 
-// Calls a function with each span that has bytes in the range.
-template <class FUNCTION>
-void ForSpansInRange(const SKrFileSpans& file, const SKrFileMap& map, FUNCTION&& function)
-{
-    for (size_t place = 0; place < file.spans.size(); ++place)
-    {
-        const uint64_t start = std::max(map.start, file.spans[place].start);
-        const uint64_t end = std::min(map.end, file.EndOf(place));
-        if (start < end)
-            function(file.spans[place], start, end);
-    }
-}
-
-// Lanes without bytes are left out, but not that of the indexes: what is missing there is damage.
-void RemoveEmptyLanes(std::vector<SKrLane>& lanes)
-{
-    std::erase_if(lanes,
-                  [](const SKrLane& lane) { return lane.bytes == 0 && lane.kind != EKrSpanKind::Index; });
-}
 } // namespace
 
 void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map)
@@ -107,22 +88,28 @@ void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map)
         return SKrFileMap::BinStart(bin, count, map.start, map.end);
     };
     uint64_t bin = 0;
-    ForSpansInRange(file, map,
-                    [&](const SKrSpan& span, uint64_t start, uint64_t end)
-                    {
-                        SKrLane& lane = table.Of(span);
-                        lane.bytes += end - start;
-                        lane.chunks += IsDataSpan(span) ? 1 : 0;
-                        while (start < end)
-                        {
-                            while (binStart(bin + 1) <= start)
-                                ++bin;
-                            const uint64_t part = std::min(end, binStart(bin + 1)) - start;
-                            lane.bins[static_cast<size_t>(bin)] += part;
-                            start += part;
-                        }
-                    });
-    RemoveEmptyLanes(map.lanes);
+    for (size_t place = 0; place < file.spans.size(); ++place)
+    {
+        const SKrSpan& span = file.spans[place];
+        uint64_t start = std::max(map.start, span.start);
+        const uint64_t end = std::min(map.end, file.EndOf(place));
+        if (start >= end)
+            continue;
+        SKrLane& lane = table.Of(span);
+        lane.bytes += end - start;
+        lane.chunks += IsDataSpan(span) ? 1 : 0;
+        while (start < end)
+        {
+            while (binStart(bin + 1) <= start)
+                ++bin;
+            const uint64_t part = std::min(end, binStart(bin + 1)) - start;
+            lane.bins[static_cast<size_t>(bin)] += part;
+            start += part;
+        }
+    }
+    // Lanes without bytes are left out, but not that of the indexes: what is missing there is damage.
+    std::erase_if(map.lanes,
+                  [](const SKrLane& lane) { return lane.bytes == 0 && lane.kind != EKrSpanKind::Index; });
 }
 
 void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CKrMapTrack* audio,

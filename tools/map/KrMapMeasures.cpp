@@ -83,7 +83,7 @@ SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const S
     map.length = spans.length;
     map.segments = spans.segments;
     map.lists = spans.lists;
-    std::ranges::copy(spans.regions, map.regions.begin());
+    map.regions = spans.regions;
     map.rateAssumed = video != nullptr && video->RateAssumed();
     if (request.from || request.to)
         TakeFrames(file.Path(), request, video, map);

@@ -135,7 +135,7 @@ std::string StreamText(EKrStreamKind kind, uint32_t stream)
 
 std::string RegionText(const SKrFileMap& map, EKrRegionKind kind)
 {
-    const SKrRegions& regions = map.regions[static_cast<size_t>(kind)];
+    const SKrRegions& regions = map.regions.Of(kind);
     const std::string places = BytesText(static_cast<double>(regions.bytes)) +
                                (regions.count > 1 ? " at " + Counted(regions.count, "place") : std::string());
     switch (kind)

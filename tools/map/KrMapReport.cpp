@@ -4,21 +4,14 @@
 #include "tools/command/KrText.h"
 #include "tools/map/KrFileMap.h"
 #include "tools/map/KrMapStyle.h"
+#include "tools/map/KrMapText.h"
 
 #include <nlohmann/json.hpp>
-
-#include <cmath>
 
 namespace KrTool
 {
 namespace
 {
-// To a millionth: sums of fractions end in digits that mean nothing.
-double Rounded(double value)
-{
-    return std::round(value * 1e6) / 1e6;
-}
-
 Json ListsJson(const std::vector<SKrMapList>& lists)
 {
     Json rows = Json::array();
@@ -55,13 +48,13 @@ Json RatesJson(const SKrFileMap& map, bool withBins)
         Json row = {{"kind", KindName(series.kind)},
                     {"stream", series.stream},
                     {"bytes", bytes},
-                    {"averageBitsPerSecond", Rounded(8 * static_cast<double>(bytes) / map.Seconds())}};
+                    {"averageBitsPerSecond", Millionths(8 * static_cast<double>(bytes) / map.Seconds())}};
         if (withBins)
         {
             row["bins"] = series.bins;
             row["bitsPerSecond"] = Json::array();
             for (size_t bin = 0; bin < series.bins.size(); ++bin)
-                row["bitsPerSecond"].push_back(Rounded(BitsPerSecond(map, series, bin)));
+                row["bitsPerSecond"].push_back(Millionths(BitsPerSecond(map, series, bin)));
         }
         rows.push_back(std::move(row));
     }
@@ -101,7 +94,7 @@ Json LargestJson(const SKrFileMap& map)
         rows.push_back({{"kind", KindName(chunk.kind)},
                         {"stream", chunk.stream},
                         {"number", chunk.number},
-                        {"seconds", chunk.seconds ? Json(Rounded(*chunk.seconds)) : Json()},
+                        {"seconds", chunk.seconds ? Json(Millionths(*chunk.seconds)) : Json()},
                         {"position", chunk.position},
                         {"size", chunk.size}});
     return rows;
@@ -132,14 +125,14 @@ void ReportMap(const SKrFileMap& map, CKrReport& report)
                           {"end", map.end},
                           {"firstFrame", map.firstFrame},
                           {"endFrame", map.endFrame},
-                          {"startSeconds", Rounded(map.startSeconds)},
-                          {"endSeconds", Rounded(map.endSeconds)}});
+                          {"startSeconds", Millionths(map.startSeconds)},
+                          {"endSeconds", Millionths(map.endSeconds)}});
     if (full)
         report.Fact("facts", map.facts);
     report.Fact("segments", ListsJson(map.segments));
     report.Fact("lists", ListsJson(map.lists));
     report.Fact("lanes", LanesJson(map, full));
-    report.Fact("rateBinSeconds", Rounded(map.rateBinSeconds));
+    report.Fact("rateBinSeconds", Millionths(map.rateBinSeconds));
     report.Fact("rates", RatesJson(map, full));
     report.Fact("interleave", InterleaveJson(map, full));
     report.Fact("largest", LargestJson(map));

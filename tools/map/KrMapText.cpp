@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
+#include <functional>
 
 namespace KrTool
 {
@@ -26,11 +26,7 @@ constexpr ScaleUnits kRateUnits = {
 
 const SKrScaleUnit& UnitFor(const ScaleUnits& units, double value)
 {
-    const auto fits = [value](const SKrScaleUnit& unit)
-    {
-        return value >= unit.size;
-    };
-    const auto found = std::ranges::find_if(units, fits);
+    const auto found = std::ranges::lower_bound(units, value, std::greater(), &SKrScaleUnit::size);
     return found != units.end() ? *found : units.back();
 }
 
@@ -93,6 +89,11 @@ std::string TickLabel(double value, double step, double largest, EKrAxisUnit uni
 }
 } // namespace
 
+double Millionths(double value)
+{
+    return std::round(value * 1e6) / 1e6;
+}
+
 double RoundUp(double least)
 {
     const double power = std::pow(10, std::floor(std::log10(least)));
@@ -106,10 +107,7 @@ double RoundUp(double least)
 
 std::string Fixed(double value, int decimals)
 {
-    std::array<char, 400> text{};
-    const auto result =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, decimals);
-    std::string number(text.data(), result.ptr);
+    std::string number = Format("{:.{}f}", value, decimals);
     const bool isZero = number.find_first_not_of("-0.") == std::string::npos;
     return isZero && number.front() == '-' ? number.substr(1) : number;
 }

@@ -35,6 +35,9 @@ std::string Shortened(const std::string& text, size_t most);
 // What a text takes at most, in pixels, in the fonts that the pictures ask for.
 double TextWidth(std::string_view text, double fontSize);
 
+// To a millionth: sums of fractions end in digits that mean nothing.
+double Millionths(double value);
+
 // The first of ..., 1, 2, 5, 10, 20, ... that is not below a value.
 double RoundUp(double least);
 

@@ -55,16 +55,6 @@ void AddTo(SKrDistanceBin& bin, double seconds, double bytes)
     ++bin.frames;
 }
 
-// Rounding errors of sums are not distances.
-double Microseconds(double seconds)
-{
-    return std::round(seconds * 1e6) / 1e6;
-}
-
-double Difference(uint64_t left, uint64_t right)
-{
-    return left >= right ? static_cast<double>(left - right) : -static_cast<double>(right - left);
-}
 } // namespace
 
 void ChooseRateBins(const CKrMapTrack* video, SKrFileMap& map)
@@ -116,8 +106,8 @@ void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64
             break;
         if (audio.SecondsAtChunk(due) > time + kSameTime)
             continue; // the sound starts later
-        const double seconds = Microseconds(audio.SecondsAtChunk(inFront) - time);
-        const double bytes = Difference(position, audio.Span(due).start);
+        const double seconds = Millionths(audio.SecondsAtChunk(inFront) - time);
+        const double bytes = static_cast<double>(static_cast<int64_t>(position - audio.Span(due).start));
         AddTo(distances[BinAt(time, map.startSeconds, binSeconds, distances.size())], seconds, bytes);
         AddTo(map.allDistances, seconds, bytes);
     }

@@ -1,12 +1,9 @@
 #include "tools/input/KrFrameInput.h"
 
-#include "format/KrBytes.h"
 #include "platform/KrFileProbe.h"
-#include "platform/KrPlatform.h"
 #include "tools/avi/KrInputFile.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrToolError.h"
-#include "tools/input/KrWaveInput.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,4 @@
 #include "tools/input/KrWaveInput.h"
-#include "platform/KrUtf8.h"
 
 #include "format/KrAviHeaders.h"
 #include "format/KrBytes.h"

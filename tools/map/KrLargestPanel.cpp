@@ -9,37 +9,28 @@ namespace
 {
 constexpr double kRowHeight = 17;
 
-struct SKrColumn
-{
-    const char* heading;
-    double right; // share of the picture's width
-};
-constexpr std::array<SKrColumn, 6> kColumns = {
-    {{"rank", 0.06}, {"stream", 0.18}, {"chunk", 0.32}, {"time", 0.48}, {"position", 0.68}, {"bytes", 0.86}}};
+// Where the columns end, as shares of the picture's width.
+constexpr std::array<double, 6> kColumns = {0.06, 0.18, 0.32, 0.48, 0.68, 0.86};
 
 void DrawRow(const SKrPicture& picture, double y, const std::array<std::string, kColumns.size()>& cells,
              const char* style)
 {
     for (size_t column = 0; column < cells.size(); ++column)
-        picture.svg.Label(picture.width * kColumns[column].right, y, cells[column], style, EKrAnchor::End);
+        picture.svg.Label(picture.width * kColumns[column], y, cells[column], style, EKrAnchor::End);
 }
 } // namespace
 
 double DrawLargestPanel(const SKrPicture& picture, double y)
 {
     const SKrFileMap& map = picture.map;
-    std::vector<std::string> pieces;
-    if (map.largest.empty())
-        pieces.emplace_back("no data chunks");
-    y = DrawHeading(picture, y, "Largest chunks", pieces);
+    const bool isEmpty = map.largest.empty();
+    y = DrawHeading(picture, y, "Largest chunks",
+                    isEmpty ? std::vector<std::string>{"no data chunks"} : std::vector<std::string>());
     picture.svg.OpenGroup("largest");
-    if (!map.largest.empty())
+    if (!isEmpty)
     {
-        std::array<std::string, kColumns.size()> headings;
-        for (size_t column = 0; column < headings.size(); ++column)
-            headings[column] = kColumns[column].heading;
-        DrawRow(picture, y + 12, headings, "small soft");
         y += 12;
+        DrawRow(picture, y, {"rank", "stream", "chunk", "time", "position", "bytes"}, "small soft");
     }
     for (size_t rank = 0; rank < map.largest.size(); ++rank)
     {

@@ -136,23 +136,15 @@ void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMap
 
     SKrRegions& regions = map.regions.Of(EKrRegionKind::NotIndexed);
     uint64_t missing = 0;
-    bool inRun = false; // of chunks that are missing
-    uint64_t start = 0; // of that run
     for (size_t chunk = 0; chunk < track.Count(); ++chunk)
     {
         const SKrSpan& span = track.Span(chunk);
-        const bool isMissing =
-            span.payload != 0 && !std::ranges::binary_search(positions, span.start + kChunkHeaderSize);
-        missing += isMissing ? 1 : 0;
-        if (isMissing && !inRun)
-            start = span.start;
-        inRun = inRun || isMissing;
+        if (span.payload == 0 || std::ranges::binary_search(positions, span.start + kChunkHeaderSize))
+            continue;
+        ++missing;
+        // Up to the next chunk, so that neighbours become one region.
         const bool isLast = chunk + 1 == track.Count();
-        if (inRun && (isLast || !isMissing))
-        {
-            regions.Add({start, isMissing ? track.End(chunk) : span.start});
-            inRun = false;
-        }
+        regions.Add({span.start, isLast ? track.End(chunk) : track.Span(chunk + 1).start});
     }
     map.noIndex = map.noIndex || index.empty();
     if (index.empty())

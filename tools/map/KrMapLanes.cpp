@@ -1,10 +1,10 @@
 // The lanes: which bytes are what, along the file; and the largest chunks.
 #include "tools/command/KrFormat.h"
-#include "tools/command/KrText.h"
 #include "tools/map/KrMapMeasures.h"
 
 #include <algorithm>
 #include <array>
+#include <functional>
 
 namespace KrTool
 {
@@ -29,9 +29,7 @@ public:
 
     SKrLane& Of(const SKrSpan& span)
     {
-        size_t lane = Slot(span.kind, 0);
-        if (IsDataSpan(span))
-            lane = Slot(span.kind, span.stream);
+        const size_t lane = Slot(span.kind, span.stream);
         return m_lanes[lane != kNone ? lane : Slot(EKrSpanKind::OtherData, 0)];
     }
 
@@ -41,33 +39,27 @@ private:
 
     size_t& Slot(EKrSpanKind kind, size_t stream) { return m_slots[static_cast<size_t>(kind)][stream]; }
 
-    void AddLane(EKrSpanKind kind, const std::string& name)
+    void AddLane(EKrSpanKind kind, const std::string& name, std::optional<uint32_t> stream = {})
     {
-        Slot(kind, 0) = m_lanes.size();
-        m_lanes.push_back({kind, std::nullopt, name, 0, 0, {}});
+        Slot(kind, stream.value_or(0)) = m_lanes.size();
+        m_lanes.push_back({.kind = kind, .stream = stream, .name = name, .bins = {}});
     }
 
     void AddStreamLanes(const SKrFileSpans& file)
     {
-        std::array<std::array<bool, kMostStreams>, 2> isThere{};
+        std::array<std::array<bool, kMostStreams>, kSpanKinds> isThere{};
         for (const SKrSpan& span : file.spans)
-        {
-            if (IsDataSpan(span))
-                isThere[span.kind == EKrSpanKind::Audio ? 1 : 0][span.stream] = true;
-        }
-        m_slots[static_cast<size_t>(EKrSpanKind::Video)].fill(kNone);
-        m_slots[static_cast<size_t>(EKrSpanKind::Audio)].fill(kNone);
+            isThere[static_cast<size_t>(span.kind)][span.stream] = true;
         const size_t most = m_lanes.size() + kMostStreamLanes;
-        for (uint32_t place = 0; place < 2 * kMostStreams && m_lanes.size() < most; ++place)
+        for (uint32_t stream = 0; stream < kMostStreams; ++stream)
         {
-            const uint32_t stream = place / 2;
-            const bool isAudio = place % 2 != 0;
-            if (!isThere[isAudio ? 1 : 0][stream])
-                continue;
-            const EKrSpanKind kind = isAudio ? EKrSpanKind::Audio : EKrSpanKind::Video;
-            Slot(kind, stream) = m_lanes.size();
-            const std::string name = Format("{}{}", isAudio ? "Audio, stream " : "Video, stream ", stream);
-            m_lanes.push_back({kind, stream, name, 0, 0, {}});
+            for (const EKrSpanKind kind : {EKrSpanKind::Video, EKrSpanKind::Audio})
+            {
+                Slot(kind, stream) = kNone;
+                const char* const name = kind == EKrSpanKind::Audio ? "Audio" : "Video";
+                if (isThere[static_cast<size_t>(kind)][stream] && m_lanes.size() < most)
+                    AddLane(kind, Format("{}, stream {}", name, stream), stream);
+            }
         }
     }
 
@@ -116,10 +108,6 @@ void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CK
                     SKrFileMap& map)
 {
     std::array<std::array<uint64_t, kMostStreams>, 2> numbers{};
-    const auto isLarger = [](const SKrLargeChunk& left, const SKrLargeChunk& right)
-    {
-        return left.size > right.size;
-    };
     for (const SKrSpan& span : file.spans)
     {
         if (!IsDataSpan(span))
@@ -130,18 +118,19 @@ void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CK
         if (span.start < map.start || span.start >= map.end || span.payload == 0 ||
             (isFull && span.payload <= map.largest.back().size))
             continue;
-        SKrLargeChunk chunk = {isAudio ? EKrStreamKind::Audio : EKrStreamKind::Video,
-                               span.stream,
-                               number,
-                               std::nullopt,
-                               span.start,
-                               span.payload};
+        SKrLargeChunk chunk = {.kind = isAudio ? EKrStreamKind::Audio : EKrStreamKind::Video,
+                               .stream = span.stream,
+                               .number = number,
+                               .seconds = {},
+                               .position = span.start,
+                               .size = span.payload};
         const CKrMapTrack* const track = isAudio ? audio : video;
         if (track != nullptr && track->Stream() == span.stream && track->HasTime())
             chunk.seconds = track->SecondsAtChunk(number);
         if (isFull)
             map.largest.pop_back();
-        map.largest.insert(std::ranges::upper_bound(map.largest, chunk, isLarger), chunk);
+        map.largest.insert(
+            std::ranges::upper_bound(map.largest, chunk.size, std::greater(), &SKrLargeChunk::size), chunk);
     }
 }
 } // namespace KrTool

@@ -13,12 +13,6 @@ namespace KrTool
 {
 namespace
 {
-std::optional<CKrMapTrack> MakeTrack(const SKrFileSpans& spans, const SKrAviFacts& facts, EKrStreamKind kind)
-{
-    const std::optional<uint32_t> stream = CKrMapTrack::Choose(spans, facts, kind);
-    return stream ? std::optional<CKrMapTrack>(std::in_place, spans, facts, kind, *stream) : std::nullopt;
-}
-
 // The whole file, and the time from the first to the last that is in it.
 void TakeWholeFile(const CKrMapTrack* video, const CKrMapTrack* audio, SKrFileMap& map)
 {
@@ -73,8 +67,8 @@ SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const S
                        CKrReport& report, CKrProgress& progress)
 {
     const SKrFileSpans spans = MeasureSpans(file, facts.streams.size(), progress);
-    const std::optional<CKrMapTrack> videoTrack = MakeTrack(spans, facts, EKrStreamKind::Video);
-    const std::optional<CKrMapTrack> audioTrack = MakeTrack(spans, facts, EKrStreamKind::Audio);
+    const std::optional<CKrMapTrack> videoTrack = CKrMapTrack::Choose(spans, facts, EKrStreamKind::Video);
+    const std::optional<CKrMapTrack> audioTrack = CKrMapTrack::Choose(spans, facts, EKrStreamKind::Audio);
     const CKrMapTrack* const video = videoTrack ? &*videoTrack : nullptr;
     const CKrMapTrack* const audio = audioTrack ? &*audioTrack : nullptr;
 

@@ -17,8 +17,8 @@ EKrSpanKind SpanKindOf(EKrStreamKind kind)
 }
 } // namespace
 
-std::optional<uint32_t> CKrMapTrack::Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
-                                            EKrStreamKind kind)
+std::optional<CKrMapTrack> CKrMapTrack::Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
+                                               EKrStreamKind kind)
 {
     std::array<uint64_t, kMostStreams> chunks{};
     for (const SKrSpan& span : file.spans)
@@ -26,9 +26,11 @@ std::optional<uint32_t> CKrMapTrack::Choose(const SKrFileSpans& file, const SKrA
     const SKrAviStream* const header =
         kind == EKrStreamKind::Video ? FirstVideoStream(facts) : FirstUsableAudioStream(facts);
     if (header != nullptr && header->number < chunks.size() && chunks[header->number] != 0)
-        return header->number;
+        return CKrMapTrack(file, facts, kind, header->number);
     const auto most = std::ranges::max_element(chunks);
-    return *most != 0 ? std::optional(static_cast<uint32_t>(most - chunks.begin())) : std::nullopt;
+    if (*most == 0)
+        return std::nullopt;
+    return CKrMapTrack(file, facts, kind, static_cast<uint32_t>(most - chunks.begin()));
 }
 
 CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, EKrStreamKind kind,
@@ -51,29 +53,25 @@ CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, EKr
 
 void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
 {
-    const bool hasHeader = m_stream < facts.streams.size();
     SKrUnitRate rate;
-    if (hasHeader && m_kind == EKrStreamKind::Video)
+    if (m_stream < facts.streams.size())
     {
         const SKrAviStream& header = facts.streams[m_stream];
         rate = {header.rate, header.scale};
-    }
-    else if (hasHeader)
-    {
-        const SKrAudioUnit unit = AudioUnit(facts.streams[m_stream]);
-        rate = unit.rate;
-        m_unitBytes = unit.bytes;
+        if (rate.IsValid())
+            m_startSeconds = static_cast<double>(header.start) * rate.scale / rate.rate;
+        if (m_kind == EKrStreamKind::Audio)
+        {
+            const SKrAudioUnit unit = AudioUnit(header);
+            rate = unit.rate;
+            m_unitBytes = unit.bytes;
+        }
     }
     if (rate.IsValid())
         m_secondsPerUnit = static_cast<double>(rate.scale) / rate.rate;
     else if (m_kind == EKrStreamKind::Video)
         m_secondsPerUnit = 1 / kAssumedFrameRate;
     m_rateAssumed = !rate.IsValid();
-    if (!hasHeader)
-        return;
-    const SKrAviStream& header = facts.streams[m_stream];
-    if (header.rate != 0 && header.scale != 0)
-        m_startSeconds = static_cast<double>(header.start) * header.scale / header.rate;
 }
 
 double CKrMapTrack::SecondsAtChunk(uint64_t chunk) const

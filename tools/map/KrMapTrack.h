@@ -18,8 +18,8 @@ class CKrMapTrack
 {
 public:
     // The stream of a kind that the reader would choose if it has chunks, else the one that has most.
-    static std::optional<uint32_t> Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
-                                          EKrStreamKind kind);
+    static std::optional<CKrMapTrack> Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
+                                             EKrStreamKind kind);
 
     CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t stream);
 

@@ -2,8 +2,6 @@
 #include "tools/command/KrFormat.h"
 #include "tools/map/KrMapPanels.h"
 
-#include "tools/command/KrText.h"
-
 #include <algorithm>
 
 namespace KrTool
@@ -18,14 +16,12 @@ constexpr double kHeadroom = 1.08; // above the highest value
 
 SKrPlot TimePlot(const SKrPicture& picture, double y, double height)
 {
-    SKrPlot plot;
-    plot.left = kLeftMargin;
-    plot.top = y;
-    plot.width = PlotWidth(picture.width);
-    plot.height = height;
-    plot.fromX = picture.map.startSeconds;
-    plot.toX = picture.map.endSeconds;
-    return plot;
+    return {.left = kLeftMargin,
+            .top = y,
+            .width = PlotWidth(picture.width),
+            .height = height,
+            .fromX = picture.map.startSeconds,
+            .toX = picture.map.endSeconds};
 }
 
 double HighestRate(const SKrFileMap& map, const SKrRateSeries& series)
@@ -68,9 +64,11 @@ void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSer
     picture.svg.OpenGroup(isVideo ? "rate-video" : "rate-audio");
     if (isVideo)
     {
-        CKrSvg& svg = picture.svg;
-        svg.Path(Format("{}V{}H{}z", line.Commands(), Pixels(plot.Bottom()), Pixels(plot.left)),
-                 "video-area");
+        CKrSvgPath area = line;
+        area.VerticalTo(plot.Bottom());
+        area.HorizontalTo(plot.left);
+        area.Close();
+        picture.svg.Path(area.Commands(), "video-area");
     }
     picture.svg.Path(line.Commands(), isVideo ? "video-line" : "audio-line");
     picture.svg.CloseGroup();
@@ -168,21 +166,22 @@ double DrawDistancePanels(const SKrPicture& picture, double y)
 {
     if (picture.map.distances.empty())
         return DrawHeading(picture, y, "Interleave", {"no frames with audio of the same time"});
-    static const SKrDistanceView kInTime = {"interleave-time",
-                                            "Interleave in time",
-                                            "audio before a frame: ahead of its time (+) or late (\u2212)",
-                                            EKrAxisUnit::Seconds,
-                                            &SKrDistanceBin::seconds,
-                                            SignedSecondsText,
-                                            0.01};
+    static const SKrDistanceView kInTime = {
+        .id = "interleave-time",
+        .heading = "Interleave in time",
+        .meaning = "audio before a frame: ahead of its time (+) or late (\u2212)",
+        .unit = EKrAxisUnit::Seconds,
+        .extent = &SKrDistanceBin::seconds,
+        .text = SignedSecondsText,
+        .least = 0.01};
     static const SKrDistanceView kInBytes = {
-        "interleave-bytes",
-        "Interleave in bytes",
-        "audio of a frame's time: before the frame (+) or after it (\u2212)",
-        EKrAxisUnit::Bytes,
-        &SKrDistanceBin::bytes,
-        SignedBytesText,
-        1000};
+        .id = "interleave-bytes",
+        .heading = "Interleave in bytes",
+        .meaning = "audio of a frame's time: before the frame (+) or after it (\u2212)",
+        .unit = EKrAxisUnit::Bytes,
+        .extent = &SKrDistanceBin::bytes,
+        .text = SignedBytesText,
+        .least = 1000};
     y = DrawDistances(picture, y, kInTime);
     return DrawDistances(picture, y + kPanelGap, kInBytes);
 }

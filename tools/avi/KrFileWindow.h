@@ -3,6 +3,7 @@
 #ifndef KR_TOOLS_AVI_KRFILEWINDOW_H
 #define KR_TOOLS_AVI_KRFILEWINDOW_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -36,6 +37,29 @@ private:
     size_t m_reach = kSmallest;
     std::vector<uint8_t> m_bytes;
 };
+
+// The entries of a table, as far as the file has them. Calls `take` with the bytes of each and their position
+// while it returns true; `take` must not use the window.
+template <class TAKE>
+void ForEachEntry(CKrFileWindow& window, uint64_t position, uint64_t count, size_t entrySize, TAKE&& take)
+{
+    const uint64_t atOnce = CKrFileWindow::kLargest / entrySize;
+    while (count != 0)
+    {
+        const uint64_t wanted = std::min(count, atOnce);
+        const std::span<const uint8_t> block = window.At(position, static_cast<size_t>(wanted) * entrySize);
+        const size_t whole = block.size() / entrySize;
+        for (size_t entry = 0; entry < whole; ++entry)
+        {
+            if (!take(block.subspan(entry * entrySize, entrySize), position + entry * entrySize))
+                return;
+        }
+        if (whole < wanted)
+            return; // the file ends here
+        position += wanted * entrySize;
+        count -= wanted;
+    }
+}
 } // namespace KrTool
 
 #endif

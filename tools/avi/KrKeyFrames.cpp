@@ -4,10 +4,10 @@
 #include "format/KrBytes.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrFileWindow.h"
 #include "tools/command/KrText.h"
 
 #include <algorithm>
-#include <array>
 #include <unordered_set>
 
 namespace KrTool
@@ -19,54 +19,28 @@ constexpr uint64_t kMostOtherEntries = uint64_t{1} << 20;
 
 using Positions = std::unordered_set<uint64_t>;
 
-// The entries of a table in a file, as far as the file has them, read in blocks. `take` returns whether to go
-// on.
-template <class TAKE>
-void ForEachEntry(const CKrAviFile& file, uint64_t position, uint64_t count, size_t size, TAKE&& take)
-{
-    constexpr size_t kEntriesPerRead = 4096;
-    std::vector<uint8_t> block(kEntriesPerRead * size);
-    while (count > 0)
-    {
-        const auto wanted = static_cast<size_t>(std::min<uint64_t>(count, kEntriesPerRead));
-        const size_t came = file.ReadAt(position, block.data(), wanted * size) / size;
-        for (size_t entry = 0; entry < came; ++entry)
-        {
-            if (!take(block.data() + entry * size))
-                return;
-        }
-        if (came < wanted)
-            return;
-        position += came * size;
-        count -= came;
-    }
-}
-
 template <class HEAD>
-bool ReadHead(const CKrAviFile& file, uint64_t position, HEAD& head)
+bool ReadHead(CKrFileWindow& window, uint64_t position, HEAD& head)
 {
-    std::array<uint8_t, HEAD::kEncodedSize> bytes;
-    if (file.ReadAt(position, bytes.data(), bytes.size()) != bytes.size())
-        return false;
-    CKrByteReader in(bytes);
+    CKrByteReader in(window.At(position, HEAD::kEncodedSize));
     return Decode(in, head);
 }
 
 // Frames that an OpenDML index marks as non-key. `budget`: entries still to be read.
-void AddFromStandardIndex(const CKrAviFile& file, uint64_t position, uint64_t& budget, Positions& found)
+void AddFromStandardIndex(CKrFileWindow& window, uint64_t position, uint64_t& budget, Positions& found)
 {
     SKrStdIndexHead head;
-    if (!ReadHead(file, position, head) || head.indexType != kIndexOfChunks ||
+    if (!ReadHead(window, position, head) || head.indexType != kIndexOfChunks ||
         head.indexSubType != kIndexSubTypeDefault || head.longsPerEntry != 2)
         return;
-    ForEachEntry(file, position + SKrStdIndexHead::kEncodedSize, head.entriesInUse,
+    ForEachEntry(window, position + SKrStdIndexHead::kEncodedSize, head.entriesInUse,
                  SKrStdIndexEntry::kEncodedSize,
-                 [&head, &budget, &found](const uint8_t* bytes)
+                 [&head, &budget, &found](std::span<const uint8_t> bytes, uint64_t)
                  {
                      if (budget == 0)
                          return false;
                      --budget;
-                     const SKrStdIndexEntry entry = DecodeStdIndexEntry(bytes);
+                     const SKrStdIndexEntry entry = DecodeStdIndexEntry(bytes.data());
                      if ((entry.size & SKrStdIndexEntry::kNotKeyFrame) != 0)
                          found.insert(head.baseOffset + entry.offset);
                      return true;
@@ -77,13 +51,16 @@ Positions FromOpenDml(const CKrAviFile& file, uint64_t position, uint64_t budget
 {
     Positions found;
     SKrSuperIndexHead head;
-    if (!ReadHead(file, position, head) || head.indexType != kIndexOfIndexes)
+    CKrFileWindow window(file);
+    CKrFileWindow standardWindow(file);
+    if (!ReadHead(window, position, head) || head.indexType != kIndexOfIndexes)
         return found;
-    ForEachEntry(file, position + SKrSuperIndexHead::kEncodedSize,
+    ForEachEntry(window, position + SKrSuperIndexHead::kEncodedSize,
                  std::min<uint64_t>(head.entriesInUse, budget), SKrSuperIndexEntry::kEncodedSize,
-                 [&file, &budget, &found](const uint8_t* bytes)
+                 [&](std::span<const uint8_t> bytes, uint64_t)
                  {
-                     AddFromStandardIndex(file, DecodeSuperIndexEntry(bytes).position, budget, found);
+                     AddFromStandardIndex(standardWindow, DecodeSuperIndexEntry(bytes.data()).position,
+                                          budget, found);
                      return budget > 0;
                  });
     return found;
@@ -96,9 +73,9 @@ Positions FromOldIndex(const CKrAviFile& file, const SKrAviFacts& facts, uint32_
     const std::vector<uint32_t> ids = DataChunkIds(stream, facts.streams.size(), EKrStreamKind::Video);
     std::optional<uint64_t> base;
     Positions found;
-    const auto take = [&](const uint8_t* bytes)
+    const auto take = [&](std::span<const uint8_t> bytes, uint64_t)
     {
-        const SKrOldIndexEntry entry = DecodeOldIndexEntry(bytes);
+        const SKrOldIndexEntry entry = DecodeOldIndexEntry(bytes.data());
         if (std::ranges::find(ids, entry.chunkId) == ids.end())
             return true;
         const uint64_t payload = entry.offset + kChunkHeaderSize;
@@ -110,8 +87,9 @@ Positions FromOldIndex(const CKrAviFile& file, const SKrAviFacts& facts, uint32_
             found.insert(*base + payload);
         return true;
     };
+    CKrFileWindow window(file);
     if (facts.idx1 && facts.movi)
-        ForEachEntry(file, facts.idx1->offset, facts.idx1->cksize / SKrOldIndexEntry::kEncodedSize,
+        ForEachEntry(window, facts.idx1->offset, facts.idx1->cksize / SKrOldIndexEntry::kEncodedSize,
                      SKrOldIndexEntry::kEncodedSize, take);
     return found;
 }

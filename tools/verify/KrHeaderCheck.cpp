@@ -73,12 +73,9 @@ void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, 
 void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position,
                     const SKrVerifyStream& video)
 {
-    if (!video.header)
+    if (video.rate == 0 || video.scale == 0)
         return;
-    const SKrStreamHeader stream = ReadStreamHeader(context, *video.header);
-    if (stream.rate == 0 || stream.scale == 0)
-        return;
-    const uint64_t wanted = uint64_t{1000000} * stream.scale / stream.rate;
+    const uint64_t wanted = uint64_t{1000000} * video.scale / video.rate;
     if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
         context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
                             Format("{} microseconds", wanted), std::to_string(header.microSecPerFrame));
@@ -86,9 +83,9 @@ void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header
 
 void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, uint64_t position)
 {
-    uint32_t largest = 0;
-    for (const SKrVerifyStream& stream : context.model.streams)
-        largest = std::max(largest, stream.largest);
+    const auto& streams = context.model.streams;
+    const uint32_t largest =
+        streams.empty() ? 0 : std::ranges::max(streams, {}, &SKrVerifyStream::largest).largest;
     if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
         context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt, Format("{} at least", largest),
                             std::to_string(header.suggestedBufferSize));

@@ -1,5 +1,4 @@
-// What the checks of both kinds of index share: entries read in blocks, and the data chunks that they are
-// compared with.
+// What the checks of both kinds of index share: the data chunks that entries are compared with.
 #ifndef KR_TOOLS_VERIFY_KRINDEXENTRIES_H
 #define KR_TOOLS_VERIFY_KRINDEXENTRIES_H
 
@@ -14,31 +13,6 @@
 
 namespace KrTool
 {
-// Calls `take` with the bytes of each entry and its position while it returns true.
-template <class TAKE>
-void ForEachEntry(const SKrVerifyContext& context, uint64_t position, uint64_t count, size_t entrySize,
-                  TAKE take)
-{
-    const uint64_t atOnce = CKrFileWindow::kLargest / entrySize;
-    while (count != 0)
-    {
-        const uint64_t wanted = std::min(count, atOnce);
-        const std::span<const uint8_t> block =
-            context.window.At(position, static_cast<size_t>(wanted) * entrySize);
-        const size_t whole = block.size() / entrySize;
-        for (size_t entry = 0; entry < whole; ++entry)
-        {
-            if (!take(block.subspan(entry * entrySize, entrySize), position + entry * entrySize))
-                return;
-        }
-        if (whole < wanted)
-            return; // the file ends here
-        context.progress.StopIfAsked();
-        position += wanted * entrySize;
-        count -= wanted;
-    }
-}
-
 // Finds data chunks by the position of their headers; quick where one follows the other.
 class CKrChunkLookup
 {
@@ -55,8 +29,7 @@ public:
             if (chunks[m_next].position > position)
                 break;
         }
-        const auto found = std::ranges::lower_bound(
-            chunks, position, {}, [](const SKrDataChunk& chunk) { return uint64_t{chunk.position}; });
+        const auto found = std::ranges::lower_bound(chunks, position, {}, &SKrDataChunk::Position);
         m_next = static_cast<size_t>(found - chunks.begin());
         return found != chunks.end() && found->position == position ? &chunks[m_next++] : nullptr;
     }

@@ -172,7 +172,7 @@ void CKrLayoutCheck::NoteList(const SKrScannedList& list)
     else if (list.kind == EKrListKind::Strl)
     {
         if (m_model.streams.size() < kMostStreams)
-            m_model.streams.push_back({list.position, {}, {}, {}});
+            m_model.streams.emplace_back().position = list.position;
         else
             m_results.Add(EKrCheck::StreamsTooMany, list.position, "256 streams at most", "another stream");
     }

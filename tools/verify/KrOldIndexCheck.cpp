@@ -30,7 +30,7 @@ public:
         if (rest != 0)
             m_results.Add(EKrCheck::Idx1Rest, m_index.End() - rest, "whole entries", Counted(rest, "byte"));
         m_base = FindBase();
-        ForEachEntry(m_context, m_index.Data(), m_count, SKrOldIndexEntry::kEncodedSize,
+        ForEachEntry(m_context.window, m_index.Data(), m_count, SKrOldIndexEntry::kEncodedSize,
                      [this](std::span<const uint8_t> bytes, uint64_t position)
                      {
                          CheckEntry(DecodeOldIndexEntry(bytes.data()), position);
@@ -59,9 +59,10 @@ private:
         std::array<size_t, 3> hits = {};
         size_t looked = 0;
         bool isMarked = false;
-        ForEachEntry(m_context, m_index.Data(), m_count, SKrOldIndexEntry::kEncodedSize,
+        ForEachEntry(m_context.window, m_index.Data(), m_count, SKrOldIndexEntry::kEncodedSize,
                      [&](std::span<const uint8_t> bytes, uint64_t position)
                      {
+                         m_context.progress.StopIfAsked();
                          const SKrOldIndexEntry entry = DecodeOldIndexEntry(bytes.data());
                          if (position == m_index.Data())
                              isMarked = entry.chunkId == kFccAbsoluteIdx1;
@@ -103,8 +104,7 @@ private:
         const auto at = [this](uint64_t position)
         {
             return std::ranges::lower_bound(std::as_const(m_model.chunks), position, {},
-                                            [](const SKrDataChunk& chunk)
-                                            { return uint64_t{chunk.position}; });
+                                            &SKrDataChunk::Position);
         };
         const bool isLast = m_segment + 1 == m_model.segments.size();
         return {at(m_model.segments[m_segment].position),
@@ -113,6 +113,7 @@ private:
 
     void CheckEntry(const SKrOldIndexEntry& entry, uint64_t position)
     {
+        m_context.progress.StopIfAsked();
         ++m_model.oldIndexEntries;
         if (entry.chunkId == kFccAbsoluteIdx1)
         {
@@ -145,9 +146,10 @@ private:
         else if (m_strays.IdAt(target) == entry.chunkId)
             check = EKrCheck::Idx1EntryInChunk;
         m_results.Add(check, position,
-                      [&]() -> SKrExpectation {
-                          return {"a chunk " + FourCcText(entry.chunkId),
-                                  Format("offset {}, position {}", entry.offset, target)};
+                      [&]
+                      {
+                          return SKrExpectation{"a chunk " + FourCcText(entry.chunkId),
+                                                Format("offset {}, position {}", entry.offset, target)};
                       });
     }
 
@@ -158,8 +160,9 @@ private:
             m_results.Add(EKrCheck::Idx1SizeDiffers, position, Numbers(chunk.size, entry.size));
         if (tag.stream != chunk.stream || tag.content != chunk.kind)
             m_results.Add(EKrCheck::Idx1IdDiffers, position,
-                          [&]() -> SKrExpectation {
-                              return {Format("an id of stream {}", chunk.stream), FourCcText(entry.chunkId)};
+                          [&] {
+                              return SKrExpectation{Format("an id of stream {}", chunk.stream),
+                                                    FourCcText(entry.chunkId)};
                           });
         if ((chunk.marks & SKrDataChunk::kInIdx1) != 0)
             m_results.Add(EKrCheck::Idx1OffsetRepeated, position,
@@ -212,10 +215,11 @@ private:
             const bool isWanted = chunk->kind != EKrContent::Other && chunk->size != 0 &&
                                   chunk->stream < m_model.streams.size();
             if (isWanted && (chunk->marks & SKrDataChunk::kInIdx1) == 0)
-                m_results.Add(EKrCheck::Idx1ChunkMissing, chunk->position,
-                              [&]() -> SKrExpectation {
-                                  return {"an entry", Format("a chunk of stream {}", chunk->stream)};
-                              });
+                m_results.Add(
+                    EKrCheck::Idx1ChunkMissing, chunk->position,
+                    [&] {
+                        return SKrExpectation{"an entry", Format("a chunk of stream {}", chunk->stream)};
+                    });
         }
     }
 

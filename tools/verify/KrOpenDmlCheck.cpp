@@ -78,27 +78,18 @@ private:
 
     uint64_t Room() const { return (m_index.size - kSuperHeadSize) / SKrSuperIndexEntry::kEncodedSize; }
 
-    // Reading standard indexes reuses the buffer, so the entries are copied first.
+    // Reading the standard indexes reuses the context's window.
     void CheckEntries(const SKrSuperIndexHead& head)
     {
-        constexpr uint64_t kBlock = 4096;
-        const uint64_t count = std::min<uint64_t>(head.entriesInUse, Room());
-        std::vector<SKrSuperIndexEntry> entries;
-        for (uint64_t done = 0; done < count; done += kBlock)
-        {
-            const uint64_t position =
-                m_index.Data() + kSuperHeadSize + done * SKrSuperIndexEntry::kEncodedSize;
-            entries.clear();
-            ForEachEntry(m_context, position, std::min(kBlock, count - done),
-                         SKrSuperIndexEntry::kEncodedSize,
-                         [&entries](std::span<const uint8_t> bytes, uint64_t)
-                         {
-                             entries.push_back(DecodeSuperIndexEntry(bytes.data()));
-                             return true;
-                         });
-            for (size_t entry = 0; entry < entries.size(); ++entry)
-                CheckEntry(entries[entry], position + entry * SKrSuperIndexEntry::kEncodedSize);
-        }
+        CKrFileWindow window = m_context.window;
+        ForEachEntry(window, m_index.Data() + kSuperHeadSize, std::min<uint64_t>(head.entriesInUse, Room()),
+                     SKrSuperIndexEntry::kEncodedSize,
+                     [this](std::span<const uint8_t> bytes, uint64_t position)
+                     {
+                         m_context.progress.StopIfAsked();
+                         CheckEntry(DecodeSuperIndexEntry(bytes.data()), position);
+                         return true;
+                     });
     }
 
     void CheckEntry(const SKrSuperIndexEntry& entry, uint64_t position)
@@ -172,10 +163,11 @@ void CheckUnreferenced(const SKrVerifyContext& context, CKrStandardIndexCheck& s
     {
         if (index.wasChecked)
             continue;
-        context.results.Add(EKrCheck::IxUnreferenced, index.chunk.position,
-                            [&]() -> SKrExpectation {
-                                return {"an entry of a super index", FourCcText(index.chunk.id)};
-                            });
+        context.results.Add(
+            EKrCheck::IxUnreferenced, index.chunk.position,
+            [&] {
+                return SKrExpectation{"an entry of a super index", FourCcText(index.chunk.id)};
+            });
         const auto tag = DataTagOf(DataIdOfIndex(index.chunk.id), context.model.streams.size());
         standard.Check(index.chunk, tag ? tag->stream : 0);
     }
@@ -188,10 +180,11 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
         chunk.stream < context.model.streams.size() && context.model.streams[chunk.stream].superIndex;
     if (hasSuperIndex && chunk.kind != EKrContent::Other && chunk.size != 0 &&
         (chunk.marks & SKrDataChunk::kInIx) == 0)
-        context.results.Add(EKrCheck::IxChunkMissing, chunk.position,
-                            [&]() -> SKrExpectation {
-                                return {"an entry", Format("a chunk of stream {}", chunk.stream)};
-                            });
+        context.results.Add(
+            EKrCheck::IxChunkMissing, chunk.position,
+            [&] {
+                return SKrExpectation{"an entry", Format("a chunk of stream {}", chunk.stream)};
+            });
     const bool isKeyInIdx1 = (chunk.marks & SKrDataChunk::kKeyInIdx1) != 0;
     const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
     if ((chunk.marks & kBoth) == kBoth && isKeyInIdx1 != isKeyInIx)
@@ -203,24 +196,21 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
 // Whether a video stream with indexed chunks has a key frame among them.
 void CheckKeyFrames(const SKrVerifyContext& context)
 {
-    struct SKrCounts
-    {
-        uint64_t entries = 0;
-        uint64_t keys = 0;
-    };
-    std::vector<SKrCounts> counts(context.model.streams.size());
+    const std::vector<SKrVerifyStream>& streams = context.model.streams;
+    std::vector<bool> isIndexed(streams.size());
+    std::vector<bool> hasKey(streams.size());
     for (const SKrDataChunk& chunk : context.model.chunks)
     {
-        if (chunk.stream >= counts.size() || (chunk.marks & SKrDataChunk::kInIx) == 0)
+        if (chunk.stream >= streams.size() || (chunk.marks & SKrDataChunk::kInIx) == 0)
             continue;
-        ++counts[chunk.stream].entries;
-        counts[chunk.stream].keys += (chunk.marks & SKrDataChunk::kKeyInIx) != 0 ? 1 : 0;
+        isIndexed[chunk.stream] = true;
+        if ((chunk.marks & SKrDataChunk::kKeyInIx) != 0)
+            hasKey[chunk.stream] = true;
     }
-    for (size_t stream = 0; stream < counts.size(); ++stream)
+    for (size_t stream = 0; stream < streams.size(); ++stream)
     {
-        if (context.model.streams[stream].type == kFccVids && counts[stream].entries != 0 &&
-            counts[stream].keys == 0)
-            context.results.Add(EKrCheck::IxNoKeyFrame, context.model.streams[stream].position, "a key frame",
+        if (streams[stream].type == kFccVids && isIndexed[stream] && !hasKey[stream])
+            context.results.Add(EKrCheck::IxNoKeyFrame, streams[stream].position, "a key frame",
                                 Format("none in stream {}", stream));
     }
 }

@@ -23,32 +23,27 @@ struct SKrPrivateFields
 };
 using KrPrivateFields = std::array<SKrPrivateFields, std::size(kPrivateChunkKinds)>;
 
-SKrPrivateFields FieldsOf(const SKrVerifyContext& context, const SKrPlacedChunk& chunk,
-                          const SKrPrivateChunkKind& kind)
-{
-    const auto data = context.window.At(chunk.Data(), std::min(chunk.size, kPrivateBytesRead));
-    return {chunk.Data(), DecodeScanMode(kind, data), DecodePixelAspect(kind, data)};
-}
-
 std::string AspectText(const SKrPixelAspect& aspect)
 {
     return Format("{}:{}", aspect.horizontal, aspect.vertical);
 }
 
-SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk& chunk,
+SKrPrivateFields CheckOne(const SKrVerifyContext& context, const SKrPrivateChunk& placed,
                           const SKrPrivateChunkKind& kind)
 {
-    const SKrPrivateFields values = FieldsOf(context, chunk.chunk, kind);
+    const SKrPlacedChunk& chunk = placed.chunk;
+    const auto data = context.window.At(chunk.Data(), std::min(chunk.size, kPrivateBytesRead));
+    const SKrPrivateFields values = {chunk.Data(), DecodeScanMode(kind, data), DecodePixelAspect(kind, data)};
     const std::string name = FourCcText(kind.id);
     CKrVerifyResults& results = context.results;
-    if (!chunk.isInPlace)
-        results.Add(EKrCheck::PrivatePlace, chunk.chunk.position, "a place between hdrl and movi", name);
+    if (!placed.isInPlace)
+        results.Add(EKrCheck::PrivatePlace, chunk.position, "a place between hdrl and movi", name);
     if (!values.scanMode && !values.aspect)
-        results.Add(EKrCheck::PrivateUnreadable, chunk.chunk.position, "the fixed bytes of " + name,
-                    "others, or " + Counted(chunk.chunk.size, "byte"));
-    else if (chunk.chunk.size != kind.size)
-        results.Add(EKrCheck::PrivateSize, chunk.chunk.position, Counted(kind.size, "byte"),
-                    Counted(chunk.chunk.size, "byte"));
+        results.Add(EKrCheck::PrivateUnreadable, chunk.position, "the fixed bytes of " + name,
+                    "others, or " + Counted(chunk.size, "byte"));
+    else if (chunk.size != kind.size)
+        results.Add(EKrCheck::PrivateSize, chunk.position, Counted(kind.size, "byte"),
+                    Counted(chunk.size, "byte"));
     if (values.scanMode && *values.scanMode > 2 && *values.scanMode != kNoScanModeByte)
         results.Add(EKrCheck::PrivateScanMode, values.position + *kind.scanModeAt, "0, 1, 2 or 255",
                     std::to_string(*values.scanMode));
@@ -69,10 +64,6 @@ void Compare(const SKrVerifyContext& context, const KrPrivateFields& all)
             context.results.Add(EKrCheck::PrivateModesDiffer,
                                 other.position + *kPrivateChunkKinds[kind].scanModeAt,
                                 std::to_string(*first.scanMode), std::to_string(*other.scanMode));
-    }
-    for (size_t kind = 1; kind < all.size(); ++kind)
-    {
-        const SKrPrivateFields& other = all[kind];
         if (first.aspect && other.aspect && *first.aspect != *other.aspect)
             context.results.Add(EKrCheck::PrivateAspectsDiffer,
                                 other.position + *kPrivateChunkKinds[kind].aspectAt,

@@ -85,10 +85,11 @@ SKrIndexedAmount CKrStandardIndexCheck::Check(const SKrPlacedChunk& index, uint3
         stream < m_context.model.streams.size() ? m_context.model.streams[stream].sampleSize : 0;
     const uint64_t count = std::min<uint64_t>(head.entriesInUse, room);
     m_lastPosition = 0;
-    ForEachEntry(m_context, index.Data() + kStdHeadSize, count, entrySize,
+    ForEachEntry(m_context.window, index.Data() + kStdHeadSize, count, entrySize,
                  [&](std::span<const uint8_t> bytes, uint64_t position)
                  {
                      const SKrEntry entry = EntryOf(bytes, head);
+                     m_context.progress.StopIfAsked();
                      ++amount.entries;
                      amount.samples += sampleSize != 0 ? entry.size / sampleSize : 0;
                      CheckEntry(entry, position, stream);
@@ -140,8 +141,6 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
     }
     m_results.Add(
         check, position,
-        [&]() -> SKrExpectation {
-            return {Format("the data of a chunk of stream {}", stream), Format("position {}", entry.target)};
-        });
+        [&] { return FoundPosition(Format("the data of a chunk of stream {}", stream), entry.target)(); });
 }
 } // namespace KrTool

@@ -27,7 +27,7 @@ constexpr uint64_t kExtraSizeAt = 16;
 class CKrStreamCheck
 {
 public:
-    CKrStreamCheck(const SKrVerifyContext& context, const SKrVerifyStream& stream, size_t number)
+    CKrStreamCheck(const SKrVerifyContext& context, SKrVerifyStream& stream, size_t number)
         : m_context(context), m_results(context.results), m_stream(stream),
           m_name(Format("stream {}", number))
     {
@@ -64,19 +64,18 @@ private:
             m_results.Add(EKrCheck::StrhShort, chunk.position, "56 bytes", Counted(chunk.size, "byte"));
         else if (chunk.size > full)
             m_results.Add(EKrCheck::StrhWide, chunk.position, "56 bytes", Counted(chunk.size, "byte"));
-        m_header = ReadStreamHeader(m_context, chunk);
         const bool isKnown =
-            m_header.type == kFccVids || m_header.type == kFccAuds || m_header.type == kFccTxts;
+            m_stream.type == kFccVids || m_stream.type == kFccAuds || m_stream.type == kFccTxts;
         if (!isKnown)
-            m_results.Add(EKrCheck::StrhType, chunk.Data(), "vids, auds or txts", FourCcText(m_header.type));
-        if (m_header.scale == 0)
+            m_results.Add(EKrCheck::StrhType, chunk.Data(), "vids, auds or txts", FourCcText(m_stream.type));
+        if (m_stream.scale == 0)
             m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kScaleAt, "a scale", "0");
-        if (m_header.rate == 0)
+        if (m_stream.rate == 0)
             m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kRateAt, "a rate", "0");
-        if (m_header.suggestedBufferSize != 0 && m_header.suggestedBufferSize < m_stream.largest)
+        if (m_stream.suggestedBufferSize != 0 && m_stream.suggestedBufferSize < m_stream.largest)
             m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kStreamBufferAt,
                           Format("{} at least", m_stream.largest),
-                          std::to_string(m_header.suggestedBufferSize));
+                          std::to_string(m_stream.suggestedBufferSize));
         if (chunk.size >= full && m_stream.chunks != 0)
             CheckLength(chunk);
     }
@@ -84,17 +83,17 @@ private:
     // The length of the whole file, or, from writers of the time before OpenDML, of the first segment.
     void CheckLength(const SKrPlacedChunk& chunk)
     {
-        const bool hasSamples = m_stream.type == kFccAuds && m_header.sampleSize != 0;
+        const bool hasSamples = m_stream.type == kFccAuds && m_stream.sampleSize != 0;
         const auto units = [this, hasSamples](uint64_t chunks, uint64_t bytes)
         {
-            return hasSamples ? bytes / m_header.sampleSize : chunks;
+            return hasSamples ? bytes / m_stream.sampleSize : chunks;
         };
         const uint64_t inAll = units(m_stream.chunks, m_stream.bytes);
         const uint64_t inFirst = units(m_stream.chunksInFirstSegment, m_stream.bytesInFirstSegment);
         const bool isRounded =
-            hasSamples && m_stream.bytes % m_header.sampleSize != 0 && m_header.length == inAll + 1;
-        if (m_header.length != inAll && m_header.length != inFirst && !isRounded && !m_context.model.isCut)
-            Differs(EKrCheck::StrhLength, chunk.Data() + kLengthAt, inAll, m_header.length);
+            hasSamples && m_stream.bytes % m_stream.sampleSize != 0 && m_stream.length == inAll + 1;
+        if (m_stream.length != inAll && m_stream.length != inFirst && !isRounded && !m_context.model.isCut)
+            Differs(EKrCheck::StrhLength, chunk.Data() + kLengthAt, inAll, m_stream.length);
     }
 
     void CheckVideoFormat(const SKrPlacedChunk& chunk)
@@ -125,6 +124,7 @@ private:
         const auto size = std::min<size_t>(chunk.size, SKrWaveFormat::kEncodedSize);
         const SKrWaveFormat format = DecodeWaveFormat(m_context.window.At(chunk.Data(), size));
         const bool isPcm = format.formatTag == kFormatTagPcm;
+        m_stream.pcmBlockAlign = isPcm ? format.blockAlign : 0;
         const size_t shortest = isPcm ? kPcmWaveFormatSize : kShortestWaveFormat;
         if (chunk.size < shortest)
         {
@@ -158,50 +158,32 @@ private:
         if (!m_stream.header)
             return;
         const uint64_t header = m_stream.header->Data();
-        if (m_header.sampleSize != format.blockAlign)
-            Differs(EKrCheck::StrhSampleSize, header + kSampleSizeAt, format.blockAlign, m_header.sampleSize);
-        const bool hasRate = m_header.rate != 0 && m_header.scale != 0;
-        if (hasRate && m_header.rate != uint64_t{m_header.scale} * format.samplesPerSec)
+        if (m_stream.sampleSize != format.blockAlign)
+            Differs(EKrCheck::StrhSampleSize, header + kSampleSizeAt, format.blockAlign, m_stream.sampleSize);
+        const bool hasRate = m_stream.rate != 0 && m_stream.scale != 0;
+        if (hasRate && m_stream.rate != uint64_t{m_stream.scale} * format.samplesPerSec)
             m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, std::to_string(format.samplesPerSec),
-                          Format("{} / {}", m_header.rate, m_header.scale));
+                          Format("{} / {}", m_stream.rate, m_stream.scale));
     }
 
     const SKrVerifyContext& m_context;
     CKrVerifyResults& m_results;
-    const SKrVerifyStream& m_stream;
+    SKrVerifyStream& m_stream;
     const std::string m_name;
-    SKrStreamHeader m_header;
 };
-
-// The block align of each PCM stream; 0 for others.
-std::vector<uint32_t> PcmBlockAligns(const SKrVerifyContext& context)
-{
-    std::vector<uint32_t> aligns;
-    for (const SKrVerifyStream& stream : context.model.streams)
-    {
-        aligns.push_back(0);
-        if (stream.type != kFccAuds || !stream.format)
-            continue;
-        const auto size = std::min<size_t>(stream.format->size, SKrWaveFormat::kEncodedSize);
-        const SKrWaveFormat format = DecodeWaveFormat(context.window.At(stream.format->Data(), size));
-        if (format.formatTag == kFormatTagPcm)
-            aligns.back() = format.blockAlign;
-    }
-    return aligns;
-}
 
 void CheckPcmChunks(const SKrVerifyContext& context)
 {
-    const std::vector<uint32_t> aligns = PcmBlockAligns(context);
+    const std::vector<SKrVerifyStream>& streams = context.model.streams;
     for (const SKrDataChunk& chunk : context.model.chunks)
     {
-        const uint32_t align = chunk.stream < aligns.size() ? aligns[chunk.stream] : 0;
+        const uint32_t align = chunk.stream < streams.size() ? streams[chunk.stream].pcmBlockAlign : 0;
         if (align != 0 && chunk.kind == EKrContent::Audio && chunk.size % align != 0)
-            context.results.Add(
-                EKrCheck::AudioChunkSplit, chunk.position,
-                [&]() -> SKrExpectation {
-                    return {"a multiple of " + Counted(align, "byte"), Counted(chunk.size, "byte")};
-                });
+            context.results.Add(EKrCheck::AudioChunkSplit, chunk.position,
+                                [&] {
+                                    return SKrExpectation{"a multiple of " + Counted(align, "byte"),
+                                                          Counted(chunk.size, "byte")};
+                                });
     }
 }
 } // namespace

@@ -1,6 +1,5 @@
 #include "tools/verify/KrVerify.h"
 
-#include "format/KrAviHeaders.h"
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
@@ -12,15 +11,15 @@ namespace KrTool
 {
 namespace
 {
-void TakeStreamTypes(const SKrVerifyContext& context)
+// 'strh' in its usual size; missing fields are 0.
+void ReadStreamHeaders(const SKrVerifyContext& context)
 {
     for (SKrVerifyStream& stream : context.model.streams)
     {
         if (!stream.header)
             continue;
-        const SKrStreamHeader header = ReadStreamHeader(context, *stream.header);
-        stream.type = header.type;
-        stream.sampleSize = header.sampleSize;
+        const size_t size = std::min<size_t>(stream.header->size, SKrStreamHeader::kEncodedSize);
+        static_cast<void>(DecodeStreamHeader(context.window.At(stream.header->Data(), size), stream));
     }
 }
 
@@ -66,33 +65,26 @@ void CountChunks(const SKrVerifyContext& context)
         {
             if (!streams.empty())
                 context.results.Add(EKrCheck::DataNoStream, chunk.position,
-                                    [&]() -> SKrExpectation {
-                                        return {Format("a stream below {}", streams.size()),
-                                                Format("stream {}", chunk.stream)};
+                                    [&] {
+                                        return SKrExpectation{Format("a stream below {}", streams.size()),
+                                                              Format("stream {}", chunk.stream)};
                                     });
             continue;
         }
         SKrVerifyStream& stream = streams[chunk.stream];
         if (!IsOfType(chunk.kind, stream.type))
             context.results.Add(EKrCheck::DataKind, chunk.position,
-                                [&]() -> SKrExpectation
+                                [&]
                                 {
-                                    return {"a chunk of a stream of type " + FourCcText(stream.type),
-                                            chunk.kind == EKrContent::Audio ? "a chunk of sound"
-                                                                            : "a chunk of video"};
+                                    return SKrExpectation{
+                                        "a chunk of a stream of type " + FourCcText(stream.type),
+                                        chunk.kind == EKrContent::Audio ? "a chunk of sound"
+                                                                        : "a chunk of video"};
                                 });
         CountChunk(chunk, stream);
     }
 }
 } // namespace
-
-SKrStreamHeader ReadStreamHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)
-{
-    const size_t size = std::min<size_t>(chunk.size, SKrStreamHeader::kEncodedSize);
-    SKrStreamHeader header;
-    static_cast<void>(DecodeStreamHeader(context.window.At(chunk.Data(), size), header));
-    return header;
-}
 
 void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgress& progress)
 {
@@ -101,7 +93,7 @@ void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgres
     CKrFileWindow strayWindow(file);
     const SKrVerifyContext context{window, strayWindow, verification.model, verification.results, progress};
     CheckPresence(context);
-    TakeStreamTypes(context);
+    ReadStreamHeaders(context);
     CountChunks(context);
     CheckMainHeaders(context);
     CheckStreamHeaders(context);

@@ -2,7 +2,6 @@
 #ifndef KR_TOOLS_VERIFY_KRVERIFY_H
 #define KR_TOOLS_VERIFY_KRVERIFY_H
 
-#include "format/KrAviHeaders.h"
 #include "tools/avi/KrFileWindow.h"
 #include "tools/verify/KrVerifyModel.h"
 #include "tools/verify/KrVerifyResults.h"
@@ -27,9 +26,6 @@ struct SKrVerifyContext
     CKrVerifyResults& results;
     CKrProgress& progress;
 };
-
-// 'strh' in its usual size; missing fields are 0.
-SKrStreamHeader ReadStreamHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk);
 
 void CheckMainHeaders(const SKrVerifyContext& context);
 void CheckStreamHeaders(const SKrVerifyContext& context);

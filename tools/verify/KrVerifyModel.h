@@ -2,10 +2,12 @@
 #ifndef KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 #define KR_TOOLS_VERIFY_KRVERIFYMODEL_H
 
+#include "format/KrAviHeaders.h"
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrChunkIds.h"
 #include "tools/avi/KrChunkKinds.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -39,6 +41,8 @@ struct SKrDataChunk
     uint16_t stream = 0;
     EKrContent kind = EKrContent::Other;
     uint8_t marks = 0;
+
+    uint64_t Position() const { return position; } // of a bit field there is no reference
 };
 static_assert(sizeof(SKrDataChunk) == 16);
 
@@ -53,17 +57,15 @@ struct SKrSegmentPlace
     std::optional<SKrPlacedChunk> oldIndex;
 };
 
-// One stream list.
-struct SKrVerifyStream
+// One stream list. Without a 'strh' the fields of its header are 0.
+struct SKrVerifyStream : SKrStreamHeader
 {
     uint64_t position = 0; // of the list
     std::optional<SKrPlacedChunk> header;
     std::optional<SKrPlacedChunk> format;
     std::optional<SKrPlacedChunk> superIndex;
 
-    // From the headers
-    uint32_t type = 0;
-    uint32_t sampleSize = 0;
+    uint32_t pcmBlockAlign = 0; // of PCM sound, from its format
 
     // Counted from the data chunks
     uint64_t chunks = 0;
@@ -102,12 +104,7 @@ struct SKrVerifyModel
 
     bool HasSuperIndex() const
     {
-        for (const SKrVerifyStream& stream : streams)
-        {
-            if (stream.superIndex)
-                return true;
-        }
-        return false;
+        return std::ranges::any_of(streams, [](auto& stream) { return stream.superIndex.has_value(); });
     }
 };
 

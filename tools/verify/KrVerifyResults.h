@@ -45,7 +45,7 @@ inline auto FoundId(const char* expected, uint32_t id)
     };
 }
 
-inline auto FoundPosition(const char* expected, uint64_t position)
+inline auto FoundPosition(std::string expected, uint64_t position)
 {
     return [=]() -> SKrExpectation
     {

@@ -2,7 +2,6 @@
 
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
-#include "tools/copy/KrJoinedChunks.h"
 #include "tools/output/KrRecordingOptions.h"
 
 #include <algorithm>
@@ -15,6 +14,51 @@ namespace
 {
 constexpr uint16_t kMostUnsignedBits = 8; // PCM samples of up to so many bits have no sign
 constexpr uint8_t kUnsignedSilence = 0x80;
+
+// The bytes of a stream's chunks as one sequence, to be cut into samples of any length.
+class CKrJoinedChunks
+{
+public:
+    CKrJoinedChunks(std::shared_ptr<const CKrByteSource> file, Chunks chunks)
+        : m_file(std::move(file)), m_chunks(std::move(chunks))
+    {
+    }
+
+    // The next bytes of the sequence. They are read when the writer needs them.
+    SKrSampleBytes Next(uint32_t length)
+    {
+        Chunks ranges;
+        uint32_t left = length;
+        while (left > 0 && m_chunk < m_chunks.size())
+        {
+            const SKrChunkIndexEntry& chunk = m_chunks[m_chunk];
+            const uint32_t taken = std::min(left, chunk.size - m_inChunk);
+            if (taken > 0)
+                ranges.push_back({chunk.position + m_inChunk, taken, 0});
+            left -= taken;
+            m_inChunk += taken;
+            if (m_inChunk == chunk.size)
+            {
+                ++m_chunk;
+                m_inChunk = 0;
+            }
+        }
+        return {length, [file = m_file, ranges](uint8_t* buffer)
+                {
+                    for (const SKrChunkIndexEntry& range : ranges)
+                    {
+                        file->Fill(range.position, {buffer, range.size});
+                        buffer += range.size;
+                    }
+                }};
+    }
+
+private:
+    std::shared_ptr<const CKrByteSource> m_file;
+    Chunks m_chunks;
+    size_t m_chunk = 0;
+    uint32_t m_inChunk = 0;
+};
 
 // The sound of all clips as one sequence.
 class CKrClipSound
@@ -99,10 +143,10 @@ SKrSampleBytes Turned(SKrSampleBytes frame, uint64_t row, int32_t rows)
             {
                 frame.load(buffer);
                 uint8_t* first = buffer;
-                for (uint8_t* behind = buffer + frame.length; behind - first >= 2 * row; first += row)
+                for (uint8_t* end = buffer + frame.length; end - first >= 2 * row; first += row)
                 {
-                    behind -= row;
-                    std::swap_ranges(first, first + row, behind);
+                    end -= row;
+                    std::swap_ranges(first, first + row, end);
                 }
             }};
 }

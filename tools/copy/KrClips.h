@@ -14,7 +14,6 @@
 namespace KrTool
 {
 class CKrProgress;
-struct SKrCopyOptions;
 
 struct SKrClip
 {

@@ -10,11 +10,6 @@ const char kWhatIsRefused[] =
     the 40 bytes of the picture format, late starts of streams, frames without data. Its indexes mark each
     frame as a key frame.)";
 
-void AddOutput(CKrVerbOptions& verb, SKrCopyOptions& options)
-{
-    verb.AddArgument("OUTPUT", options.output, "The AVI file to write");
-}
-
 void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options)
 {
     verb.AddNumber("--video", options.video, "Number of the video stream to take");

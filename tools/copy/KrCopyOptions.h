@@ -1,4 +1,4 @@
-// What the verbs that copy frames and sound into a new file let the user choose.
+// What the verbs that copy frames and sound into a new file share.
 #ifndef KR_TOOLS_COPY_KRCOPYOPTIONS_H
 #define KR_TOOLS_COPY_KRCOPYOPTIONS_H
 
@@ -22,10 +22,7 @@ struct SKrCopyOptions
     bool force = false;
 };
 
-// Adds the output as the second of the names.
-void AddOutput(CKrVerbOptions& verb, SKrCopyOptions& options);
-
-// Adds all the others.
+// Adds all but the output.
 void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options);
 
 // For the help of these verbs: what a new file cannot store.

@@ -11,7 +11,10 @@
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/copy/KrCopyOptions.h"
+#include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <utility>
@@ -20,7 +23,7 @@ namespace KrTool
 {
 namespace
 {
-std::vector<uint8_t> Behind(const std::vector<uint8_t>& bytes, size_t count)
+std::vector<uint8_t> BytesAfter(const std::vector<uint8_t>& bytes, size_t count)
 {
     return {bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end()};
 }
@@ -52,17 +55,13 @@ private:
     // What the writer cannot store is left out only on request.
     void CheckOtherStreams() const
     {
-        const auto count = [this](auto isOfKind)
-        {
-            return std::ranges::count_if(m_facts.streams, isOfKind);
-        };
-        if (!m_options.video && count([](auto& stream) { return stream.IsVideo(); }) > 1)
+        const auto videos = std::ranges::count_if(m_facts.streams, &SKrAviStream::IsVideo);
+        const auto audios = std::ranges::count_if(m_facts.streams, &SKrAviStream::IsAudio);
+        if (!m_options.video && videos > 1)
             Refuse("it has more than one video stream; --video N chooses one");
-        if (!m_options.audio && !m_options.noAudio &&
-            count([](auto& stream) { return stream.IsAudio(); }) > 1)
+        if (!m_options.audio && !m_options.noAudio && audios > 1)
             Refuse("it has more than one audio stream; --audio N chooses one, --no-audio leaves them out");
-        if (!m_options.lossyHeader &&
-            count([](auto& stream) { return !stream.IsVideo() && !stream.IsAudio(); }) > 0)
+        if (!m_options.lossyHeader && std::cmp_less(videos + audios, m_facts.streams.size()))
             Refuse("it has streams that are neither video nor audio; --lossy-header leaves them out");
     }
 
@@ -96,9 +95,11 @@ private:
         Chunks& frames = m_source.clip.frames;
         frames.assign(stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.firstFrame),
                       stream.chunks.begin() + static_cast<std::ptrdiff_t>(m_source.endFrame));
-        if (CountCutChunks(m_file, frames) != 0)
+        const auto cut = std::ranges::find_if(frames, [this](const SKrChunkIndexEntry& frame)
+                                              { return frame.position + frame.size > m_file.Length(); });
+        if (cut != frames.end())
             Refuse(Format("frames of stream {} from {} on are past the end of the file", stream.stream,
-                          FirstCutFrame()));
+                          m_source.firstFrame + static_cast<uint64_t>(cut - frames.begin())));
         const size_t empty =
             std::erase_if(frames, [](const SKrChunkIndexEntry& frame) { return frame.size == 0; });
         if (empty != 0 && !m_options.dropEmpty)
@@ -110,13 +111,6 @@ private:
             Refuse("it has no frames");
         if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestFrame)
             Refuse("a frame is larger than 2 GiB");
-    }
-
-    [[nodiscard]] uint64_t FirstCutFrame() const
-    {
-        const auto first = std::ranges::find_if(m_source.clip.frames, [this](const SKrChunkIndexEntry& frame)
-                                                { return frame.position + frame.size > m_file.Length(); });
-        return m_source.firstFrame + static_cast<uint64_t>(first - m_source.clip.frames.begin());
     }
 
     void TakeRange(const SKrStreamChunks& stream)
@@ -176,7 +170,7 @@ private:
                 "{} keeps {} of decoder settings that this layout cannot store; --lossy-header leaves them out",
                 picture.compression == 0 ? "its format" : FourCcText(picture.compression),
                 Counted(strf.size() - SKrBitmapHeader::kEncodedSize, "byte")));
-        m_source.moreVideoFormat = Behind(strf, SKrBitmapHeader::kEncodedSize);
+        m_source.moreVideoFormat = BytesAfter(strf, SKrBitmapHeader::kEncodedSize);
         if (picture.width < 1 || picture.height < 1)
             Refuse(
                 Format("the writer cannot store its picture size ({} x {}; a negative height means top-down)",
@@ -210,8 +204,7 @@ private:
 
     void PrepareAudio()
     {
-        const bool hasAudio =
-            std::ranges::any_of(m_facts.streams, [](auto& stream) { return stream.IsAudio(); });
+        const bool hasAudio = std::ranges::any_of(m_facts.streams, &SKrAviStream::IsAudio);
         if (m_options.noAudio || (!hasAudio && !m_options.audio))
             return;
         SKrStreamChunks stream = ChunksOf(EKrStreamKind::Audio, m_options.audio);
@@ -234,7 +227,7 @@ private:
         if (header.format.size() > SKrWaveFormat::kEncodedSize && !m_options.lossyHeader)
             Refuse(
                 "its audio format has further bytes that this layout cannot store; --lossy-header leaves them out");
-        m_source.moreAudioFormat = Behind(header.format, SKrWaveFormat::kEncodedSize);
+        m_source.moreAudioFormat = BytesAfter(header.format, SKrWaveFormat::kEncodedSize);
         m_source.format.audio =
             SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
     }
@@ -273,6 +266,18 @@ SKrCopySource PrepareCopy(const std::string& path, const SKrFrameRange& range, c
     return CKrCopyPreparation(path, range, options, report, progress).Run();
 }
 
+void CopyFrames(const std::string& file, const SKrFrameRange& range, const SKrCopyOptions& options,
+                CKrReport& report, CKrProgress& progress)
+{
+    CheckTarget(options.output, options.force, file);
+    SKrCopySource source = PrepareCopy(file, range, options, report, progress);
+    const SKrRecordingResult result =
+        WriteClips({std::move(source.clip)}, source.format, options.output, options.force, progress);
+    report.Fact("file", file);
+    report.Fact("firstFrame", source.firstFrame);
+    report.Fact("lastFrame", source.endFrame - 1);
+    ReportRecording(result, source.format, options.output, report);
+}
 uint64_t SampleFramesUntil(uint64_t frame, const SKrRecordingFormat& format)
 {
     const SKrFrameRate rate = KrFrameRates()[format.video.frameRate];

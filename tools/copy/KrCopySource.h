@@ -13,6 +13,7 @@
 namespace KrTool
 {
 class CKrReport;
+struct SKrCopyOptions;
 
 // Frames of a file, counted from 0.
 struct SKrFrameRange
@@ -35,6 +36,10 @@ struct SKrCopySource
 // needs frames before it. Throws CKrToolError for what the new file cannot store and no option leaves out.
 SKrCopySource PrepareCopy(const std::string& path, const SKrFrameRange& range, const SKrCopyOptions& options,
                           CKrReport& report, CKrProgress& progress);
+
+// Copies the frames of one file, or some of them, into a new file.
+void CopyFrames(const std::string& file, const SKrFrameRange& range, const SKrCopyOptions& options,
+                CKrReport& report, CKrProgress& progress);
 
 // Sample frames until a frame of a file of this format; throws CKrToolError when that exceeds 64
 // bits.

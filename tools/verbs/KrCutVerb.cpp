@@ -2,7 +2,6 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/copy/KrCopy.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
@@ -51,7 +50,7 @@ void AddCutVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kCutHelp, options->file,
                   [options](auto& report, auto& progress) { RunCut(*options, report, progress); });
-    AddOutput(verb, options->copy);
+    verb.AddArgument("OUTPUT", options->copy.output, "The AVI file to write");
     verb.AddNumber("--from", options->from, "First frame");
     verb.AddNumber("--to", options->to, "Last frame");
     AddCopyOptions(verb, options->copy);

@@ -1,7 +1,6 @@
 // kravi rewrap: the frames and the sound of a file in a new one, unchanged.
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
-#include "tools/copy/KrCopy.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
@@ -35,7 +34,7 @@ void AddRewrapVerb(CKrVerbTable& verbs)
         verbs.Add(kRewrapHelp, options->file,
                   [options](auto& report, auto& progress)
                   { CopyFrames(options->file, SKrFrameRange(), options->copy, report, progress); });
-    AddOutput(verb, options->copy);
+    verb.AddArgument("OUTPUT", options->copy.output, "The AVI file to write");
     AddCopyOptions(verb, options->copy);
 }
 } // namespace KrTool

@@ -166,17 +166,13 @@ private:
     std::vector<SKrCopySource> m_sources;
 };
 
-void RunConcat(const SKrConcatOptions& options, CKrReport& report, CKrProgress& progress)
-{
-    CKrConcatenation(options, report, progress).Run();
-}
 } // namespace
 
 void AddConcatVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrConcatOptions>();
     CKrVerbOptions& verb = verbs.Add(kConcatHelp, [options](auto& report, auto& progress)
-                                     { RunConcat(*options, report, progress); });
+                                     { CKrConcatenation(*options, report, progress).Run(); });
     verb.AddArguments("FILES", options->files, "The AVI files, in order");
     verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file to write");
     AddCopyOptions(verb, options->copy);

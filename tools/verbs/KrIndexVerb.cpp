@@ -63,10 +63,8 @@ Json SizesJson(const Chunks& chunks)
 {
     if (chunks.empty())
         return nullptr;
-    const auto [smallest, largest] =
-        std::minmax_element(chunks.begin(), chunks.end(),
-                            [](const auto& left, const auto& right) { return left.size < right.size; });
-    return {{"total", TotalBytes(chunks)}, {"smallest", smallest->size}, {"largest", largest->size}};
+    const auto [smallest, largest] = std::ranges::minmax(chunks, {}, &SKrChunkIndexEntry::size);
+    return {{"total", TotalBytes(chunks)}, {"smallest", smallest.size}, {"largest", largest.size}};
 }
 
 class CKrIndexPrinter
@@ -81,7 +79,7 @@ public:
     void Print(EKrStreamKind kind, bool wasAskedFor)
     {
         const bool isVideo = kind == EKrStreamKind::Video;
-        const std::string name = isVideo ? "video" : "audio";
+        const std::string name = KindName(kind);
         SKrAudioChunkPattern pattern = {};
         const std::optional<Chunks> index = LoadIndex(m_file, kind, &pattern);
         if (!index)
@@ -113,35 +111,28 @@ public:
 
 private:
     // Both sides by position; the search skips empty chunks, so their entries do not count.
-    Json Compare(EKrStreamKind kind, uint32_t stream, const Chunks& index)
+    Json Compare(EKrStreamKind kind, uint32_t stream, Chunks index)
     {
         const SKrFoundChunks found =
             SearchChunks(m_file, DataChunkIds(stream, m_facts.streams.size(), kind), m_progress);
-        std::vector<uint64_t> indexed;
-        for (const SKrChunkIndexEntry& entry : index)
-        {
-            if (entry.size != 0)
-                indexed.push_back(entry.position);
-        }
-        std::sort(indexed.begin(), indexed.end());
-        std::vector<uint64_t> there;
-        for (const SKrChunkIndexEntry& chunk : found.chunks)
-            there.push_back(chunk.position);
-
-        std::vector<uint64_t> missing;
-        std::set_difference(there.begin(), there.end(), indexed.begin(), indexed.end(),
-                            std::back_inserter(missing));
-        std::vector<uint64_t> wrong;
-        std::set_difference(indexed.begin(), indexed.end(), there.begin(), there.end(),
-                            std::back_inserter(wrong));
-        const std::string name = kind == EKrStreamKind::Video ? "video" : "audio";
+        constexpr auto kPosition = &SKrChunkIndexEntry::position;
+        std::erase_if(index, [](const SKrChunkIndexEntry& entry) { return entry.size == 0; });
+        std::ranges::sort(index, {}, kPosition);
+        Chunks missing;
+        std::ranges::set_difference(found.chunks, index, std::back_inserter(missing), {}, kPosition,
+                                    kPosition);
+        Chunks wrong;
+        std::ranges::set_difference(index, found.chunks, std::back_inserter(wrong), {}, kPosition, kPosition);
+        const std::string name = KindName(kind);
         if (!missing.empty())
             m_report.Finding(Format("not in the {} index: {} of stream {}", name,
                                     Counted(missing.size(), "chunk"), stream));
         if (!wrong.empty())
             m_report.Finding(Format("not at a chunk of stream {}: {} of the {} index", stream,
                                     Counted(wrong.size(), "entry"), name));
-        return {{"chunksInFile", there.size()}, {"notInIndex", missing.size()}, {"notInFile", wrong.size()}};
+        return {{"chunksInFile", found.chunks.size()},
+                {"notInIndex", missing.size()},
+                {"notInFile", wrong.size()}};
     }
 
     void PrintEntries(const std::string& name, const Chunks& index)

@@ -37,11 +37,6 @@ const SKrVerbHelp kInfoHelp = {
     },
 };
 
-struct SKrInfoOptions
-{
-    std::string file;
-};
-
 Json Named(const Json& value, const std::string& name)
 {
     return {{"value", value}, {"name", name}};
@@ -333,9 +328,9 @@ Json IndexKindsJson(const SKrAviFacts& facts)
         {"announced", facts.hasMainHeader ? Json((facts.mainHeader.flags & kAvifHasIndex) != 0) : Json()}};
 }
 
-void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& progress)
+void RunInfo(const std::string& path, CKrReport& report, CKrProgress& progress)
 {
-    const CKrAviFile file(options.file);
+    const CKrAviFile file(path);
     const SKrAviFacts facts = ReadFacts(file, progress);
     ReportFileFindings(file, facts, report);
     const Json video = VideoJson(file, facts, report);
@@ -355,8 +350,7 @@ void RunInfo(const SKrInfoOptions& options, CKrReport& report, CKrProgress& prog
 
 void AddInfoVerb(CKrVerbTable& verbs)
 {
-    const auto options = std::make_shared<SKrInfoOptions>();
-    verbs.Add(kInfoHelp, options->file,
-              [options](auto& report, auto& progress) { RunInfo(*options, report, progress); });
+    const auto file = std::make_shared<std::string>();
+    verbs.Add(kInfoHelp, *file, [file](auto& report, auto& progress) { RunInfo(*file, report, progress); });
 }
 } // namespace KrTool

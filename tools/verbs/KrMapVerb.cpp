@@ -51,19 +51,12 @@ struct SKrMapOptions
     bool force = false;
 };
 
-bool EndsWith(const std::string& name, std::string ending)
-{
-    if (name.size() <= ending.size())
-        return false;
-    std::string end = name.substr(name.size() - ending.size());
-    std::ranges::transform(end, end.begin(), [](unsigned char byte) { return std::tolower(byte); });
-    return end == ending;
-}
-
 bool IsPage(const std::string& output)
 {
-    const bool isPage = EndsWith(output, ".html") || EndsWith(output, ".htm");
-    if (!isPage && !EndsWith(output, ".svg"))
+    std::string ending = output.substr(std::min(output.rfind('.'), output.size()));
+    std::ranges::transform(ending, ending.begin(), [](unsigned char byte) { return std::tolower(byte); });
+    const bool isPage = ending == ".html" || ending == ".htm";
+    if ((!isPage && ending != ".svg") || ending.size() == output.size())
         throw CKrToolError(output, "the name of a map must end with .svg or .html");
     return isPage;
 }

@@ -106,10 +106,9 @@ private:
         };
         if (wanted)
         {
-            const auto number = static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
-            if (!hasChunks(number))
+            if (!hasChunks(*StreamNumber(wanted)))
                 Refuse(Format("it has no complete {} chunk of stream {}", KindName(kind), *wanted));
-            return number;
+            return StreamNumber(wanted);
         }
         const SKrAviStream* const header = m_headers.First(kind);
         if (header != nullptr && hasChunks(header->number))
@@ -290,10 +289,6 @@ private:
     std::optional<uint32_t> m_audioStream;
     SKrFoundStream m_audio;
 };
-void RunRecover(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress)
-{
-    CKrRecovery(options, report, progress).Run();
-}
 } // namespace
 
 void AddRecoverVerb(CKrVerbTable& verbs)
@@ -301,7 +296,7 @@ void AddRecoverVerb(CKrVerbTable& verbs)
     const auto options = std::make_shared<SKrRecoverOptions>();
     CKrVerbOptions& verb =
         verbs.Add(kRecoverHelp, options->file,
-                  [options](auto& report, auto& progress) { RunRecover(*options, report, progress); });
+                  [options](auto& report, auto& progress) { CKrRecovery(*options, report, progress).Run(); });
     verb.AddArgument("OUTPUT", options->output, "The AVI file to write");
     verb.AddNumber("--video", options->video, "Number of the video stream to take");
     verb.AddNumber("--audio", options->audio, "Number of the audio stream to take");

@@ -64,8 +64,7 @@ public:
         ++m_chunks;
         m_bytes += chunk.cksize;
         const std::string id = IsContainer(chunk.ckid) ? "LIST rec " : FourCcText(chunk.ckid);
-        auto place = std::find_if(m_counts.begin(), m_counts.end(),
-                                  [&id](const SKrCount& count) { return count.id == id; });
+        auto place = std::ranges::find(m_counts, id, &SKrCount::id);
         if (place == m_counts.end())
         {
             if (m_counts.size() == kMostIdsSummedUp)
@@ -144,7 +143,7 @@ public:
     {
         m_progress.Begin("reading", m_file.Length(), EKrUnit::Byte);
         m_report.BeginRows("chunks", "      position        size  chunk\n");
-        m_levels.push_back(MakeLevel(Segments(m_file, m_budget), m_file.Length()));
+        m_levels.push_back({.nodes = Segments(m_file, m_budget), .limit = m_file.Length()});
         while (!m_levels.empty())
             Step();
         m_report.EndRows();
@@ -156,11 +155,11 @@ private:
     struct SKrLevel
     {
         std::vector<SKrRiffChunkNode*> nodes;
-        std::unique_ptr<OwnNodes> others; // hold the last of them, which the reader does not have
-        uint64_t limit = 0;               // chunks below start before it
-        size_t next = 0;                  // node to be shown
-        size_t shownUntil = 0;            // nodes of the present run before this one are shown,
-        size_t runEnd = 0;                // those up to here are summed up
+        std::unique_ptr<OwnNodes> others = nullptr; // hold the last of them, which the reader does not have
+        uint64_t limit = 0;                         // chunks below start before it
+        size_t next = 0;                            // node to be shown
+        size_t shownUntil = 0;                      // nodes of the present run before this one are shown,
+        size_t runEnd = 0;                          // those up to here are summed up
 
         // Whether the node just passed is one of the others.
         [[nodiscard]] bool IsOther() const
@@ -168,14 +167,6 @@ private:
             return others != nullptr && next > nodes.size() - others->size();
         }
     };
-
-    static SKrLevel MakeLevel(std::vector<SKrRiffChunkNode*> nodes, uint64_t limit)
-    {
-        SKrLevel level;
-        level.nodes = std::move(nodes);
-        level.limit = limit;
-        return level;
-    }
 
     // Shows the next node of the deepest level, or leaves the level.
     void Step()
@@ -225,8 +216,7 @@ private:
         const uint64_t childLimit = std::min(limit, EndPosition(node.chunk));
         auto others = std::make_unique<OwnNodes>();
         auto nodes = SubChunks(m_file, node, childLimit, m_budget, m_progress, others.get());
-        m_levels.push_back(MakeLevel(std::move(nodes), childLimit));
-        m_levels.back().others = std::move(others);
+        m_levels.push_back({.nodes = std::move(nodes), .others = std::move(others), .limit = childLimit});
     }
 
     void ShowRow(const SKrRiffChunkInfo& chunk, size_t depth)

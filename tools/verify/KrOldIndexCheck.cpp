@@ -215,11 +215,8 @@ private:
             const bool isWanted = chunk->kind != EKrContent::Other && chunk->size != 0 &&
                                   chunk->stream < m_model.streams.size();
             if (isWanted && (chunk->marks & SKrDataChunk::kInIdx1) == 0)
-                m_results.Add(
-                    EKrCheck::Idx1ChunkMissing, chunk->position,
-                    [&] {
-                        return SKrExpectation{"an entry", Format("a chunk of stream {}", chunk->stream)};
-                    });
+                m_results.Add(EKrCheck::Idx1ChunkMissing, chunk->position,
+                              FoundChunk("an entry", chunk->stream));
         }
     }
 

@@ -163,11 +163,8 @@ void CheckUnreferenced(const SKrVerifyContext& context, CKrStandardIndexCheck& s
     {
         if (index.wasChecked)
             continue;
-        context.results.Add(
-            EKrCheck::IxUnreferenced, index.chunk.position,
-            [&] {
-                return SKrExpectation{"an entry of a super index", FourCcText(index.chunk.id)};
-            });
+        context.results.Add(EKrCheck::IxUnreferenced, index.chunk.position,
+                            FoundId("an entry of a super index", index.chunk.id));
         const auto tag = DataTagOf(DataIdOfIndex(index.chunk.id), context.model.streams.size());
         standard.Check(index.chunk, tag ? tag->stream : 0);
     }
@@ -180,11 +177,7 @@ void CheckChunk(const SKrVerifyContext& context, const SKrDataChunk& chunk)
         chunk.stream < context.model.streams.size() && context.model.streams[chunk.stream].superIndex;
     if (hasSuperIndex && chunk.kind != EKrContent::Other && chunk.size != 0 &&
         (chunk.marks & SKrDataChunk::kInIx) == 0)
-        context.results.Add(
-            EKrCheck::IxChunkMissing, chunk.position,
-            [&] {
-                return SKrExpectation{"an entry", Format("a chunk of stream {}", chunk.stream)};
-            });
+        context.results.Add(EKrCheck::IxChunkMissing, chunk.position, FoundChunk("an entry", chunk.stream));
     const bool isKeyInIdx1 = (chunk.marks & SKrDataChunk::kKeyInIdx1) != 0;
     const bool isKeyInIx = (chunk.marks & SKrDataChunk::kKeyInIx) != 0;
     if ((chunk.marks & kBoth) == kBoth && isKeyInIdx1 != isKeyInIx)

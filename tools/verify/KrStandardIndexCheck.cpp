@@ -139,8 +139,11 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
         if (tag && tag->stream == stream)
             check = EKrCheck::IxEntryInChunk;
     }
-    m_results.Add(
-        check, position,
-        [&] { return FoundPosition(Format("the data of a chunk of stream {}", stream), entry.target)(); });
+    m_results.Add(check, position,
+                  [&]
+                  {
+                      return SKrExpectation{Format("the data of a chunk of stream {}", stream),
+                                            Format("position {}", entry.target)};
+                  });
 }
 } // namespace KrTool

@@ -45,11 +45,19 @@ inline auto FoundId(const char* expected, uint32_t id)
     };
 }
 
-inline auto FoundPosition(std::string expected, uint64_t position)
+inline auto FoundPosition(const char* expected, uint64_t position)
 {
     return [=]() -> SKrExpectation
     {
         return {expected, Format("position {}", position)};
+    };
+}
+
+inline auto FoundChunk(const char* expected, uint32_t stream)
+{
+    return [=]() -> SKrExpectation
+    {
+        return {expected, Format("a chunk of stream {}", stream)};
     };
 }
 

@@ -3,13 +3,11 @@
 #include "format/KrBytes.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkWalk.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrText.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <iterator>
 
 namespace KrTool
 {
@@ -32,8 +30,8 @@ public:
     SKrAviFacts Read()
     {
         const std::vector<SKrRiffChunkNode*> segments = Segments(m_file, m_budget);
-        std::transform(segments.begin(), segments.end(), std::back_inserter(m_facts.segments),
-                       [](const SKrRiffChunkNode* node) { return node->chunk; });
+        for (const SKrRiffChunkNode* const node : segments)
+            m_facts.segments.push_back(node->chunk);
         if (!segments.empty())
             ReadFirstSegment(*segments.front());
         m_facts.cut = m_facts.cut || m_budget.Exceeded();
@@ -185,11 +183,15 @@ uint32_t DeclaredFrames(const SKrAviFacts& facts)
     return std::max(facts.mainHeader.totalFrames, facts.declaredFramesInAll.value_or(0));
 }
 
+const SKrAviStream* FirstStream(const std::vector<SKrAviStream>& streams, EKrStreamKind kind)
+{
+    const auto found = std::ranges::find_if(streams, [kind](auto& stream) { return stream.IsOfKind(kind); });
+    return found == streams.end() ? nullptr : &*found;
+}
+
 const SKrAviStream* FirstVideoStream(const SKrAviFacts& facts)
 {
-    const auto found = std::find_if(facts.streams.begin(), facts.streams.end(),
-                                    [](const SKrAviStream& stream) { return stream.IsVideo(); });
-    return found == facts.streams.end() ? nullptr : &*found;
+    return FirstStream(facts.streams, EKrStreamKind::Video);
 }
 
 const SKrAviStream* FirstUsableAudioStream(const SKrAviFacts& facts)
@@ -200,7 +202,7 @@ const SKrAviStream* FirstUsableAudioStream(const SKrAviFacts& facts)
         return stream.IsAudio() && format.bitsPerSample != 0 && format.samplesPerSec != 0 &&
                format.channels != 0;
     };
-    const auto found = std::find_if(facts.streams.begin(), facts.streams.end(), usable);
+    const auto found = std::ranges::find_if(facts.streams, usable);
     return found == facts.streams.end() ? nullptr : &*found;
 }
 
@@ -218,11 +220,8 @@ std::string StartText(const SKrAviStream& stream, uint32_t number)
     std::string text = "stream " + std::to_string(number) + " starts " + Counted(stream.start, "unit");
     if (stream.rate != 0 && stream.scale != 0)
     {
-        std::array<char, 32> digits; // of the largest start, with three decimals
         const double seconds = static_cast<double>(uint64_t{stream.start} * stream.scale) / stream.rate;
-        const auto end =
-            std::to_chars(digits.data(), digits.data() + digits.size(), seconds, std::chars_format::fixed, 3);
-        text += " (" + std::string(digits.data(), end.ptr) + " s)";
+        text += Format(" ({:.3f} s)", seconds);
     }
     return text + " late";
 }
@@ -231,9 +230,8 @@ std::string KindOf(const SKrAviFacts& facts)
 {
     if (facts.segments.empty())
         return "bare chunks";
-    const bool hasSuperIndex =
-        std::any_of(facts.streams.begin(), facts.streams.end(),
-                    [](const SKrAviStream& stream) { return stream.superIndexPosition.has_value(); });
+    const bool hasSuperIndex = std::ranges::any_of(facts.streams, [](auto& stream)
+                                                   { return stream.superIndexPosition.has_value(); });
     const bool isOpenDml = facts.segments.size() > 1 || facts.declaredFramesInAll || hasSuperIndex;
     return isOpenDml ? "AVI with OpenDML" : "AVI 1.0";
 }

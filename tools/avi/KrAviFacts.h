@@ -71,6 +71,9 @@ SKrAudioFormat AudioFormat(const SKrAviStream& stream);
 // The frames that the headers announce.
 uint32_t DeclaredFrames(const SKrAviFacts& facts);
 
+// The first stream of a kind; null when there is none.
+const SKrAviStream* FirstStream(const std::vector<SKrAviStream>& streams, EKrStreamKind kind);
+
 // The streams that the reader chooses for its own answers and indexes; null when there is none.
 const SKrAviStream* FirstVideoStream(const SKrAviFacts& facts);
 const SKrAviStream* FirstUsableAudioStream(const SKrAviFacts& facts);

@@ -27,24 +27,24 @@ SKrChunkGuess CKrChunkFinder::At(uint64_t position, uint64_t end)
     return GuessChunk(m_headers.At(position, kListHeaderSize), position < end ? end - position : 0);
 }
 
-std::array<uint64_t, 2> CKrChunkFinder::NextPlaces(uint64_t behind, uint32_t size) const
+std::array<uint64_t, 2> CKrChunkFinder::NextPlaces(uint64_t dataEnd, uint32_t size) const
 {
     switch (m_rules.padding)
     {
     case EKrPadding::ByPosition:
-        return {RoundUpToEven(behind), behind};
+        return {RoundUpToEven(dataEnd), dataEnd};
     case EKrPadding::BySize:
-        return {behind, behind + size % 2};
+        return {dataEnd, dataEnd + size % 2};
     case EKrPadding::Either:
         break;
     }
-    return {behind + size % 2, behind + 1 - size % 2};
+    return {dataEnd + size % 2, dataEnd + 1 - size % 2};
 }
 
-std::optional<uint64_t> CKrChunkFinder::FindFollower(uint64_t behind, uint32_t size, uint64_t end,
+std::optional<uint64_t> CKrChunkFinder::FindFollower(uint64_t dataEnd, uint32_t size, uint64_t end,
                                                      GuessSet followers)
 {
-    const std::array<uint64_t, 2> places = NextPlaces(behind, size);
+    const std::array<uint64_t, 2> places = NextPlaces(dataEnd, size);
     for (const uint64_t place : places)
     {
         if (At(place, end).IsIn(followers))
@@ -73,10 +73,10 @@ bool CKrChunkFinder::IsListProven(const SKrChunkGuess& list, uint64_t position, 
 
 bool CKrChunkFinder::IsChunkProven(const SKrChunkGuess& chunk, uint64_t position, uint64_t end)
 {
-    const uint64_t behind = position + kChunkHeaderSize + chunk.size;
-    if (!chunk.IsIn(m_rules.chunks) || behind > end || (m_rules.doubtsEmptyChunks && chunk.size == 0))
+    const uint64_t dataEnd = position + kChunkHeaderSize + chunk.size;
+    if (!chunk.IsIn(m_rules.chunks) || dataEnd > end || (m_rules.doubtsEmptyChunks && chunk.size == 0))
         return false;
-    return FindFollower(behind, chunk.size, end, m_rules.followers).has_value();
+    return FindFollower(dataEnd, chunk.size, end, m_rules.followers).has_value();
 }
 
 bool CKrChunkFinder::IsConfirmed(uint64_t position, uint64_t end)

@@ -58,7 +58,7 @@ public:
     bool IsAt(uint64_t position, GuessSet set) { return At(position).IsIn(set); }
 
     // Where the next chunk starts after data that end at `dataEnd`; nothing without a follower there.
-    std::optional<uint64_t> FindFollower(uint64_t behind, uint32_t size, uint64_t end, GuessSet followers);
+    std::optional<uint64_t> FindFollower(uint64_t dataEnd, uint32_t size, uint64_t end, GuessSet followers);
 
     // The next position after `from` and before `end` with a confirmed chunk, or `end`. Linear in the bytes
     // searched.
@@ -75,7 +75,7 @@ private:
     bool IsListProven(const SKrChunkGuess& list, uint64_t position, uint64_t end);
     bool IsChunkProven(const SKrChunkGuess& chunk, uint64_t position, uint64_t end);
     bool IsIndexEntry(const SKrChunkGuess& chunk, uint64_t position);
-    [[nodiscard]] std::array<uint64_t, 2> NextPlaces(uint64_t behind, uint32_t size) const;
+    [[nodiscard]] std::array<uint64_t, 2> NextPlaces(uint64_t dataEnd, uint32_t size) const;
     uint64_t FindId(uint64_t position, uint64_t end);
 
     const uint64_t m_length;

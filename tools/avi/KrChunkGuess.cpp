@@ -35,8 +35,8 @@ bool IsDataId(uint32_t id)
 
 bool IsIndexOrFiller(uint32_t id)
 {
-    const bool isStandardIndex = KrFourCCChar(id, 0) == 'i' && KrFourCCChar(id, 1) == 'x' &&
-                                 IsHex(KrFourCCChar(id, 2)) && IsHex(KrFourCCChar(id, 3));
+    const bool isStandardIndex =
+        KrFourCCChar(id, 0) == 'i' && KrFourCCChar(id, 1) == 'x' && StreamDigits(DataIdOfIndex(id));
     return id == kFccIdx1 || id == kFccIndx || id == kFccJunk || isStandardIndex;
 }
 

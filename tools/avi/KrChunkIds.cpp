@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 namespace KrTool
 {
@@ -24,16 +25,6 @@ constexpr std::array<SKrEnding, 7> kEndings = {{{KrFourCC("00dc"), EKrContent::V
                                                 {KrFourCC("00pc"), EKrContent::Other},
                                                 {KrFourCC("00__"), EKrContent::Other}}};
 
-std::optional<uint32_t> HexDigit(char character)
-{
-    if (character >= '0' && character <= '9')
-        return character - '0';
-    if (character >= 'a' && character <= 'f')
-        return character - 'a' + 10;
-    if (character >= 'A' && character <= 'F')
-        return character - 'A' + 10;
-    return std::nullopt;
-}
 } // namespace
 
 const char* KindName(EKrStreamKind kind)
@@ -43,12 +34,9 @@ const char* KindName(EKrStreamKind kind)
 
 std::optional<EKrContent> ContentOf(uint32_t id)
 {
-    for (const SKrEnding& ending : kEndings)
-    {
-        if (ending.id >> 16 == id >> 16)
-            return ending.content;
-    }
-    return std::nullopt;
+    const auto* const found =
+        std::ranges::find(kEndings, id >> 16, [](const SKrEnding& ending) { return ending.id >> 16; });
+    return found != kEndings.end() ? std::optional(found->content) : std::nullopt;
 }
 
 bool IsOfKind(EKrContent content, EKrStreamKind kind)
@@ -58,9 +46,11 @@ bool IsOfKind(EKrContent content, EKrStreamKind kind)
 
 std::optional<uint32_t> StreamDigits(uint32_t id)
 {
-    const auto high = HexDigit(KrFourCCChar(id, 0));
-    const auto low = HexDigit(KrFourCCChar(id, 1));
-    return high && low ? std::optional(16 * *high + *low) : std::nullopt;
+    const std::array<char, 2> digits = {KrFourCCChar(id, 0), KrFourCCChar(id, 1)};
+    const char* const end = digits.data() + digits.size();
+    uint32_t number = 0;
+    const bool isNumber = std::from_chars(digits.data(), end, number, 16).ptr == end;
+    return isNumber ? std::optional(number) : std::nullopt;
 }
 
 std::optional<SKrDataTag> DataTagOf(uint32_t id, size_t streamCount)

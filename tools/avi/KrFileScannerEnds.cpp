@@ -182,10 +182,10 @@ void CKrFileScanner::TakeByFollowers(const SKrChunkGuess& guess)
     {
         const bool mayEndInZeros = m_finder.IsOldIndex(guess, m_position);
         const GuessSet followers = ~kNoChunk | (mayEndInZeros ? GuessesOf(EKrGuess::Zeros) : 0);
-        if (const auto behind = m_finder.FindFollower(end, guess.size, m_length, followers))
+        if (const auto next = m_finder.FindFollower(end, guess.size, m_length, followers))
         {
             Report(guess, end);
-            m_position = *behind;
+            m_position = *next;
             return;
         }
     }
@@ -201,11 +201,11 @@ void CKrFileScanner::TakeDoubtful(const SKrChunkGuess& guess)
     if (end <= m_length && found >= end)
     {
         const GuessSet followers = ~kNoChunk | kAnyLetters | GuessesOf(EKrGuess::Zeros);
-        const auto behind = m_finder.FindFollower(end, guess.size, m_length, followers);
-        if (behind || (guess.size != 0 && !guess.IsIn(kAnyLetters)))
+        const auto next = m_finder.FindFollower(end, guess.size, m_length, followers);
+        if (next || (guess.size != 0 && !guess.IsIn(kAnyLetters)))
         {
             Report(guess, end);
-            m_position = behind.value_or(std::min(found, end + guess.size % 2));
+            m_position = next.value_or(std::min(found, end + guess.size % 2));
             return;
         }
     }

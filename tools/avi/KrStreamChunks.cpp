@@ -88,9 +88,7 @@ void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, E
 {
     uint64_t wrong = 0;
     for (const SKrChunkIndexEntry& entry : result.chunks)
-    {
         wrong += StreamOfEntry(file, entry, kind) != result.stream ? 1 : 0;
-    }
     if (wrong != 0)
         report.Finding("not at a chunk of stream " + std::to_string(result.stream) + ": " +
                        Counted(wrong, "entry") + " of the " + KindName(kind) + " index");
@@ -126,9 +124,8 @@ std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts&
 {
     if (const auto covered = StreamByHeaders(facts, kind))
         return covered;
-    const auto first = std::ranges::find_if(facts.streams, [kind](const SKrAviStream& stream)
-                                            { return stream.IsOfKind(kind); });
-    return first != facts.streams.end() ? std::optional(first->number) : StreamByFirstChunk(file, kind);
+    const SKrAviStream* const first = FirstStream(facts.streams, kind);
+    return first != nullptr ? std::optional(first->number) : StreamByFirstChunk(file, kind);
 }
 
 std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrAudioChunkPattern* pattern)
@@ -202,7 +199,7 @@ SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts,
     if (!wanted && !byDefault)
         throw CKrToolError(file.Path(), std::string("the file has no ") + KindName(kind) + " stream");
 
-    std::optional<Chunks> index = LoadIndex(file, kind, nullptr);
+    std::optional<Chunks> index = LoadIndex(file, kind);
     const bool hasIndex = index && !index->empty();
     // The headers and the index differ where streams are numbered by the order of their chunks.
     const uint32_t covered =
@@ -237,8 +234,7 @@ uint64_t TotalBytes(const Chunks& chunks)
 
 uint64_t CountCutChunks(const CKrAviFile& file, const Chunks& chunks)
 {
-    return static_cast<uint64_t>(std::count_if(chunks.begin(), chunks.end(),
-                                               [&file](const SKrChunkIndexEntry& chunk)
-                                               { return chunk.position + chunk.size > file.Length(); }));
+    return static_cast<uint64_t>(std::ranges::count_if(
+        chunks, [&file](auto& chunk) { return chunk.position + chunk.size > file.Length(); }));
 }
 } // namespace KrTool

@@ -6,10 +6,8 @@
 #include "KrRiffUtils/KrRiffTypes.h"
 #include "tools/avi/KrChunkIds.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace KrTool
@@ -23,7 +21,8 @@ using Chunks = std::vector<SKrChunkIndexEntry>;
 
 // Loads the index of the reader's video or audio stream; nothing when the reader cannot. `pattern` is for
 // audio and may be null.
-std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrAudioChunkPattern* pattern);
+std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind,
+                                SKrAudioChunkPattern* pattern = nullptr);
 
 // The stream that an index entry points at, by the id of the chunk there; nothing when that is no data chunk
 // of this kind.

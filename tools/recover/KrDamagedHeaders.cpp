@@ -5,7 +5,6 @@
 #include "tools/avi/KrInputFile.h"
 
 #include <algorithm>
-#include <array>
 
 namespace KrTool
 {
@@ -17,8 +16,7 @@ constexpr size_t kSizeField = kChunkHeaderSize - kTagSize;
 
 bool IsTag(uint32_t tag)
 {
-    static constexpr std::array<uint32_t, 5> kTags = {kFccAvih, kFccStrl, kFccStrh, kFccStrf, kFccDmlh};
-    return std::ranges::find(kTags, tag) != kTags.end();
+    return tag == kFccAvih || tag == kFccStrl || tag == kFccStrh || tag == kFccStrf || tag == kFccDmlh;
 }
 
 // Bytes from the start of the file to the first list of data chunks.
@@ -59,20 +57,13 @@ CKrDamagedHeaders::CKrDamagedHeaders(const CKrByteSource& file)
     m_bytes = {};
 }
 
-const SKrAviStream* CKrDamagedHeaders::First(EKrStreamKind kind) const
-{
-    const auto found =
-        std::ranges::find_if(m_headers.streams, [kind](auto& stream) { return stream.IsOfKind(kind); });
-    return found != m_headers.streams.end() ? &*found : nullptr;
-}
-
 const SKrAviStream* CKrDamagedHeaders::HeaderOf(EKrStreamKind kind, uint32_t number) const
 {
     const std::vector<SKrAviStream>& streams = m_headers.streams;
     if (number < streams.size() && streams[number].IsOfKind(kind))
         return &streams[number];
     const auto count = std::ranges::count_if(streams, [kind](auto& stream) { return stream.IsOfKind(kind); });
-    return count == 1 ? First(kind) : nullptr;
+    return count == 1 ? FirstStream(streams, kind) : nullptr;
 }
 
 size_t CKrDamagedHeaders::NextTag(size_t from) const

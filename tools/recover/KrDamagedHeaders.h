@@ -12,7 +12,7 @@
 
 namespace KrTool
 {
-struct SKrLeftHeaders
+struct SKrFoundHeaders
 {
     SKrMainHeader mainHeader;
     uint32_t framesInAll = 0; // according to the OpenDML header
@@ -26,14 +26,11 @@ class CKrDamagedHeaders
 public:
     explicit CKrDamagedHeaders(const CKrByteSource& file);
 
-    [[nodiscard]] const SKrLeftHeaders& Headers() const { return m_headers; }
+    [[nodiscard]] const SKrFoundHeaders& Headers() const { return m_headers; }
 
     // The header of a stream of a kind. If headers before it are lost its number means nothing, and the
     // only header of that kind is used. Null without one.
     [[nodiscard]] const SKrAviStream* HeaderOf(EKrStreamKind kind, uint32_t number) const;
-
-    // The first stream of a kind.
-    [[nodiscard]] const SKrAviStream* First(EKrStreamKind kind) const;
 
 private:
     void ReadAll();
@@ -45,7 +42,7 @@ private:
     [[nodiscard]] std::span<const uint8_t> From(size_t data) const;
 
     std::vector<uint8_t> m_bytes; // up to the first list of data chunks
-    SKrLeftHeaders m_headers;
+    SKrFoundHeaders m_headers;
     bool m_hasMainHeader = false;
     bool m_startsStream = true; // the next header belongs to a new stream
 };

@@ -28,11 +28,11 @@ SKrPcm ParsePcm(const std::string& text)
     bool isGood = true;
     for (uint32_t& number : numbers)
     {
-        const auto [behind, error] = std::from_chars(from, end, number);
+        const auto [after, error] = std::from_chars(from, end, number);
         const bool isLast = &number == &numbers.back();
         isGood = isGood && error == std::errc() && number != 0 &&
-                 (isLast ? behind == end : behind != end && *behind == ',');
-        from = isGood && !isLast ? behind + 1 : end;
+                 (isLast ? after == end : after != end && *after == ',');
+        from = isGood && !isLast ? after + 1 : end;
     }
     const auto [rate, channels, bits] = numbers;
     if (!isGood || rate > 1000000 || channels > 64 || bits > 64 || bits % kBitsOfByte != 0)
@@ -66,7 +66,7 @@ std::optional<uint32_t> RateOfDuration(uint32_t microSecPerFrame)
 }
 } // namespace
 
-CKrRecoveredFormat::CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrLeftHeaders& headers,
+CKrRecoveredFormat::CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrFoundHeaders& headers,
                                        CKrReport& report)
     : m_options(options), m_headers(headers), m_report(report)
 {

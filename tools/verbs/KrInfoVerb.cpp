@@ -149,7 +149,7 @@ std::string FramesText(const Json& video)
 Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
 {
     const uint32_t framesBefore = SKrVideoAnswer(file.Reader()).frames;
-    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Video, nullptr);
+    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Video);
     const SKrVideoAnswer answer(file.Reader());
     const SKrAviVideoParams& format = answer.format;
 
@@ -223,7 +223,7 @@ Json AudioJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
         audio["stream"] = stream->number;
     audio["format"] = valid != 0 ? AudioFormatJson(format) : Json();
     audio["duration"] = valid != 0 ? Json(duration) : Json();
-    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Audio, nullptr);
+    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Audio);
     audio["indexEntries"] = IndexedChunks(file, index, "audio", report);
     if (!index && stream != nullptr)
         report.Finding("no audio index can be loaded");

@@ -110,7 +110,7 @@ private:
                 Refuse(Format("it has no complete {} chunk of stream {}", KindName(kind), *wanted));
             return StreamNumber(wanted);
         }
-        const SKrAviStream* const header = m_headers.First(kind);
+        const SKrAviStream* const header = FirstStream(m_headers.Headers().streams, kind);
         if (header != nullptr && hasChunks(header->number))
             return header->number;
         std::optional<uint32_t> best;
@@ -182,9 +182,9 @@ private:
         if (m_options.noAudio)
             return;
         m_audioStream = Choose(EKrStreamKind::Audio, m_options.audio);
-        const SKrAviStream* const header = m_audioStream
-                                               ? m_headers.HeaderOf(EKrStreamKind::Audio, *m_audioStream)
-                                               : m_headers.First(EKrStreamKind::Audio);
+        const SKrAviStream* const header =
+            m_audioStream ? m_headers.HeaderOf(EKrStreamKind::Audio, *m_audioStream)
+                          : FirstStream(m_headers.Headers().streams, EKrStreamKind::Audio);
         const bool isThere = m_audioStream || header != nullptr || !m_options.pcm.empty();
         if (!isThere || !m_format.TakeAudio(header) || !m_audioStream)
             return;

@@ -90,6 +90,7 @@ else()
     platform/posix/KrWritableFilePosix.cpp)
   set(KR_MODULE_HOOK platform/posix/KrModulePosix.cpp)
 endif()
+kr_compile_by_folder(KrRiffUtilsObjects)
 target_link_libraries(KrRiffUtilsObjects PUBLIC KrOptions KrAVUtils KrKernel KrWinUtils ${CMAKE_DL_LIBS})
 
 add_library(KrRiffUtils SHARED ${KR_MODULE_HOOK})

@@ -31,7 +31,7 @@ enum class EKrListProof
     FirstChunk // what follows its type
 };
 
-// What a search takes for a chunk. Any four letters can be an id, but the entries of indexes look like chunks
+// What a search takes for a chunk. Any four letters can be an id, but the entries of indexes resemble chunks
 // too, and dark pictures are full of zeros.
 struct SKrSearchRules
 {

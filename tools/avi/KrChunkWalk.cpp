@@ -63,11 +63,10 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
     int more = 1;
     while (more != 0)
     {
-        uint32_t form = 0;
-        uint32_t size = 0;
-        uint64_t offset = 0;
+        SKrRiffChunkInfo chunk{};
         SKrRiffChunkNode* node = nullptr;
-        more = reader.FindNextRiffSegment(&form, &size, &offset, &node); // 0 with the last one, too
+        more = reader.FindNextRiffSegment(&chunk.fccType, &chunk.cksize, &chunk.offset,
+                                          &node); // 0 with the last one, too
         if (node == nullptr || !budget.Take())
             break;
         segments.push_back(node);
@@ -85,12 +84,10 @@ std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNod
     int more = 1;
     while (more != 0)
     {
-        uint32_t id = 0;
-        uint32_t type = 0;
-        uint32_t size = 0;
-        uint64_t offset = 0;
+        SKrRiffChunkInfo chunk{};
         SKrRiffChunkNode* child = nullptr;
-        more = reader.FindNextSubChunk(&id, &type, &size, &offset, &child); // 0 with the last one, too
+        // 0 with the last one, too
+        more = reader.FindNextSubChunk(&chunk.ckid, &chunk.fccType, &chunk.cksize, &chunk.offset, &child);
         if (child == nullptr || HeaderPosition(child->chunk) >= limit || !budget.Take())
             break;
         children.push_back(child);

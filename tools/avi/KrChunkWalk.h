@@ -30,25 +30,16 @@ inline uint64_t EndPosition(const SKrRiffChunkInfo& chunk)
 class CKrNodeBudget
 {
 public:
-    explicit CKrNodeBudget(uint64_t nodes) : m_left(nodes) {}
+    explicit CKrNodeBudget(uint64_t nodes) : m_most(nodes) {}
 
     // False when the budget is used up.
-    [[nodiscard]] bool Take()
-    {
-        if (m_left == 0)
-        {
-            m_exceeded = true;
-            return false;
-        }
-        --m_left;
-        return true;
-    }
+    [[nodiscard]] bool Take() { return m_taken++ < m_most; }
 
-    bool Exceeded() const { return m_exceeded; }
+    bool Exceeded() const { return m_taken > m_most; }
 
 private:
-    uint64_t m_left;
-    bool m_exceeded = false;
+    const uint64_t m_most;
+    uint64_t m_taken = 0;
 };
 
 // The top-level segments, in file order.

@@ -2,7 +2,6 @@
 
 #include "platform/KrPlatform.h"
 #include "platform/KrUtf8.h"
-#include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 
 #include <optional>

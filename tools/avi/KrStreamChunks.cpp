@@ -33,16 +33,15 @@ std::optional<uint64_t> SearchStretch(const CKrAviFile& file, uint64_t from, Chu
     uint64_t matches = 0;
     for (int more = 1; more != 0 && chunks.size() < kMostFoundChunks; ++matches)
     {
-        uint32_t id = 0;
-        uint32_t type = 0;
-        uint32_t size = 0;
-        uint64_t offset = 0;
-        more = file.Reader().FindNextChunk(&id, &type, &size, &offset, nullptr); // 0 with the last one, too
-        if (offset <= from || offset > file.Length())
+        SKrRiffChunkInfo chunk{};
+        // 0 with the last one, too
+        more =
+            file.Reader().FindNextChunk(&chunk.ckid, &chunk.fccType, &chunk.cksize, &chunk.offset, nullptr);
+        if (chunk.offset <= from || chunk.offset > file.Length())
             return std::nullopt;
-        chunks.push_back({offset, size, 0});
-        from = RoundUpToEven(offset + size);
-        progress.Advance(offset);
+        chunks.push_back({chunk.offset, chunk.cksize, 0});
+        from = RoundUpToEven(chunk.offset + chunk.cksize);
+        progress.Advance(chunk.offset);
         if (more != 0 && matches + 1 == kMatchesPerSearch)
             return from;
     }

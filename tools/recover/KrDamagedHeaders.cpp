@@ -47,7 +47,8 @@ CKrDamagedHeaders::CKrDamagedHeaders(const CKrByteSource& file)
 {
     file.Fill(0, m_bytes);
     m_bytes.resize(HeaderBytes(m_bytes));
-    ReadAll();
+    for (size_t at = NextTag(0); at + kTagSize <= m_bytes.size(); at = NextTag(at + kTagSize))
+        ReadTag(GetLe32(&m_bytes[at]), at + kTagSize + kSizeField);
     for (SKrAviStream& stream : m_headers.streams)
     {
         stream.number = static_cast<uint32_t>(&stream - m_headers.streams.data());
@@ -76,24 +77,18 @@ size_t CKrDamagedHeaders::NextTag(size_t from) const
     return m_bytes.size();
 }
 
-void CKrDamagedHeaders::ReadAll()
-{
-    for (size_t at = NextTag(0); at + kTagSize <= m_bytes.size(); at = NextTag(at + kTagSize))
-        ReadTag(GetLe32(&m_bytes[at]), at + kTagSize + kSizeField);
-}
-
 void CKrDamagedHeaders::ReadTag(uint32_t tag, size_t data)
 {
     if (tag == kFccStrl)
         m_startsStream = true;
-    else if (tag == kFccAvih && !m_hasMainHeader)
+    else if (tag == kFccAvih && !m_headers.hasMainHeader)
     {
         CKrByteReader in(From(data));
-        m_hasMainHeader = true;
+        m_headers.hasMainHeader = true;
         static_cast<void>(Decode(in, m_headers.mainHeader));
     }
-    else if (tag == kFccDmlh && m_headers.framesInAll == 0)
-        m_headers.framesInAll = CKrByteReader(From(data)).U32Le();
+    else if (tag == kFccDmlh && m_headers.declaredFramesInAll.value_or(0) == 0)
+        m_headers.declaredFramesInAll = CKrByteReader(From(data)).U32Le();
     else if (tag == kFccStrh)
         ReadStreamHeader(data);
     else if (tag == kFccStrf)

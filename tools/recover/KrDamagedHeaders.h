@@ -12,13 +12,6 @@
 
 namespace KrTool
 {
-struct SKrFoundHeaders
-{
-    SKrMainHeader mainHeader;
-    uint32_t framesInAll = 0; // according to the OpenDML header
-    std::vector<SKrAviStream> streams;
-};
-
 class CKrByteSource;
 
 class CKrDamagedHeaders
@@ -26,14 +19,14 @@ class CKrDamagedHeaders
 public:
     explicit CKrDamagedHeaders(const CKrByteSource& file);
 
-    [[nodiscard]] const SKrFoundHeaders& Headers() const { return m_headers; }
+    // Without the segments and lists.
+    [[nodiscard]] const SKrAviFacts& Headers() const { return m_headers; }
 
     // The header of a stream of a kind. If headers before it are lost its number means nothing, and the
     // only header of that kind is used. Null without one.
     [[nodiscard]] const SKrAviStream* HeaderOf(EKrStreamKind kind, uint32_t number) const;
 
 private:
-    void ReadAll();
     void ReadTag(uint32_t tag, size_t data);
     void ReadStreamHeader(size_t data);
     void ReadFormat(size_t data);
@@ -42,8 +35,7 @@ private:
     [[nodiscard]] std::span<const uint8_t> From(size_t data) const;
 
     std::vector<uint8_t> m_bytes; // up to the first list of data chunks
-    SKrFoundHeaders m_headers;
-    bool m_hasMainHeader = false;
+    SKrAviFacts m_headers;
     bool m_startsStream = true; // the next header belongs to a new stream
 };
 } // namespace KrTool

@@ -66,7 +66,7 @@ std::optional<uint32_t> RateOfDuration(uint32_t microSecPerFrame)
 }
 } // namespace
 
-CKrRecoveredFormat::CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrFoundHeaders& headers,
+CKrRecoveredFormat::CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrAviFacts& headers,
                                        CKrReport& report)
     : m_options(options), m_headers(headers), m_report(report)
 {

@@ -31,7 +31,7 @@ struct SKrRecoverOptions
 class CKrRecoveredFormat
 {
 public:
-    CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrFoundHeaders& headers, CKrReport& report);
+    CKrRecoveredFormat(const SKrRecoverOptions& options, const SKrAviFacts& headers, CKrReport& report);
 
     // Takes the video format; `stream` is null when its header is lost. Throws CKrToolError, with the
     // options that would help, when something is not known, and for what the writer does not store.
@@ -54,7 +54,7 @@ private:
     void TakeScanModeAndAspect();
 
     const SKrRecoverOptions& m_options;
-    const SKrFoundHeaders& m_headers;
+    const SKrAviFacts& m_headers;
     CKrReport& m_report;
     SKrRecordingFormat m_format;
     uint64_t m_turnedRow = 0;

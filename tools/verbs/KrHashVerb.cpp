@@ -2,7 +2,6 @@
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
-#include "tools/command/KrText.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/hash/KrHashedFile.h"

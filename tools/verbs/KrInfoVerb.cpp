@@ -16,7 +16,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
+#include <map>
 
 namespace KrTool
 {
@@ -71,33 +73,17 @@ Json FrameRateJson(uint32_t code, const SKrAviStream* stream, CKrReport& report)
 
 Json ScanModeJson(EKrScanMode mode)
 {
-    switch (mode)
-    {
-    case EKrScanMode::Unknown:
-        return Named(-1, "not set");
-    case EKrScanMode::UpperFieldFirst:
-        return Named(0, "upper field first");
-    case EKrScanMode::LowerFieldFirst:
-        return Named(1, "lower field first");
-    case EKrScanMode::Progressive:
-        return Named(2, "progressive");
-    }
-    return Named(static_cast<int32_t>(mode), "no such mode");
+    static constexpr std::array kNames = {"not set", "upper field first", "lower field first", "progressive"};
+    const auto value = static_cast<int32_t>(mode); // the first is -1
+    const bool isKnown = mode >= EKrScanMode::Unknown && mode <= EKrScanMode::Progressive;
+    return Named(value, isKnown ? kNames[static_cast<size_t>(value + 1)] : "no such mode");
 }
 
 Json AspectModeJson(uint32_t mode)
 {
-    switch (mode)
-    {
-    case 0:
-        return Named(mode, "4:3");
-    case 1:
-        return Named(mode, "16:9");
-    case 3:
-        return Named(mode, "size not known");
-    default:
-        return Named(mode, "no such mode");
-    }
+    static const std::map<uint32_t, const char*> kNames = {{0, "4:3"}, {1, "16:9"}, {3, "size not known"}};
+    const auto name = kNames.find(mode);
+    return Named(mode, name != kNames.end() ? name->second : "no such mode");
 }
 
 std::string SizeText(int64_t width, int64_t height)
@@ -126,14 +112,6 @@ Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, c
     if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
         report.Finding(Format("past the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
     return index->size();
-}
-
-void CompareFrameCounts(const SKrAviFacts& facts, size_t framesInIndex, CKrReport& report)
-{
-    const uint32_t declared = DeclaredFrames(facts);
-    if (framesInIndex < declared)
-        report.Finding(Format("the video index has {}, the headers declare {}",
-                              Counted(framesInIndex, "frame"), declared));
 }
 
 std::string FramesText(const Json& video)
@@ -176,10 +154,11 @@ Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& repo
     video["framesBeforeIndexLoad"] = framesBefore;
     video["framesAfterIndexLoad"] = index ? Json(answer.frames) : Json();
     video["indexEntries"] = IndexedChunks(file, index, "video", report);
-    if (index)
-        CompareFrameCounts(facts, index->size(), report);
-    else
+    if (!index)
         report.Finding("no video index can be loaded");
+    else if (index->size() < DeclaredFrames(facts))
+        report.Finding(Format("the video index has {}, the headers declare {}",
+                              Counted(index->size(), "frame"), DeclaredFrames(facts)));
     return video;
 }
 

@@ -243,7 +243,7 @@ private:
     std::optional<uint64_t> FramesLost() const
     {
         const uint64_t there = m_video.chunks.size() + m_video.emptyChunks + m_tooLarge;
-        uint64_t counted = m_headers.Headers().framesInAll;
+        uint64_t counted = m_headers.Headers().declaredFramesInAll.value_or(0);
         if (m_videoHeader != nullptr)
             counted = std::max<uint64_t>(counted, m_videoHeader->length);
         if (counted < there || counted > kMostFrames)

@@ -3,7 +3,6 @@
 #include "format/KrFrameTables.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
-#include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"

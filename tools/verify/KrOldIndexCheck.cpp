@@ -57,7 +57,7 @@ private:
         const std::optional<uint64_t> movi = m_model.segments[m_segment].movi;
         std::array<uint64_t, 3> bases = {movi.value_or(0), 0, 0};
         std::array<size_t, 3> hits = {};
-        size_t looked = 0;
+        size_t tried = 0;
         bool isMarked = false;
         ForEachEntry(m_context.window, m_index.Data(), m_count, SKrOldIndexEntry::kEncodedSize,
                      [&](std::span<const uint8_t> bytes, uint64_t position)
@@ -68,11 +68,11 @@ private:
                              isMarked = entry.chunkId == kFccAbsoluteIdx1;
                          if (!DataTagOf(entry.chunkId, m_model.streams.size()))
                              return true;
-                         if (looked == 0)
+                         if (tried == 0)
                              bases[2] = FirstChunkOf(entry.chunkId) - entry.offset;
                          for (size_t way = 0; way < bases.size(); ++way)
                              hits[way] += m_lookup.At(bases[way] + entry.offset) != nullptr ? 1 : 0;
-                         return ++looked < kEntriesForBase;
+                         return ++tried < kEntriesForBase;
                      });
         const size_t way = static_cast<size_t>(std::ranges::max_element(hits) - hits.begin());
         const std::string wanted = movi ? Format("offsets from {}", *movi) : "offsets from movi";

@@ -42,7 +42,7 @@ public:
             return;
         }
         if (head.longsPerEntry != 4 || head.indexType != kIndexOfIndexes ||
-            !IsSubTypeKnown(head.indexSubType))
+            WordsOfEntry(head.indexSubType) == 0)
         {
             m_results.Add(EKrCheck::IndxShape, m_index.Data(), "4 words, sub-type 0, type 0",
                           Format("{} words, sub-type {}, type {}", head.longsPerEntry, head.indexSubType,
@@ -54,12 +54,6 @@ public:
     }
 
 private:
-    static bool IsSubTypeKnown(uint8_t subType)
-    {
-        return subType == kIndexSubTypeDefault || subType == kIndexSubTypeOfFields ||
-               subType == kIndexSubType64Bit;
-    }
-
     void CheckHead(const SKrSuperIndexHead& head)
     {
         const auto tag = DataTagOf(head.streamChunkId, m_context.model.streams.size());

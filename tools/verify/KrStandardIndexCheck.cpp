@@ -14,9 +14,10 @@ constexpr uint64_t kStdHeadSize = SKrStdIndexHead::kEncodedSize - kChunkHeaderSi
 constexpr uint64_t kCountAt = 4;
 constexpr uint64_t kChunkIdAt = 8;
 constexpr uint64_t kWordSize = 4;
+constexpr uint8_t kIndexSubTypeOfFields = 1; // each entry has the place of the second field, too
+} // namespace
 
-// 32-bit words of an entry; 0 for sub-types that are not known.
-uint16_t WordsOf(uint8_t subType)
+uint16_t WordsOfEntry(uint8_t subType)
 {
     switch (subType)
     {
@@ -30,7 +31,6 @@ uint16_t WordsOf(uint8_t subType)
         return 0;
     }
 }
-} // namespace
 
 bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stream, SKrStdIndexHead& head)
 {
@@ -40,7 +40,7 @@ bool CKrStandardIndexCheck::CheckHead(const SKrPlacedChunk& index, uint32_t stre
         m_results.Add(EKrCheck::IxShort, index.position, "24 bytes at least", Counted(index.size, "byte"));
         return false;
     }
-    const uint16_t words = WordsOf(head.indexSubType);
+    const uint16_t words = WordsOfEntry(head.indexSubType);
     if (words == 0 || head.longsPerEntry != words || head.indexType != kIndexOfChunks)
     {
         m_results.Add(

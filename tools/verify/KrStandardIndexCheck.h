@@ -10,8 +10,8 @@
 
 namespace KrTool
 {
-// Sub-type of indexes that hold the place of the second field of each frame, too.
-constexpr uint8_t kIndexSubTypeOfFields = 1;
+// 32-bit words of an entry; 0 for sub-types that are not known.
+uint16_t WordsOfEntry(uint8_t subType);
 
 // What a standard index covers.
 struct SKrIndexedAmount

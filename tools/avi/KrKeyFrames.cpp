@@ -2,6 +2,7 @@
 
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
+#include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileWindow.h"

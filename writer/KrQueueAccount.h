@@ -74,11 +74,7 @@ private:
 class CKrQueueTicket
 {
 public:
-    CKrQueueTicket() = default;
-    CKrQueueTicket(CKrQueueAccount& account, EKrStream stream, uint32_t length)
-        : m_account(&account), m_stream(stream), m_length(length)
-    {
-    }
+    CKrQueueTicket() = default; // holds nothing
     ~CKrQueueTicket()
     {
         if (CKrQueueAccount* const account = m_account)
@@ -91,7 +87,15 @@ public:
     }
     CKrQueueTicket& operator=(CKrQueueTicket&&) = delete; // what it held would leave before its sample does
 
-    // What now is to be taken from the account by the caller.
+    // For a sample that the account has counted. The ticket held nothing before.
+    void Hold(CKrQueueAccount& account, EKrStream stream, uint32_t length)
+    {
+        m_account = &account;
+        m_stream = stream;
+        m_length = length;
+    }
+
+    // What now is to be taken from the account by the caller: nothing when the ticket holds nothing.
     [[nodiscard]] CKrQueueAccount::SKrLeaving HandOver()
     {
         if (std::exchange(m_account, nullptr) == nullptr)

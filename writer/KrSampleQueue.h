@@ -23,7 +23,7 @@ struct SKrQueuedSample
     {
     }
 
-    std::optional<CKrQueueTicket> ticket; // first: the sample counts until it is released
+    CKrQueueTicket ticket; // first: the sample counts until it is released
     CKrRef<IKrMediaSample> sample;
     uint32_t length = 0;      // bytes
     uint32_t skip = 0;        // bytes at its start that are not written, and not in the length

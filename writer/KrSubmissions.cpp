@@ -54,7 +54,7 @@ SKrSubmitted CKrSubmissions::Submit(EKrStream stream, CKrSampleList& samples, bo
     if (stream == EKrStream::Audio)
         m_status.SetState(kKrStateSoundIsLate, false);
     m_account.Enter(stream, length);
-    sample.ticket.emplace(m_account, stream, length);
+    sample.ticket.Hold(m_account, stream, length);
     m_queue.Push(stream, samples);
     m_waitsFor.reset();
     return {m_workerRunning ? EKrSubmission::ForWorker : EKrSubmission::ForCaller, m_rules.submissionDelayMs};
@@ -124,9 +124,7 @@ void CKrSubmissions::Release(CKrSampleList& samples)
     for (SKrQueuedSample& sample : samples)
     {
         sample.sample = {};
-        if (!sample.ticket)
-            continue;
-        const CKrQueueAccount::SKrLeaving one = sample.ticket->HandOver();
+        const CKrQueueAccount::SKrLeaving one = sample.ticket.HandOver();
         leaving.frames += one.frames;
         leaving.audioChunks += one.audioChunks;
         leaving.bytes += one.bytes;

@@ -33,7 +33,6 @@ add_library(KrRiffUtilsObjects OBJECT
   reader/KrPrivateChunkScan.cpp
   reader/KrRecordingEnd.cpp
   reader/KrRiffReader.cpp
-  reader/KrRiffReaderGrowing.cpp
   reader/KrRiffReaderStreams.cpp
   reader/KrStreamChunkDetection.cpp
   reader/KrStreamStatistics.cpp

@@ -1,6 +1,5 @@
-// The library's reader. Its operations are in KrRiffReader.cpp (file, walks, raw reads),
-// KrRiffReaderGrowing.cpp (files that another process is writing) and KrRiffReaderStreams.cpp (streams and
-// their indexes).
+// The reader behind IKrRiffReader. Its operations stand in KrRiffReader.cpp (the open file, walks, searches,
+// raw reads, files that another process is writing) and KrRiffReaderStreams.cpp (streams and indexes).
 #ifndef KR_READER_KRRIFFREADER_H
 #define KR_READER_KRRIFFREADER_H
 

@@ -40,6 +40,13 @@ void Report(SKrChunkTreeNode& reported, uint32_t* type, uint32_t* size, uint64_t
     if (node != nullptr)
         *node = &reported;
 }
+
+// The size of a file that may hold something to parse; nothing when it is not open, or too small.
+std::optional<uint64_t> UsableSize(IKrFile* file)
+{
+    const std::optional<uint64_t> size = file != nullptr ? file->Size() : std::nullopt;
+    return size.value_or(0) > kLargestRefusedSize ? size : std::nullopt;
+}
 } // namespace
 
 CKrRiffReader::CKrRiffReader(IKrFileSystem& fileSystem) : m_fileSystem(fileSystem)
@@ -72,10 +79,8 @@ int CKrRiffReader::Open(const wchar_t* path)
         return 0;
     std::wstring keptPath(path);
     std::unique_ptr<IKrFile> file = m_fileSystem.OpenForReading(path);
-    if (file == nullptr)
-        return 0;
-    const std::optional<uint64_t> size = file->Size();
-    if (!size.has_value() || *size <= kLargestRefusedSize)
+    const std::optional<uint64_t> size = UsableSize(file.get());
+    if (!size)
         return 0;
 
     CDetachUnlessOpened guard(*this);
@@ -285,10 +290,8 @@ int CKrRiffReader::OpenGrowing(const wchar_t* path)
         return 0;
     std::wstring keptPath(path);
     std::unique_ptr<IKrFile> file = m_fileSystem.OpenForFollowing(path);
-    if (file == nullptr)
-        return 0;
-    const std::optional<uint64_t> size = file->Size();
-    if (!size.has_value() || *size <= kLargestRefusedSize)
+    const std::optional<uint64_t> size = UsableSize(file.get());
+    if (!size)
         return 0;
 
     CDetachUnlessOpened guard(*this);

@@ -28,6 +28,15 @@ endif()
 find_package(Threads REQUIRED)
 target_link_libraries(KrOptions INTERFACE Threads::Threads)
 
+# With KR_UNITY_BUILD the compiler sees eight sources of a target as one, but for those of one system, with its headers.
+# Names without linkage must therefore be unique in a folder. Call this after the target's sources are set.
+function(kr_compile_in_batches target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ${KR_UNITY_BUILD} UNITY_BUILD_MODE BATCH UNITY_BUILD_BATCH_SIZE 8)
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "win32/|(Posix|Win32)\\.cpp$")
+  set_source_files_properties(${sources} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 # With KR_UNITY_BUILD the compiler sees the sources of each folder of a target as one, so that it reads their headers
 # once. Names without linkage must therefore be unique in a folder. Call this after the target's sources are set.
 function(kr_compile_by_folder target)

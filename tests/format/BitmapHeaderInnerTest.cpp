@@ -8,7 +8,7 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kBytes[] = {
+constexpr uint8_t kBitmapHeaderBytes[] = {
     0x28, 0x00, 0x00, 0x00, // biSize: 40
     0xD0, 0x02, 0x01, 0x00, // biWidth: 66256
     0xC0, 0xFD, 0xFF, 0xFF, // biHeight: -576
@@ -52,17 +52,17 @@ constexpr SKrBitmapHeader kHeader{.size = 40,
 
 TEST(BitmapHeader, Layout_Is40Bytes)
 {
-    EXPECT_EQ(sizeof kBytes, SKrBitmapHeader::kEncodedSize);
+    EXPECT_EQ(sizeof kBitmapHeaderBytes, SKrBitmapHeader::kEncodedSize);
 }
 
 TEST(BitmapHeader, Bytes_DecodeToTheFields)
 {
-    ExpectSame(DecodeBitmapHeader(kBytes), kHeader);
+    ExpectSame(DecodeBitmapHeader(kBitmapHeaderBytes), kHeader);
 }
 
 TEST(BitmapHeader, Fields_EncodeToTheBytes)
 {
-    EXPECT_EQ(Encoded(kHeader), Prefix(kBytes, sizeof kBytes));
+    EXPECT_EQ(Encoded(kHeader), Prefix(kBitmapHeaderBytes, sizeof kBitmapHeaderBytes));
 }
 
 TEST(BitmapHeader, Default_HasItsOwnSizeAndOnePlane)
@@ -75,19 +75,19 @@ TEST(BitmapHeader, Default_HasItsOwnSizeAndOnePlane)
 
 TEST(BitmapHeader, BytesAfterTheStructure_AreSkipped)
 {
-    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    std::vector<uint8_t> bytes = Prefix(kBitmapHeaderBytes, sizeof kBitmapHeaderBytes);
     bytes.resize(bytes.size() + 1024, 0xFF);
     ExpectSame(DecodeBitmapHeader(bytes), kHeader);
 }
 
 TEST(BitmapHeader, EveryShorterPrefix_ReadsAsIfZerosFollowed)
 {
-    for (size_t length = 0; length < sizeof kBytes; ++length)
+    for (size_t length = 0; length < sizeof kBitmapHeaderBytes; ++length)
     {
         SCOPED_TRACE(length);
-        std::vector<uint8_t> padded = Prefix(kBytes, length);
-        padded.resize(sizeof kBytes, 0);
-        ExpectSame(DecodeBitmapHeader(Prefix(kBytes, length)), DecodeBitmapHeader(padded));
+        std::vector<uint8_t> padded = Prefix(kBitmapHeaderBytes, length);
+        padded.resize(sizeof kBitmapHeaderBytes, 0);
+        ExpectSame(DecodeBitmapHeader(Prefix(kBitmapHeaderBytes, length)), DecodeBitmapHeader(padded));
     }
 }
 
@@ -98,6 +98,6 @@ TEST(BitmapHeader, NoBytes_AreAllZero)
 
 TEST(BitmapHeader, FieldCutByTheEnd_KeepsItsLowBytes)
 {
-    EXPECT_EQ(DecodeBitmapHeader(Prefix(kBytes, 6)).width, 0x2D0);
-    EXPECT_EQ(DecodeBitmapHeader(Prefix(kBytes, 15)).bitCount, 0x18);
+    EXPECT_EQ(DecodeBitmapHeader(Prefix(kBitmapHeaderBytes, 6)).width, 0x2D0);
+    EXPECT_EQ(DecodeBitmapHeader(Prefix(kBitmapHeaderBytes, 15)).bitCount, 0x18);
 }

@@ -10,7 +10,7 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kBytes[] = {
+constexpr uint8_t kMainHeaderBytes[] = {
     0x40, 0x9C, 0x00, 0x00, // dwMicroSecPerFrame: 40000
     0x04, 0x03, 0x02, 0x81, // dwMaxBytesPerSec
     0x00, 0x02, 0x00, 0x00, // dwPaddingGranularity: 512
@@ -50,14 +50,14 @@ void ExpectTheFields(const SKrMainHeader& header)
 
 TEST(MainHeader, Layout_Is56Bytes)
 {
-    EXPECT_EQ(sizeof kBytes, SKrMainHeader::kEncodedSize);
+    EXPECT_EQ(sizeof kMainHeaderBytes, SKrMainHeader::kEncodedSize);
     EXPECT_EQ(kAvifHasIndex, 0x10u);
 }
 
 TEST(MainHeader, Bytes_DecodeToTheFields)
 {
     SKrMainHeader header;
-    ASSERT_TRUE(DecodeAll(kBytes, header));
+    ASSERT_TRUE(DecodeAll(kMainHeaderBytes, header));
     ExpectTheFields(header);
 }
 
@@ -73,7 +73,7 @@ TEST(MainHeader, Fields_EncodeToTheBytes)
                                .suggestedBufferSize = 0x91121314,
                                .width = 0x95161718,
                                .height = 0x991A1B1C};
-    EXPECT_EQ(Encoded(header), Prefix(kBytes, sizeof kBytes));
+    EXPECT_EQ(Encoded(header), Prefix(kMainHeaderBytes, sizeof kMainHeaderBytes));
 }
 
 TEST(MainHeader, Default_IsAllZeros)
@@ -83,7 +83,7 @@ TEST(MainHeader, Default_IsAllZeros)
 
 TEST(MainHeader, ReservedWords_AreReadAndPassedOver)
 {
-    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    std::vector<uint8_t> bytes = Prefix(kMainHeaderBytes, sizeof kMainHeaderBytes);
     std::fill(bytes.begin() + 40, bytes.end(), uint8_t{0xFF});
     bytes.push_back(0x77);
     CKrByteReader in(bytes);
@@ -95,9 +95,9 @@ TEST(MainHeader, ReservedWords_AreReadAndPassedOver)
 
 TEST(MainHeader, EveryShorterPrefix_IsRefused)
 {
-    for (size_t length = 0; length < sizeof kBytes; ++length)
+    for (size_t length = 0; length < sizeof kMainHeaderBytes; ++length)
     {
         SKrMainHeader header;
-        EXPECT_FALSE(DecodeAll(Prefix(kBytes, length), header)) << length;
+        EXPECT_FALSE(DecodeAll(Prefix(kMainHeaderBytes, length), header)) << length;
     }
 }

@@ -9,7 +9,7 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kBytes[] = {
+constexpr uint8_t kOldIndexBytes[] = {
     '0',  '1',  'w',  'b',  // ckid
     0x10, 0x01, 0x00, 0x80, // dwFlags
     0x04, 0x03, 0x02, 0x81, // dwChunkOffset
@@ -19,12 +19,12 @@ constexpr uint8_t kBytes[] = {
 
 TEST(OldIndexEntry, Layout_Is16Bytes)
 {
-    EXPECT_EQ(sizeof kBytes, SKrOldIndexEntry::kEncodedSize);
+    EXPECT_EQ(sizeof kOldIndexBytes, SKrOldIndexEntry::kEncodedSize);
 }
 
 TEST(OldIndexEntry, Bytes_DecodeToTheFields)
 {
-    const SKrOldIndexEntry entry = DecodeOldIndexEntry(kBytes);
+    const SKrOldIndexEntry entry = DecodeOldIndexEntry(kOldIndexBytes);
     EXPECT_EQ(entry.chunkId, KrFourCC("01wb"));
     EXPECT_EQ(entry.flags, 0x80000110u);
     EXPECT_EQ(entry.offset, 0x81020304u);
@@ -40,5 +40,5 @@ TEST(OldIndexEntry, Fields_EncodeToTheBytes)
 {
     const SKrOldIndexEntry entry{
         .chunkId = KrFourCC("01wb"), .flags = 0x80000110, .offset = 0x81020304, .size = 0x85060708};
-    EXPECT_EQ(Encoded(entry), Prefix(kBytes, sizeof kBytes));
+    EXPECT_EQ(Encoded(entry), Prefix(kOldIndexBytes, sizeof kOldIndexBytes));
 }

@@ -11,7 +11,7 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kHead[] = {
+constexpr uint8_t kStdIndexHead[] = {
     'i',  'x',  '0',  '1',                          // chunk id
     0xF8, 0x7D, 0x00, 0x80,                         // chunk size
     0x02, 0x81,                                     // wLongsPerEntry
@@ -23,7 +23,7 @@ constexpr uint8_t kHead[] = {
     0x00, 0x00, 0x00, 0x00,                         // dwReserved
 };
 
-constexpr uint8_t kEntry[] = {
+constexpr uint8_t kStdIndexEntry[] = {
     0x04, 0x03, 0x02, 0x81, // dwOffset
     0x08, 0x07, 0x06, 0x85, // dwSize, its highest bit set: not a key frame
 };
@@ -35,36 +35,36 @@ constexpr uint8_t kWideEntry[] = {
     0xEE, 0xEE, 0xEE, 0xEE,                         //
 };
 
-constexpr SKrStdIndexHead kFields{.chunkId = KrFourCC("ix01"),
-                                  .chunkSize = 0x80007DF8,
-                                  .longsPerEntry = 0x8102,
-                                  .indexSubType = kIndexSubType64Bit,
-                                  .indexType = 0x81,
-                                  .entriesInUse = 0x890A0B0C,
-                                  .streamChunkId = KrFourCC("01wb"),
-                                  .baseOffset = 0x8102030405060708};
+constexpr SKrStdIndexHead kStdIndexFields{.chunkId = KrFourCC("ix01"),
+                                          .chunkSize = 0x80007DF8,
+                                          .longsPerEntry = 0x8102,
+                                          .indexSubType = kIndexSubType64Bit,
+                                          .indexType = 0x81,
+                                          .entriesInUse = 0x890A0B0C,
+                                          .streamChunkId = KrFourCC("01wb"),
+                                          .baseOffset = 0x8102030405060708};
 
 void ExpectTheFields(const SKrStdIndexHead& head)
 {
-    EXPECT_EQ(head.chunkId, kFields.chunkId);
-    EXPECT_EQ(head.chunkSize, kFields.chunkSize);
-    EXPECT_EQ(head.longsPerEntry, kFields.longsPerEntry);
-    EXPECT_EQ(head.indexSubType, kFields.indexSubType);
-    EXPECT_EQ(head.indexType, kFields.indexType);
-    EXPECT_EQ(head.entriesInUse, kFields.entriesInUse);
-    EXPECT_EQ(head.streamChunkId, kFields.streamChunkId);
-    EXPECT_EQ(head.baseOffset, kFields.baseOffset);
+    EXPECT_EQ(head.chunkId, kStdIndexFields.chunkId);
+    EXPECT_EQ(head.chunkSize, kStdIndexFields.chunkSize);
+    EXPECT_EQ(head.longsPerEntry, kStdIndexFields.longsPerEntry);
+    EXPECT_EQ(head.indexSubType, kStdIndexFields.indexSubType);
+    EXPECT_EQ(head.indexType, kStdIndexFields.indexType);
+    EXPECT_EQ(head.entriesInUse, kStdIndexFields.entriesInUse);
+    EXPECT_EQ(head.streamChunkId, kStdIndexFields.streamChunkId);
+    EXPECT_EQ(head.baseOffset, kStdIndexFields.baseOffset);
 }
 } // namespace
 
 TEST(StdIndexHead, Layout_Is32BytesWithTheChunkHeader)
 {
-    EXPECT_EQ(sizeof kHead, SKrStdIndexHead::kEncodedSize);
+    EXPECT_EQ(sizeof kStdIndexHead, SKrStdIndexHead::kEncodedSize);
 }
 
 TEST(StdIndexHead, Bytes_DecodeToTheFields)
 {
-    CKrByteReader in(kHead);
+    CKrByteReader in(kStdIndexHead);
     SKrStdIndexHead head;
     ASSERT_TRUE(Decode(in, head));
     ExpectTheFields(head);
@@ -72,7 +72,7 @@ TEST(StdIndexHead, Bytes_DecodeToTheFields)
 
 TEST(StdIndexHead, ReservedWord_IsReadAndPassedOver)
 {
-    std::vector<uint8_t> bytes = Prefix(kHead, sizeof kHead);
+    std::vector<uint8_t> bytes = Prefix(kStdIndexHead, sizeof kStdIndexHead);
     std::fill_n(bytes.end() - 4, 4, uint8_t{0xFF});
     bytes.push_back(0x77);
     CKrByteReader in(bytes);
@@ -84,7 +84,7 @@ TEST(StdIndexHead, ReservedWord_IsReadAndPassedOver)
 
 TEST(StdIndexHead, Fields_EncodeToTheBytes)
 {
-    EXPECT_EQ(Encoded(kFields), Prefix(kHead, sizeof kHead));
+    EXPECT_EQ(Encoded(kStdIndexFields), Prefix(kStdIndexHead, sizeof kStdIndexHead));
 }
 
 TEST(StdIndexHead, Default_IsAnIndexOfChunksWithTwoWordsToAnEntry)
@@ -98,9 +98,9 @@ TEST(StdIndexHead, Default_IsAnIndexOfChunksWithTwoWordsToAnEntry)
 
 TEST(StdIndexHead, EveryShorterPrefix_IsRefused)
 {
-    for (size_t length = 0; length < sizeof kHead; ++length)
+    for (size_t length = 0; length < sizeof kStdIndexHead; ++length)
     {
-        const std::vector<uint8_t> bytes = Prefix(kHead, length);
+        const std::vector<uint8_t> bytes = Prefix(kStdIndexHead, length);
         CKrByteReader in(bytes);
         SKrStdIndexHead head;
         EXPECT_FALSE(Decode(in, head)) << length;
@@ -109,8 +109,8 @@ TEST(StdIndexHead, EveryShorterPrefix_IsRefused)
 
 TEST(StdIndexEntry, Bytes_DecodeToTheFields)
 {
-    const SKrStdIndexEntry entry = DecodeStdIndexEntry(kEntry);
-    EXPECT_EQ(sizeof kEntry, SKrStdIndexEntry::kEncodedSize);
+    const SKrStdIndexEntry entry = DecodeStdIndexEntry(kStdIndexEntry);
+    EXPECT_EQ(sizeof kStdIndexEntry, SKrStdIndexEntry::kEncodedSize);
     EXPECT_EQ(entry.offset, 0x81020304u);
     EXPECT_EQ(entry.size, 0x85060708u);
     EXPECT_EQ(entry.size & SKrStdIndexEntry::kNotKeyFrame, 0x80000000u);
@@ -124,7 +124,7 @@ TEST(StdIndexEntry, Default_IsAllZeros)
 TEST(StdIndexEntry, Fields_EncodeToTheBytes)
 {
     EXPECT_EQ(Encoded(SKrStdIndexEntry{.offset = 0x81020304, .size = 0x85060708}),
-              Prefix(kEntry, sizeof kEntry));
+              Prefix(kStdIndexEntry, sizeof kStdIndexEntry));
 }
 
 TEST(WideIndexEntry, Bytes_DecodeToTheFields)

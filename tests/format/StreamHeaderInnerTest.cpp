@@ -10,7 +10,7 @@ namespace
 {
 constexpr size_t kSameInBoth = 48;
 
-constexpr uint8_t kBytes[] = {
+constexpr uint8_t kStreamHeaderBytes[] = {
     'v',  'i',  'd',  's',  // fccType
     'M',  'J',  'P',  'G',  // fccHandler
     0x04, 0x03, 0x02, 0x81, // dwFlags
@@ -40,7 +40,7 @@ constexpr uint8_t kWideFrame[] = {
 // The variant whose frame rectangle has 32-bit values.
 std::vector<uint8_t> WideBytes()
 {
-    std::vector<uint8_t> bytes = Prefix(kBytes, kSameInBoth);
+    std::vector<uint8_t> bytes = Prefix(kStreamHeaderBytes, kSameInBoth);
     bytes.insert(bytes.end(), std::begin(kWideFrame), std::end(kWideFrame));
     return bytes;
 }
@@ -69,14 +69,14 @@ void ExpectTheFields(const SKrStreamHeader& header)
 
 TEST(StreamHeader, Layout_Is56BytesOr64)
 {
-    EXPECT_EQ(sizeof kBytes, SKrStreamHeader::kEncodedSize);
+    EXPECT_EQ(sizeof kStreamHeaderBytes, SKrStreamHeader::kEncodedSize);
     EXPECT_EQ(WideBytes().size(), SKrStreamHeader::kWideEncodedSize);
 }
 
 TEST(StreamHeader, Bytes_DecodeToTheFields)
 {
     SKrStreamHeader header;
-    ASSERT_TRUE(DecodeStreamHeader(kBytes, header));
+    ASSERT_TRUE(DecodeStreamHeader(kStreamHeaderBytes, header));
     ExpectTheFields(header);
 }
 
@@ -103,7 +103,7 @@ TEST(StreamHeader, Fields_EncodeToTheNarrowBytes)
                                  .quality = 0xFFFFFFFF,
                                  .sampleSize = 0x991A1B1C,
                                  .frame = {1, -2, 720, -32768}};
-    EXPECT_EQ(Encoded(header), Prefix(kBytes, sizeof kBytes));
+    EXPECT_EQ(Encoded(header), Prefix(kStreamHeaderBytes, sizeof kStreamHeaderBytes));
 }
 
 TEST(StreamHeader, Default_IsAllZeros)
@@ -113,10 +113,10 @@ TEST(StreamHeader, Default_IsAllZeros)
 
 TEST(StreamHeader, EveryPrefixShorterThan56Bytes_IsRefused)
 {
-    for (size_t length = 0; length < sizeof kBytes; ++length)
+    for (size_t length = 0; length < sizeof kStreamHeaderBytes; ++length)
     {
         SKrStreamHeader header;
-        EXPECT_FALSE(DecodeStreamHeader(Prefix(kBytes, length), header)) << length;
+        EXPECT_FALSE(DecodeStreamHeader(Prefix(kStreamHeaderBytes, length), header)) << length;
     }
 }
 

@@ -8,7 +8,7 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint8_t kBytes[] = {
+constexpr uint8_t kWaveFormatBytes[] = {
     0xFE, 0xFF,             // wFormatTag: 0xFFFE
     0x02, 0x81,             // nChannels
     0x80, 0xBB, 0x00, 0x80, // nSamplesPerSec
@@ -40,17 +40,17 @@ void ExpectSame(const SKrWaveFormat& format, const SKrWaveFormat& expected)
 
 TEST(WaveFormat, Layout_Is18Bytes)
 {
-    EXPECT_EQ(sizeof kBytes, SKrWaveFormat::kEncodedSize);
+    EXPECT_EQ(sizeof kWaveFormatBytes, SKrWaveFormat::kEncodedSize);
 }
 
 TEST(WaveFormat, Bytes_DecodeToTheFields)
 {
-    ExpectSame(DecodeWaveFormat(kBytes), kFormat);
+    ExpectSame(DecodeWaveFormat(kWaveFormatBytes), kFormat);
 }
 
 TEST(WaveFormat, Fields_EncodeToTheBytes)
 {
-    EXPECT_EQ(Encoded(kFormat), Prefix(kBytes, sizeof kBytes));
+    EXPECT_EQ(Encoded(kFormat), Prefix(kWaveFormatBytes, sizeof kWaveFormatBytes));
 }
 
 TEST(WaveFormat, Default_IsAllZeros)
@@ -63,31 +63,31 @@ TEST(WaveFormat, FourteenBytes_HaveNoBitsPerSample)
     SKrWaveFormat expected = kFormat;
     expected.bitsPerSample = 0;
     expected.extraSize = 0;
-    ExpectSame(DecodeWaveFormat(Prefix(kBytes, 14)), expected);
+    ExpectSame(DecodeWaveFormat(Prefix(kWaveFormatBytes, 14)), expected);
 }
 
 TEST(WaveFormat, SixteenBytes_HaveNoExtraSize)
 {
     SKrWaveFormat expected = kFormat;
     expected.extraSize = 0;
-    ExpectSame(DecodeWaveFormat(Prefix(kBytes, 16)), expected);
+    ExpectSame(DecodeWaveFormat(Prefix(kWaveFormatBytes, 16)), expected);
 }
 
 TEST(WaveFormat, BytesAfterTheStructure_AreSkipped)
 {
-    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    std::vector<uint8_t> bytes = Prefix(kWaveFormatBytes, sizeof kWaveFormatBytes);
     bytes.resize(40, 0xFF);
     ExpectSame(DecodeWaveFormat(bytes), kFormat);
 }
 
 TEST(WaveFormat, EveryShorterPrefix_ReadsAsIfZerosFollowed)
 {
-    for (size_t length = 0; length < sizeof kBytes; ++length)
+    for (size_t length = 0; length < sizeof kWaveFormatBytes; ++length)
     {
         SCOPED_TRACE(length);
-        std::vector<uint8_t> padded = Prefix(kBytes, length);
-        padded.resize(sizeof kBytes, 0);
-        ExpectSame(DecodeWaveFormat(Prefix(kBytes, length)), DecodeWaveFormat(padded));
+        std::vector<uint8_t> padded = Prefix(kWaveFormatBytes, length);
+        padded.resize(sizeof kWaveFormatBytes, 0);
+        ExpectSame(DecodeWaveFormat(Prefix(kWaveFormatBytes, length)), DecodeWaveFormat(padded));
     }
 }
 
@@ -98,8 +98,8 @@ TEST(WaveFormat, NoBytes_AreAllZero)
 
 TEST(WaveFormat, FieldCutByTheEnd_KeepsItsLowBytes)
 {
-    EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 15)).bitsPerSample, 0x10);
-    EXPECT_EQ(DecodeWaveFormat(Prefix(kBytes, 17)).extraSize, 0x16);
+    EXPECT_EQ(DecodeWaveFormat(Prefix(kWaveFormatBytes, 15)).bitsPerSample, 0x10);
+    EXPECT_EQ(DecodeWaveFormat(Prefix(kWaveFormatBytes, 17)).extraSize, 0x16);
 }
 
 namespace
@@ -107,7 +107,7 @@ namespace
 // A WAVEFORMATEXTENSIBLE up to the first bytes of its sub-format.
 std::vector<uint8_t> ExtensibleFormat(std::initializer_list<uint8_t> subFormat)
 {
-    std::vector<uint8_t> bytes = Prefix(kBytes, sizeof kBytes);
+    std::vector<uint8_t> bytes = Prefix(kWaveFormatBytes, sizeof kWaveFormatBytes);
     bytes.insert(bytes.end(), {0x10, 0x00, 0x03, 0x00, 0x00, 0x00}); // valid bits, channel mask
     bytes.insert(bytes.end(), subFormat);
     return bytes;
@@ -125,7 +125,7 @@ TEST(WaveFormat, ExtensibleFormatCutInItsSubFormat_KeepsTheLowByte)
 {
     EXPECT_EQ(DecodeResolvedWaveFormat(ExtensibleFormat({0x03})).formatTag, 0x03);
     EXPECT_EQ(DecodeResolvedWaveFormat(ExtensibleFormat({})).formatTag, 0);
-    EXPECT_EQ(DecodeResolvedWaveFormat(kBytes).formatTag, 0);
+    EXPECT_EQ(DecodeResolvedWaveFormat(kWaveFormatBytes).formatTag, 0);
 }
 
 TEST(WaveFormat, OtherFormat_KeepsItsTag)

@@ -18,7 +18,7 @@ struct STriple
 
 using CIntArray = CArray<int>;
 
-std::vector<int> Content(const CIntArray& array)
+std::vector<int> Elements(const CIntArray& array)
 {
     return std::vector<int>(array.GetData(), array.GetData() + array.GetSize());
 }
@@ -40,33 +40,33 @@ TEST_F(ArrayOperations, InsertAtTheFrontInTheMiddleAndAtTheEnd_MovesTheRest)
 {
     Fill({1, 2, 3});
     m_array.InsertAt(0, 9);
-    EXPECT_EQ(Content(m_array), (std::vector{9, 1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{9, 1, 2, 3}));
     m_array.InsertAt(2, 8);
-    EXPECT_EQ(Content(m_array), (std::vector{9, 1, 8, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{9, 1, 8, 2, 3}));
     m_array.InsertAt(5, 7);
-    EXPECT_EQ(Content(m_array), (std::vector{9, 1, 8, 2, 3, 7}));
+    EXPECT_EQ(Elements(m_array), (std::vector{9, 1, 8, 2, 3, 7}));
 }
 
 TEST_F(ArrayOperations, InsertAtSeveralTimes_RepeatsTheElement)
 {
     Fill({1, 2, 3});
     m_array.InsertAt(1, 5, 4);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 5, 5, 5, 5, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 5, 5, 5, 5, 2, 3}));
     m_array.InsertAt(1, 6, 0);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 5, 5, 5, 5, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 5, 5, 5, 5, 2, 3}));
 }
 
 TEST_F(ArrayOperations, InsertAtBeyondTheEnd_FillsTheGapWithZeros)
 {
     Fill({1});
     m_array.InsertAt(4, 5, 2);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 0, 0, 0, 5, 5}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 0, 0, 0, 5, 5}));
 }
 
 TEST_F(ArrayOperations, InsertAtIntoAnEmptyArray_MakesIt)
 {
     m_array.InsertAt(2, 5);
-    EXPECT_EQ(Content(m_array), (std::vector{0, 0, 5}));
+    EXPECT_EQ(Elements(m_array), (std::vector{0, 0, 5}));
 }
 
 TEST_F(ArrayOperations, InsertAtOfAnElementOfTheArrayItself_InsertsItsValue)
@@ -74,7 +74,7 @@ TEST_F(ArrayOperations, InsertAtOfAnElementOfTheArrayItself_InsertsItsValue)
     Fill({1, 2, 3});
     m_array.FreeExtra();
     m_array.InsertAt(0, m_array[2], 2);
-    EXPECT_EQ(Content(m_array), (std::vector{3, 3, 1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{3, 3, 1, 2, 3}));
 }
 
 TEST_F(ArrayOperations, InsertAtANegativePlaceOrCount_ThrowsAndChangesNothing)
@@ -82,7 +82,7 @@ TEST_F(ArrayOperations, InsertAtANegativePlaceOrCount_ThrowsAndChangesNothing)
     Fill({1, 2});
     EXPECT_THROW(m_array.InsertAt(-1, 5), CInvalidArgException);
     EXPECT_THROW(m_array.InsertAt(0, 5, -1), CInvalidArgException);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2}));
 }
 
 TEST_F(ArrayOperations, InsertAtWithAHugeCount_ThrowsAndChangesNothing)
@@ -90,7 +90,7 @@ TEST_F(ArrayOperations, InsertAtWithAHugeCount_ThrowsAndChangesNothing)
     Fill({1, 2});
     EXPECT_THROW(m_array.InsertAt(1, 5, INTPTR_MAX / 8), CMemoryException);
     EXPECT_THROW(m_array.InsertAt(INTPTR_MAX / 4, 5), CMemoryException);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2}));
 }
 
 TEST_F(ArrayOperations, InsertAtWhereTheSizeWouldWrap_ThrowsAndChangesNothing)
@@ -99,18 +99,18 @@ TEST_F(ArrayOperations, InsertAtWhereTheSizeWouldWrap_ThrowsAndChangesNothing)
     EXPECT_ANY_THROW(m_array.InsertAt(1, 5, INTPTR_MAX));
     EXPECT_ANY_THROW(m_array.InsertAt(INTPTR_MAX, 5));
     EXPECT_ANY_THROW(m_array.InsertAt(INTPTR_MAX, 5, INTPTR_MAX));
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2}));
 }
 
 TEST_F(ArrayOperations, RemoveAt_ClosesTheGap)
 {
     Fill({1, 2, 3, 4, 5, 6});
     m_array.RemoveAt(0);
-    EXPECT_EQ(Content(m_array), (std::vector{2, 3, 4, 5, 6}));
+    EXPECT_EQ(Elements(m_array), (std::vector{2, 3, 4, 5, 6}));
     m_array.RemoveAt(1, 2);
-    EXPECT_EQ(Content(m_array), (std::vector{2, 5, 6}));
+    EXPECT_EQ(Elements(m_array), (std::vector{2, 5, 6}));
     m_array.RemoveAt(2);
-    EXPECT_EQ(Content(m_array), (std::vector{2, 5}));
+    EXPECT_EQ(Elements(m_array), (std::vector{2, 5}));
     m_array.RemoveAt(0, 2);
     EXPECT_TRUE(m_array.IsEmpty());
 }
@@ -120,7 +120,7 @@ TEST_F(ArrayOperations, RemoveAtNothing_ChangesNothing)
     Fill({1, 2});
     m_array.RemoveAt(0, 0);
     m_array.RemoveAt(2, 0);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2}));
 }
 
 TEST_F(ArrayOperations, RemoveAtOutOfRange_ThrowsAndChangesNothing)
@@ -132,7 +132,7 @@ TEST_F(ArrayOperations, RemoveAtOutOfRange_ThrowsAndChangesNothing)
     EXPECT_THROW(m_array.RemoveAt(1, 2), CInvalidArgException);
     EXPECT_THROW(m_array.RemoveAt(0, -1), CInvalidArgException);
     EXPECT_THROW(m_array.RemoveAt(1, INTPTR_MAX), CInvalidArgException);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2}));
 }
 
 TEST_F(ArrayOperations, RemoveAll_EmptiesAndFreesTheMemory)
@@ -143,7 +143,7 @@ TEST_F(ArrayOperations, RemoveAll_EmptiesAndFreesTheMemory)
     EXPECT_EQ(m_array.GetData(), nullptr);
     m_array.RemoveAll();
     EXPECT_EQ(m_array.Add(4), 0);
-    EXPECT_EQ(Content(m_array), (std::vector{4}));
+    EXPECT_EQ(Elements(m_array), (std::vector{4}));
 }
 
 TEST_F(ArrayOperations, ElementsAfterRemoveAll_AreZeroAgain)
@@ -151,7 +151,7 @@ TEST_F(ArrayOperations, ElementsAfterRemoveAll_AreZeroAgain)
     Fill({1, 2, 3});
     m_array.RemoveAll();
     m_array.SetSize(3);
-    EXPECT_EQ(Content(m_array), (std::vector{0, 0, 0}));
+    EXPECT_EQ(Elements(m_array), (std::vector{0, 0, 0}));
 }
 
 TEST_F(ArrayOperations, Copy_ReplacesTheContent)
@@ -161,13 +161,13 @@ TEST_F(ArrayOperations, Copy_ReplacesTheContent)
     for (int index = 0; index < 10; ++index)
         longer.Add(index);
     longer.Copy(m_array);
-    EXPECT_EQ(Content(longer), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(longer), (std::vector{1, 2, 3}));
     longer[0] = 9; // two arrays, two blocks of memory
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3}));
 
     CIntArray fresh;
     fresh.Copy(m_array);
-    EXPECT_EQ(Content(fresh), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(fresh), (std::vector{1, 2, 3}));
     fresh.Copy(CIntArray());
     EXPECT_TRUE(fresh.IsEmpty());
 }
@@ -176,7 +176,7 @@ TEST_F(ArrayOperations, CopyOfItself_ChangesNothing)
 {
     Fill({1, 2, 3});
     m_array.Copy(m_array);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3}));
 }
 
 TEST_F(ArrayOperations, Append_AnswersWhereTheNewElementsBegin)
@@ -187,11 +187,11 @@ TEST_F(ArrayOperations, Append_AnswersWhereTheNewElementsBegin)
     other.Add(3);
     other.Add(4);
     EXPECT_EQ(m_array.Append(other), 2);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 4}));
-    EXPECT_EQ(Content(other), (std::vector{3, 4}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ(Elements(other), (std::vector{3, 4}));
     CIntArray empty;
     EXPECT_EQ(empty.Append(other), 0);
-    EXPECT_EQ(Content(empty), (std::vector{3, 4}));
+    EXPECT_EQ(Elements(empty), (std::vector{3, 4}));
 }
 
 TEST_F(ArrayOperations, AppendOfItself_DoublesIt)
@@ -199,7 +199,7 @@ TEST_F(ArrayOperations, AppendOfItself_DoublesIt)
     Fill({1, 2, 3});
     m_array.FreeExtra();
     EXPECT_EQ(m_array.Append(m_array), 3);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3, 1, 2, 3}));
 }
 
 TEST_F(ArrayOperations, AppendOfItself_TouchesNothingAfterItsNewEnd)
@@ -220,11 +220,11 @@ TEST_F(ArrayOperations, FreeExtra_KeepsTheElements)
     m_array.SetSize(100'000);
     m_array.SetSize(3);
     m_array.FreeExtra();
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3}));
     m_array.FreeExtra();
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3}));
     m_array.Add(4);
-    EXPECT_EQ(Content(m_array), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ(Elements(m_array), (std::vector{1, 2, 3, 4}));
 }
 
 TEST_F(ArrayOperations, FreeExtraOfAnEmptyArray_FreesAllMemory)

@@ -22,6 +22,9 @@ private:
     void* m_handle;
 };
 
+// The name that KrCreateAviWriter is exported under.
+inline constexpr const char* kCreateWriter = "_Z17KrCreateAviWriterPP12IKrAviWriter";
+
 // Whether the library is loaded in the process, for any reason.
 [[nodiscard]] bool IsLoaded(const char* path);
 

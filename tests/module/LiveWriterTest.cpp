@@ -14,7 +14,6 @@ using namespace KrTest;
 namespace
 {
 using CreateWriter = int (*)(IKrAviWriter**);
-constexpr const char* kCreateWriter = "_Z17KrCreateAviWriterPP12IKrAviWriter";
 constexpr int kRounds = 100;
 
 IKrAviWriter* StartRecording(const CKrLoadedLibrary& library, const std::wstring& path)

@@ -17,7 +17,6 @@ namespace
 {
 using QueryByPath = int (*)(const wchar_t*, EKrScanMode&);
 constexpr const char* kScanModeByPath = "_ZN11KrRiffUtils14GetAviScanModeEPKwR11EKrScanMode";
-constexpr const char* kCreateWriter = "_Z17KrCreateAviWriterPP12IKrAviWriter";
 
 class Unload : public testing::Test
 {

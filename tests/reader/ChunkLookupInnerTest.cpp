@@ -19,23 +19,10 @@ SKrLookupOutcome Found(std::string_view id, uint32_t size, std::string_view type
     return outcome;
 }
 
-// The outcome of a lookup that finds nothing: the record is unchanged.
-SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
-{
-    SKrLookupOutcome outcome;
-    outcome.found = false;
-    outcome.record = WantedRecord(lookup);
-    outcome.position = position;
-    return outcome;
-}
-
 SKrRiffChunkInfo Parent(uint64_t offset, uint32_t size)
 {
     return {.ckid = FourCcValue("LIST"), .cksize = size, .fccType = 0, .offset = offset};
 }
-
-constexpr auto kRiffs = EKrLookupMode::RiffOnly;
-constexpr auto kLists = EKrLookupMode::ListOnly;
 
 KrBytes ThreeChunks()
 {

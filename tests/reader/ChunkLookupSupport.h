@@ -103,6 +103,15 @@ struct SKrLookupOutcome
     return {.ckid = lookup.id, .cksize = 0x5A5A5A5A, .fccType = lookup.type, .offset = 0x5A5A5A5A5A5A5A5A};
 }
 
+// The outcome of a lookup that finds nothing: the record is unchanged.
+[[nodiscard]] inline SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
+{
+    return {.found = false, .record = WantedRecord(lookup), .position = position};
+}
+
+inline constexpr auto kRiffs = EKrLookupMode::RiffOnly;
+inline constexpr auto kLists = EKrLookupMode::ListOnly;
+
 [[nodiscard]] inline SKrLookupOutcome RunLookup(CKrFileCursor& cursor, const SKrLookupCase& lookup)
 {
     SKrLookupOutcome outcome;

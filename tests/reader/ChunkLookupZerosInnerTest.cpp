@@ -14,7 +14,7 @@ namespace
 const uint32_t kListId = FourCcValue("LIST");
 
 // Zeros, then a list of 12 bytes.
-KrBytes ListBehindZeros(uint32_t zeros)
+KrBytes ListAfterZeros(uint32_t zeros)
 {
     return Join({Zeros(zeros), Header("LIST", 4, "movi")});
 }
@@ -24,13 +24,8 @@ SKrLookupOutcome ListAt(uint64_t header)
     return {.found = true, .record = {kListId, 4, FourCcValue("movi"), header + 8}, .position = header + 12};
 }
 
-SKrLookupOutcome NotFound(const SKrLookupCase& lookup, uint64_t position)
-{
-    return {.found = false, .record = WantedRecord(lookup), .position = position};
-}
-
 // Where the skip of a chunk of this size ends.
-uint64_t Behind(uint64_t header, uint32_t size)
+uint64_t AfterSkip(uint64_t header, uint32_t size)
 {
     const uint64_t end = header + 8 + size;
     return end + end % 2;
@@ -38,9 +33,6 @@ uint64_t Behind(uint64_t header, uint32_t size)
 
 // Sizes that the lookup reads one, two or three bytes before a 'LIST' of size 4.
 constexpr uint32_t kShiftedSizes[] = {0, 0x00000454, 0x00045453, 0x04545349};
-
-constexpr auto kRiffs = EKrLookupMode::RiffOnly;
-constexpr auto kLists = EKrLookupMode::ListOnly;
 } // namespace
 
 // One to three zeros
@@ -50,8 +42,8 @@ TEST(ChunkLookupZeros, RunOfOneToThree_RequestedChunkAfterItIsLost)
     for (uint32_t zeros = 1; zeros <= 3; ++zeros)
     {
         const SKrLookupCase lookup = {.id = kListId};
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), lookup),
-                  NotFound(lookup, Behind(0, kShiftedSizes[zeros])))
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), lookup),
+                  NotFound(lookup, AfterSkip(0, kShiftedSizes[zeros])))
             << zeros << " zeros";
     }
 }
@@ -63,15 +55,15 @@ TEST(ChunkLookupZeros, RunOfOneToThree_AnyChunkIsTheShiftedHeader)
     {
         const SKrLookupOutcome shifted = {
             .found = true, .record = {ids[zeros], kShiftedSizes[zeros], 0, 8}, .position = 8};
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {}), shifted) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), {}), shifted) << zeros << " zeros";
     }
 }
 
 TEST(ChunkLookupZeros, RunOfOne_ChunkWhereTheShiftedSizeEndsIsFoundByAccident)
 {
-    KrBytes bytes = ListBehindZeros(1);
+    KrBytes bytes = ListAfterZeros(1);
     bytes.resize(8 + 0x454, 0xEE);
-    bytes = Join({bytes, ListBehindZeros(0)});
+    bytes = Join({bytes, ListAfterZeros(0)});
     EXPECT_EQ(RunLookup(bytes, {.id = kListId}), ListAt(8 + 0x454));
     EXPECT_EQ(RunLookup(bytes, {.mode = kLists}), ListAt(8 + 0x454));
 }
@@ -82,9 +74,9 @@ TEST(ChunkLookupZeros, RunOfFourToNine_ChunkAfterItIsFound)
 {
     for (uint32_t zeros = 4; zeros <= 9; ++zeros)
     {
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {}), ListAt(zeros)) << zeros << " zeros";
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {.id = kListId}), ListAt(zeros)) << zeros << " zeros";
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {.type = FourCcValue("movi")}), ListAt(zeros))
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), {}), ListAt(zeros)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), {.id = kListId}), ListAt(zeros)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), {.type = FourCcValue("movi")}), ListAt(zeros))
             << zeros << " zeros";
     }
 }
@@ -93,8 +85,8 @@ TEST(ChunkLookupZeros, RunOfAnyLength_ChunkAfterItIsFoundWithoutZeroLimit)
 {
     for (uint32_t zeros = 10; zeros <= 300; ++zeros)
     {
-        ASSERT_EQ(RunLookup(ListBehindZeros(zeros), {.zeroLimit = 0}), ListAt(zeros)) << zeros << " zeros";
-        ASSERT_EQ(RunLookup(ListBehindZeros(zeros), {.zeroLimit = -1}), ListAt(zeros)) << zeros << " zeros";
+        ASSERT_EQ(RunLookup(ListAfterZeros(zeros), {.zeroLimit = 0}), ListAt(zeros)) << zeros << " zeros";
+        ASSERT_EQ(RunLookup(ListAfterZeros(zeros), {.zeroLimit = -1}), ListAt(zeros)) << zeros << " zeros";
     }
 }
 
@@ -102,7 +94,7 @@ TEST(ChunkLookupZeros, RunAfterASkippedChunk_ChunkAfterItIsFound)
 {
     for (uint32_t zeros = 4; zeros <= 9; ++zeros)
     {
-        const KrBytes bytes = Join({Header("JUNK", 3), KrBytes(4, 0xEE), ListBehindZeros(zeros)});
+        const KrBytes bytes = Join({Header("JUNK", 3), KrBytes(4, 0xEE), ListAfterZeros(zeros)});
         EXPECT_EQ(RunLookup(bytes, {.id = kListId}), ListAt(12 + zeros)) << zeros << " zeros";
     }
 }
@@ -133,7 +125,7 @@ TEST(ChunkLookupZeros, ParentThatEndsInTheRun_EndsTheLookupThere)
 {
     for (uint32_t parentSize = 1; parentSize <= 17; ++parentSize)
     {
-        const KrBytes bytes = ListBehindZeros(20);
+        const KrBytes bytes = ListAfterZeros(20);
         const SKrLookupCase lookup = {.parent = SKrRiffChunkInfo{0, parentSize, 0, 0}};
         EXPECT_EQ(RunLookup(bytes, lookup), NotFound(lookup, parentSize));
     }
@@ -144,9 +136,9 @@ TEST(ChunkLookupZeros, ParentThatEndsInTheLastThreeZeros_IsLeftByTheStepToTheFir
     for (uint32_t parentSize = 18; parentSize <= 20; ++parentSize)
     {
         const SKrLookupCase lookup = {.parent = SKrRiffChunkInfo{0, parentSize, 0, 0}};
-        EXPECT_EQ(RunLookup(ListBehindZeros(20), lookup), NotFound(lookup, 20));
+        EXPECT_EQ(RunLookup(ListAfterZeros(20), lookup), NotFound(lookup, 20));
     }
-    EXPECT_EQ(RunLookup(ListBehindZeros(20), {.parent = SKrRiffChunkInfo{0, 21, 0, 0}}), ListAt(20));
+    EXPECT_EQ(RunLookup(ListAfterZeros(20), {.parent = SKrRiffChunkInfo{0, 21, 0, 0}}), ListAt(20));
 }
 
 TEST(ChunkLookupZeros, ParentThatEndsWhereNoHeaderFits_LookupEndsWithTheFile)
@@ -166,9 +158,9 @@ TEST(ChunkLookupZeros, ListOnlyAndRiffOnly_ChunkAfterZerosIsLost)
     for (uint32_t zeros = 1; zeros <= 9; ++zeros)
     {
         const uint32_t shifted = std::min(zeros, 3u);
-        const uint64_t end = Behind(zeros - shifted, kShiftedSizes[shifted]);
+        const uint64_t end = AfterSkip(zeros - shifted, kShiftedSizes[shifted]);
         const SKrLookupCase list = {.mode = kLists};
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), list), NotFound(list, end)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), list), NotFound(list, end)) << zeros << " zeros";
 
         const KrBytes bytes = Join({Zeros(zeros), Header("RIFF", 4, "AVIX")});
         const SKrLookupCase riff = {.mode = kRiffs};
@@ -192,7 +184,7 @@ TEST(ChunkLookupZeros, ListOnly_ListWhereTheShiftedSizeEndsIsFoundByAccident)
 TEST(ChunkLookupZeros, LimitOfFive_RunsOfUpToSevenAreCrossed)
 {
     for (uint32_t zeros = 4; zeros <= 7; ++zeros)
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), {.zeroLimit = 5}), ListAt(zeros)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), {.zeroLimit = 5}), ListAt(zeros)) << zeros << " zeros";
 }
 
 TEST(ChunkLookupZeros, LimitOfFive_TheFifthEmptyHeaderEndsTheLookup)
@@ -200,17 +192,17 @@ TEST(ChunkLookupZeros, LimitOfFive_TheFifthEmptyHeaderEndsTheLookup)
     for (uint32_t zeros = 8; zeros <= 20; ++zeros)
     {
         const SKrLookupCase lookup = {.zeroLimit = 5};
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), lookup), NotFound(lookup, 4 + 12)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), lookup), NotFound(lookup, 4 + 12)) << zeros << " zeros";
         const SKrLookupCase list = {.mode = kLists, .zeroLimit = 5};
-        EXPECT_EQ(RunLookup(ListBehindZeros(zeros), list), NotFound(list, 4 + 12)) << zeros << " zeros";
+        EXPECT_EQ(RunLookup(ListAfterZeros(zeros), list), NotFound(list, 4 + 12)) << zeros << " zeros";
     }
 }
 
 TEST(ChunkLookupZeros, LimitOfOne_TheFirstEmptyHeaderEndsTheLookup)
 {
     const SKrLookupCase lookup = {.zeroLimit = 1};
-    EXPECT_EQ(RunLookup(ListBehindZeros(4), lookup), NotFound(lookup, 12));
-    EXPECT_EQ(RunLookup(ListBehindZeros(0), lookup), ListAt(0));
+    EXPECT_EQ(RunLookup(ListAfterZeros(4), lookup), NotFound(lookup, 12));
+    EXPECT_EQ(RunLookup(ListAfterZeros(0), lookup), ListAt(0));
 }
 
 TEST(ChunkLookupZeros, LimitReachedAtARequestedChunkOfSizeZero_ItIsNotTaken)
@@ -261,7 +253,8 @@ TEST(ChunkLookupZeros, EachLookup_CountsFromZero)
 namespace
 {
 constexpr uint64_t kLongRun = 64 * 1024 * 1024;
-constexpr SKrStretch kNarrow = {kLongRun / 2, kLongRun / 2 + 600'000}; // where single steps would show
+constexpr SKrStretch kNarrowOfTheRun = {kLongRun / 2,
+                                        kLongRun / 2 + 600'000}; // where single steps would show
 
 struct SCost
 {
@@ -274,10 +267,10 @@ SCost CostOfLongRun(const SKrLookupCase& lookup)
 {
     CKrFileContent content(Join({Header("JUNK", 2), KrBytes{1, 2}}));
     content.AppendHole(kLongRun + 1);
-    content.Append(ListBehindZeros(0));
+    content.Append(ListAfterZeros(0));
     CKrMemoryFileSystem files;
     files.Set(L"zeros", content);
-    CKrNarrowFileSystem narrow(files, kNarrow);
+    CKrNarrowFileSystem narrow(files, kNarrowOfTheRun);
     CKrCountingFileSystem counting(narrow);
     const auto file = counting.OpenForReading(L"zeros");
     CKrFileCursor cursor;
@@ -292,7 +285,8 @@ void ExpectLinear(const SKrFileCalls& calls)
 {
     EXPECT_GE(calls.bytes, kLongRun);
     EXPECT_LE(calls.bytes, kLongRun + 128 * 1024) << "each byte is read once";
-    const uint64_t narrowReads = (kNarrow.to - kNarrow.from) / CKrNarrowFileSystem::kBytesOfARead;
+    const uint64_t narrowReads =
+        (kNarrowOfTheRun.to - kNarrowOfTheRun.from) / CKrNarrowFileSystem::kBytesOfARead;
     EXPECT_LE(calls.reads, kLongRun / (64 * 1024) + narrowReads + 16) << "in blocks";
 }
 } // namespace
@@ -316,7 +310,7 @@ TEST(ChunkLookupZeros, LongRunInListOnlyMode_IsCrossedWithOneReadOfEachByteToThe
 {
     const SKrLookupCase lookup = {.mode = kLists};
     const SCost cost = CostOfLongRun(lookup);
-    EXPECT_EQ(cost.outcome, NotFound(lookup, Behind(10 + kLongRun + 1 - 3, kShiftedSizes[3])));
+    EXPECT_EQ(cost.outcome, NotFound(lookup, AfterSkip(10 + kLongRun + 1 - 3, kShiftedSizes[3])));
     ExpectLinear(cost.calls);
 }
 

@@ -13,7 +13,6 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint32_t kApart = 500'000; // more than what is read ahead
 
 class ChunkSearchFar : public testing::Test
 {
@@ -35,7 +34,7 @@ protected:
                         for (int count = 0; count < 3; ++count)
                         {
                             m_file.Chunk("mark", KrBytes(2, 1));
-                            m_file.ZeroChunk("skip", kApart);
+                            m_file.ZeroChunk("skip", kBeyondReadAhead);
                         }
                     });
         Open(m_file.Content());

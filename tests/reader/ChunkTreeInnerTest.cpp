@@ -15,7 +15,6 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint32_t kApart = 500'000; // more than what is read ahead
 
 // All nodes below a node, depth first, by their addresses.
 void Collect(IKrRiffReader& reader, SKrRiffChunkNode* node, std::vector<SKrRiffChunkNode*>& nodes)
@@ -67,7 +66,8 @@ protected:
     void OpenFarApart()
     {
         SKrSimpleAvi avi;
-        avi.streams = {VideoStream({kApart, kApart, kApart, kApart, kApart, kApart})};
+        avi.streams = {VideoStream({kBeyondReadAhead, kBeyondReadAhead, kBeyondReadAhead, kBeyondReadAhead,
+                                    kBeyondReadAhead, kBeyondReadAhead})};
         avi.roundsPerSegment = {2, 2, 2};
         m_built = BuildSimpleAvi(avi);
         Open(m_built.content);

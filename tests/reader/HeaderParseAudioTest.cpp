@@ -24,7 +24,7 @@ SKrSimpleAvi WithAudio(std::vector<SKrSimpleStream> audio)
     return avi;
 }
 
-SKrSimpleStream WithFormatBytes(KrBytes bytes)
+SKrSimpleStream WithAudioFormat(KrBytes bytes)
 {
     SKrSimpleStream stream = PcmStream({20, 20});
     stream.format = std::move(bytes);
@@ -96,25 +96,25 @@ TEST(HeaderParseAudio, FormatOf16Or18Or40Bytes_IsKept)
 
 TEST(HeaderParseAudio, FormatOf14Bytes_HasNoBitsPerSampleAndIsSkipped)
 {
-    EXPECT_EQ(FirstKeptBeforeAnother(WithFormatBytes(FormatBytes(14))), 32000u);
+    EXPECT_EQ(FirstKeptBeforeAnother(WithAudioFormat(FormatBytes(14))), 32000u);
 }
 
 TEST(HeaderParseAudio, ShorterFormat_IsSkipped)
 {
     for (const size_t size : {0u, 2u, 4u, 8u, 12u})
-        EXPECT_EQ(FirstKeptBeforeAnother(WithFormatBytes(FormatBytes(size))), 32000u) << size;
+        EXPECT_EQ(FirstKeptBeforeAnother(WithAudioFormat(FormatBytes(size))), 32000u) << size;
 }
 
 TEST(HeaderParseAudio, FormatCutWithinTheBitsPerSample_ReadsAsIfZerosFollowed)
 {
-    EXPECT_EQ(FirstKept(WithAudio({WithFormatBytes(FormatBytes(15))})), 48000u);
+    EXPECT_EQ(FirstKept(WithAudio({WithAudioFormat(FormatBytes(15))})), 48000u);
 }
 
 TEST(HeaderParseAudio, FormatCutWithinTheExtraSize_IsKept)
 {
     KrBytes bytes = ToBytes(SKrTestWaveFormat{.cbSize = 0x1234}, 18);
     bytes.resize(17);
-    EXPECT_EQ(FirstKept(WithAudio({WithFormatBytes(bytes)})), 48000u);
+    EXPECT_EQ(FirstKept(WithAudio({WithAudioFormat(bytes)})), 48000u);
 }
 
 TEST(HeaderParseAudio, ExtraSizeBeyondTheFormat_IsKept)
@@ -122,14 +122,14 @@ TEST(HeaderParseAudio, ExtraSizeBeyondTheFormat_IsKept)
     for (const uint16_t extra : {1, 22, 0xFFFF})
     {
         const KrBytes bytes = ToBytes(SKrTestWaveFormat{.cbSize = extra}, 18);
-        EXPECT_EQ(FirstKept(WithAudio({WithFormatBytes(bytes)})), 48000u) << extra;
+        EXPECT_EQ(FirstKept(WithAudio({WithAudioFormat(bytes)})), 48000u) << extra;
     }
 }
 
 TEST(HeaderParseAudio, LongerFormat_IsKept)
 {
     for (const size_t size : {19u, 41u, 70'000u, 200'000u})
-        EXPECT_EQ(FirstKept(WithAudio({WithFormatBytes(FormatBytes(size))})), 48000u) << size;
+        EXPECT_EQ(FirstKept(WithAudio({WithAudioFormat(FormatBytes(size))})), 48000u) << size;
 }
 
 TEST(HeaderParseAudio, BitsPerSampleOfZero_IsSkipped)
@@ -192,8 +192,8 @@ TEST(HeaderParseAudio, FormatChunkAfterOtherChunks_IsFound)
 // the header that it reads there is skipped by a size made of shifted bytes.
 TEST(HeaderParseAudio, SkippedStreamWithAnOddFormat_LosesTheNextStream)
 {
-    EXPECT_EQ(FirstKeptBeforeAnother(WithFormatBytes(FormatBytes(13))), 0u);
-    EXPECT_EQ(FirstKeptBeforeAnother(WithFormatBytes(FormatBytes(12))), 32000u);
+    EXPECT_EQ(FirstKeptBeforeAnother(WithAudioFormat(FormatBytes(13))), 0u);
+    EXPECT_EQ(FirstKeptBeforeAnother(WithAudioFormat(FormatBytes(12))), 32000u);
 }
 
 TEST(HeaderParseAudio, SkippedStreamWithMoreChunks_KeepsTheNextStream)
@@ -209,7 +209,7 @@ TEST(HeaderParseAudio, SkippedStreamWithMoreChunks_KeepsTheNextStream)
 TEST(HeaderParseAudio, KeptStreamWithAnOddFormat_KeepsTheNextStream)
 {
     SKrSimpleAvi avi;
-    avi.streams = {WithFormatBytes(FormatBytes(19)), VideoStream({10})};
+    avi.streams = {WithAudioFormat(FormatBytes(19)), VideoStream({10})};
     EXPECT_EQ(CKrParsedFile(avi).Video().valid, 1);
 }
 

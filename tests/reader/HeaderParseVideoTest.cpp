@@ -7,7 +7,7 @@ using namespace KrTest;
 
 namespace
 {
-SKrSimpleAvi VideoAndAudio(const SKrTestBitmapInfo& format = {})
+SKrSimpleAvi WithBitmapInfo(const SKrTestBitmapInfo& format = {})
 {
     SKrSimpleAvi avi;
     avi.streams = {VideoStream({10, 10}, format), PcmStream({20, 20})};
@@ -15,9 +15,9 @@ SKrSimpleAvi VideoAndAudio(const SKrTestBitmapInfo& format = {})
 }
 
 // The same with these bytes as the video stream's 'strf'.
-SKrSimpleAvi WithFormatBytes(KrBytes bytes)
+SKrSimpleAvi WithVideoFormat(KrBytes bytes)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = WithBitmapInfo();
     avi.streams[0].format = std::move(bytes);
     return avi;
 }
@@ -50,29 +50,29 @@ void ExpectListEnded(const CKrParsedFile& file)
 
 TEST(HeaderParseVideo, NegativeHeight_HasNoFormatButOpens)
 {
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.height = -576})));
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.height = INT32_MIN})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.height = -576})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.height = INT32_MIN})));
 }
 
 TEST(HeaderParseVideo, HeightOfZero_EndsTheList)
 {
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.height = 0})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.height = 0})));
 }
 
 TEST(HeaderParseVideo, WidthBelow1_EndsTheList)
 {
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.width = 0})));
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.width = -720})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.width = 0})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.width = -720})));
 }
 
 TEST(HeaderParseVideo, BitCountOfZero_EndsTheList)
 {
-    ExpectListEnded(CKrParsedFile(VideoAndAudio({.bitCount = 0})));
+    ExpectListEnded(CKrParsedFile(WithBitmapInfo({.bitCount = 0})));
 }
 
 TEST(HeaderParseVideo, SmallestValues_AreTaken)
 {
-    const CKrParsedFile file(VideoAndAudio({.width = 1, .height = 1, .bitCount = 1}));
+    const CKrParsedFile file(WithBitmapInfo({.width = 1, .height = 1, .bitCount = 1}));
     EXPECT_EQ(file.Video().valid, 1);
     EXPECT_EQ(file.Video().bitCount, 1u);
     EXPECT_EQ(file.Audio().valid, 1);
@@ -80,7 +80,7 @@ TEST(HeaderParseVideo, SmallestValues_AreTaken)
 
 TEST(HeaderParseVideo, BitCountWithTheSignBit_IsTaken)
 {
-    EXPECT_EQ(CKrParsedFile(VideoAndAudio({.bitCount = 0xFFFF})).Video().bitCount, 0xFFFFu);
+    EXPECT_EQ(CKrParsedFile(WithBitmapInfo({.bitCount = 0xFFFF})).Video().bitCount, 0xFFFFu);
 }
 
 TEST(HeaderParseVideo, ListEndedAtVideo_KeepsTheAudioStreamsBefore)
@@ -96,14 +96,14 @@ TEST(HeaderParseVideo, ListEndedAtVideo_KeepsTheAudioStreamsBefore)
 
 TEST(HeaderParseVideo, NoFormatChunk_EndsTheList)
 {
-    SKrBuiltAvi built = BuildSimpleAvi(VideoAndAudio());
+    SKrBuiltAvi built = BuildSimpleAvi(WithBitmapInfo());
     built.content.PutU32(built.Find("strf").header, FourCcValue("JUNK"));
     ExpectListEnded(CKrParsedFile(built.content));
 }
 
 TEST(HeaderParseVideo, FormatChunkAfterTheStreamList_IsNotFound)
 {
-    SKrBuiltAvi built = BuildSimpleAvi(VideoAndAudio());
+    SKrBuiltAvi built = BuildSimpleAvi(WithBitmapInfo());
     const SKrBuiltChunk strl = built.Find("strl");
     const auto toFormat = static_cast<uint32_t>(built.Find("strf").header - strl.data);
     built.content.PutU32(strl.header + 4, toFormat);
@@ -114,7 +114,7 @@ TEST(HeaderParseVideo, FormatChunkAfterTheStreamList_IsNotFound)
 
 TEST(HeaderParseVideo, FormatChunkAfterOtherChunks_IsFound)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = WithBitmapInfo();
     avi.streams[0].beforeStrf = [](CKrAviBuilder& file)
     {
         file.Chunk("strd", KrBytes(7, 1));
@@ -126,35 +126,35 @@ TEST(HeaderParseVideo, FormatChunkAfterOtherChunks_IsFound)
 
 TEST(HeaderParseVideo, ShortFormat_ReadsAsIfZerosFollowed)
 {
-    const CKrParsedFile upToBitCount(WithFormatBytes(FirstFormatBytes(16)));
+    const CKrParsedFile upToBitCount(WithVideoFormat(FirstFormatBytes(16)));
     ExpectVideo(upToBitCount.Video());
     EXPECT_EQ(upToBitCount.Video().bitCount, 24u);
     EXPECT_EQ(upToBitCount.Video().compression, 0u);
     EXPECT_EQ(upToBitCount.Audio().valid, 1);
-    const CKrParsedFile upToCompression(WithFormatBytes(FirstFormatBytes(20)));
+    const CKrParsedFile upToCompression(WithVideoFormat(FirstFormatBytes(20)));
     EXPECT_EQ(IdText(upToCompression.Video().compression), "MJPG");
 }
 
 TEST(HeaderParseVideo, FormatCutWithinAField_KeepsTheBytesBefore)
 {
-    const CKrParsedFile withinBitCount(WithFormatBytes(FirstFormatBytes(15)));
+    const CKrParsedFile withinBitCount(WithVideoFormat(FirstFormatBytes(15)));
     ExpectVideo(withinBitCount.Video());
     EXPECT_EQ(withinBitCount.Video().bitCount, 24u);
-    const CKrParsedFile withinCompression(WithFormatBytes(FirstFormatBytes(18)));
+    const CKrParsedFile withinCompression(WithVideoFormat(FirstFormatBytes(18)));
     EXPECT_EQ(withinCompression.Video().compression, FourCcValue("MJPG") & 0xFFFF);
 }
 
 TEST(HeaderParseVideo, FormatWithoutAFieldThatCounts_EndsTheList)
 {
     for (const size_t size : {0u, 1u, 4u, 8u, 12u, 14u})
-        ExpectListEnded(CKrParsedFile(WithFormatBytes(FirstFormatBytes(size))));
+        ExpectListEnded(CKrParsedFile(WithVideoFormat(FirstFormatBytes(size))));
 }
 
 TEST(HeaderParseVideo, LongerFormat_IsTaken)
 {
     for (const size_t extra : {1u, 2u, 1024u, 100'000u})
     {
-        const CKrParsedFile file(VideoAndAudio({.extra = KrBytes(extra, 0x55)}));
+        const CKrParsedFile file(WithBitmapInfo({.extra = KrBytes(extra, 0x55)}));
         ExpectVideo(file.Video());
         EXPECT_EQ(file.Audio().valid, 1) << extra;
     }
@@ -162,7 +162,7 @@ TEST(HeaderParseVideo, LongerFormat_IsTaken)
 
 TEST(HeaderParseVideo, FormatBeyondTheEndOfTheFile_EndsTheList)
 {
-    SKrBuiltAvi built = BuildSimpleAvi(VideoAndAudio());
+    SKrBuiltAvi built = BuildSimpleAvi(WithBitmapInfo());
     const SKrBuiltChunk strf = built.Find("strf");
     const auto toEnd = static_cast<uint32_t>(built.content.Size() - strf.data);
     for (const uint32_t size : {toEnd + 1, 0x7FFFFFFFu, 0xFFFFFFFFu})
@@ -220,7 +220,7 @@ TEST(HeaderParseVideo, SkippedVideoStreamWithALongerFormat_KeepsTheNextStream)
 
 TEST(HeaderParseVideo, TakenVideoStreamWithAnOddFormat_KeepsTheNextStream)
 {
-    const CKrParsedFile file(VideoAndAudio({.extra = KrBytes(3, 0)}));
+    const CKrParsedFile file(WithBitmapInfo({.extra = KrBytes(3, 0)}));
     ExpectVideo(file.Video());
     EXPECT_EQ(file.Audio().valid, 1);
 }
@@ -253,7 +253,7 @@ TEST(HeaderParseVideo, FrameCount_IsThatOfTheMainHeader)
 {
     for (const uint32_t frames : {0u, 1u, 12345u, 0xFFFFFFFFu})
     {
-        SKrSimpleAvi avi = VideoAndAudio();
+        SKrSimpleAvi avi = WithBitmapInfo();
         avi.mainHeader.totalFrames = frames;
         EXPECT_EQ(CKrParsedFile(avi).Video().frames, frames);
     }
@@ -261,7 +261,7 @@ TEST(HeaderParseVideo, FrameCount_IsThatOfTheMainHeader)
 
 TEST(HeaderParseVideo, VideoStreamThatCannotBeUsed_LeavesNoFrameCount)
 {
-    SKrSimpleAvi avi = VideoAndAudio({.height = -576});
+    SKrSimpleAvi avi = WithBitmapInfo({.height = -576});
     avi.mainHeader.totalFrames = 12345;
     EXPECT_EQ(CKrParsedFile(avi).Video().frames, 0u);
 }

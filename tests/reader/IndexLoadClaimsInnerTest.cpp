@@ -90,11 +90,6 @@ PlacesAndSizes AllBut(size_t missing)
     return all;
 }
 
-SKrReadCall Exactly(uint64_t position, size_t count)
-{
-    return {position, count, count};
-}
-
 class IndexLoadClaims : public testing::TestWithParam<bool>
 {
 };

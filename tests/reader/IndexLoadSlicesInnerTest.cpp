@@ -142,11 +142,6 @@ std::vector<SKrReadCall> ReadsFrom(const CKrIndexFile& file, uint64_t position)
     return reads;
 }
 
-SKrReadCall Exactly(uint64_t position, size_t count)
-{
-    return {position, count, count};
-}
-
 // A head that cannot be counted may result in an array that is too small.
 bool IsLoaded(CKrIndexFile& file, size_t sliceSize)
 {

@@ -54,11 +54,6 @@ SKrReadCall JumpTo(uint64_t position)
     return {position, kJumpWindow, kJumpWindow};
 }
 
-SKrReadCall Exactly(uint64_t position, size_t count)
-{
-    return {position, count, count};
-}
-
 uint64_t BytesOf(const KrReads& reads)
 {
     uint64_t bytes = 0;

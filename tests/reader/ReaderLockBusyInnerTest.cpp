@@ -18,7 +18,6 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint32_t kApart = 1'000'000; // bytes between chunks, so that each is read on its own
 
 thread_local bool t_stopsAtReads = false;
 
@@ -30,19 +29,19 @@ SKrBuiltAvi FarApart()
     avi.index = EKrIndexKind::OpenDml;
     avi.roundsPerSegment = {1, 1, 1};
     avi.krlA = SKrTestKrlA{.scanMode = 1};
-    avi.junkBeforeMovi = kApart;
+    avi.junkBeforeMovi = kBeyondReadAhead;
     avi.endOfMovi = [](CKrAviBuilder& file)
     {
-        file.ZeroChunk("JUNK", kApart);
+        file.ZeroChunk("JUNK", kBeyondReadAhead);
     };
     avi.afterMovi = [](CKrAviBuilder& file)
     {
         file.Chunk("mark", KrBytes(2));
-        file.ZeroChunk("JUNK", kApart);
+        file.ZeroChunk("JUNK", kBeyondReadAhead);
     };
     avi.startOfAvix = [](CKrAviBuilder& file)
     {
-        file.ZeroChunk("JUNK", kApart);
+        file.ZeroChunk("JUNK", kBeyondReadAhead);
     };
     return BuildSimpleAvi(avi);
 }
@@ -280,9 +279,9 @@ INSTANTIATE_TEST_SUITE_P(Operations, ReaderLockBusyIn, testing::Range<size_t>(0,
 TEST_F(ReaderLockBusy, FindFirstRiffSegmentThatHasToRead_KeepsOthersOutMeanwhile)
 {
     CKrAviBuilder file;
-    file.Riff("WAVE", [&] { file.ZeroChunk("data", kApart); });
+    file.Riff("WAVE", [&] { file.ZeroChunk("data", kBeyondReadAhead); });
     file.Riff("AVI ", [&] { file.Chunk("JUNK", KrBytes(300)); });
-    file.ZeroChunk("JUNK", kApart);
+    file.ZeroChunk("JUNK", kBeyondReadAhead);
     file.Chunk("mark", KrBytes(2));
     m_files.Set(L"wave.avi", file.Content());
     ASSERT_EQ(m_reader->Open(L"wave.avi"), 1);

@@ -18,6 +18,8 @@
 namespace KrTest
 {
 inline constexpr uint32_t kUntouched = 0x5A5A5A5A; // the outputs before a call
+inline constexpr uint32_t kBeyondReadAhead =
+    500'000; // bytes after which the next chunk takes a read of its own
 inline constexpr uint64_t kDefaultStart = ~uint64_t{0};
 
 [[nodiscard]] inline CKrRef<IKrRiffReader> NewReader()

@@ -36,7 +36,7 @@ private:
     CKrFileCursor m_cursor;
 };
 
-constexpr SKrDetectedChunks kUntouched{11, 22};
+constexpr SKrDetectedChunks kUndetected{11, 22};
 
 SKrRiffChunkInfo Record(const SKrBuiltChunk& chunk, uint32_t id, uint32_t type)
 {
@@ -93,16 +93,16 @@ TEST(StreamChunkDetection, MoviRecord_BoundsTheFirstChunkOnly)
     const SKrRiffChunkInfo movi = Record(file.Find("movi"), kFccList, kFccMovi);
     COpenContent content(file);
     content.Cursor().SeekTo(12);
-    SKrDetectedChunks detected = kUntouched;
+    SKrDetectedChunks detected = kUndetected;
     ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), &movi, 2, detected));
     EXPECT_EQ(detected.firstVideoId, KrFourCC("00dc"));
     EXPECT_EQ(detected.firstAudioId, KrFourCC("01wb"));
 
     content.Cursor().SeekTo(file.Find("01wb").header);
-    detected = kUntouched;
+    detected = kUndetected;
     EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), &movi, 2, detected));
-    EXPECT_EQ(detected.firstVideoId, kUntouched.firstVideoId);
-    EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
+    EXPECT_EQ(detected.firstVideoId, kUndetected.firstVideoId);
+    EXPECT_EQ(detected.firstAudioId, kUndetected.firstAudioId);
 }
 
 TEST(StreamChunkDetection, RecordOfAnotherKind_IsRefused)
@@ -115,9 +115,9 @@ TEST(StreamChunkDetection, RecordOfAnotherKind_IsRefused)
     {
         const SKrRiffChunkInfo record = Record(movi, id, type);
         content.Cursor().SeekTo(12);
-        SKrDetectedChunks detected = kUntouched;
+        SKrDetectedChunks detected = kUndetected;
         EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), &record, 1, detected));
-        EXPECT_EQ(detected.firstVideoId, kUntouched.firstVideoId);
+        EXPECT_EQ(detected.firstVideoId, kUndetected.firstVideoId);
     }
 }
 
@@ -125,7 +125,7 @@ TEST(StreamChunkDetection, NoRecord_StartsAtTheCursor)
 {
     const CKrAviBuilder file = MoviAndChunk();
     COpenContent content(file);
-    SKrDetectedChunks detected = kUntouched;
+    SKrDetectedChunks detected = kUndetected;
     ASSERT_TRUE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
     EXPECT_EQ(detected.firstVideoId, 0u) << "inside the list that is passed over whole";
     EXPECT_EQ(detected.firstAudioId, KrFourCC("01wb"));
@@ -140,8 +140,8 @@ TEST(StreamChunkDetection, NoChunkLeft_IsRefused)
 {
     const CKrAviBuilder file = MoviAndChunk();
     COpenContent content(file);
-    SKrDetectedChunks detected = kUntouched;
+    SKrDetectedChunks detected = kUndetected;
     content.Cursor().SeekTo(file.Position() - 7);
     EXPECT_FALSE(DetectStreamChunkIds(content.Cursor(), nullptr, 1, detected));
-    EXPECT_EQ(detected.firstAudioId, kUntouched.firstAudioId);
+    EXPECT_EQ(detected.firstAudioId, kUndetected.firstAudioId);
 }

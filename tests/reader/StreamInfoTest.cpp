@@ -7,9 +7,9 @@ using namespace KrTest;
 
 namespace
 {
-constexpr uint32_t kUntouched32 = 0x5A5A5A5A;
+constexpr uint32_t kUntouchedOutput = 0x5A5A5A5A;
 
-SKrSimpleAvi VideoAndAudio()
+SKrSimpleAvi DefaultVideoAndAudio()
 {
     SKrSimpleAvi avi;
     avi.streams.push_back(PcmStream());
@@ -58,7 +58,7 @@ void ExpectInvalidVideo(const SKrSimpleAvi& avi)
 
 TEST(StreamInfoVideo, ValidFormat_IsReportedWhole)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     const SKrVideoAnswer answer = file.Video();
     EXPECT_EQ(answer.valid, 1);
     EXPECT_EQ(answer.frames, 77u);
@@ -126,7 +126,7 @@ TEST(StreamInfoVideo, FileWithoutVideo_ReportsNeitherFormatNorId)
 
 TEST(StreamInfoVideo, ValidFormatWithoutVideoChunks_ReportsAnIdOfZero)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = DefaultVideoAndAudio();
     avi.streams[0].chunkSizes.clear();
     avi.index = EKrIndexKind::None;
     const SKrVideoAnswer answer = CKrParsedFile(avi).Video();
@@ -136,7 +136,7 @@ TEST(StreamInfoVideo, ValidFormatWithoutVideoChunks_ReportsAnIdOfZero)
 
 TEST(StreamInfoVideo, LoadedIndex_ReplacesTheFrameCount)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     CArray<SKrChunkIndexEntry> entries;
     ASSERT_EQ(file.Reader().LoadVideoIndex(entries), 1);
     EXPECT_EQ(file.Video().frames, 3u);
@@ -145,7 +145,7 @@ TEST(StreamInfoVideo, LoadedIndex_ReplacesTheFrameCount)
 
 TEST(StreamInfoVideo, NullOutput_GivesZeroAndWritesNothing)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     for (int missing = 0; missing < 5; ++missing)
     {
         SKrVideoAnswer answer;
@@ -162,7 +162,7 @@ TEST(StreamInfoVideo, NullOutput_GivesZeroAndWritesNothing)
 
 TEST(StreamInfoAudio, ValidFormat_IsReportedWithItsDuration)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     const SKrAudioAnswer answer = file.Audio();
     EXPECT_EQ(answer.status, 1);
     EXPECT_EQ(answer.valid, 1);
@@ -178,7 +178,7 @@ TEST(StreamInfoAudio, ValidFormat_IsReportedWithItsDuration)
 
 TEST(StreamInfoAudio, SecondStream_IsNotTheOneReported)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = DefaultVideoAndAudio();
     avi.streams.push_back(PcmStream({100, 100, 100}, PcmFormat(1, 8000, 8)));
     const SKrAudioAnswer answer = CKrParsedFile(avi).Audio();
     EXPECT_EQ(answer.Id(), "01wb");
@@ -187,21 +187,21 @@ TEST(StreamInfoAudio, SecondStream_IsNotTheOneReported)
 
 TEST(StreamInfoAudio, NoAudioChunk_IsRefusedWithNothingWritten)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = DefaultVideoAndAudio();
     avi.streams[1].chunkSizes.clear();
     CKrParsedFile file(avi);
     ASSERT_EQ(file.Status(), 1);
     const SKrAudioAnswer answer = file.Audio();
     EXPECT_EQ(answer.status, 0) << "although the format is known";
-    EXPECT_EQ(answer.valid, static_cast<int>(kUntouched32));
-    EXPECT_EQ(answer.chunkId, kUntouched32);
+    EXPECT_EQ(answer.valid, static_cast<int>(kUntouchedOutput));
+    EXPECT_EQ(answer.chunkId, kUntouchedOutput);
     EXPECT_EQ(answer.duration, -1.0);
     EXPECT_TRUE(IsUntouched(answer.format));
 }
 
 TEST(StreamInfoAudio, ChunksOfAnUnusableStream_HaveAnIdButNoValidFormat)
 {
-    SKrSimpleAvi avi = VideoAndAudio();
+    SKrSimpleAvi avi = DefaultVideoAndAudio();
     SKrTestWaveFormat format;
     format.bitsPerSample = 0;
     avi.streams[1] = PcmStream({100, 100}, format);
@@ -215,7 +215,7 @@ TEST(StreamInfoAudio, ChunksOfAnUnusableStream_HaveAnIdButNoValidFormat)
 
 TEST(StreamInfoAudio, Duration_IsOptionalAndTheRestIsNot)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     SKrAudioAnswer answer;
     EXPECT_EQ(file.Reader().GetAudioStreamInfo(nullptr, &answer.valid, &answer.chunkId, nullptr), 0);
     EXPECT_EQ(file.Reader().GetAudioStreamInfo(&answer.format, nullptr, &answer.chunkId, nullptr), 0);
@@ -242,7 +242,7 @@ TEST(StreamInfo, NewReader_KnowsNothing)
 
 TEST(StreamInfo, ClosedReader_StillKnowsTheFormatsButNoFrames)
 {
-    CKrParsedFile file(VideoAndAudio());
+    CKrParsedFile file(DefaultVideoAndAudio());
     file.Reader().Close();
     const SKrVideoAnswer video = file.Video();
     EXPECT_EQ(video.frames, 0u);
@@ -257,7 +257,8 @@ TEST(StreamInfo, NextFile_ReplacesEverything)
     const CKrTempFolder folder;
     CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    ASSERT_EQ(reader->Open(folder.Write(L"a.avi", BuildSimpleAvi(VideoAndAudio()).content).c_str()), 1);
+    ASSERT_EQ(reader->Open(folder.Write(L"a.avi", BuildSimpleAvi(DefaultVideoAndAudio()).content).c_str()),
+              1);
     SKrSimpleAvi avi;
     avi.streams = {PcmStream()};
     ASSERT_EQ(reader->Open(folder.Write(L"b.avi", BuildSimpleAvi(avi).content).c_str()), 1);
@@ -275,7 +276,8 @@ TEST(StreamInfo, FileThatFailsInTheParse_LeavesNothingOfTheOneBefore)
     const CKrTempFolder folder;
     CKrRef<IKrRiffReader> reader;
     ASSERT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    ASSERT_EQ(reader->Open(folder.Write(L"a.avi", BuildSimpleAvi(VideoAndAudio()).content).c_str()), 1);
+    ASSERT_EQ(reader->Open(folder.Write(L"a.avi", BuildSimpleAvi(DefaultVideoAndAudio()).content).c_str()),
+              1);
     ASSERT_EQ(reader->Open(folder.Write(L"zeros.avi", KrBytes(1000)).c_str()), 0);
     EXPECT_EQ(AskVideo(*reader).valid, 0);
     EXPECT_EQ(AskVideo(*reader).chunkId, 0u);

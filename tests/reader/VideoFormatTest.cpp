@@ -7,7 +7,7 @@ using namespace KrTest;
 
 namespace
 {
-SKrSimpleAvi VideoFile(int32_t width, int32_t height, uint32_t scale = 1, uint32_t rate = 25)
+SKrSimpleAvi VideoFileAtRate(int32_t width, int32_t height, uint32_t scale = 1, uint32_t rate = 25)
 {
     SKrSimpleAvi avi;
     avi.streams = {VideoStream({10}, {.width = width, .height = height})};
@@ -33,7 +33,7 @@ TEST(VideoFormatReported, SizeAndRate_DecideAspectFrameRateAndScanMode)
     for (const auto& row : cases)
     {
         const SKrVideoAnswer video =
-            CKrParsedFile(VideoFile(row.width, row.height, row.scale, row.rate)).Video();
+            CKrParsedFile(VideoFileAtRate(row.width, row.height, row.scale, row.rate)).Video();
         SCOPED_TRACE(testing::Message()
                      << row.width << " x " << row.height << " at " << row.scale << '/' << row.rate);
         ASSERT_EQ(video.valid, 1);
@@ -47,7 +47,7 @@ TEST(VideoFormatReported, SizeAndRate_DecideAspectFrameRateAndScanMode)
 
 TEST(VideoFormatReported, Frame720x576At25_HasAllItsFields)
 {
-    const CKrParsedFile file(VideoFile(720, 576));
+    const CKrParsedFile file(VideoFileAtRate(720, 576));
     ASSERT_EQ(file.Status(), 1);
     const SKrVideoAnswer video = file.Video();
     ASSERT_EQ(video.valid, 1);
@@ -71,7 +71,7 @@ TEST(VideoFormatReported, StoredBitCount_IsReportedButNeverInTheFormat)
 {
     for (const uint16_t stored : {1, 32})
     {
-        SKrSimpleAvi avi = VideoFile(720, 576);
+        SKrSimpleAvi avi = VideoFileAtRate(720, 576);
         avi.streams = {VideoStream({10}, {.bitCount = stored, .compression = "YUY2"})};
         const SKrVideoAnswer video = CKrParsedFile(avi).Video();
         ASSERT_EQ(video.valid, 1) << stored;

@@ -12,7 +12,7 @@ using SChunk = CHostReader::SKrHostChunk;
 using SSegment = CHostReader::SKrHostSegment;
 using KrLog = std::vector<std::string>;
 
-SChunk KrlA(uint8_t scanMode)
+SChunk KrlAChunk(uint8_t scanMode)
 {
     return {"KrlA", ToBytes(SKrTestKrlA{.scanMode = scanMode, .horizontal = 64, .vertical = 45})};
 }
@@ -40,7 +40,7 @@ IKrRiffReader* Interface(CHostReader& host)
 
 TEST(HostReader, EachQuery_AnswersFromItsChunks)
 {
-    CHostReader host({{.children = {Junk(), KrlA(1), PrmA(), CtsI(2)}}});
+    CHostReader host({{.children = {Junk(), KrlAChunk(1), PrmA(), CtsI(2)}}});
     IKrRiffReader* const reader = Interface(host);
     EXPECT_EQ(AskMode(reader), Mode(1));
     EXPECT_EQ(AskMode(reader, 1), Mode(1));
@@ -52,7 +52,7 @@ TEST(HostReader, EachQuery_AnswersFromItsChunks)
 
 TEST(HostReader, NoQuery_TakesOrGivesAReference)
 {
-    CHostReader host({{.children = {KrlA(0xFF), PrmA(), CtsI(2)}}});
+    CHostReader host({{.children = {KrlAChunk(0xFF), PrmA(), CtsI(2)}}});
     IKrRiffReader* const reader = Interface(host);
     AskMode(reader);
     AskAspect(reader);
@@ -67,7 +67,7 @@ TEST(HostReader, NoQuery_TakesOrGivesAReference)
 
 TEST(HostReader, LengthOf0_EndsEveryQueryAtOnce)
 {
-    CHostReader host({{.children = {KrlA(1), PrmA(), CtsI(2)}}});
+    CHostReader host({{.children = {KrlAChunk(1), PrmA(), CtsI(2)}}});
     host.length = 0;
     ExpectNothing(Interface(host));
     EXPECT_EQ(host.Log(), KrLog(6, "GetFileLength"));
@@ -75,7 +75,7 @@ TEST(HostReader, LengthOf0_EndsEveryQueryAtOnce)
 
 TEST(HostReader, UnknownFlavour_ReadsNoChunk)
 {
-    CHostReader host({{.children = {KrlA(1), PrmA(), CtsI(2)}}});
+    CHostReader host({{.children = {KrlAChunk(1), PrmA(), CtsI(2)}}});
     for (const int flavour : {0, 3, -1})
     {
         EXPECT_EQ(AskMode(Interface(host), flavour), kNoMode);
@@ -95,8 +95,8 @@ TEST(HostReader, NoSegment_EndsTheSearch)
 TEST(HostReader, FirstSegmentWithoutTheChunk_LeadsToTheLastAndToNoOther)
 {
     CHostReader host({{.children = {Junk()}},
-                      {.children = {KrlA(0), PrmA(), CtsI(0)}},
-                      {.children = {Junk(), KrlA(2), Junk()}}});
+                      {.children = {KrlAChunk(0), PrmA(), CtsI(0)}},
+                      {.children = {Junk(), KrlAChunk(2), Junk()}}});
     EXPECT_EQ(AskMode(Interface(host)), Mode(2));
     EXPECT_EQ(AskMode(Interface(host), 2), kNoMode);
     EXPECT_EQ(AskAspect(Interface(host), 2), kNoAspect);
@@ -104,13 +104,14 @@ TEST(HostReader, FirstSegmentWithoutTheChunk_LeadsToTheLastAndToNoOther)
 
 TEST(HostReader, MiddleSegmentWithoutNode_DoesNotHideTheLast)
 {
-    CHostReader host({{.children = {Junk()}}, {.children = {}, .hasNode = false}, {.children = {KrlA(2)}}});
+    CHostReader host(
+        {{.children = {Junk()}}, {.children = {}, .hasNode = false}, {.children = {KrlAChunk(2)}}});
     EXPECT_EQ(AskMode(Interface(host), 1), Mode(2));
 }
 
 TEST(HostReader, FirstMatch_EndsTheWalk)
 {
-    CHostReader host({{.children = {KrlA(1), Junk(), KrlA(2)}}, {.children = {KrlA(0)}}});
+    CHostReader host({{.children = {KrlAChunk(1), Junk(), KrlAChunk(2)}}, {.children = {KrlAChunk(0)}}});
     EXPECT_EQ(AskMode(Interface(host), 1), Mode(1));
     const KrLog log = host.Log();
     EXPECT_EQ(std::count(log.begin(), log.end(), "FindFirstSubChunk"), 1);
@@ -120,7 +121,8 @@ TEST(HostReader, FirstMatch_EndsTheWalk)
 
 TEST(HostReader, WalkThatDoesNotStartInTheFirstSegment_EndsTheSearch)
 {
-    CHostReader host({{.children = {KrlA(1)}, .walkFails = true}, {.children = {KrlA(2), PrmA(), CtsI(2)}}});
+    CHostReader host(
+        {{.children = {KrlAChunk(1)}, .walkFails = true}, {.children = {KrlAChunk(2), PrmA(), CtsI(2)}}});
     ExpectNothing(Interface(host));
     const KrLog log = host.Log();
     // one start for each of eight chunk searches, each in the first segment
@@ -130,31 +132,31 @@ TEST(HostReader, WalkThatDoesNotStartInTheFirstSegment_EndsTheSearch)
 
 TEST(HostReader, WalkThatDoesNotStartInTheLastSegment_EndsTheSearch)
 {
-    CHostReader host({{.children = {Junk()}}, {.children = {KrlA(2)}, .walkFails = true}});
+    CHostReader host({{.children = {Junk()}}, {.children = {KrlAChunk(2)}, .walkFails = true}});
     ExpectNothing(Interface(host));
 }
 
 TEST(HostReader, MatchWithoutNode_DoesNotCount)
 {
-    SChunk nodeless = KrlA(1);
+    SChunk nodeless = KrlAChunk(1);
     nodeless.hasNode = false;
     CHostReader host({{.children = {nodeless}}});
     ExpectNothing(Interface(host));
     CHostReader first({{.children = {Junk(), nodeless, Junk()}}});
     ExpectNothing(Interface(first));
-    CHostReader second({{.children = {nodeless, KrlA(2)}}});
+    CHostReader second({{.children = {nodeless, KrlAChunk(2)}}});
     EXPECT_EQ(AskMode(Interface(second), 1), Mode(2)) << "the next one does";
 }
 
 TEST(HostReader, FirstSegmentWithoutNode_EndsTheSearch)
 {
-    CHostReader host({{.hasNode = false}, {.children = {KrlA(1)}}, {.children = {KrlA(2)}}});
+    CHostReader host({{.hasNode = false}, {.children = {KrlAChunk(1)}}, {.children = {KrlAChunk(2)}}});
     ExpectNothing(Interface(host));
 }
 
 TEST(HostReader, ReadThatFallsShort_IsAFailure)
 {
-    for (SChunk chunk : {KrlA(1), PrmA(), CtsI(1)})
+    for (SChunk chunk : {KrlAChunk(1), PrmA(), CtsI(1)})
     {
         chunk.readable = chunk.data.size() - 1;
         CHostReader host({{.children = {chunk}}});
@@ -164,7 +166,7 @@ TEST(HostReader, ReadThatFallsShort_IsAFailure)
 
 TEST(HostReader, ReadThatReturnsNothing_IsAFailure)
 {
-    for (SChunk chunk : {KrlA(1), PrmA(), CtsI(1)})
+    for (SChunk chunk : {KrlAChunk(1), PrmA(), CtsI(1)})
     {
         chunk.readable = 0;
         CHostReader host({{.children = {chunk}}});
@@ -176,7 +178,7 @@ TEST(HostReader, ReadThatReturnsNothing_IsAFailure)
 TEST(HostReader, QueriesOfTwoThreads_RunAtTheSameTime)
 {
     CKrThreadGate gate;
-    CHostReader host({{.children = {KrlA(1)}}});
+    CHostReader host({{.children = {KrlAChunk(1)}}});
     host.inFirstSegment = [&]
     {
         gate.Pass();
@@ -195,7 +197,7 @@ TEST(HostReader, QueriesOfTwoThreads_RunAtTheSameTime)
 TEST(HostReader, BesideReadersOfTheLibrary_IsNotMistakenForOne)
 {
     const CKrRef<IKrRiffReader> before = NewReader();
-    CHostReader host({{.children = {KrlA(1)}}});
+    CHostReader host({{.children = {KrlAChunk(1)}}});
     const CKrRef<IKrRiffReader> after = NewReader();
     EXPECT_EQ(AskMode(Interface(host)), Mode(1));
     ExpectNothing(after.Get());

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 namespace
 {
 // Long enough for a thread that does not wait to finish, short enough for a test.
-constexpr auto kAWhile = 100ms;
+constexpr auto kNoAnswerWithin = 100ms;
 
 // A reader on a file in memory. A gate, once set up, stops the next reads from the file.
 class QueryLock : public testing::Test
@@ -70,7 +70,7 @@ TEST_F(QueryLock, HeldByAnotherThreadsLoad_IsWaitedFor)
     const CKrGateOpener opener(m_gate);
     ASSERT_TRUE(m_gate.WaitForArrival());
     std::future<SKrModeAnswer> answer = std::async(std::launch::async, [&] { return AskReader(*m_reader); });
-    EXPECT_EQ(answer.wait_for(kAWhile), std::future_status::timeout);
+    EXPECT_EQ(answer.wait_for(kNoAnswerWithin), std::future_status::timeout);
     m_gate.Open();
     EXPECT_EQ(answer.get(), Mode(1));
 }
@@ -152,7 +152,7 @@ TEST_F(QueryLock, SecondQuery_WaitsForTheFirst)
         ASSERT_TRUE(m_gate.WaitForArrival());
         std::future<SKrAspectAnswer> second = std::async(
             std::launch::async, [&] { return AskAspect(static_cast<IKrRiffReader*>(m_reader.Get())); });
-        EXPECT_EQ(second.wait_for(kAWhile), std::future_status::timeout);
+        EXPECT_EQ(second.wait_for(kNoAnswerWithin), std::future_status::timeout);
         m_gate.Open();
         EXPECT_EQ(second.get(), Aspect(3, 1));
     }

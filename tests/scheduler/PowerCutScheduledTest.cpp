@@ -23,7 +23,7 @@ namespace KrTest
 {
 namespace
 {
-constexpr wchar_t kPath[] = L"a.avi";
+constexpr wchar_t kCutPath[] = L"a.avi";
 constexpr size_t kStatesOfARecording = 25;
 
 class CSteppingClock final : public IKrClock
@@ -61,7 +61,7 @@ struct SKrRecorded
         hasAudio = scheduler.Choose(2) == 0;
         scheduler.Add([this, flags] { Record(flags); });
         ASSERT_EQ(scheduler.Run(), "");
-        whole = memory.Content(kPath).ToBytes();
+        whole = memory.Content(kCutPath).ToBytes();
     }
 
 private:
@@ -78,7 +78,7 @@ private:
         small.channels = 1;
         small.samplesPerSec = 8000;
         const WAVEFORMATEX format = WaveFormatFor(small);
-        ASSERT_EQ(writer->OpenFile(kPath, &params, 0, hasAudio ? &format : nullptr), 1);
+        ASSERT_EQ(writer->OpenFile(kCutPath, &params, 0, hasAudio ? &format : nullptr), 1);
         opened = crashes.Events();
         const size_t frames = 60 + random() % 60;
         for (size_t number = 0; number < frames; ++number)
@@ -119,12 +119,12 @@ void AppendEntries(const CArray<SKrChunkIndexEntry>& from, std::vector<SKrChunkI
 SKrFound Look(const KrBytes& bytes)
 {
     CKrMemoryFileSystem files;
-    files.Set(kPath, KrBytes(bytes));
+    files.Set(kCutPath, KrBytes(bytes));
     const KrPlatform::CFileSystemScope scope(files);
     SKrFound found;
     CKrRef<IKrRiffReader> reader;
     EXPECT_EQ(KrCreateRiffReader(reader.Put()), 1);
-    found.opened = reader->Open(kPath) == 1;
+    found.opened = reader->Open(kCutPath) == 1;
     CArray<SKrChunkIndexEntry> entries;
     if (found.opened && reader->LoadVideoIndex(entries) == 1)
         AppendEntries(entries, found.video);

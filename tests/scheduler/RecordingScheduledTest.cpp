@@ -20,7 +20,7 @@ namespace KrTest
 {
 namespace
 {
-constexpr wchar_t kPath[] = L"a.avi";
+constexpr wchar_t kRecordingPath[] = L"a.avi";
 constexpr size_t kFrameBytes = 600;
 constexpr size_t kSoundBytes = 7680; // of a frame's time
 
@@ -45,7 +45,8 @@ struct SKrScene
             written.pcm = SKrPcmFormat{};
         const SKrAviVideoParams params = ParamsFor(written);
         const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
-        ASSERT_EQ(writer->OpenFile(kPath, &params, FourCcValue(written.codec), hasAudio ? &format : nullptr),
+        ASSERT_EQ(writer->OpenFile(kRecordingPath, &params, FourCcValue(written.codec),
+                                   hasAudio ? &format : nullptr),
                   1);
     }
 
@@ -66,7 +67,7 @@ struct SKrScene
         EXPECT_EQ(CKrTestSample::Alive(), 0);
         EXPECT_EQ(memory.OpenWritableFiles(), 0u);
         EXPECT_EQ(memory.OpenViews(), 0u);
-        const SKrCheckedAvi checked = CheckWrittenAvi(memory.Content(kPath), written);
+        const SKrCheckedAvi checked = CheckWrittenAvi(memory.Content(kRecordingPath), written);
         for (const std::string& problem : checked.problems)
             ADD_FAILURE() << problem;
         EXPECT_EQ(checked.video.size(), frames);

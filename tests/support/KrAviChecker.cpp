@@ -14,9 +14,6 @@ namespace KrTest
 {
 namespace
 {
-constexpr uint32_t kStdIndexSize = 32256;
-constexpr uint32_t kStdIndexEntries = 4028;
-
 std::string Describe(const char* what, uint64_t position, const std::string& more = {})
 {
     return DescribeProblem(what, position, more);

@@ -10,8 +10,6 @@ namespace KrTest
 namespace
 {
 constexpr uint64_t kSegmentLimit = 1'069'999'616;
-constexpr uint32_t kStdIndexSize = 32256;
-constexpr size_t kStdIndexEntries = 4028;
 
 // Thousands of chunks may break the same rule.
 void Add(KrProblems& problems, const char* what, uint64_t position)

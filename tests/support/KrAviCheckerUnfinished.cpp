@@ -10,9 +10,6 @@ namespace KrTest
 {
 namespace
 {
-constexpr uint32_t kStdIndexSize = 32256;
-constexpr uint32_t kStdIndexEntries = 4028;
-constexpr uint32_t kSuperIndexEntries = 2014;
 
 // Positions in the headers, which depend only on whether there is audio.
 constexpr uint64_t kMaxBytesPerSecAt = 36;

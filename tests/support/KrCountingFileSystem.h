@@ -20,6 +20,12 @@ struct SKrReadCall
     bool operator==(const SKrReadCall&) const = default;
 };
 
+// A read that gets all it asks for.
+inline SKrReadCall Exactly(uint64_t position, size_t count)
+{
+    return {position, count, count};
+}
+
 struct SKrFileCalls
 {
     uint64_t opens = 0;     // calls to OpenForReading, refused ones included

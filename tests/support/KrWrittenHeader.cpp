@@ -8,9 +8,6 @@ namespace KrTest
 {
 namespace
 {
-constexpr uint32_t kStdIndexSize = 32256;
-constexpr uint32_t kStdIndexEntries = 4028;
-constexpr uint32_t kSuperIndexEntries = 2014;
 constexpr uint32_t kRates[8][2] = {{24000, 1001}, {24, 1}, {25, 1},       {30000, 1001},
                                    {30, 1},       {50, 1}, {60000, 1001}, {60, 1}};
 

@@ -6,6 +6,11 @@
 
 namespace KrTest
 {
+// The indexes that the writer writes.
+inline constexpr uint32_t kStdIndexSize = 32256; // bytes of a standard index with its header
+inline constexpr uint32_t kStdIndexEntries = 4028;
+inline constexpr uint32_t kSuperIndexEntries = 2014;
+
 constexpr uint64_t RoundUpTo(uint64_t value, uint64_t multiple)
 {
     return (value + multiple - 1) / multiple * multiple;

@@ -16,7 +16,7 @@ namespace KrTest
 {
 namespace
 {
-constexpr wchar_t kPath[] = L"a.avi";
+constexpr wchar_t kChainPath[] = L"chain.avi";
 } // namespace
 
 // Each sample submits the next when it is unlocked. Without a worker that must not nest a hundred thousand
@@ -33,7 +33,7 @@ TEST(WriterHostsWithoutWorker, ChainOfSamplesThatSubmitTheNext_TakesNoStack)
     };
     const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     const SKrAviVideoParams params = ParamsFor(SKrWritten{});
-    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, nullptr), 1);
+    ASSERT_EQ(writer->OpenFile(kChainPath, &params, 0, nullptr), 1);
     int submitted = 0;
     const std::function<void()> submitNext = [&]
     {
@@ -63,7 +63,7 @@ TEST(WriterHostsWithoutWorker, DirectChunkThatFailsInsideASample_FailsTheSubmiss
     const auto writer = CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter(services));
     const SKrAviVideoParams params = ParamsFor(SKrWritten{});
     const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
-    ASSERT_EQ(writer->OpenFile(kPath, &params, 0, &format), 1);
+    ASSERT_EQ(writer->OpenFile(kChainPath, &params, 0, &format), 1);
     const auto frame = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(100)));
     frame->inUnlockBuffer = [&]
     {

@@ -127,7 +127,7 @@ SKrWaveFormat DecodeWaveFormat(std::span<const uint8_t> bytes)
 
 SKrWaveFormat DecodeResolvedWaveFormat(std::span<const uint8_t> bytes)
 {
-    constexpr size_t kSubFormatAt = 24; // behind the structure: valid bits and channel mask come first
+    constexpr size_t kSubFormatAt = 24; // after the structure: valid bits and channel mask come first
     SKrWaveFormat format = DecodeWaveFormat(bytes);
     if (format.formatTag == kFormatTagExtensible)
         format.formatTag = CKrByteReader(bytes.subspan(std::min(bytes.size(), kSubFormatAt))).U16Le();

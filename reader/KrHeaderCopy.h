@@ -1,4 +1,4 @@
-// The head of a file, read at once, with the rest of the file behind it.
+// The head of a file, read at once; the rest is read from the file.
 #ifndef KR_READER_KRHEADERCOPY_H
 #define KR_READER_KRHEADERCOPY_H
 

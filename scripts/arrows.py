@@ -35,7 +35,7 @@ LAYERS = [
     ["tools"],
 ]
 
-# What the tools may use of the library: the rest is behind its public headers.
+# What the tools may use of the library: the rest is reached through its public headers.
 FOR_TOOLS = {"include", "platform", "base", "siblings", "format"}
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)

@@ -66,7 +66,7 @@ def seek(path, frames):
                           timeout=120, check=False)
     count = len(re.findall(rb"^0, +\d+", done.stdout, re.M))
     if done.returncode != 0 or count < FRAMES_PER_SECOND - 1:
-        return f"ffmpeg finds {count} frames behind {start} s: {done.stdout[-300:]}"
+        return f"ffmpeg finds {count} frames after {start} s: {done.stdout[-300:]}"
     return None
 
 

@@ -133,7 +133,7 @@ private:
             Problem(Describe("no 'movi'", movi));
         m_segments.push_back({start, moviEnd});
         if (m_result.problems.empty())
-            WalkMovi(isFirst ? movi + 12 : BehindStartOfExtension(movi + 12), moviEnd, number);
+            WalkMovi(isFirst ? movi + 12 : AfterStartOfExtension(movi + 12), moviEnd, number);
         if (isFirst)
             CheckOldIndex(moviEnd, end);
         else if (moviEnd != end)
@@ -142,7 +142,7 @@ private:
     }
 
     // Checks the padding at a position and returns where it ends.
-    uint64_t BehindPadding(uint64_t position)
+    uint64_t AfterPadding(uint64_t position)
     {
         const SChunk junk = ChunkAt(position);
         const uint64_t end = RoundUpTo(position + 8, m_from.bytesPerSector);
@@ -155,9 +155,9 @@ private:
         return end;
     }
 
-    uint64_t BehindStartOfExtension(uint64_t position)
+    uint64_t AfterStartOfExtension(uint64_t position)
     {
-        return position % m_from.bytesPerSector == 0 ? position : BehindPadding(position);
+        return position % m_from.bytesPerSector == 0 ? position : AfterPadding(position);
     }
 
     void WalkMovi(uint64_t position, uint64_t end, size_t segment)
@@ -172,7 +172,7 @@ private:
                 continue;
             // Direct chunks have no padding; the file does not show which ones are direct.
             if (!m_from.hasDirectChunks || ChunkAt(position).id == "JUNK")
-                position = BehindPadding(position);
+                position = AfterPadding(position);
         }
         if (position != end && m_result.problems.empty())
             Problem(Describe("'movi' ends inside a chunk", end));

@@ -1,5 +1,5 @@
-// Checks every byte of files that the library's writer made: KrCheckAvi FILE... The parameters of a file are
-// taken from its own headers; the rest must agree with them. Ends with 0 when no byte is wrong.
+#include "tests/tools/CheckAvi.h"
+
 #include "tests/support/KrAviChecker.h"
 
 #include <algorithm>
@@ -96,10 +96,10 @@ bool IsWhole(const std::string& path)
 }
 } // namespace
 
-int main(int count, char** arguments)
+int CheckAviFiles(const std::vector<std::string>& paths)
 {
-    bool ok = count > 1;
-    for (int number = 1; number < count; ++number)
-        ok = IsWhole(arguments[number]) && ok;
+    bool ok = !paths.empty();
+    for (const std::string& path : paths)
+        ok = IsWhole(path) && ok;
     return ok ? 0 : 1;
 }

@@ -91,7 +91,7 @@ def test_sound_that_is_longer_or_shorter_than_the_frames(kravi):
     equal(report["notes"], [f"the sound ends {wanted - report['sampleFrames']} sample frames before the last frame"],
           "notes")
     report = cut(kravi, "in.avi", "out.avi", "--from", "12")
-    equal((report["frames"], report["sampleFrames"]), (8, 0), "behind the sound")
+    equal((report["frames"], report["sampleFrames"]), (8, 0), "after the sound")
     equal(hashed(kravi, "out.avi")["streams"][0]["frames"], 8, "frames")
 
 
@@ -105,7 +105,7 @@ def test_cut_of_everything_is_rewrap(kravi):
     equal((report["firstFrame"], report["lastFrame"], report["sampleFrames"]), (0, 8, 20001), "report")
     equal(hashed(kravi, "one.avi", "--compare", "three.avi")["same"], True, "cut of everything")
     found = hashed(kravi, "one.avi", "--compare", "two.avi", code=1)["differences"]
-    equal([one["sampleFrame"] for one in found], [9 * 1920], "sound behind the last frame")
+    equal([one["sampleFrame"] for one in found], [9 * 1920], "sound after the last frame")
 
 
 def test_cut_refuses(kravi):
@@ -190,7 +190,7 @@ def test_first_frame_that_needs_others(kravi):
     equal(cut(kravi, "in.avi", "out.avi", code=1)["findings"],
           ["frame 0 is not a key frame: the frames it needs are not in the file; the next key frame is 3"], "nothing before")
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4", code=1)["findings"],
-          ["frame 4 is not a key frame: it needs frames from 3 on; cut there"], "nothing behind")
+          ["frame 4 is not a key frame: it needs frames from 3 on; cut there"], "nothing after it")
     streams[0].keys = set()  # without flags they are not key frames
     kravi.write("in.avi", avi.simple_avi(streams))
     equal(cut(kravi, "in.avi", "out.avi", "--from", "4")["notes"], [], "notes")

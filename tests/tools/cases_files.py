@@ -137,7 +137,7 @@ def test_existing_frame_is_found_before_anything_is_written(kravi):
     exit_code(kravi("extract", "clip.avi", "--video", "f-%d.jpg", "--audio", "a.wav"), 2)
     equal(kravi.names(), ["clip.avi", "f-7.jpg"], "files")
     exit_code(kravi("extract", "clip.avi", "--video", "f-%d.jpg", "--to", "6"), 0)
-    equal(kravi.read("f-7.jpg"), b"precious", "frame behind the range")
+    equal(kravi.read("f-7.jpg"), b"precious", "frame after the range")
 
 
 def test_input_is_never_replaced(kravi):

@@ -45,7 +45,7 @@ def interrupted(kravi, number, started, *arguments):
     check(time.monotonic() - asked < 5, f"{arguments[0]} took {time.monotonic() - asked:.1f} s to end")
     equal((process.returncode, err[-len(END):]), (2, END), f"end of {arguments[0]}")
     check(b'"error"' in out or "--json" not in arguments, f"object of {arguments[0]}: {out[-200:]}")
-    equal(kravi.names(), before, f"files behind {arguments[0]}")
+    equal(kravi.names(), before, f"files after {arguments[0]}")
 
 
 def catching(process):
@@ -124,7 +124,7 @@ def test_ctrl_c_on_windows(kravi):
         result = kravi.interrupted(*arguments, "--json")
         equal((result.code, result.err), (2, END.decode()), f"end of {arguments[0]}")
         equal(result.json()["error"]["cause"], "interrupted", f"object of {arguments[0]}")
-        equal(kravi.names(), before, f"files behind {arguments[0]}")
+        equal(kravi.names(), before, f"files after {arguments[0]}")
     # It is the signal that ends it: an uninterrupted run writes its file.
     kravi.write("few.raw", bytes(3 * 3000000))
     equal(kravi("write", "out.avi", "--raw", "few.raw", "--size", "1000x1000").code, 0, "a run of its own")

@@ -299,7 +299,7 @@ def test_damage_is_marked(kravi):
 
     tail = avi.chunk(b"00dc", b"y" * 5000)
     picture = mapped(kravi, whole + tail + bytes(noise(3001)), code=1)
-    equal(places(picture, "outsideMovi"), [(len(whole), len(whole) + len(tail))], "behind the segment")
+    equal(places(picture, "outsideMovi"), [(len(whole), len(whole) + len(tail))], "after the segment")
     equal(places(picture, "inNoChunk"), [(len(whole) + len(tail), len(whole) + len(tail) + 3001)], "garbage")
     check_hatch(picture, "outside", len(whole), len(whole) + len(tail))
     for extra in (tail, bytes(5000)):

@@ -190,7 +190,7 @@ def test_garbage_at_the_ends(kravi):
     noise = random.Random(5).randbytes(777)
     check_content(kravi, recovered(kravi, noise + data), streams[0].chunks, streams[1].chunks, "in front")
     report = recovered(kravi, data + noise)
-    check_content(kravi, report, streams[0].chunks, streams[1].chunks, "behind")
+    check_content(kravi, report, streams[0].chunks, streams[1].chunks, "after the hole")
     equal(regions(report), [(len(data), len(noise))], "regions")
 
 

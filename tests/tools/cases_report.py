@@ -171,7 +171,7 @@ def test_tree_sums_up_long_rows(kravi):
     equal(sums[0]["bytes"], sum(row["size"] for row in movi[8:]), "bytes")
     check("... 52 chunks: 26 '00dc', 26 '01wb'" in exit_code(kravi("tree", "clip.avi"), 0).out, "text")
     rows = report(kravi, "tree", "clip.avi", "--run", "2")["chunks"]
-    equal([row["collapsed"] for row in rows if "collapsed" in row], [58], "sum behind two")
+    equal([row["collapsed"] for row in rows if "collapsed" in row], [58], "sum after two")
 
 
 def test_tree_depth(kravi):
@@ -213,7 +213,7 @@ def test_index_of_one_stream_and_a_range(kravi):
     check("audio" not in result and "audioEntries" not in result, "audio was not asked for")
     result = report(kravi, "index", "clip.avi", "--audio", "--summary")
     check("audioEntries" not in result and result["audio"]["entries"] == 12, str(result))
-    equal(report(kravi, "index", "clip.avi", "--from", "50")["videoEntries"], [], "range behind the end")
+    equal(report(kravi, "index", "clip.avi", "--from", "50")["videoEntries"], [], "range beyond the end")
     lines = exit_code(kravi("index", "clip.avi", "--video", "--from", "3", "--to", "3"), 0).out.split("\n")
     entry = index_rows(streams[0])[3]
     equal(lines[-2].split(), ["3", str(entry["position"]), str(entry["size"])], "text")

@@ -12,10 +12,12 @@ import tempfile
 import traceback
 
 import json_schemas
+import kravi_server
 
 TIMEOUT = 120
 WRITING_VERBS = {"write": 1, "rewrap": 2, "recover": 2, "cut": 2, "concat": 0}  # and the argument that is the file written; -o goes before
 VERBS = {}  # of each program
+SERVERS = {}  # of each process of tests
 
 
 class Result:
@@ -34,18 +36,17 @@ class Result:
 class Kravi:
     """The program, and the folder of one test case, to which names are relative."""
 
-    def __init__(self, launcher, program, checker, folder):
-        self.command, self.folder = [*launcher, program], folder
-        self.checker = [*launcher, checker]
+    def __init__(self, programs, folder):
+        self.command, self.folder = [*programs.launcher, programs.kravi], folder
+        self.checker = [*programs.launcher, programs.checker]
+        self.server = programs.server
 
     @property
     def is_emulated(self):
         return len(self.command) > 1
 
     def __call__(self, *arguments, is_again=False):
-        done = subprocess.run([*self.command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
-        result = Result(done)
+        result = Result(self.run("kravi", arguments))
         if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
             return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends silently
         json_schemas.check_output(self.verbs(), arguments, result.out, result.err)
@@ -53,6 +54,16 @@ class Kravi:
             place = arguments.index("-o") + 1 if "-o" in arguments else WRITING_VERBS[arguments[0]]
             check(not self.problems(arguments[place]), f"written: {arguments}")
         return result
+
+    def run(self, program, arguments):
+        if self.server:
+            key = os.getpid(), self.server
+            if key not in SERVERS:
+                SERVERS[key] = kravi_server.Server(self.server)
+            return SERVERS[key].run(self.folder, program, arguments, TIMEOUT)
+        command = self.command if program == "kravi" else self.checker
+        return subprocess.run([*command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
 
     def verbs(self):
         """The verbs of --help, each with the arguments that follow its options."""
@@ -72,8 +83,7 @@ class Kravi:
             problems = self.problems("checked.avi")
             self.remove("checked.avi")
             return problems
-        done = subprocess.run([*self.checker, name], cwd=self.folder, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, timeout=TIMEOUT, check=False)
+        done = self.run("check", [name])
         text = done.stdout.decode("utf-8")
         equal(done.returncode, 1 if text else 0, "exit code of the checker")
         return text
@@ -141,13 +151,20 @@ def exit_code(result, wanted):
     return result
 
 
-def run_case(module, name, launcher, program, checker):
+class Programs:
+    """kravi, the checker, what both are started by, and the server that can run both, or nothing."""
+
+    def __init__(self, kravi, checker, launcher=(), server=None):
+        self.kravi, self.checker, self.launcher, self.server = kravi, checker, launcher, server
+
+
+def run_case(module, name, programs):
     """Runs one function; returns the report of its failure, or nothing, and the number of validated objects."""
     before = sum(json_schemas.validated.values())
     folder = tempfile.mkdtemp(prefix="kravi-test-")
     report = ""
     try:
-        getattr(sys.modules[module], name)(Kravi(launcher, program, checker, folder))
+        getattr(sys.modules[module], name)(Kravi(programs, folder))
     except Exception:  # any error fails this case alone
         report = f"FAILED {module}.{name}\n{traceback.format_exc()}"
     finally:
@@ -155,7 +172,7 @@ def run_case(module, name, launcher, program, checker):
     return report, sum(json_schemas.validated.values()) - before
 
 
-def run_cases(modules, launcher, program, checker, jobs):
+def run_cases(modules, programs, jobs):
     """Runs every function whose name starts with test_, each in its own process, several at a time.
 
     Returns how many passed and failed, and how many JSON objects were validated.
@@ -164,7 +181,7 @@ def run_cases(modules, launcher, program, checker, jobs):
              for name, case in sorted(vars(module).items()) if name.startswith("test_") and callable(case)]
     failed = held = 0
     with concurrent.futures.ProcessPoolExecutor(jobs, multiprocessing.get_context("fork")) as pool:
-        running = [pool.submit(run_case, *name, launcher, program, checker) for name in names]
+        running = [pool.submit(run_case, *name, programs) for name in names]
         for report, objects in (case.result() for case in running):
             held += objects
             failed += bool(report)

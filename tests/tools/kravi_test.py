@@ -1,11 +1,7 @@
 #!/usr/bin/env python3
-"""Tests of kravi as a program: kravi_test.py PROGRAM CHECKER [--writing] [--no-shells] [LAUNCHER...]
+"""Tests of kravi as a program, which end with the line "N passed, N failed"."""
 
-CHECKER is the program that checks each file that kravi writes. With --writing only the verbs that write such files are
-tested, which have threads. With --no-shells the scripts and the page that kravi prints are not passed to shells and
-page readers. The launcher, such as an emulator, is put before both programs. Ends with the line "N passed, N failed".
-"""
-
+import argparse
 import contextlib
 import glob
 import importlib
@@ -17,7 +13,7 @@ import cases_concat
 import cases_cut
 import cases_manual
 import cases_write
-from kravi_runner import run_cases
+from kravi_runner import Programs, run_cases
 
 
 def all_cases():
@@ -41,16 +37,28 @@ def kept_awake(launcher):
         waiting.communicate()
 
 
+def parsed(arguments):
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("program")
+    parser.add_argument("checker", help="checks each file that kravi writes")
+    parser.add_argument("--writing", action="store_true",
+                        help="only the verbs that write such files, which have threads")
+    parser.add_argument("--no-shells", action="store_true",
+                        help="does not pass what kravi prints to shells and page readers")
+    parser.add_argument("--server", help="runs both programs where nothing is asked of their processes")
+    parser.add_argument("launcher", nargs="*", help="put before both programs, such as an emulator")
+    return parser.parse_intermixed_args(arguments)
+
+
 def main(arguments):
-    if len(arguments) < 2:
-        print(__doc__, file=sys.stderr)
-        return 2
-    program, checker = (os.path.abspath(path) for path in arguments[:2])
-    launcher = [argument for argument in arguments[2:] if argument not in ("--writing", "--no-shells")]
-    cases_manual.tools_are_asked = "--no-shells" not in arguments
-    cases = [cases_write, cases_cut, cases_concat] if "--writing" in arguments else all_cases()
+    asked = parsed(arguments)
+    launcher = asked.launcher
+    programs = Programs(os.path.abspath(asked.program), os.path.abspath(asked.checker), launcher,
+                        asked.server and os.path.abspath(asked.server))
+    cases_manual.tools_are_asked = not asked.no_shells
+    cases = [cases_write, cases_cut, cases_concat] if asked.writing else all_cases()
     with kept_awake(launcher):
-        passed, failed, held = run_cases(cases, launcher, program, checker, os.cpu_count())
+        passed, failed, held = run_cases(cases, programs, os.cpu_count())
     print(f"{held} JSON objects held against their schemas")
     print(f"{passed} passed, {failed} failed")
     return 0 if failed == 0 and passed > 0 else 1

@@ -6,7 +6,7 @@ using namespace KrTest;
 using WriterSegmentFault = CKrSegmentRecorder;
 
 // After 'idx1', if the next headers could not be written, nothing belongs to any segment.
-TEST_F(WriterSegmentFault, HeadersThatFail_LetNoChunkBehindTheOldIndex)
+TEST_F(WriterSegmentFault, HeadersThatFail_LetNoChunkFollowTheOldIndex)
 {
     Open(512);
     AddLargeFrames(17);

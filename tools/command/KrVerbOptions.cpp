@@ -21,8 +21,8 @@ uint64_t ParseNumber(const std::string& name, const std::string& text)
 {
     uint64_t number = 0;
     const char* const end = text.data() + text.size();
-    const auto [behind, error] = std::from_chars(text.data(), end, number);
-    if (text.size() > kMostNumberDigits || error != std::errc() || behind != end)
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (text.size() > kMostNumberDigits || error != std::errc() || rest != end)
         throw CLI::ValidationError(name, Format("'{}' is not a decimal number in range", Printable(text)));
     return number;
 }

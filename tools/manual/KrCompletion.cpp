@@ -61,17 +61,17 @@ std::string BashValues(const CKrVerbTable::SKrVerb& verb)
 
 std::string ZshOption(const SKrOptionText& option)
 {
-    std::string behind;
+    std::string values;
     if (!option.argument.empty() || option.isPositional)
-        behind = Format(":{}:", ZshText(option.isPositional ? option.names.front() : option.argument));
+        values = Format(":{}:", ZshText(option.isPositional ? option.names.front() : option.argument));
     if (!option.values.empty())
-        behind += Format("({})", Joined(option.values, " "));
+        values += Format("({})", Joined(option.values, " "));
     else if (option.takesFile)
-        behind += "_files";
+        values += "_files";
     if (option.isPositional)
-        return Format(" '{}{}'", option.takesMany ? "*" : "", behind);
+        return Format(" '{}{}'", option.takesMany ? "*" : "", values);
     const std::string after =
-        Format("{}{}]{}'", option.argument.empty() ? "[" : "=[", ZshText(option.about), behind);
+        Format("{}{}]{}'", option.argument.empty() ? "[" : "=[", ZshText(option.about), values);
     std::string text;
     for (const std::string& name : option.names)
         text.append(" '").append(name).append(after);
@@ -151,13 +151,13 @@ std::string FishCompletion(const CKrVerbTable& verbs)
         const std::string& name = verb.help.name;
         script += Format("complete -c kravi -n __fish_use_subcommand -f -a {} -d {}\n", name,
                          FishText(verb.help.about));
-        const std::string behind = Format("complete -c kravi -n '__fish_seen_subcommand_from {}'", name);
+        const std::string complete = Format("complete -c kravi -n '__fish_seen_subcommand_from {}'", name);
         for (const SKrOptionText& option : verb.options->Texts())
         {
             if (!option.isPositional)
-                script += Format("{}{}\n", behind, FishOption(option));
+                script += Format("{}{}\n", complete, FishOption(option));
             else if (!option.values.empty())
-                script += Format("{} -f -a {}\n", behind, FishText(Joined(option.values, " ")));
+                script += Format("{} -f -a {}\n", complete, FishText(Joined(option.values, " ")));
         }
     }
     return script;

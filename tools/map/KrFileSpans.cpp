@@ -140,7 +140,7 @@ private:
     }
 
     // Data chunks that are in no 'movi' although the file has segments, with the padding between them; and
-    // whatever lies between the segments and behind them.
+    // whatever lies between and after the segments.
     void NoteOutside(uint64_t from, uint64_t to, EKrSpanKind kind, Lists around)
     {
         if (m_spans.segments.empty())

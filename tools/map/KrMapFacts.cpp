@@ -78,7 +78,7 @@ void DescribeSegments(SKrFileMap& map, std::vector<std::string>& open)
 }
 
 // Places are in file order.
-bool IsBehindSegments(const SKrFileMap& map, const SKrRegions& regions)
+bool IsAfterSegments(const SKrFileMap& map, const SKrRegions& regions)
 {
     return !map.segments.empty() && regions.kept.front().start >= map.segments.back().end;
 }
@@ -92,7 +92,7 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
                                 GroupedCount(gaps.count, "place")));
     if (const SKrRegions& outside = map.regions.Of(EKrRegionKind::OutsideMovi); outside.count != 0)
         damage.push_back(GroupedCount(outside.bytes, "byte") +
-                         (IsBehindSegments(map, outside)
+                         (IsAfterSegments(map, outside)
                               ? " follow the last segment"
                               : " are outside the segments, or data chunks outside every 'movi' list"));
 }

@@ -24,8 +24,8 @@ constexpr uint64_t kLargestAudioBlock = uint64_t{16} << 20;
 uint32_t ParseDimension(const char* from, const char* end)
 {
     uint32_t value = 0;
-    const auto [behind, error] = std::from_chars(from, end, value);
-    if (error != std::errc() || behind != end || value == 0 || value > kMostPixels)
+    const auto [rest, error] = std::from_chars(from, end, value);
+    if (error != std::errc() || rest != end || value == 0 || value > kMostPixels)
         throw CKrToolError({}, "--size must be WIDTHxHEIGHT, each from 1 to 32768");
     return value;
 }

@@ -40,11 +40,11 @@ std::vector<uint8_t> WaveFormatBytes(std::span<const uint8_t> streamFormat)
     const SKrWaveFormat format = DecodeWaveFormat(streamFormat);
     if (format.formatTag == kFormatTagPcm)
         return bytes;
-    const auto behind =
+    const auto extraBytes =
         streamFormat.subspan(std::min<size_t>(streamFormat.size(), SKrWaveFormat::kEncodedSize));
-    const auto extra = static_cast<uint16_t>(std::min<size_t>(format.extraSize, behind.size()));
+    const auto extra = static_cast<uint16_t>(std::min<size_t>(format.extraSize, extraBytes.size()));
     Put(bytes, extra);
-    bytes.insert(bytes.end(), behind.begin(), behind.begin() + extra);
+    bytes.insert(bytes.end(), extraBytes.begin(), extraBytes.begin() + extra);
     return bytes;
 }
 

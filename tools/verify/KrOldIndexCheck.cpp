@@ -169,7 +169,7 @@ private:
                           FoundPosition("another chunk", chunk.position));
         else if (chunk.position < m_lastPosition)
             m_results.Add(EKrCheck::Idx1OutOfOrder, position,
-                          Numbers(m_lastPosition, chunk.position, "behind "));
+                          FoundBefore(m_lastPosition, chunk.position));
         m_lastPosition = chunk.position;
         chunk.marks |= SKrDataChunk::kInIdx1;
         if ((entry.flags & kAviifKeyFrame) != 0)

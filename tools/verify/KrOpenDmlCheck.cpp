@@ -102,7 +102,7 @@ private:
         }
         if (entry.position < m_lastPosition)
             m_results.Add(EKrCheck::IndxOutOfOrder, position,
-                          Numbers(m_lastPosition, entry.position, "behind "));
+                          FoundBefore(m_lastPosition, entry.position));
         m_lastPosition = entry.position;
         if (entry.size != uint64_t{index->chunk.size} + kChunkHeaderSize)
             m_results.Add(EKrCheck::IndxEntrySize, position + 8,

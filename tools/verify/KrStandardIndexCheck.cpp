@@ -118,7 +118,7 @@ void CKrStandardIndexCheck::CheckEntry(const SKrEntry& entry, uint64_t position,
     if ((chunk->marks & SKrDataChunk::kInIx) != 0)
         m_results.Add(EKrCheck::IxOffsetRepeated, position, FoundPosition("another chunk", entry.target));
     else if (header < m_lastPosition)
-        m_results.Add(EKrCheck::IxOutOfOrder, position, Numbers(m_lastPosition, header, "behind "));
+        m_results.Add(EKrCheck::IxOutOfOrder, position, FoundBefore(m_lastPosition, header));
     m_lastPosition = header;
     chunk->marks |= SKrDataChunk::kInIx;
     if (entry.isKey)

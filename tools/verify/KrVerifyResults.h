@@ -53,6 +53,15 @@ inline auto FoundPosition(const char* expected, uint64_t position)
     };
 }
 
+// An entry whose place in the file comes before that of the entry before it.
+inline auto FoundBefore(uint64_t last, uint64_t position)
+{
+    return [=]() -> SKrExpectation
+    {
+        return {Format("a position after {}", last), Format("position {}", position)};
+    };
+}
+
 inline auto FoundChunk(const char* expected, uint32_t stream)
 {
     return [=]() -> SKrExpectation

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Makes the files that the benchmarks read: make_inputs.py FOLDER [LARGE_FRAMES]
+"""Makes the files that the benchmarks read: make_inputs.py FOLDER [LARGE_FRAMES [NAME]...]
 
-Existing files are kept. LARGE_FRAMES (default 150) frames of 6 MB make the file of large frames.
+Existing files are kept. LARGE_FRAMES (default 150) frames of 6 MB make the file of large frames. With names only those
+files.
 """
 
 import os
@@ -181,14 +182,14 @@ def zeros(path):
         patch(file, 4, file.tell() - 8)
 
 
-def main(folder, large_frames="150"):
+def main(folder, large_frames="150", *names):
     os.makedirs(folder, exist_ok=True)
     makers = {"idx1": idx1, "odml": odml, "zeros": zeros, "large": lambda path: large(path, int(large_frames))}
     for payload in (100, 1_000, 4_000):
         makers[f"dense{payload}"] = lambda path, payload=payload: dense(path, payload)
     for name, make in makers.items():
         path = os.path.join(folder, name + ".avi")
-        if os.path.exists(path):
+        if os.path.exists(path) or (names and name not in names):
             continue
         make(path + ".part")
         os.rename(path + ".part", path)
@@ -196,6 +197,6 @@ def main(folder, large_frames="150"):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) not in (2, 3):
+    if len(sys.argv) < 2:
         raise SystemExit(__doc__)
     main(*sys.argv[1:])

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Benchmarks against a floor of bare system calls and against libavformat: scripts/bench.sh [FILTER]. Makes its input in
 # build/bench/files (about 6 GB), runs everything nine times in random order, and prints tables in Markdown: ratios;
-# system calls and memory of single operations; the processor time of a recording in real time. With a filter, only
-# the ratios that match it.
+# system calls and memory of single operations. With a filter, only the ratios that match it.
+# scripts/bench-recording.sh measures recordings.
 set -eu
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -26,5 +26,3 @@ python3 benchmarks/report.py build/bench/results.json
 [ $# -eq 0 ] || exit 0
 echo
 python3 benchmarks/processes.py build/bench/bin/KrOneOperation build/bench/files
-echo
-build/bench/bin/KrPacedRecording build/bench/files/paced.avi 30

@@ -2,12 +2,14 @@
 
 import json
 import os
+import re
 import signal
 import struct
 import subprocess
 
 import avi_builder as avi
 from cases_extract import wave_chunks
+from cases_progress import on_terminal
 from kravi_runner import check, equal, exit_code
 
 try:
@@ -314,7 +316,36 @@ def test_rewrap_refuses_broken_input(kravi):
 
 def test_progress_as_json(kravi):
     jpegs(kravi, 20)
-    result = exit_code(kravi("write", "out.avi", "--jpeg", "f%03d.jpg", "--progress", "json"), 0)
+    kravi.write("sound.wav", wave(avi.payload(1, 20 * 7680)))
+    result = exit_code(kravi("write", "out.avi", "--jpeg", "f%03d.jpg", "--audio", "sound.wav", "--progress", "json"), 0)
     lines = [json.loads(line)["progress"] for line in result.err.splitlines()]
     check(lines and all(line["verb"] == "write" for line in lines), result.err)
     equal((lines[-1]["done"], lines[-1]["total"]), (20, 20), "the last line")
+    last = lines[-1]["recording"]
+    equal((last["framesWritten"], last["audioChunksWritten"], last["framesInIndex"], last["segments"]), (20, 20, 20, 1), "written")
+    equal((last["queuedFrames"], last["queuedAudioChunks"], last["queuedBytes"]), (0, 0, 0), "queued")
+    equal(last["bytesWritten"], len(kravi.read("out.avi")), "bytes written")
+    check(7680 <= last["mostQueuedBytes"] <= 20 * (7680 + 400), f"most queued: {last}")
+    check(last["longestWriteUs"] > 0 and last["bytesPerSecond"] > 0, f"write, rate: {last}")
+    equal([last[name] for name in ("refused", "passedOver", "writeFailed", "flushFailed", "superIndexFull", "soundIsLate", "systemError")],
+          [0, 0, False, False, False, False, 0], "what went wrong")
+
+
+STATUS = re.compile(r"write: writing \d+ of (\d+) frames(?:, [\d.]+ frames/s(?:, [\d:]+ (?:s|min|h) left)?)?"
+                    r", [\d.]+ MB/s, \d+ queued \([\d.]+ MB\), longest write (\d+) ms, longest flush \d+ ms$")
+
+
+def test_state_of_the_recording_on_a_terminal(kravi):
+    if kravi.is_emulated:
+        return
+    frames, lines = 20000, []
+    while not lines:  # on a machine of any speed some recording takes longer than until the first line
+        check(frames < 5000000, "no line")
+        kravi.write("raw.bin", bytes(48 * frames))
+        shown, code = on_terminal(kravi, "write", "out.avi", "--force", "--raw", "raw.bin", "--size", "4x4", "--bits", "24")
+        equal(code, 0, "exit code")
+        lines = [line.strip() for line in shown.split("\r") if "writing" in line]
+        frames *= 2
+    matches = [STATUS.match(line) for line in lines]
+    check(all(matches), f"lines: {lines}")
+    check(all(int(match.group(1)) == frames // 2 and int(match.group(2)) > 0 for match in matches), f"lines: {lines}")

@@ -2,7 +2,6 @@
 
 #include "platform/KrConsole.h"
 #include "tools/command/KrFormat.h"
-#include "tools/command/KrReport.h"
 #include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrToolError.h"
 
@@ -132,7 +131,8 @@ void CKrProgress::Show()
     m_state.seconds = std::chrono::duration<double>(Clock::now() - m_start).count();
     if (m_mode == EKrProgressMode::JsonLines)
         return ShowJson();
-    std::string text = Format("{}: {}", m_verb, ProgressText(m_state));
+    std::string text = Format("{}: {}{}", m_verb, ProgressText(m_state),
+                              m_details != nullptr ? m_details->Text() : std::string());
     const size_t width = text.size();
     text.resize(std::max(width, m_shownWidth), ' ');
     PrintDiagnostic('\r' + text);
@@ -142,13 +142,15 @@ void CKrProgress::Show()
 void CKrProgress::ShowJson() const
 {
     const std::optional<double> left = m_state.SecondsLeft();
-    const Json line = {{"verb", m_verb},
-                       {"step", m_state.step},
-                       {"unit", UnitName(m_state.unit)},
-                       {"done", m_state.done},
-                       {"total", m_state.total != 0 ? Json(m_state.total) : Json()},
-                       {"perSecond", Rounded(m_state.Rate())},
-                       {"secondsLeft", left ? Json(Rounded(*left)) : Json()}};
+    Json line = {{"verb", m_verb},
+                 {"step", m_state.step},
+                 {"unit", UnitName(m_state.unit)},
+                 {"done", m_state.done},
+                 {"total", m_state.total != 0 ? Json(m_state.total) : Json()},
+                 {"perSecond", Rounded(m_state.Rate())},
+                 {"secondsLeft", left ? Json(Rounded(*left)) : Json()}};
+    if (m_details != nullptr)
+        m_details->AddTo(line);
     PrintDiagnostic(JsonText({{"progress", line}}) + '\n');
 }
 

@@ -3,6 +3,8 @@
 #ifndef KR_TOOLS_COMMAND_KRPROGRESS_H
 #define KR_TOOLS_COMMAND_KRPROGRESS_H
 
+#include "tools/command/KrReport.h"
+
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -42,6 +44,18 @@ struct SKrProgressState
 // "searching 12.3 of 45.6 MB, 20.0 MB/s, 2 s left"; rate and time left are shown once meaningful.
 std::string ProgressText(const SKrProgressState& state);
 
+// What the lines of a step show besides.
+class IKrProgressDetails
+{
+public:
+    virtual ~IKrProgressDetails() = default;
+
+    // Follows the text, from its comma on; empty where there is nothing to say.
+    [[nodiscard]] virtual std::string Text() = 0;
+
+    virtual void AddTo(Json& line) = 0;
+};
+
 class CKrProgress
 {
 public:
@@ -55,6 +69,9 @@ public:
 
     // Shows the state from time to time. Throws CKrInterruption when the user asked to stop.
     void Advance(uint64_t done);
+
+    // Asked whenever a line is shown, until others or null take their place.
+    void SetDetails(IKrProgressDetails* details) { m_details = details; }
 
     // Throws CKrInterruption when the user asked to stop.
     void StopIfAsked() const;
@@ -72,6 +89,7 @@ private:
     const EKrProgressMode m_mode;
     const std::string m_verb;
     SKrProgressState m_state;
+    IKrProgressDetails* m_details = nullptr;
     size_t m_shownWidth = 0;
     Clock::time_point m_start;
     Clock::time_point m_nextShow;

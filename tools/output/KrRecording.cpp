@@ -108,6 +108,14 @@ void CKrRecording::AddAudio(SKrSampleBytes block)
     Check(m_writer->AddAudioSample(Borrow(std::move(block)).Get()));
 }
 
+SKrRecordingStatus CKrRecording::Status() const
+{
+    SKrRecordingStatus status{};
+    status.size = sizeof status;
+    m_writer->GetRecordingStatus(&status);
+    return status;
+}
+
 SKrRecordingResult CKrRecording::Commit()
 {
     const bool isWhole = m_writer->CloseFile() != 0;

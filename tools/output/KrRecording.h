@@ -54,6 +54,9 @@ public:
     void AddFrame(SKrSampleBytes frame);
     void AddAudio(SKrSampleBytes block);
 
+    // What the writer does and has done.
+    [[nodiscard]] SKrRecordingStatus Status() const;
+
     // Completes the file, reads it back and gives it its name.
     SKrRecordingResult Commit();
 

@@ -11,6 +11,7 @@
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecording.h"
 #include "tools/output/KrRecordingOptions.h"
+#include "tools/output/KrRecordingProgress.h"
 
 namespace KrTool
 {
@@ -133,6 +134,7 @@ void RunWrite(const SKrWriteOptions& options, CKrReport& report, CKrProgress& pr
     CKrSoundByFrame sound(format.audio.value_or(SKrPcm{}), format.video.frameRate, wave ? wave->Bytes() : 0,
                           [&wave](uint64_t from, uint32_t length) { return wave->Part(from, length); });
     progress.Begin("writing", frames->Frames(), EKrUnit::Frame);
+    const CKrRecordingProgress details(progress, recording);
     for (uint64_t number = 0; number < frames->Frames(); ++number)
     {
         sound.AddForFrame(recording);

@@ -243,9 +243,11 @@ endif()
 # Built with locks, conditions and atomics driven by a seeded scheduler.
 set(KR_SCHEDULED_TEST_SOURCES
   scheduler/CacheScheduledTest.cpp
+  scheduler/KrPowerCut.cpp
   scheduler/KrScheduler.cpp
   scheduler/KrSyncScheduled.cpp
   scheduler/PoolScheduledTest.cpp
+  scheduler/PowerCutKraviScheduledTest.cpp
   scheduler/PowerCutScheduledTest.cpp
   scheduler/ReaderScheduledTest.cpp
   scheduler/RecordingScheduledTest.cpp

@@ -172,11 +172,6 @@ size_t CKrCrashFileSystem::Events() const
     return m_record->Count();
 }
 
-void CKrCrashFileSystem::Forget()
-{
-    m_record = std::make_shared<SKrRecord>();
-}
-
 uint64_t CKrCrashFileSystem::DurableSize(size_t events) const
 {
     const std::scoped_lock lock(m_record->mutex);

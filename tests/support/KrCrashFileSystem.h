@@ -33,9 +33,6 @@ public:
 
     [[nodiscard]] KrBytes Crash(size_t events, std::mt19937_64& random) const;
 
-    // From here on.
-    void Forget();
-
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override;

@@ -1,4 +1,5 @@
 // The power goes: what kravi verify finds in the states of the disk, and what kravi recover brings back.
+#include "format/KrChunkHeader.h"
 #include "tests/scheduler/KrPowerCut.h"
 #include "tools/avi/KrInputFile.h"
 #include "tools/command/KrProgress.h"
@@ -38,28 +39,59 @@ private:
     const KrBytes& m_bytes;
 };
 
-// The codes of entries, of any index, that name something else than a chunk, and of what leads to them.
-std::string WrongNamesByVerify(const KrTool::CKrByteSource& file)
+using Checks = std::vector<KrTool::EKrCheck>;
+
+// Entries that name something else than a chunk, and what leads to the entries.
+const Checks& ChecksOfNames()
 {
     using enum KrTool::EKrCheck;
-    KrTool::CKrProgress silent(KrTool::EKrProgressMode::None, "verify");
-    KrTool::SKrVerification verification;
-    KrTool::Verify(file, verification, silent);
+    static const Checks checks = {
+        RiffMissing,    HdrlMissing,   MoviMissing,  AvihMissing,      StrhMissing,       StrfMissing,
+        IndxShort,      IndxShape,     IndxCount,    IndxEntryZero,    IndxEntryRepeated, IndxEntryNoIndex,
+        IxShort,        IxShape,       IxCount,      IxOffsetAtHeader, IxOffsetRepeated,  IxEntryNoChunk,
+        IxEntryInChunk, IxSizeDiffers, IxOtherStream};
+    return checks;
+}
+
+const Checks& ChecksOfOldIndexes()
+{
+    using enum KrTool::EKrCheck;
+    static const Checks checks = {Idx1EntryNoChunk, Idx1EntryInChunk, Idx1SizeDiffers,   Idx1IdDiffers,
+                                  Idx1IdUnknown,    Idx1OffsetZero,   Idx1OffsetRepeated};
+    return checks;
+}
+
+// One that the size of its segment does not cover yet is not in the file for those who read by sizes.
+bool HasOldIndex(const KrTool::SKrVerifyModel& model)
+{
+    if (model.segments.empty() || !model.segments[0].oldIndex)
+        return false;
+    const KrTool::SKrSegmentPlace& segment = model.segments[0];
+    return segment.oldIndex->End() <= segment.position + kChunkHeaderSize + segment.size;
+}
+
+std::string FoundBy(const Checks& checks, const KrTool::CKrVerifyResults& results)
+{
     std::string codes;
-    for (const KrTool::EKrCheck check :
-         {Idx1EntryNoChunk, Idx1EntryInChunk,   Idx1SizeDiffers,  Idx1IdDiffers,  Idx1IdUnknown,
-          Idx1OffsetZero,   Idx1OffsetRepeated, IndxShort,        IndxShape,      IndxCount,
-          IndxEntryZero,    IndxEntryRepeated,  IndxEntryNoIndex, IxShort,        IxShape,
-          IxCount,          IxOffsetAtHeader,   IxOffsetRepeated, IxEntryNoChunk, IxEntryInChunk,
-          IxSizeDiffers,    IxOtherStream,      RiffMissing,      HdrlMissing,    MoviMissing,
-          AvihMissing,      StrhMissing,        StrfMissing})
+    for (const KrTool::EKrCheck check : checks)
     {
-        const KrTool::SKrCheckResult& result = verification.results.Of(check);
+        const KrTool::SKrCheckResult& result = results.Of(check);
         if (result.count != 0)
             codes += std::string(KrTool::kChecks[static_cast<size_t>(check)].code) + ": expected " +
                      result.places[0].what.expected + ", found " + result.places[0].what.found + "; ";
     }
     return codes;
+}
+
+// Also sets whether the file has an 'idx1', which is the last that a recording writes.
+std::string WrongNamesByVerify(const KrTool::CKrByteSource& file, bool& hasOldIndex)
+{
+    KrTool::CKrProgress silent(KrTool::EKrProgressMode::None, "verify");
+    KrTool::SKrVerification verification;
+    KrTool::Verify(file, verification, silent);
+    hasOldIndex = HasOldIndex(verification.model);
+    return FoundBy(ChecksOfNames(), verification.results) +
+           (hasOldIndex ? FoundBy(ChecksOfOldIndexes(), verification.results) : "");
 }
 
 // How many of the chunks kravi recover would leave out. Both are in the order of the file.
@@ -121,16 +153,20 @@ TEST(PowerCutKravi, PowerSafeRecordings_NameOnlyWhatIsThereAndAreRecovered)
 {
     uint64_t frames = 0;
     uint64_t looks = 0;
+    uint64_t withOldIndex = 0;
     ForEveryCrash(kKrRecordingPowerSafe, CrashStates(),
                   [&](const CKrPowerCut& cut, const KrBytes& crashed)
                   {
                       const CBytesInMemory file(crashed);
-                      EXPECT_EQ(WrongNamesByVerify(file), "");
+                      bool hasOldIndex = false;
+                      EXPECT_EQ(WrongNamesByVerify(file, hasOldIndex), "");
+                      withOldIndex += hasOldIndex ? 1 : 0;
                       frames += ExpectRecovery(cut, file);
                       if (looks++ % 10 == 0) // they are 64 KB, and take longer than all the rest
                           ExpectHeaders(cut, file);
                   });
     EXPECT_GT(frames, CrashStates()) << "else nothing is shown";
+    EXPECT_GT(withOldIndex, 0u);
 }
 
 // Their indexes may name anything, but what a flush has covered is brought back.
@@ -142,7 +178,8 @@ TEST(PowerCutKravi, OtherRecordings_AreRecovered)
                   [&](const CKrPowerCut& cut, const KrBytes& crashed)
                   {
                       const CBytesInMemory file(crashed);
-                      broken += WrongNamesByVerify(file).empty() ? 0 : 1;
+                      bool hasOldIndex = false;
+                      broken += WrongNamesByVerify(file, hasOldIndex).empty() ? 0 : 1;
                       frames += ExpectRecovery(cut, file);
                   });
     EXPECT_GT(frames, 1000u);

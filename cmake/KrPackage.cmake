@@ -11,24 +11,32 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING 
   PATTERN api EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# find_package(KrRiffUtils)
+# find_package(KrRiffUtils). A package of the library alone lacks the files of the component Tools.
 set(KR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KrRiffUtils)
 install(EXPORT KrRiffUtils NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsTargets.cmake)
-configure_package_config_file(cmake/KrRiffUtilsConfig.cmake.in ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake
-  INSTALL_DESTINATION ${KR_PACKAGE_DIR} PATH_VARS CMAKE_INSTALL_LIBDIR)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtilsConfig.cmake ${CMAKE_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake
+configure_package_config_file(cmake/KrRiffUtilsConfig.cmake.in ${PROJECT_BINARY_DIR}/KrRiffUtilsConfig.cmake
+  INSTALL_DESTINATION ${KR_PACKAGE_DIR} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
+if(TARGET kravi)
+  install(TARGETS kravi EXPORT KrRiffUtilsTools RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(EXPORT KrRiffUtilsTools NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsToolsTargets.cmake)
+endif()
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KrRiffUtilsConfig.cmake ${PROJECT_BINARY_DIR}/KrRiffUtilsConfigVersion.cmake
   DESTINATION ${KR_PACKAGE_DIR})
 
 # pkg-config. Paths are relative to the file, so that the tree can be moved.
 if(NOT MSVC)
+  set(KR_PC_PRIVATE "")
+  if(NOT BUILD_SHARED_LIBS)
+    set(KR_PC_PRIVATE "-lstdc++ -lpthread ${CMAKE_DL_LIBS}")
+  endif()
   file(RELATIVE_PATH KR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-  configure_file(cmake/KrRiffUtils.pc.in ${CMAKE_BINARY_DIR}/KrRiffUtils.pc @ONLY)
-  install(FILES ${CMAKE_BINARY_DIR}/KrRiffUtils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  configure_file(cmake/KrRiffUtils.pc.in ${PROJECT_BINARY_DIR}/KrRiffUtils.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/KrRiffUtils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endif()
 
 # The import library for Microsoft's linkers, next to the one for mingw. Same functions, other names.
-if(MINGW)
+if(MINGW AND BUILD_SHARED_LIBS)
   find_program(KR_LLVM_LIB NAMES llvm-lib-19 llvm-lib-20 llvm-lib-18 llvm-lib DOC "Makes KrRiffUtils.lib")
   if(KR_LLVM_LIB)
     set(ms_import_library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/KrRiffUtils.lib)
@@ -42,6 +50,9 @@ if(MINGW)
   endif()
 endif()
 
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return() # the archive is that of the project
+endif()
 set(CPACK_PACKAGE_NAME KrRiffUtils)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")

@@ -11,6 +11,7 @@ source scripts/packages.sh
 
 stages=(format linux windows asan fuzz tsan)
 fuzz_time=10s
+full=OFF
 linux_kills=5
 windows_kills=2
 linux_operations=100000
@@ -22,6 +23,7 @@ case "${1:-}" in
     fuzz_time=1
     linux_kills=100
     windows_kills=10
+    full=ON
     linux_operations=1000000
     windows_operations=100000
     ;;
@@ -87,7 +89,7 @@ build_stage() {
     local stage=${*: -1} before=("${@:1:$#-1}") kills=$linux_kills operations=$linux_operations targets=(all)
     [ "$stage" != windows ] || { kills=$windows_kills operations=$windows_operations; }
     [ "$stage" != asan ] || targets+=(KrFuzzers)
-    cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" &&
+    cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" "-DKR_FULL_TESTS=$full" &&
         "${before[@]}" cmake --build --preset "$stage" --target "${targets[@]}"
 }
 

@@ -33,7 +33,7 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
 endif()
 
 if(KR_DOXYGEN AND NOT CMAKE_CROSSCOMPILING)
-  add_test(NAME ApiReference COMMAND ${KR_DOXYGEN} ${CMAKE_BINARY_DIR}/Doxyfile)
+  add_test(NAME ApiReference COMMAND ${KR_DOXYGEN} ${PROJECT_BINARY_DIR}/Doxyfile)
 endif()
 
 # The package: the installed tree or the archive, without the sources.
@@ -44,7 +44,7 @@ if(MINGW)
 endif()
 add_test(NAME Package COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/package_test.py
   --build=${CMAKE_BINARY_DIR} --cmake=${CMAKE_COMMAND} --compiler=${CMAKE_CXX_COMPILER} --version=${PROJECT_VERSION}
-  --flags=${CMAKE_CXX_FLAGS} ${package_tools})
+  --flags=${CMAKE_CXX_FLAGS} --sources=${PROJECT_SOURCE_DIR} $<$<BOOL:${KR_FULL_TESTS}>:--full> ${package_tools})
 kr_set_test_surroundings(Package)
 set_tests_properties(Package PROPERTIES PASS_REGULAR_EXPRESSION "[1-9][0-9]* passed, 0 failed")
 

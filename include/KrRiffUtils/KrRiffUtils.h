@@ -11,6 +11,7 @@
 #include "KrFramework.h"
 #include "KrPlatformTypes.h"
 #include "KrRiffTypes.h"
+#include "KrVersion.h"
 
 // On Linux the library's other symbols are hidden.
 #if defined(__ELF__)

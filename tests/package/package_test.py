@@ -11,6 +11,37 @@ import sys
 import tempfile
 import traceback
 
+# A project that adds the library, with targets of its own that have common names.
+PARENT = """cmake_minimum_required(VERSION 3.25)
+project(Parent LANGUAGES CXX)
+foreach(name api tests examples package_test)
+  add_custom_target(${name})
+endforeach()
+add_executable(Tour host.cpp)
+add_subdirectory("@SOURCES@" library)
+target_link_libraries(Tour PRIVATE KrRiffUtils::KrRiffUtils)
+install(TARGETS Tour)
+get_property(ours DIRECTORY "@SOURCES@" PROPERTY SUBDIRECTORIES)
+get_property(targets DIRECTORY "@SOURCES@" PROPERTY BUILDSYSTEM_TARGETS)
+foreach(folder IN LISTS ours)
+  get_property(more DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+  list(APPEND targets ${more})
+endforeach()
+file(WRITE "${CMAKE_BINARY_DIR}/targets" "${targets}")
+"""
+
+HOST = """#include <KrRiffUtils/KrRiffUtils.h>
+#include <cstdio>
+int main()
+{
+    IKrRiffReader* reader = nullptr;
+    if (KrCreateRiffReader(&reader) == 0)
+        return 1;
+    reader->Release();
+    std::printf("%d\\n", KR_RIFF_UTILS_VERSION);
+}
+"""
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 TESTS = os.path.dirname(HERE)
 EXAMPLES_TEST = os.path.join(TESTS, "examples", "examples_test.py")
@@ -24,6 +55,11 @@ def run(*command, env=None, cwd=None):
     if done.returncode != 0:
         raise AssertionError(f"{' '.join(command)}: {done.returncode}\n{text}")
     return text
+
+
+def write(folder, name, text):
+    with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
+        file.write(text)
 
 
 def run_examples(programs, launcher=(), env=None):
@@ -86,6 +122,85 @@ class Linux:
             run(self.options.compiler, *self.options.flags.split(), "-std=c++17", self.find(f"{name}.cpp"), *flags, "-o",
                 os.path.join(work, name))
         run_examples(work, env=env)
+
+
+    def find_package(self, work, arguments, then=""):
+        """Configures a project that has only find_package(KrRiffUtils ARGUMENTS)."""
+        write(work, "CMakeLists.txt", f"""cmake_minimum_required(VERSION 3.16)
+project(Asks LANGUAGES CXX)
+find_package(KrRiffUtils {arguments})
+{then}
+""")
+        run(self.options.cmake, "-S", work, "-B", os.path.join(work, "build"), f"-DCMAKE_PREFIX_PATH={self.package}",
+            f"-DCMAKE_CXX_COMPILER={self.options.compiler}", "-DKrRiffUtils_DIR=")
+
+    def test_versions(self, work):
+        major, minor, patch = (int(number) for number in self.options.version.split("."))
+        self.find_package(work, f"{major}.{minor} REQUIRED")
+        self.find_package(work, f"{self.options.version} EXACT REQUIRED")
+        for wrong in (f"{major}.{minor + 1}", f"{major + 1}.0", f"{major}.{minor}.{patch + 1}"):
+            self.find_package(work, f"{wrong} QUIET", 'if(KrRiffUtils_FOUND)\n  message(FATAL_ERROR "found")\nendif()')
+
+    def test_components(self, work):
+        self.find_package(work, "REQUIRED COMPONENTS Tools",
+                          "get_target_property(kravi KrRiffUtils::kravi LOCATION)\nfile(WRITE kravi ${kravi})")
+        with open(os.path.join(work, "kravi"), encoding="utf-8") as file:
+            if self.options.version not in run(file.read(), "--version"):
+                raise AssertionError("KrRiffUtils::kravi")
+        found = 'if(KrRiffUtils_FOUND)\n  message(FATAL_ERROR "found")\nendif()'
+        self.find_package(work, "QUIET COMPONENTS Sound", found)
+        kravi = self.find("bin/kravi")
+        os.rename(kravi, kravi + ".hidden")  # a package of its own, which is not installed
+        try:
+            self.find_package(work, "REQUIRED")
+            self.find_package(work, "QUIET COMPONENTS Tools", found)
+        finally:
+            os.rename(kravi + ".hidden", kravi)
+
+    def build_parent(self, work, library, *more):
+        """Builds and installs a parent project; returns the targets of the library and what was installed."""
+        write(work, "CMakeLists.txt", PARENT.replace("@SOURCES@", self.options.sources))
+        write(work, "host.cpp", HOST)
+        build, prefix = os.path.join(work, "build"), os.path.join(work, "prefix")
+        run(self.options.cmake, "-S", work, "-B", build, "-G", "Ninja", f"-DCMAKE_CXX_COMPILER={self.options.compiler}",
+            f"-DCMAKE_CXX_FLAGS=-O0 {self.options.flags}", "-DKR_UNITY_BUILD=ON", *more)
+        run(self.options.cmake, "--build", build)
+        if not os.path.exists(os.path.join(build, "library", library)):
+            raise AssertionError(f"{library} was not built")
+        if int(run(os.path.join(build, "Tour"))) <= 0:
+            raise AssertionError("version")
+        run(self.options.cmake, "--install", build, "--prefix", prefix)
+        with open(os.path.join(build, "targets"), encoding="utf-8") as file:
+            targets = file.read().split(";")
+        return targets, sorted(name for _, _, files in os.walk(prefix) for name in files)
+
+    def test_added_to_another_project(self, work):
+        targets, installed = self.build_parent(work, "libKrRiffUtils.so")
+        if "KrRiffUtils" not in targets or not all(name.startswith("Kr") for name in targets):
+            raise AssertionError(f"targets: {targets}")
+        if any("Test" in name or "Example" in name for name in targets):
+            raise AssertionError(f"more than the library: {targets}")
+        if installed != ["Tour"]:
+            raise AssertionError(f"installed: {installed}")
+
+    def full_test_static_library_added_and_installed(self, work):
+        _, installed = self.build_parent(work, "libKrRiffUtils.a", "-DBUILD_SHARED_LIBS=OFF", "-DKR_INSTALL=ON")
+        if "libKrRiffUtils.a" not in installed or "libKrRiffUtils.so" in installed or "Tour" not in installed:
+            raise AssertionError(f"installed: {installed}")
+        host = os.path.join(work, "host")
+        os.mkdir(host)
+        write(host, "host.cpp", HOST)
+        write(host, "CMakeLists.txt", """cmake_minimum_required(VERSION 3.16)
+project(Host LANGUAGES CXX)
+find_package(KrRiffUtils REQUIRED)
+add_executable(Host host.cpp)
+target_link_libraries(Host PRIVATE KrRiffUtils::KrRiffUtils)
+""")
+        build = os.path.join(host, "build")
+        run(self.options.cmake, "-S", host, "-B", build, f"-DCMAKE_PREFIX_PATH={os.path.join(work, 'prefix')}",
+            f"-DCMAKE_CXX_FLAGS={self.options.flags}", f"-DCMAKE_CXX_COMPILER={self.options.compiler}")
+        run(self.options.cmake, "--build", build)
+        run(os.path.join(build, "Host"))
 
 
 class Windows:
@@ -159,16 +274,18 @@ file(WRITE answer ${{library}})
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    for name in ("build", "cmake", "compiler", "version"):
+    for name in ("build", "cmake", "compiler", "version", "sources"):
         parser.add_argument(f"--{name}", required=True)
     for name in ("flags", "clang", "linker", "librarian", "launcher"):
         parser.add_argument(f"--{name}", default="")
     parser.add_argument("--windows", action="store_true")
+    parser.add_argument("--full", action="store_true", help="also the cases that take long")
     options = parser.parse_args([argument for argument in sys.argv[1:] if argument])
     passed = failed = 0
+    prefixes = ("test_", "full_test_") if options.full else ("test_",)
     with tempfile.TemporaryDirectory(prefix="package-test-") as folder:
         package = (Windows if options.windows else Linux)(options, folder)
-        for name in sorted(name for name in dir(package) if name.startswith("test_")):
+        for name in sorted(name for name in dir(package) if name.startswith(prefixes)):
             work = os.path.join(folder, name)
             os.mkdir(work)
             try:

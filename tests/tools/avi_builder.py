@@ -160,6 +160,14 @@ def open_dml_avi(streams, segments=2):
     return out
 
 
+def stretched(data, chunk, length):
+    """The start of a file in which the chunk at a position extends to `length`, as do the lists around it."""
+    head = bytearray(data[:chunk + 8])
+    for position in (4, head.rindex(b"movi") - 4, chunk + 4):
+        struct.pack_into("<I", head, position, length - position - 4)
+    return bytes(head)
+
+
 def private_chunks(scan_mode=1, horizontal=64, vertical=45):
     krla = b"korin-avi".ljust(16, b"\0") + b"\0\0\0\x0f\0" + bytes([scan_mode])
     krla += struct.pack(">II", horizontal, vertical)

@@ -46,14 +46,13 @@ def test_frames_and_audio_of_every_kind_of_file(kravi):
         equal(wave_chunks(kravi.read("a.wav")), {b"fmt ": streams[1].fmt, b"data": sound}, f"{kind}: audio")
         source = "chunk search" if kind in ("rec", "bare") else "index"
         equal((result["video"]["source"], result["audio"]["source"]), (source, source), f"{kind}: source")
-        wanted = [f"{stream}: found by scanning the file (no index); empty chunks are skipped"
-                  for stream in ("video 0", "audio 1")]
+        wanted = [f"{stream}: found by scanning the file (no index)" for stream in ("video 0", "audio 1")]
         equal(result["notes"], wanted if source == "chunk search" else [], f"{kind}: notes")
         equal((result["video"]["frames"], result["video"]["bytes"]), (12, sum(map(len, streams[0].chunks))), "report")
         equal((result["audio"]["sampleFrames"], result["audio"]["bytes"]), (len(sound) // 4, len(sound)), "report")
         second = extract(kravi, f"{kind}.avi", "--audio-stream", "2", "--audio", "b.wav", "--force")
         equal(wave_chunks(kravi.read("b.wav"))[b"data"], b"".join(streams[2].chunks), f"{kind}: second track")
-        equal((second["audio"]["stream"], second["audio"]["source"]), (2, "chunk search"), f"{kind}: second track")
+        equal((second["audio"]["stream"], second["audio"]["source"]), (2, source), f"{kind}: second track")
 
 
 def test_more_chunks_than_one_search_takes(kravi):
@@ -71,7 +70,8 @@ def test_empty_chunk_gives_an_empty_frame(kravi):
     equal(extract(kravi, "clip.avi", "--video", "f-%03d.jpg")["video"]["frames"], 4, "frames")
     check_all_frames(kravi, streams[0])
     kravi.write("bare.avi", avi.simple_avi(streams, idx1=False))
-    equal(extract(kravi, "bare.avi", "--video", "v")["video"]["frames"], 3, "frames that a search finds")
+    equal(extract(kravi, "bare.avi", "--video", "f-%03d.jpg", "--force")["video"]["frames"], 4, "frames that a scan finds")
+    check_all_frames(kravi, streams[0])
 
 
 def test_second_video_stream(kravi):
@@ -106,6 +106,53 @@ def test_streams_numbered_from_ten_on(kravi):
         for number in (10, 11):
             extract(kravi, name, "--audio-stream", str(number), "--audio", "a.wav", "--force")
             equal(wave_chunks(kravi.read("a.wav"))[b"data"], b"".join(streams[number].chunks), f"{name}: {number}")
+
+
+def test_numbers_of_chunks_that_differ_from_those_of_the_headers(kravi):
+    streams = avi.standard_streams(4)
+    data = avi.simple_avi(streams)
+    first = data.index(b"strl") - 8
+    second = data.index(b"strl", first + 12) - 8
+    end = data.index(b"movi") - 8
+    kravi.write("clip.avi", data[:first] + data[second:end] + data[first:second] + data[end:])
+    equal([stream["type"] for stream in kravi("info", "clip.avi", "--json").json()["streams"]], ["auds", "vids"], "headers")
+    result = extract(kravi, "clip.avi", "--video", "f-%03d.jpg")
+    check_all_frames(kravi, streams[0])
+    equal((result["video"]["stream"], result["video"]["source"]), (0, "index"), "the stream of the frames")
+
+
+def test_changes_of_the_palette_are_no_frames(kravi):
+    streams = avi.standard_streams(4, audio=0)
+    data = avi.simple_avi(streams)
+    kravi.write("clip.avi", data.replace(b"00dc" + struct.pack("<I", 302), b"00pc" + struct.pack("<I", 302)).replace(
+        b"00dc\x10\0\0\0" + struct.pack("<I", streams[0].positions[1] - 8 - data.index(b"movi")),
+        b"00pc\0\0\0\0" + struct.pack("<I", streams[0].positions[1] - 8 - data.index(b"movi"))))
+    result = extract(kravi, "clip.avi", "--video", "v")
+    equal((result["video"]["frames"], result["video"]["source"]), (3, "index"), "frames")
+    equal(kravi.read("v"), b"".join(streams[0].chunks[number] for number in (0, 2, 3)), "bytes")
+
+
+def test_index_that_leads_to_no_chunk_is_not_used(kravi):
+    streams = avi.standard_streams(4)
+    data = bytearray(avi.simple_avi(streams))
+    for entry in range(data.rindex(b"idx1") + 8, len(data), 16):
+        data[entry + 8] += 2
+    kravi.write("clip.avi", bytes(data))
+    result = extract(kravi, "clip.avi", "--video", "f-%03d.jpg", code=1)
+    check_all_frames(kravi, streams[0])
+    equal(result["findings"], ["not at a chunk of stream 0: 4 entries of the video index; it is not used"], "findings")
+    equal(result["video"]["source"], "chunk search", "source")
+
+
+def test_entries_past_the_end_are_left_out(kravi):
+    streams = avi.standard_streams(4)
+    data = avi.open_dml_avi(streams, segments=1)
+    last = data.rindex(b"ix00") + 32 + 8 * 3  # the last entry of the video index
+    data = data[:last] + struct.pack("<II", len(data), 100) + data[last + 8:]
+    kravi.write("clip.avi", data)
+    result = extract(kravi, "clip.avi", "--video", "v", code=1)
+    equal(result["findings"], ["past the end of the file: 1 chunk of the video index"], "findings")
+    equal(kravi.read("v"), b"".join(streams[0].chunks[:3]), "bytes")
 
 
 def test_all_frames_in_one_file(kravi):
@@ -157,7 +204,7 @@ def test_audio_of_a_range_of_frames(kravi):
 def test_compressed_audio_keeps_its_format_and_whole_chunks(kravi):
     fmt = struct.pack("<HHIIHHH", 0x55, 2, 48000, 16000, 1152, 0, 12) + avi.payload(9, 12)
     streams = avi.standard_streams(10, audio=0)
-    # A chunk lasts 1152 samples; the reader itself does not accept a format of 0 bits.
+    # A chunk lasts 1152 samples.
     streams.append(avi.Stream(b"auds", fmt, [avi.payload(number, 300 + number) for number in range(17)], 1152, 48000))
     kravi.write("clip.avi", avi.simple_avi(streams))
     result = extract(kravi, "clip.avi", "--audio", "a.wav")
@@ -165,7 +212,7 @@ def test_compressed_audio_keeps_its_format_and_whole_chunks(kravi):
     equal(chunks[b"fmt "], fmt, "format")
     equal(chunks[b"data"], b"".join(streams[1].chunks), "data")
     equal(chunks[b"fact"], struct.pack("<I", 17 * 1152), "samples")
-    equal(result["audio"]["source"], "chunk search", "source")
+    equal(result["audio"]["source"], "index", "source")
     extract(kravi, "clip.avi", "--audio", "b.wav", "--from", "5", "--to", "6")
     # Frame 5 starts at 0.2 s, which is 8.33 chunks in; frame 7 starts at 0.28 s: 11.67 chunks.
     equal(wave_chunks(kravi.read("b.wav"))[b"data"], b"".join(streams[1].chunks[8:12]), "chunks of a range")
@@ -211,8 +258,7 @@ def test_interruption_leaves_no_half_file(kravi):
         return  # the emulator would get the signal instead
     large = 3 << 30
     data = avi.simple_avi([avi.video([b"x" * 100])], idx1=False)
-    position = data.index(b"00dc")
-    kravi.write("clip.avi", data[:position + 4] + struct.pack("<I", large))
+    kravi.write("clip.avi", avi.stretched(data, data.index(b"00dc"), large))
     os.truncate(kravi.path("clip.avi"), large)
     for number in (signal.SIGINT, signal.SIGTERM):
         process = kravi.start("extract", "clip.avi", "--video", "all", "--json")

@@ -15,11 +15,12 @@ END = b"kravi: interrupted\n"
 LARGE = 3 << 30
 
 
-def endless_file(kravi, frames=1):
-    """Its one frame, or its data after a frame, is more than a gigabyte of holes."""
-    data = avi.simple_avi([avi.video([b"x" * 100] * frames)], idx1=False)
+def endless_file(kravi, is_whole=True):
+    """Its one frame, or what follows the frame that is cut, is more than a gigabyte of holes."""
+    data = avi.simple_avi([avi.video([b"x" * 100])], idx1=False)
     position = data.rindex(b"00dc")
-    kravi.write("endless.avi", data[:position + 4] + struct.pack("<I", LARGE))
+    kravi.write("endless.avi", avi.stretched(data, position, LARGE) if is_whole else
+                data[:position + 4] + struct.pack("<I", LARGE))
     os.truncate(kravi.path("endless.avi"), LARGE)
     return "endless.avi"
 
@@ -109,7 +110,7 @@ def test_verbs_that_write(kravi):
         interrupted(kravi, signal.SIGINT, temporary_file(kravi), verb, name, "out.avi")
     interrupted(kravi, signal.SIGINT, temporary_file(kravi), "concat", name, name, "-o", "out.avi")
     interrupted(kravi, signal.SIGINT, temporary_file(kravi), "extract", name, "--video", "all.raw")
-    interrupted(kravi, signal.SIGINT, at_work(), "recover", endless_file(kravi), "out.avi")
+    interrupted(kravi, signal.SIGINT, at_work(), "recover", endless_file(kravi, is_whole=False), "out.avi")
 
 
 def test_ctrl_c_on_windows(kravi):

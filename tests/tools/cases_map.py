@@ -307,6 +307,18 @@ def test_damage_is_marked(kravi):
         check(f"{len(extra):,} bytes follow the last segment" in findings, str(findings))
 
 
+def test_third_stream_that_is_not_in_the_index(kravi):
+    streams = avi.standard_streams(audio=2)
+    data = avi.simple_avi(streams)
+    equal(mapped(kravi, data).report["findings"], [], "findings of the whole file")
+    index = data.rindex(b"idx1")
+    picture = mapped(kravi, data[:index] + data[index:].replace(b"02wb", b"07wb", 1), code=1)
+    equal(picture.report["findings"], ["not in the stream 2 index: 1 chunk"], "findings")
+    equal(places(picture, "notIndexed"), [(streams[2].positions[0] - 8, streams[2].positions[1] - 8)], "place")
+    picture = mapped(kravi, data[:index] + data[index:].replace(b"02wb", b"07wb"), code=1)
+    equal(picture.report["findings"], ["no stream 2 index can be loaded"], "findings without an index")
+
+
 def test_texts_end_inside_the_narrowest_picture(kravi):
     data = avi.simple_avi(avi.standard_streams(40))
     for damage in (0, 1000):

@@ -205,6 +205,35 @@ def test_index_entries_are_where_the_chunks_are(kravi):
               {"repeats": True, "bytesPerPeriod": 7680, "chunksPerPeriod": 1, "lastChunkBytes": 7680}, "pattern")
 
 
+def stream_rows(number, stream):
+    return [{"stream": number, **row, "keyFrame": stream.is_key(row["number"])} for row in index_rows(stream)]
+
+
+def test_index_of_all_streams(kravi):
+    streams = [*avi.standard_streams(6, audio=2), avi.Stream(b"txts", b"", [b"one", b"", b"three"]),
+               avi.video([avi.payload(number, 50) for number in range(6)])]
+    streams[4].keys = {0, 3}
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        kravi.write("clip.avi", build(streams))
+        result = report(kravi, "index", "clip.avi", "--check")
+        equal([(row["stream"], row["type"], row["entries"]) for row in result["streams"]],
+              [(2, "auds", 6), (3, "txts", 3), (4, "vids", 6)], "streams")
+        equal([row["check"] for row in result["streams"]],
+              [{"chunksInFile": count, "notInIndex": 0, "notInFile": 0} for count in (6, 3, 6)], "check")
+        equal(result["streamEntries"], [row for number in (2, 3, 4) for row in stream_rows(number, streams[number])], "entries")
+        equal([stream["indexEntries"] for stream in report(kravi, "info", "clip.avi")["streams"]], [6, 6, 6, 3, 6], "info")
+        result = report(kravi, "index", "clip.avi", "--stream", "4", "--from", "2", "--to", "3")
+        equal(result["streamEntries"], stream_rows(4, streams[4])[2:4], "one stream")
+        check("video" not in result and len(result["streams"]) == 1, str(result))
+    lines = exit_code(kravi("index", "clip.avi", "--stream", "4", "--from", "4"), 0).out.split("\n")
+    equal(lines[-3].split(), ["4", "4", str(streams[4].positions[4]), "50", "no"], "text")
+    equal(report(kravi, "index", "clip.avi", "--stream", "5", code=2)["error"]["cause"],
+          "there is no stream 5: the file has 5 streams", "cause")
+    kravi.write("bare.avi", avi.simple_avi(streams, idx1=False))
+    result = report(kravi, "index", "bare.avi", "--stream", "2", code=1)
+    equal((result["streams"], result["findings"]), ([{"stream": 2, "type": "auds"}], ["no index of stream 2 can be loaded"]), "none")
+
+
 def test_index_of_one_stream_and_a_range(kravi):
     streams = avi.standard_streams()
     kravi.write("clip.avi", avi.simple_avi(streams))
@@ -267,7 +296,9 @@ def test_frame_rate_without_a_code(kravi):
 def test_sound_that_the_reader_does_not_index(kravi):
     sound = avi.Stream(b"auds", struct.pack("<HHIIHH", 0x55, 2, 48000, 16000, 1, 0), [b"ab" * 50] * 2, 1, 16000, 1)
     kravi.write("mp3.avi", avi.simple_avi([avi.video([b"x"] * 2), sound]))
-    for verb, code in ((("info",), 0), (("index",), 0), (("index", "--audio"), 1),
-                       (("map", "-o", "map.svg"), 0)):
-        report = exit_code(kravi(*verb, "mp3.avi", "--json"), code).json()
-        check(any("cannot index the sound" in note for note in report["notes"]), f"{verb}: {report}")
+    report = exit_code(kravi("info", "mp3.avi", "--json"), 0).json()
+    check(any("cannot index the sound" in note for note in report["notes"]), f"{report}")
+    equal(report["streams"][1]["indexEntries"], 2, "entries")
+    for verb in (("index", "--audio"), ("map", "-o", "map.svg")):
+        equal(exit_code(kravi(*verb, "mp3.avi", "--json"), 0).json()["notes"], [], f"notes of {verb}")
+    equal(exit_code(kravi("index", "mp3.avi", "--json"), 0).json()["audioEntries"], index_rows(sound), "entries of the index")

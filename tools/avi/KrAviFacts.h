@@ -30,9 +30,12 @@ struct SKrAviStream : SKrStreamHeader
 
     [[nodiscard]] bool IsVideo() const { return type == kFccVids; }
     [[nodiscard]] bool IsAudio() const { return type == kFccAuds; }
-    [[nodiscard]] bool IsOfKind(EKrStreamKind kind) const
+    [[nodiscard]] bool IsOfKind(EKrStreamKind kind) const { return kind == Kind(); }
+    [[nodiscard]] EKrStreamKind Kind() const
     {
-        return kind == EKrStreamKind::Video ? IsVideo() : IsAudio();
+        if (IsVideo())
+            return EKrStreamKind::Video;
+        return IsAudio() ? EKrStreamKind::Audio : EKrStreamKind::Other;
     }
     void TakeHeader(std::span<const uint8_t> bytes);
 };

@@ -29,7 +29,8 @@ constexpr std::array<SKrEnding, 7> kEndings = {{{KrFourCC("00dc"), EKrContent::V
 
 const char* KindName(EKrStreamKind kind)
 {
-    return kind == EKrStreamKind::Video ? "video" : "audio";
+    static constexpr const char* kNames[] = {"video", "audio", "other"};
+    return kNames[static_cast<size_t>(kind)];
 }
 
 std::optional<EKrContent> ContentOf(uint32_t id)
@@ -41,6 +42,8 @@ std::optional<EKrContent> ContentOf(uint32_t id)
 
 bool IsOfKind(EKrContent content, EKrStreamKind kind)
 {
+    if (kind == EKrStreamKind::Other)
+        return true; // programs use any ending
     return content == (kind == EKrStreamKind::Video ? EKrContent::Video : EKrContent::Audio);
 }
 
@@ -75,29 +78,5 @@ uint32_t DataIdOfIndex(uint32_t indexId)
 bool IsStandardIndexId(uint32_t id)
 {
     return KrFourCCChar(id, 0) == 'i' && KrFourCCChar(id, 1) == 'x' && DataTagOf(DataIdOfIndex(id), 0);
-}
-
-std::vector<uint32_t> DataChunkIds(uint32_t stream, size_t streamCount, EKrStreamKind kind)
-{
-    std::vector<uint32_t> ids;
-    const auto add = [&ids, kind](char first, char second)
-    {
-        for (const SKrEnding& ending : kEndings)
-        {
-            const uint32_t id =
-                KrFourCC(first, second, KrFourCCChar(ending.id, 2), KrFourCCChar(ending.id, 3));
-            if (IsOfKind(ending.content, kind) && std::ranges::find(ids, id) == ids.end())
-                ids.push_back(id);
-        }
-    };
-    for (const char* const digits : {"0123456789abcdef", "0123456789ABCDEF"})
-    {
-        if (stream <= 0xFF)
-            add(digits[stream / 16], digits[stream % 16]);
-    }
-    const uint32_t decimalReadAsHex = stream / 10 * 16 + stream % 10;
-    if (stream >= 10 && stream <= 99 && decimalReadAsHex >= streamCount)
-        add(static_cast<char>('0' + stream / 10), static_cast<char>('0' + stream % 10));
-    return ids;
 }
 } // namespace KrTool

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 namespace KrTool
 {
@@ -14,7 +13,8 @@ inline constexpr size_t kMostStreams = 256; // as many as two hexadecimal digits
 enum class EKrStreamKind
 {
     Video,
-    Audio
+    Audio,
+    Other
 };
 
 // The name of a stream's kind in messages.
@@ -54,9 +54,6 @@ std::optional<SKrDataTag> DataTagOf(uint32_t id, size_t streamCount);
 bool IsStandardIndexId(uint32_t id);
 uint32_t DataIdOfIndex(uint32_t indexId);
 
-// The ids that a stream's data chunks may have: its number as two hexadecimal digits, and for numbers from
-// ten on, as some programs write, as two decimal digits where no other stream has that id.
-std::vector<uint32_t> DataChunkIds(uint32_t stream, size_t streamCount, EKrStreamKind kind);
 } // namespace KrTool
 
 #endif

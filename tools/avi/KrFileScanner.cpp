@@ -62,12 +62,15 @@ bool CKrFileScanner::TakeList(const SKrChunkGuess& guess)
     {
         if (!IsSegmentType(guess.type) && !(TrustsLists() && isInFile))
             return (TrustsLists() || isInFile) && TakeChunk(guess);
+        if (m_rules.levels == 1)
+            return TakeChunk(guess);
         EnterSegment(guess);
         return true;
     }
     const SKrListKind* const kind = KindOfList(guess.type);
-    const bool isEntered =
-        TrustsLists() ? kind != nullptr : !IsSizeUnset(guess.size) || guess.type == kFccMovi;
+    const bool isEntered = TrustsLists()
+                               ? kind != nullptr || (m_rules.entersAnyList && !IsSizeUnset(guess.size))
+                               : !IsSizeUnset(guess.size) || guess.type == kFccMovi;
     if (!isEntered || m_lists.size() >= m_rules.levels)
         return TakeChunk(guess);
     EnterList(guess, kind != nullptr ? *kind : SKrListKind{guess.type, 0, EKrListKind::Other});

@@ -27,6 +27,7 @@ struct SKrScanRules
     GuessSet chunks = 0;           // accepted as chunks or lists where they occur
     bool reportsZeros = false;     // separately from gaps
     size_t levels = kDeepestLevel; // entered, including the file itself
+    bool entersAnyList = false;    // with ListSizes: also lists of types that AVI files do not have
     SKrSearchRules search;
 };
 

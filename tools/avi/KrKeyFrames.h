@@ -1,4 +1,4 @@
-// Which frames are key frames according to the indexes; the reader's index operations do not report it.
+// Which frames are key frames according to the indexes.
 #ifndef KR_TOOLS_AVI_KRKEYFRAMES_H
 #define KR_TOOLS_AVI_KRKEYFRAMES_H
 

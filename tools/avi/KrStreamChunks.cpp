@@ -3,7 +3,8 @@
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
-#include "tools/command/KrProgress.h"
+#include "tools/avi/KrLayoutRules.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
@@ -15,44 +16,50 @@ namespace KrTool
 {
 namespace
 {
-// The reader keeps a record of each match until its search ends, so a long search is taken in stretches.
-constexpr uint64_t kMatchesPerSearch = 65536;
-
 // Even days of recording have fewer data chunks.
 constexpr size_t kMostFoundChunks = size_t{1} << 24;
 
-constexpr uint64_t kReadersChoice = UINT64_MAX;
-
-constexpr uint32_t kNoStream = UINT32_MAX;
-
-// One stretch of a search: appends matches, and returns the position where the next stretch starts, or
-// nothing when there are no more matches.
-std::optional<uint64_t> SearchStretch(const CKrAviFile& file, uint64_t from, Chunks& chunks,
-                                      CKrProgress& progress)
+// Collects the chunks of one stream.
+class CKrStreamScan final : public IKrScanListener
 {
-    uint64_t matches = 0;
-    for (int more = 1; more != 0 && chunks.size() < kMostFoundChunks; ++matches)
+public:
+    CKrStreamScan(size_t streamCount, uint32_t stream, std::optional<EKrStreamKind> kind)
+        : m_streamCount(streamCount), m_stream(stream), m_kind(kind)
     {
-        SKrRiffChunkInfo chunk{};
-        // 0 with the last one, too
-        more =
-            file.Reader().FindNextChunk(&chunk.ckid, &chunk.fccType, &chunk.cksize, &chunk.offset, nullptr);
-        if (chunk.offset <= from || chunk.offset > file.Length())
-            return std::nullopt;
-        chunks.push_back({chunk.offset, chunk.cksize, 0});
-        from = RoundUpToEven(chunk.offset + chunk.cksize);
-        progress.Advance(chunk.offset);
-        if (more != 0 && matches + 1 == kMatchesPerSearch)
-            return from;
     }
-    return std::nullopt;
-}
+
+    void OnList(const SKrScannedList&, Lists) override {}
+    void OnGap(uint64_t, uint64_t, bool, Lists) override {}
+
+    void OnChunk(const SKrScannedChunk& chunk, Lists) override
+    {
+        const std::optional<SKrDataTag> tag = DataTagOf(chunk.guess.id, m_streamCount);
+        if (tag && tag->stream == m_stream && (!m_kind || IsOfKind(tag->content, *m_kind)))
+            m_chunks.push_back({chunk.position + kChunkHeaderSize, chunk.guess.size, 0});
+    }
+
+    [[nodiscard]] bool IsFull() const override { return m_chunks.size() == kMostFoundChunks; }
+
+    SKrFoundChunks Take()
+    {
+        const bool isCut = IsFull();
+        return {std::move(m_chunks), isCut};
+    }
+
+private:
+    const size_t m_streamCount;
+    const uint32_t m_stream;
+    const std::optional<EKrStreamKind> m_kind;
+    Chunks m_chunks;
+};
 
 // The stream that the reader would choose according to the headers.
 std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind kind)
 {
-    const SKrAviStream* const stream =
-        kind == EKrStreamKind::Video ? FirstVideoStream(facts) : FirstUsableAudioStream(facts);
+    const SKrAviStream* stream =
+        kind == EKrStreamKind::Audio ? FirstUsableAudioStream(facts) : FirstStream(facts.streams, kind);
+    if (stream == nullptr)
+        stream = FirstStream(facts.streams, kind);
     return stream != nullptr ? std::optional(stream->number) : std::nullopt;
 }
 
@@ -68,44 +75,120 @@ std::optional<uint32_t> StreamByFirstChunk(const CKrAviFile& file, EKrStreamKind
     return hasChunks ? StreamDigits(id) : std::nullopt;
 }
 
-void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)
+// Whether the data chunks of a stream are of a kind, as far as its first one shows.
+bool HasChunksOfKind(const CKrAviFile& file, uint32_t stream, EKrStreamKind kind)
 {
-    if (facts.streams.empty())
-        return; // bare chunks: the search shows which exist
-    const std::string name = "stream " + std::to_string(wanted);
-    if (wanted >= facts.streams.size())
-        throw CKrToolError(file.Path(), "there is no " + name + ": the file has " +
-                                            Counted(facts.streams.size(), "stream"));
-    const SKrAviStream& stream = facts.streams[wanted];
-    if (!stream.IsOfKind(kind))
-        throw CKrToolError(file.Path(),
-                           name + " is of type '" + FourCcText(stream.type) + "', not " + KindName(kind));
+    const auto properties = StreamProperties(file, stream);
+    const auto content = properties ? ContentOf(properties->chunkId) : std::nullopt;
+    return content && IsOfKind(*content, kind);
 }
 
-void ReportWrongEntries(const CKrAviFile& file, const SKrStreamChunks& result, EKrStreamKind kind,
-                        CKrReport& report)
+void CheckStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind, uint32_t wanted)
 {
+    CheckStreamNumber(file, facts, wanted);
+    if (facts.streams.empty() || facts.streams[wanted].IsOfKind(kind))
+        return;
+    throw CKrToolError(file.Path(), Format("stream {} is of type '{}', not {}", wanted,
+                                           FourCcText(facts.streams[wanted].type), KindName(kind)));
+}
+
+// The data chunk that an entry points at; nothing when there is none.
+std::optional<SKrDataTag> TagAt(const CKrAviFile& file, const SKrChunkIndexEntry& entry, size_t streamCount)
+{
+    std::array<uint8_t, 4> id = {};
+    if (entry.position < kChunkHeaderSize ||
+        file.ReadAt(entry.position - kChunkHeaderSize, id.data(), id.size()) != id.size())
+        return std::nullopt;
+    return DataTagOf(GetLe32(id.data()), streamCount);
+}
+
+// What the entries of an index lead to.
+struct SKrEntryCounts
+{
+    uint64_t right = 0;
+    uint64_t ofOtherKind = 0; // data chunks with the stream's number
     uint64_t wrong = 0;
-    for (const SKrChunkIndexEntry& entry : result.chunks)
-        wrong += StreamOfEntry(file, entry, kind) != result.stream ? 1 : 0;
-    if (wrong != 0)
-        report.Finding("not at a chunk of stream " + std::to_string(result.stream) + ": " +
-                       Counted(wrong, "entry") + " of the " + KindName(kind) + " index");
+};
+
+// Takes out what is in a stream beside its frames or sound, such as changes of the palette.
+SKrEntryCounts CountEntries(const CKrAviFile& file, size_t streamCount, uint32_t stream, EKrStreamKind kind,
+                            Chunks& chunks)
+{
+    SKrEntryCounts counts;
+    const auto isBeside = [&](const SKrChunkIndexEntry& entry)
+    {
+        const std::optional<SKrDataTag> tag = TagAt(file, entry, streamCount);
+        if (!tag || tag->stream != stream)
+            ++counts.wrong;
+        else if (IsOfKind(tag->content, kind))
+            ++counts.right;
+        else if (tag->content == EKrContent::Other)
+            return true;
+        else
+            ++counts.ofOtherKind;
+        return false;
+    };
+    std::erase_if(chunks, isBeside);
+    return counts;
+}
+
+// The chunks that a stream's index leads to; nothing when there is none that can be used.
+std::optional<Chunks> IndexedChunks(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t stream,
+                                    EKrStreamKind kind, CKrReport& report)
+{
+    const std::optional<SKrStreamIndex> index = LoadStreamIndex(file, stream);
+    if (!index || index->entries.empty())
+        return std::nullopt;
+    const std::string name = Format("the {} index", KindName(kind));
+    Chunks chunks = ChunksOfIndex(*index);
+    if (!IsPlausible(file, chunks))
+    {
+        report.Finding(Format("the chunks of {} are larger in total than the file; it is not used", name));
+        return std::nullopt;
+    }
+    const SKrEntryCounts counts = CountEntries(file, facts.streams.size(), stream, kind, chunks);
+    if (counts.right == 0 && counts.wrong == 0)
+        return std::nullopt; // the index of a stream of another kind
+    if (const uint64_t wrong = counts.wrong + counts.ofOtherKind; wrong != 0)
+        report.Finding(Format("not at a chunk of stream {}: {} of {}{}", stream, Counted(wrong, "entry"),
+                              name, counts.right == 0 ? "; it is not used" : ""));
+    if (counts.right == 0)
+        return std::nullopt;
+    if (index->outside != 0)
+        report.Finding(Format("past the end of the file: {} of {}", Counted(index->outside, "chunk"), name));
+    return chunks;
 }
 
 // The chunks of a stream that no index covers.
 SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                            uint32_t stream, CKrReport& report, CKrProgress& progress)
 {
-    report.Note(std::string(KindName(kind)) + ' ' + std::to_string(stream) +
-                ": found by scanning the file (no index); empty chunks are skipped");
-    SKrFoundChunks found = SearchChunks(file, DataChunkIds(stream, facts.streams.size(), kind), progress);
+    report.Note(Format("{} {}: found by scanning the file (no index)", KindName(kind), stream));
+    SKrFoundChunks found = ScanForChunks(file, facts.streams.size(), stream, kind, progress);
     if (found.cut)
-        report.Finding("the file has too many chunks; those after the first " +
-                       std::to_string(kMostFoundChunks) + " are left out");
+        report.Finding(
+            Format("the file has too many chunks; those after the first {} are left out", kMostFoundChunks));
     return {stream, false, std::move(found.chunks)};
 }
 } // namespace
+
+SKrFoundChunks ScanForChunks(const CKrByteSource& file, size_t streamCount, uint32_t stream,
+                             std::optional<EKrStreamKind> kind, CKrProgress& progress)
+{
+    CKrStreamScan scan(streamCount, stream, kind);
+    constexpr SKrScanRules kRules = RulesForAnyList();
+    CKrFileScanner(file, kRules, scan, progress).Run("searching");
+    return scan.Take();
+}
+
+void CheckStreamNumber(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t wanted)
+{
+    if (facts.streams.empty())
+        return; // bare chunks: a scan shows which exist
+    if (wanted >= facts.streams.size())
+        throw CKrToolError(file.Path(), Format("there is no stream {}: the file has {}", wanted,
+                                               Counted(facts.streams.size(), "stream")));
+}
 
 const char* SourceName(const SKrStreamChunks& stream)
 {
@@ -119,74 +202,18 @@ std::optional<uint32_t> StreamNumber(const std::optional<uint64_t>& wanted)
     return static_cast<uint32_t>(std::min<uint64_t>(*wanted, UINT32_MAX));
 }
 
+// Some programs number the chunks by their order, not by that of the headers.
 std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind)
 {
-    if (const auto covered = StreamByHeaders(facts, kind))
-        return covered;
-    const SKrAviStream* const first = FirstStream(facts.streams, kind);
-    return first != nullptr ? std::optional(first->number) : StreamByFirstChunk(file, kind);
-}
-
-std::optional<Chunks> LoadIndex(const CKrAviFile& file, EKrStreamKind kind, SKrAudioChunkPattern* pattern)
-{
-    CArray<SKrChunkIndexEntry> entries;
-    SKrAudioChunkPattern ignored = {};
-    try
+    const std::optional<uint32_t> byHeaders = StreamByHeaders(facts, kind);
+    if (byHeaders && HasChunksOfKind(file, *byHeaders, kind))
+        return byHeaders;
+    for (const SKrAviStream& stream : facts.streams)
     {
-        const int loaded =
-            kind == EKrStreamKind::Video
-                ? file.Reader().LoadVideoIndex(entries)
-                : file.Reader().LoadAudioIndex(entries, pattern != nullptr ? pattern : &ignored);
-        if (loaded == 0)
-            return std::nullopt;
+        if (!stream.IsOfKind(kind) && HasChunksOfKind(file, stream.number, kind))
+            return stream.number;
     }
-    catch (const CInvalidArgException&)
-    {
-        return std::nullopt; // its length differed between passes
-    }
-    catch (const CMemoryException&)
-    {
-        return std::nullopt;
-    }
-    return Chunks(entries.GetData(), entries.GetData() + entries.GetSize());
-}
-
-std::optional<uint32_t> StreamOfEntry(const CKrAviFile& file, const SKrChunkIndexEntry& entry,
-                                      EKrStreamKind kind)
-{
-    std::array<uint8_t, 4> bytes = {};
-    if (entry.position < kChunkHeaderSize ||
-        file.ReadAt(entry.position - kChunkHeaderSize, bytes.data(), bytes.size()) != bytes.size())
-        return std::nullopt;
-    const uint32_t id = GetLe32(bytes.data());
-    const std::optional<EKrContent> content = ContentOf(id);
-    return content && IsOfKind(*content, kind) ? StreamDigits(id) : std::nullopt;
-}
-
-std::optional<uint32_t> StreamOfIndex(const CKrAviFile& file, const SKrAviFacts& facts, const Chunks& index,
-                                      EKrStreamKind kind)
-{
-    if (index.empty())
-        return std::nullopt;
-    const std::optional<uint32_t> stream = StreamOfEntry(file, index.front(), kind);
-    return stream ? stream : StreamByHeaders(facts, kind);
-}
-
-SKrFoundChunks SearchChunks(const CKrAviFile& file, const std::vector<uint32_t>& ids, CKrProgress& progress)
-{
-    SKrFoundChunks found;
-    CDWordArray wanted;
-    for (const uint32_t id : ids)
-        wanted.Add(id);
-    progress.Begin("searching", file.Length(), EKrUnit::Byte);
-    const bool isRiff = file.Reader().FindFirstRiffSegment() != 0;
-    std::optional<uint64_t> from = isRiff ? kListHeaderSize : kReadersChoice;
-    while (from && file.Reader().FindFirstChunk(&wanted, *from) != 0)
-        from = SearchStretch(file, *from == kReadersChoice ? 0 : *from, found.chunks, progress);
-    file.Reader().EndChunkSearch();
-    progress.End();
-    found.cut = found.chunks.size() == kMostFoundChunks;
-    return found;
+    return byHeaders ? byHeaders : StreamByFirstChunk(file, kind);
 }
 
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
@@ -194,31 +221,15 @@ SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts,
 {
     if (wanted)
         CheckStream(file, facts, kind, *wanted);
-    const std::optional<uint32_t> byDefault = DefaultStream(file, facts, kind);
-    if (!wanted && !byDefault)
-        throw CKrToolError(file.Path(), std::string("the file has no ") + KindName(kind) + " stream");
-
-    std::optional<Chunks> index = LoadIndex(file, kind);
-    const bool hasIndex = index && !index->empty();
-    // The headers and the index differ where streams are numbered by the order of their chunks.
-    const uint32_t covered =
-        hasIndex ? StreamOfIndex(file, facts, *index, kind).value_or(kNoStream) : kNoStream;
-    const uint32_t preferred = covered != kNoStream ? covered : byDefault.value_or(0);
-    const uint32_t stream = wanted.value_or(preferred);
-    if (covered != stream)
-        return FindChunks(file, facts, kind, stream, report, progress);
-    if (!IsPlausible(file, *index))
-    {
-        report.Finding(std::string("the chunks of the ") + KindName(kind) +
-                       " index are larger in total than the file; it is not used");
-        return FindChunks(file, facts, kind, stream, report, progress);
-    }
-    SKrStreamChunks result = {stream, true, std::move(*index)};
-    ReportWrongEntries(file, result, kind, report);
-    return result;
+    const std::optional<uint32_t> stream = wanted ? wanted : DefaultStream(file, facts, kind);
+    if (!stream)
+        throw CKrToolError(file.Path(), Format("the file has no {} stream", KindName(kind)));
+    if (std::optional<Chunks> chunks = IndexedChunks(file, facts, *stream, kind, report))
+        return {*stream, true, *std::move(chunks)};
+    return FindChunks(file, facts, kind, *stream, report, progress);
 }
 
-bool IsPlausible(const CKrAviFile& file, const Chunks& index)
+bool IsPlausible(const CKrByteSource& file, const Chunks& index)
 {
     return TotalBytes(index) <= file.Length();
 }
@@ -231,7 +242,7 @@ uint64_t TotalBytes(const Chunks& chunks)
     return total;
 }
 
-uint64_t CountCutChunks(const CKrAviFile& file, const Chunks& chunks)
+uint64_t CountCutChunks(const CKrByteSource& file, const Chunks& chunks)
 {
     return static_cast<uint64_t>(std::ranges::count_if(
         chunks, [&file](auto& chunk) { return chunk.position + chunk.size > file.Length(); }));

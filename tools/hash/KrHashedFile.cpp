@@ -33,18 +33,12 @@ CKrHashedFile::CKrHashedFile(const std::string& path, CKrReport& report, CKrProg
     ReportFileFindings(m_file, m_facts, report);
     for (const SKrAviStream& stream : m_facts.streams)
     {
-        if (stream.IsVideo())
-            AddStream(EKrStreamKind::Video, stream.number);
-        else if (stream.IsAudio())
-            AddStream(EKrStreamKind::Audio, stream.number);
-        else
-            report.Note(Format("stream {} ('{}') is neither video nor audio and has no checksum",
-                               stream.number, FourCcText(stream.type)));
+        AddStream(stream.Kind(), stream.number);
     }
     if (m_facts.streams.empty())
         AddStreamsWithoutHeaders();
     if (m_streams.empty())
-        throw CKrToolError(path, "the file has neither video nor audio");
+        throw CKrToolError(path, "the file has no streams");
 }
 
 void CKrHashedFile::AddStream(EKrStreamKind kind, uint32_t number)
@@ -81,8 +75,10 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
         const uint64_t cutBefore = m_copier.CutChunks();
         HashStream(stream, isVideo ? onFrame : OnFrame());
         if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
-            m_report.Finding(Format("cut by the end of the file: {} of stream {}",
-                                    Counted(cut, isVideo ? "frame" : "audio chunk"), stream.chunks.stream));
+            m_report.Finding(
+                Format("cut by the end of the file: {} of stream {}",
+                       Counted(cut, isVideo ? "frame" : std::string(KindName(stream.kind)) + " chunk"),
+                       stream.chunks.stream));
     }
     m_progress.End();
 }
@@ -106,7 +102,7 @@ void CKrHashedFile::HashStream(SKrHashedStream& stream, const OnFrame& onFrame)
         m_progress.Advance(m_done);
     }
     stream.content = content.Finish();
-    if (stream.kind == EKrStreamKind::Video)
+    if (stream.kind != EKrStreamKind::Audio)
         stream.lengths = lengths.Finish();
 }
 } // namespace KrTool

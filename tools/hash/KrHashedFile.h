@@ -22,10 +22,10 @@ struct SKrHashedStream
 {
     EKrStreamKind kind = EKrStreamKind::Video;
     SKrStreamChunks chunks;
-    uint32_t blockAlign = 0; // bytes of a sample frame; 0: video, or unknown
+    uint32_t blockAlign = 0; // bytes of a sample frame of audio; 0: unknown
     uint64_t bytes = 0;
     SKrDigest content; // of the chunks' bytes, in order
-    SKrDigest lengths; // of the frames' lengths, each as a little-endian 64-bit number; video only
+    SKrDigest lengths; // of the chunks' lengths, each as a little-endian 64-bit number; not of audio
 };
 
 class CKrHashedFile
@@ -35,7 +35,7 @@ public:
     using OnFrame =
         std::function<void(const SKrHashedStream&, uint64_t frame, uint64_t bytes, const SKrDigest&)>;
 
-    // Opens the file and finds the chunks of all its video and audio streams.
+    // Opens the file and finds the chunks of all its streams.
     CKrHashedFile(const std::string& path, CKrReport& report, CKrProgress& progress);
 
     // Reads everything. `onFrame` may be empty.

@@ -82,7 +82,7 @@ public:
 
     std::vector<SKrDifference> Run()
     {
-        for (const EKrStreamKind kind : {EKrStreamKind::Video, EKrStreamKind::Audio})
+        for (const EKrStreamKind kind : {EKrStreamKind::Video, EKrStreamKind::Audio, EKrStreamKind::Other})
         {
             const Streams streams = StreamsOf(m_file, kind);
             const Streams others = StreamsOf(m_other, kind);
@@ -127,26 +127,30 @@ private:
                       {"stream", stream.chunks.stream},
                       {"otherStream", other.chunks.stream}};
         const std::string name = Format("{} stream {}: ", KindName(stream.kind), stream.chunks.stream);
-        if (stream.kind == EKrStreamKind::Video)
-            AddVideo(std::move(facts), name, stream.chunks.chunks, other.chunks.chunks);
-        else
+        if (stream.kind == EKrStreamKind::Audio)
             AddAudio(std::move(facts), name, stream, other);
+        else
+            AddChunks(std::move(facts), name, stream, other);
     }
 
-    void AddVideo(Json facts, const std::string& name, const Chunks& frames, const Chunks& others)
+    void AddChunks(Json facts, const std::string& name, const SKrHashedStream& stream,
+                   const SKrHashedStream& other)
     {
-        const size_t both = std::min(frames.size(), others.size());
+        const Chunks& chunks = stream.chunks.chunks;
+        const Chunks& others = other.chunks.chunks;
+        const std::string noun = stream.kind == EKrStreamKind::Video ? "frame" : "chunk";
+        const size_t both = std::min(chunks.size(), others.size());
         size_t number = 0;
         while (number < both &&
-               !FirstDifference(std::span(frames).subspan(number, 1), std::span(others).subspan(number, 1)))
+               !FirstDifference(std::span(chunks).subspan(number, 1), std::span(others).subspan(number, 1)))
             ++number;
-        facts["frame"] = number;
-        const std::string counts = Format("{} and {}", Counted(frames.size(), "frame"), others.size());
+        facts[noun] = number;
+        const std::string counts = Format("{} and {}", Counted(chunks.size(), noun), others.size());
         const std::string same = number == 0 ? "none is the same before one file ends"
                                              : Format("the first {} are the same", number);
         m_found.push_back(
-            {std::move(facts),
-             name + (number < both ? Format("frame {}", number) : Format("{}, of which {}", counts, same))});
+            {std::move(facts), name + (number < both ? Format("{} {}", noun, number)
+                                                     : Format("{}, of which {}", counts, same))});
     }
 
     void AddAudio(Json facts, const std::string& name, const SKrHashedStream& stream,

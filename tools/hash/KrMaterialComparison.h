@@ -12,9 +12,9 @@
 
 namespace KrTool
 {
-// Video streams are compared frame by frame, audio streams as one run of bytes each, in the order of their
-// numbers. One object for each stream that differs; `text` is the same as a message. Both files must be
-// hashed.
+// Audio streams are compared as one run of bytes each, others frame by frame or chunk by chunk, in the order
+// of their numbers. One object for each stream that differs; `text` is the same as a message. Both files must
+// be hashed.
 struct SKrDifference
 {
     Json facts;

@@ -121,17 +121,12 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     words.push_back(IndexText(file));
 }
 
-void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMapTrack& track, SKrFileMap& map)
+void CompareIndex(const CKrAviFile& file, const CKrMapTrack& track, const std::string& name, SKrFileMap& map)
 {
-    if (track.Kind() == EKrStreamKind::Audio && !UnindexedSoundText(facts).empty())
-        return; // which is not damage
-    const std::string name = track.Kind() == EKrStreamKind::Video ? "video" : "audio";
-    const Chunks index = LoadIndex(file, track.Kind(), nullptr).value_or(Chunks());
-    const auto covered = StreamOfIndex(file, facts, index, track.Kind());
-    if (!index.empty() && covered && *covered != track.Stream())
-        return;
+    const std::vector<SKrStreamIndexEntry> index =
+        LoadStreamIndex(file, track.Stream()).value_or(SKrStreamIndex()).entries;
     std::vector<uint64_t> positions(index.size());
-    std::ranges::transform(index, positions.begin(), [](const auto& entry) { return entry.position; });
+    std::ranges::transform(index, positions.begin(), &SKrStreamIndexEntry::position);
     std::ranges::sort(positions);
 
     SKrRegions& regions = map.regions.Of(EKrRegionKind::NotIndexed);
@@ -174,8 +169,6 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
     for (const std::string& text : more)
         report.Finding(text);
     map.damage.insert(map.damage.end(), more.begin(), more.end());
-    if (const std::string text = UnindexedSoundText(facts); !text.empty())
-        report.Note(text);
     if (map.rateAssumed)
         report.Note("the headers have no frame rate; times assume 25 frames per second");
 }

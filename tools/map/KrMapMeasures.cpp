@@ -3,11 +3,13 @@
 #include "platform/KrFileProbe.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace KrTool
 {
@@ -61,6 +63,28 @@ void MeasureTimes(const CKrMapTrack* video, const CKrMapTrack* audio, const SKrM
     if (video != nullptr && audio != nullptr && audio->HasTime())
         MeasureDistances(*video, *audio, std::min(request.timeBins, map.endFrame - map.firstFrame), map);
 }
+// Those of the chosen streams first, then those of all others.
+void CompareIndexes(const CKrAviFile& file, const SKrAviFacts& facts, const SKrFileSpans& spans,
+                    std::initializer_list<const CKrMapTrack*> chosen, SKrFileMap& map)
+{
+    std::vector<uint32_t> compared;
+    for (const CKrMapTrack* const track : chosen)
+    {
+        if (track == nullptr)
+            continue;
+        CompareIndex(file, *track, KindName(track->Kind()), map);
+        compared.push_back(track->Stream());
+    }
+    for (const SKrAviStream& stream : facts.streams)
+    {
+        if (stream.Kind() == EKrStreamKind::Other ||
+            std::ranges::find(compared, stream.number) != compared.end())
+            continue;
+        const CKrMapTrack track(spans, facts, stream.Kind(), stream.number);
+        if (track.Count() != 0)
+            CompareIndex(file, track, Format("stream {}", stream.number), map);
+    }
+}
 } // namespace
 
 SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const SKrMapRequest& request,
@@ -88,11 +112,7 @@ SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const S
     MeasureLargest(spans, video, audio, map);
     MeasureTimes(video, audio, request, map);
     DescribeFile(facts, spans, video, map);
-    for (const CKrMapTrack* const track : {video, audio})
-    {
-        if (track != nullptr)
-            CompareIndex(file, facts, *track, map);
-    }
+    CompareIndexes(file, facts, spans, {video, audio}, map);
     DescribeDamage(facts, spans, video, map, report);
     return map;
 }

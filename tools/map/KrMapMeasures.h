@@ -29,9 +29,8 @@ void MeasureRate(const CKrMapTrack& track, SKrFileMap& map);
 
 void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64_t bins, SKrFileMap& map);
 
-// Compares the index that the reader loads with the chunks that are there.
-void CompareIndex(const CKrAviFile& file, const SKrAviFacts& facts, const CKrMapTrack& track,
-                  SKrFileMap& map);
+// Compares a stream's index with the chunks that are there. `name`: of the index in words.
+void CompareIndex(const CKrAviFile& file, const CKrMapTrack& track, const std::string& name, SKrFileMap& map);
 
 // Puts the facts and the damage into words.
 void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,

@@ -35,8 +35,7 @@ const SKrVerbHelp kExtractHelp = {
         whole blocks or chunks for compressed audio. Where the headers start the streams at different times
         (see info), the extracted sound is what plays with the frames.)",
         "Frames are written before the sound. Complete files are kept when a later one fails.",
-        R"(Streams without an index are found by scanning the file for their chunks, as the report notes. Empty
-        chunks are then skipped, so that later frames have lower numbers.)",
+        "Streams without an index are found by scanning the file for their chunks, as the report notes.",
         R"(Findings: chunks truncated by the end of the file; wrong index entries; streams without chunks; and
         defects of the whole file (see info).)",
     },

@@ -20,12 +20,13 @@ const SKrVerbHelp kHashHelp = {
         R"(Two checksums each: XXH3 with 128 bits (xxh128) and MD5, over the data alone, without chunk headers
         and padding.)",
         R"(Those of a video stream cover the bytes of its frames in order; a second pair (lengths) covers the
-        length of each frame as a little-endian 64-bit number. Those of an audio stream cover its bytes
+        length of each frame as a little-endian 64-bit number. Those of a text stream or another one do the same
+        with its chunks. Those of an audio stream cover its bytes
         regardless of chunks, so that they survive a rewrite of the file. The MD5 of a stream is that of the
         output of extract (of a WAVE file: its data).)",
-        R"(Streams without an index are found by scanning the file for their chunks, which skips empty ones.)",
-        R"(--compare compares only frames and sound, matches streams of a kind in the order of their numbers, and
-        names the first frame or byte that differs.)",
+        R"(Streams without an index are found by scanning the file for their chunks.)",
+        R"(--compare compares only the content of the streams, matches streams of a kind in the order of their numbers, and
+        names the first frame, chunk or byte that differs.)",
         R"(Findings: differences, with --compare; chunks truncated by the end of the file; wrong index entries;
         and defects of the whole file (see info).)",
     },
@@ -62,9 +63,9 @@ Json StreamJson(const SKrHashedStream& stream)
     Json facts = {{"number", stream.chunks.stream},      {"kind", KindName(stream.kind)},
                   {"source", SourceName(stream.chunks)}, {"bytes", stream.bytes},
                   {"xxh128", stream.content.xxh128},     {"md5", stream.content.md5}};
-    if (stream.kind == EKrStreamKind::Video)
+    if (stream.kind != EKrStreamKind::Audio)
     {
-        facts["frames"] = stream.chunks.chunks.size();
+        facts[stream.kind == EKrStreamKind::Video ? "frames" : "chunks"] = stream.chunks.chunks.size();
         facts["lengthsXxh128"] = stream.lengths.xxh128;
         facts["lengthsMd5"] = stream.lengths.md5;
     }

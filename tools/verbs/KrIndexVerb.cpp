@@ -1,4 +1,4 @@
-// kravi index: the entries of the indexes that the reader loads.
+// kravi index: the entries of the indexes of all streams.
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileFindings.h"
@@ -22,30 +22,34 @@ namespace
 {
 const SKrVerbHelp kIndexHelp = {
     "index",
-    "The index entries of the video and the audio stream",
+    "The index entries of the streams",
     {
-        R"(Numbers count from 0. The reader loads the index of the first video stream and of the first usable
-        audio stream.)",
-        R"(Findings: an index that cannot be loaded, though the file has such a stream or an option selects it;
-        entries past the end of the file; with --check, chunks that are not in the index, and entries
+        R"(Numbers count from 0. The first video and the first usable audio stream come first, then all others.
+        An entry whose data are not all in the file is left out.)",
+        R"(Findings: no index of the video or audio, though the file has such a stream, or of the stream that an
+        option selects; entries past the end of the file; with --check, chunks that are not in the index, and entries
         without a chunk; and defects of the whole file.)",
     },
     {
         "kravi index clip.avi --video --from 0 --to 9",
         "kravi index clip.avi --summary --check",
+        "kravi index clip.avi --stream 2",
     },
 };
 
 struct SKrIndexOptions
 {
     std::string file;
-    bool video = false; // neither: both
+    bool video = false; // no stream selected: all
     bool audio = false;
+    std::optional<uint64_t> stream;
     bool summary = false;
     bool check = false; // compare with the chunks in the file
     std::optional<uint64_t> from;
     std::optional<uint64_t> to; // inclusive
 };
+
+using Entries = std::vector<SKrStreamIndexEntry>;
 
 Json PatternJson(const SKrAudioChunkPattern& pattern)
 {
@@ -59,12 +63,15 @@ Json PatternJson(const SKrAudioChunkPattern& pattern)
              {pattern.kind, pattern.bytesPerPeriod, pattern.chunksPerPeriod, pattern.lastChunkBytes}}};
 }
 
-Json SizesJson(const Chunks& chunks)
+Json SizesJson(const Entries& entries)
 {
-    if (chunks.empty())
+    if (entries.empty())
         return nullptr;
-    const auto [smallest, largest] = std::ranges::minmax(chunks, {}, &SKrChunkIndexEntry::size);
-    return {{"total", TotalBytes(chunks)}, {"smallest", smallest.size}, {"largest", largest.size}};
+    const auto [smallest, largest] = std::ranges::minmax(entries, {}, &SKrStreamIndexEntry::size);
+    uint64_t total = 0;
+    for (const SKrStreamIndexEntry& entry : entries)
+        total += entry.size;
+    return {{"total", total}, {"smallest", smallest.size}, {"largest", largest.size}};
 }
 
 class CKrIndexPrinter
@@ -76,54 +83,81 @@ public:
     {
     }
 
+    // The first stream of a kind.
     void Print(EKrStreamKind kind, bool wasAskedFor)
     {
-        const bool isVideo = kind == EKrStreamKind::Video;
         const std::string name = KindName(kind);
-        SKrAudioChunkPattern pattern = {};
-        const std::optional<Chunks> index = LoadIndex(m_file, kind, &pattern);
+        const std::optional<uint32_t> stream = DefaultStream(m_file, m_facts, kind);
+        const auto index = stream ? Load(*stream) : std::nullopt;
+        if (stream)
+            m_printed.push_back(*stream);
         if (!index)
         {
             m_report.Fact(name, nullptr);
-            const bool hasStream =
-                (isVideo ? FirstVideoStream(m_facts) : FirstUsableAudioStream(m_facts)) != nullptr;
-            if (hasStream || wasAskedFor)
+            if (FirstStream(m_facts.streams, kind) != nullptr || wasAskedFor)
                 m_report.Finding(Format("no {} index can be loaded", name));
-            if (const std::string text = isVideo ? "" : UnindexedSoundText(m_facts); !text.empty())
-                m_report.Note(text);
             return;
         }
-        const std::optional<uint32_t> stream = StreamOfIndex(m_file, m_facts, *index, kind);
-        Json facts = {{"stream", stream ? Json(*stream) : Json()},
-                      {"entries", index->size()},
-                      {"bytes", SizesJson(*index)}};
-        if (!isVideo && !index->empty())
-            facts["sizePattern"] = PatternJson(pattern);
-        if (const uint64_t cut = CountCutChunks(m_file, *index); cut != 0)
-            m_report.Finding(
-                Format("past the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
-        if (m_options.check && stream)
-            facts["check"] = Compare(kind, *stream, *index);
+        Json facts = IndexJson({{"stream", *stream}}, *stream, *index, name);
+        if (kind == EKrStreamKind::Audio && !index->entries.empty())
+            AddPattern(*stream, facts);
         m_report.Fact(name, facts);
-        if (!m_options.summary)
-            PrintEntries(name, *index);
+        if (m_options.summary)
+            return;
+        m_report.BeginRows(name + "Entries", name + "     number       position       size\n");
+        PrintEntries(name, *index,
+                     [this](uint64_t number, const SKrStreamIndexEntry& entry)
+                     {
+                         m_report.Row(
+                             {{"number", number}, {"position", entry.position}, {"size", entry.size}},
+                             Format("{:>16}{:>15}{:>11}\n", number, entry.position, entry.size));
+                     });
+        m_report.EndRows();
+    }
+
+    // The streams that were not printed before.
+    void PrintOthers()
+    {
+        std::vector<uint32_t> others;
+        for (const SKrAviStream& stream : m_facts.streams)
+        {
+            if (std::ranges::find(m_printed, stream.number) == m_printed.end())
+                others.push_back(stream.number);
+        }
+        if (!others.empty())
+            PrintStreams(others);
+    }
+
+    void PrintStream(uint32_t stream)
+    {
+        CheckStreamNumber(m_file, m_facts, stream);
+        if (!PrintStreams({stream}))
+            m_report.Finding(Format("no index of stream {} can be loaded", stream));
     }
 
 private:
-    // Both sides by position; the search skips empty chunks, so their entries do not count.
-    Json Compare(EKrStreamKind kind, uint32_t stream, Chunks index)
+    // Nothing for an index without an entry if the stream has chunks.
+    [[nodiscard]] std::optional<SKrStreamIndex> Load(uint32_t stream) const
+    {
+        std::optional<SKrStreamIndex> index = LoadStreamIndex(m_file, stream);
+        const auto properties = StreamProperties(m_file, stream);
+        const bool isBlank = index && index->entries.empty() && index->outside == 0;
+        return isBlank && properties && properties->chunkId != 0 ? std::nullopt : std::move(index);
+    }
+
+    // Both sides by position.
+    Json Compare(uint32_t stream, const SKrStreamIndex& loaded, const std::string& name)
     {
         const SKrFoundChunks found =
-            SearchChunks(m_file, DataChunkIds(stream, m_facts.streams.size(), kind), m_progress);
+            ScanForChunks(m_file, m_facts.streams.size(), stream, std::nullopt, m_progress);
+        Chunks index = ChunksOfIndex(loaded);
         constexpr auto kPosition = &SKrChunkIndexEntry::position;
-        std::erase_if(index, [](const SKrChunkIndexEntry& entry) { return entry.size == 0; });
         std::ranges::sort(index, {}, kPosition);
         Chunks missing;
         std::ranges::set_difference(found.chunks, index, std::back_inserter(missing), {}, kPosition,
                                     kPosition);
         Chunks wrong;
         std::ranges::set_difference(index, found.chunks, std::back_inserter(wrong), {}, kPosition, kPosition);
-        const std::string name = KindName(kind);
         if (!missing.empty())
             m_report.Finding(Format("not in the {} index: {} of stream {}", name,
                                     Counted(missing.size(), "chunk"), stream));
@@ -135,23 +169,88 @@ private:
                 {"notInFile", wrong.size()}};
     }
 
-    void PrintEntries(const std::string& name, const Chunks& index)
+    // What is known of an index, added to other facts. `name`: of the index in findings.
+    Json IndexJson(Json facts, uint32_t stream, const SKrStreamIndex& index, const std::string& name)
     {
-        m_report.BeginRows(name + "Entries", name + "     number       position       size\n");
+        facts["entries"] = index.entries.size();
+        facts["bytes"] = SizesJson(index.entries);
+        if (index.outside != 0)
+            m_report.Finding(Format("past the end of the file: {} of the {} index",
+                                    Counted(index.outside, "chunk"), name));
+        if (m_options.check)
+            facts["check"] = Compare(stream, index, name);
+        return facts;
+    }
+
+    // Hosts get it for one audio stream.
+    void AddPattern(uint32_t stream, Json& facts) const
+    {
+        SKrAudioChunkPattern pattern = {};
+        const SKrAviStream* const ofHosts = FirstUsableAudioStream(m_facts);
+        const bool isOfHosts = ofHosts != nullptr && ofHosts->number == stream;
+        if (isOfHosts && LoadIndex(m_file, EKrStreamKind::Audio, &pattern))
+            facts["sizePattern"] = PatternJson(pattern);
+    }
+
+    // Answers whether any of them has an index.
+    bool PrintStreams(const std::vector<uint32_t>& streams)
+    {
+        std::vector<std::optional<SKrStreamIndex>> indexes;
+        Json rows = Json::array();
+        for (const uint32_t stream : streams)
+        {
+            const auto& index = indexes.emplace_back(Load(stream));
+            const SKrAviStream* const header =
+                stream < m_facts.streams.size() ? &m_facts.streams[stream] : nullptr;
+            const Json facts = {{"stream", stream},
+                                {"type", header != nullptr ? Json(FourCcText(header->type)) : Json()}};
+            rows.push_back(index ? IndexJson(facts, stream, *index, Format("stream {}", stream)) : facts);
+        }
+        m_report.Fact("streams", rows);
+        if (!m_options.summary)
+            PrintEntriesOf(streams, indexes);
+        return std::ranges::any_of(indexes, [](auto& index) { return index.has_value(); });
+    }
+
+    void PrintEntriesOf(const std::vector<uint32_t>& streams,
+                        const std::vector<std::optional<SKrStreamIndex>>& indexes)
+    {
+        m_report.BeginRows("streamEntries", "stream    number       position       size  key frame\n");
+        for (size_t place = 0; place < streams.size(); ++place)
+        {
+            if (!indexes[place])
+                continue;
+            const auto show =
+                [this, stream = streams[place]](uint64_t number, const SKrStreamIndexEntry& entry)
+            {
+                const bool isKey = (entry.flags & kKeyFrame) != 0;
+                m_report.Row({{"stream", stream},
+                              {"number", number},
+                              {"position", entry.position},
+                              {"size", entry.size},
+                              {"keyFrame", isKey}},
+                             Format("{:>6}{:>10}{:>15}{:>11}  {}\n", stream, number, entry.position,
+                                    entry.size, isKey ? "yes" : "no"));
+            };
+            PrintEntries(Format("stream {}", streams[place]), *indexes[place], show);
+        }
+        m_report.EndRows();
+    }
+
+    // Those of the range that the user asked for.
+    template <class SHOW>
+    void PrintEntries(const std::string& name, const SKrStreamIndex& index, SHOW&& show)
+    {
+        const Entries& entries = index.entries;
         const uint64_t end =
-            m_options.to ? std::min<uint64_t>(*m_options.to + 1, index.size()) : index.size();
+            m_options.to ? std::min<uint64_t>(*m_options.to + 1, entries.size()) : entries.size();
         const uint64_t first = std::min(m_options.from.value_or(0), end);
         m_progress.Begin("printing " + name, end - first, EKrUnit::Chunk);
         for (uint64_t number = first; number < end; ++number)
         {
-            const SKrChunkIndexEntry& entry = index[static_cast<size_t>(number)];
-            if (m_report.AsJson())
-                m_report.Row({{"number", number}, {"position", entry.position}, {"size", entry.size}}, {});
-            else
-                m_report.Row({}, Format("{:>16}{:>15}{:>11}\n", number, entry.position, entry.size));
+            show(number, entries[static_cast<size_t>(number)]);
             m_progress.Advance(number - first);
         }
-        m_report.EndRows();
         m_progress.End();
     }
 
@@ -160,6 +259,7 @@ private:
     const SKrIndexOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
+    std::vector<uint32_t> m_printed; // numbers of streams
 };
 void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress)
 {
@@ -170,11 +270,15 @@ void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& pr
     ReportFileFindings(file, facts, report);
     report.Fact("file", file.Path());
     CKrIndexPrinter printer(file, facts, options, report, progress);
-    const bool both = options.video == options.audio;
-    if (both || options.video)
+    const bool all = !options.video && !options.audio && !options.stream;
+    if (all || options.video)
         printer.Print(EKrStreamKind::Video, options.video);
-    if (both || options.audio)
+    if (all || options.audio)
         printer.Print(EKrStreamKind::Audio, options.audio);
+    if (all)
+        printer.PrintOthers();
+    if (const std::optional<uint32_t> stream = StreamNumber(options.stream))
+        printer.PrintStream(*stream);
 }
 } // namespace
 
@@ -186,6 +290,7 @@ void AddIndexVerb(CKrVerbTable& verbs)
                   [options](auto& report, auto& progress) { RunIndex(*options, report, progress); });
     verb.AddSwitch("--video", options->video, "The video index only");
     verb.AddSwitch("--audio", options->audio, "The audio index only");
+    verb.AddNumber("--stream", options->stream, "The index of this stream only");
     verb.AddSwitch("--summary", options->summary, "Only counts and sizes, no entries");
     verb.AddSwitch("--check", options->check, "Compare with the chunks in the file");
     verb.AddNumber("--from", options->from, "First entry shown");

@@ -220,7 +220,7 @@ Json SegmentsJson(const CKrAviFile& file, const SKrAviFacts& facts)
     return segments;
 }
 
-Json StreamsJson(const SKrAviFacts& facts)
+Json StreamsJson(const CKrAviFile& file, const SKrAviFacts& facts)
 {
     Json streams = Json::array();
     for (const SKrAviStream& stream : facts.streams)
@@ -240,6 +240,8 @@ Json StreamsJson(const SKrAviFacts& facts)
             row["channels"] = format.channels;
             row["samplesPerSec"] = format.samplesPerSec;
         }
+        const std::optional<SKrStreamIndex> index = LoadStreamIndex(file, stream.number);
+        row["indexEntries"] = index ? Json(index->entries.size()) : Json();
         row["superIndex"] = stream.superIndexPosition ? Json(*stream.superIndexPosition) : Json();
         if (!stream.name.empty())
             row["name"] = Printable(stream.name);
@@ -321,7 +323,7 @@ void RunInfo(const std::string& path, CKrReport& report, CKrProgress& progress)
     report.Fact("segments", SegmentsJson(file, facts));
     report.Fact("video", video, VideoText(video));
     report.Fact("audio", audio);
-    report.Fact("streams", StreamsJson(facts));
+    report.Fact("streams", StreamsJson(file, facts));
     report.Fact("privateChunks", PrivateChunksJson(file));
     report.Fact("indexes", IndexKindsJson(facts));
 }

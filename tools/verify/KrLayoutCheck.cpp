@@ -2,6 +2,7 @@
 
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrInputFile.h"
+#include "tools/avi/KrLayoutRules.h"
 #include "tools/command/KrText.h"
 
 #include <algorithm>
@@ -13,23 +14,6 @@ namespace
 constexpr size_t kMostPrivateChunks = 16;
 constexpr uint64_t kEmptyRun = 5;
 
-constexpr GuessSet kTakenChunks =
-    GuessesOf(EKrGuess::AviList, EKrGuess::OtherList, EKrGuess::Data, EKrGuess::OtherData, EKrGuess::Index,
-              EKrGuess::Header, EKrGuess::CutHeader, EKrGuess::Printable);
-
-// Trusts lists. Header chunks are searched for only in the few bytes of headers, one by one.
-constexpr SKrScanRules kVerifyRules = {
-    .trust = EKrTrust::ListSizes,
-    .chunks = kTakenChunks,
-    .search = {.chunks = GuessesOf(EKrGuess::Data, EKrGuess::OtherData, EKrGuess::Index, EKrGuess::Header),
-               .lists = GuessesOf(EKrGuess::AviList, EKrGuess::OtherList),
-               .followers = kTakenChunks | GuessesOf(EKrGuess::End),
-               .padding = EKrPadding::ByPosition,
-               .listProof = EKrListProof::Size,
-               .zeroByteFollows = true,
-               .acceptsAfterZeros = true,
-               .closely = 4096}};
-
 std::string LatestEnd(uint64_t position)
 {
     return "an end at " + std::to_string(position) + " at the latest";
@@ -38,11 +22,11 @@ std::string LatestEnd(uint64_t position)
 
 void CKrLayoutCheck::Run(CKrProgress& progress)
 {
-    const SKrChunkGuess first = CKrChunkFinder(m_file, kVerifyRules.search, progress).At(0);
+    const SKrChunkGuess first = CKrChunkFinder(m_file, kLayoutRules.search, progress).At(0);
     if (first.id != kFccRiff || first.type != kFccAvi)
         m_results.Add(EKrCheck::RiffMissing, 0, "RIFF 'AVI '",
                       FourCcText(first.id) + " '" + FourCcText(first.type) + '\'');
-    CKrFileScanner(m_file, kVerifyRules, *this, progress).Run("checking chunks");
+    CKrFileScanner(m_file, kLayoutRules, *this, progress).Run("checking chunks");
 }
 
 void CKrLayoutCheck::OnSegmentOverlap(const SKrScannedList& segment, uint64_t position)

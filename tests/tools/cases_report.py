@@ -174,6 +174,55 @@ def test_tree_sums_up_long_rows(kravi):
     equal([row["collapsed"] for row in rows if "collapsed" in row], [58], "sum after two")
 
 
+def test_tree_sums_up_long_rows_of_groups(kravi):
+    data = avi.simple_avi(avi.standard_streams(30), groups=2)
+    kravi.write("clip.avi", data)
+    everything = walk(data, 0, len(data), 0, [])
+    groups = [row for row in everything if row.get("type") == "rec "]
+    equal(len(groups), 15, "groups")
+    rows = report(kravi, "tree", "clip.avi", "--run", "13")["chunks"]
+    collapsed = [row for row in rows if "collapsed" in row]
+    equal([(row["position"], row["collapsed"], row["ids"]) for row in collapsed],
+          [(groups[13]["position"], 2, {"LIST rec ": 2})], "sum")
+    equal(rows[:-1], [row for row in everything if row["position"] < groups[13]["position"]], "what is before it")
+    equal(report(kravi, "tree", "clip.avi", "--run", "14")["chunks"], everything, "a sum of one saves no line")
+
+
+def test_tree_of_lists_that_are_not_known(kravi):
+    data = avi.simple_avi(avi.standard_streams(2), before_movi=avi.lst(b"abcd", avi.chunk(b"wxyz", b"12345"), avi.lst(b"efgh")))
+    kravi.write("clip.avi", data)
+    equal(report(kravi, "tree", "clip.avi")["chunks"], walk(data, 0, len(data), 0, []), "chunks")
+
+
+def test_tree_of_a_recording_that_was_not_finished(kravi):
+    data = bytearray(avi.simple_avi(avi.standard_streams(), idx1=False))
+    wanted = walk(bytes(data), 0, len(data), 0, [])
+    for position in (4, data.index(b"movi") - 4):
+        struct.pack_into("<I", data, position, 0)
+    kravi.write("clip.avi", bytes(data))
+    rows = report(kravi, "tree", "clip.avi", "--all", code=1)["chunks"]
+    without_size = [[{**row, "size": 0} if row.get("type") in ("AVI ", "movi") else row for row in part] for part in (rows, wanted)]
+    equal(without_size[0], without_size[1], "chunks")
+
+
+def test_tree_of_bare_chunks(kravi):
+    kravi.write("bare.avi", bytes(200) + avi.chunk(b"00dc", b"one") + avi.chunk(b"00dc", b"three"))
+    equal(report(kravi, "tree", "bare.avi", code=1)["chunks"],
+          [{"level": 0, "position": 200, "size": 3, "id": "00dc"}, {"level": 0, "position": 212, "size": 5, "id": "00dc"}], "chunks")
+
+
+def test_bytes_in_no_chunk_are_a_finding_of_the_tree(kravi):
+    streams = avi.standard_streams()
+    data = bytearray(avi.simple_avi(streams))
+    third = streams[0].positions[2] - 8
+    data[third:third + 4] = b"\xff\xfe\xfd\xfc"
+    kravi.write("clip.avi", bytes(data))
+    result = report(kravi, "tree", "clip.avi", "--all", code=1)
+    equal(result["findings"], [f"in no chunk: 312 bytes at 1 place, the first at position {third}"], "findings")
+    equal([row["position"] for row in result["chunks"] if row["id"] == "01wb"], [place - 8 for place in streams[1].positions],
+          "the chunks after them")
+
+
 def test_tree_depth(kravi):
     kravi.write("clip.avi", avi.simple_avi(avi.standard_streams()))
     rows = report(kravi, "tree", "clip.avi", "--depth", "2")["chunks"]

@@ -7,7 +7,6 @@
 #include "format/KrChunkHeader.h"
 
 #include <cstdint>
-#include <deque>
 #include <vector>
 
 namespace KrTool
@@ -48,14 +47,8 @@ std::vector<SKrRiffChunkNode*> Segments(const CKrAviFile& file, CKrNodeBudget& b
 // The sub-chunks of a container that start before `limit`, in file order; none for other chunks. The reader
 // bounds them by what the container claims; `limit` is where the containers around it end, so that no chunk
 // is visited twice.
-//
-// The library's writer pads to a sector directly after chunks of odd size. The reader, which skips a padding
-// byte there, finds nothing more: with `others` the rest is read from the file into nodes of its own, which
-// are not for the reader's operations.
-using OwnNodes = std::deque<SKrRiffChunkNode>;
 std::vector<SKrRiffChunkNode*> SubChunks(const CKrAviFile& file, SKrRiffChunkNode& parent, uint64_t limit,
-                                         CKrNodeBudget& budget, CKrProgress& progress,
-                                         OwnNodes* others = nullptr);
+                                         CKrNodeBudget& budget, CKrProgress& progress);
 } // namespace KrTool
 
 #endif

@@ -1,9 +1,8 @@
 // kravi tree: the chunks of a file, level by level.
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
-#include "tools/avi/KrChunkKinds.h"
-#include "tools/avi/KrChunkWalk.h"
 #include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrLayoutRules.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -14,6 +13,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace KrTool
 {
@@ -24,8 +25,8 @@ const SKrVerbHelp kTreeHelp = {
     "The chunks of the file",
     {
         "Long runs of chunks are summarised after the first ones; see --run and --all.",
-        R"(Findings: chunks that extend past the end of the file or of their list; lists nested too deeply; more
-        chunks than --limit; and defects of the whole file (see info).)",
+        R"(Findings: chunks that extend past the end of the file or of their list; lists nested too deeply; bytes in
+        no chunk; more chunks than --limit; and defects of the whole file (see info).)",
     },
     {
         "kravi tree clip.avi --depth 2",
@@ -49,21 +50,29 @@ std::string RowText(uint64_t position, uint64_t size, size_t level, const std::s
     return Format("{:>14}{:>12}  {:{}}{}\n", position, size, "", 2 * level, text);
 }
 
-// What forms long runs in a file: data chunks, whatever their ids, and groups of them.
-bool BelongsToRun(const SKrRiffChunkInfo& chunk)
+// One line of the tree.
+struct SKrTreeChunk
 {
-    return !IsContainer(chunk.ckid) || chunk.fccType == kFccRec;
-}
+    uint64_t position = 0; // of the header
+    uint32_t size = 0;
+    uint32_t id = 0;
+    uint32_t type = 0; // of a container
+
+    [[nodiscard]] bool IsContainer() const { return ::IsContainer(id); }
+
+    // What forms long runs in a file: data chunks, whatever their ids, and groups of them.
+    [[nodiscard]] bool BelongsToRun() const { return !IsContainer() || type == kFccRec; }
+};
 
 // The chunks of a run that are not shown one by one, counted by id.
 class CKrRunSummary
 {
 public:
-    void Add(const SKrRiffChunkInfo& chunk)
+    void Add(const SKrTreeChunk& chunk)
     {
         ++m_chunks;
-        m_bytes += chunk.cksize;
-        const std::string id = IsContainer(chunk.ckid) ? "LIST rec " : FourCcText(chunk.ckid);
+        m_bytes += chunk.size;
+        const std::string id = chunk.IsContainer() ? "LIST rec " : FourCcText(chunk.id);
         auto place = std::ranges::find(m_counts, id, &SKrCount::id);
         if (place == m_counts.end())
         {
@@ -76,6 +85,8 @@ public:
         }
         ++place->chunks;
     }
+
+    [[nodiscard]] bool IsEmpty() const { return m_chunks == 0; }
 
     Json AsJson(uint64_t position, size_t level) const
     {
@@ -116,10 +127,10 @@ struct SKrFaults
     uint64_t count = 0;
     uint64_t firstPosition = 0;
 
-    void Add(const SKrRiffChunkInfo& chunk)
+    void Add(uint64_t position)
     {
         if (count++ == 0)
-            firstPosition = HeaderPosition(chunk);
+            firstPosition = position;
     }
 
     void ReportAs(const std::string& text, CKrReport& report) const
@@ -130,169 +141,183 @@ struct SKrFaults
     }
 };
 
-class CKrTreePrinter
+class CKrTreePrinter final : public IKrScanListener
 {
 public:
-    CKrTreePrinter(const CKrAviFile& file, const SKrTreeOptions& options, CKrReport& report,
-                   CKrProgress& progress)
-        : m_file(file), m_options(options), m_report(report), m_progress(progress), m_budget(options.limit)
+    CKrTreePrinter(uint64_t fileLength, const SKrTreeOptions& options, CKrReport& report)
+        : m_fileLength(fileLength), m_options(options), m_report(report)
     {
     }
 
-    void Print()
+    void OnList(const SKrScannedList& list, Lists around) override
     {
-        m_progress.Begin("reading", m_file.Length(), EKrUnit::Byte);
-        m_report.BeginRows("chunks", "      position        size  chunk\n");
-        m_levels.push_back({.nodes = Segments(m_file, m_budget), .limit = m_file.Length()});
-        while (!m_levels.empty())
-            Step();
+        const bool isSegment = list.kind == EKrListKind::Segment;
+        if (!isSegment && list.isUnset) // of a segment it is a finding about the whole file
+            m_sizeUnset.Add(list.position);
+        if (isSegment && !list.isUnset && list.claimedEnd > m_fileLength)
+            m_beyondFile.Add(list.position);
+        Take({list.position, list.size, isSegment ? kFccRiff : kFccList, list.type}, around.size() - 1);
+    }
+
+    void OnListEnd(const SKrScannedList&, Lists around, uint64_t) override { EndRun(around.size()); }
+
+    void OnChunk(const SKrScannedChunk& chunk, Lists around) override
+    {
+        const SKrChunkGuess& guess = chunk.guess;
+        const bool isDepthGiven = m_options.depth != 0 && m_options.depth <= kDeepestLevel;
+        if (guess.IsList() && around.size() == kDeepestLevel && !isDepthGiven)
+            m_tooDeep.Add(chunk.position);
+        Take({chunk.position, guess.size, guess.id, guess.type}, around.size() - 1);
+    }
+
+    void OnOverrun(const SKrScannedChunk& chunk, Lists, uint64_t claimedEnd, bool) override
+    {
+        (claimedEnd > m_fileLength ? m_beyondFile : m_beyondParent).Add(chunk.position);
+    }
+
+    // What follows the segments is a note about the whole file.
+    void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) override
+    {
+        if (IsFull() || isZeros || around.size() == 1)
+            return;
+        m_gaps.Add(from);
+        m_gapBytes += to - from;
+    }
+
+    [[nodiscard]] bool IsFull() const override { return m_chunks > m_options.limit; }
+
+    // Shows what is held back, and reports the faults.
+    void Finish()
+    {
+        EndRun(0);
         m_report.EndRows();
-        m_progress.End();
-        ReportFaults();
-    }
-
-private:
-    struct SKrLevel
-    {
-        std::vector<SKrRiffChunkNode*> nodes;
-        std::unique_ptr<OwnNodes> others = nullptr; // hold the last of them, which the reader does not have
-        uint64_t limit = 0;                         // chunks below start before it
-        size_t next = 0;                            // node to be shown
-        size_t shownUntil = 0;                      // nodes of the present run before this one are shown,
-        size_t runEnd = 0;                          // those up to here are summed up
-
-        // Whether the node just passed is one of the others.
-        [[nodiscard]] bool IsOther() const
-        {
-            return others != nullptr && next > nodes.size() - others->size();
-        }
-    };
-
-    // Shows the next node of the deepest level, or leaves the level.
-    void Step()
-    {
-        m_progress.StopIfAsked();
-        SKrLevel& level = m_levels.back();
-        if (level.next == level.nodes.size())
-        {
-            m_levels.pop_back();
-            return;
-        }
-        if (level.next == level.runEnd)
-            FindRun(level);
-        if (level.next < level.shownUntil)
-            ShowNode(level);
-        else
-            SumUp(level);
-    }
-
-    void FindRun(SKrLevel& level) const
-    {
-        level.runEnd = level.next;
-        while (level.runEnd < level.nodes.size() && BelongsToRun(level.nodes[level.runEnd]->chunk))
-            ++level.runEnd;
-        level.runEnd = std::max(level.runEnd, level.next + 1);
-        const size_t length = level.runEnd - level.next;
-        const bool isShort = m_options.all || length - 1 <= m_options.run; // a summary of one saves no line
-        level.shownUntil = isShort ? level.runEnd : level.next + static_cast<size_t>(m_options.run);
-    }
-
-    // May add a level, which moves the levels: `level` is not used afterwards.
-    void ShowNode(SKrLevel& level)
-    {
-        SKrRiffChunkNode& node = *level.nodes[level.next++];
-        const size_t depth = m_levels.size() - 1;
-        const uint64_t limit = level.limit;
-        ShowRow(node.chunk, depth);
-        NoteFaults(node.chunk, limit, depth == 0);
-        if (!IsContainer(node.chunk.ckid) || level.IsOther() ||
-            (m_options.depth != 0 && m_levels.size() >= m_options.depth))
-            return;
-        if (m_levels.size() == kDeepestLevel)
-        {
-            m_tooDeep.Add(node.chunk);
-            return;
-        }
-        const uint64_t childLimit = std::min(limit, EndPosition(node.chunk));
-        auto others = std::make_unique<OwnNodes>();
-        auto nodes = SubChunks(m_file, node, childLimit, m_budget, m_progress, others.get());
-        m_levels.push_back({.nodes = std::move(nodes), .others = std::move(others), .limit = childLimit});
-    }
-
-    void ShowRow(const SKrRiffChunkInfo& chunk, size_t depth)
-    {
-        if (m_report.AsJson())
-        {
-            Json row = {{"level", depth},
-                        {"position", HeaderPosition(chunk)},
-                        {"size", chunk.cksize},
-                        {"id", FourCcText(chunk.ckid)}};
-            if (IsContainer(chunk.ckid))
-                row["type"] = FourCcText(chunk.fccType);
-            m_report.Row(row, {});
-            return;
-        }
-        const std::string type =
-            IsContainer(chunk.ckid) ? Format(" '{}'", FourCcText(chunk.fccType)) : std::string();
-        m_report.Row({}, RowText(HeaderPosition(chunk), chunk.cksize, depth,
-                                 Format("'{}'{}", FourCcText(chunk.ckid), type)));
-    }
-
-    void NoteFaults(const SKrRiffChunkInfo& chunk, uint64_t limit, bool isSegment)
-    {
-        const bool isUnset = IsContainer(chunk.ckid) && IsSizeUnset(chunk.cksize);
-        if (isUnset && isSegment)
-            return; // a finding about the file as a whole
-        if (isUnset)
-            m_sizeUnset.Add(chunk);
-        else if (EndPosition(chunk) > m_file.Length())
-            m_beyondFile.Add(chunk);
-        else if (!isSegment && EndPosition(chunk) > limit)
-            m_beyondParent.Add(chunk);
-    }
-
-    void SumUp(SKrLevel& level)
-    {
-        CKrRunSummary summary;
-        const uint64_t position = HeaderPosition(level.nodes[level.next]->chunk);
-        for (; level.next < level.runEnd; ++level.next)
-        {
-            const SKrRiffChunkInfo& chunk = level.nodes[level.next]->chunk;
-            summary.Add(chunk);
-            NoteFaults(chunk, level.limit, false);
-        }
-        const size_t depth = m_levels.size() - 1;
-        m_report.Row(summary.AsJson(position, depth), summary.AsText(position, depth));
-    }
-
-    void ReportFaults() const
-    {
         m_sizeUnset.ReportAs("of a size that was never written", m_report);
         m_beyondFile.ReportAs("past the end of the file", m_report);
         m_beyondParent.ReportAs("past the end of their list", m_report);
         m_tooDeep.ReportAs(Format("not entered on level {}", kDeepestLevel), m_report);
-        if (m_budget.Exceeded())
+        if (IsFull())
             m_report.Finding(
                 Format("the file has more than {} chunks; the others are left out", m_options.limit));
+        if (m_gaps.count != 0)
+            m_report.Finding(Format("in no chunk: {} at {}, the first at position {}",
+                                    Counted(m_gapBytes, "byte"), Counted(m_gaps.count, "place"),
+                                    m_gaps.firstPosition));
     }
 
-    const CKrAviFile& m_file;
+private:
+    struct SKrRow
+    {
+        Json json;
+        std::string text;
+    };
+
+    // The run of chunks that a level is in. The one after those that are shown is held back with what is in
+    // it: if it is the last one, a summary would save no line.
+    struct SKrRun
+    {
+        uint64_t chunks = 0;
+        std::optional<SKrTreeChunk> held;
+        std::vector<SKrRow> heldRows;
+        CKrRunSummary summary; // of the held one and those after it
+    };
+
+    void Take(const SKrTreeChunk& chunk, size_t level)
+    {
+        if (++m_chunks > m_options.limit)
+            return;
+        if (m_runs.size() <= level)
+            m_runs.resize(level + 1);
+        if (!chunk.BelongsToRun())
+            EndRun(level);
+        else if (++m_runs[level].chunks > m_options.run && !m_options.all)
+            return HoldBack(chunk, level);
+        Show(RowOf(chunk, level), level);
+    }
+
+    void HoldBack(const SKrTreeChunk& chunk, size_t level)
+    {
+        SKrRun& run = m_runs[level];
+        if (!run.held)
+        {
+            run.held = chunk;
+            run.heldRows.push_back(RowOf(chunk, level));
+            return;
+        }
+        if (run.summary.IsEmpty())
+            run.summary.Add(*run.held);
+        run.summary.Add(chunk);
+        run.heldRows.clear();
+    }
+
+    void EndRun(size_t level)
+    {
+        if (level >= m_runs.size())
+            return;
+        const SKrRun run = std::exchange(m_runs[level], SKrRun());
+        for (const SKrRow& row : run.heldRows)
+            Show(row, level);
+        if (!run.summary.IsEmpty())
+            Show({run.summary.AsJson(run.held->position, level),
+                  run.summary.AsText(run.held->position, level)},
+                 level);
+    }
+
+    // A row inside a chunk that is held back shares its fate.
+    void Show(const SKrRow& row, size_t level)
+    {
+        for (size_t outer = 0; outer < level; ++outer)
+        {
+            if (!m_runs[outer].held)
+                continue;
+            if (m_runs[outer].summary.IsEmpty())
+                m_runs[outer].heldRows.push_back(row);
+            return;
+        }
+        m_report.Row(row.json, row.text);
+    }
+
+    [[nodiscard]] SKrRow RowOf(const SKrTreeChunk& chunk, size_t level) const
+    {
+        if (!m_report.AsJson())
+        {
+            const std::string type =
+                chunk.IsContainer() ? Format(" '{}'", FourCcText(chunk.type)) : std::string();
+            return {nullptr,
+                    RowText(chunk.position, chunk.size, level, Format("'{}'{}", FourCcText(chunk.id), type))};
+        }
+        Json row = {{"level", level},
+                    {"position", chunk.position},
+                    {"size", chunk.size},
+                    {"id", FourCcText(chunk.id)}};
+        if (chunk.IsContainer())
+            row["type"] = FourCcText(chunk.type);
+        return {std::move(row), {}};
+    }
+
+    const uint64_t m_fileLength;
     const SKrTreeOptions& m_options;
     CKrReport& m_report;
-    CKrProgress& m_progress;
-    CKrNodeBudget m_budget;
-    std::vector<SKrLevel> m_levels;
+    std::vector<SKrRun> m_runs; // of each level
+    uint64_t m_chunks = 0;
+    uint64_t m_gapBytes = 0;
+    SKrFaults m_gaps;
     SKrFaults m_sizeUnset;
     SKrFaults m_beyondFile;
     SKrFaults m_beyondParent;
     SKrFaults m_tooDeep;
 };
+
 void RunTree(const SKrTreeOptions& options, CKrReport& report, CKrProgress& progress)
 {
     const CKrAviFile file(options.file);
     report.Fact("file", file.Path());
     report.Fact("length", file.Length());
-    CKrTreePrinter(file, options, report, progress).Print();
+    report.BeginRows("chunks", "      position        size  chunk\n");
+    CKrTreePrinter printer(file.Length(), options, report);
+    const uint64_t depth = options.depth != 0 ? options.depth : kDeepestLevel;
+    const SKrScanRules rules = RulesForAnyList(static_cast<size_t>(std::min<uint64_t>(depth, kDeepestLevel)));
+    CKrFileScanner(file, rules, printer, progress).Run("reading");
+    printer.Finish();
     ReportFileFindings(file, ReadFacts(file, progress), report);
 }
 } // namespace

@@ -16,6 +16,11 @@ void IKrMappedView::Put(size_t offset, KrByteSpan bytes)
     *reinterpret_cast<volatile uint32_t*>(to) = word; // one store: counts and sizes are read by others
 }
 
+SKrFlushOutcome IKrFileSystem::FlushName(const wchar_t*)
+{
+    return {true, 0};
+}
+
 bool IKrWritableFile::ReserveTo(uint64_t)
 {
     return false;

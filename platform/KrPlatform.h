@@ -117,6 +117,9 @@ public:
     // null when that is not possible, also while anybody has it open.
     [[nodiscard]] virtual std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) = 0;
 
+    // Flushes the name of a file that was created here, where the flush of the file leaves it out.
+    virtual SKrFlushOutcome FlushName(const wchar_t* path);
+
     // Whether anything of that name exists.
     [[nodiscard]] virtual bool Exists(const wchar_t* path) = 0;
 

@@ -236,7 +236,7 @@ if(WIN32)
   list(PREPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryWin32.cpp win32/VersionResourceTest.cpp)
 else()
   list(APPEND KR_TEST_SUPPORT_SOURCES support/posix/KrOsTestFilesPosix.cpp)
-  list(APPEND KR_INNER_TEST_SOURCES posix/WriteLimitTest.cpp)
+  list(APPEND KR_INNER_TEST_SOURCES posix/NameFlushTest.cpp posix/WriteLimitTest.cpp)
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
 endif()
 

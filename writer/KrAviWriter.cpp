@@ -115,6 +115,8 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
             m_fileSystem.Delete(path);
             return false;
         }
+        if (m_rules.powerSafe)
+            FlushName(path);
         m_work.Reset();
         m_interleaver.Begin(std::move(file), setup, m_rules);
     }
@@ -125,6 +127,17 @@ bool CKrAviWriter::CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup)
         throw;
     }
     return true;
+}
+
+// After a power cut the file is to be found. A failure is noted, and the recording continues.
+void CKrAviWriter::FlushName(const wchar_t* path)
+{
+    CKrRecordingStatus& status = m_interleaver.Status();
+    status.BeginFlush();
+    const SKrFlushOutcome outcome = m_fileSystem.FlushName(path);
+    status.EndFlush(outcome);
+    if (!outcome)
+        m_interleaver.Faults().flushFailed = true;
 }
 
 std::unique_ptr<CKrGrowingFile> CKrAviWriter::MakeFile(const wchar_t* path, SKrWriterSetup& setup)

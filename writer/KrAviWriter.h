@@ -52,6 +52,7 @@ private:
                             const WAVEFORMATEX* audioFormat);
     [[nodiscard]] bool Close();
     [[nodiscard]] bool CreateAndBegin(const wchar_t* path, SKrWriterSetup& setup);
+    void FlushName(const wchar_t* path);
     [[nodiscard]] std::unique_ptr<CKrGrowingFile> MakeFile(const wchar_t* path, SKrWriterSetup& setup);
     [[nodiscard]] uint32_t SectorSizeFor(const wchar_t* path) const;
     void PrepareWorker();

@@ -103,6 +103,12 @@ public:
         return native ? CreateWritableFile(*native) : nullptr;
     }
 
+    SKrFlushOutcome FlushName(const wchar_t* path) override
+    {
+        const std::optional<std::string> native = NativePath(path);
+        return native ? FlushNameIn(*native) : SKrFlushOutcome{false, ENOENT};
+    }
+
     bool Exists(const wchar_t* path) override
     {
         struct stat facts

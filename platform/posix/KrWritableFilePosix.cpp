@@ -201,6 +201,23 @@ std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path)
     }
 }
 
+// The names of a folder's files are its content.
+SKrFlushOutcome FlushNameIn(const std::string& path)
+{
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const CKrFileDescriptor opened = OpenNative(folder, O_RDONLY | O_DIRECTORY);
+    if (!opened.IsOpen())
+        return {false, static_cast<uint32_t>(errno)};
+    int result = -1;
+    do
+        result = ::fsync(opened.Get());
+    while (result != 0 && errno == EINTR);
+    if (result != 0 && errno != EINVAL) // that: a file system whose folders have nothing to flush
+        return {false, static_cast<uint32_t>(errno)};
+    return {true, 0};
+}
+
 bool DeleteUnusedFile(const std::string& path)
 {
     for (int opens = 1;; ++opens)

@@ -13,6 +13,9 @@
 // Null when somebody has the file open, which is then left as it is.
 std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path);
 
+// Flushes the folder that names the file.
+SKrFlushOutcome FlushNameIn(const std::string& path);
+
 // False when somebody has the file open.
 bool DeleteUnusedFile(const std::string& path);
 

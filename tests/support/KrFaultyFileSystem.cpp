@@ -235,6 +235,12 @@ std::unique_ptr<IKrWritableFile> CKrFaultyFileSystem::CreateForWriting(const wch
     return std::make_unique<CFaultyWritableFile>(std::move(file), m_plan);
 }
 
+SKrFlushOutcome CKrFaultyFileSystem::FlushName(const wchar_t* path)
+{
+    const std::optional<SFault> fault = m_plan->Count(EKrFileCall::FlushName);
+    return fault ? SKrFlushOutcome{false, fault->osError} : m_inner.FlushName(path);
+}
+
 bool CKrFaultyFileSystem::Exists(const wchar_t* path)
 {
     return !m_plan->Count(EKrFileCall::Exists) && m_inner.Exists(path);

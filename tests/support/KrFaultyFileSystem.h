@@ -26,10 +26,11 @@ enum class EKrFileCall
     Delete,
     SectorQuery,
     Share,
-    Reserve
+    Reserve,
+    FlushName
 };
 
-inline constexpr size_t kFileCallKinds = 14;
+inline constexpr size_t kFileCallKinds = 15;
 
 enum class EKrFaultSpan
 {
@@ -85,6 +86,7 @@ public:
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
     std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    SKrFlushOutcome FlushName(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override;
     bool Delete(const wchar_t* path) override;
     uint32_t BytesPerSector(const wchar_t* folder) override;

@@ -322,6 +322,8 @@ TEST(RecordingFaults, EachFailedCallInTurn_IsSurvived)
                 EXPECT_GE(FailEach(EKrFileCall::Write, span, options, worker), 5u);
                 EXPECT_GE(FailEach(EKrFileCall::Flush, span, options, worker), 1u);
                 EXPECT_GE(FailEach(EKrFileCall::Map, span, options, worker), 3u);
+                EXPECT_EQ(FailEach(EKrFileCall::FlushName, span, options, worker),
+                          options.flags == 0 ? 0u : 1u);
             }
         }
     }

@@ -200,6 +200,30 @@ TEST_F(RecordingStatus, FlushThatFails_IsNotedAndTheRecordingContinues)
     EXPECT_EQ(Status().framesWritten, 40u);
 }
 
+TEST_F(RecordingStatus, NameOfAPowerSafeFile_IsFlushedByTheOpen)
+{
+    for (const SKrRecordingOptions& options : {DefaultOptions(), FastOptions(), PowerSafeOptions()})
+    {
+        Set(options);
+        m_recorder.faults.Reset();
+        ASSERT_EQ(m_recorder.Open({}), 1);
+        EXPECT_EQ(m_recorder.faults.Calls(EKrFileCall::FlushName), options.flags == 0 ? 0u : 1u);
+        m_recorder.Close();
+    }
+}
+
+TEST_F(RecordingStatus, NameThatCannotBeFlushed_IsNotedAndTheRecordingContinues)
+{
+    Set(PowerSafeOptions());
+    m_recorder.faults.FailCall(EKrFileCall::FlushName, 1, EKrFaultSpan::Once, 30);
+    ASSERT_EQ(m_recorder.Open({}), 1);
+    EXPECT_EQ(Status().state, kKrStateOpen | kKrStateFlushFailed);
+    EXPECT_EQ(Status().systemError, 30u);
+    EXPECT_EQ(m_recorder.AddPatternVideo(10), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(Status().framesInIndex, 1u);
+}
+
 TEST(RecordingStatusOfAQueue, CountsWhatWaitsAndTheMostThatDid)
 {
     CKrRecorder recorder(EKrWorker::Stopped);

@@ -89,6 +89,7 @@ struct SKrMaterial
 struct SKrTimed
 {
     double seconds = 0;
+    double processorSeconds = 0; // of whoever writes
     uint64_t writes = 0;
 };
 
@@ -104,6 +105,7 @@ SKrTimed Record(const std::string& path, const SKrMaterial& material)
     std::binary_semaphore released(0);
     auto last = CKrRef<CKrSharedSample>::Adopt(new CKrSharedSample(material.frame.Bytes(), &released));
     const uint64_t writesBefore = files.writes;
+    const double processorBefore = ProcessorSeconds() - ProcessorSecondsOfThread();
     const CKrStopwatch watch;
     for (int64_t number = 1; number <= material.frames; ++number)
     {
@@ -112,7 +114,8 @@ SKrTimed Record(const std::string& path, const SKrMaterial& material)
     }
     last.Reset();
     released.acquire();
-    const SKrTimed timed{watch.Seconds(), files.writes - writesBefore};
+    const SKrTimed timed{watch.Seconds(), ProcessorSeconds() - ProcessorSecondsOfThread() - processorBefore,
+                         files.writes - writesBefore};
     Require(StatusOf(*writer.Get()).framesWritten == static_cast<uint64_t>(material.frames), "frames");
     Require(writer->CloseFile() != 0, "close");
     return timed;
@@ -145,7 +148,7 @@ SKrTimed WriteBare(const std::string& path, const SKrMaterial& material)
                 WriteChunk(file, material.sound.Bytes(), position);
                 WriteChunk(file, material.frame.Bytes(), position);
             }
-            timed = {watch.Seconds(), 2 * static_cast<uint64_t>(material.frames)};
+            timed = {watch.Seconds(), ProcessorSecondsOfThread(), 2 * static_cast<uint64_t>(material.frames)};
         });
     worker.join();
     ::close(file);
@@ -166,6 +169,7 @@ void MeasureSize(const std::string& folder, int64_t rounds, const char* name, si
 {
     const SKrMaterial material(frameBytes);
     std::vector<double> ratios;
+    std::vector<double> processorRatios;
     std::vector<double> times;
     uint64_t writes = 0;
     for (int64_t round = 0; round <= rounds; ++round)
@@ -177,11 +181,13 @@ void MeasureSize(const std::string& folder, int64_t rounds, const char* name, si
         if (round == 0)
             continue; // everything is warm after it
         ratios.push_back(timed[1].seconds / timed[0].seconds);
+        processorRatios.push_back(timed[1].processorSeconds / timed[0].processorSeconds);
         times.push_back(timed[1].seconds);
         writes = timed[1].writes;
     }
-    std::printf("| frames of %s with sound | %.1f ms | %.2f / %.2f / %.2f | %s | %.2f |\n", name,
+    std::printf("| frames of %s with sound | %.1f ms | %.2f / %.2f / %.2f | %s | %.2f | %.2f |\n", name,
                 Median(times) * 1e3, Quantile(ratios, 0), Median(ratios), Quantile(ratios, 1), target,
+                Median(processorRatios),
                 static_cast<double>(writes) * 65'536 / static_cast<double>(material.Bytes()));
     std::fflush(stdout);
 }
@@ -190,8 +196,9 @@ void MeasureSize(const std::string& folder, int64_t rounds, const char* name, si
 void MeasureJoinedWrites(const std::vector<std::string>& arguments)
 {
     const int64_t rounds = NumberOr(11, arguments, 1);
-    std::printf("| queued, joined writes | median | to bare writes: min / median / max | target | writes for "
-                "64 KB |\n|---|---|---|---|---|\n");
+    std::printf(
+        "| queued, joined writes | median | to bare writes: min / median / max | target | the writing "
+        "thread's processor time to theirs | writes for 64 KB |\n|---|---|---|---|---|---|\n");
     MeasureSize(arguments[0], rounds, "4 KB", 4 << 10, "0.80");
     MeasureSize(arguments[0], rounds, "64 KB", 64 << 10, "1.00");
     MeasureSize(arguments[0], rounds, "1 MB", 1 << 20, "1.10");

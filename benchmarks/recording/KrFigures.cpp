@@ -3,6 +3,7 @@
 #include "benchmarks/recording/KrFigures.h"
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
@@ -27,6 +28,17 @@ struct SKrMeasurement
     const char* arguments;
     void (*run)(const std::vector<std::string>& arguments);
 };
+
+double ProcessorSecondsOf(int who)
+{
+    rusage usage{};
+    ::getrusage(who, &usage);
+    const auto seconds = [](const timeval& time)
+    {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
 
 constexpr SKrMeasurement kMeasurements[] = {
     {"joined", "FOLDER [ROUNDS]", &MeasureJoinedWrites},
@@ -97,6 +109,16 @@ uint64_t PaddingAfter(uint64_t position)
     return position % kSectorBytes == 0
                ? 0
                : (position + header + kSectorBytes - 1) / kSectorBytes * kSectorBytes - position;
+}
+
+double ProcessorSeconds()
+{
+    return ProcessorSecondsOf(RUSAGE_SELF);
+}
+
+double ProcessorSecondsOfThread()
+{
+    return ProcessorSecondsOf(RUSAGE_THREAD);
 }
 
 double Median(std::vector<double> values)

@@ -47,6 +47,10 @@ struct SKrSoundFormat
 // Bytes of a 'JUNK' that fills the sector.
 [[nodiscard]] uint64_t PaddingAfter(uint64_t position);
 
+// Of the process, or of the calling thread, so far.
+[[nodiscard]] double ProcessorSeconds();
+[[nodiscard]] double ProcessorSecondsOfThread();
+
 [[nodiscard]] double Median(std::vector<double> values);
 
 // The value that this part of all values does not exceed.

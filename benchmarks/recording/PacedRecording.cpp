@@ -4,7 +4,6 @@
 #include "benchmarks/recording/KrFigures.h"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -16,17 +15,6 @@ namespace KrFigures
 namespace
 {
 constexpr size_t kFrameBytes = 500'000; // 100 Mbit/s
-
-double ProcessorSeconds()
-{
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time)
-    {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 struct SKrMaterial
 {

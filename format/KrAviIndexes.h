@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 
-inline constexpr uint32_t kAviifKeyFrame = 0x10; // in `flags` of an 'idx1' entry
+// In `flags` of an 'idx1' entry
+inline constexpr uint32_t kAviifKeyFrame = 0x10;
+inline constexpr uint32_t kAviifNoTime = 0x100; // the chunk takes no time of its stream: a palette change
 
 // One entry of 'idx1'.
 struct SKrOldIndexEntry

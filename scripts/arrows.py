@@ -30,6 +30,7 @@ LAYERS = [
     ["tools/command"],
     ["tools/avi"],
     ["tools/output"],
+    ["tools/copier"],
     ["tools/input", "tools/copy", "tools/hash", "tools/manual", "tools/map", "tools/recover", "tools/verify"],
     ["tools/verbs"],
     ["tools"],

@@ -80,6 +80,13 @@ Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, u
     return part;
 }
 
+uint8_t SilenceByte(uint16_t bitsPerSample)
+{
+    constexpr uint16_t kMostUnsignedBits = 8; // samples of up to so many bits have no sign
+    constexpr uint8_t kMiddle = 0x80;
+    return bitsPerSample <= kMostUnsignedBits ? kMiddle : 0;
+}
+
 uint64_t SampleFrames(const SKrAviStream& stream, const Chunks& chunks)
 {
     const SKrAudioFormat format = AudioFormat(stream);

@@ -40,6 +40,9 @@ std::optional<int64_t> AudioUnitAtFrame(uint64_t frame, const SKrAviStream& vide
 // to it.
 Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, uint64_t end);
 
+// The byte of which silence consists in PCM of so many bits.
+uint8_t SilenceByte(uint16_t bitsPerSample);
+
 // Sample frames in the chunks, as exactly as the format allows; 0 when unknown.
 uint64_t SampleFrames(const SKrAviStream& stream, const Chunks& chunks);
 } // namespace KrTool

@@ -1,6 +1,7 @@
 #include "tools/avi/KrAviFile.h"
 
 #include "format/KrChunkHeader.h"
+#include "format/KrFrameTables.h"
 #include "format/KrLimits.h"
 #include "platform/KrFileProbe.h"
 #include "platform/KrUtf8.h"
@@ -16,6 +17,9 @@ namespace KrTool
 {
 namespace
 {
+constexpr uint32_t kFlagScanMode = 4; // in SKrStreamProperties::flags
+constexpr uint32_t kFlagAspect = 8;
+
 // Names the type of other RIFF files. A damaged AVI file may still hold whole frames.
 std::string WhyNotAvi(const std::string& path)
 {
@@ -83,5 +87,23 @@ size_t CKrAviFile::ReadAt(uint64_t position, void* buffer, size_t count) const
         return 0;
     std::memcpy(buffer, &bytes[1], 1);
     return 1;
+}
+
+SKrVideoAnswer DeclaredVideo(const CKrAviFile& file)
+{
+    SKrVideoAnswer answer(file.Reader());
+    uint32_t declared = 0; // only the stream of the answer has these flags
+    for (uint32_t number = 0; number < file.Reader().GetStreamCount(); ++number)
+    {
+        SKrStreamProperties properties = {};
+        properties.size = sizeof properties;
+        if (file.Reader().GetStreamProperties(number, &properties) != 0)
+            declared |= properties.flags;
+    }
+    if ((declared & kFlagScanMode) == 0)
+        answer.format.scanMode = static_cast<int32_t>(EKrScanMode::Unknown);
+    if ((declared & kFlagAspect) == 0)
+        answer.format.aspectMode = kAspectModeUnknown;
+    return answer;
 }
 } // namespace KrTool

@@ -28,6 +28,11 @@ struct SKrVideoAnswer
     }
 };
 
+class CKrAviFile;
+
+// The same without scan mode and pixel aspect ratio where the reader only guesses them from the picture size.
+SKrVideoAnswer DeclaredVideo(const CKrAviFile& file);
+
 class CKrAviFile final : public CKrByteSource
 {
 public:

@@ -1,0 +1,222 @@
+#include "tools/copier/KrAviCopy.h"
+
+#include "format/KrAviIndexes.h"
+#include "format/KrBytes.h"
+#include "format/KrChunkHeader.h"
+#include "tools/avi/KrFileWindow.h"
+#include "tools/command/KrProgress.h"
+#include "tools/command/KrText.h"
+#include "tools/copier/KrBlockWriter.h"
+#include "tools/copier/KrSegmentPlan.h"
+#include "tools/output/KrOutputFile.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+namespace KrTool
+{
+namespace
+{
+// Chunks up to this size are read through a window, so that many small ones take few reads.
+constexpr uint32_t kSmallChunk = 65536;
+
+class CKrCopyWriting
+{
+public:
+    CKrCopyWriting(const SKrCopyJob& job, const std::string& output, bool force, CKrProgress& progress)
+        : m_job(job), m_plan(PlanFile(job, output)), m_file(output, force), m_progress(progress),
+          m_out(m_file, progress)
+    {
+        const size_t streams = job.header.streams.size();
+        m_result.chunks.resize(streams);
+        m_result.bytes.resize(streams);
+        m_result.blankFrames.resize(streams);
+        for (const SKrCarriedStream& stream : job.header.streams)
+            m_isCoded.push_back(IsCoded(stream));
+    }
+
+    SKrCopyResult Run()
+    {
+        m_progress.Begin("writing", m_plan.Size(), EKrUnit::Byte);
+        m_out.Put(HeaderBytes(m_job, m_plan));
+        for (const SKrPlannedSegment& segment : m_plan.segments)
+            PutSegment(segment);
+        m_out.Finish();
+        m_file.Commit();
+        m_progress.End();
+        m_result.segments = m_plan.segments.size();
+        m_result.fileBytes = m_plan.Size();
+        return std::move(m_result);
+    }
+
+private:
+    static bool IsCoded(const SKrCarriedStream& stream)
+    {
+        const uint32_t codec = DecodeBitmapHeader(stream.Format()).compression;
+        return stream.Fields().type == kFccVids && IsPrintableFourCc(codec) && codec != kFccDib;
+    }
+
+    [[nodiscard]] bool IsFirst(const SKrPlannedSegment& segment) const
+    {
+        return &segment == &m_plan.segments.front();
+    }
+
+    void PutSegment(const SKrPlannedSegment& segment)
+    {
+        if (!IsFirst(segment))
+        {
+            PutContainer(kFccRiff, segment.end - segment.position - kChunkHeaderSize, kFccAvix);
+            PutContainer(kFccList, segment.moviEnd - m_out.Position() - kChunkHeaderSize, kFccMovi);
+        }
+        m_job.ForEach(segment.firstChunk, segment.endChunk,
+                      [this](const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
+                      { PutChunk(clip, chunk); });
+        for (uint32_t stream = 0; stream < segment.indexes.size() && m_plan.hasStandardIndexes; ++stream)
+        {
+            if (segment.indexes[stream].entries != 0)
+                PutStandardIndex(segment, stream);
+        }
+        if (!IsFirst(segment))
+            return;
+        PutOldIndex(segment);
+        std::vector<uint8_t> bytes;
+        for (const SKrCarriedBytes& chunk : m_job.header.afterData)
+            Encode(bytes, chunk);
+        m_out.Put(bytes);
+    }
+
+    void PutContainer(uint32_t id, uint64_t size, uint32_t type)
+    {
+        std::array<uint8_t, kListHeaderSize> bytes = {};
+        PutLe32(&bytes[0], id);
+        PutLe32(&bytes[4], Low32(size));
+        PutLe32(&bytes[8], type);
+        m_out.Put(bytes);
+    }
+
+    void PutHeader(uint32_t id, uint32_t size)
+    {
+        std::array<uint8_t, kChunkHeaderSize> bytes = {};
+        PutLe32(&bytes[0], id);
+        PutLe32(&bytes[4], size);
+        m_out.Put(bytes);
+    }
+
+    void PutChunk(const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
+    {
+        PutHeader(chunk.Id(), chunk.size);
+        PutData(clip, chunk);
+        if (chunk.size % 2 != 0)
+            m_out.Put(std::array<uint8_t, 1>{});
+        m_result.bytes[chunk.stream] += chunk.size;
+        m_result.chunks[chunk.stream] += chunk.IsPaletteChange() ? 0 : 1;
+    }
+
+    void PutData(const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
+    {
+        bool isBlank = m_isCoded[chunk.stream] && chunk.size != 0;
+        const bool isMade = (chunk.position & SKrCarriedChunk::kMade) != 0;
+        for (uint32_t done = 0; done < chunk.size;)
+        {
+            std::span<uint8_t> free = m_out.Free();
+            free = free.first(std::min<size_t>(free.size(), chunk.size - done));
+            if (isMade)
+                std::ranges::fill(free, static_cast<uint8_t>(chunk.position));
+            else if (chunk.size <= kSmallChunk)
+                std::ranges::copy(WindowOf(clip).At(chunk.position + done, free.size()), free.begin());
+            else
+                clip.file->Fill(chunk.position + done, free);
+            isBlank = isBlank && std::ranges::all_of(free, [](uint8_t byte) { return byte == 0; });
+            m_out.Commit(free.size());
+            done += static_cast<uint32_t>(free.size());
+        }
+        m_result.blankFrames[chunk.stream] += isBlank ? 1 : 0;
+    }
+
+    CKrFileWindow& WindowOf(const SKrCopyClip& clip)
+    {
+        if (m_windowClip != &clip)
+            m_window.emplace(*clip.file);
+        m_windowClip = &clip;
+        return *m_window;
+    }
+
+    void PutStandardIndex(const SKrPlannedSegment& segment, uint32_t stream)
+    {
+        const SKrPlannedIndex& index = segment.indexes[stream];
+        SKrStdIndexHead head;
+        SKrCarriedChunk named; // for the digits of its id
+        named.stream = static_cast<uint8_t>(stream);
+        head.chunkId = (named.Id() & 0xFFFF) << 16 | (kFccIx00 & 0xFFFF);
+        head.chunkSize = static_cast<uint32_t>(SKrStdIndexHead::kEncodedSize - kChunkHeaderSize +
+                                               size_t{index.entries} * SKrStdIndexEntry::kEncodedSize);
+        head.entriesInUse = index.entries;
+        head.streamChunkId = m_plan.chunkIds[stream];
+        head.baseOffset = segment.dataPosition;
+        std::vector<uint8_t> bytes;
+        CKrByteWriter writer(bytes);
+        Encode(writer, head);
+        uint64_t position = segment.dataPosition;
+        m_job.ForEach(
+            segment.firstChunk, segment.endChunk,
+            [&](const SKrCopyClip&, const SKrCarriedChunk& chunk)
+            {
+                const uint64_t data = position + kChunkHeaderSize;
+                position = RoundUpToEven(data + chunk.size);
+                if (chunk.stream != stream || chunk.IsPaletteChange())
+                    return;
+                const uint32_t flag = chunk.IsKeyFrame() ? 0 : SKrStdIndexEntry::kNotKeyFrame;
+                Encode(writer, SKrStdIndexEntry{Low32(data - segment.dataPosition), chunk.size | flag});
+                Flush(bytes);
+            });
+        m_out.Put(bytes);
+    }
+
+    // Offsets count from the type of 'movi'.
+    void PutOldIndex(const SKrPlannedSegment& segment)
+    {
+        PutHeader(kFccIdx1, Low32(m_plan.oldIndexEntries * SKrOldIndexEntry::kEncodedSize));
+        std::vector<uint8_t> bytes;
+        CKrByteWriter writer(bytes);
+        uint64_t offset = kListTypeSize;
+        m_job.ForEach(segment.firstChunk, segment.endChunk,
+                      [&](const SKrCopyClip&, const SKrCarriedChunk& chunk)
+                      {
+                          const uint32_t flags = (chunk.IsKeyFrame() ? kAviifKeyFrame : 0) |
+                                                 (chunk.IsPaletteChange() ? kAviifNoTime : 0);
+                          if (chunk.IsIndexed())
+                              Encode(writer, SKrOldIndexEntry{chunk.Id(), flags, Low32(offset), chunk.size});
+                          offset += kChunkHeaderSize + RoundUpToEven(chunk.size);
+                          Flush(bytes);
+                      });
+        m_out.Put(bytes);
+    }
+
+    // Indexes of millions of chunks take no memory.
+    void Flush(std::vector<uint8_t>& bytes)
+    {
+        constexpr size_t kEnough = 65536;
+        if (bytes.size() < kEnough)
+            return;
+        m_out.Put(bytes);
+        bytes.clear();
+    }
+
+    const SKrCopyJob& m_job;
+    const SKrFilePlan m_plan;
+    CKrOutputFile m_file;
+    CKrProgress& m_progress;
+    CKrBlockWriter m_out;
+    const SKrCopyClip* m_windowClip = nullptr;
+    std::optional<CKrFileWindow> m_window;
+    std::vector<bool> m_isCoded; // streams of coded pictures, which are never zeros alone
+    SKrCopyResult m_result;
+};
+} // namespace
+
+SKrCopyResult WriteCopy(const SKrCopyJob& job, const std::string& output, bool force, CKrProgress& progress)
+{
+    return CKrCopyWriting(job, output, force, progress).Run();
+}
+} // namespace KrTool

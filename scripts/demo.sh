@@ -64,7 +64,7 @@ write_and_read_back() {
     sed -n '1,14s/^/  | /p' "$folder/info.txt"
 }
 
-# rewrapped NAME FILE OPTIONS: copies the first tracks of a file and compares the copy with the source.
+# rewrapped NAME FILE: copies a file and compares the copy with the source.
 rewrapped() {
     local name=$1 file=$2 folder=$out/$1
     shift 2
@@ -190,9 +190,9 @@ compare idx1 MEncoder "$temp/idx1.avi"
 compare odml ffmpeg "$temp/odml.avi"
 compare tracks GStreamer "$temp/tracks.avi"
 copies=
-rewrapped idx1 "$temp/idx1.avi" --lossy-header
+rewrapped idx1 "$temp/idx1.avi"
 rewrapped odml "$temp/odml.avi"
-rewrapped tracks "$temp/tracks.avi" --audio 1
+rewrapped tracks "$temp/tracks.avi"
 echo "Copied by kravi rewrap, frames and sound unchanged:$copies"
 control
 echo "Compared: size and MD5 sum of each frame, position and size of each frame, all samples of each track."

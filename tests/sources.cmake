@@ -6,6 +6,7 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrAviCheckerUnfinished.cpp
   support/KrAviRecords.cpp
   support/KrByteWriter.cpp
+  support/KrCopyChecker.cpp
   support/KrCountingFileSystem.cpp
   support/KrCrashFileSystem.cpp
   support/KrFaultyFileSystem.cpp

@@ -1,6 +1,7 @@
 #include "tests/tools/CheckAvi.h"
 
 #include "tests/support/KrAviChecker.h"
+#include "tests/support/KrCopyChecker.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -78,6 +79,14 @@ SKrWritten WrittenFrom(const CKrHeaderValues& header)
     return from;
 }
 
+bool IsWholeCopy(const std::string& path)
+{
+    const std::vector<std::string> problems = CheckCopiedFile(path);
+    for (const std::string& problem : problems)
+        std::printf("%s: %s\n", path.c_str(), problem.c_str());
+    return problems.empty();
+}
+
 bool IsWhole(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -96,10 +105,12 @@ bool IsWhole(const std::string& path)
 }
 } // namespace
 
-int CheckAviFiles(const std::vector<std::string>& paths)
+int CheckAviFiles(const std::vector<std::string>& arguments)
 {
-    bool ok = !paths.empty();
-    for (const std::string& path : paths)
-        ok = IsWhole(path) && ok;
+    const bool areCopies = !arguments.empty() && arguments[0] == "--copy";
+    const size_t first = areCopies ? 1 : 0;
+    bool ok = arguments.size() > first;
+    for (size_t number = first; number < arguments.size(); ++number)
+        ok = (areCopies ? IsWholeCopy(arguments[number]) : IsWhole(arguments[number])) && ok;
     return ok ? 0 : 1;
 }

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-// Prints what is wrong. 0 when no byte is.
-int CheckAviFiles(const std::vector<std::string>& paths);
+// Prints what is wrong in the files of these paths. With "--copy" before them they are copies of kravi, whose layout is
+// another. 0 when no byte is wrong.
+int CheckAviFiles(const std::vector<std::string>& arguments);
 
 #endif

@@ -53,7 +53,7 @@ def test_whole_files(kravi):
         report = recovered(kravi, data, code=0)
         check_content(kravi, report, streams[0].chunks, streams[1].chunks, kind)
         equal((report["framesLost"], report["bytesSkipped"], regions(report)), (0, 0, []), f"{kind}: report")
-        exit_code(kravi("rewrap", "in.avi", "rewrapped.avi", "--force"), 0)
+        exit_code(kravi("rewrap", "in.avi", "rewrapped.avi", "--force", "--layout", "recording"), 0)
         check(timeless(kravi.read("out.avi")) == timeless(kravi.read("rewrapped.avi")), f"{kind}: as rewrapped")
         recovered(kravi, kravi.read("out.avi"), code=0)
         check(timeless(kravi.read("out.avi")) == timeless(kravi.read("rewrapped.avi")), f"{kind}: a second time")

@@ -123,6 +123,17 @@ private:
                 Cut(source, stream, time, AmountThere(source, stream, time) % time.UnitBytes()));
     }
 
+    [[nodiscard]] bool HasLaterSound(size_t number, uint32_t stream) const
+    {
+        const auto isThere = [stream](const SKrCarriedSource& source)
+        {
+            return std::ranges::any_of(source.chunks, [stream](auto& chunk)
+                                       { return chunk.stream == stream && chunk.size != 0; });
+        };
+        return std::any_of(m_sources.begin() + static_cast<std::ptrdiff_t>(number) + 1, m_sources.end(),
+                           isThere);
+    }
+
     void Fit(size_t number, uint32_t stream, const CKrStreamTime& time, int64_t wantedUnits,
              SKrJoinedSound& sound)
     {
@@ -131,6 +142,8 @@ private:
         SKrCarriedSource& source = m_sources[number];
         if (sound.there > wanted)
             sound.cut = Cut(source, stream, time, (sound.there - wanted) * unit) / unit;
+        else if (wanted > sound.there && !HasLaterSound(number, stream))
+            return; // nothing that could be early
         else if (wanted > sound.there && IsPlainSound(source.header.streams[stream]))
             Fill(source, stream, time, wanted - sound.there, sound);
         Note(source, stream, time, wanted, sound);

@@ -1,6 +1,5 @@
 #include "tools/copy/KrClipMatch.h"
 
-#include "tools/avi/KrDigest.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
@@ -15,15 +14,6 @@ struct SKrTrait
     std::string name;
     std::string value;
 };
-
-std::string BytesText(const std::vector<uint8_t>& bytes)
-{
-    if (bytes.empty())
-        return "none";
-    CKrDigest digest;
-    digest.Add(bytes.data(), bytes.size());
-    return Format("{} with the MD5 {}", Counted(bytes.size(), "byte"), digest.Finish().md5);
-}
 
 std::string PcmText(const SKrPcm& pcm)
 {
@@ -48,9 +38,7 @@ std::vector<SKrTrait> Traits(const SKrCopySource& source)
             {"scan mode", ScanModeName(video.scanMode)},
             {"display size", SizeText(video.displayWidth, video.displayHeight)},
             {"aspect mode", std::to_string(video.aspectMode)},
-            {"further video format", BytesText(source.moreVideoFormat)},
-            {"audio", audio ? PcmText(*audio) : "none"},
-            {"further audio format", BytesText(source.moreAudioFormat)}};
+            {"audio", audio ? PcmText(*audio) : "none"}};
 }
 } // namespace
 

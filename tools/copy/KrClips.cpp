@@ -1,5 +1,6 @@
 #include "tools/copy/KrClips.h"
 
+#include "tools/avi/KrAudioRange.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/output/KrRecordingOptions.h"
@@ -12,9 +13,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr uint16_t kMostUnsignedBits = 8; // PCM samples of up to so many bits have no sign
-constexpr uint8_t kUnsignedSilence = 0x80;
-
 // The bytes of a stream's chunks as one sequence, to be cut into samples of any length.
 class CKrJoinedChunks
 {
@@ -65,7 +63,7 @@ class CKrClipSound
 {
 public:
     CKrClipSound(std::vector<SKrClip>& clips, const SKrPcm& format)
-        : m_silence(format.bitsPerSample <= kMostUnsignedBits ? kUnsignedSilence : 0)
+        : m_silence(SilenceByte(format.bitsPerSample))
     {
         for (SKrClip& clip : clips)
         {

@@ -1,6 +1,8 @@
 #include "tools/copy/KrCopySource.h"
 
+#include "format/KrChunkHeader.h"
 #include "format/KrFrameTables.h"
+#include "format/KrPrivateChunks.h"
 #include "tools/avi/KrAudioRange.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
@@ -10,6 +12,7 @@
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
+#include "tools/copier/KrCarriedHeader.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/output/KrOutputFile.h"
 #include "tools/output/KrRecordingOptions.h"
@@ -23,10 +26,7 @@ namespace KrTool
 {
 namespace
 {
-std::vector<uint8_t> BytesAfter(const std::vector<uint8_t>& bytes, size_t count)
-{
-    return {bytes.begin() + static_cast<std::ptrdiff_t>(std::min(count, bytes.size())), bytes.end()};
-}
+constexpr char kNotHere[] = ", which the layout of recordings cannot store";
 
 class CKrCopyPreparation
 {
@@ -52,17 +52,42 @@ public:
 private:
     [[noreturn]] void Refuse(const std::string& cause) const { throw CKrToolError(m_file.Path(), cause); }
 
-    // What the writer cannot store is left out only on request.
+    // What the writer cannot store is refused; streams are left out on request.
     void CheckOtherStreams() const
     {
         const auto videos = std::ranges::count_if(m_facts.streams, &SKrAviStream::IsVideo);
         const auto audios = std::ranges::count_if(m_facts.streams, &SKrAviStream::IsAudio);
-        if (!m_options.video && videos > 1)
+        if (!m_options.streams.video && videos > 1)
             Refuse("it has more than one video stream; --video N chooses one");
-        if (!m_options.audio && !m_options.noAudio && audios > 1)
+        if (!m_options.streams.audio && !m_options.streams.noAudio && audios > 1)
             Refuse("it has more than one audio stream; --audio N chooses one, --no-audio leaves them out");
-        if (!m_options.lossyHeader && std::cmp_less(videos + audios, m_facts.streams.size()))
-            Refuse("it has streams that are neither video nor audio; --lossy-header leaves them out");
+        if (std::cmp_less(videos + audios, m_facts.streams.size()))
+            Refuse(Format("it has streams that are neither video nor audio{}", kNotHere));
+        if (const std::string texts = TextsLeftOut(); !texts.empty())
+            m_report.Note("left out: " + texts);
+    }
+
+    // Names of streams, and texts about the file.
+    [[nodiscard]] std::string TextsLeftOut() const
+    {
+        const std::optional<SKrCarriedHeader> header = ReadCarriedHeader(m_file);
+        if (!header)
+            return {};
+        std::vector<std::string> names;
+        const auto add = [&names](const SKrCarriedBytes& chunk)
+        {
+            const bool isKept = chunk.id == kFccStrf || FindPrivateChunkKind(chunk.id) != nullptr;
+            const bool isList = chunk.id == kFccList && chunk.data.size() >= kListTypeSize;
+            const std::string name = FourCcText(isList ? GetLe32(chunk.data.data()) : chunk.id);
+            if (!isKept && std::ranges::find(names, name) == names.end())
+                names.push_back(name);
+        };
+        for (const SKrCarriedStream& stream : header->streams)
+            std::ranges::for_each(stream.chunks, add);
+        for (const auto* chunks :
+             {&header->headerChunks, &header->openDml, &header->beforeData, &header->afterData})
+            std::ranges::for_each(*chunks, add);
+        return Joined(names, ", ");
     }
 
     SKrStreamChunks ChunksOf(EKrStreamKind kind, const std::optional<uint64_t>& wanted)
@@ -75,19 +100,15 @@ private:
     }
 
     // The new file starts both streams together.
-    void CheckStart(const SKrAviStream& header)
+    void CheckStart(const SKrAviStream& header) const
     {
-        if (header.start == 0)
-            return;
-        const std::string text = StartText(header, header.number);
-        if (!m_options.lossyHeader)
-            Refuse(text + ", which the writer cannot store; --lossy-header leaves it out");
-        m_report.Note("left out: " + text);
+        if (header.start != 0)
+            Refuse(StartText(header, header.number) + kNotHere);
     }
 
     void PrepareVideo()
     {
-        const SKrStreamChunks stream = ChunksOf(EKrStreamKind::Video, m_options.video);
+        const SKrStreamChunks stream = ChunksOf(EKrStreamKind::Video, m_options.streams.video);
         CheckStart(m_facts.streams[stream.stream]);
         TakeVideoFormat(m_facts.streams[stream.stream]);
         TakeRange(stream);
@@ -106,11 +127,20 @@ private:
             Refuse(Format("{}{} no data (repeated frames); --drop-empty leaves them out",
                           Counted(empty, "frame"), empty == 1 ? " has" : " have"));
         if (empty != 0)
-            m_report.Note(Format("left out: {} without data", Counted(empty, "frame")));
+            ReportShortening(empty);
         if (frames.empty())
             Refuse("it has no frames");
         if (std::ranges::max(frames, {}, &SKrChunkIndexEntry::size).size > kLargestFrame)
             Refuse("a frame is larger than 2 GiB");
+    }
+
+    void ReportShortening(size_t frames) const
+    {
+        const SKrFrameRate rate = KrFrameRates()[m_source.format.video.frameRate];
+        const double seconds = static_cast<double>(frames) * rate.scale / rate.rate;
+        m_report.Finding(
+            Format("left out: {} without data; the picture is {:.2f} s shorter, the sound is not",
+                   Counted(frames, "frame"), seconds));
     }
 
     void TakeRange(const SKrStreamChunks& stream)
@@ -124,39 +154,19 @@ private:
             Refuse(Format("no such frames: video stream {} has {}", stream.stream, Counted(count, "frame")));
     }
 
-    // Checks the selected frames; empty ones may be left out.
-    void CheckKeyFrames(const SKrStreamChunks& stream)
+    // The layout marks each frame as a key frame; empty ones may be left out.
+    void CheckKeyFrames(const SKrStreamChunks& stream) const
     {
         const std::vector<bool> keys = KeyFrames(m_file, m_facts, stream.stream, stream.chunks);
-        std::optional<uint64_t> first;
         uint64_t others = 0;
         for (uint64_t frame = m_source.firstFrame; frame < m_source.endFrame; ++frame)
         {
-            if (m_options.dropEmpty && stream.chunks[frame].size == 0)
-                continue;
-            first = first.value_or(frame);
-            others += keys[frame] ? 0 : 1;
+            const bool isLeftOut = m_options.dropEmpty && stream.chunks[frame].size == 0;
+            others += keys[frame] || isLeftOut ? 0 : 1;
         }
-        if (others == 0)
-            return;
-        m_report.Note(DependingText(others, stream.stream));
-        if (!keys[*first])
-            FindKeysAround(keys, *first);
-    }
-
-    void FindKeysAround(const std::vector<bool>& keys, uint64_t first)
-    {
-        const auto place = keys.begin() + static_cast<std::ptrdiff_t>(first);
-        const auto next = std::find(place, keys.end(), true);
-        const auto before = std::find(std::make_reverse_iterator(place), keys.rend(), true);
-        std::string text = Format("frame {} is not a key frame: ", first);
-        if (before != keys.rend())
-            text += Format("it needs frames from {} on; cut there", keys.rend() - before - 1);
-        else
-            text += "the frames it needs are not in the file";
-        if (next != keys.end())
-            text += Format("; the next key frame is {}", next - keys.begin());
-        m_report.Finding(text);
+        if (others != 0)
+            Refuse(Format("{} of stream {} {} on others{}", Counted(others, "frame"), stream.stream,
+                          others == 1 ? "depends" : "depend", kNotHere));
     }
 
     void TakeVideoFormat(const SKrAviStream& header)
@@ -165,24 +175,22 @@ private:
         if (strf.size() < SKrBitmapHeader::kEncodedSize)
             Refuse("its video format is not complete");
         const SKrBitmapHeader picture = DecodeBitmapHeader(strf);
-        if (strf.size() > SKrBitmapHeader::kEncodedSize && !m_options.lossyHeader)
-            Refuse(Format(
-                "{} keeps {} of decoder settings that this layout cannot store; --lossy-header leaves them out",
-                picture.compression == 0 ? "its format" : FourCcText(picture.compression),
-                Counted(strf.size() - SKrBitmapHeader::kEncodedSize, "byte")));
-        m_source.moreVideoFormat = BytesAfter(strf, SKrBitmapHeader::kEncodedSize);
+        if (strf.size() > SKrBitmapHeader::kEncodedSize)
+            Refuse(Format("{} keeps {} of decoder settings{}",
+                          picture.compression == 0 ? "its format" : FourCcText(picture.compression),
+                          Counted(strf.size() - SKrBitmapHeader::kEncodedSize, "byte"), kNotHere));
         if (picture.width < 1 || picture.height < 1)
             Refuse(
                 Format("the writer cannot store its picture size ({} x {}; a negative height means top-down)",
                        picture.width, picture.height));
         std::optional<uint32_t> code = FrameRateCode(header.rate, header.scale);
-        if (!m_options.rate.empty())
-            code = ParseFrameRate(m_options.rate);
+        if (!m_options.streams.rate.empty())
+            code = ParseFrameRate(m_options.streams.rate);
         if (!code)
             Refuse(Format("its frame rate {}/{} is not supported; --rate sets another one", header.rate,
                           header.scale));
         SKrRecordingFormat& format = m_source.format;
-        format.video = ReaderFormat();
+        format.video = DeclaredFormat();
         format.video.width = picture.width;
         format.video.height = picture.height;
         format.video.bitCount = static_cast<uint8_t>(picture.bitCount);
@@ -190,10 +198,9 @@ private:
         format.codec = picture.compression;
     }
 
-    // Scan mode and pixel aspect ratio as the reader knows them.
-    [[nodiscard]] SKrAviVideoParams ReaderFormat() const
+    [[nodiscard]] SKrAviVideoParams DeclaredFormat() const
     {
-        const SKrVideoAnswer answer(m_file.Reader());
+        const SKrVideoAnswer answer = DeclaredVideo(m_file);
         if (answer.isValid != 0)
             return answer.format;
         SKrAviVideoParams known{};
@@ -205,9 +212,9 @@ private:
     void PrepareAudio()
     {
         const bool hasAudio = std::ranges::any_of(m_facts.streams, &SKrAviStream::IsAudio);
-        if (m_options.noAudio || (!hasAudio && !m_options.audio))
+        if (m_options.streams.noAudio || (!hasAudio && !m_options.streams.audio))
             return;
-        SKrStreamChunks stream = ChunksOf(EKrStreamKind::Audio, m_options.audio);
+        SKrStreamChunks stream = ChunksOf(EKrStreamKind::Audio, m_options.streams.audio);
         CheckStart(m_facts.streams[stream.stream]);
         TakeAudioFormat(m_facts.streams[stream.stream]);
         m_source.clip.audio = AudioOfRange(std::move(stream.chunks));
@@ -224,10 +231,8 @@ private:
             Refuse(Format(
                 "its audio format is inconsistent ({} channels of {} bits, {} a sample frame); --no-audio leaves it out",
                 format.channels, format.bitsPerSample, Counted(format.blockAlign, "byte")));
-        if (header.format.size() > SKrWaveFormat::kEncodedSize && !m_options.lossyHeader)
-            Refuse(
-                "its audio format has further bytes that this layout cannot store; --lossy-header leaves them out");
-        m_source.moreAudioFormat = BytesAfter(header.format, SKrWaveFormat::kEncodedSize);
+        if (header.format.size() > SKrWaveFormat::kEncodedSize)
+            Refuse(Format("its audio format has further bytes{}", kNotHere));
         m_source.format.audio =
             SKrPcm{format.channels, format.samplesPerSec, format.bitsPerSample, format.blockAlign};
     }

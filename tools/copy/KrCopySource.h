@@ -26,8 +26,6 @@ struct SKrCopySource
 {
     SKrClip clip;
     SKrRecordingFormat format;
-    std::vector<uint8_t> moreVideoFormat; // which the new file does not store
-    std::vector<uint8_t> moreAudioFormat;
     uint64_t firstFrame = 0;
     uint64_t endFrame = 0; // after the last one, in the source; empty ones may be left out
 };

@@ -189,7 +189,7 @@ void CKrRecoveredFormat::TakeScanModeAndAspect()
     try
     {
         const CKrAviFile file(m_options.file);
-        SKrVideoAnswer known(file.Reader());
+        SKrVideoAnswer known = DeclaredVideo(file);
         if (known.isValid == 0 || known.format.width != video.width || known.format.height != video.height)
             return;
         known.format.bitCount = video.bitCount;

@@ -6,6 +6,7 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
+#include "tools/copy/KrCarriedFile.h"
 #include "tools/copy/KrClipMatch.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
@@ -24,14 +25,17 @@ const SKrVerbHelp kConcatHelp = {
     "concat",
     "Join AVI files in order",
     {
-        R"(Frames are copied unchanged. The files must match in picture size, codec, bits per pixel, frame rate,
-        scan mode, pixel aspect, further format data, sound format, and in whether they have sound.)",
-        R"(The sound of each file starts with its first frame, at the nearest sample frame: sound after a file's
-        last frame is left out, and sound that ends earlier is filled with silence. A single missing sample
-        frame, where frames do not last a whole number of them, repeats the last one. The sound of the last
-        file keeps its length. The report counts the sample frames of each file.)",
+        R"(All streams of the files are joined, in the order of their chunks; headers, names and texts are those of
+        the first file. The files must match in their streams: picture size, codec, bits per pixel, frame rate,
+        further format data, sound format; the first difference is named.)",
+        R"(The sound of each file starts with its first frame. Of PCM, sound after a file's last frame is left out, and
+        sound that ends earlier is filled with silence; a single missing sample frame, where frames do not last a
+        whole number of them, repeats the last one. Coded sound is left out packet by packet; what is missing is
+        reported. The sound of the last file keeps its length. The report counts the sample frames of each
+        file.)",
+        kWhatIsCarried,
         kWhatIsRefused,
-        R"(Findings: a file that does not start with a key frame; and defects of the input files (see info).)",
+        R"(Findings: coded sound that ends before its frames; and what rewrap finds.)",
     },
     {
         "kravi concat one.avi two.avi three.avi -o all.avi",
@@ -171,8 +175,14 @@ private:
 void AddConcatVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrConcatOptions>();
-    CKrVerbOptions& verb = verbs.Add(kConcatHelp, [options](auto& report, auto& progress)
-                                     { CKrConcatenation(*options, report, progress).Run(); });
+    CKrVerbOptions& verb = verbs.Add(kConcatHelp,
+                                     [options](auto& report, auto& progress)
+                                     {
+                                         if (options->copy.IsRecording())
+                                             CKrConcatenation(*options, report, progress).Run();
+                                         else
+                                             CarryFiles(options->files, options->copy, report, progress);
+                                     });
     verb.AddArguments("FILES", options->files, "The AVI files, in order");
     verb.AddRequiredText("-o,--output", options->copy.output, "FILE", "The AVI file to write");
     AddCopyOptions(verb, options->copy);

@@ -2,6 +2,7 @@
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
+#include "tools/copy/KrCarriedFile.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
@@ -13,13 +14,14 @@ const SKrVerbHelp kCutHelp = {
     "cut",
     "Copy some frames of an AVI file, and their sound, into a new one",
     {
-        R"(Frames count from 0; --to is the last one taken. Frames and PCM sound are copied unchanged. The sound
-        of a frame starts at the sample frame nearest to its time, as with extract, so that consecutive
-        pieces have each sample frame once; concat joins them. Without --to the sound after the last frame
-        is included.)",
+        R"(Frames of the first video stream count from 0; --to is the last one taken. All other streams are cut to
+        the same time: PCM sound at the sample frame nearest to the frame, as with extract, coded sound between
+        its packets; how far that is from the first frame is reported. Consecutive pieces have each frame and
+        each packet once; concat joins them. Without --to the sound after the last frame is included.)",
+        kWhatIsCarried,
         kWhatIsRefused,
-        R"(Findings: the first frame is not a key frame and needs frames before it; and defects of the input file
-        (see info).)",
+        R"(Findings: the first frame is not a key frame and needs frames before it, which --key before adds; and
+        what rewrap finds.)",
     },
     {
         "kravi cut clip.avi scene.avi --from 250 --to 499",
@@ -32,6 +34,7 @@ struct SKrCutOptions
     std::string file;
     std::optional<uint64_t> from;
     std::optional<uint64_t> to; // inclusive
+    EKrCutStart key = EKrCutStart::Exact;
     SKrCopyOptions copy;
 };
 
@@ -40,6 +43,11 @@ void RunCut(const SKrCutOptions& options, CKrReport& report, CKrProgress& progre
     const SKrFrameRange range = {options.from.value_or(0), options.to};
     if (range.last && *range.last < range.first)
         throw CKrToolError({}, "--from is after --to");
+    if (!options.copy.IsRecording())
+        return CarryFile(options.file, SKrCutRange{range.first, range.last, options.key}, options.copy,
+                         report, progress);
+    if (options.key != EKrCutStart::Exact)
+        throw CKrToolError({}, "--key is not for --layout recording, which holds key frames only");
     CopyFrames(options.file, range, options.copy, report, progress);
 }
 } // namespace
@@ -53,6 +61,9 @@ void AddCutVerb(CKrVerbTable& verbs)
     verb.AddArgument("OUTPUT", options->copy.output, "The AVI file to write");
     verb.AddNumber("--from", options->from, "First frame");
     verb.AddNumber("--to", options->to, "Last frame");
+    verb.AddChoice<EKrCutStart>("--key", options->key, "START",
+                                {{"exact", EKrCutStart::Exact}, {"before", EKrCutStart::KeyBefore}},
+                                "Start at the first frame, or at the key frame that it needs");
     AddCopyOptions(verb, options->copy);
 }
 } // namespace KrTool

@@ -1,6 +1,7 @@
-// kravi rewrap: the frames and the sound of a file in a new one, unchanged.
+// kravi rewrap: all that a file holds in a new one, unchanged.
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
+#include "tools/copy/KrCarriedFile.h"
 #include "tools/copy/KrCopyOptions.h"
 #include "tools/copy/KrCopySource.h"
 
@@ -10,13 +11,18 @@ namespace
 {
 const SKrVerbHelp kRewrapHelp = {
     "rewrap",
-    "Copy frames and sound of an AVI file into a new one",
+    "Copy an AVI file into a new one with complete indexes",
     {
-        std::string("Frames and PCM sound are copied unchanged, with complete indexes. ") + kWhatIsRefused,
-        "Findings: defects of the input file (see info).",
+        kWhatIsCarried,
+        R"(Chunks come from the file's indexes. Where entries lead to no chunk, the whole file is scanned for its
+        chunks instead; chunks that an index leaves out are copied too.)",
+        kWhatIsRefused,
+        R"(Findings: wrong, missing and truncated index entries, fewer frames than the headers announce, frames of
+        zeros; and defects of the input file (see info).)",
     },
     {
-        "kravi rewrap download.avi clip.avi --audio 1",
+        "kravi rewrap download.avi clip.avi",
+        "kravi rewrap download.avi clip.avi --audio 2",
     },
 };
 
@@ -33,7 +39,12 @@ void AddRewrapVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kRewrapHelp, options->file,
                   [options](auto& report, auto& progress)
-                  { CopyFrames(options->file, SKrFrameRange(), options->copy, report, progress); });
+                  {
+                      if (options->copy.IsRecording())
+                          CopyFrames(options->file, SKrFrameRange(), options->copy, report, progress);
+                      else
+                          CarryFile(options->file, std::nullopt, options->copy, report, progress);
+                  });
     verb.AddArgument("OUTPUT", options->copy.output, "The AVI file to write");
     AddCopyOptions(verb, options->copy);
 }

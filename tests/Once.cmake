@@ -27,6 +27,9 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
   if(TARGET kravi)
     add_test(NAME PeersVerified COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/verify_test.py
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrMakeFiles>)
+    # A few files of other programs; KR_FULL_TESTS takes all.
+    add_test(NAME KraviCarries COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/carry_test.py
+      $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> $<$<BOOL:${KR_FULL_TESTS}>:--all>)
     add_test(NAME KraviPeers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/copies_test.py
       $<TARGET_FILE:kravi>)
   endif()

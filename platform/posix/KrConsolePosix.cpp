@@ -40,7 +40,7 @@ void CatchInterruptions()
     struct sigaction action = {};
     action.sa_handler = NoteInterruption;
     action.sa_flags = SA_RESTART;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
     {
         struct sigaction before = {};
         if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)

@@ -85,7 +85,7 @@ class Copies:
         for first in (keys[1], keys[1] + 3):
             report = self.run("cut", path, self.path("out.avi"), "--from", str(first), "--force", codes=(0, 1))
             wanted = [] if first in keys else [f"frame {first} is not a key frame: it needs frames from {keys[1]} on; cut "
-                                               f"there; the next key frame is {keys[2]}"]
+                                               f"there, or use --key before; the next key frame is {keys[2]}"]
             equal(report["findings"], wanted, f"cut from {first}")
 
 

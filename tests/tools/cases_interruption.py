@@ -99,7 +99,7 @@ def test_verbs_that_write(kravi):
         return
     raw = raw_frames(kravi)
     write = ("write", "out.avi", "--raw", raw, "--size", "1000x1000", "--json")
-    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
         interrupted(kravi, number, temporary_file(kravi), *write)
     kravi.write("out.avi", b"precious")
     interrupted(kravi, signal.SIGINT, temporary_file(kravi), *write, "--force")

@@ -116,6 +116,8 @@ private:
         if (stream.outside != 0)
             Damaged(Format("past the end of the file: {} of the index of stream {}",
                            Counted(stream.outside, "entry"), number));
+        if (!m_indexed.IsSound())
+            return; // what the scan finds does not come from the index
         if (!stream.hasIndex && stream.unindexed != 0)
             m_report.Note(Format("stream {} has no index; {} found between other chunks", number,
                                  Counted(stream.unindexed, "chunk")));

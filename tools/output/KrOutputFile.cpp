@@ -50,7 +50,7 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
         throw CKrToolError(target, kExistsAlready);
 }
 
-std::string WhyNotWritable(const std::string& target)
+std::string WhyNotWritable(const std::string& target, uint64_t bytes)
 {
     const std::string name = FreeTemporaryName(target);
     CKrNewFile file;
@@ -58,7 +58,9 @@ std::string WhyNotWritable(const std::string& target)
     if (!result.Ok())
         return OsErrorText(result.error);
     const std::vector<uint8_t> block(kTriedBytes);
-    result = file.Write(block.data(), block.size());
+    result = file.SeekTo(bytes);
+    if (result.Ok())
+        result = file.Write(block.data(), block.size());
     const SKrOsResult closed = file.Close();
     RemoveFile(name);
     if (result.Ok())

@@ -17,8 +17,9 @@ void CheckTarget(const std::string& target, bool replace, const std::string& sou
 // An unused name in the target's folder.
 std::string FreeTemporaryName(const std::string& target);
 
-// The system's reason why the target's folder is not writable, from a trial file; empty when it is.
-std::string WhyNotWritable(const std::string& target);
+// The system's reason why no file of so many bytes can be written beside the target, from a trial file; empty
+// when there is none.
+std::string WhyNotWritable(const std::string& target, uint64_t bytes);
 
 // Written under a temporary name in the target's folder. Without Commit the destructor removes it.
 class CKrOutputFile

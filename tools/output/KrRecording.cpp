@@ -57,7 +57,7 @@ CKrRecording::~CKrRecording()
 // The writer gives no reason; a trial file may have one.
 void CKrRecording::Fail(const std::string& cause) const
 {
-    const std::string reason = WhyNotWritable(m_target);
+    const std::string reason = WhyNotWritable(m_target, m_frameBytes + m_audioBytes);
     throw CKrToolError(m_target, reason.empty() ? cause : "it cannot be written: " + reason);
 }
 
@@ -98,6 +98,7 @@ void CKrRecording::Check(int status)
 
 void CKrRecording::AddFrame(SKrSampleBytes frame)
 {
+    m_frameBytes += frame.length;
     Check(m_writer->AddVideoSample(Borrow(std::move(frame)).Get()));
     ++m_frames;
 }
@@ -123,12 +124,25 @@ SKrRecordingResult CKrRecording::Commit()
     m_progress.StopIfAsked(); // frames are then left out
     if (!isWhole)
         Fail("writing failed; the disk may be full");
-    const SKrRecordingResult result = ReadBack();
+    const SKrRecordingResult result = ReadBackOrFail();
     const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
     if (!moved.Ok())
         throw CKrToolError(m_target, OsErrorText(moved.error));
     m_temporary.clear();
     return result;
+}
+
+// A new file that the reader refuses was not written whole.
+SKrRecordingResult CKrRecording::ReadBackOrFail() const
+{
+    try
+    {
+        return ReadBack();
+    }
+    catch (const CKrToolError&)
+    {
+        Fail("writing failed; the disk may be full");
+    }
 }
 
 // What the indexes of the new file lead to.

@@ -74,7 +74,8 @@ private:
     [[noreturn]] void Fail(const std::string& cause) const;
     CKrRef<IKrMediaSample> Borrow(SKrSampleBytes bytes);
     void AddPool();
-    SKrRecordingResult ReadBack() const;
+    [[nodiscard]] SKrRecordingResult ReadBackOrFail() const;
+    [[nodiscard]] SKrRecordingResult ReadBack() const;
     void Check(int status);
 
     const std::string m_target;
@@ -89,6 +90,7 @@ private:
     CKrRef<IKrAviWriter> m_writer;
     uint64_t m_frames = 0;
     uint64_t m_audioBytes = 0;
+    uint64_t m_frameBytes = 0;
 };
 } // namespace KrTool
 

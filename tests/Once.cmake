@@ -29,7 +29,8 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrMakeFiles>)
     # A few files of other programs; KR_FULL_TESTS takes all.
     add_test(NAME KraviCarries COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/carry_test.py
-      $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> $<$<BOOL:${KR_FULL_TESTS}>:--all>)
+      $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> $<$<BOOL:${KR_FULL_TESTS}>:--all>
+      COMMAND_EXPAND_LISTS)
     add_test(NAME KraviPeers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/copies_test.py
       $<TARGET_FILE:kravi>)
   endif()

@@ -155,6 +155,7 @@ set(KR_INNER_TEST_SOURCES
   writer/RecordingLimitInnerTest.cpp
   writer/RecordingOptionsInnerTest.cpp
   writer/RecordingStatusInnerTest.cpp
+  writer/SubmissionsInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
   writer/WriterHostsInnerTest.cpp

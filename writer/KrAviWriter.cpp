@@ -253,7 +253,7 @@ int CKrAviWriter::AddSample(EKrStream stream, IKrMediaSample* sample)
     {
         m_work.Add();
     }
-    else if (!m_interleaver.RunStepOfCaller())
+    else if (submitted.whose == EKrSubmission::ForCaller && !m_interleaver.RunStepOfCaller())
     {
         m_interleaver.CountRefused();
         return 0;

@@ -56,8 +56,11 @@ SKrSubmitted CKrSubmissions::Submit(EKrStream stream, CKrSampleList& samples, bo
     m_account.Enter(stream, length);
     sample.ticket.Hold(m_account, stream, length);
     m_queue.Push(stream, samples);
-    m_waitsFor.reset();
-    return {m_workerRunning ? EKrSubmission::ForWorker : EKrSubmission::ForCaller, m_rules.submissionDelayMs};
+    const bool canBeWritten = !m_waitsFor || m_waitsFor == stream;
+    if (canBeWritten)
+        m_waitsFor.reset();
+    const EKrSubmission forWorker = canBeWritten ? EKrSubmission::ForWorker : EKrSubmission::ForLater;
+    return {m_workerRunning ? forWorker : EKrSubmission::ForCaller, m_rules.submissionDelayMs};
 }
 
 // What the worker waits for is taken past the limit: nothing else could make room.

@@ -15,6 +15,7 @@ enum class EKrSubmission
 {
     Refused,
     ForWorker, // which must be signalled
+    ForLater,  // the worker waits for the other stream, and need not be woken for this one
     ForCaller  // no worker runs: RunStepOfCaller does its part
 };
 

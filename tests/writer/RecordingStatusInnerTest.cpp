@@ -304,6 +304,51 @@ TEST_F(FastStalledStatus, FlushUnderWay_HoldsUpNeitherWritesNorTheStatus)
     EXPECT_EQ(m_writer->CloseFile(), 1);
 }
 
+// The clock moves only when somebody sleeps.
+TEST_F(FastStalledStatus, SubmissionsBesideAWriteAndAFlushUnderWay_TakeNoTime)
+{
+    Open({});
+    CKrThreadGate flushGate;
+    std::atomic<bool> stopsWrites = false;
+    m_stalling.beforeFlush = [&flushGate]
+    {
+        flushGate.Pass();
+    };
+    m_stalling.beforeWrite = [&]
+    {
+        if (stopsWrites)
+            m_gate.Pass();
+    };
+    std::future<bool> submitted;
+    const CKrGateOpener flushOpener(flushGate);
+    const CKrGateOpener opener(m_gate);
+    for (int number = 0; number < 30; ++number)
+        ASSERT_EQ(AddVideo(100), 1);
+    ASSERT_TRUE(flushGate.WaitForArrival());
+    stopsWrites = true;
+    ASSERT_EQ(AddVideo(100), 1);
+    ASSERT_TRUE(m_gate.WaitForArrival());
+    m_clock.Advance(700);
+
+    const int64_t before = m_clock.PerformanceCounter();
+    submitted = std::async(std::launch::async,
+                           [this]
+                           {
+                               bool all = true;
+                               for (int number = 0; number < 1000; ++number)
+                                   all = AddVideo(100) == 1 && all;
+                               return all;
+                           });
+    ASSERT_EQ(submitted.wait_for(std::chrono::seconds(30)), std::future_status::ready) << "they wait";
+    EXPECT_TRUE(submitted.get());
+    EXPECT_EQ(m_clock.PerformanceCounter(), before);
+    EXPECT_GE(StatusOf(*m_writer.Get()).queuedFrames, 1000u);
+    m_gate.Open();
+    flushGate.Open();
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+    EXPECT_EQ(StatusOf(*m_writer.Get()).framesInIndex, 1031u);
+}
+
 TEST_F(FastStalledStatus, FlushThatWasAskedForMeanwhile_FollowsWhenTheLastHasEnded)
 {
     Open({});

@@ -87,11 +87,16 @@ uint8_t SilenceByte(uint16_t bitsPerSample)
     return bitsPerSample <= kMostUnsignedBits ? kMiddle : 0;
 }
 
+uint64_t UnitsIn(const Chunks& chunks, const SKrAudioUnit& unit)
+{
+    return unit.bytes == 0 ? chunks.size() : TotalBytes(chunks) / unit.bytes;
+}
+
 uint64_t SampleFrames(const SKrAviStream& stream, const Chunks& chunks)
 {
     const SKrAudioFormat format = AudioFormat(stream);
     const SKrAudioUnit unit = AudioUnit(stream);
-    const uint64_t units = unit.bytes == 0 ? chunks.size() : TotalBytes(chunks) / unit.bytes;
+    const uint64_t units = UnitsIn(chunks, unit);
     if (format.IsUncompressed())
         return units;
     return AudioUnitsUntil(units, unit.rate, {format.samplesPerSec, 1}).value_or(0);

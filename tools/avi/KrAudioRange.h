@@ -43,6 +43,9 @@ Chunks UnitsOf(const Chunks& chunks, const SKrAudioUnit& unit, uint64_t first, u
 // The byte of which silence consists in PCM of so many bits.
 uint8_t SilenceByte(uint16_t bitsPerSample);
 
+// Whole units in the chunks.
+uint64_t UnitsIn(const Chunks& chunks, const SKrAudioUnit& unit);
+
 // Sample frames in the chunks, as exactly as the format allows; 0 when unknown.
 uint64_t SampleFrames(const SKrAviStream& stream, const Chunks& chunks);
 } // namespace KrTool

@@ -35,9 +35,11 @@ std::string WhyNotAvi(const std::string& path)
 }
 
 // The reader gives no reasons, so the system is asked about the same file.
-std::string WhyNotOpened(const std::string& path)
+std::string WhyNotOpened(const std::string& path, EKrOpening opening)
 {
     const SKrFileProbe probe = ProbeForReading(path);
+    if (probe.state == EKrReadability::InUse && opening == EKrOpening::Growing)
+        return "it has no complete AVI headers; another program is writing it";
     if (probe.state != EKrReadability::Readable)
         return WhyNotReadable(probe);
     if (probe.size <= kLargestRefusedSize)
@@ -59,16 +61,25 @@ bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
 }
 } // namespace
 
-CKrAviFile::CKrAviFile(const std::string& path) : CKrByteSource(path)
+CKrAviFile::CKrAviFile(const std::string& path, EKrOpening opening) : CKrByteSource(path)
 {
     const std::wstring wide = WidePath(path);
     if (KrCreateRiffReader(m_reader.Put()) == 0)
         throw CKrToolError(path, "out of memory");
-    if (m_reader->Open(wide.c_str()) == 0)
-        throw CKrToolError(path, WhyNotOpened(path));
-    if (!HasAviHeaderOrDataChunks(*m_reader))
+    const bool isGrowing = opening == EKrOpening::Growing;
+    if ((isGrowing ? m_reader->OpenGrowing(wide.c_str()) : m_reader->Open(wide.c_str())) == 0)
+        throw CKrToolError(path, WhyNotOpened(path, opening));
+    if (!isGrowing && !HasAviHeaderOrDataChunks(*m_reader))
         throw CKrToolError(path, WhyNotAvi(path));
     SetLength(m_reader->GetFileLength());
+}
+
+int CKrAviFile::Refresh()
+{
+    const int news = m_reader->Refresh();
+    if (news > 0)
+        SetLength(m_reader->GetFileLength());
+    return news;
 }
 
 size_t CKrAviFile::ReadAt(uint64_t position, void* buffer, size_t count) const

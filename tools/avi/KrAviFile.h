@@ -33,11 +33,20 @@ class CKrAviFile;
 // The same without scan mode and pixel aspect ratio where the reader only guesses them from the picture size.
 SKrVideoAnswer DeclaredVideo(const CKrAviFile& file);
 
+enum class EKrOpening
+{
+    Whole,
+    Growing // also while it is being written
+};
+
 class CKrAviFile final : public CKrByteSource
 {
 public:
     // Opens the file, or throws CKrToolError with the reason if known.
-    explicit CKrAviFile(const std::string& path);
+    explicit CKrAviFile(const std::string& path, EKrOpening opening = EKrOpening::Whole);
+
+    // Takes in what was added to a growing file. Returns what the reader's Refresh does.
+    int Refresh();
 
     IKrRiffReader& Reader() const { return *m_reader; }
     size_t ReadAt(uint64_t position, void* buffer, size_t count) const override;

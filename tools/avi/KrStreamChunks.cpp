@@ -216,17 +216,24 @@ std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts&
     return byHeaders ? byHeaders : StreamByFirstChunk(file, kind);
 }
 
-SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
-                               std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress)
+uint32_t ChooseStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                      std::optional<uint32_t> wanted)
 {
     if (wanted)
         CheckStream(file, facts, kind, *wanted);
     const std::optional<uint32_t> stream = wanted ? wanted : DefaultStream(file, facts, kind);
     if (!stream)
         throw CKrToolError(file.Path(), Format("the file has no {} stream", KindName(kind)));
-    if (std::optional<Chunks> chunks = IndexedChunks(file, facts, *stream, kind, report))
-        return {*stream, true, *std::move(chunks)};
-    return FindChunks(file, facts, kind, *stream, report, progress);
+    return *stream;
+}
+
+SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                               std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress)
+{
+    const uint32_t stream = ChooseStream(file, facts, kind, wanted);
+    if (std::optional<Chunks> chunks = IndexedChunks(file, facts, stream, kind, report))
+        return {stream, true, *std::move(chunks)};
+    return FindChunks(file, facts, kind, stream, report, progress);
 }
 
 bool IsPlausible(const CKrByteSource& file, const Chunks& index)

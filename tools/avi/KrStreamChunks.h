@@ -45,11 +45,14 @@ const char* SourceName(const SKrStreamChunks& stream);
 // The first stream of a kind: the reader's own choice, else one that it does not cover.
 std::optional<uint32_t> DefaultStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind);
 
+// The stream that the user named, or the default one. Throws CKrToolError when the file has no such stream.
+uint32_t ChooseStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                      std::optional<uint32_t> wanted);
+
 // Throws CKrToolError when the headers describe other streams than this one.
 void CheckStreamNumber(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t wanted);
 
-// The chunks of the stream that the user named, or of the default one. Defects are reported. Throws
-// CKrToolError when the file has no such stream.
+// The chunks of the stream that ChooseStream gives. Defects are reported.
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                                std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress);
 

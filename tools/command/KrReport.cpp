@@ -117,10 +117,23 @@ std::string PlainText(std::string_view key, const Json& value)
 
 void CKrReport::BeginMember(std::string_view key)
 {
-    Print(m_hasMembers ? ",\n  " : "{\n  ");
+    Print(m_hasMembers ? "," : "{");
+    if (!m_asLines)
+        Print("\n  ");
     Print(JsonText(key));
     Print(": ");
     m_hasMembers = true;
+}
+
+void CKrReport::EndObject()
+{
+    Print(m_asLines ? "}\n" : "\n}\n");
+}
+
+void CKrReport::Line(const Json& value, std::string_view text)
+{
+    Print(m_asJson ? JsonText(value) + "\n" : std::string(text));
+    FlushOutput();
 }
 
 void CKrReport::Fact(std::string_view key, const Json& value, const Json& shown)
@@ -172,7 +185,7 @@ int CKrReport::Finish()
     {
         Fact("notes", m_notes);
         Fact("findings", m_findings);
-        Print("\n}\n");
+        EndObject();
     }
     else
     {
@@ -192,7 +205,7 @@ int CKrReport::Fail(const std::string& path, const std::string& cause)
         if (m_inRows)
             EndRows();
         Fact("error", {{"file", path.empty() ? Json() : Json(path)}, {"cause", cause}});
-        Print("\n}\n");
+        EndObject();
     }
     FlushOutput();
     return kExitFailed;

@@ -43,6 +43,12 @@ public:
     void Row(const Json& value, std::string_view text);
     void EndRows();
 
+    // From now on each JSON object is one line: those of Line as well as the report itself.
+    void SetLines() { m_asLines = true; }
+
+    // Prints a line of text or JSON at once, before all facts.
+    void Line(const Json& value, std::string_view text);
+
     // A remark that is not a defect.
     void Note(const std::string& text) { m_notes.push_back(m_subject + text); }
 
@@ -61,8 +67,10 @@ public:
 
 private:
     void BeginMember(std::string_view key);
+    void EndObject();
 
     bool m_asJson;
+    bool m_asLines = false;
     bool m_hasMembers = false;
     bool m_inRows = false;
     bool m_hasRows = false;

@@ -10,6 +10,7 @@ except ImportError:
 
 FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "docs", "schemas")
 PROGRESS = "progress"
+LINES = {"follow"}  # verbs that print an object a line
 
 _validators = {}
 validated = {}  # objects validated against the schema of each verb
@@ -44,7 +45,8 @@ def check_output(verbs, arguments, out, err):
     if jsonschema is None or verb not in verbs or {"--help", "--version"} & set(arguments):
         return
     if "--json" in arguments:
-        _hold(verb, json.loads(out))
+        for text in out.splitlines() if verb in LINES else [out]:
+            _hold(verb, json.loads(text))
     for line in err.splitlines():
         if line.startswith("{"):
             _hold(PROGRESS, json.loads(line))

@@ -30,6 +30,10 @@ class Result:
     def json(self):
         return json.loads(self.out)
 
+    def objects(self):
+        """Those of a verb that prints an object a line."""
+        return [json.loads(line) for line in self.out.splitlines()]
+
     def __str__(self):
         return f"exit code {self.code}\n--- stdout\n{self.out}\n--- stderr\n{self.err}"
 

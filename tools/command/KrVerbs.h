@@ -14,6 +14,7 @@ void AddVerifyVerb(CKrVerbTable& verbs);
 void AddMapVerb(CKrVerbTable& verbs);
 void AddHashVerb(CKrVerbTable& verbs);
 void AddExtractVerb(CKrVerbTable& verbs);
+void AddFollowVerb(CKrVerbTable& verbs);
 void AddWriteVerb(CKrVerbTable& verbs);
 void AddRewrapVerb(CKrVerbTable& verbs);
 void AddCutVerb(CKrVerbTable& verbs);
@@ -24,8 +25,9 @@ void AddCompletionVerb(CKrVerbTable& verbs);
 
 // In the order of the help.
 inline constexpr void (*kVerbs[])(CKrVerbTable&) = {
-    AddInfoVerb,  AddTreeVerb,   AddIndexVerb, AddVerifyVerb, AddMapVerb,     AddHashVerb, AddExtractVerb,
-    AddWriteVerb, AddRewrapVerb, AddCutVerb,   AddConcatVerb, AddRecoverVerb, AddManVerb,  AddCompletionVerb};
+    AddInfoVerb, AddTreeVerb,    AddIndexVerb,   AddVerifyVerb, AddMapVerb,
+    AddHashVerb, AddExtractVerb, AddFollowVerb,  AddWriteVerb,  AddRewrapVerb,
+    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddManVerb,    AddCompletionVerb};
 } // namespace KrTool
 
 #endif

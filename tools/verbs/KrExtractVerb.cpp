@@ -4,6 +4,7 @@
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkCopier.h"
 #include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrFollowedFile.h"
 #include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
@@ -13,12 +14,15 @@
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/input/KrFramePattern.h"
-#include "tools/output/KrOutputFile.h"
 #include "tools/output/KrWaveFile.h"
+#include "tools/verbs/KrFrameFiles.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
 
 namespace KrTool
 {
@@ -35,13 +39,16 @@ const SKrVerbHelp kExtractHelp = {
         whole blocks or chunks for compressed audio. Where the headers start the streams at different times
         (see info), the extracted sound is what plays with the frames.)",
         "Frames are written before the sound. Complete files are kept when a later one fails.",
+        R"(--follow writes the frames of a recording as they come, until it ends or the frame of --to is there, and
+        its sound then. Frames of recordings without an index, as some programs make them, come at the end.)",
         "Streams without an index are found by scanning the file for their chunks, as the report notes.",
-        R"(Findings: chunks truncated by the end of the file; wrong index entries; streams without chunks; and
-        defects of the whole file (see info).)",
+        R"(Findings: chunks truncated by the end of the file; wrong index entries; streams without chunks; a
+        recording that was abandoned, or ended before --to; and defects of the whole file (see info).)",
     },
     {
         "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
         "kravi extract clip.avi --audio scene.wav --from 250 --to 499",
+        "kravi extract recording.avi --follow --video 'frame-%06d.jpg'",
     },
 };
 
@@ -55,20 +62,36 @@ struct SKrExtractOptions
     std::optional<uint64_t> from; // frames
     std::optional<uint64_t> to;   // inclusive
     bool force = false;
+    bool follow = false;
 };
 
 class CKrExtraction
 {
 public:
     CKrExtraction(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress)
-        : m_options(options), m_report(report), m_progress(progress), m_file(options.file),
-          m_facts(ReadFacts(m_file, progress)), m_copier(m_file, progress)
+        : m_options(options), m_report(report), m_progress(progress),
+          m_followed(options.follow ? std::make_unique<CKrFollowedFile>(options.file) : nullptr),
+          m_opened(options.follow ? nullptr : std::make_unique<CKrAviFile>(options.file)),
+          m_file(options.follow ? m_followed->File() : *m_opened), m_facts(ReadFacts(m_file, progress)),
+          m_copier(m_file, progress)
     {
-        ReportFileFindings(m_file, m_facts, report);
+        if (!options.follow)
+            ReportFileFindings(m_file, m_facts, report);
     }
 
     // Checks everything before writing anything.
     void Run()
+    {
+        if (!m_options.video.empty())
+            m_pattern.emplace(m_options.video);
+        if (m_options.follow)
+            Follow();
+        else
+            Extract();
+    }
+
+private:
+    void Extract()
     {
         if (!m_options.video.empty())
             PrepareVideo();
@@ -80,17 +103,123 @@ public:
             video = WriteVideo();
         if (!m_options.audio.empty())
             audio = WriteAudio();
+        Report(video, audio);
+    }
+
+    void Report(const Json& video, const Json& audio)
+    {
         m_report.Fact("file", m_file.Path());
         m_report.Fact("video", video);
         m_report.Fact("audio", audio);
     }
 
-private:
+    void Follow()
+    {
+        if (!m_options.audio.empty())
+            CheckTarget(m_options.audio, m_options.force, m_file.Path());
+        const Json video = m_options.video.empty() ? Json() : FollowVideo();
+        Json audio;
+        if (!m_options.audio.empty())
+        {
+            WaitForAudio();
+            PrepareAudio();
+            audio = WriteAudio();
+        }
+        Report(video, audio);
+        m_report.Fact("state", RecordingName(m_followed->State()));
+        m_followed->ReportEnd(m_report);
+    }
+
+    [[nodiscard]] bool IsBeingWritten() const { return m_followed->State() == EKrRecording::BeingWritten; }
+
+    // Writes the frames as they come. If no index leads to them, all are written when the recording ends.
+    Json FollowVideo()
+    {
+        const std::optional<uint32_t> wanted = StreamNumber(m_options.videoStream);
+        m_video = {ChooseStream(m_file, m_facts, EKrStreamKind::Video, wanted), true, {}};
+        m_firstFrame = m_options.from.value_or(0);
+        m_endFrame = m_options.to ? *m_options.to + 1 : UINT64_MAX;
+        CheckVideoTarget(m_firstFrame);
+        CKrFrameFiles files(*m_pattern, m_options.force, m_copier);
+        m_progress.Begin("writing video", m_options.to ? m_endFrame - m_firstFrame : 0, EKrUnit::Frame);
+        TakeFrames(files);
+        while (IsBeingWritten() && m_video.chunks.size() < m_endFrame)
+        {
+            m_followed->Wait(m_progress);
+            TakeFrames(files);
+        }
+        if (m_video.chunks.empty() && !IsBeingWritten())
+        {
+            m_video = ChunksOfStream(m_file, m_facts, EKrStreamKind::Video, wanted, m_report, m_progress);
+            for (uint64_t frame = m_firstFrame; frame < FramesToTake(); ++frame)
+                WriteFollowed(files, frame);
+        }
+        const uint64_t bytes = files.Finish();
+        m_progress.End();
+        if (m_options.to && m_video.chunks.size() < m_endFrame)
+            m_report.Finding(Format("the recording ended before frame {}", *m_options.to));
+        m_endFrame = std::max(FramesToTake(), m_firstFrame);
+        if (m_endFrame == m_firstFrame)
+            m_report.Finding(Format("video stream {} has no frames{}", m_video.stream,
+                                    m_firstFrame != 0 ? Format(" from {} on", m_firstFrame) : ""));
+        return VideoJson(bytes);
+    }
+
+    [[nodiscard]] uint64_t FramesToTake() const
+    {
+        return std::min<uint64_t>(m_video.chunks.size(), m_endFrame);
+    }
+
+    void TakeFrames(CKrFrameFiles& files)
+    {
+        const auto added = LoadStreamIndex(m_file, m_video.stream, m_video.chunks.size());
+        if (!added)
+            return;
+        for (const SKrChunkIndexEntry& chunk : ChunksOfIndex(*added))
+        {
+            const uint64_t frame = m_video.chunks.size();
+            m_video.chunks.push_back(chunk);
+            if (frame >= m_firstFrame && frame < m_endFrame)
+                WriteFollowed(files, frame);
+        }
+    }
+
+    void WriteFollowed(CKrFrameFiles& files, uint64_t frame)
+    {
+        if (m_pattern->IsNumbered())
+            CheckVideoTarget(frame);
+        files.Write(frame, m_video.chunks[static_cast<size_t>(frame)]);
+        m_progress.Advance(frame - m_firstFrame);
+    }
+
+    // The sound of the last frame may come after the frame.
+    void WaitForAudio()
+    {
+        const uint32_t stream =
+            ChooseStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream));
+        while (IsBeingWritten())
+        {
+            const SKrAviStream* const video = m_options.to ? VideoHeader() : nullptr;
+            if (video != nullptr && HasAudioUntil(*m_options.to + 1, *video, stream))
+                return;
+            m_followed->Wait(m_progress);
+        }
+    }
+
+    [[nodiscard]] bool HasAudioUntil(uint64_t frame, const SKrAviStream& video, uint32_t stream) const
+    {
+        const SKrAviStream& audio = m_facts.streams.at(stream);
+        const std::optional<int64_t> end = AudioUnitAtFrame(frame, video, audio);
+        const auto index = LoadStreamIndex(m_file, stream);
+        if (!end || !index)
+            return !end;
+        return std::cmp_greater_equal(UnitsIn(ChunksOfIndex(*index), AudioUnit(audio)), *end);
+    }
+
     bool HasRange() const { return m_options.from || m_options.to; }
 
     void PrepareVideo()
     {
-        m_pattern.emplace(m_options.video);
         m_video = ChunksOfStream(m_file, m_facts, EKrStreamKind::Video, StreamNumber(m_options.videoStream),
                                  m_report, m_progress);
         const uint64_t count = m_video.chunks.size();
@@ -109,12 +238,17 @@ private:
         const uint64_t names = m_pattern->IsNumbered() ? m_endFrame - m_firstFrame : 1;
         for (uint64_t index = 0; index < names; ++index)
         {
-            const std::string name = m_pattern->NameOf(m_firstFrame + index);
-            if (name == m_options.audio)
-                throw CKrToolError(name, "video and audio need different files");
-            CheckTarget(name, m_options.force, m_file.Path());
+            CheckVideoTarget(m_firstFrame + index);
             m_progress.StopIfAsked();
         }
+    }
+
+    void CheckVideoTarget(uint64_t frame) const
+    {
+        const std::string name = m_pattern->NameOf(frame);
+        if (name == m_options.audio)
+            throw CKrToolError(name, "video and audio need different files");
+        CheckTarget(name, m_options.force, m_file.Path());
     }
 
     void PrepareAudio()
@@ -166,9 +300,20 @@ private:
     {
         m_progress.Begin("writing video", m_endFrame - m_firstFrame, EKrUnit::Frame);
         const uint64_t cutBefore = m_copier.CutChunks();
-        const uint64_t bytes = m_pattern->IsNumbered() ? WriteFrameFiles() : WriteOneFile();
+        CKrFrameFiles files(*m_pattern, m_options.force, m_copier);
+        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
+        {
+            files.Write(frame, m_video.chunks[static_cast<size_t>(frame)]);
+            m_progress.Advance(frame - m_firstFrame);
+        }
+        const uint64_t bytes = files.Finish();
         m_progress.End();
         ReportCut(m_copier.CutChunks() - cutBefore, "frame");
+        return VideoJson(bytes);
+    }
+
+    [[nodiscard]] Json VideoJson(uint64_t bytes) const
+    {
         const uint64_t frames = m_endFrame - m_firstFrame;
         return {{"stream", m_video.stream},
                 {"source", SourceName(m_video)},
@@ -177,32 +322,6 @@ private:
                 {"lastFrame", frames != 0 ? Json(m_endFrame - 1) : Json()},
                 {"bytes", bytes},
                 {"output", m_options.video}};
-    }
-
-    uint64_t WriteFrameFiles()
-    {
-        uint64_t bytes = 0;
-        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
-        {
-            CKrOutputFile output(m_pattern->NameOf(frame), m_options.force);
-            bytes += m_copier.Copy(m_video.chunks[static_cast<size_t>(frame)], output);
-            output.Commit();
-            m_progress.Advance(frame - m_firstFrame);
-        }
-        return bytes;
-    }
-
-    uint64_t WriteOneFile()
-    {
-        uint64_t bytes = 0;
-        CKrOutputFile output(m_pattern->NameOf(0), m_options.force);
-        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
-        {
-            bytes += m_copier.Copy(m_video.chunks[static_cast<size_t>(frame)], output);
-            m_progress.Advance(frame - m_firstFrame);
-        }
-        output.Commit();
-        return bytes;
     }
 
     Json WriteAudio()
@@ -238,7 +357,9 @@ private:
     const SKrExtractOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
-    CKrAviFile m_file;
+    const std::unique_ptr<CKrFollowedFile> m_followed; // one of
+    const std::unique_ptr<const CKrAviFile> m_opened;  // these two
+    const CKrAviFile& m_file;
     SKrAviFacts m_facts;
     CKrChunkCopier m_copier;
     std::optional<CKrFramePattern> m_pattern;
@@ -273,6 +394,7 @@ void AddExtractVerb(CKrVerbTable& verbs)
     verb.AddNumber("--audio-stream", options->audioStream, "Number of another audio stream");
     verb.AddNumber("--from", options->from, "First frame");
     verb.AddNumber("--to", options->to, "Last frame");
+    verb.AddSwitch("--follow", options->follow, "Follow a recording until it ends");
     verb.AddSwitch("--force", options->force, "Replace existing files");
 }
 } // namespace KrTool

@@ -5,15 +5,20 @@ install(TARGETS KrRiffUtils EXPORT KrRiffUtils
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS KrRiffUtilsC EXPORT KrRiffUtilsC
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/KrRiffUtils DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs FILES_MATCHING PATTERN *.md PATTERN *.svg PATTERN *.schema.json
   PATTERN api EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# find_package(KrRiffUtils). A package of the library alone lacks the files of the component Tools.
+# find_package(KrRiffUtils), whose components have files of their own. A package of the library alone lacks the files of the component Tools.
 set(KR_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KrRiffUtils)
 install(EXPORT KrRiffUtils NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsTargets.cmake)
+install(EXPORT KrRiffUtilsC NAMESPACE KrRiffUtils:: DESTINATION ${KR_PACKAGE_DIR} FILE KrRiffUtilsCTargets.cmake)
 configure_package_config_file(cmake/KrRiffUtilsConfig.cmake.in ${PROJECT_BINARY_DIR}/KrRiffUtilsConfig.cmake
   INSTALL_DESTINATION ${KR_PACKAGE_DIR} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_BINDIR)
 if(TARGET kravi)
@@ -31,22 +36,33 @@ if(NOT MSVC)
     set(KR_PC_PRIVATE "-lstdc++ -lpthread ${CMAKE_DL_LIBS}")
   endif()
   file(RELATIVE_PATH KR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-  configure_file(cmake/KrRiffUtils.pc.in ${PROJECT_BINARY_DIR}/KrRiffUtils.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/KrRiffUtils.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  foreach(KR_PC_NAME KrRiffUtils KrRiffUtilsC)
+    set(KR_PC_REQUIRES "")
+    if(KR_PC_NAME STREQUAL "KrRiffUtilsC" AND NOT BUILD_SHARED_LIBS)
+      set(KR_PC_REQUIRES KrRiffUtils)
+    endif()
+    configure_file(cmake/KrRiffUtils.pc.in ${PROJECT_BINARY_DIR}/${KR_PC_NAME}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${KR_PC_NAME}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  endforeach()
 endif()
 
-# The import library for Microsoft's linkers, next to the one for mingw. Same functions, other names.
+# The import libraries for Microsoft's linkers, next to those for mingw. Same functions; those in C++ have other names.
 if(MINGW AND BUILD_SHARED_LIBS)
-  find_program(KR_LLVM_LIB NAMES llvm-lib-19 llvm-lib-20 llvm-lib-18 llvm-lib DOC "Makes KrRiffUtils.lib")
+  find_program(KR_LLVM_LIB NAMES llvm-lib-19 llvm-lib-20 llvm-lib-18 llvm-lib DOC "Makes KrRiffUtils.lib and KrRiffUtilsC.lib")
   if(KR_LLVM_LIB)
-    set(ms_import_library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/KrRiffUtils.lib)
-    add_custom_command(OUTPUT ${ms_import_library}
-      COMMAND ${KR_LLVM_LIB} /nologo /machine:x64 /def:${KR_MODULE_DEFINITION} /out:${ms_import_library}
-      DEPENDS ${KR_MODULE_DEFINITION} COMMENT "Making KrRiffUtils.lib" VERBATIM)
-    add_custom_target(KrMicrosoftImportLibrary ALL DEPENDS ${ms_import_library})
-    install(FILES ${ms_import_library} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    set(ms_import_libraries "")
+    foreach(definition ${KR_MODULE_DEFINITION} ${PROJECT_BINARY_DIR}/KrRiffUtilsC.def)
+      get_filename_component(library ${definition} NAME_WE)
+      set(library ${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/${library}.lib)
+      list(APPEND ms_import_libraries ${library})
+      add_custom_command(OUTPUT ${library}
+        COMMAND ${KR_LLVM_LIB} /nologo /machine:x64 /def:${definition} /out:${library}
+        DEPENDS ${definition} COMMENT "Making ${library}" VERBATIM)
+    endforeach()
+    add_custom_target(KrMicrosoftImportLibrary ALL DEPENDS ${ms_import_libraries})
+    install(FILES ${ms_import_libraries} DESTINATION ${CMAKE_INSTALL_LIBDIR})
   else()
-    message(STATUS "No llvm-lib: KrRiffUtils.lib, for Microsoft's linkers, is not built")
+    message(STATUS "No llvm-lib: KrRiffUtils.lib and KrRiffUtilsC.lib, for Microsoft's linkers, are not built")
   endif()
 endif()
 

@@ -27,6 +27,7 @@ LAYERS = [
     ["reader", "writer", "pool"],
     ["riffutils"],
     ["module"],
+    ["bindings/c"],
     ["tools/command"],
     ["tools/avi"],
     ["tools/output"],

@@ -5,8 +5,12 @@
 find_program(KR_BASH bash REQUIRED)
 add_test(NAME Exports COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/exports/check-exports.sh
   $<TARGET_FILE:KrRiffUtils> ${KR_EXPORTED_NAMES})
+add_test(NAME ExportsC COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/exports/check-exports.sh
+  $<TARGET_FILE:KrRiffUtilsC> ${PROJECT_BINARY_DIR}/KrRiffUtilsC.exports)
 add_test(NAME PublicHeaders COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/include/check-headers.sh
   ${CMAKE_CXX_COMPILER} ${PROJECT_SOURCE_DIR}/include)
+add_test(NAME HeadersInC COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/bindings/check-c-headers.sh
+  ${CMAKE_C_COMPILER} ${PROJECT_SOURCE_DIR})
 add_test(NAME Locks COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/check-locks.sh ${PROJECT_SOURCE_DIR})
 add_test(NAME Arrows COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/arrows.py --names)
 

@@ -172,6 +172,15 @@ set(KR_INNER_TEST_SOURCES
   writer/WriterWorkerInnerTest.cpp
 )
 
+# The C interface.
+set(KR_C_TEST_SOURCES
+  base/KrAllocationsInner.cpp
+  bindings/CHandlesInnerTest.cpp
+  bindings/CInputInnerTest.cpp
+  bindings/CReaderInnerTest.cpp
+  bindings/CWriterInnerTest.cpp
+)
+
 set(KR_MODULE_TEST_SOURCES
   module/UnloadTest.cpp
   module/LiveWriterTest.cpp
@@ -244,6 +253,7 @@ endif()
 
 # Built with locks, conditions and atomics driven by a seeded scheduler.
 set(KR_SCHEDULED_TEST_SOURCES
+  scheduler/CScheduledTest.cpp
   scheduler/CacheScheduledTest.cpp
   scheduler/KrPowerCut.cpp
   scheduler/KrScheduler.cpp

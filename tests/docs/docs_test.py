@@ -5,6 +5,7 @@ PROGRAMS is the folder of kravi and the examples, LIBRARIES the one of the libra
   ```sh           run as one script in a folder with sample clips; must end with 0
   ```sh no-run    not run; every program, script, preset and target in it must exist
   ```console      each line after "$ " is run, and its output is compared with the lines below; "..." matches any lines
+  ```c            a program in C11 that is compiled and run, or compiled alone when it has no main
   ```cpp          in a document with a marker "<!-- FILE: REGION -->" above it, the same text as in that file; else a program
                   that is compiled and run, or compiled alone when it has no main
 Ends with the line "N passed, N failed".
@@ -157,13 +158,15 @@ def check_region(documents, file, region, text):
         raise AssertionError(f"the code is not that of {file}, region {region}")
 
 
-def compile_block(documents, folder, indent, text):
-    source = os.path.join(folder, "block.cpp")
+def compile_block(documents, folder, indent, text, in_c=False):
+    source = os.path.join(folder, "block.c" if in_c else "block.cpp")
     with open(source, "w", encoding="utf-8") as file:
         file.write(re.sub(rf"^{indent}", "", text, flags=re.MULTILINE))
     has_main = "int main(" in text
-    rest = ["-L" + documents.libraries, "-lKrRiffUtils", "-o", "block"] if has_main else ["-fsyntax-only"]
-    command = [documents.compiler, *documents.flags, "-std=c++17", "-Wall", "-Wextra", "-Werror",
+    library, language = ("KrRiffUtilsC", ["cc", "-std=c11"]) if in_c else (
+        "KrRiffUtils", [documents.compiler, *documents.flags, "-std=c++17"])
+    rest = ["-L" + documents.libraries, "-l" + library, "-o", "block"] if has_main else ["-fsyntax-only"]
+    command = [*language, "-Wall", "-Wextra", "-Werror",
                "-I" + os.path.join(documents.sources, "include"), source, *rest]
     subprocess.run(command, cwd=folder, check=True, timeout=120)
     if has_main:
@@ -180,7 +183,7 @@ def check_blocks(documents, name):
         fences = len(re.findall(r"^ *```", text, re.MULTILINE))
         documents.attempt(f"{name}: fences", lambda: fences == 2 * len(blocks) or 1 / 0)
         # Code that is compiled reads the clip that the shell blocks make.
-        for block in sorted(blocks, key=lambda block: block.group(4) == "cpp"):
+        for block in sorted(blocks, key=lambda block: block.group(4) in ("c", "cpp")):
             indent, file, region, language, no_run, content = block.groups()
             kind = language + (no_run or "")
             documents.kinds[kind] = documents.kinds.get(kind, 0) + 1
@@ -193,6 +196,8 @@ def check_blocks(documents, name):
                 documents.attempt(what, run_session, documents, folder, content)
             elif language == "cpp" and file:
                 documents.attempt(what, check_region, documents, file, region, content)
+            elif language == "c":
+                documents.attempt(what, compile_block, documents, folder, indent, content, True)
             elif language == "cpp":
                 documents.attempt(what, compile_block, documents, folder, indent, content)
 
@@ -239,7 +244,7 @@ def main(arguments):
         documents.attempt(f"{name}: paths", check_paths, documents, name)
     documents.attempt("docs/kravi-json.md", check_json_page, documents)
     documents.attempt("README.md: verbs", check_readme_names_every_verb, documents)
-    wanted = {"sh", "sh no-run", "console", "cpp"}
+    wanted = {"sh", "sh no-run", "console", "cpp", "c"}
     documents.attempt("kinds of blocks", lambda: wanted <= set(documents.kinds) or 1 / 0)
     print(f"{documents.passed} passed, {documents.failed} failed")
     return 0 if documents.failed == 0 and documents.passed > 0 else 1

@@ -77,6 +77,12 @@ def run_all(examples):
         file.write(b"no AVI file\n" * 100)
     examples.expect("ReadFrames", name, 0, f"10 frames, {sizes} bytes\n")
     examples.expect("ReadFrames", "missing.avi", 1, "the file cannot be opened\n")
+    if examples.program("ClipInC") or examples.checker != "-":
+        examples.expect("ClipInC", "in-c.avi", 0,
+                        "".join(f"frame {number}: 9216 bytes of {number}\n" for number in range(10)))
+        examples.expect("ClipInC", "missing/out.avi", 1, "file or folder not found\n")
+        if examples.checker != "-":
+            examples.expect_whole_file("in-c.avi")
     examples.expect("AskScanMode", name, 0, "scan mode: progressive\npixel aspect ratio: 64:45\n")
     examples.expect("AskScanMode", "missing.avi", 0, "scan mode: not declared\npixel aspect ratio: not declared\n")
     if examples.program("Tour") or examples.checker != "-":  # without a C++ library it cannot be built

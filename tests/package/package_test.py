@@ -102,12 +102,34 @@ class Linux:
     def test_contents(self, _):
         for name in ("bin/kravi", "man/man1/kravi.1", "bash-completion/completions/kravi", "site-functions/_kravi",
                      "vendor_completions.d/kravi.fish", "docs/schemas/kravi-info.schema.json",
-                     f"libKrRiffUtils.so.{self.options.version}", "KrRiffUtils.h", "KrFramework.h", "LICENSE", "README.md",
+                     f"libKrRiffUtils.so.{self.options.version}", f"libKrRiffUtilsC.so.{self.options.version}", "KrRiffUtils.h", "kr_riff.h", "KrFramework.h", "LICENSE", "README.md",
                      "CHANGELOG.md", "file-format.md", "windows-hosts.md", "ReadFrames.cpp"):
             self.find(name)
         version = run(self.find("bin/kravi"), "--version", env=self.environment())
         if self.options.version not in version:
             raise AssertionError(version)
+
+    def test_c_consumers(self, work):
+        """One that has nothing of C++, by find_package and by pkg-config."""
+        source = self.find("ClipInC.c")
+        write(work, "CMakeLists.txt", f"""cmake_minimum_required(VERSION 3.16)
+project(Host LANGUAGES C)
+find_package(KrRiffUtils REQUIRED COMPONENTS C)
+add_executable(Host {source})
+target_link_libraries(Host PRIVATE KrRiffUtils::C)
+""")
+        build = os.path.join(work, "build")
+        run(self.options.cmake, "-S", work, "-B", build, f"-DCMAKE_PREFIX_PATH={self.package}")
+        run(self.options.cmake, "--build", build)
+        env = self.environment(PKG_CONFIG_PATH=os.path.dirname(self.find("KrRiffUtilsC.pc")))
+        flags = run("pkg-config", "--cflags", "--libs", "KrRiffUtilsC", env=env).split()
+        run("cc", "-std=c11", source, *flags, "-o", os.path.join(work, "host"))
+        for host in (os.path.join(build, "Host"), os.path.join(work, "host")):
+            if "frame 9: 9216 bytes of 9" not in run(host, os.path.join(work, "clip.avi"), env=env):
+                raise AssertionError(host)
+            needed = run("ldd", host, env=env)
+            if "libKrRiffUtilsC.so" not in needed or "libKrRiffUtils.so" in needed:
+                raise AssertionError(needed)
 
     def test_cmake_consumer(self, work):
         run_examples(build_with_cmake(self.options, self.package, work), env=self.environment())
@@ -191,16 +213,19 @@ find_package(KrRiffUtils {arguments})
         os.mkdir(host)
         write(host, "host.cpp", HOST)
         write(host, "CMakeLists.txt", """cmake_minimum_required(VERSION 3.16)
-project(Host LANGUAGES CXX)
-find_package(KrRiffUtils REQUIRED)
+project(Host LANGUAGES C CXX)
+find_package(KrRiffUtils REQUIRED COMPONENTS C)
 add_executable(Host host.cpp)
 target_link_libraries(Host PRIVATE KrRiffUtils::KrRiffUtils)
+add_executable(HostInC """ + os.path.join(self.options.sources, "examples", "ClipInC.c") + """)
+target_link_libraries(HostInC PRIVATE KrRiffUtils::C)
 """)
         build = os.path.join(host, "build")
         run(self.options.cmake, "-S", host, "-B", build, f"-DCMAKE_PREFIX_PATH={os.path.join(work, 'prefix')}",
             f"-DCMAKE_CXX_FLAGS={self.options.flags}", f"-DCMAKE_CXX_COMPILER={self.options.compiler}")
         run(self.options.cmake, "--build", build)
         run(os.path.join(build, "Host"))
+        run(os.path.join(build, "HostInC"), os.path.join(host, "clip.avi"))
 
 
 class Windows:
@@ -221,6 +246,7 @@ class Windows:
 
     def test_contents(self, _):
         for name in ("bin/KrRiffUtils.dll", "bin/kravi.exe", "lib/libKrRiffUtils.dll.a", "lib/KrRiffUtils.lib",
+                     "bin/KrRiffUtilsC.dll", "lib/libKrRiffUtilsC.dll.a", "lib/KrRiffUtilsC.lib", "include/KrRiffUtils/kr_riff.h",
                      "include/KrRiffUtils/KrRiffUtils.h", "share/doc/KrRiffUtils/LICENSE",
                      "share/doc/KrRiffUtils/README.md", "share/doc/KrRiffUtils/docs/windows-hosts.md",
                      "share/doc/KrRiffUtils/examples/RecordSamples.cpp"):
@@ -231,21 +257,24 @@ class Windows:
 
     def test_mingw_consumer(self, work):
         build = build_with_cmake(self.options, self.package, work, "-DCMAKE_SYSTEM_NAME=Windows")
-        shutil.copy(self.path("bin", "KrRiffUtils.dll"), build)
+        for library in ("KrRiffUtils.dll", "KrRiffUtilsC.dll"):
+            shutil.copy(self.path("bin", library), build)
         run_examples(build, [self.options.launcher])
 
     def test_import_library_of_each_linker(self, work):
         """The targets of find_package, without a compiler."""
-        for is_microsoft, library in (("FALSE", "libKrRiffUtils.dll.a"), ("TRUE", "KrRiffUtils.lib")):
+        for target, is_microsoft, library in (
+                ("KrRiffUtils", "FALSE", "libKrRiffUtils.dll.a"), ("KrRiffUtils", "TRUE", "KrRiffUtils.lib"),
+                ("C", "FALSE", "libKrRiffUtilsC.dll.a"), ("C", "TRUE", "KrRiffUtilsC.lib")):
             with open(os.path.join(work, "CMakeLists.txt"), "w", encoding="utf-8") as file:
                 file.write(f"""cmake_minimum_required(VERSION 3.16)
 project(Asks LANGUAGES NONE)
 set(MSVC {is_microsoft})
 find_package(KrRiffUtils REQUIRED)
-get_target_property(library KrRiffUtils::KrRiffUtils IMPORTED_IMPLIB_RELEASE)
+get_target_property(library KrRiffUtils::{target} IMPORTED_IMPLIB_RELEASE)
 file(WRITE answer ${{library}})
 """)
-            run(self.options.cmake, "-S", work, "-B", os.path.join(work, is_microsoft),
+            run(self.options.cmake, "-S", work, "-B", os.path.join(work, target + is_microsoft),
                 f"-DCMAKE_PREFIX_PATH={self.package}")
             with open(os.path.join(work, "answer"), encoding="utf-8") as file:
                 answer = file.read()

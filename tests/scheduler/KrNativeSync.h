@@ -64,6 +64,14 @@ public:
         return std::exchange(m_value, m_value - value);
     }
 
+    bool compare_exchange_weak(Value& expected, Value value)
+    {
+        KrTest::YieldToScheduler();
+        const bool isAsExpected = m_value == expected;
+        (isAsExpected ? m_value : expected) = isAsExpected ? value : m_value;
+        return isAsExpected;
+    }
+
     operator Value() const { return load(); }
     Value operator=(Value value)
     {

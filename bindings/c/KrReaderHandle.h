@@ -1,0 +1,85 @@
+// The readers of the C interface.
+#ifndef KR_BINDINGS_C_KRREADERHANDLE_H
+#define KR_BINDINGS_C_KRREADERHANDLE_H
+
+#include "base/KrRef.h"
+#include "bindings/c/KrCall.h"
+#include "bindings/c/KrHandleFiles.h"
+#include "bindings/c/KrHandled.h"
+#include "reader/KrRiffReader.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+// A reader that never waits for its lock. The size of the open file is kept beside it, so that asking for it
+// takes no lock.
+class CKrReaderHandle final : public CKrHandled
+{
+public:
+    CKrReaderHandle() : m_files(*this), m_reader(CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files))) {}
+
+    [[nodiscard]] SKrOutcome Open(const std::wstring& path);
+    [[nodiscard]] SKrOutcome OpenGrowing(const std::wstring& path);
+    [[nodiscard]] SKrOutcome OpenInput(const kr_input& callbacks);
+    [[nodiscard]] SKrOutcome Refresh();
+    [[nodiscard]] SKrOutcome Close();
+    [[nodiscard]] SKrOutcome Read(uint64_t position, uint8_t* buffer, uint32_t count, uint32_t& copied);
+
+    [[nodiscard]] CKrRiffReader& Reader() { return *m_reader; }
+    [[nodiscard]] uint64_t Size() const { return m_size; } // 0: no file is open
+
+    // Runs a step that needs the reader's lock, or answers that another thread has it.
+    template <class Step>
+    [[nodiscard]] SKrOutcome Locked(Step&& step)
+    {
+        const CKrTryLockScope scope(m_reader->Lock());
+        if (!scope.Entered())
+            return KR_ERROR_BUSY;
+        static_cast<void>(TakeReadError()); // what failed before
+        return step();
+    }
+
+    // The outcome of an operation that did not succeed, where no read of it failed: `otherwise`.
+    [[nodiscard]] SKrOutcome FailedOr(kr_result otherwise);
+
+private:
+    template <class Step>
+    [[nodiscard]] SKrOutcome OpenBy(Step&& open, const std::wstring* path);
+    [[nodiscard]] uint32_t ReadAnywhere(uint64_t position, uint8_t* buffer, uint32_t count);
+
+    CKrHandleFiles m_files; // before the reader, which uses them to its end
+    CKrRef<CKrRiffReader> m_reader;
+    KrAtomic<uint64_t> m_size = 0;
+    std::shared_ptr<CKrInput> m_input; // the open one; under the reader's lock
+};
+
+class CKrIndexHandle final : public CKrHandled
+{
+public:
+    explicit CKrIndexHandle(std::unique_ptr<CArray<SKrStreamIndexEntry>> entries)
+        : m_entries(std::move(entries))
+    {
+    }
+
+    [[nodiscard]] const CArray<SKrStreamIndexEntry>& Entries() const { return *m_entries; }
+
+private:
+    std::unique_ptr<CArray<SKrStreamIndexEntry>> m_entries;
+};
+
+template <>
+struct SKrHandleTraits<kr_reader>
+{
+    using Object = CKrReaderHandle;
+    static constexpr EKrHandleKind kKind = EKrHandleKind::Reader;
+};
+
+template <>
+struct SKrHandleTraits<kr_index>
+{
+    using Object = CKrIndexHandle;
+    static constexpr EKrHandleKind kKind = EKrHandleKind::Index;
+};
+
+#endif

@@ -2,6 +2,7 @@
 // still. CaptureHost OUT
 #include "KrExampleMain.h"
 
+#include <KrRiffUtils/KrHostObjects.h>
 #include <KrRiffUtils/KrRiffUtils.h>
 
 #include <atomic>
@@ -23,42 +24,24 @@ void Sleep(int milliseconds)
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-class CFrame final : public IKrMediaSample
+class CFrame final : public KrHost::CKrByteSample
 {
 public:
-    KR_IMPLEMENT_INTERFACE_DESTRUCTOR(CFrame)
-
     explicit CFrame(int number)
-        : m_isLate(number == kLateFrame),
-          m_bytes(static_cast<size_t>(kFrameBytes), static_cast<uint8_t>(number))
+        : CKrByteSample(std::vector<uint8_t>(static_cast<size_t>(kFrameBytes), static_cast<uint8_t>(number))),
+          m_isLate(number == kLateFrame)
     {
     }
-    virtual ~CFrame() = default;
 
-    uint32_t AddRef() override { return ++m_references; }
-    uint32_t Release() override
-    {
-        const uint32_t left = --m_references;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    void ResetElement() override {}
     int LockBuffer(uint8_t** data, int32_t* length) override
     {
         while (m_isLate && g_diskStands)
             Sleep(1);
-        *data = m_bytes.data();
-        *length = static_cast<int32_t>(m_bytes.size());
-        return 1;
+        return CKrByteSample::LockBuffer(data, length);
     }
-    void UnlockBuffer() override {}
-    uint32_t GetDataLength() override { return static_cast<uint32_t>(m_bytes.size()); }
 
 private:
     const bool m_isLate;
-    std::vector<uint8_t> m_bytes;
-    std::atomic<uint32_t> m_references{1};
 };
 
 // region: options
@@ -105,10 +88,8 @@ void PrintTrouble(const SKrRecordingStatus& status)
 
 bool Submit(IKrAviWriter& writer, int number)
 {
-    CFrame* const frame = new CFrame(number);
-    const bool taken = writer.AddVideoSample(frame) != 0;
-    frame->Release(); // the writer has a reference of its own to what it has taken
-    return taken;
+    const auto frame = KrHost::CKrPointer<CFrame>::Adopt(new CFrame(number));
+    return writer.AddVideoSample(frame.Get()) != 0; // with a reference of its own to what it takes
 }
 
 // Frames that are refused are lost; the recording goes on.

@@ -5,10 +5,10 @@
 #include <windows.h> // WAVEFORMATEX
 #endif
 
+#include <KrRiffUtils/KrHostObjects.h>
 #include <KrRiffUtils/KrRiffUtils.h>
 
 #include <atomic>
-#include <mutex>
 #include <stdio.h>
 #include <thread>
 #include <utility>
@@ -19,50 +19,13 @@ namespace
 const int kFrames = 50, kWidth = 64, kHeight = 48, kFrameBytes = kWidth * kHeight * 3,
           kAudioBytes = 48000 / 25 * 4; // of one frame's time: 16 bits, two channels
 
-// region: sample
-// A block of bytes for the writer. The writer's thread locks it, reads it and releases it.
-class CBlock final : public IKrMediaSample
-{
-public:
-    KR_IMPLEMENT_INTERFACE_DESTRUCTOR(CBlock)
-
-    explicit CBlock(std::vector<uint8_t> bytes) : m_bytes(std::move(bytes)) {}
-    virtual ~CBlock() = default;
-
-    uint32_t AddRef() override { return ++m_references; }
-    uint32_t Release() override
-    {
-        const uint32_t left = --m_references;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    void ResetElement() override {} // for pools
-    int LockBuffer(uint8_t** data, int32_t* length) override
-    {
-        m_lock.lock();
-        *data = m_bytes.data();
-        *length = static_cast<int32_t>(m_bytes.size());
-        return 1;
-    }
-    void UnlockBuffer() override { m_lock.unlock(); }
-    uint32_t GetDataLength() override { return static_cast<uint32_t>(m_bytes.size()); }
-
-private:
-    std::vector<uint8_t> m_bytes;
-    std::recursive_mutex m_lock; // the same thread may lock twice
-    std::atomic<uint32_t> m_references{1};
-};
-// end
-
 // region: write
 bool AddBlock(IKrAviWriter& writer, bool isVideo, int length, int number)
 {
-    CBlock* const block =
-        new CBlock(std::vector<uint8_t>(static_cast<size_t>(length), static_cast<uint8_t>(number)));
-    const int status = isVideo ? writer.AddVideoSample(block) : writer.AddAudioSample(block);
-    block->Release(); // the writer has its own reference
-    return status != 0;
+    std::vector<uint8_t> bytes(static_cast<size_t>(length), static_cast<uint8_t>(number));
+    const auto block =
+        KrHost::CKrByteSample::Make(std::move(bytes)); // the writer takes a reference of its own
+    return (isVideo ? writer.AddVideoSample(block.Get()) : writer.AddAudioSample(block.Get())) != 0;
 }
 
 bool WriteClip(const wchar_t* path)
@@ -78,15 +41,13 @@ bool WriteClip(const wchar_t* path)
     video.aspectMode = 3; // square pixels
     WAVEFORMATEX sound = {1 /* PCM */, 2, 48000, 48000 * 4, 4, 16, 0};
 
-    IKrAviWriter* writer = nullptr;
-    if (KrCreateAviWriter(&writer) == 0)
+    KrHost::CKrPointer<IKrAviWriter> writer; // releases it at the end
+    if (KrCreateAviWriter(writer.Put()) == 0)
         return false;
     bool done = writer->OpenFile(path, &video, 0 /* uncompressed */, &sound) != 0;
     for (int number = 0; done && number < kFrames; ++number)
         done = AddBlock(*writer, true, kFrameBytes, number) && AddBlock(*writer, false, kAudioBytes, number);
-    done = writer->CloseFile() != 0 && done; // writes what is queued, and the indexes
-    writer->Release();
-    return done;
+    return writer->CloseFile() != 0 && done; // writes what is queued, and the indexes
 }
 // end
 

@@ -54,6 +54,7 @@ set(KR_PUBLIC_TEST_SOURCES
   riffutils/ReaderCacheStressTest.cpp
   riffutils/ReaderCacheTest.cpp
   writer/WriterTest.cpp
+  include/HostObjectsTest.cpp
 )
 
 set(KR_INNER_TEST_SOURCES

@@ -1,4 +1,5 @@
 // Reading frames, walking the tree, searching.
+#include "KrRiffUtils/kr_riff.h"
 #include "benchmarks/KrBench.h"
 #include "benchmarks/KrLibavformat.h"
 
@@ -47,6 +48,28 @@ void ReadOurs(benchmark::State& state, const char* name, EKrOrder order)
                           for (const SKrChunkIndexEntry& frame : frames)
                               counted.ReadAt(frame.position, buffer.data(), frame.size);
                       }));
+}
+
+// Four bytes at a time from the cache, so that what is added to the system's call can be seen.
+void ReadFourBytes(benchmark::State& state)
+{
+    auto reader = CKrRef<IKrRiffReader>::Adopt(new CKrRiffReader(KrPlatform::OsFileSystem()));
+    Require(reader->Open(WidePathOf("idx1.avi").c_str()) != 0, "open");
+    uint8_t buffer[4];
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reader->ReadAt(4096, buffer, sizeof buffer));
+}
+
+void ReadFourBytesInC(benchmark::State& state)
+{
+    kr_reader* reader = nullptr;
+    Require(kr_reader_create(&reader) == KR_OK, "create");
+    Require(kr_reader_open(reader, PathOf("idx1.avi").c_str()) == KR_OK, "open");
+    uint8_t buffer[4];
+    uint32_t copied = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(kr_reader_read(reader, 4096, buffer, sizeof buffer, &copied));
+    kr_reader_free(reader);
 }
 
 void ReadFloor(benchmark::State& state, const char* name, EKrOrder order)
@@ -193,6 +216,8 @@ BENCHMARK_CAPTURE(ReadFloor, atRandom, "idx1.avi", EKrOrder::Random)->Name("read
 BENCHMARK_CAPTURE(ReadOurs, large, "large.avi", EKrOrder::File)->Name("read frames of 6 MB/ours");
 BENCHMARK_CAPTURE(ReadFloor, large, "large.avi", EKrOrder::File)->Name("read frames of 6 MB/floor");
 BENCHMARK_CAPTURE(ReadPeer, large, "large.avi")->Name("read frames of 6 MB/libavformat");
+BENCHMARK(ReadFourBytes)->Name("read 4 bytes in C/floor");
+BENCHMARK(ReadFourBytesInC)->Name("read 4 bytes in C/ours");
 BENCHMARK_CAPTURE(WalkOurs, by100, "dense100.avi")->Name("walk 700,000 chunks of 100 bytes/ours");
 BENCHMARK_CAPTURE(WalkWindow, by100, "dense100.avi")->Name("walk 700,000 chunks of 100 bytes/floor");
 BENCHMARK_CAPTURE(WalkHeaders, by100, "dense100.avi")

@@ -55,8 +55,8 @@ private:
 };
 } // namespace KrFuzz
 
-// Called once by the fuzzer.
-extern "C" inline int LLVMFuzzerInitialize(int*, char***)
+// Called once by the fuzzer, and by nothing here: without the attribute the compiler would leave it out.
+extern "C" __attribute__((used)) inline int LLVMFuzzerInitialize(int*, char***)
 {
     KrFuzz::StopAtFailures();
     return 0;

@@ -58,7 +58,7 @@ int main(int count, char** arguments)
         return 2;
     const std::filesystem::path folder = arguments[1];
     bool ok = true;
-    for (const char* const kind : {"reader", "indexes", "queries", "search", "writer"})
+    for (const char* const kind : {"reader", "indexes", "queries", "search", "writer", "c"})
     {
         std::filesystem::create_directories(folder / kind);
         const bool isWriter = std::string(kind) == "writer";
@@ -68,6 +68,8 @@ int main(int count, char** arguments)
             KrBytes bytes = isWriter ? Script(static_cast<uint32_t>(number)) : files[number];
             if (std::string(kind) == "search")
                 bytes.insert(bytes.begin(), {static_cast<uint8_t>(1u << number), 0xFF, 0xFF});
+            if (std::string(kind) == "c")
+                bytes.insert(bytes.begin(), {static_cast<uint8_t>(number % 2 * 7), 0, 0, 0, 0, 0, 1});
             ok = Write(folder / kind / ("seed" + std::to_string(number)), bytes) && ok;
         }
     }

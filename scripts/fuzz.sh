@@ -16,7 +16,7 @@ seconds=${time%s}
 [ "$seconds" != "$time" ] || seconds=$((seconds * 60))
 shift
 fuzzers=("$@")
-[ ${#fuzzers[@]} -gt 0 ] || fuzzers=(reader indexes search queries writer)
+[ ${#fuzzers[@]} -gt 0 ] || fuzzers=(reader indexes search queries writer c)
 
 kr_install "${KR_BUILD_PACKAGES[@]}" googletest "${KR_FUZZ_PACKAGES[@]}" || exit 1
 mkdir -p build

@@ -119,6 +119,7 @@ TEST_F(CInput, CallbacksThatFail_AreReported)
     uint32_t copied = 0;
     EXPECT_EQ(kr_reader_read(reader, 0, bytes, 4, &copied), KR_ERROR_READ);
     EXPECT_EQ(LastReaderError().system_error, static_cast<uint32_t>(-3));
+    EXPECT_EQ(kr_reader_close(reader), KR_OK); // before its input goes
 }
 
 TEST_F(CInput, FailingReads_NeverHarm)
@@ -171,6 +172,7 @@ TEST_F(CInput, IncompleteRecords_AreRefused)
     record = input.Record();
     record.release = nullptr;
     EXPECT_EQ(kr_reader_open_input(reader, &record), KR_OK);
+    EXPECT_EQ(kr_reader_close(reader), KR_OK);
 }
 
 TEST_F(CInput, CallsFromInsideItsCallback_AreRefused)
@@ -234,6 +236,7 @@ TEST_F(CInput, OtherThreadsDuringAnOpen_AreToldThatItIsBusy)
     };
     ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
     EXPECT_EQ(results, std::vector<kr_result>(5, KR_ERROR_BUSY));
+    EXPECT_EQ(kr_reader_close(reader), KR_OK);
 }
 
 TEST_F(CInput, HandleFreedDuringARead_LivesUntilTheReadEnds)

@@ -134,6 +134,7 @@ TEST_F(CWriter, OutputOfManySegmentsWithOptions_IsReadBack)
         EXPECT_EQ(bytes, PatternBytes(0, number, 1000 + number));
     }
     EXPECT_EQ(kr_index_free(index), KR_OK);
+    EXPECT_EQ(kr_reader_close(reader), KR_OK);
 }
 
 TEST_F(CWriter, BorrowedSamples_AreGivenBackOnceEach)

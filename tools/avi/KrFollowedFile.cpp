@@ -10,7 +10,7 @@ namespace KrTool
 {
 namespace
 {
-constexpr std::chrono::milliseconds kLookEvery{100};
+constexpr std::chrono::milliseconds kFollowInterval{100};
 
 // Programs other than ours may not lock what they record. Theirs goes on as long as the file grows.
 constexpr std::chrono::seconds kAbandonedAfter{2};
@@ -45,7 +45,7 @@ void CKrFollowedFile::ReportEnd(CKrReport& report) const
 void CKrFollowedFile::Wait(const CKrProgress& progress)
 {
     progress.StopIfAsked();
-    std::this_thread::sleep_for(kLookEvery);
+    std::this_thread::sleep_for(kFollowInterval);
     progress.StopIfAsked();
     Look();
 }

@@ -2,7 +2,8 @@
 # Builds and tests everything: the format of the sources, Linux release, Windows under Wine, address and
 # undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
-#   --full    clang-tidy as well, a minute of each fuzzer, more killed recordings, and mutation testing
+#   --full    clang-tidy as well, a minute of each fuzzer, more killed recordings, a minute of followed ones, more files of
+#             other programs, and mutation testing
 # While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
@@ -16,6 +17,7 @@ linux_kills=5
 windows_kills=2
 linux_operations=100000
 windows_operations=10000
+followed_seconds=4
 case "${1:-}" in
 --quick) stages=(linux) ;;
 --full)
@@ -26,6 +28,7 @@ case "${1:-}" in
     full=ON
     linux_operations=1000000
     windows_operations=100000
+    followed_seconds=60
     ;;
 "") ;;
 *)
@@ -87,9 +90,12 @@ PYTHON
 # Compiles a stage; the words before its name are put in front of the build command.
 build_stage() {
     local stage=${*: -1} before=("${@:1:$#-1}") kills=$linux_kills operations=$linux_operations targets=(all)
+    local seconds=$followed_seconds
     [ "$stage" != windows ] || { kills=$windows_kills operations=$windows_operations; }
     [ "$stage" != asan ] || targets+=(KrFuzzers)
-    cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" "-DKR_FULL_TESTS=$full" &&
+    [ "$stage" != asan ] && [ "$stage" != tsan ] || seconds=4 # a sanitizer adds nothing to a longer recording
+    cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" "-DKR_FOLLOWED_SECONDS=$seconds" \
+        "-DKR_FULL_TESTS=$full" &&
         "${before[@]}" cmake --build --preset "$stage" --target "${targets[@]}"
 }
 

@@ -27,7 +27,8 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
   add_test(NAME Peers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/peers_test.py
     $<TARGET_FILE:KrMakeFiles>)
   add_test(NAME PeersStreams COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/streams_test.py
-    $<TARGET_FILE:KrListStreams>)
+    $<TARGET_FILE:KrListStreams> $<$<BOOL:${KR_FULL_TESTS}>:--many> COMMAND_EXPAND_LISTS)
+  set_tests_properties(PeersStreams PROPERTIES TIMEOUT 3600)
   if(TARGET kravi)
     add_test(NAME PeersVerified COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/verify_test.py
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrMakeFiles>)

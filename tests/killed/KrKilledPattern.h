@@ -2,13 +2,14 @@
 #ifndef KR_TESTS_KILLED_KRKILLEDPATTERN_H
 #define KR_TESTS_KILLED_KRKILLEDPATTERN_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace KrTest
 {
-inline constexpr uint32_t kKilledFramesPerSecond = 25;
+inline constexpr uint32_t kKilledFramesPerSecond = 50;
 inline constexpr uint32_t kKilledAudioBytes = 48000 / kKilledFramesPerSecond * 4;
 
 inline uint32_t KilledFrameBytes(uint32_t number)
@@ -26,6 +27,12 @@ inline std::vector<uint8_t> KilledBytes(bool isVideo, uint32_t number)
         byte = static_cast<uint8_t>(state >> 24);
     }
     return bytes;
+}
+
+inline int64_t MillisecondsSince1970()
+{
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 } // namespace KrTest
 

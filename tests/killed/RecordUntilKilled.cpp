@@ -1,10 +1,13 @@
 // Records pictures and sound in real time until it is killed: KrRecordUntilKilled FILE [MILLISECONDS
-// [close]]. With a time it kills itself after it, without any clean-up, or closes the file properly.
+// [close]]. With a time it kills itself after it, without any clean-up, or closes the file properly. Prints
+// "recording" and when it began, in milliseconds since 1970; frame n comes n / kKilledFramesPerSecond later.
+// After closing the file, how long its longest submission and the longest flush took.
 #include "KrOsTypes.h"
 #include "KrRiffUtils/KrRiffUtils.h"
 #include "tests/killed/KrKilledPattern.h"
 #include "tests/support/KrTestSample.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -49,7 +52,7 @@ int main(int count, char** arguments)
     info.videoStreamCount = info.audioStreamCount = 1;
     info.width = 640;
     info.height = 360;
-    info.frameRate = static_cast<uint32_t>(EKrFrameRate::Rate25);
+    info.frameRate = static_cast<uint32_t>(EKrFrameRate::Rate50);
     info.channels = 2;
     info.bitsPerSample = 16;
     info.samplesPerSec = 48000;
@@ -65,17 +68,31 @@ int main(int count, char** arguments)
                 Die();
             })
             .detach();
-    std::puts("recording");
+    std::printf("recording %lld\n", static_cast<long long>(MillisecondsSince1970()));
     std::fflush(stdout);
     const auto start = std::chrono::steady_clock::now();
+    auto longest = std::chrono::steady_clock::duration::zero();
     for (uint32_t number = 0; !closes || std::chrono::steady_clock::now() - start < time; ++number)
     {
-        if (Add(*writer, false, number) == 0 || Add(*writer, true, number) == 0)
-            return 1;
+        for (const bool isVideo : {false, true})
+        {
+            const auto before = std::chrono::steady_clock::now();
+            if (Add(*writer, isVideo, number) == 0)
+                return 1;
+            longest = std::max(longest, std::chrono::steady_clock::now() - before);
+        }
         std::this_thread::sleep_until(start + std::chrono::milliseconds(1000) * (number + 1) /
                                                   kKilledFramesPerSecond);
     }
     const bool closed = writer->CloseFile() != 0;
+    SKrRecordingStatus status{};
+    status.size = sizeof status;
+    if (writer->GetRecordingStatus(&status) == 0)
+        return 1;
+    std::printf(
+        "longest submission %lld us, longest flush %llu us\n",
+        static_cast<long long>(std::chrono::duration_cast<std::chrono::microseconds>(longest).count()),
+        static_cast<unsigned long long>(status.longestFlushUs));
     writer->Release();
     return closed ? 0 : 1;
 }

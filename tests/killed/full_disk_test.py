@@ -11,7 +11,7 @@ import subprocess
 import sys
 import tempfile
 
-MOST_LOST = 50
+MOST_LOST = 100
 SIZES = ("600k", "1m", "3m")
 
 

@@ -15,7 +15,7 @@ import subprocess
 import sys
 import tempfile
 
-FRAMES_PER_SECOND = 25
+FRAMES_PER_SECOND = 50
 MOST_LOST = 2 * FRAMES_PER_SECOND
 AT_ONCE = 8
 

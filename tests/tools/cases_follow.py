@@ -12,7 +12,7 @@ import json_schemas
 from cases_interruption import at_work, interrupted
 from kravi_runner import check, equal, exit_code
 
-FRAMES_PER_SECOND = 25
+FRAMES_PER_SECOND = 50
 ABANDONED = ("the recording was abandoned: nobody writes it any more, and it is not complete; kravi recover makes it a "
              "complete file")
 

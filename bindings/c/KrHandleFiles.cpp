@@ -21,7 +21,7 @@ const void* SourceAt(const wchar_t* path)
 class CKrNotedFile final : public IKrFile
 {
 public:
-    CKrNotedFile(std::unique_ptr<IKrFile> file, CKrHandled& object)
+    CKrNotedFile(std::shared_ptr<IKrFile> file, CKrHandled& object)
         : m_file(std::move(file)), m_object(object)
     {
     }
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    std::unique_ptr<IKrFile> m_file;
+    std::shared_ptr<IKrFile> m_file;
     CKrHandled& m_object;
 };
 } // namespace
@@ -58,7 +58,8 @@ std::unique_ptr<IKrFile> CKrHandleFiles::Noting(std::unique_ptr<IKrFile> file)
     m_openedLast = file != nullptr;
     if (file == nullptr)
         return nullptr;
-    return std::make_unique<CKrNotedFile>(std::move(file), m_object);
+    m_opened = std::move(file);
+    return std::make_unique<CKrNotedFile>(m_opened, m_object);
 }
 
 std::unique_ptr<IKrFile> CKrHandleFiles::OpenForReading(const wchar_t* path)

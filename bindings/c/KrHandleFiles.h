@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 // The path under which an input or output is opened: no file of the system has such a name.
 [[nodiscard]] std::wstring KrSourcePath(const void* source);
@@ -22,6 +23,9 @@ public:
     explicit CKrHandleFiles(CKrHandled& object) : m_object(object) {}
 
     void StartOpen() { m_openedLast = false; }
+
+    // The file that was opened last, itself: its errors are not noted. One thread at a time opens and takes.
+    [[nodiscard]] std::shared_ptr<IKrFile> TakeOpened() { return std::move(m_opened); }
     [[nodiscard]] bool OpenedLast() const { return m_openedLast; }
 
     // What is opened as `KrSourcePath` of it. The caller keeps it until the open returns.
@@ -39,6 +43,7 @@ private:
     [[nodiscard]] std::unique_ptr<IKrFile> Noting(std::unique_ptr<IKrFile> file);
 
     CKrHandled& m_object;
+    std::shared_ptr<IKrFile> m_opened;
     KrAtomic<bool> m_openedLast = false;
     KrAtomic<bool> m_createsOutput = false;
 };

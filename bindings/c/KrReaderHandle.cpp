@@ -2,6 +2,7 @@
 
 #include "bindings/c/KrPaths.h"
 
+#include <mutex>
 #include <utility>
 
 SKrOutcome CKrReaderHandle::FailedOr(kr_result otherwise)
@@ -14,10 +15,27 @@ SKrOutcome CKrReaderHandle::FailedOr(kr_result otherwise)
 template <class Step>
 SKrOutcome CKrReaderHandle::OpenBy(Step&& open, const std::wstring* path)
 {
-    const bool isOpen = open() != 0;
-    m_size = m_reader->GetFileLength();
-    if (isOpen)
+    // Whatever ends it, also an exception: the reader has no file then.
+    struct SClosedUnlessOpened
+    {
+        ~SClosedUnlessOpened()
+        {
+            const std::shared_ptr<IKrFile> unused = object.m_files.TakeOpened();
+            if (!isOpened)
+                object.SetOpenedFile(nullptr, 0);
+        }
+        CKrReaderHandle& object;
+        bool isOpened = false;
+    };
+    SClosedUnlessOpened guard{*this};
+    m_files.StartOpen();
+    if (open() != 0)
+    {
+        guard.isOpened = true;
+        if (m_files.OpenedLast()) // else this very file is open
+            SetOpenedFile(m_files.TakeOpened(), m_reader->GetFileLength());
         return KR_OK;
+    }
     if (path != nullptr && !m_files.OpenedLast())
         return KrOutcomeOf(WhyNotRead(path->c_str()));
     return FailedOr(KR_ERROR_FORMAT);
@@ -87,37 +105,39 @@ SKrOutcome CKrReaderHandle::Close()
         {
             ended.swap(m_input);
             m_reader->Close();
-            m_size = 0;
+            SetOpenedFile(nullptr, 0);
             return KR_OK;
         });
 }
 
-// The library's raw read refuses one position in four billion, which lies between two others here.
-uint32_t CKrReaderHandle::ReadAnywhere(uint64_t position, uint8_t* buffer, uint32_t count)
-{
-    if (static_cast<uint32_t>(position) != UINT32_MAX || count == 0)
-        return m_reader->ReadAt(position, buffer, count);
-    uint8_t two[2];
-    if (m_reader->ReadAt(position - 1, two, 2) != 2)
-        return 0;
-    *buffer = two[1];
-    return 1 + (count > 1 ? m_reader->ReadAt(position + 1, buffer + 1, count - 1) : 0);
-}
-
+// Not through the reader, whose read neither reports an error nor takes every position.
 SKrOutcome CKrReaderHandle::Read(uint64_t position, uint8_t* buffer, uint32_t count, uint32_t& copied)
 {
-    const uint32_t got = ReadAnywhere(position, buffer, count);
-    if (got < count || count == 0)
+    const std::shared_ptr<IKrFile> file = OpenedFile();
+    if (file == nullptr)
+        return KR_ERROR_CLOSED;
+    if (!KrPlatform::IsFilePosition(position))
     {
-        const uint64_t size = m_size;
-        if (size == 0)
-            return KR_ERROR_CLOSED;
-        if (position < size && got < count && got < size - position)
-        {
-            const uint32_t readError = TakeReadError(); // 0: the file has become shorter
-            return {KR_ERROR_READ, readError};
-        }
+        copied = 0; // past the end of any file
+        return KR_OK;
     }
-    copied = got;
+    const SKrTransfer read = file->ReadAt(position, buffer, count);
+    if (read.Failed())
+        return {KR_ERROR_READ, read.osError};
+    copied = static_cast<uint32_t>(read.bytes);
     return KR_OK;
+}
+
+std::shared_ptr<IKrFile> CKrReaderHandle::OpenedFile()
+{
+    const std::lock_guard guard(m_fileLock);
+    return m_file;
+}
+
+// Under the reader's lock. A read under way keeps the old file until it ends.
+void CKrReaderHandle::SetOpenedFile(std::shared_ptr<IKrFile> file, uint64_t size)
+{
+    m_size = size;
+    const std::lock_guard guard(m_fileLock);
+    m_file.swap(file);
 }

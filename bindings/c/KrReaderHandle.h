@@ -46,12 +46,15 @@ public:
 private:
     template <class Step>
     [[nodiscard]] SKrOutcome OpenBy(Step&& open, const std::wstring* path);
-    [[nodiscard]] uint32_t ReadAnywhere(uint64_t position, uint8_t* buffer, uint32_t count);
+    [[nodiscard]] std::shared_ptr<IKrFile> OpenedFile();
+    void SetOpenedFile(std::shared_ptr<IKrFile> file, uint64_t size);
 
     CKrHandleFiles m_files; // before the reader, which uses them to its end
     CKrRef<CKrRiffReader> m_reader;
     KrAtomic<uint64_t> m_size = 0;
     std::shared_ptr<CKrInput> m_input; // the open one; under the reader's lock
+    CKrMutex m_fileLock;               // held to copy a pointer; no lock follows
+    std::shared_ptr<IKrFile> m_file;   // the open one
 };
 
 class CKrIndexHandle final : public CKrHandled

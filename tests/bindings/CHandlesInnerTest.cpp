@@ -200,6 +200,35 @@ TEST_F(CHandles, MemoryThatRunsOut_IsAResult)
     EXPECT_GT(failed, 5u);
 }
 
+TEST_F(CHandles, OpenWithoutMemory_LeavesNothingOpen)
+{
+    Put(Built());
+    files.Set(L"other.avi", Built(3).content);
+    size_t failed = 0;
+    for (unsigned number = 1;; ++number)
+    {
+        ASSERT_EQ(kr_reader_open(reader, kPath), KR_OK);
+        kr_result result = KR_OK;
+        bool struck = false;
+        {
+            CFailingAllocation failing(number);
+            result = kr_reader_open(reader, "other.avi");
+            struck = failing.Struck();
+        }
+        uint8_t byte = 0;
+        uint32_t copied = 0;
+        uint64_t size = 0;
+        const bool isOpen = result == KR_OK || files.OpenFiles() != 0; // the old one, if it failed early
+        EXPECT_EQ(kr_reader_size(reader, &size), isOpen ? KR_OK : KR_ERROR_CLOSED) << number;
+        EXPECT_EQ(kr_reader_read(reader, 0, &byte, 1, &copied), isOpen ? KR_OK : KR_ERROR_CLOSED) << number;
+        failed += result != KR_OK && !isOpen;
+        if (!struck)
+            break;
+        ASSERT_LT(number, 1000u);
+    }
+    EXPECT_GT(failed, 3u);
+}
+
 TEST(CTexts, EveryResultHasItsOwn)
 {
     std::set<std::string> texts;

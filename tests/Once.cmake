@@ -43,6 +43,9 @@ endif()
 
 if(KR_DOXYGEN AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME ApiReference COMMAND ${KR_DOXYGEN} ${PROJECT_BINARY_DIR}/Doxyfile)
+  add_test(NAME ApiPages COMMAND ${KR_BASH} ${CMAKE_CURRENT_SOURCE_DIR}/docs/check-reference.sh
+    ${PROJECT_BINARY_DIR}/api/html ${PROJECT_SOURCE_DIR})
+  set_tests_properties(ApiPages PROPERTIES DEPENDS ApiReference)
 endif()
 
 # The package: the installed tree or the archive, without the sources.

@@ -369,9 +369,9 @@ typedef struct kr_recording_status
 #define KR_STATE_SOUND_IS_LATE 16u   // frames are written whose sound has not come
 
 // Where a file is written that is not one of the system. The callbacks return 0 or an error number of the
-// host's own. One thread at a time calls write_at and truncate, the writer's own or that of a direct chunk;
-// with options other than the defaults flush may run beside them. Headers and indexes are written again as
-// they change: positions go back.
+// host's own. Headers and indexes are written again as they change: positions go back. By the defaults one
+// thread at a time calls them. With other options two may: one that appends, and one that flushes and changes
+// what is there; never for the same bytes.
 typedef struct kr_output
 {
     uint32_t size; // in: sizeof(kr_output)

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -91,7 +92,9 @@ public:
         };
         output.truncate = [](void* context, uint64_t length) -> int32_t
         {
-            static_cast<CKrCOutput*>(context)->bytes.resize(static_cast<size_t>(length));
+            auto& self = *static_cast<CKrCOutput*>(context);
+            const std::lock_guard guard(self.m_lock);
+            self.bytes.resize(static_cast<size_t>(length));
             return 0;
         };
         output.release = [](void* context)
@@ -119,12 +122,15 @@ private:
             whileWriting();
         if (failingWrite != 0 && writes >= failingWrite)
             return kError;
+        const std::lock_guard guard(m_lock); // options other than the defaults write on two threads
         const auto* const from = static_cast<const uint8_t*>(data);
         const size_t end = static_cast<size_t>(position) + count;
         bytes.resize(std::max(bytes.size(), end));
         std::copy_n(from, count, bytes.begin() + static_cast<ptrdiff_t>(position));
         return 0;
     }
+
+    std::mutex m_lock;
 };
 
 // 64 x 48 at 25 frames per second, with or without 16-bit stereo sound of 48 kHz.

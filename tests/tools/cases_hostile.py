@@ -33,8 +33,7 @@ def survives(kravi, data, what, codes=(0, 1, 2)):
 def test_every_kind_of_prefix(kravi):
     for build in (avi.simple_avi, avi.open_dml_avi):
         data = build(avi.standard_streams(3))
-        step = len(data) // 4 if kravi.is_emulated else 211
-        for length in range(0, len(data), step):
+        for length in range(0, len(data), len(data) // kravi.rounds(len(data) // 211, emulated=4)):
             survives(kravi, data[:length], f"prefix of {length}")
 
 
@@ -43,7 +42,7 @@ def test_random_changes(kravi):
     for build in (avi.simple_avi, avi.open_dml_avi):
         data = build(avi.standard_streams(2))
         headers = data.index(b"movi") + 20
-        for attempt in range(3 if kravi.is_emulated else 60):
+        for attempt in range(kravi.rounds(60, emulated=3)):
             changed = bytearray(data)
             for _ in range(source.randint(1, 12)):
                 area = headers if source.random() < 0.7 else len(changed)

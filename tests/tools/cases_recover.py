@@ -72,7 +72,7 @@ def test_scan_mode_and_aspect_of_a_cut_file(kravi):
 
 def test_cut_anywhere(kravi):
     places = random.Random(7)
-    for number in range(10 if kravi.is_emulated else 200):
+    for number in range(kravi.rounds(200, emulated=10)):
         kind = places.choice(sorted(BUILDERS))
         streams = avi.standard_streams(8)
         data = BUILDERS[kind](streams)

@@ -166,7 +166,7 @@ def test_truncated_at_every_structure(kravi):
 
 def test_random_damage(kravi):
     source = random.Random(11)
-    for attempt in range(3 if kravi.is_emulated else 300):
+    for attempt in range(kravi.rounds(300, emulated=3)):
         data = bytearray(base(("simple", "dml", "private")[attempt % 3]))
         headers = data.index(b"movi") + 20
         for _ in range(source.randint(1, 12)):

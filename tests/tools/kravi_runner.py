@@ -44,11 +44,15 @@ class Kravi:
     def __init__(self, programs, folder):
         self.command, self.folder = [*programs.launcher, programs.kravi], folder
         self.checker = [*programs.launcher, programs.checker]
-        self.server = programs.server
+        self.server, self.is_slow = programs.server, programs.is_slow
 
     @property
     def is_emulated(self):
         return len(self.command) > 1
+
+    def rounds(self, count, emulated):
+        """How many of a case's variations are tried: a third where each takes long."""
+        return emulated if self.is_emulated else count // 3 if self.is_slow else count
 
     def __call__(self, *arguments, is_again=False):
         result = Result(self.run("kravi", arguments))
@@ -162,10 +166,14 @@ def exit_code(result, wanted):
 
 
 class Programs:
-    """kravi, the checker, what both are started by, and the server that can run both, or nothing."""
+    """kravi, the checker, what both are started by, and the server that can run both, or nothing.
 
-    def __init__(self, kravi, checker, launcher=(), server=None):
-        self.kravi, self.checker, self.launcher, self.server = kravi, checker, launcher, server
+    They are slow when a sanitizer watches them.
+    """
+
+    def __init__(self, kravi, checker, launcher=(), server=None, is_slow=False):
+        self.kravi, self.checker, self.launcher = kravi, checker, launcher
+        self.server, self.is_slow = server, is_slow
 
 
 def run_case(module, name, programs):

@@ -20,9 +20,11 @@ BUILDERS = {"idx1": avi.simple_avi, "odml": avi.open_dml_avi,
 SOUND = 1920 * 4  # bytes of a block
 
 
-def recovered(kravi, data, *options, code=1):
+def recovered(kravi, data, *options, code=1, layout="recording"):
+    """Without gaps filled, as the layout of recordings has them."""
     kravi.write("in.avi", data)
-    return exit_code(kravi("recover", "in.avi", "out.avi", *options, "--force", "--json"), code).json()
+    chosen = ["--layout", layout] if "--like" not in options else []
+    return exit_code(kravi("recover", "in.avi", "out.avi", *options, *chosen, "--force", "--json"), code).json()
 
 
 def check_content(kravi, report, video, audio, what):
@@ -329,8 +331,12 @@ def test_streams_are_chosen(kravi):
     equal(len(report["notes"]), 2, "notes")
     report = recovered(kravi, data, "--video", "0", "--no-audio", code=0)
     check_content(kravi, report, streams[0].chunks, None, "no sound")
-    refused(kravi, "no complete video chunk of stream 1", "recover", "in.avi", "new.avi", "--video", "1")
-    refused(kravi, "no complete audio chunk of stream 9", "recover", "in.avi", "new.avi", "--audio", "9")
+    refused(kravi, "no complete video chunk of stream 1", "recover", "in.avi", "new.avi", "--video", "1",
+            "--layout", "recording")
+    refused(kravi, "no complete audio chunk of stream 9", "recover", "in.avi", "new.avi", "--audio", "9",
+            "--layout", "recording")
+    refused(kravi, "stream 1 is of type 'auds', not video", "recover", "in.avi", "new.avi", "--video", "1")
+    refused(kravi, "there is no stream 9: the file has 4 streams", "recover", "in.avi", "new.avi", "--audio", "9")
 
 
 def test_numbers_of_streams_above_nine(kravi):
@@ -360,7 +366,7 @@ def test_progress(kravi):
 def test_what_the_writer_cannot_carry(kravi):
     def refuse(streams, words, *options):
         kravi.write("in.avi", avi.simple_avi(streams))
-        refused(kravi, words, "recover", "in.avi", "new.avi")
+        refused(kravi, words, "recover", "in.avi", "new.avi", "--layout", "recording")
         report = recovered(kravi, avi.simple_avi(streams), *options, code=0)
         check_content(kravi, report, streams[0].chunks, None if "--no-audio" in options else streams[1].chunks, words)
 

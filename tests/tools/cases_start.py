@@ -56,11 +56,13 @@ def test_late_streams_that_are_not_taken(kravi):
         check(not any("starts" in note for note in report["notes"]), f"{options}: {report['notes']}")
 
 
-def test_recover_notes_late_starts(kravi):
+def test_recover_keeps_late_starts(kravi):
     streams = late(5, 4800)
     data = avi.simple_avi(streams)
     kravi.write("in.avi", data[:streams[0].positions[12]])
-    report = exit_code(kravi("recover", "in.avi", "out.avi", "--json"), 1).json()
+    exit_code(kravi("recover", "in.avi", "out.avi"), 1)
+    equal([stream["start"] for stream in kravi("info", "out.avi", "--json").json()["streams"]], [5, 4800], "starts")
+    report = exit_code(kravi("recover", "in.avi", "out.avi", "--force", "--layout", "recording", "--json"), 1).json()
     equal(report["notes"], ["left out: stream 0 starts 5 units (0.200 s) late",
                             "left out: stream 1 starts 4800 units (0.100 s) late"], "notes")
 

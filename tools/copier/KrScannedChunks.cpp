@@ -36,8 +36,15 @@ public:
 
     void OnChunk(const SKrScannedChunk& chunk, Lists) override
     {
+        if (chunk.guess.id == kFccIdx1)
+        {
+            m_result.oldIndexPosition = chunk.position + kChunkHeaderSize;
+            m_result.oldIndexBytes = chunk.guess.size;
+        }
+        m_result.endIsThere = m_result.endIsThere || chunk.guess.kind == EKrGuess::Index;
         if (!chunk.guess.IsIn(GuessesOf(EKrGuess::Data, EKrGuess::OtherData)))
             return;
+        m_result.endIsThere = false;
         const std::optional<uint32_t> stream = StreamOf(chunk.guess.id);
         if (!stream)
         {

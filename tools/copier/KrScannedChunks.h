@@ -29,6 +29,9 @@ struct SKrScannedChunks
     uint64_t lostBytes = 0;
     std::vector<uint64_t> cutChunks; // of each stream: with a header, but without all of their bytes
     uint64_t strangeChunks = 0;      // of streams that the headers do not have
+    uint64_t oldIndexPosition = 0;   // of the entries of the last 'idx1'
+    uint64_t oldIndexBytes = 0;
+    bool endIsThere = false; // an index follows the last data chunk
 };
 
 [[nodiscard]] SKrScannedChunks ScanForChunks(const CKrByteSource& file, size_t streamCount,

@@ -32,7 +32,7 @@ CKrStreamTime::CKrStreamTime(const SKrCarriedStream& video, const SKrCarriedStre
     }
     else if (m_fields.type != kFccAuds || m_fields.sampleSize == 0)
     {
-        m_cutting = EKrCutting::Chunks;
+        m_cutting = EKrCutting::WholeChunks;
     }
     else
     {

@@ -12,9 +12,9 @@ namespace KrTool
 // How finely a stream can be cut.
 enum class EKrCutting
 {
-    Bytes,  // between any two units, inside of chunks too: PCM, and coded sound of equal blocks
-    Chunks, // each chunk is a unit
-    Packets // before a chunk, wherever it lies
+    Bytes,       // between any two units, inside of chunks too: PCM, and coded sound of equal blocks
+    WholeChunks, // each chunk is a unit
+    Packets      // before a chunk, wherever it lies
 };
 
 class CKrStreamTime

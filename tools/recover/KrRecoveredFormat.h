@@ -25,9 +25,18 @@ struct SKrRecoverOptions
     std::string rate;
     std::string codec;
     std::optional<uint64_t> bits;
-    std::string pcm; // RATE,CHANNELS,BITS
+    std::string pcm;  // RATE,CHANNELS,BITS
+    std::string like; // a file to take headers from; empty: none
+    bool noFill = false;
+    bool isRecording = false; // in the layout of recordings
     bool force = false;
+
+    [[nodiscard]] bool OverridesHeaders() const
+    {
+        return bits.has_value() || !size.empty() || !rate.empty() || !codec.empty() || !pcm.empty();
+    }
 };
+
 class CKrRecoveredFormat
 {
 public:

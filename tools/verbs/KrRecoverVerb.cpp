@@ -15,6 +15,7 @@
 #include "tools/output/KrRecordingOptions.h"
 #include "tools/recover/KrChunkScan.h"
 #include "tools/recover/KrDamagedHeaders.h"
+#include "tools/recover/KrFileRecovery.h"
 #include "tools/recover/KrRecoveredFormat.h"
 
 #include <nlohmann/json.hpp>
@@ -30,15 +31,20 @@ const SKrVerbHelp kRecoverHelp = {
     "recover",
     "Make a complete AVI file from a damaged one",
     {
-        R"(Scans the file for frames and PCM sound without its indexes and list sizes: for files that were
-        truncated, partly overwritten, or never completed. Every complete chunk is copied unchanged; the
-        report lists the losses. Top-down uncompressed frames are stored bottom-up. --size, --rate, --codec
-        ('DIB ' for uncompressed frames), --bits (24) and --pcm replace lost headers and override the
-        others.)",
+        R"(Scans the file for the chunks of all its streams without its indexes and list sizes: for files that
+        were truncated, partly overwritten, or never completed. Every complete chunk is copied unchanged.)",
+        R"(What is lost in between is replaced by frames without data and by silence, so that picture and sound
+        stay together; the file's index says what is missing, or the lengths in its headers do. Coded sound is
+        replaced by packets of zeros. --no-fill leaves the gaps out.)",
+        R"(Lost headers come from a file of the same recorder (--like), or from --size, --rate, --codec ('DIB ' for
+        uncompressed frames), --bits (24) and --pcm, which override the others. With these, and with --layout
+        recording, the new file has the layout of recordings: one video stream and PCM sound, without filled gaps,
+        and top-down uncompressed frames are stored bottom-up.)",
         "Findings: frames and chunks that are lost or left out; bytes outside complete chunks.",
     },
     {
         "kravi recover cut.avi whole.avi",
+        "kravi recover headless.avi whole.avi --like yesterday.avi",
         "kravi recover headless.avi whole.avi --size 720x576 --rate 25 --codec MJPG --pcm 48000,2,16",
     },
 };
@@ -289,6 +295,17 @@ private:
     std::optional<uint32_t> m_audioStream;
     SKrFoundStream m_audio;
 };
+
+void Recover(const SKrRecoverOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (!options.like.empty() && (options.isRecording || options.OverridesHeaders()))
+        throw CKrToolError(
+            {},
+            "--like takes all headers from a file; it excludes --layout recording and options that set parts of them");
+    const bool takesParts = options.isRecording || options.OverridesHeaders();
+    if (takesParts || !RecoverWholeFile(options, report, progress))
+        CKrRecovery(options, report, progress).Run();
+}
 } // namespace
 
 void AddRecoverVerb(CKrVerbTable& verbs)
@@ -296,7 +313,7 @@ void AddRecoverVerb(CKrVerbTable& verbs)
     const auto options = std::make_shared<SKrRecoverOptions>();
     CKrVerbOptions& verb =
         verbs.Add(kRecoverHelp, options->file,
-                  [options](auto& report, auto& progress) { CKrRecovery(*options, report, progress).Run(); });
+                  [options](auto& report, auto& progress) { Recover(*options, report, progress); });
     verb.AddArgument("OUTPUT", options->output, "The AVI file to write");
     verb.AddNumber("--video", options->video, "Number of the video stream to take");
     verb.AddNumber("--audio", options->audio, "Number of the audio stream to take");
@@ -306,6 +323,10 @@ void AddRecoverVerb(CKrVerbTable& verbs)
     verb.AddText("--codec", options->codec, "FOURCC", "FourCC of the frames");
     verb.AddNumber("--bits", options->bits, "Bits per pixel");
     verb.AddText("--pcm", options->pcm, "RATE,CHANNELS,BITS", "Format of the sound");
+    verb.AddText("--like", options->like, "FILE", "Take the headers from this file");
+    verb.AddSwitch("--no-fill", options->noFill, "Leave gaps out instead of filling them");
+    verb.AddChoice<bool>("--layout", options->isRecording, "LAYOUT", {{"full", false}, {"recording", true}},
+                         "Layout of the new file");
     verb.AddSwitch("--force", options->force, "Replace an existing file");
 }
 } // namespace KrTool

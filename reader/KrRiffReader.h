@@ -1,5 +1,6 @@
-// The implementation of IKrRiffReader. Its operations stand in KrRiffReader.cpp (the open file, walks, searches,
-// raw reads, files that another process is writing) and KrRiffReaderStreams.cpp (streams and indexes).
+// The implementation of IKrRiffReader. Its operations stand in KrRiffReader.cpp (the open file, walks,
+// searches, raw reads, files that another process is writing) and KrRiffReaderStreams.cpp (streams and
+// indexes).
 #ifndef KR_READER_KRRIFFREADER_H
 #define KR_READER_KRRIFFREADER_H
 

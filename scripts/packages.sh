@@ -23,4 +23,5 @@ KR_TEST_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 clang-19 lld-19 llvm-19
 KR_FUZZ_PACKAGES=(clang-19 libclang-rt-19-dev)
 KR_FORMAT_PACKAGES=(clang-format)
 KR_LINT_PACKAGES=(clang clang-tidy)
+KR_DEBIAN_PACKAGES=(build-essential debhelper dpkg-dev fakeroot lintian)
 KR_MUTANT_PACKAGES=(googletest libclang-14-dev python3-clang-14)

@@ -60,6 +60,14 @@ add_test(NAME Package COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/
 kr_set_test_surroundings(Package)
 set_tests_properties(Package PROPERTIES PASS_REGULAR_EXPRESSION "[1-9][0-9]* passed, 0 failed")
 
+# What other packagers use. With KR_FULL_TESTS the Debian packages are built.
+if(NOT CMAKE_CROSSCOMPILING AND TARGET kravi)
+  add_test(NAME Recipes COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/recipes_test.py
+    ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${CMAKE_COMMAND} ${KR_EXPORTED_NAMES} ${PROJECT_BINARY_DIR}/KrRiffUtilsC.exports
+    $<$<BOOL:${KR_FULL_TESTS}>:--debian>)
+  kr_set_test_surroundings(Recipes)
+endif()
+
 # Runs the commands and code in README and docs.
 if(TARGET kravi AND NOT CMAKE_CROSSCOMPILING)
   separate_arguments(flags NATIVE_COMMAND "${CMAKE_CXX_FLAGS}")

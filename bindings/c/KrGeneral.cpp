@@ -5,8 +5,31 @@
 #include "platform/KrSync.h"
 #include "writer/KrCallers.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <mutex>
+
+// Hosts in other languages declare the records again.
+static_assert(sizeof(kr_error) == 16 && offsetof(kr_error, result) == 4 &&
+                  offsetof(kr_error, system_error) == 8,
+              "fixed layout");
+static_assert(sizeof(kr_stream) == 64 && sizeof(kr_index_entry) == 16 && sizeof(kr_recording_options) == 48 &&
+                  sizeof(kr_recording_status) == 128,
+              "fixed layout");
+static_assert(sizeof(kr_video) == 64 && offsetof(kr_video, width) == 8 &&
+                  offsetof(kr_video, compression) == 24 && offsetof(kr_video, scan_mode) == 40 &&
+                  offsetof(kr_video, reserved) == 48,
+              "fixed layout");
+static_assert(sizeof(kr_audio) == 56 && offsetof(kr_audio, chunk_id) == 28 &&
+                  offsetof(kr_audio, duration) == 32 && offsetof(kr_audio, reserved) == 40,
+              "fixed layout");
+static_assert(sizeof(kr_clip) == 64 && offsetof(kr_clip, codec) == 20 && offsetof(kr_clip, scan_mode) == 32 &&
+                  offsetof(kr_clip, audio_channels) == 40 && offsetof(kr_clip, reserved) == 52,
+              "fixed layout");
+static_assert(sizeof(kr_input) == 40 && offsetof(kr_input, context) == 8 &&
+                  offsetof(kr_input, release) == 32 && sizeof(kr_output) == 48 &&
+                  offsetof(kr_output, truncate) == 32,
+              "fixed layout");
 
 namespace
 {

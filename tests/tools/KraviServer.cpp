@@ -1,7 +1,8 @@
-// Runs kravi and the checker of its files many times: each run is a fork of this process, which has been loaded, and
-// prepared by a sanitizer, once. kravi_runner.py writes requests to the standard input: a length of four bytes, then
-// the folder, the files for both outputs, "kravi" or "check", and the arguments, each with a zero byte after it. The
-// answer to each is the status that waitpid gives, four bytes on the standard output.
+// Runs kravi and the checker of its files many times: each run is a fork of this process, which has been
+// loaded, and prepared by a sanitizer, once. kravi_runner.py writes requests to the standard input: a length
+// of four bytes, then the folder, the files for both outputs, "kravi" or "check", and the arguments, each
+// with a zero byte after it. The answer to each is the status that waitpid gives, four bytes on the standard
+// output.
 #include "platform/KrConsole.h"
 #include "tests/tools/CheckAvi.h"
 #include "tools/command/KrCommandLine.h"
@@ -86,7 +87,8 @@ int main()
         if (child == 0)
             Run(fields);
         int32_t status = 0;
-        if (waitpid(child, &status, 0) != child || write(STDOUT_FILENO, &status, sizeof status) != sizeof status)
+        if (waitpid(child, &status, 0) != child ||
+            write(STDOUT_FILENO, &status, sizeof status) != sizeof status)
             return EXIT_FAILURE;
     }
 }

@@ -168,8 +168,7 @@ private:
             m_results.Add(EKrCheck::Idx1OffsetRepeated, position,
                           FoundPosition("another chunk", chunk.position));
         else if (chunk.position < m_lastPosition)
-            m_results.Add(EKrCheck::Idx1OutOfOrder, position,
-                          FoundBefore(m_lastPosition, chunk.position));
+            m_results.Add(EKrCheck::Idx1OutOfOrder, position, FoundBefore(m_lastPosition, chunk.position));
         m_lastPosition = chunk.position;
         chunk.marks |= SKrDataChunk::kInIdx1;
         if ((entry.flags & kAviifKeyFrame) != 0)

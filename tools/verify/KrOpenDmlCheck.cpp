@@ -101,8 +101,7 @@ private:
             return;
         }
         if (entry.position < m_lastPosition)
-            m_results.Add(EKrCheck::IndxOutOfOrder, position,
-                          FoundBefore(m_lastPosition, entry.position));
+            m_results.Add(EKrCheck::IndxOutOfOrder, position, FoundBefore(m_lastPosition, entry.position));
         m_lastPosition = entry.position;
         if (entry.size != uint64_t{index->chunk.size} + kChunkHeaderSize)
             m_results.Add(EKrCheck::IndxEntrySize, position + 8,

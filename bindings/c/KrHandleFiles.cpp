@@ -14,7 +14,9 @@ const void* SourceAt(const wchar_t* path)
 {
     if (path == nullptr || std::wcsncmp(path, kSourcePrefix, kPrefixLength) != 0)
         return nullptr;
-    return reinterpret_cast<const void*>(std::wcstoull(path + kPrefixLength, nullptr, 10));
+    // The number is the address of an object that the opening call holds.
+    return reinterpret_cast<const void*>( // NOLINT(performance-no-int-to-ptr)
+        std::wcstoull(path + kPrefixLength, nullptr, 10));
 }
 
 // Notes the errors of its reads.

@@ -55,7 +55,8 @@ if(MINGW)
     --launcher=${CMAKE_CROSSCOMPILING_EMULATOR})
 endif()
 add_test(NAME Package COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/package_test.py
-  --build=${CMAKE_BINARY_DIR} --cmake=${CMAKE_COMMAND} --compiler=${CMAKE_CXX_COMPILER} --version=${PROJECT_VERSION}
+  --build=${CMAKE_BINARY_DIR} --cmake=${CMAKE_COMMAND} --compiler=${CMAKE_CXX_COMPILER}
+  --ccompiler=${CMAKE_C_COMPILER} --version=${PROJECT_VERSION}
   --flags=${CMAKE_CXX_FLAGS} --sources=${PROJECT_SOURCE_DIR} $<$<BOOL:${KR_FULL_TESTS}>:--full> ${package_tools})
 kr_set_test_surroundings(Package)
 set_tests_properties(Package PROPERTIES PASS_REGULAR_EXPRESSION "[1-9][0-9]* passed, 0 failed")

@@ -106,7 +106,7 @@ template <class Handle, class... Arguments>
         std::make_unique<Object>(std::forward<Arguments>(arguments)...), SKrHandleTraits<Handle>::kKind);
     if (number == 0)
         return KR_ERROR_MEMORY;
-    *out = reinterpret_cast<Handle*>(number);
+    *out = reinterpret_cast<Handle*>(number); // NOLINT(performance-no-int-to-ptr)
     return KR_OK;
 }
 

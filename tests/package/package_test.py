@@ -79,7 +79,8 @@ def build_with_cmake(options, package, work, *more):
     shutil.copytree(os.path.join(package, "share", "doc", "KrRiffUtils", "examples"), sources)
     build = os.path.join(work, "build")
     run(options.cmake, "-S", sources, "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={package}",
-        f"-DCMAKE_CXX_COMPILER={options.compiler}", "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS={options.flags}",
+        f"-DCMAKE_CXX_COMPILER={options.compiler}", f"-DCMAKE_C_COMPILER={options.ccompiler}",
+        "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS={options.flags}",
         "-DCMAKE_FIND_PACKAGE_NO_SYSTEM_PACKAGE_REGISTRY=ON", *more)
     run(options.cmake, "--build", build)
     return build
@@ -308,7 +309,7 @@ file(WRITE answer ${{library}})
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    for name in ("build", "cmake", "compiler", "version", "sources"):
+    for name in ("build", "cmake", "compiler", "ccompiler", "version", "sources"):
         parser.add_argument(f"--{name}", required=True)
     for name in ("flags", "clang", "linker", "librarian", "launcher"):
         parser.add_argument(f"--{name}", default="")

@@ -63,7 +63,7 @@ TEST(Leaks, MeterSeesBlocksAndHandles)
 
 TEST(Leaks, ReadersMadeAndReleased)
 {
-    ExpectNothingLeft(60'000,
+    ExpectNothingLeft(20'000,
                       [](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -99,7 +99,7 @@ TEST(Leaks, WritersWithAFile)
 {
     const CKrTempFolder folder;
     const std::wstring path = folder.PathOf(L"a.avi");
-    ExpectNothingLeft(500,
+    ExpectNothingLeft(200,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -143,7 +143,7 @@ TEST(Leaks, SamplesLentAndReturned)
 TEST(Leaks, SamplesWaitedFor)
 {
     CKrFakeDirectShowSample source;
-    ExpectNothingLeft(500,
+    ExpectNothingLeft(200,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -169,7 +169,7 @@ TEST(Leaks, SamplesWaitedFor)
 TEST(Leaks, SampleBuffersLockedByTwoThreads)
 {
     CKrFakeDirectShowSample source;
-    ExpectNothingLeft(500,
+    ExpectNothingLeft(200,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)

@@ -55,10 +55,8 @@ class Kravi:
         """How many of a case's variations are tried: a third where each takes long."""
         return emulated if self.is_emulated else count // 3 if self.is_slow else count
 
-    def __call__(self, *arguments, is_again=False):
+    def __call__(self, *arguments):
         result = Result(self.run("kravi", arguments))
-        if self.is_emulated and result.code == 1 and not result.out + result.err and not is_again:
-            return self(*arguments, is_again=True)  # the emulator did not start it: kravi never ends silently
         json_schemas.check_output(self.verbs(), arguments, result.out, result.err)
         if result.code in (0, 1) and arguments[0] in WRITING_VERBS and not {"--help", "--version"} & set(arguments):
             place = arguments.index("-o") + 1 if "-o" in arguments else WRITING_VERBS[arguments[0]]
@@ -75,7 +73,13 @@ class Kravi:
                 SERVERS[key] = kravi_server.Server(self.server)
             return SERVERS[key].run(self.folder, program, arguments, TIMEOUT)
         command = self.command if program == "kravi" else self.checker
-        return subprocess.run([*command, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        done = self.started([*command, *arguments])
+        if self.is_emulated and done.returncode == 1 and not done.stdout + done.stderr:
+            return self.started([*command, *arguments])  # the emulator did not start it: neither ends silently with 1
+        return done
+
+    def started(self, command):
+        return subprocess.run(command, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, timeout=TIMEOUT, check=False)
 
     def verbs(self):

@@ -7,7 +7,7 @@ Links to files that are not part of the reference become plain text, and the mar
 import re
 import sys
 
-PAGES = {"tutorial.md", "c-interface.md", "errors.md", "threads.md", "stability.md", "windows-hosts.md", "file-format.md"}
+PAGES = {"tutorial.md", "c-hosts.md", "errors.md", "threads.md", "stability.md", "windows-hosts.md", "file-format.md"}
 
 
 def link(match):

@@ -1,5 +1,5 @@
 // The C interface: reads and writes AVI files (AVI 1.0 with OpenDML 1.02) from C11 and from every language
-// that can call C. Link with KrRiffUtilsC alone; it contains the whole library. docs/c-interface.md is a
+// that can call C. Link with KrRiffUtilsC alone; it contains the whole library. docs/c-hosts.md is a
 // tour.
 //
 // Results. Every operation returns a kr_result: KR_OK, one of the two positive answers that are not failures,

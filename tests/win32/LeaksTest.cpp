@@ -63,7 +63,7 @@ TEST(Leaks, MeterSeesBlocksAndHandles)
 
 TEST(Leaks, ReadersMadeAndReleased)
 {
-    ExpectNothingLeft(20'000,
+    ExpectNothingLeft(60'000,
                       [](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -99,7 +99,7 @@ TEST(Leaks, WritersWithAFile)
 {
     const CKrTempFolder folder;
     const std::wstring path = folder.PathOf(L"a.avi");
-    ExpectNothingLeft(200,
+    ExpectNothingLeft(2000,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -143,7 +143,7 @@ TEST(Leaks, SamplesLentAndReturned)
 TEST(Leaks, SamplesWaitedFor)
 {
     CKrFakeDirectShowSample source;
-    ExpectNothingLeft(200,
+    ExpectNothingLeft(500,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)
@@ -169,7 +169,7 @@ TEST(Leaks, SamplesWaitedFor)
 TEST(Leaks, SampleBuffersLockedByTwoThreads)
 {
     CKrFakeDirectShowSample source;
-    ExpectNothingLeft(200,
+    ExpectNothingLeft(500,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)

@@ -3,7 +3,7 @@
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
-#include "tools/avi/KrLayoutRules.h"
+#include "tools/avi/KrScanRules.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"

@@ -2,7 +2,7 @@
 
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrChunkIds.h"
-#include "tools/avi/KrFileScanner.h"
+#include "tools/avi/KrScanRules.h"
 
 #include <optional>
 
@@ -10,19 +10,6 @@ namespace KrTool
 {
 namespace
 {
-// Trusts only what the bytes after it confirm.
-constexpr SKrScanRules kFollowerRules = {
-    .trust = EKrTrust::Followers,
-    .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),
-    .search = {.chunks = kDataOrIndex,
-               .lists = kAnyList,
-               .followers = kAnyList | kDataOrIndex |
-                            GuessesOf(EKrGuess::OtherData, EKrGuess::Zeros, EKrGuess::Rest, EKrGuess::End),
-               .padding = EKrPadding::Either,
-               .listProof = EKrListProof::FirstChunk,
-               .doubtsEmptyChunks = true,
-               .doubtsIndexEntries = true}};
-
 class CKrScanCollector final : public IKrScanListener
 {
 public:

@@ -1,7 +1,7 @@
 #include "tools/recover/KrChunkScan.h"
 
 #include "format/KrChunkHeader.h"
-#include "tools/avi/KrFileScanner.h"
+#include "tools/avi/KrScanRules.h"
 
 #include <optional>
 
@@ -10,19 +10,6 @@ namespace KrTool
 namespace
 {
 constexpr size_t kMostDamagesKept = 100;
-
-// Trusts only what the bytes after it confirm.
-constexpr SKrScanRules kRecoverRules = {
-    .trust = EKrTrust::Followers,
-    .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),
-    .search = {.chunks = kDataOrIndex,
-               .lists = kAnyList,
-               .followers = kAnyList | kDataOrIndex |
-                            GuessesOf(EKrGuess::OtherData, EKrGuess::Zeros, EKrGuess::Rest, EKrGuess::End),
-               .padding = EKrPadding::Either,
-               .listProof = EKrListProof::FirstChunk,
-               .doubtsEmptyChunks = true,
-               .doubtsIndexEntries = true}};
 
 class CKrWholeChunks final : public IKrScanListener
 {
@@ -85,7 +72,7 @@ SKrScanResult FindWholeChunks(const CKrByteSource& file, size_t streamCount, CKr
 {
     SKrScanResult result;
     CKrWholeChunks chunks(result, streamCount);
-    CKrFileScanner(file, kRecoverRules, chunks, progress).Run("searching");
+    CKrFileScanner(file, kFollowerRules, chunks, progress).Run("searching");
     return result;
 }
 } // namespace KrTool

@@ -2,7 +2,7 @@
 
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrInputFile.h"
-#include "tools/avi/KrLayoutRules.h"
+#include "tools/avi/KrScanRules.h"
 #include "tools/command/KrText.h"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
-// The rules of a scan that takes a file as its lists describe it.
-#ifndef KR_TOOLS_AVI_KRLAYOUTRULES_H
-#define KR_TOOLS_AVI_KRLAYOUTRULES_H
+// The rules of the two kinds of scans: of a file as its lists describe it, and of one whose lists may be
+// wrong.
+#ifndef KR_TOOLS_AVI_KRSCANRULES_H
+#define KR_TOOLS_AVI_KRSCANRULES_H
 
 #include "tools/avi/KrFileScanner.h"
 
@@ -32,6 +33,18 @@ constexpr SKrScanRules RulesForAnyList(size_t levels = kDeepestLevel)
     rules.levels = levels;
     return rules;
 }
+// Trusts only what the bytes after it confirm.
+inline constexpr SKrScanRules kFollowerRules = {
+    .trust = EKrTrust::Followers,
+    .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),
+    .search = {.chunks = kDataOrIndex,
+               .lists = kAnyList,
+               .followers = kAnyList | kDataOrIndex |
+                            GuessesOf(EKrGuess::OtherData, EKrGuess::Zeros, EKrGuess::Rest, EKrGuess::End),
+               .padding = EKrPadding::Either,
+               .listProof = EKrListProof::FirstChunk,
+               .doubtsEmptyChunks = true,
+               .doubtsIndexEntries = true}};
 } // namespace KrTool
 
 #endif

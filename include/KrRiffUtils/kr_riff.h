@@ -22,9 +22,9 @@
 //
 // Callbacks. The library calls release and log callbacks without holding a lock. It calls the callbacks of a
 // kr_input or kr_output while the operation that needs the bytes is under way: other operations on the same
-// reader then return KR_ERROR_BUSY, and on the same writer only direct chunks and closing wait. From inside
-// such a callback every operation on its own handle returns KR_ERROR_CALLBACK. From inside a release callback
-// samples may be submitted and the status asked for, and other operations on its own writer return
+// reader then return KR_ERROR_BUSY, and on the same writer opening, closing and direct chunks wait. From
+// inside such a callback every operation on its own handle returns KR_ERROR_CALLBACK. From inside a release
+// callback samples may be submitted and the status asked for, and other operations on its own writer return
 // KR_ERROR_CALLBACK. Other handles may be used everywhere. A callback must return: no longjmp, no exception.
 #ifndef KRRIFFUTILS_KR_RIFF_H
 #define KRRIFFUTILS_KR_RIFF_H

@@ -1,7 +1,7 @@
 // Queued writes at the disk's speed against a bare loop of one gathered write for each chunk and its padding.
-// Both copy the same pages into a new file, on a thread that is not the one that removed the last file, and
-// neither flushes it. They take turns, and each round is a ratio of its own, so that what else the machine
-// does meanwhile weighs on both.
+// Both copy the same pages into a new file, on the last processor while the last file was removed on the
+// first, and neither flushes it. They take turns, and each round is a ratio of its own, so that what else the
+// machine does meanwhile weighs on both.
 #include "benchmarks/recording/KrFigures.h"
 #include "platform/KrPlatform.h"
 
@@ -99,7 +99,9 @@ SKrTimed Record(const std::string& path, const SKrMaterial& material)
     CKrUnflushedFiles files;
     const KrPlatform::CFileSystemScope scope(files);
     const SKrRecordingOptions options = FastOptions();
+    MoveTo(EKrProcessor::Last); // where the worker then stays
     const CKrRef<IKrAviWriter> writer = OpenWriter(path, &options);
+    MoveTo(EKrProcessor::First);
     const auto frame = CKrRef<CKrSharedSample>::Adopt(new CKrSharedSample(material.frame.Bytes()));
     const auto sound = CKrRef<CKrSharedSample>::Adopt(new CKrSharedSample(material.sound.Bytes()));
     std::binary_semaphore released(0);
@@ -138,6 +140,7 @@ SKrTimed WriteBare(const std::string& path, const SKrMaterial& material)
     const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     Require(file >= 0, "bare file");
     SKrTimed timed;
+    MoveTo(EKrProcessor::Last);
     std::thread worker(
         [&]
         {
@@ -150,6 +153,7 @@ SKrTimed WriteBare(const std::string& path, const SKrMaterial& material)
             }
             timed = {watch.Seconds(), ProcessorSecondsOfThread(), 2 * static_cast<uint64_t>(material.frames)};
         });
+    MoveTo(EKrProcessor::First);
     worker.join();
     ::close(file);
     return timed;

@@ -2,6 +2,7 @@
 // percentiles that one run yields. scripts/bench-recording.sh runs all of them.
 #include "benchmarks/recording/KrFigures.h"
 
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 
@@ -119,6 +120,27 @@ double ProcessorSeconds()
 double ProcessorSecondsOfThread()
 {
     return ProcessorSecondsOf(RUSAGE_THREAD);
+}
+
+void MoveTo(EKrProcessor processor)
+{
+    static const auto allowed = []
+    {
+        cpu_set_t all;
+        CPU_ZERO(&all);
+        Require(::sched_getaffinity(0, sizeof all, &all) == 0, "processors");
+        std::vector<int> numbers;
+        for (int number = 0; number < CPU_SETSIZE; ++number)
+        {
+            if (CPU_ISSET(number, &all))
+                numbers.push_back(number);
+        }
+        return numbers;
+    }();
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(processor == EKrProcessor::First ? allowed.front() : allowed.back(), &one);
+    Require(::sched_setaffinity(0, sizeof one, &one) == 0, "processor");
 }
 
 double Median(std::vector<double> values)

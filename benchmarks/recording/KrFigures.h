@@ -51,6 +51,15 @@ struct SKrSoundFormat
 [[nodiscard]] double ProcessorSeconds();
 [[nodiscard]] double ProcessorSecondsOfThread();
 
+// Moves the calling thread to the first processor, or to the last: threads that it starts stay there. Pages
+// are freed to a processor's own list, and a thread beside it finds them at less cost.
+enum class EKrProcessor
+{
+    First,
+    Last
+};
+void MoveTo(EKrProcessor processor);
+
 [[nodiscard]] double Median(std::vector<double> values);
 
 // The value that this part of all values does not exceed.

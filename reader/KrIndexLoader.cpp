@@ -10,13 +10,10 @@
 #include "reader/KrSuperIndex.h"
 
 #include <algorithm>
-#include <limits>
 #include <new>
 
 namespace
 {
-constexpr uint64_t kNoLimit = std::numeric_limits<uint64_t>::max();
-
 // The two layouts of a standard index's entries, read the same way.
 struct SNarrowEntries
 {
@@ -70,7 +67,6 @@ bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t
     m_produced = 0;
     if (!KrHostArray::IsUsable(out) || index.indexPosition >= kFirstUnreachableIndex)
         return false;
-    m_most = kNoLimit;
     m_passedOver = 0;
     try
     {
@@ -83,12 +79,6 @@ bool CKrIndexLoader::Load(const SKrLocatedIndex& index, std::span<const uint32_t
     }
     KrHostArray::CutTo(out, m_produced);
     return true;
-}
-
-void CKrIndexLoader::Append(const SKrChunkIndexEntry& entry, Entries& out)
-{
-    out.ElementAt(static_cast<intptr_t>(m_produced)) = entry;
-    ++m_produced;
 }
 
 std::span<const SKrChunkIndexEntry> CKrIndexLoader::Produced(Entries& out) const
@@ -125,8 +115,6 @@ bool CKrIndexLoader::LoadOpenDml(const SKrLocatedIndex& index, Entries& out)
     const uint64_t mostInFile = m_fileSize / kSmallestChunk;
     if (!KrHostArray::TrySetSize(out, std::min(m_announced, mostInFile)))
         return false;
-    if (m_announced > mostInFile)
-        m_most = mostInFile;
     super.Rewind();
     for (;;)
     {
@@ -169,22 +157,44 @@ bool CKrIndexLoader::TakeStdEntries(uint64_t position, uint32_t count, uint64_t 
             return false;
         if (slice->empty())
             return true;
-        const uint64_t room = m_most - m_produced; // computed once, not for each entry
-        const size_t end =
-            static_cast<size_t>(std::min<uint64_t>(slice->size() / Layout::kSize, room) * Layout::kSize);
-        for (size_t at = 0; at < slice->size(); at += Layout::kSize)
-        {
-            const SKrChunkIndexEntry entry = Layout::At(slice->data() + at, base);
-            if (entry.position >= m_fileSize)
-            {
-                PassOver(slice->size() - at);
-                return true;
-            }
-            if (at == end)
-                return false;
-            Append(entry, out);
-        }
+        const std::span<const uint8_t> left = slice->subspan(Take<Layout>(*slice, base, out) * Layout::kSize);
+        if (left.empty())
+            continue;
+        if (Layout::At(left.data(), base).position < m_fileSize)
+            return RefuseEntry(out);
+        PassOver(left.size());
+        return true;
     }
+}
+
+// Appends entries as long as there is room and they lie in the file, and answers how many.
+template <class Layout>
+size_t CKrIndexLoader::Take(std::span<const uint8_t> slice, uint64_t base, Entries& out)
+{
+    // Looked up once, not for each entry.
+    SKrChunkIndexEntry* const to = out.GetData() + m_produced;
+    const uint64_t fileSize = m_fileSize;
+    const uint64_t room = static_cast<uint64_t>(out.GetSize()) - m_produced;
+    const auto most = static_cast<size_t>(std::min<uint64_t>(slice.size() / Layout::kSize, room));
+    size_t taken = 0;
+    for (; taken < most; ++taken)
+    {
+        const SKrChunkIndexEntry entry = Layout::At(&slice[taken * Layout::kSize], base);
+        if (entry.position >= fileSize)
+            break;
+        to[taken] = entry;
+    }
+    m_produced += taken;
+    return taken;
+}
+
+// There are more entries than were counted, or than the file can hold. Where the count was cut short, the
+// array throws as for any index beyond its end.
+bool CKrIndexLoader::RefuseEntry(Entries& out) const
+{
+    if (m_announced <= m_fileSize / kSmallestChunk)
+        static_cast<void>(out.ElementAt(out.GetSize()));
+    return false;
 }
 
 // Many standard indexes that overlap, with entries that point past the end of the file, would have most of
@@ -236,7 +246,8 @@ bool CKrIndexLoader::TakeOldEntries(const SKrLocatedIndex& index, std::span<cons
         const uint32_t position = m_oldBase + old.offset + 8;
         if (position >= m_fileSize)
             return false;
-        Append({position, old.size, 0}, out);
+        out.GetData()[m_produced] = {position, old.size, 0};
+        ++m_produced;
     }
     return true;
 }

@@ -44,11 +44,13 @@ private:
     [[nodiscard]] bool TakeStdIndex(uint64_t position, uint8_t superSubType, Entries& out);
     template <class Layout>
     [[nodiscard]] bool TakeStdEntries(uint64_t position, uint32_t count, uint64_t base, Entries& out);
+    template <class Layout>
+    [[nodiscard]] size_t Take(std::span<const uint8_t> slice, uint64_t base, Entries& out);
+    [[nodiscard]] bool RefuseEntry(Entries& out) const;
     void PassOver(size_t bytes);
     [[nodiscard]] bool LoadOld(const SKrLocatedIndex& index, std::span<const uint32_t> ids, Entries& out);
     [[nodiscard]] bool TakeOldEntries(const SKrLocatedIndex& index, std::span<const uint8_t> bytes,
                                       std::span<const uint32_t> ids, Entries& out);
-    void Append(const SKrChunkIndexEntry& entry, Entries& out);
     std::span<const SKrChunkIndexEntry> Produced(Entries& out) const;
 
     IKrFile& m_file;
@@ -60,7 +62,6 @@ private:
     // Of the load under way:
     uint64_t m_announced = 0;  // entries that the index claims
     uint64_t m_produced = 0;   // entries in the array
-    uint64_t m_most = 0;       // entries that it may produce
     uint64_t m_passedOver = 0; // bytes of entries beyond the end of the file
     uint32_t m_oldBase = 0;    // from where the offsets in 'idx1' count
 };

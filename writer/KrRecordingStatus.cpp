@@ -3,35 +3,38 @@
 #include <algorithm>
 #include <mutex>
 
-void CKrRecordingStatus::SKrDuration::Begin(int64_t now)
+void CKrRecordingStatus::CKrDuration::Reset()
 {
-    isRunning = true;
-    start = now;
+    m_start = kNotRunning;
+    m_longest = 0;
 }
 
-void CKrRecordingStatus::SKrDuration::End(int64_t now, int64_t frequency)
+void CKrRecordingStatus::CKrDuration::End(int64_t now)
 {
-    longest = Longest(now, frequency);
-    isRunning = false;
+    m_longest = Longest(now);
+    m_start = kNotRunning;
 }
 
-uint64_t CKrRecordingStatus::SKrDuration::Longest(int64_t now, int64_t frequency) const
+int64_t CKrRecordingStatus::CKrDuration::Longest(int64_t now) const
 {
-    if (!isRunning)
-        return longest;
-    const auto ticks = static_cast<uint64_t>(std::max<int64_t>(now - start, 0));
-    const auto perSecond = static_cast<uint64_t>(frequency);
-    const uint64_t microseconds =
-        ticks / perSecond * 1'000'000 + ticks % perSecond * 1'000'000 / perSecond; // no product overflows
-    return std::max(longest, microseconds);
+    const int64_t start = m_start;
+    return start == kNotRunning ? m_longest : std::max(m_longest, now - start);
+}
+
+// Not at each write: only who asks pays for the divisions.
+uint64_t CKrRecordingStatus::Microseconds(int64_t ticks) const
+{
+    const auto count = static_cast<uint64_t>(ticks);
+    const auto perSecond = static_cast<uint64_t>(m_clock.PerformanceFrequency());
+    return count / perSecond * 1'000'000 + count % perSecond * 1'000'000 / perSecond; // no product overflows
 }
 
 void CKrRecordingStatus::Begin()
 {
     const std::lock_guard guard(m_lock);
     m_status = {};
-    m_write = {};
-    m_flush = {};
+    m_write.Reset();
+    m_flush.Reset();
 }
 
 void CKrRecordingStatus::SetState(uint32_t bits, bool on)
@@ -87,16 +90,14 @@ void CKrRecordingStatus::SetFramesInIndex(uint64_t frames)
 
 void CKrRecordingStatus::BeginWrite()
 {
-    const int64_t now = m_clock.PerformanceCounter();
-    const std::lock_guard guard(m_lock);
-    m_write.Begin(now);
+    m_write.Begin(m_clock.PerformanceCounter());
 }
 
 void CKrRecordingStatus::EndWrite(const SKrTransfer& transfer, bool whole)
 {
     const int64_t now = m_clock.PerformanceCounter();
     const std::lock_guard guard(m_lock);
-    m_write.End(now, m_clock.PerformanceFrequency());
+    m_write.End(now);
     m_status.bytesWritten += transfer.bytes;
     if (!whole)
         NoteError(kKrStateWriteFailed, transfer.osError);
@@ -104,16 +105,14 @@ void CKrRecordingStatus::EndWrite(const SKrTransfer& transfer, bool whole)
 
 void CKrRecordingStatus::BeginFlush()
 {
-    const int64_t now = m_clock.PerformanceCounter();
-    const std::lock_guard guard(m_lock);
-    m_flush.Begin(now);
+    m_flush.Begin(m_clock.PerformanceCounter());
 }
 
 void CKrRecordingStatus::EndFlush(const SKrFlushOutcome& outcome)
 {
     const int64_t now = m_clock.PerformanceCounter();
     const std::lock_guard guard(m_lock);
-    m_flush.End(now, m_clock.PerformanceFrequency());
+    m_flush.End(now);
     if (!outcome.done)
         NoteError(kKrStateFlushFailed, outcome.osError);
 }
@@ -131,7 +130,7 @@ SKrRecordingStatus CKrRecordingStatus::Snapshot()
     const std::lock_guard guard(m_lock);
     SKrRecordingStatus status = m_status;
     status.size = sizeof status;
-    status.longestWriteUs = m_write.Longest(now, m_clock.PerformanceFrequency());
-    status.longestFlushUs = m_flush.Longest(now, m_clock.PerformanceFrequency());
+    status.longestWriteUs = Microseconds(m_write.Longest(now));
+    status.longestFlushUs = Microseconds(m_flush.Longest(now));
     return status;
 }

@@ -53,25 +53,30 @@ public:
     [[nodiscard]] SKrRecordingStatus Snapshot();
 
 private:
-    // The longest of a kind of operations, and the one under way.
-    struct SKrDuration
+    // The longest of a kind of operations, and the one under way; in ticks of the performance counter.
+    class CKrDuration
     {
-        bool isRunning = false;
-        int64_t start = 0;    // performance counter
-        uint64_t longest = 0; // microseconds
+    public:
+        void Reset();
+        void Begin(int64_t now) { m_start = now; } // needs no lock
+        void End(int64_t now);
+        [[nodiscard]] int64_t Longest(int64_t now) const;
 
-        void Begin(int64_t now);
-        void End(int64_t now, int64_t frequency);
-        [[nodiscard]] uint64_t Longest(int64_t now, int64_t frequency) const;
+    private:
+        static constexpr int64_t kNotRunning = INT64_MIN;
+
+        KrAtomic<int64_t> m_start = kNotRunning;
+        int64_t m_longest = 0;
     };
 
     void NoteError(uint32_t state, uint32_t osError);
+    [[nodiscard]] uint64_t Microseconds(int64_t ticks) const;
 
     IKrClock& m_clock;
     CKrMutex m_lock;               // guards what follows
     SKrRecordingStatus m_status{}; // but for the durations
-    SKrDuration m_write;
-    SKrDuration m_flush;
+    CKrDuration m_write;
+    CKrDuration m_flush;
 };
 
 #endif

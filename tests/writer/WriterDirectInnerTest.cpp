@@ -31,13 +31,26 @@ protected:
         return m_recorder.writer->WriteAudioChunk(bytes.data(), static_cast<int32_t>(bytes.size()));
     }
 
+    // A chunk of zeros of up to 512 MB, which are never touched.
+    int ZeroVideo(uint64_t size)
+    {
+        if (m_zeros == nullptr)
+            m_zeros.reset(static_cast<uint8_t*>(std::calloc(1, kLargestZeros)));
+        return m_recorder.writer->WriteVideoChunk(m_zeros.get(), static_cast<int32_t>(size));
+    }
+
     // A field of the first headers.
     [[nodiscard]] uint32_t Field(uint64_t position) const
     {
         return GetLe32(m_recorder.Content().Range(position, 4).data());
     }
 
+    static constexpr uint64_t kLargestZeros = 512 << 20;
+
     CKrRecorder m_recorder;
+
+private:
+    std::unique_ptr<uint8_t, decltype(&std::free)> m_zeros{nullptr, &std::free};
 };
 } // namespace
 
@@ -101,7 +114,7 @@ TEST_F(WriterDirect, ManyBetweenTwoQueuedSamples_LeaveTheIndexAt4028)
     for (int number = 0; number < 5000; ++number)
         ASSERT_EQ(Video({1, 2}), 1);
     ASSERT_EQ(m_recorder.AddVideo({1, 2}), 1);
-    m_recorder.writer->CloseFile();
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0) << "a frame that no OpenDML index names";
     const SKrCheckedAvi checked = CheckWrittenAvi(m_recorder.Content(), m_recorder.written);
     EXPECT_EQ(checked.problems, std::vector<std::string>{});
     ASSERT_EQ(checked.videoIndexes.size(), 2u);
@@ -111,21 +124,35 @@ TEST_F(WriterDirect, ManyBetweenTwoQueuedSamples_LeaveTheIndexAt4028)
 TEST_F(WriterDirect, SegmentBeyond4Gigabytes_IsRefusedBeforeItWraps)
 {
     ASSERT_EQ(m_recorder.Open(Direct(false)), 1);
-    const std::unique_ptr<uint8_t, decltype(&std::free)> zeros(
-        static_cast<uint8_t*>(std::calloc(1, 512 << 20)), &std::free);
     int written = 0;
-    while (written < 20 && m_recorder.writer->WriteVideoChunk(zeros.get(), 512 << 20) != 0)
+    while (written < 20 && ZeroVideo(kLargestZeros) != 0)
         ++written;
     EXPECT_EQ(written, 7) << "the eighth would end beyond 4 GiB";
     constexpr uint64_t kTail = 512 + 16 + 32256; // 'idx1' so far, the chunk's entry, a standard index
     const uint64_t left = UINT32_MAX - m_recorder.Content().Size() - kTail - 8;
-    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(zeros.get(), static_cast<int32_t>(left + 1)), 0);
-    EXPECT_EQ(m_recorder.writer->WriteVideoChunk(zeros.get(), static_cast<int32_t>(left)), 1);
+    EXPECT_EQ(ZeroVideo(left + 1), 0);
+    EXPECT_EQ(ZeroVideo(left), 1);
     EXPECT_EQ(m_recorder.AddVideo(KrBytes(100)), 1) << "no failure: the next frame starts a segment";
     const SKrCheckedAvi checked = m_recorder.Close();
     ASSERT_EQ(checked.video.size(), 9u);
     EXPECT_EQ(checked.video[7].segment, 0u);
     EXPECT_EQ(checked.video[8].segment, 1u);
+}
+
+// Sound that waited to the end needs a segment of its own, and that cannot be started.
+TEST_F(WriterDirect, LastSoundWhoseSegmentFails_IsNotWrittenBeyond4Gigabytes)
+{
+    ASSERT_EQ(m_recorder.Open(Direct()), 1);
+    ASSERT_EQ(m_recorder.AddAudio(KrBytes(100'000, 1)), 1) << "waits for a frame";
+    for (int number = 0; number < 7; ++number)
+        ASSERT_EQ(ZeroVideo(kLargestZeros), 1);
+    ASSERT_EQ(ZeroVideo(UINT32_MAX - m_recorder.Content().Size() - 100'000), 1);
+    const uint64_t size = m_recorder.Content().Size();
+    m_recorder.faults.Reset();
+    m_recorder.faults.FailCall(EKrFileCall::Write, 1); // 'idx1'
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 0);
+    ASSERT_TRUE(m_recorder.faults.FaultStruck());
+    EXPECT_LT(m_recorder.Content().Size(), size + 100'000) << "nothing but 'idx1'";
 }
 
 namespace

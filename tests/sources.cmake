@@ -105,6 +105,7 @@ set(KR_INNER_TEST_SOURCES
   reader/FileCursorInnerTest.cpp
   reader/GrowingFileInnerTest.cpp
   reader/GrowingStateInnerTest.cpp
+  reader/HeaderCopyInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp
   reader/HeaderParseInnerTest.cpp
   reader/HostileFileCountsInnerTest.cpp

@@ -38,6 +38,32 @@ TEST(ReaderMemory, LoadOutOfMemory_Fails)
     }
 }
 
+TEST(ReaderMemory, LoadOfAnyStreamOutOfMemory_Fails)
+{
+    for (const EKrIndexKind kind : {EKrIndexKind::Idx1, EKrIndexKind::OpenDml})
+    {
+        CKrMemoryFileSystem files;
+        files.Set(L"a.avi", BuildSimpleAvi(FaultyAvi(kind)).content);
+        unsigned number = 1;
+        for (bool struck = true; struck && number < kMostAllocations; ++number)
+        {
+            CKrRiffReader reader(files); // which keeps what it has read of an index
+            ASSERT_EQ(reader.Open(L"a.avi"), 1);
+            CArray<SKrStreamIndexEntry> entries;
+            int status = 0;
+            {
+                const CFailingAllocation failing(number);
+                status = reader.LoadStreamIndex(0, 0, entries);
+                struck = failing.Struck();
+            }
+            EXPECT_EQ(status, struck ? 0 : 1) << number;
+            EXPECT_EQ(reader.LoadStreamIndex(0, 0, entries), 1) << number;
+            EXPECT_EQ(entries.GetSize(), 4) << number;
+        }
+        EXPECT_GT(number, 2u);
+    }
+}
+
 TEST(ReaderMemory, QueryByPath_LeavesTheCacheUsable)
 {
     CKrMemoryFileSystem files;

@@ -67,15 +67,18 @@ TEST_F(StreamOldIndex, OffsetsFromTheFirstChunk_WhateverThatIs)
 
 TEST_F(StreamOldIndex, OneEntryThatIsWrong_DoesNotMoveTheOthers)
 {
-    for (const uint32_t number : {0u, 9u}) // the first, the last
+    for (const EKrIdx1Base base : {EKrIdx1Base::Movi, EKrIdx1Base::FileStart})
     {
-        SKrBuiltAvi built = BuildSimpleAvi(TwoStreams());
-        built.content.PutU32(built.Find("idx1").data + 16 * number + 8, 5);
-        Open(built.content);
-        const uint32_t stream = number % 2;
-        const SKrStreamAnswer other = LoadStreamOf(m_reader, 1 - stream);
-        EXPECT_EQ(other.entries, PlacesOf(built, 1 - stream, 0, stream == 0 ? 1 : 2));
-        EXPECT_EQ(LoadStreamOf(m_reader, stream).entries.size(), 5u);
+        for (const uint32_t number : {0u, 9u}) // the first, the last
+        {
+            SKrBuiltAvi built = BuildSimpleAvi(TwoStreams(base));
+            built.content.PutU32(built.Find("idx1").data + 16 * number + 8, 5);
+            Open(built.content);
+            const uint32_t stream = number % 2;
+            const SKrStreamAnswer other = LoadStreamOf(m_reader, 1 - stream);
+            EXPECT_EQ(other.entries, PlacesOf(built, 1 - stream, 0, stream == 0 ? 1 : 2));
+            EXPECT_EQ(LoadStreamOf(m_reader, stream).entries.size(), 5u);
+        }
     }
 }
 

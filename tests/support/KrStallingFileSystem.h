@@ -21,6 +21,8 @@ public:
     };
     std::function<void()> beforeFlush = [] {
     };
+    std::function<void()> beforeNameFlush = [] {
+    };
 
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override
     {
@@ -35,6 +37,11 @@ public:
 
     bool Exists(const wchar_t* path) override { return m_files.Exists(path); }
     bool Delete(const wchar_t* path) override { return m_files.Delete(path); }
+    SKrFlushOutcome FlushName(const wchar_t* path) override
+    {
+        beforeNameFlush();
+        return m_files.FlushName(path);
+    }
     uint32_t BytesPerSector(const wchar_t* folder) override { return m_files.BytesPerSector(folder); }
 
 private:

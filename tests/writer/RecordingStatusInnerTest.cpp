@@ -304,6 +304,18 @@ TEST_F(FastStalledStatus, FlushUnderWay_HoldsUpNeitherWritesNorTheStatus)
     EXPECT_EQ(m_writer->CloseFile(), 1);
 }
 
+TEST_F(FastStalledStatus, FlushOfTheName_IsMeasured)
+{
+    const SKrRecordingOptions safe = PowerSafeOptions();
+    ASSERT_EQ(m_writer->SetRecordingOptions(&safe), 1);
+    m_stalling.beforeNameFlush = [this]
+    {
+        m_clock.Advance(300);
+    };
+    Open({});
+    EXPECT_GE(StatusOf(*m_writer.Get()).longestFlushUs, 300'000u);
+}
+
 // The clock moves only when somebody sleeps.
 TEST_F(FastStalledStatus, SubmissionsBesideAWriteAndAFlushUnderWay_TakeNoTime)
 {

@@ -164,6 +164,18 @@ TEST(WriterWorkSignal, StopPrecedesWork)
     EXPECT_FALSE(signal.WaitForWork(stop.get_token())) << "although there is work";
 }
 
+TEST(WriterWorkSignal, WaitForAny_TakesAllWorkThatHasCome)
+{
+    CKrWorkSignal signal;
+    const std::stop_source stop;
+    signal.Add();
+    signal.Add();
+    EXPECT_TRUE(signal.WaitForAny(stop.get_token(), 60'000));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(signal.WaitForAny(stop.get_token(), 20)) << "time is up";
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19));
+}
+
 TEST(WriterWorkSignal, Reset_DiscardsPendingSignals)
 {
     CKrWorkSignal signal;

@@ -124,6 +124,8 @@ def test_numbers_of_chunks_that_differ_from_those_of_the_headers(kravi):
 def test_changes_of_the_palette_are_no_frames(kravi):
     streams = avi.standard_streams(4, audio=0)
     data = avi.simple_avi(streams)
+    length = data.index(b"strh") + 8 + 32
+    data = data[:length] + struct.pack("<I", 3) + data[length + 4:]
     kravi.write("clip.avi", data.replace(b"00dc" + struct.pack("<I", 302), b"00pc" + struct.pack("<I", 302)).replace(
         b"00dc\x10\0\0\0" + struct.pack("<I", streams[0].positions[1] - 8 - data.index(b"movi")),
         b"00pc\0\0\0\0" + struct.pack("<I", streams[0].positions[1] - 8 - data.index(b"movi"))))
@@ -144,15 +146,16 @@ def test_index_that_leads_to_no_chunk_is_not_used(kravi):
     equal(result["video"]["source"], "chunk search", "source")
 
 
-def test_entries_past_the_end_are_left_out(kravi):
+def test_entries_past_the_end_are_not_used(kravi):
     streams = avi.standard_streams(4)
     data = avi.open_dml_avi(streams, segments=1)
     last = data.rindex(b"ix00") + 32 + 8 * 3  # the last entry of the video index
     data = data[:last] + struct.pack("<II", len(data), 100) + data[last + 8:]
     kravi.write("clip.avi", data)
     result = extract(kravi, "clip.avi", "--video", "v", code=1)
-    equal(result["findings"], ["past the end of the file: 1 chunk of the video index"], "findings")
-    equal(kravi.read("v"), b"".join(streams[0].chunks[:3]), "bytes")
+    equal(result["findings"], ["past the end of the file: 1 chunk of the video index",
+                               "missing in the video index: 1 chunk of stream 0; it is not used"], "findings")
+    equal(kravi.read("v"), b"".join(streams[0].chunks), "bytes, found by a scan")
 
 
 def test_all_frames_in_one_file(kravi):

@@ -8,6 +8,7 @@
 #include "tools/command/KrText.h"
 
 #include <algorithm>
+#include <array>
 
 namespace KrTool
 {
@@ -176,6 +177,14 @@ bool SKrAudioFormat::IsUncompressed() const
 SKrAudioFormat AudioFormat(const SKrAviStream& stream)
 {
     return {DecodeResolvedWaveFormat(stream.format)};
+}
+
+bool IsCodedPicture(uint32_t compression)
+{
+    constexpr std::array<uint32_t, 4> kBlackIsZero = {kFccDib, KrFourCC("RGB "), KrFourCC("Y800"),
+                                                      KrFourCC("GREY")};
+    return IsPrintableFourCc(compression) &&
+           std::ranges::find(kBlackIsZero, compression) == kBlackIsZero.end();
 }
 
 uint32_t DeclaredFrames(const SKrAviFacts& facts)

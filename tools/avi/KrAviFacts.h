@@ -71,6 +71,10 @@ struct SKrAudioFormat : SKrWaveFormat
 };
 SKrAudioFormat AudioFormat(const SKrAviStream& stream);
 
+// Whether a picture of zeros is damage: it is a black one in uncompressed formats of red, green and blue, and
+// of gray.
+bool IsCodedPicture(uint32_t compression);
+
 // The frames that the headers announce.
 uint32_t DeclaredFrames(const SKrAviFacts& facts);
 

@@ -28,6 +28,7 @@ public:
     uint64_t Copy(const SKrChunkIndexEntry& chunk, OUTPUT& output)
     {
         uint64_t done = 0;
+        bool isBlank = chunk.size != 0;
         while (done < chunk.size)
         {
             m_progress.StopIfAsked();
@@ -35,20 +36,25 @@ public:
             const size_t came = m_file.ReadAt(chunk.position + done, m_buffer.data(), wanted);
             if (came == 0)
                 break;
+            isBlank = isBlank && std::all_of(m_buffer.data(), m_buffer.data() + came,
+                                             [](uint8_t byte) { return byte == 0; });
             output.Write(m_buffer.data(), came);
             done += came;
         }
         m_cut += done < chunk.size ? 1 : 0;
+        m_blank += isBlank ? 1 : 0;
         return done;
     }
 
     uint64_t CutChunks() const { return m_cut; }
+    uint64_t BlankChunks() const { return m_blank; }
 
 private:
     const CKrAviFile& m_file;
     const CKrProgress& m_progress;
     std::vector<uint8_t> m_buffer;
-    uint64_t m_cut = 0; // chunks that were truncated
+    uint64_t m_cut = 0;   // chunks that were truncated
+    uint64_t m_blank = 0; // with data, all zeros
 };
 } // namespace KrTool
 

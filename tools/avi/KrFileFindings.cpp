@@ -4,6 +4,7 @@
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkKinds.h"
 #include "tools/avi/KrChunkWalk.h"
+#include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
 
@@ -50,5 +51,13 @@ void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrRep
         report.Finding("the file has no main header ('avih')");
     if (facts.cut)
         report.Finding("the headers have too many chunks or streams; the rest is not checked");
+}
+
+void ReportBlankFrames(const SKrAviFacts& facts, uint32_t stream, uint64_t frames, CKrReport& report)
+{
+    const bool isCoded = stream < facts.streams.size() &&
+                         IsCodedPicture(DecodeBitmapHeader(facts.streams[stream].format).compression);
+    if (frames != 0 && isCoded)
+        report.Finding(Format("stream {}: {} of zeros alone", stream, Counted(frames, "frame")));
 }
 } // namespace KrTool

@@ -2,6 +2,8 @@
 #ifndef KR_TOOLS_AVI_KRFILEFINDINGS_H
 #define KR_TOOLS_AVI_KRFILEFINDINGS_H
 
+#include <cstdint>
+
 namespace KrTool
 {
 class CKrAviFile;
@@ -9,6 +11,9 @@ class CKrReport;
 struct SKrAviFacts;
 
 void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report);
+
+// Frames of a stream that consist of zeros, unless those are black pictures. 0 reports nothing.
+void ReportBlankFrames(const SKrAviFacts& facts, uint32_t stream, uint64_t frames, CKrReport& report);
 } // namespace KrTool
 
 #endif

@@ -1,6 +1,7 @@
 #include "tools/avi/KrStreamChunks.h"
 
 #include "format/KrChunkHeader.h"
+#include "format/KrLimits.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrScanRules.h"
@@ -33,25 +34,42 @@ public:
 
     void OnChunk(const SKrScannedChunk& chunk, Lists) override
     {
-        const std::optional<SKrDataTag> tag = DataTagOf(chunk.guess.id, m_streamCount);
-        if (tag && tag->stream == m_stream && (!m_kind || IsOfKind(tag->content, *m_kind)))
-            m_chunks.push_back({chunk.position + kChunkHeaderSize, chunk.guess.size, 0});
+        if (IsOfStream(chunk.guess.id))
+            m_found.chunks.push_back({chunk.position + kChunkHeaderSize, chunk.guess.size, 0});
     }
 
-    [[nodiscard]] bool IsFull() const override { return m_chunks.size() == kMostFoundChunks; }
+    void OnLostChunk(const SKrChunkGuess& guess) override { m_found.lost += IsOfStream(guess.id) ? 1 : 0; }
+
+    [[nodiscard]] bool IsFull() const override { return m_found.chunks.size() == kMostFoundChunks; }
 
     SKrFoundChunks Take()
     {
-        const bool isCut = IsFull();
-        return {std::move(m_chunks), isCut};
+        m_found.cut = IsFull();
+        return std::move(m_found);
     }
 
 private:
+    [[nodiscard]] bool IsOfStream(uint32_t id) const
+    {
+        const std::optional<SKrDataTag> tag = DataTagOf(id, m_streamCount);
+        return tag && tag->stream == m_stream && (!m_kind || IsOfKind(tag->content, *m_kind));
+    }
+
     const size_t m_streamCount;
     const uint32_t m_stream;
     const std::optional<EKrStreamKind> m_kind;
-    Chunks m_chunks;
+    SKrFoundChunks m_found;
 };
+
+constexpr SKrScanRules kAnyListRules = RulesForAnyList();
+
+SKrFoundChunks Scan(const CKrByteSource& file, size_t streamCount, uint32_t stream,
+                    std::optional<EKrStreamKind> kind, const SKrScanRules& rules, CKrProgress& progress)
+{
+    CKrStreamScan scan(streamCount, stream, kind);
+    CKrFileScanner(file, rules, scan, progress).Run("searching");
+    return scan.Take();
+}
 
 // The stream that the reader would choose according to the headers.
 std::optional<uint32_t> StreamByHeaders(const SKrAviFacts& facts, EKrStreamKind kind)
@@ -132,9 +150,16 @@ SKrEntryCounts CountEntries(const CKrAviFile& file, size_t streamCount, uint32_t
     return counts;
 }
 
-// The chunks that a stream's index leads to; nothing when there is none that can be used.
-std::optional<Chunks> IndexedChunks(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t stream,
-                                    EKrStreamKind kind, CKrReport& report)
+// The chunks that a stream's index leads to, and whether all of them are there.
+struct SKrIndexedStreamChunks
+{
+    Chunks chunks;
+    bool areRight = true;
+};
+
+// Nothing when there is no index that can be used.
+std::optional<SKrIndexedStreamChunks> IndexedChunks(const CKrAviFile& file, const SKrAviFacts& facts,
+                                                    uint32_t stream, EKrStreamKind kind, CKrReport& report)
 {
     const std::optional<SKrStreamIndex> index = LoadStreamIndex(file, stream);
     if (!index || index->entries.empty())
@@ -150,13 +175,49 @@ std::optional<Chunks> IndexedChunks(const CKrAviFile& file, const SKrAviFacts& f
     if (counts.right == 0 && counts.wrong == 0)
         return std::nullopt; // the index of a stream of another kind
     if (const uint64_t wrong = counts.wrong + counts.ofOtherKind; wrong != 0)
-        report.Finding(Format("not at a chunk of stream {}: {} of {}{}", stream, Counted(wrong, "entry"),
-                              name, counts.right == 0 ? "; it is not used" : ""));
-    if (counts.right == 0)
-        return std::nullopt;
+        report.Finding(Format("not at a chunk of stream {}: {} of {}; it is not used", stream,
+                              Counted(wrong, "entry"), name));
     if (index->outside != 0)
         report.Finding(Format("past the end of the file: {} of {}", Counted(index->outside, "chunk"), name));
-    return chunks;
+    return SKrIndexedStreamChunks{std::move(chunks), counts.wrong + counts.ofOtherKind == 0};
+}
+
+// How many more units than these chunks have the header of a stream announces, if the file can hold them.
+uint64_t MissingUnits(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                      const SKrStreamChunks& stream)
+{
+    if (stream.stream >= facts.streams.size() || !facts.streams[stream.stream].IsOfKind(kind))
+        return 0;
+    const SKrAviStream& header = facts.streams[stream.stream];
+    const bool isInBytes = kind == EKrStreamKind::Audio && header.sampleSize != 0;
+    const uint64_t there = isInBytes ? TotalBytes(stream.chunks) / header.sampleSize : stream.chunks.size();
+    const uint64_t most = file.Length() / (isInBytes ? header.sampleSize : kSmallestChunk);
+    return header.length <= most && header.length > there ? header.length - there : 0;
+}
+
+SKrStreamChunks TakeFound(uint32_t stream, SKrFoundChunks found, CKrReport& report)
+{
+    if (found.cut)
+        report.Finding(
+            Format("the file has too many chunks; those after the first {} are left out", kMostFoundChunks));
+    if (found.lost != 0)
+        report.Finding(
+            Format("left out: {} of stream {} with incomplete data", Counted(found.lost, "chunk"), stream));
+    return {stream, false, std::move(found.chunks)};
+}
+
+// The chunks of a stream whose index is wrong or incomplete. Lists may be wrong, too.
+SKrStreamChunks FindDamagedChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
+                                  const SKrStreamChunks& indexed, bool areRight, CKrReport& report,
+                                  CKrProgress& progress)
+{
+    SKrFoundChunks found = Scan(file, facts.streams.size(), indexed.stream, kind, kFollowerRules, progress);
+    if (areRight && found.chunks.size() <= indexed.chunks.size())
+        return indexed;
+    if (areRight)
+        report.Finding(Format("missing in the {} index: {} of stream {}; it is not used", KindName(kind),
+                              Counted(found.chunks.size() - indexed.chunks.size(), "chunk"), indexed.stream));
+    return TakeFound(indexed.stream, std::move(found), report);
 }
 
 // The chunks of a stream that no index covers.
@@ -164,21 +225,14 @@ SKrStreamChunks FindChunks(const CKrAviFile& file, const SKrAviFacts& facts, EKr
                            uint32_t stream, CKrReport& report, CKrProgress& progress)
 {
     report.Note(Format("{} {}: found by scanning the file (no index)", KindName(kind), stream));
-    SKrFoundChunks found = ScanForChunks(file, facts.streams.size(), stream, kind, progress);
-    if (found.cut)
-        report.Finding(
-            Format("the file has too many chunks; those after the first {} are left out", kMostFoundChunks));
-    return {stream, false, std::move(found.chunks)};
+    return TakeFound(stream, ScanForChunks(file, facts.streams.size(), stream, kind, progress), report);
 }
 } // namespace
 
 SKrFoundChunks ScanForChunks(const CKrByteSource& file, size_t streamCount, uint32_t stream,
                              std::optional<EKrStreamKind> kind, CKrProgress& progress)
 {
-    CKrStreamScan scan(streamCount, stream, kind);
-    constexpr SKrScanRules kRules = RulesForAnyList();
-    CKrFileScanner(file, kRules, scan, progress).Run("searching");
-    return scan.Take();
+    return Scan(file, streamCount, stream, kind, kAnyListRules, progress);
 }
 
 void CheckStreamNumber(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t wanted)
@@ -230,10 +284,19 @@ uint32_t ChooseStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStrea
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                                std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress)
 {
-    const uint32_t stream = ChooseStream(file, facts, kind, wanted);
-    if (std::optional<Chunks> chunks = IndexedChunks(file, facts, stream, kind, report))
-        return {stream, true, *std::move(chunks)};
-    return FindChunks(file, facts, kind, stream, report, progress);
+    const uint32_t number = ChooseStream(file, facts, kind, wanted);
+    std::optional<SKrIndexedStreamChunks> indexed = IndexedChunks(file, facts, number, kind, report);
+    SKrStreamChunks stream;
+    if (indexed)
+        stream = {number, true, std::move(indexed->chunks)};
+    else
+        stream = FindChunks(file, facts, kind, number, report, progress);
+    if (indexed && (!indexed->areRight || MissingUnits(file, facts, kind, stream) != 0))
+        stream = FindDamagedChunks(file, facts, kind, stream, indexed->areRight, report, progress);
+    if (kind == EKrStreamKind::Video && MissingUnits(file, facts, kind, stream) != 0)
+        report.Finding(Format("stream {} has {}; its header announces {}", number,
+                              Counted(stream.chunks.size(), "frame"), facts.streams[number].length));
+    return stream;
 }
 
 bool IsPlausible(const CKrByteSource& file, const Chunks& index)

@@ -21,7 +21,8 @@ struct SKrAviFacts;
 struct SKrFoundChunks
 {
     Chunks chunks;
-    bool cut = false; // there were more chunks than are kept
+    bool cut = false;  // there were more chunks than are kept
+    uint64_t lost = 0; // chunks whose data are not all there
 };
 
 // Scans the whole file for the chunks of a stream, empty ones included. `streamCount`: streams that the
@@ -52,7 +53,8 @@ uint32_t ChooseStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStrea
 // Throws CKrToolError when the headers describe other streams than this one.
 void CheckStreamNumber(const CKrAviFile& file, const SKrAviFacts& facts, uint32_t wanted);
 
-// The chunks of the stream that ChooseStream gives. Defects are reported.
+// The chunks of the stream that ChooseStream gives. Defects are reported; an index with wrong entries, or
+// without chunks that the header announces and the file has, is not used.
 SKrStreamChunks ChunksOfStream(const CKrAviFile& file, const SKrAviFacts& facts, EKrStreamKind kind,
                                std::optional<uint32_t> wanted, CKrReport& report, CKrProgress& progress);
 

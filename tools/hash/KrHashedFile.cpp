@@ -73,7 +73,10 @@ void CKrHashedFile::Hash(const OnFrame& onFrame)
     {
         const bool isVideo = stream.kind == EKrStreamKind::Video;
         const uint64_t cutBefore = m_copier.CutChunks();
+        const uint64_t blankBefore = m_copier.BlankChunks();
         HashStream(stream, isVideo ? onFrame : OnFrame());
+        if (isVideo)
+            ReportBlankFrames(m_facts, stream.chunks.stream, m_copier.BlankChunks() - blankBefore, m_report);
         if (const uint64_t cut = m_copier.CutChunks() - cutBefore; cut != 0)
             m_report.Finding(
                 Format("cut by the end of the file: {} of stream {}",

@@ -41,9 +41,11 @@ const SKrVerbHelp kExtractHelp = {
         "Frames are written before the sound. Complete files are kept when a later one fails.",
         R"(--follow writes the frames of a recording as they come, until it ends or the frame of --to is there, and
         its sound then. Frames of recordings without an index, as some programs make them, come at the end.)",
-        "Streams without an index are found by scanning the file for their chunks, as the report notes.",
-        R"(Findings: chunks truncated by the end of the file; wrong index entries; streams without chunks; a
-        recording that was abandoned, or ended before --to; and defects of the whole file (see info).)",
+        R"(Streams without an index are found by scanning the file for their chunks, as the report notes; so are
+        those whose index has wrong entries or leaves out chunks.)",
+        R"(Findings: chunks truncated by the end of the file; wrong and missing index entries; fewer frames than the
+        headers announce; frames of zeros; streams without chunks; a recording that was abandoned, or ended
+        before --to; and defects of the whole file (see info).)",
     },
     {
         "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
@@ -300,6 +302,7 @@ private:
     {
         m_progress.Begin("writing video", m_endFrame - m_firstFrame, EKrUnit::Frame);
         const uint64_t cutBefore = m_copier.CutChunks();
+        const uint64_t blankBefore = m_copier.BlankChunks();
         CKrFrameFiles files(*m_pattern, m_options.force, m_copier);
         for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
         {
@@ -309,6 +312,7 @@ private:
         const uint64_t bytes = files.Finish();
         m_progress.End();
         ReportCut(m_copier.CutChunks() - cutBefore, "frame");
+        ReportBlankFrames(m_facts, m_video.stream, m_copier.BlankChunks() - blankBefore, m_report);
         return VideoJson(bytes);
     }
 

@@ -24,11 +24,13 @@ const SKrVerbHelp kHashHelp = {
         with its chunks. Those of an audio stream cover its bytes
         regardless of chunks, so that they survive a rewrite of the file. The MD5 of a stream is that of the
         output of extract (of a WAVE file: its data).)",
-        R"(Streams without an index are found by scanning the file for their chunks.)",
+        R"(Streams without an index, or whose index has wrong entries or leaves out chunks, are found by scanning
+        the file for their chunks.)",
         R"(--compare compares only the content of the streams, matches streams of a kind in the order of their numbers, and
         names the first frame, chunk or byte that differs.)",
-        R"(Findings: differences, with --compare; chunks truncated by the end of the file; wrong index entries;
-        and defects of the whole file (see info).)",
+        R"(Findings: differences, with --compare; chunks truncated by the end of the file; wrong and missing index
+        entries; fewer frames than the headers announce; frames of zeros; and defects of the whole file (see
+        info).)",
     },
     {
         "kravi hash clip.avi",

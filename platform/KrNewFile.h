@@ -16,6 +16,21 @@ struct SKrOsResult
     bool Ok() const { return error == 0; }
 };
 
+// A file of which the system itself copies ranges into a new one. Closed by its destructor.
+class CKrRangeSource
+{
+public:
+    explicit CKrRangeSource(const std::string& path);
+    ~CKrRangeSource();
+    CKrRangeSource(const CKrRangeSource&) = delete;
+    CKrRangeSource& operator=(const CKrRangeSource&) = delete;
+
+private:
+    friend class CKrNewFile;
+    static constexpr intptr_t kClosed = -1;
+    intptr_t m_handle = kClosed;
+};
+
 // A file being written. Closed by its destructor.
 class CKrNewFile
 {
@@ -29,6 +44,10 @@ public:
     [[nodiscard]] SKrOsResult Create(const std::string& path);
     [[nodiscard]] SKrOsResult Write(const void* data, size_t size);
     [[nodiscard]] SKrOsResult SeekTo(uint64_t position);
+
+    // Writes a range of another file that does not pass through this process. Returns how many bytes: fewer,
+    // or none, where the system has no such copies or the copy failed. Then Write goes on where it ended.
+    [[nodiscard]] uint64_t CopyFrom(const CKrRangeSource& source, uint64_t position, uint64_t count);
     [[nodiscard]] SKrOsResult Close();
 
     // Closes a file that nobody needs any more.

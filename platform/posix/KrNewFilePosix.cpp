@@ -40,6 +40,16 @@ bool RenameToFreeName(const char* from, const char* to)
 }
 } // namespace
 
+CKrRangeSource::CKrRangeSource(const std::string& path) : m_handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+{
+}
+
+CKrRangeSource::~CKrRangeSource()
+{
+    if (m_handle != kClosed)
+        ::close(static_cast<int>(m_handle));
+}
+
 void CKrNewFile::Discard()
 {
     if (m_handle != kClosed)
@@ -67,6 +77,24 @@ SKrOsResult CKrNewFile::Write(const void* data, size_t size)
         size -= static_cast<size_t>(went);
     }
     return {};
+}
+
+uint64_t CKrNewFile::CopyFrom(const CKrRangeSource& source, uint64_t position, uint64_t count)
+{
+    auto from = static_cast<off_t>(position); // moved by each copy
+    uint64_t left = count;
+    while (left > 0)
+    {
+        const ssize_t went =
+            ::copy_file_range(static_cast<int>(source.m_handle), &from, static_cast<int>(m_handle), nullptr,
+                              std::min<uint64_t>(left, kMostBytesPerCall), 0);
+        if (went < 0 && errno == EINTR)
+            continue;
+        if (went <= 0)
+            break;
+        left -= static_cast<uint64_t>(went);
+    }
+    return count - left;
 }
 
 SKrOsResult CKrNewFile::SeekTo(uint64_t position)

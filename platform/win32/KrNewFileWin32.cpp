@@ -22,6 +22,15 @@ HANDLE ToHandle(intptr_t handle)
 }
 } // namespace
 
+// Windows copies ranges within a volume only in whole clusters, and only on some file systems.
+CKrRangeSource::CKrRangeSource(const std::string&) {}
+CKrRangeSource::~CKrRangeSource() = default;
+
+uint64_t CKrNewFile::CopyFrom(const CKrRangeSource&, uint64_t, uint64_t)
+{
+    return 0;
+}
+
 void CKrNewFile::Discard()
 {
     if (m_handle != kClosed)

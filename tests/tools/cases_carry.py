@@ -3,6 +3,7 @@
 import os
 import struct
 import subprocess
+import tempfile
 
 import avi_builder as avi
 import avi_reader
@@ -202,6 +203,21 @@ def test_frames_of_zeros(kravi):
     equal(report["findings"], ["stream 0: 1 frame of zeros alone"], "findings")
     streams[0].fmt = avi.video_format(compression=b"\0\0\0\0")  # where it is a black picture
     equal(carried(kravi, avi.simple_avi(streams))[1]["findings"], [], "uncompressed")
+
+
+def test_large_chunks(kravi):
+    """They do not pass through kravi where the system can copy them: within a file system, and not from zeros."""
+    frames = [avi.payload(1, 262144), bytes(64) + avi.payload(2, 300001), avi.payload(3, 262143), bytes(300000),
+              avi.payload(4, 700001)]
+    data = avi.simple_avi([avi.video(frames), avi.pcm([avi.payload(number, 999) for number in range(5)], 11025, 1, 8)])
+    copy, report = carried(kravi, data, code=1)
+    check(avi_reader.data_chunks(copy) == avi_reader.data_chunks(data), "data")
+    equal(report["findings"], ["stream 0: 1 frame of zeros alone"], "findings")
+    if os.path.isdir("/dev/shm") and not kravi.is_emulated:
+        with tempfile.TemporaryDirectory(dir="/dev/shm") as elsewhere:
+            exit_code(kravi("rewrap", "in.avi", os.path.join(elsewhere, "out.avi")), 1)
+            with open(os.path.join(elsewhere, "out.avi"), "rb") as file:
+                check(file.read() == copy, "a copy in another file system")
 
 
 def test_a_file_that_ends_early(kravi):

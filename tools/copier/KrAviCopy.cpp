@@ -3,9 +3,9 @@
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrFileWindow.h"
 #include "tools/command/KrProgress.h"
-#include "tools/command/KrText.h"
 #include "tools/copier/KrBlockWriter.h"
 #include "tools/copier/KrSegmentPlan.h"
 #include "tools/output/KrOutputFile.h"
@@ -20,6 +20,10 @@ namespace
 {
 // Chunks up to this size are read through a window, so that many small ones take few reads.
 constexpr uint32_t kSmallChunk = 65536;
+
+// From this size on the system copies them, if it can.
+constexpr uint32_t kLargeChunk = 262144;
+constexpr size_t kLookedAt = 64;
 
 class CKrCopyWriting
 {
@@ -53,8 +57,8 @@ public:
 private:
     static bool IsCoded(const SKrCarriedStream& stream)
     {
-        const uint32_t codec = DecodeBitmapHeader(stream.Format()).compression;
-        return stream.Fields().type == kFccVids && IsPrintableFourCc(codec) && codec != kFccDib;
+        return stream.Fields().type == kFccVids &&
+               IsCodedPicture(DecodeBitmapHeader(stream.Format()).compression);
     }
 
     [[nodiscard]] bool IsFirst(const SKrPlannedSegment& segment) const
@@ -115,9 +119,10 @@ private:
 
     void PutData(const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
     {
-        bool isBlank = m_isCoded[chunk.stream] && chunk.size != 0;
         const bool isMade = (chunk.position & SKrCarriedChunk::kMade) != 0;
-        for (uint32_t done = 0; done < chunk.size;)
+        auto done = static_cast<uint32_t>(isMade ? 0 : CopyData(clip, chunk));
+        bool isBlank = m_isCoded[chunk.stream] && chunk.size != 0 && done == 0;
+        while (done < chunk.size)
         {
             std::span<uint8_t> free = m_out.Free();
             free = free.first(std::min<size_t>(free.size(), chunk.size - done));
@@ -134,10 +139,26 @@ private:
         m_result.blankFrames[chunk.stream] += isBlank ? 1 : 0;
     }
 
+    // Large chunks are copied without being read, unless they may be frames of zeros.
+    uint64_t CopyData(const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
+    {
+        if (chunk.size < kLargeChunk || !m_canCopy)
+            return 0;
+        const std::span<const uint8_t> start = WindowOf(clip).At(chunk.position, kLookedAt);
+        if (m_isCoded[chunk.stream] && std::ranges::all_of(start, [](uint8_t byte) { return byte == 0; }))
+            return 0; // every byte is looked at
+        const uint64_t done = m_out.PutFrom(*m_ranges, chunk.position, chunk.size);
+        m_canCopy = done == chunk.size;
+        return done;
+    }
+
     CKrFileWindow& WindowOf(const SKrCopyClip& clip)
     {
         if (m_windowClip != &clip)
+        {
             m_window.emplace(*clip.file);
+            m_ranges.emplace(clip.file->Path());
+        }
         m_windowClip = &clip;
         return *m_window;
     }
@@ -210,6 +231,8 @@ private:
     CKrBlockWriter m_out;
     const SKrCopyClip* m_windowClip = nullptr;
     std::optional<CKrFileWindow> m_window;
+    std::optional<CKrRangeSource> m_ranges; // of the same file
+    bool m_canCopy = true;
     std::vector<bool> m_isCoded; // streams of coded pictures, which are never zeros alone
     SKrCopyResult m_result;
 };

@@ -11,6 +11,7 @@ namespace KrTool
 namespace
 {
 constexpr uint32_t kLookEvery = 100; // milliseconds, for progress and for a user who wants to stop
+constexpr uint64_t kCopiedAtOnce = uint64_t{32} << 20;
 } // namespace
 
 CKrBlockWriter::CKrBlockWriter(CKrOutputFile& output, CKrProgress& progress)
@@ -56,12 +57,39 @@ void CKrBlockWriter::Put(std::span<const uint8_t> bytes)
     }
 }
 
+uint64_t CKrBlockWriter::PutFrom(const CKrRangeSource& source, uint64_t position, uint64_t count)
+{
+    WriteAll();
+    uint64_t done = 0;
+    while (done < count)
+    {
+        const uint64_t wanted = std::min(count - done, kCopiedAtOnce);
+        const uint64_t went = m_output.CopyFrom(source, position + done, wanted);
+        done += went;
+        m_position += went;
+        m_progress.Advance(m_position);
+        if (went < wanted)
+            break;
+    }
+    const std::scoped_lock lock(m_mutex);
+    m_written = m_position;
+    return done;
+}
+
 void CKrBlockWriter::Finish()
 {
-    Send();
+    WriteAll();
+    m_progress.Advance(m_written);
+}
+
+// When the thread has nothing left to do, the rest is written here: waking it would take longer.
+void CKrBlockWriter::WriteAll()
+{
     std::unique_lock lock(m_mutex);
     WaitUntil(lock, [this] { return m_waiting.empty(); });
-    m_progress.Advance(m_written);
+    m_output.Write(m_current.bytes.get(), m_current.used);
+    m_written += m_current.used;
+    m_current.used = 0;
 }
 
 void CKrBlockWriter::Send()

@@ -1,4 +1,5 @@
-// Writes a file on a thread of its own in large blocks, while the caller reads what comes next.
+// Writes a file on a thread of its own in large blocks, while the caller reads what comes next; large ranges
+// of other files are copied by the system.
 #ifndef KR_TOOLS_COPIER_KRBLOCKWRITER_H
 #define KR_TOOLS_COPIER_KRBLOCKWRITER_H
 
@@ -13,6 +14,8 @@
 #include <span>
 #include <thread>
 #include <vector>
+
+class CKrRangeSource;
 
 namespace KrTool
 {
@@ -35,6 +38,9 @@ public:
 
     void Put(std::span<const uint8_t> bytes);
 
+    // Puts a range of a file. Returns how many bytes: fewer, or none, where the system cannot copy it.
+    [[nodiscard]] uint64_t PutFrom(const CKrRangeSource& source, uint64_t position, uint64_t count);
+
     // Bytes put so far.
     [[nodiscard]] uint64_t Position() const { return m_position; }
 
@@ -53,6 +59,7 @@ private:
 
     void Send();
     void TakeFreeBlock();
+    void WriteAll();
     template <class PREDICATE>
     void WaitUntil(std::unique_lock<CKrMutex>& lock, PREDICATE holds);
     void Run();

@@ -21,7 +21,6 @@ constexpr size_t kScalePlace = 20; // in 'strh'
 constexpr size_t kRatePlace = 24;
 constexpr size_t kStartPlace = 28;
 constexpr size_t kLengthPlace = 32;
-constexpr size_t kBufferSizePlace = 36;
 
 bool IsFiller(uint32_t id)
 {
@@ -211,11 +210,6 @@ void SKrCarriedStream::SetRate(uint32_t rate, uint32_t scale)
 {
     Set(kRatePlace, rate);
     Set(kScalePlace, scale);
-}
-
-void SKrCarriedStream::SetSuggestedBufferSize(uint32_t bytes)
-{
-    Set(kBufferSizePlace, bytes);
 }
 
 std::optional<SKrCarriedHeader> ReadCarriedHeader(const CKrByteSource& file)

@@ -34,7 +34,6 @@ struct SKrCarriedStream
     void SetLength(uint32_t units);
     void SetStart(uint32_t units);
     void SetRate(uint32_t rate, uint32_t scale);
-    void SetSuggestedBufferSize(uint32_t bytes);
 
 private:
     void Set(size_t place, uint32_t value);

@@ -32,6 +32,13 @@ public:
 
     void Write(const void* data, size_t size);
     void SeekTo(uint64_t position);
+
+    // As CKrNewFile does; an error shows at the next Write.
+    [[nodiscard]] uint64_t CopyFrom(const CKrRangeSource& source, uint64_t position, uint64_t count)
+    {
+        return m_file.CopyFrom(source, position, count);
+    }
+
     void Commit();
 
 private:

@@ -98,6 +98,62 @@ def test_text_matches(kravi):
     text = exit_code(kravi("verify", kravi.write("clip.avi", bytes(data))), 1).out
     check("warning avih-frames: " in text and "expected 6, found 7" in text, text)
     check(text.endswith("finding: 0 kinds of error, 1 kind of warning\n"), text)
+    check(text.startswith("verdict                    0 kinds of error, 1 kind of warning\nfile  "), text)
+
+
+def test_verdict_comes_first(kravi):
+    """Of a good file, of one with notes, and of one with errors."""
+    for name, verdict, words in (("simple", "good", "good"), ("dml", "good", "good, with 1 kind of note"),
+                                 ("plain", "errors", "1 kind of error, 0 kinds of warning"),
+                                 ("absolute", "warnings", "0 kinds of error, 1 kind of warning")):
+        report = verified(kravi, base(name))
+        equal((list(report)[0], report["verdict"]), ("verdict", verdict), name)
+        equal(kravi("verify", "clip.avi").out.splitlines()[0], f"verdict                    {words}", name)
+
+
+def far(report):
+    """What was found of sound that is far from its picture."""
+    return [place["found"] for result in report["results"] if result["code"] == "sound-far" for place in result["places"]]
+
+
+def test_sound_far_from_its_picture(kravi):
+    streams = avi.standard_streams(750, audio=2)
+    for stream in streams:
+        stream.chunks = [chunk[:320] for chunk in stream.chunks]
+    for stream in streams[1:]:
+        stream.fmt, stream.rate = avi.pcm_format(2000), 2000
+    video, first, second = ([(number, place) for place in range(750)] for number in range(3))
+    pairs = [pair for place in range(750) for pair in (video[place], first[place])]
+    late = avi.simple_avi(streams, order=pairs + second)
+    equal(far(verified(kravi, late, 1)), ["stream 2 29.960 s late"], "all of a stream after the pictures")
+    for limit, code in (("29.95", 1), ("29.96", 0), ("30", 0), ("0", 1)):
+        exit_code(kravi("verify", "clip.avi", "--interleave", limit), code)
+    early = avi.simple_avi(streams, order=second + pairs)
+    equal(far(verified(kravi, early, 1)), ["stream 2 30.000 s early"], "all of a stream before the pictures")
+    short = [pair for pair in pairs + second if pair[0] != 2 or pair[1] < 20]
+    streams[2].chunks = streams[2].chunks[:20]
+    equal(far(verified(kravi, avi.simple_avi(streams, order=short), 0)), [], "sound that ends early")
+    for wrong in ("-1", "a", "1e3", "nan", ""):
+        exit_code(kravi("verify", "clip.avi", f"--interleave={wrong}"), 2)
+
+
+def test_holes_do_not_move_the_sound(kravi):
+    """Lost sound has its place in the index; without an index the time after a hole is not known."""
+    streams = avi.standard_streams(120)
+    for idx1 in (True, False):
+        data = bytearray(avi.simple_avi(streams, idx1=idx1))
+        for position in streams[1].positions[20:80]:
+            data[position - 8:position + 7680] = bytes(7688)
+        report = verified(kravi, data, 1)
+        check("zero-run" in codes(report), str(codes(report)))
+        equal(far(report), [], f"index {idx1}")
+
+
+def test_one_frame_of_sound_is_never_far(kravi):
+    streams = [avi.video([avi.payload(place, 300) for place in range(6)], rate=1, scale=4),
+               avi.pcm([bytes(32000)] * 6, rate=4000, channels=1)]
+    equal(far(verified(kravi, avi.simple_avi(streams, order=[pair for place in range(6) for pair in ((1, place), (0, place))]),
+                       0)), [], "a frame each four seconds")
 
 
 def test_many_places_are_summed_up(kravi):

@@ -47,6 +47,18 @@ def inner(sub_type, words):
     return bytes(data.data)
 
 
+def raw(row, **options):
+    """Uncompressed pictures of 63 x 48 pixels with rows of so many bytes."""
+    data = Patient(avi.simple_avi([avi.video([avi.payload(number, 48 * row) for number in range(6)], width=63, **options)]))
+    data.put(data.field(b"avih", 32), 63)
+    return bytes(data.data)
+
+
+def sound_last():
+    tracks = streams(40)
+    return avi.simple_avi(tracks, order=[(number, place) for number in range(2) for place in range(40)])
+
+
 # The built files, and their findings without damage.
 BASES = {
     "simple": (lambda: avi.simple_avi(streams()), set()),
@@ -60,6 +72,9 @@ BASES = {
     "groups": (lambda: avi.simple_avi(streams(), groups=3), {"rec-list", "index-missing"}),
     "plain": (lambda: avi.simple_avi(streams(), idx1=False), {"index-missing"}),
     "empty": (lambda: avi.simple_avi([avi.video([b"", b"ab", b"", b"", b"cd"])]), {"chunk-empty"}),
+    "rgb": (lambda: raw(192, compression=bytes(4)), set()),
+    "v210": (lambda: raw(256, compression=b"v210", bits=20), set()),
+    "far": (sound_last, {"sound-far"}),
     "run": (lambda: avi.simple_avi([avi.video([b"ab", *[b""] * 5])]), {"chunk-empty", "chunk-empty-run"}),
 }
 
@@ -168,6 +183,18 @@ def with_place(place, damage):
 def cut(patient, length):
     del patient.data[length:]
     return length
+
+
+def resized(patient, number, size):
+    """Sets the size of a frame in a file without sound."""
+    start = patient.chunk(number)
+    change = size - patient.get(start + 4)
+    if change > 0:
+        patient.insert(start + 8 + size - change, bytes(change), "RIFF", "movi")
+    else:
+        patient.remove(start + 8 + size, -change, "RIFF", "movi")
+    patient.put(patient.entry(number, 12), size)
+    return patient.put(start + 4, size) - 4
 
 
 def without_headers(patient):
@@ -279,7 +306,18 @@ HEADERS = rows(
      lambda p: p.put(p.chunk(1, b"01wb") + 4, 7678) - 4, "idx1-size-differs", "unknown-data"),
     ("'avih' in the place of 'strf'", "chunk-misplaced", lambda p: p.put(p.find(b"strf"), b"avih"),
      "chunk-repeated", "strf-missing"),
-)
+) + rows(
+    "rgb",
+    ("rows without padding", "raw-row-length", lambda p: resized(p, 2, 48 * 189)),
+    ("rows with more padding", "raw-row-length", lambda p: resized(p, 2, 48 * 208)),
+    ("short picture", "raw-picture-short", lambda p: resized(p, 3, 9000)),
+    ("long picture", "raw-picture-long", lambda p: resized(p, 3, 9300)),
+    ("no palette", "strf-palette", lambda p: p.put(p.field(b"strf", 14), 8, "<H") * 0 + p.find(b"strf"),
+     "raw-row-length"),
+    ("no colour masks", "strf-palette", lambda p: p.put(p.field(b"strf", 14), b"\x20\0\3\0\0\0") * 0 + p.find(b"strf"),
+     "raw-picture-short")) + rows(
+    "v210", ("rows without padding to 128 bytes", "raw-row-length", lambda p: resized(p, 1, 48 * 176))) + rows(
+    "far", ("sound after all pictures", "sound-far", lambda p: p.chunk(39)))
 
 OLD_INDEX = rows(
     "simple",

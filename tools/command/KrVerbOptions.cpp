@@ -27,6 +27,17 @@ uint64_t ParseNumber(const std::string& name, const std::string& text)
     return number;
 }
 
+double ParseSeconds(const std::string& name, const std::string& text)
+{
+    constexpr double kMost = 1e9;
+    double seconds = -1;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
+    if (error != std::errc() || rest != end || !(seconds >= 0 && seconds <= kMost))
+        throw CLI::ValidationError(name, Format("'{}' is not a number of seconds", Printable(text)));
+    return seconds;
+}
+
 size_t ParseChoice(const std::string& name, const std::vector<std::string>& words, const std::string& text)
 {
     const auto found = std::ranges::find(words, text);
@@ -92,6 +103,15 @@ void CKrVerbOptions::AddNumber(const std::string& name, const std::string& about
         set(ParseNumber(name, text));
     };
     m_verb.add_option_function<std::string>(name, setParsed, about)->type_name("N");
+}
+
+void CKrVerbOptions::AddSeconds(const std::string& name, double& value, const std::string& about)
+{
+    const auto setParsed = [name, &value](const std::string& text)
+    {
+        value = ParseSeconds(name, text);
+    };
+    m_verb.add_option_function<std::string>(name, setParsed, about)->type_name("SECONDS");
 }
 
 void CKrVerbOptions::AddChoice(const std::string& name, const std::string& kind,

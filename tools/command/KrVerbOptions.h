@@ -62,6 +62,9 @@ public:
         AddNumber(name, about, [&value](uint64_t number) { value = number; });
     }
 
+    // A length of time: a decimal number with or without a fraction.
+    void AddSeconds(const std::string& name, double& value, const std::string& about);
+
     // One of a few words. With an empty kind it is an argument without a name, and required.
     template <class VALUE>
     void AddChoice(const std::string& name, VALUE& value, const std::string& kind,

@@ -25,9 +25,10 @@ const SKrVerbHelp kVerifyHelp = {
     "Check the structure of the file: every byte, header values, indexes",
     {
         R"(Scans all chunk headers and checks sizes, headers, 'idx1', OpenDML indexes and private chunks against
-        the content. Each result has a stable code, a severity (error: readers fail or lose data; warning:
-        some programs mishandle it; note: worth knowing), positions in the file, and a hint. The first five
-        positions of each code are shown. --list-checks lists all codes.)",
+        the content, uncompressed pictures against their format, and the place of the sound against the pictures
+        of its time. The verdict comes first. Each result has a stable code, a severity (error: readers fail or
+        lose data; warning: some programs mishandle it; note: worth knowing), positions in the file, and a hint.
+        The first five positions of each code are shown. --list-checks lists all codes.)",
         R"(Findings: errors and warnings. Notes leave the exit code 0. The data of frames and sound is not read.)",
     },
     {
@@ -41,6 +42,7 @@ struct SKrVerifyOptions
 {
     std::string file;
     bool listChecks = false;
+    double interleave = kInterleaveLimit; // seconds
 };
 
 // Opens any file that begins with a RIFF 'AVI ' header or that the reader accepts, or throws CKrToolError.
@@ -102,10 +104,9 @@ std::string ResultText(const SKrCheck& check, const SKrCheckResult& result)
     return Format("{}  {}.\n", text, check.hint);
 }
 
-// Prints the results, the worst first, and returns how many codes of each severity there are.
-std::array<uint64_t, 3> ReportResults(const CKrVerifyResults& results, CKrReport& report)
+// The worst first.
+void ReportResults(const CKrVerifyResults& results, CKrReport& report)
 {
-    std::array<uint64_t, 3> counts = {};
     report.BeginRows("results", "");
     for (const EKrSeverity severity : {EKrSeverity::Error, EKrSeverity::Warning, EKrSeverity::Note})
     {
@@ -114,12 +115,10 @@ std::array<uint64_t, 3> ReportResults(const CKrVerifyResults& results, CKrReport
             const SKrCheckResult& result = results.Of(check.check);
             if (check.severity != severity || result.count == 0)
                 continue;
-            ++counts[static_cast<size_t>(severity)];
             report.Row(ResultJson(check, result), ResultText(check, result));
         }
     }
     report.EndRows();
-    return counts;
 }
 
 void ReportContents(const SKrVerifyModel& model, CKrReport& report)
@@ -152,18 +151,20 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
         throw CKrToolError({}, "FILE is required; see kravi verify --help");
     std::string refusal;
     const CKrInputFile file = OpenForVerifying(options.file, refusal);
-    report.Fact("file", file.Path());
-    report.Fact("length", file.Length());
     SKrVerification verification;
+    verification.interleaveLimit = options.interleave;
     if (!refusal.empty())
         verification.results.Add(EKrCheck::ReaderRefuses, 0, "a file that can be opened", refusal);
     Verify(file, verification, progress);
+    report.Fact("verdict", verification.results.Verdict(), verification.results.VerdictText());
+    report.Fact("file", file.Path());
+    report.Fact("length", file.Length());
     ReportContents(verification.model, report);
-    const auto [errors, warnings, notes] = ReportResults(verification.results, report);
+    ReportResults(verification.results, report);
+    const auto [errors, warnings, notes] = verification.results.Kinds();
     report.Fact("counts", {{"errors", errors}, {"warnings", warnings}, {"notes", notes}});
     if (errors + warnings != 0)
-        report.Finding(
-            Format("{} of error, {} of warning", Counted(errors, "kind"), Counted(warnings, "kind")));
+        report.Finding(verification.results.VerdictText());
 }
 } // namespace
 
@@ -175,5 +176,6 @@ void AddVerifyVerb(CKrVerbTable& verbs)
     verb.AddOptionalArgument("FILE", options->file, "The AVI file");
     verb.AddSwitch("--list-checks", options->listChecks,
                    "List all checks instead: code, severity, meaning and hint");
+    verb.AddSeconds("--interleave", options->interleave, "Most seconds from a frame to its sound (1)");
 }
 } // namespace KrTool

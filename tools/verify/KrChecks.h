@@ -15,6 +15,7 @@ enum class EKrSeverity : uint8_t
     Warning, // some programs mishandle it
     Note     // worth knowing
 };
+inline constexpr size_t kSeverityCount = 3;
 
 // Several names in a line, and code and severity of each row in its first line.
 // clang-format off
@@ -30,8 +31,8 @@ enum class EKrCheck : uint8_t
     AvihMissing, AvihShort, AvihStreams, AvihFrames, AvihFrameTime, AvihNoIndexFlag, AvihMustUseIndex,
     AvihPictureSize, AvihBufferSmall, StrhMissing, StrhShort, StrhWide, StrhType, StrhRateZero, StrhLength,
     StrhBufferSmall, StrhSampleSize, StrhAudioRate, StrfMissing, StrfShort, StrfOwnSize, StrfPictureSize,
-    StrfTopDown, StrfBitCount, StrfAudioZero, StrfBlockAlign, StrfByteRate, StrfExtraSize, AudioChunkSplit,
-    StreamEmpty, DmlhMissing, DmlhShort, DmlhFrames,
+    StrfTopDown, StrfBitCount, StrfPalette, StrfAudioZero, StrfBlockAlign, StrfByteRate, StrfExtraSize, AudioChunkSplit,
+    RawRowLength, RawPictureShort, RawPictureLong, SoundFar, StreamEmpty, DmlhMissing, DmlhShort, DmlhFrames,
 
     IndexMissing, Idx1Absent, Idx1Rest, Idx1Marker, Idx1OffsetsAbsolute, Idx1OffsetsMarked, Idx1BaseUnusual,
     Idx1OffsetZero, Idx1OffsetRepeated, Idx1EntryNoChunk, Idx1EntryInChunk, Idx1SizeDiffers, Idx1IdDiffers,
@@ -212,6 +213,8 @@ inline constexpr std::array<SKrCheck, kCheckCount> kChecks = []
      "Some readers refuse this stream and those after it"},
     {StrfBitCount, "strf-bit-count", Warning, "The bit count of a video format is 0",
      "Some readers treat the stream as unusable"},
+    {StrfPalette, "strf-palette", Error, "A video format is too short for its palette or colour masks",
+     "Readers take the bytes after it for colours"},
     {StrfAudioZero, "strf-audio-zero", Error, "Channels, sample rate or block align of a sound format is 0",
      "Readers divide by it or treat the stream as unusable"},
     {StrfBlockAlign, "strf-block-align", Error,
@@ -225,6 +228,17 @@ inline constexpr std::array<SKrCheck, kCheckCount> kChecks = []
     {AudioChunkSplit, "audio-chunk-split", Warning,
      "The size of a PCM chunk is not a multiple of the block align",
      "A sample is split between two chunks; programs that play chunk by chunk click there"},
+    {RawRowLength, "raw-row-length", Error,
+     "The rows of an uncompressed picture do not have the length that its format requires",
+     "Readers show slanted pictures; RGB rows are multiples of 4 bytes, those of v210 multiples of 128"},
+    {RawPictureShort, "raw-picture-short", Error,
+     "An uncompressed picture has fewer bytes than its width, height and bit count require",
+     "Readers refuse it, or show old data in the rest"},
+    {RawPictureLong, "raw-picture-long", Note,
+     "An uncompressed picture has more bytes than its width, height and bit count require",
+     "Readers ignore the rest; if the pictures look wrong, so are these fields"},
+    {SoundFar, "sound-far", Warning, "The sound is far from the picture of its time",
+     "Programs that read in file order run out of sound or memory; --interleave sets the limit"},
     {StreamEmpty, "stream-empty", Warning, "A stream has no data chunks",
      "Some readers search the whole file for data"},
     {DmlhMissing, "dmlh-missing", Warning,

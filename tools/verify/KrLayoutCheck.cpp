@@ -124,6 +124,8 @@ void CKrLayoutCheck::OnGap(uint64_t from, uint64_t to, bool isZeros, Lists aroun
     if (parent.kind == EKrListKind::Movi && !parent.hasChildren)
         m_results.Add(EKrCheck::MoviFirstNotData, from, "a data chunk", Counted(size, "byte"));
     m_emptyRun = 0;
+    if (m_model.gaps.size() < kMostGaps)
+        m_model.gaps.push_back({from, to});
     Account(EKrBytes::Unaccounted, size);
 }
 

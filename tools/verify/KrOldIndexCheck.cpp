@@ -135,16 +135,18 @@ private:
         if (SKrDataChunk* const chunk = m_lookup.At(target); chunk != nullptr)
             CheckChunk(entry, *tag, position, *chunk);
         else
-            NoteStray(entry, position, target);
+            NoteStray(entry, *tag, position, target);
     }
 
-    void NoteStray(const SKrOldIndexEntry& entry, uint64_t position, uint64_t target)
+    void NoteStray(const SKrOldIndexEntry& entry, const SKrDataTag& tag, uint64_t position, uint64_t target)
     {
         EKrCheck check = EKrCheck::Idx1EntryNoChunk;
         if (entry.offset == 0)
             check = EKrCheck::Idx1OffsetZero;
         else if (m_strays.IdAt(target) == entry.chunkId)
             check = EKrCheck::Idx1EntryInChunk;
+        m_model.AddLost({target, entry.size, static_cast<uint16_t>(tag.stream), tag.content,
+                         check == EKrCheck::Idx1EntryInChunk});
         m_results.Add(check, position,
                       [&]
                       {

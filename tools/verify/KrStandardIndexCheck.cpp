@@ -138,6 +138,11 @@ void CKrStandardIndexCheck::NoteStray(const SKrEntry& entry, uint64_t position, 
             DataTagOf(m_strays.IdAt(entry.target - kChunkHeaderSize), m_context.model.streams.size());
         if (tag && tag->stream == stream)
             check = EKrCheck::IxEntryInChunk;
+        const bool isSound =
+            stream < m_context.model.streams.size() && m_context.model.streams[stream].type == kFccAuds;
+        m_context.model.AddLost({entry.target - kChunkHeaderSize, entry.size, static_cast<uint16_t>(stream),
+                                 isSound ? EKrContent::Audio : EKrContent::Video,
+                                 check == EKrCheck::IxEntryInChunk});
     }
     m_results.Add(check, position,
                   [&]

@@ -91,14 +91,21 @@ void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgres
     CKrLayoutCheck(file, verification.model, verification.results).Run(progress);
     CKrFileWindow window(file);
     CKrFileWindow strayWindow(file);
-    const SKrVerifyContext context{window, strayWindow, verification.model, verification.results, progress};
+    const SKrVerifyContext context{window,
+                                   strayWindow,
+                                   verification.model,
+                                   verification.results,
+                                   progress,
+                                   verification.interleaveLimit};
     CheckPresence(context);
     ReadStreamHeaders(context);
     CountChunks(context);
     CheckMainHeaders(context);
     CheckStreamHeaders(context);
+    CheckPictures(context);
     CheckOldIndexes(context);
     CheckOpenDmlIndexes(context);
+    CheckInterleave(context);
     CheckPrivateChunks(context);
 }
 } // namespace KrTool

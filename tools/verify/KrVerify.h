@@ -3,6 +3,7 @@
 #define KR_TOOLS_VERIFY_KRVERIFY_H
 
 #include "tools/avi/KrFileWindow.h"
+#include "tools/avi/KrInterleave.h"
 #include "tools/verify/KrVerifyModel.h"
 #include "tools/verify/KrVerifyResults.h"
 
@@ -15,6 +16,7 @@ struct SKrVerification
 {
     SKrVerifyModel model;
     CKrVerifyResults results;
+    double interleaveLimit = kInterleaveLimit; // seconds, set before
 };
 
 // The input of the checks that follow the scan.
@@ -25,12 +27,15 @@ struct SKrVerifyContext
     SKrVerifyModel& model;
     CKrVerifyResults& results;
     CKrProgress& progress;
+    double interleaveLimit;
 };
 
 void CheckMainHeaders(const SKrVerifyContext& context);
 void CheckStreamHeaders(const SKrVerifyContext& context);
+void CheckPictures(const SKrVerifyContext& context);
 void CheckOldIndexes(const SKrVerifyContext& context);
 void CheckOpenDmlIndexes(const SKrVerifyContext& context);
+void CheckInterleave(const SKrVerifyContext& context); // after both kinds of index
 void CheckPrivateChunks(const SKrVerifyContext& context);
 
 // Throws CKrToolError when the file cannot be read.

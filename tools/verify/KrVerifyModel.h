@@ -87,6 +87,26 @@ struct SKrPrivateChunk
     bool isInPlace = false;
 };
 
+// Bytes in no chunk.
+struct SKrGap
+{
+    uint64_t from = 0;
+    uint64_t to = 0;
+};
+
+// A data chunk that an index names where the scan finds none.
+struct SKrLostChunk
+{
+    uint64_t position = 0; // of the header
+    uint32_t size = 0;
+    uint16_t stream = 0;
+    EKrContent kind = EKrContent::Other;
+    bool isInChunk = false; // it is there, inside another one
+};
+
+constexpr size_t kMostLostChunks = size_t{1} << 20;
+constexpr size_t kMostGaps = size_t{1} << 16;
+
 struct SKrVerifyModel
 {
     std::vector<SKrSegmentPlace> segments;
@@ -97,10 +117,18 @@ struct SKrVerifyModel
     std::vector<SKrDataChunk> chunks;              // in file order
     std::vector<SKrStandardIndex> standardIndexes; // in file order
     std::vector<SKrPrivateChunk> privateChunks;
+    std::vector<SKrGap> gaps;                                           // in file order
+    std::vector<SKrLostChunk> lostChunks;                               // in the order of the indexes
     std::array<uint64_t, static_cast<size_t>(EKrBytes::Count)> bytes{}; // their sum is the file size
     uint64_t oldIndexEntries = 0;
     uint64_t standardIndexEntries = 0;
     bool isCut = false; // more data chunks than are kept
+
+    void AddLost(const SKrLostChunk& chunk)
+    {
+        if (lostChunks.size() < kMostLostChunks)
+            lostChunks.push_back(chunk);
+    }
 
     bool HasSuperIndex() const
     {

@@ -97,6 +97,31 @@ public:
 
     const SKrCheckResult& Of(EKrCheck check) const { return m_results[static_cast<size_t>(check)]; }
 
+    // Checks with results, by severity.
+    std::array<uint64_t, kSeverityCount> Kinds() const
+    {
+        std::array<uint64_t, kSeverityCount> kinds = {};
+        for (const SKrCheck& check : kChecks)
+            kinds[static_cast<size_t>(check.severity)] += Of(check.check).count != 0 ? 1 : 0;
+        return kinds;
+    }
+
+    // "good", "warnings" or "errors"; and in words.
+    const char* Verdict() const
+    {
+        const auto [errors, warnings, notes] = Kinds();
+        if (errors != 0)
+            return "errors";
+        return warnings != 0 ? "warnings" : "good";
+    }
+    std::string VerdictText() const
+    {
+        const auto [errors, warnings, notes] = Kinds();
+        if (errors + warnings != 0)
+            return Format("{} of error, {} of warning", Counted(errors, "kind"), Counted(warnings, "kind"));
+        return notes == 0 ? "good" : Format("good, with {} of note", Counted(notes, "kind"));
+    }
+
 private:
     std::array<SKrCheckResult, kCheckCount> m_results;
 };

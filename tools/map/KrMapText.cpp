@@ -60,29 +60,22 @@ double TimeStep(double least)
     return found != kSteps.end() ? *found : 86400 * RoundUp(least / 86400);
 }
 
-std::string ClockText(double seconds, int decimals)
+std::string ClockText(double seconds)
 {
-    const double clamped = std::clamp(seconds, 0.0, 1e15);
-    const double unit = std::pow(10, decimals);
-    const auto units = static_cast<uint64_t>(std::llround(clamped * unit));
-    const auto whole = units / static_cast<uint64_t>(unit);
-    const std::string text = whole >= 3600
-                                 ? Format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
-                                 : Format("{}:{:02}", whole / 60, whole % 60);
-    if (decimals == 0)
-        return text;
-    return Format("{}.{:0{}}", text, units % static_cast<uint64_t>(unit), decimals);
+    const auto whole = static_cast<uint64_t>(std::llround(std::clamp(seconds, 0.0, 1e15)));
+    return whole >= 3600 ? Format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60)
+                         : Format("{}:{:02}", whole / 60, whole % 60);
 }
 
 std::string TickLabel(double value, double step, double largest, EKrAxisUnit unit)
 {
-    if (unit == EKrAxisUnit::Time)
-        return ClockText(value, std::min(DecimalsOf(step), 6));
+    if (unit == EKrAxisUnit::Time && step >= 1 && largest > 60)
+        return ClockText(value);
     if (value == 0)
         return "0";
     const std::string sign = value < 0 ? "\u2212" : "";
     value = std::abs(value);
-    if (unit == EKrAxisUnit::Seconds)
+    if (unit == EKrAxisUnit::Seconds || unit == EKrAxisUnit::Time)
         return Format("{}{} s", sign, Fixed(value, DecimalsOf(step)));
     const SKrScaleUnit& scale = UnitFor(unit == EKrAxisUnit::Bytes ? kByteUnits : kRateUnits, largest);
     return Format("{}{} {}", sign, Fixed(value / scale.size, DecimalsOf(step / scale.size)), scale.name);
@@ -151,9 +144,17 @@ std::string RateText(double bitsPerSecond)
     return ScaledText(kRateUnits, bitsPerSecond);
 }
 
+// With units, since "1:02.500" could be a time code.
 std::string TimeText(double seconds)
 {
-    return ClockText(seconds, 3);
+    const auto milliseconds = static_cast<uint64_t>(std::llround(std::clamp(seconds, 0.0, 1e15) * 1000));
+    const uint64_t whole = milliseconds / 1000;
+    const std::string rest = Format("{}.{:03} s", whole % 60, milliseconds % 1000);
+    if (whole < 60)
+        return rest;
+    if (whole < 3600)
+        return Format("{} min {}", whole / 60, rest);
+    return Format("{} h {} min {}", whole / 3600, whole / 60 % 60, rest);
 }
 
 std::string SignedSecondsText(double seconds)

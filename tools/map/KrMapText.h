@@ -22,7 +22,7 @@ std::string BytesText(double bytes);
 std::string SignedBytesText(double bytes);
 std::string RateText(double bitsPerSecond);
 
-// "0:04.120", "1:02:03.456"; "SignedSecondsText" is for distances: "+0.500 s".
+// "4.120 s", "1 h 2 min 3.456 s"; "SignedSecondsText" is for distances: "+0.500 s".
 std::string TimeText(double seconds);
 std::string SignedSecondsText(double seconds);
 

@@ -1,5 +1,6 @@
 """kravi map: compares the shapes of pictures with the file, and with the numbers in the report."""
 
+import math
 import os
 import random
 import re
@@ -11,8 +12,7 @@ import avi_builder as avi
 from kravi_runner import check, equal, exit_code
 
 SVG = "{http://www.w3.org/2000/svg}"
-PANELS = {"title", "file", "segments", "parts", "marks", "legend", "rate", "interleave-time", "interleave-bytes",
-          "largest"}
+PANELS = {"title", "file", "segments", "parts", "keys", "marks", "legend", "rate", "interleave-time", "interleave-bytes"}
 
 
 class Picture:
@@ -41,6 +41,16 @@ class Picture:
 
     def lane(self, kind, stream=None):
         return next(lane for lane in self.report["lanes"] if (lane["kind"], lane["stream"]) == (kind, stream))
+
+    def bars(self, group):
+        """Corners of all bars, as [(x, y), ...], from left to right; and those beyond the limit alone."""
+        bars, far = [], []
+        for place, path in enumerate(self.groups[group].iter(SVG + "path")):
+            corners = self.points(group, place)
+            some = [corners[first:first + 4] for first in range(0, len(corners), 4)]
+            bars += some
+            far += some if path.get("class") == "damage" else []
+        return sorted(bars), sorted(far)
 
     def points(self, group, place=-1):
         """Corners of a path, as (x, y)."""
@@ -80,6 +90,20 @@ def stored(chunks):
     return sum(8 + len(data) + len(data) % 2 for data in chunks)
 
 
+def widened(bins, needed):
+    """The bins that narrow runs of bytes take in the picture, so that each is some pixels wide."""
+    places, start = set(), None
+    for place, size in enumerate(bins + [0]):
+        if size and start is None:
+            start = place
+        elif not size and start is not None:
+            if place - start < needed:
+                first = min(max(0, start - (needed - place + start) // 2), len(bins) - needed)
+                places |= set(range(first, first + needed))
+            start = None
+    return places
+
+
 def check_lanes(picture, length):
     """The lanes cover every byte, and are drawn as reported."""
     equal(sum(lane["bytes"] for lane in picture.report["lanes"]), length, "bytes in all lanes")
@@ -98,6 +122,9 @@ def check_lanes(picture, length):
             drawn = bottom - before[-1] if before else 0
             share = lane["bins"][place] / (length * (place + 1) // count - length * place // count)
             wanted = max(1.5, 26 * share) if lane["bins"][place] else 0
+            if lane["kind"] in ("headers", "index", "damage"):  # rare things have a least size
+                if place in widened(lane["bins"], min(count, math.ceil(4 / (scale["width"] / count)))):
+                    wanted = max(wanted, 9)
             near(drawn, wanted, f"{group}, bin {place}", 0.13)
 
 
@@ -146,7 +173,8 @@ def test_rates_are_drawn_as_reported(kravi):
 def test_distance_of_sound_and_frames(kravi):
     def compare(order, seconds):
         streams = avi.standard_streams(50)
-        picture = mapped(kravi, avi.simple_avi(streams, order=order))
+        picture = mapped(kravi, avi.simple_avi(streams, order=order), "--interleave", "0.98",
+                         code=1 if any(abs(seconds(frame)) > 0.98 for frame in range(50)) else 0)
         interleave = picture.report["interleave"]
         wanted = [(seconds(frame), streams[0].positions[frame] - streams[1].positions[frame]) for frame in range(50)]
         equal(interleave["frames"], 50, "frames")
@@ -159,15 +187,22 @@ def test_distance_of_sound_and_frames(kravi):
             near(interleave[name][0], min(row[axis] for row in wanted), name, 1e-6)
             near(interleave[name][1], max(row[axis] for row in wanted), name, 1e-6)
             group = "interleave-time" if name == "seconds" else "interleave-bytes"
-            corners = picture.points(group)
-            equal(len(corners), 4 * 50, "corners of bars")
+            bars, far = picture.bars(group)
+            equal(len(bars), 50, "bars")
             for frame in range(50):
-                near(corners[4 * frame][1] + 1, picture.y(group, wanted[frame][axis]), f"bar {frame}", 0.02)
-                near(corners[4 * frame][0], picture.x(group, frame / 25), f"bar {frame}", 0.02)
+                near(bars[frame][0][1] + 1, picture.y(group, wanted[frame][axis]), f"bar {frame}", 0.02)
+                near(bars[frame][0][0], picture.x(group, frame / 25), f"bar {frame}", 0.02)
+            equal(far, [bars[frame] for frame in range(50) if abs(wanted[frame][0]) > 0.98 + 1e-6], "beyond the limit")
+        return picture
 
     video, audio = ([(stream, place) for place in range(50)] for stream in (0, 1))
     compare(None, lambda frame: 0)  # the sound of each frame after it
-    compare(video + audio, lambda frame: -frame / 25)
+    late = compare(video + audio, lambda frame: -frame / 25)
+    equal(late.report["findings"], ["audio 1 is far from its picture: up to 1.960 s late; the limit is 0.98 s"], "finding")
+    equal((late.report["interleaveLimit"], late.report["interleaves"][0]["isFar"]), (0.98, True), "limit")
+    check("more than 0.98 s from the picture" in late.texts(), "legend of the colour")
+    [line] = [line for line in late.groups["interleave-time"].iter(SVG + "line") if line.get("class") == "limit"]
+    near(float(line.get("y1")), late.y("interleave-time", -0.98), "line at the limit", 0.02)
     compare(audio + video, lambda frame: 2 - frame / 25)
     ahead = audio[:25] + [pair for place in range(25) for pair in (video[place], audio[place + 25])] + video[25:]
     compare(ahead, lambda frame: 1 if frame <= 25 else 2 - frame / 25)
@@ -182,14 +217,25 @@ def test_largest_chunks(kravi):
     equal([(row["kind"], row["number"], row["seconds"], row["position"], row["size"]) for row in largest[:3]],
           [("video", place, place / 25, streams[0].positions[place] - 8, size)
            for place, size in ((7, 40001), (21, 30000), (29, 20000))], "the three largest")
-    equal(largest[3]["kind"], "audio", "the next one")
+    equal(len(largest), 3, "those that are larger than the equal ones after them")
     tips = picture.points("marks")[::3]
     equal(len(tips), len(largest), "marks")
+    equal(picture.texts("marks"), ["Largest chunks", "1", "2", "3"], "numbers")
     for tip, row in zip(tips, largest):
         near(tip[0], picture.x("file", row["position"]), "mark", 0.02)
     texts = picture.texts("largest")
     check("40,001" in texts and "0.280 s" in texts, str(texts))
     equal([text for text in picture.texts() if re.match(r"\d+:\d\d\.", text)], [], "fractions of a second in a time code")
+    page = mapped(kravi, avi.simple_avi(streams), output="map.html")
+    check("Largest chunks" not in page.texts("largest") if "largest" in page.groups else True, "twice in a page")
+    check("40,001" not in page.texts() and kravi.read("map.html").decode("utf-8").count(">40,001<") == 1, "once in a page")
+
+
+def test_equal_chunks_are_not_the_largest(kravi):
+    for sizes in ([500] * 40, [500] * 9, [500] * 40 + [300]):
+        picture = mapped(kravi, avi.simple_avi([avi.video([avi.payload(1, size) for size in sizes])]))
+        equal(picture.report["largest"], [], "largest")
+        check("largest" not in picture.groups and not any("argest" in text for text in picture.texts()), "panel")
 
 
 def test_names_cannot_break_out(kravi):
@@ -240,7 +286,9 @@ def test_page_has_picture_and_tables(kravi):
     check(not re.search(r"<script|<link|src=|url\((?!#)|@import", page), "needs other files")
     check(page.count("prefers-color-scheme:dark") >= 1, "dark colours")
     tables = page[page.index("</svg>"):]
-    for text in ("Bytes by kind", "Segments", "Largest chunks", f"{streams[1].positions[0] - 8:,}"):
+    check("main{margin:0 auto;max-width:700px}" in page and ".tables{padding:0 2.286%}" in page, "tables at the picture")
+    check(page.index("<main>") < page.index("<svg") < page.index('<div class="tables">') < page.index("</main>"), "order")
+    for text in ("Bytes by kind", "Segments", f"{streams[0].positions[0] - 8 - 12:,}"):
         check(f">{text}<" in tables, f"{text} is missing")
 
 
@@ -294,7 +342,8 @@ def test_damage_is_marked(kravi):
     equal(picture.lane("video", 0)["chunks"], 18, "frames around the gap")
 
     picture = mapped(kravi, avi.simple_avi(streams, idx1=False), code=1)
-    equal(places(picture, "notIndexed")[0], (video[0] - 8, audio[19] - 8), "from the first frame to the end of the last")
+    equal(places(picture, "notIndexed"), [(video[0] - 8, audio[19] + 7680)], "from the first chunk to the last")
+    equal(picture.report["damage"]["notIndexed"]["bytes"], stored(streams[0].chunks) + stored(streams[1].chunks), "bytes")
     check(any("no index for this data" in text for text in picture.texts("not-indexed")), "label")
     check("no video index can be loaded" in picture.report["findings"], str(picture.report["findings"]))
 
@@ -417,3 +466,130 @@ def test_sound_alone_and_pictures_alone(kravi):
     equal((sound.report["interleave"], [series["kind"] for series in sound.report["rates"]]), (None, ["audio"]), "sound")
     equal(sound.report["rates"][0]["bytes"], 50 * 7680, "bytes of sound")
     check(os.path.getsize(kravi.path("map.svg")) > 5000, "picture")
+
+
+def test_every_stream_has_its_charts(kravi):
+    streams = avi.standard_streams(75, audio=4)
+    late = [(3, place) for place in range(75)]
+    order = [pair for pair in avi.interleaved(streams) if pair[0] != 3] + late
+    picture = mapped(kravi, avi.simple_avi(streams, order=order), code=1)
+    rates = [(row["kind"], row["stream"]) for row in picture.report["rates"]]
+    equal(rates, [("video", 0)] + [("audio", number) for number in range(1, 5)], "rates")
+    equal([row["bytes"] for row in picture.report["rates"][1:]], [75 * 7680] * 4, "bytes")
+    styles = [picture.groups[name].find(SVG + "path[@class]").get("class") if name != "rate-video" else "video-line"
+              for name in ("rate-video", "rate-audio", "rate-audio-2", "rate-audio-3", "rate-audio-4")]
+    equal(len(set(styles)), 5, f"different lines: {styles}")
+    equal([(row["stream"], row["isFar"]) for row in picture.report["interleaves"]],
+          [(1, False), (2, False), (3, True), (4, False)], "interleave")
+    equal(picture.report["findings"], ["audio 3 is far from its picture: up to 2.960 s late; the limit is 1 s"], "findings")
+    for stream in range(1, 5):
+        bars, far = picture.bars("interleave-time" if stream == 1 else f"interleave-time-{stream}")
+        equal((len(bars), bool(far)), (75, stream == 3), f"bars of stream {stream}")
+
+
+def test_time_across_holes(kravi):
+    """What is lost is in the index, so that the rest keeps its time."""
+    streams = avi.standard_streams(100)
+    data = bytearray(avi.simple_avi(streams))
+    start, end = streams[0].positions[30] - 8, streams[0].positions[60] - 8
+    data[start:end] = bytes(end - start)
+    picture = mapped(kravi, bytes(data), code=1)
+    equal((picture.report["shown"]["endSeconds"], picture.report["shown"]["endFrame"]), (4.0, 100), "whole time")
+    check(any("70 frames, 4.000 s" in text for text in picture.texts("title")), str(picture.texts("title")))
+    for stream, series in zip(streams, picture.report["rates"]):
+        sizes = [sum(map(len, stream.chunks[first:first + 5])) for first in range(0, 100, 5)]
+        equal(series["bins"], sizes[:6] + [0] * 6 + sizes[12:], f"bytes of {series['kind']}")
+    interleave = picture.report["interleave"]
+    equal((interleave["frames"], interleave["seconds"]), (70, [0.0, 0.0]), "frames that are there beside their sound")
+    whole = mapped(kravi, avi.simple_avi(streams))
+    equal(whole.report["largest"], [], "equal sound")
+
+
+def test_key_frames_are_marked(kravi):
+    streams = avi.standard_streams(60)
+    streams[0].keys = {0, 12, 24, 50}
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        picture = mapped(kravi, build(streams))
+        [row] = picture.report["keyFrames"]
+        equal((row["stream"], row["frames"], row["keyFrames"], sum(row["bins"])), (0, 60, 4, 4), "report")
+        lines = picture.points("keys")
+        equal(len(lines), 8, "two ends of each line")
+        for number, key in enumerate(sorted(streams[0].keys)):
+            near(lines[2 * number][0], picture.x("file", streams[0].positions[key] - 8), f"key frame {key}")
+        check(any("4 key frames" in text for text in picture.texts("title")), "facts")
+    part = mapped(kravi, build(streams), "--from", "12", "--to", "40")
+    equal(part.report["keyFrames"][0]["keyFrames"], 2, "in a part")
+    streams[0].keys = None
+    check("all 60 frames" in mapped(kravi, build(streams)).texts("keys"), "all of them")
+    equal(mapped(kravi, avi.simple_avi(streams, idx1=False), code=1).report["keyFrames"], [], "without an index")
+
+
+def test_headers_and_indexes_of_a_gigabyte(kravi):
+    """Holes take no space on the disk."""
+    data = avi.simple_avi([avi.video([avi.payload(1, 500), avi.payload(2, 500)])])
+    index = data.rindex(b"idx1")
+    large = 1 << 30
+    head = bytearray(data[:index] + b"JUNK" + struct.pack("<I", large))
+    struct.pack_into("<I", head, 4, len(data) + large)
+    movi = data.index(b"movi")
+    struct.pack_into("<I", head, movi - 4, struct.unpack_from("<I", head, movi - 4)[0] + large + 8)
+    with open(kravi.path("large.avi"), "wb") as file:
+        file.write(head)
+        file.seek(index + 8 + large)
+        file.write(data[index:])
+    report = exit_code(kravi("map", "large.avi", "-o", "map.svg", "--json"), 0).json()
+    picture = Picture(kravi.read("map.svg").decode("utf-8"), report)
+    for lane in ("headers", "index"):
+        corners = picture.points(f"lane-{lane}")
+        width, height = (max(ends) - min(ends) for ends in zip(*corners))
+        check(width >= 4 - 0.1 and height >= 9, f"{lane}: {width} x {height} pixels")
+    rects = list(picture.groups["parts"].iter(SVG + "rect"))
+    for rect in rects:
+        check(float(rect.get("width")) >= 4, f"list of {rect.get('width')} pixels")
+    check(next(rects[-1].iter(SVG + "title")).text.startswith("'hdrl'"), "the small list is on top")
+
+
+def test_legend_has_what_is_there(kravi):
+    data = avi.simple_avi(avi.standard_streams(40))
+    for damage in (0, 1000):
+        picture = mapped(kravi, data[:len(data) - damage], code=1 if damage else 0)
+        equal(picture.texts("legend"), ["damage"] * bool(damage) + ["height: share of the bytes at that place"], "legend")
+
+
+def boxes(picture):
+    """Where texts are, by less than the letters take on average."""
+    for text in picture.root.iter(SVG + "text"):
+        style = text.get("class") or ""
+        size = 20 if "name" in style else 14 if "heading" in style else 11 if "small" in style else 12
+        if text.get("transform"):
+            continue
+        width = len(text.text) * size * 0.5
+        left = float(text.get("x")) - {"end": width, "middle": width / 2}.get(text.get("text-anchor"), 0)
+        yield left, float(text.get("y")) - size * 0.7, left + width, float(text.get("y")), text.text
+
+
+def test_labels_do_not_collide(kravi):
+    source = random.Random(5)
+    streams = avi.standard_streams(75, audio=4)
+    for stream, count in ((0, 12), (1, 3)):
+        for _ in range(count):
+            place = source.randrange(75)
+            streams[stream].chunks[place] = avi.payload(place, source.randrange(2000, 9000) * 4)
+    streams[0].keys = {0, 20}
+    order = [pair for pair in avi.interleaved(streams) if pair[0] != 4] + [(4, place) for place in range(75)]
+    whole = avi.simple_avi(streams, order=order)
+    hole = bytearray(whole)
+    hole[60000:70000] = source.randbytes(10000)
+    for data in (whole, bytes(hole[:-9000]), avi.open_dml_avi(streams, segments=5), whole + avi.chunk(b"00dc", bytes(5000))):
+        for width in (600, 1200):
+            kravi.write("clip.avi", data)
+            kravi("map", "clip.avi", "-o", "map.svg", "--force", "--width", str(width))
+            picture = Picture(kravi.read("map.svg").decode("utf-8"), {})
+            inside = [group.get("id") for group in picture.groups["file"]]
+            check(inside[-1] == "marks" and len(picture.texts("marks")) == 11, f"numbers on top of damage: {inside}")
+            found = list(boxes(picture))
+            for number, (left, top, right, bottom, text) in enumerate(found):
+                check(left >= 0 and right <= width, f"{width} pixels: {text!r} from {left} to {right}")
+                for other in found[:number]:
+                    apart = other[2] <= left or right <= other[0] or other[3] <= top or bottom <= other[1]
+                    check(apart, f"{width} pixels: {text!r} over {other[4]!r}")

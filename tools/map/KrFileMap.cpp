@@ -1,5 +1,7 @@
 #include "tools/map/KrFileMap.h"
 
+#include "tools/avi/KrInterleave.h"
+
 #include <algorithm>
 
 namespace KrTool
@@ -19,6 +21,12 @@ uint64_t SKrFileMap::MissingBytes() const
             missing = std::max(missing, segment.claimedEnd - length);
     }
     return missing;
+}
+
+bool SKrFileMap::IsFar(const SKrDistanceBin& distance) const
+{
+    return IsBeyondLimit(distance.seconds.low, interleaveLimit, 0) ||
+           IsBeyondLimit(distance.seconds.high, interleaveLimit, 0);
 }
 
 double RateBinSeconds(const SKrFileMap& map, size_t bin)

@@ -45,6 +45,23 @@ struct SKrDistanceBin
     SKrExtent bytes;     // position of the frame's data less that of the sound of the same time
 };
 
+// One sound stream beside the frames of the video stream.
+struct SKrInterleave
+{
+    uint32_t stream = 0;
+    std::vector<SKrDistanceBin> bins; // of time
+    SKrDistanceBin all;
+};
+
+// Frames that can be decoded on their own, according to the index of a video stream.
+struct SKrKeyFrames
+{
+    uint32_t stream = 0;
+    uint64_t frames = 0;
+    uint64_t keys = 0;
+    std::vector<uint64_t> bins; // key frames in each part of the range
+};
+
 struct SKrLargeChunk
 {
     EKrStreamKind kind = EKrStreamKind::Video;
@@ -80,13 +97,16 @@ struct SKrFileMap
     std::vector<SKrLane> lanes;
     double rateBinSeconds = 0;
     std::vector<SKrRateSeries> rates;
-    std::vector<SKrDistanceBin> distances; // empty when there is nothing to compare
-    SKrDistanceBin allDistances;
-    std::vector<SKrLargeChunk> largest;
+    std::vector<SKrInterleave> interleaves; // of the sound streams with which there is anything to compare
+    double interleaveLimit = 0;             // seconds
+    std::vector<SKrKeyFrames> keyFrames;
+    std::vector<SKrLargeChunk> largest; // only those that are larger than the rest
 
     uint64_t MissingBytes() const; // that the segments claim beyond the end of the file
     uint64_t Bytes() const { return end - start; }
     double Seconds() const { return endSeconds - startSeconds; }
+
+    bool IsFar(const SKrDistanceBin& distance) const; // beyond the limit
 
     // Where a bin of a range of bytes starts, so that the bins share the range evenly.
     static uint64_t BinStart(uint64_t bin, uint64_t bins, uint64_t start, uint64_t end);
@@ -104,6 +124,7 @@ struct SKrMapRequest
     std::optional<uint64_t> to;   // inclusive
     uint64_t byteBins = 0;        // at most
     uint64_t timeBins = 0;        // of the distances
+    double interleave = 0;        // most seconds from a frame to its sound
 };
 } // namespace KrTool
 

@@ -18,7 +18,13 @@ constexpr double kMarkHeight = 24;
 constexpr double kLaneHeight = 26;
 constexpr double kLaneGap = 9;
 constexpr double kSmallest = 1.5; // pixels; smaller shapes would be invisible
-constexpr double kStubWidth = 40; // represents what is missing past the end of the file
+constexpr double kLeastWidth = 4; // of rare things in a large file
+constexpr double kLeastHeight = 9;
+constexpr double kKeyHeight = 12;
+constexpr double kNumberSpace = 16; // from one number of a mark to the next
+constexpr double kNumberHeight = 11;
+constexpr size_t kMostKeyRows = 4; // of video streams
+constexpr double kStubWidth = 40;  // represents what is missing past the end of the file
 constexpr double kDamageRow = 17;
 constexpr double kLabelFont = 11;
 constexpr double kBoldWidth = 1.1; // of bold letters beside others
@@ -43,7 +49,9 @@ public:
         m_plot.width = PlotWidth(picture.width) - (m_hasStub ? kStubWidth : 0);
         m_plot.fromX = static_cast<double>(m_map.start);
         m_plot.toX = static_cast<double>(std::max(m_map.end, m_map.start + 1));
-        m_lanesTop = y + kSegmentHeight + kListHeight + kMarkHeight + 12;
+        m_lanesTop = y + kSegmentHeight + kListHeight + KeysHeight() + 12;
+        PlaceNumbers();
+        m_lanesTop += MarksHeight();
         m_plot.height = m_lanesTop - y + static_cast<double>(m_map.lanes.size()) * (kLaneHeight + kLaneGap);
     }
 
@@ -52,7 +60,7 @@ public:
         m_svg.OpenGroup("file", m_plot.Attributes());
         DrawLists(m_map.segments, m_plot.top, kSegmentHeight, "segment", "Segments");
         DrawLists(m_map.lists, m_plot.top + kSegmentHeight + 3, kListHeight, "part", "Lists");
-        DrawLargestMarks();
+        DrawKeyFrames(m_plot.top + kSegmentHeight + kListHeight + 9);
         for (size_t lane = 0; lane < m_map.lanes.size(); ++lane)
             DrawLane(m_map.lanes[lane], m_lanesTop + static_cast<double>(lane) * (kLaneHeight + kLaneGap));
         if (m_hasStub)
@@ -61,6 +69,7 @@ public:
         double y = m_plot.Bottom() + 26;
         for (size_t kind = 0; kind < kRegionKinds; ++kind)
             y = DrawRegions(static_cast<EKrRegionKind>(kind), y);
+        DrawLargestMarks();
         m_svg.CloseGroup();
         return DrawLegend(y + 14);
     }
@@ -76,65 +85,131 @@ private:
         return true;
     }
 
+    size_t KeyRows() const { return std::min(m_map.keyFrames.size(), kMostKeyRows); }
+    double KeysHeight() const
+    {
+        return m_map.keyFrames.empty() ? 0 : static_cast<double>(KeyRows()) * (kKeyHeight + 5) + 6;
+    }
+
     void RowLabel(double y, std::string_view text)
     {
         m_svg.Label(kLeftMargin - 10, y, text, "strong", EKrAnchor::End);
     }
 
+    // Small ones lie on top of their neighbours.
     void DrawLists(const std::vector<SKrMapList>& lists, double y, double height, const char* id,
                    std::string_view label)
     {
         RowLabel(y + height / 2 + 4, label);
         m_svg.OpenGroup(std::string(id) + 's');
-        double drawnUntil = m_plot.left;
-        for (size_t number = 0; number < lists.size(); ++number)
+        for (const bool isSmall : {false, true})
         {
-            const SKrMapList& list = lists[number];
-            double x = 0;
-            double width = 0;
-            if (!Place(list.start, list.end, x, width))
-                continue;
-            // Many small ones in one pixel are one rectangle.
-            if (x + width < drawnUntil + 0.5)
-                continue;
-            drawnUntil = x + width;
-            const std::string type = FourCcText(list.type);
-            const std::string name = std::string("'").append(type).append("'");
-            const std::string bytes = BytesText(static_cast<double>(list.end - list.start));
-            m_svg.Rect(x, y, std::max(width, kSmallest), height, "list", Format("{}, {}", name, bytes));
-            for (const std::string& text : {Format("{}  {}", name, bytes), name, type})
+            double drawnUntil = 0;
+            for (const SKrMapList& list : lists)
             {
-                if (TextWidth(text, kLabelFont) + 8 > width)
+                double x = 0;
+                double width = 0;
+                if (!Place(list.start, list.end, x, width) || (width < kLeastWidth) != isSmall)
                     continue;
-                m_svg.Label(x + 5, y + height / 2 + 4, text, "small");
-                break;
+                // Many small ones in one place are one rectangle.
+                if (isSmall && x < drawnUntil)
+                    continue;
+                x = std::min(x, m_plot.Right() - std::max(width, kLeastWidth));
+                drawnUntil = x + kLeastWidth;
+                DrawList(list, x, y, std::max(width, kLeastWidth), height);
             }
         }
         m_svg.CloseGroup();
     }
 
+    void DrawList(const SKrMapList& list, double x, double y, double width, double height)
+    {
+        const std::string type = FourCcText(list.type);
+        const std::string name = std::string("'").append(type).append("'");
+        const std::string bytes = BytesText(static_cast<double>(list.end - list.start));
+        m_svg.Rect(x, y, width, height, "list", Format("{}, {}", name, bytes));
+        for (const std::string& text : {Format("{}  {}", name, bytes), name, type})
+        {
+            if (TextWidth(text, kLabelFont) + 12 > width)
+                continue;
+            m_svg.Label(x + 8, y + height / 2 + 4, text, "small");
+            break;
+        }
+    }
+
+    // A line for each key frame, unless all frames are key frames.
+    void DrawKeyFrames(double y)
+    {
+        m_svg.OpenGroup("keys");
+        for (size_t row = 0; row < KeyRows(); ++row, y += kKeyHeight + 5)
+        {
+            const SKrKeyFrames& frames = m_map.keyFrames[row];
+            RowLabel(y + 10, m_map.keyFrames.size() == 1
+                                 ? "Key frames"
+                                 : Format("Key frames, {}", StreamText(EKrStreamKind::Video, frames.stream)));
+            const bool isText = frames.keys == frames.frames || frames.keys == 0;
+            if (isText)
+            {
+                m_svg.Label(m_plot.left, y + 10,
+                            frames.keys == 0 ? "none" : Format("all {} frames", Grouped(frames.frames)),
+                            "small soft");
+                continue;
+            }
+            CKrSvgPath lines;
+            for (size_t bin = 0; bin < frames.bins.size(); ++bin)
+            {
+                if (frames.bins[bin] == 0)
+                    continue;
+                lines.MoveTo(m_plot.left + m_plot.width * (static_cast<double>(bin) + 0.5) /
+                                               static_cast<double>(frames.bins.size()),
+                             y);
+                lines.VerticalTo(y + kKeyHeight);
+            }
+            m_svg.Path(lines.Commands(), "key");
+        }
+        m_svg.CloseGroup();
+    }
+
+    // How far above its mark each number stands, so that neighbours do not collide.
+    void PlaceNumbers()
+    {
+        for (const SKrLargeChunk& chunk : m_map.largest)
+        {
+            const double x = m_plot.X(static_cast<double>(chunk.position));
+            size_t level = 0;
+            const auto collides = [&](const SKrNumber& other)
+            {
+                return other.level == level && std::abs(other.x - x) < kNumberSpace;
+            };
+            while (std::ranges::any_of(m_numbers, collides))
+                ++level;
+            m_numbers.push_back({x, level});
+            m_levels = std::max(m_levels, level + 1);
+        }
+    }
+
+    double MarksHeight() const
+    {
+        return m_levels == 0 ? 0 : kMarkHeight + static_cast<double>(m_levels - 1) * kNumberHeight;
+    }
+
+    // On top of the hatching.
     void DrawLargestMarks()
     {
         const double bottom = m_lanesTop - 10;
         m_svg.OpenGroup("marks");
         CKrSvgPath marks;
-        std::vector<double> labels; // of numbers already drawn
-        for (size_t rank = 0; rank < m_map.largest.size(); ++rank)
-        {
-            const double x = m_plot.X(static_cast<double>(m_map.largest[rank].position));
-            AddMark(marks, x, bottom);
-            const bool isFree =
-                std::ranges::none_of(labels, [x](double other) { return std::abs(other - x) < 16; });
-            if (!isFree)
-                continue;
-            labels.push_back(x);
-            m_svg.Label(x, bottom - 8, std::to_string(rank + 1), "small", EKrAnchor::Middle);
-        }
+        for (const SKrNumber& number : m_numbers)
+            AddMark(marks, number.x, bottom);
         if (!marks.IsEmpty())
         {
             RowLabel(bottom, "Largest chunks");
             m_svg.Path(marks.Commands(), "mark");
         }
+        for (size_t rank = 0; rank < m_numbers.size(); ++rank)
+            m_svg.Label(m_numbers[rank].x,
+                        bottom - 8 - static_cast<double>(m_numbers[rank].level) * kNumberHeight,
+                        std::to_string(rank + 1), "small on-top", EKrAnchor::Middle);
         m_svg.CloseGroup();
     }
 
@@ -147,15 +222,16 @@ private:
                            ShareText(lane.bytes, m_map.Bytes())),
                     "small soft", EKrAnchor::End);
         const double bottom = y + kLaneHeight;
+        const std::vector<double> heights = LaneHeights(lane);
         CKrSvgPath path;
         double height = 0;
-        for (size_t bin = 0; bin <= lane.bins.size(); ++bin)
+        for (size_t bin = 0; bin <= heights.size(); ++bin)
         {
-            const double next = bin < lane.bins.size() ? BinHeight(lane, bin) : 0;
+            const double next = bin < heights.size() ? heights[bin] : 0;
             if (next == height)
                 continue;
             const double x =
-                m_plot.left + m_plot.width * static_cast<double>(bin) / static_cast<double>(lane.bins.size());
+                m_plot.left + m_plot.width * static_cast<double>(bin) / static_cast<double>(heights.size());
             if (height == 0)
                 path.MoveTo(x, bottom);
             else
@@ -175,6 +251,39 @@ private:
         m_svg.CloseGroup();
         if (lane.kind == EKrSpanKind::Index)
             m_indexLaneTop = y;
+    }
+
+    // What is rare in a large file has a least size to be seen.
+    std::vector<double> LaneHeights(const SKrLane& lane) const
+    {
+        const size_t count = lane.bins.size();
+        std::vector<double> heights(count);
+        for (size_t bin = 0; bin < count; ++bin)
+            heights[bin] = BinHeight(lane, bin);
+        const bool isRare = lane.kind == EKrSpanKind::Headers || lane.kind == EKrSpanKind::Index ||
+                            lane.kind == EKrSpanKind::Unaccounted;
+        if (!isRare || count == 0)
+            return heights;
+        const double width = m_plot.width / static_cast<double>(count);
+        const size_t needed =
+            std::min(count, static_cast<size_t>(std::max(1.0, std::ceil(kLeastWidth / width))));
+        for (size_t bin = 0; bin < count; ++bin)
+        {
+            size_t end = bin;
+            while (end < count && lane.bins[end] != 0)
+                ++end;
+            if (end == bin || end - bin >= needed)
+            {
+                bin = std::max(bin, end);
+                continue;
+            }
+            size_t first = bin - std::min(bin, (needed - (end - bin)) / 2);
+            first = std::min(first, count - needed);
+            for (size_t near = first; near < first + needed; ++near)
+                heights[near] = std::max(heights[near], kLeastHeight);
+            bin = end;
+        }
+        return heights;
     }
 
     double BinHeight(const SKrLane& lane, size_t bin) const
@@ -231,6 +340,7 @@ private:
         }
         if (path.IsEmpty())
             return y;
+        m_isHatched = true;
         m_svg.OpenGroup(kIds[static_cast<size_t>(kind)]);
         m_svg.Path(path.Commands(), "hatch");
         DrawRegionLabel(RegionText(m_map, kind), pointed, y);
@@ -247,50 +357,35 @@ private:
         m_svg.Label(middle - half, y + 10, text, "small warning");
     }
 
-    // Wraps entries that would extend past the picture.
-    void WrapLegend(std::string_view text, double& x, double& y) const
-    {
-        const double right = m_plot.Right() + (m_hasStub ? kStubWidth : 0) + kRightMargin - kSideMargin;
-        if (x + 16 + TextWidth(text, kLabelFont) <= right)
-            return;
-        x = kLeftMargin;
-        y += 16;
-    }
-
+    // Rows have their names at the left; what remains is what they show, and the hatching if there is any.
     double DrawLegend(double y)
     {
-        struct SKrEntry
-        {
-            const char* style;
-            const char* text;
-        };
-        static constexpr SKrEntry kEntries[] = {
-            {"headers", "headers"},  {"index", "indexes"},   {"video", "video"}, {"audio", "audio"},
-            {"other", "other data"}, {"padding", "padding"}, {"hatch", "damage"}};
         m_svg.OpenGroup("legend");
         double x = kLeftMargin;
-        for (const SKrEntry& entry : kEntries)
+        if (m_isHatched || m_hasStub)
         {
-            WrapLegend(entry.text, x, y);
-            m_svg.Rect(x, y - 9, 11, 11, entry.style);
-            m_svg.Label(x + 16, y, entry.text, "small");
-            x += 16 + TextWidth(entry.text, kLabelFont) + 18;
+            m_svg.Rect(x, y - 9, 11, 11, "hatch");
+            m_svg.Label(x + 16, y, "damage", "small");
+            x += 16 + TextWidth("damage", kLabelFont) + 18;
         }
-        static constexpr char kMark[] = "one of the largest chunks";
-        WrapLegend(kMark, x, y);
-        CKrSvgPath mark;
-        AddMark(mark, x + 5, y);
-        m_svg.Path(mark.Commands(), "mark");
-        m_svg.Label(x + 16, y, kMark, "small");
-        m_svg.Label(kLeftMargin, y + 16, "height: share of the bytes at that place", "small soft");
+        m_svg.Label(x, y, "height: share of the bytes at that place", "small soft");
         m_svg.CloseGroup();
-        return y + 16;
+        return y;
     }
+
+    struct SKrNumber
+    {
+        double x = 0;
+        size_t level = 0;
+    };
 
     const SKrFileMap& m_map;
     CKrSvg& m_svg;
     SKrPlot m_plot;
+    std::vector<SKrNumber> m_numbers; // of the largest chunks
+    size_t m_levels = 0;
     bool m_hasStub = false;
+    bool m_isHatched = false;
     double m_lanesTop = 0;
     double m_indexLaneTop = 0;
 };

@@ -23,15 +23,9 @@ void DrawRow(const SKrPicture& picture, double y, const std::array<std::string, 
 double DrawLargestPanel(const SKrPicture& picture, double y)
 {
     const SKrFileMap& map = picture.map;
-    const bool isEmpty = map.largest.empty();
-    y = DrawHeading(picture, y, "Largest chunks",
-                    isEmpty ? std::vector<std::string>{"no data chunks"} : std::vector<std::string>());
+    y = DrawHeading(picture, y, "Largest chunks") + 12;
     picture.svg.OpenGroup("largest");
-    if (!isEmpty)
-    {
-        y += 12;
-        DrawRow(picture, y, {"rank", "stream", "chunk", "time", "position", "bytes"}, "small soft");
-    }
+    DrawRow(picture, y, {"rank", "stream", "chunk", "time", "position", "bytes"}, "small soft");
     for (size_t rank = 0; rank < map.largest.size(); ++rank)
     {
         const SKrLargeChunk& chunk = map.largest[rank];

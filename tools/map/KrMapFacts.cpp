@@ -1,7 +1,6 @@
 // The texts of a map: the main facts and the defects of the file.
-#include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
-#include "tools/avi/KrAviFile.h"
+#include "tools/avi/KrInterleave.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
@@ -96,6 +95,19 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
                               ? " follow the last segment"
                               : " are outside the segments, or data chunks outside every 'movi' list"));
 }
+
+void DescribeInterleave(const SKrFileMap& map, std::vector<std::string>& damage)
+{
+    for (const SKrInterleave& interleave : map.interleaves)
+    {
+        const SKrExtent& range = interleave.all.seconds;
+        if (map.IsFar(interleave.all))
+            damage.push_back(Format("audio {} is far from its picture: up to {}; the limit is {} s",
+                                    interleave.stream,
+                                    DistanceText(-range.low > range.high ? range.low : range.high),
+                                    Trimmed(map.interleaveLimit, 3)));
+    }
+}
 } // namespace
 
 void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
@@ -112,40 +124,19 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
     }
     if (video != nullptr)
         words.push_back(
-            Format("{}, {}", GroupedCount(video->Count(), "frame"), TimeText(video->EndSeconds())));
+            Format("{}, {}", GroupedCount(video->FoundCount(), "frame"), TimeText(video->EndSeconds())));
+    for (const SKrKeyFrames& frames : map.keyFrames)
+    {
+        if (video != nullptr && frames.stream == video->Stream() && !map.isPart &&
+            frames.keys != frames.frames)
+            words.push_back(GroupedCount(frames.keys, "key frame"));
+    }
     if (const SKrAviStream* const stream = FirstUsableAudioStream(facts))
         words.push_back(AudioText(*stream));
     if (facts.streams.size() > 2)
         words.push_back(Counted(facts.streams.size(), "stream"));
     words.push_back(Counted(map.segments.size(), "segment"));
     words.push_back(IndexText(file));
-}
-
-void CompareIndex(const CKrAviFile& file, const CKrMapTrack& track, const std::string& name, SKrFileMap& map)
-{
-    const std::vector<SKrStreamIndexEntry> index =
-        LoadStreamIndex(file, track.Stream()).value_or(SKrStreamIndex()).entries;
-    std::vector<uint64_t> positions(index.size());
-    std::ranges::transform(index, positions.begin(), &SKrStreamIndexEntry::position);
-    std::ranges::sort(positions);
-
-    SKrRegions& regions = map.regions.Of(EKrRegionKind::NotIndexed);
-    uint64_t missing = 0;
-    for (size_t chunk = 0; chunk < track.Count(); ++chunk)
-    {
-        const SKrSpan& span = track.Span(chunk);
-        if (span.payload == 0 || std::ranges::binary_search(positions, span.start + kChunkHeaderSize))
-            continue;
-        ++missing;
-        // Up to the next chunk, so that neighbours become one region.
-        const bool isLast = chunk + 1 == track.Count();
-        regions.Add({span.start, isLast ? track.End(chunk) : track.Span(chunk + 1).start});
-    }
-    map.noIndex = map.noIndex || index.empty();
-    if (index.empty())
-        map.damage.push_back(Format("no {} index can be loaded", name));
-    else if (missing != 0)
-        map.damage.push_back(Format("not in the {} index: {}", name, GroupedCount(missing, "chunk")));
 }
 
 void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,
@@ -158,7 +149,7 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
     DescribeSegments(map, more);
     DescribeRegions(map, more);
     more.insert(more.end(), damage.begin(), damage.end());
-    const uint64_t frames = video != nullptr ? video->Count() : 0;
+    const uint64_t frames = video != nullptr ? video->FoundCount() : 0;
     if (const uint64_t declared = DeclaredFrames(facts); declared > frames)
         more.push_back(Format("the headers declare {}, the file has {}", GroupedCount(declared, "frame"),
                               Grouped(frames)));
@@ -166,6 +157,7 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
         more.push_back(GroupedCount(file.overruns, "chunk") + " extend past the end of their list");
     if (file.cut)
         more.push_back("the file has too many chunks; the rest is not checked");
+    DescribeInterleave(map, more);
     for (const std::string& text : more)
         report.Finding(text);
     map.damage.insert(map.damage.end(), more.begin(), more.end());

@@ -104,33 +104,33 @@ void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map)
                   [](const SKrLane& lane) { return lane.bytes == 0 && lane.kind != EKrSpanKind::Index; });
 }
 
-void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CKrMapTrack* audio,
-                    SKrFileMap& map)
+// One more than are shown, so that chunks as large as those left out are left out as well.
+void MeasureLargest(const std::vector<CKrMapTrack>& tracks, SKrFileMap& map)
 {
-    std::array<std::array<uint64_t, kMostStreams>, 2> numbers{};
-    for (const SKrSpan& span : file.spans)
+    std::vector<SKrLargeChunk>& largest = map.largest;
+    uint32_t smallest = UINT32_MAX;
+    for (const CKrMapTrack& track : tracks)
     {
-        if (!IsDataSpan(span))
-            continue;
-        const bool isAudio = span.kind == EKrSpanKind::Audio;
-        const uint64_t number = numbers[isAudio ? 1 : 0][span.stream]++;
-        const bool isFull = map.largest.size() == kMostLargest;
-        if (span.start < map.start || span.start >= map.end || span.payload == 0 ||
-            (isFull && span.payload <= map.largest.back().size))
-            continue;
-        SKrLargeChunk chunk = {.kind = isAudio ? EKrStreamKind::Audio : EKrStreamKind::Video,
-                               .stream = span.stream,
-                               .number = number,
-                               .seconds = {},
-                               .position = span.start,
-                               .size = span.payload};
-        const CKrMapTrack* const track = isAudio ? audio : video;
-        if (track != nullptr && track->Stream() == span.stream && track->HasTime())
-            chunk.seconds = track->SecondsAtChunk(number);
-        if (isFull)
-            map.largest.pop_back();
-        map.largest.insert(
-            std::ranges::upper_bound(map.largest, chunk.size, std::greater(), &SKrLargeChunk::size), chunk);
+        for (size_t number = 0; number < track.Count(); ++number)
+        {
+            const uint32_t size = track.Payload(number);
+            const uint64_t position = track.Start(number);
+            if (position < map.start || position >= map.end || size == 0)
+                continue;
+            smallest = std::min(smallest, size);
+            const bool isFull = largest.size() > kMostLargest;
+            if (isFull && size <= largest.back().size)
+                continue;
+            SKrLargeChunk chunk = {track.Kind(), track.Stream(), number, {}, position, size};
+            if (track.HasTime())
+                chunk.seconds = track.SecondsAtChunk(number);
+            if (isFull)
+                largest.pop_back();
+            largest.insert(std::ranges::upper_bound(largest, size, std::greater(), &SKrLargeChunk::size),
+                           chunk);
+        }
     }
+    const uint32_t rest = largest.size() > kMostLargest ? largest.back().size : smallest;
+    std::erase_if(largest, [rest](const SKrLargeChunk& chunk) { return chunk.size == rest; });
 }
 } // namespace KrTool

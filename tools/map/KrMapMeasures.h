@@ -20,17 +20,13 @@ SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const S
 // Fills the lanes with the bytes of the range.
 void MeasureLanes(const SKrFileSpans& file, uint64_t bins, SKrFileMap& map);
 
-void MeasureLargest(const SKrFileSpans& file, const CKrMapTrack* video, const CKrMapTrack* audio,
-                    SKrFileMap& map);
+void MeasureLargest(const std::vector<CKrMapTrack>& tracks, SKrFileMap& map);
 
 // Chooses the length of the stretches and fills one series. All series share the stretches.
 void ChooseRateBins(const CKrMapTrack* video, SKrFileMap& map);
 void MeasureRate(const CKrMapTrack& track, SKrFileMap& map);
 
 void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64_t bins, SKrFileMap& map);
-
-// Compares a stream's index with the chunks that are there. `name`: of the index in words.
-void CompareIndex(const CKrAviFile& file, const CKrMapTrack& track, const std::string& name, SKrFileMap& map);
 
 // Puts the facts and the damage into words.
 void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrMapTrack* video,

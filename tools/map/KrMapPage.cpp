@@ -63,7 +63,7 @@ std::string Findings(const SKrFileMap& map)
 {
     if (map.damage.empty())
         return {};
-    std::string text = "<h2>Damage</h2>\n<ul>\n";
+    std::string text = "<h2>Findings</h2>\n<ul>\n";
     for (const std::string& finding : map.damage)
         text += Format("<li class=\"found\">{}</li>\n", Escaped(finding));
     return text + "</ul>\n";
@@ -106,9 +106,10 @@ std::string LaneTable(const SKrFileMap& map)
 
 std::string LargestTable(const SKrFileMap& map)
 {
-    CKrHtmlTable table("Largest chunks", 1, {"stream", "chunk", "time", "position", "size"});
+    CKrHtmlTable table("Largest chunks", 2, {"rank", "stream", "chunk", "time", "position", "size"});
+    size_t rank = 0;
     for (const SKrLargeChunk& chunk : map.largest)
-        table.Add({StreamText(chunk.kind, chunk.stream), Grouped(chunk.number),
+        table.Add({Grouped(++rank), StreamText(chunk.kind, chunk.stream), Grouped(chunk.number),
                    chunk.seconds ? TimeText(*chunk.seconds) : "", Grouped(chunk.position),
                    Grouped(chunk.size)});
     return table.Text();
@@ -127,11 +128,16 @@ std::string MapPage(const SKrFileMap& map, uint64_t width)
 {}</style>
 </head>
 <body>
-{}{}{}{}{}{}{}</body>
+<main>
+{}<div class="tables">
+{}{}{}{}{}{}</div>
+</main>
+</body>
 </html>
 )",
-                  Escaped("Map of " + map.name), PageStyle(), MapPicture(map, width), Findings(map),
-                  RegionTable(map), LaneTable(map), ListTable("Segments", map.segments, map.length),
-                  ListTable("Lists", map.lists, map.length), LargestTable(map));
+                  Escaped("Map of " + map.name), PageStyle(width), MapPicture(map, width, false),
+                  Findings(map), RegionTable(map), LaneTable(map),
+                  ListTable("Segments", map.segments, map.length), ListTable("Lists", map.lists, map.length),
+                  LargestTable(map));
 }
 } // namespace KrTool

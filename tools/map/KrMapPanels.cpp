@@ -72,7 +72,7 @@ double DrawHeading(const SKrPicture& picture, double y, std::string_view heading
         y += 17;
         picture.svg.Label(kSideMargin, y, line, "soft");
     }
-    return y + 12;
+    return y + 16;
 }
 
 void DrawXAxis(CKrSvg& svg, const SKrPlot& plot, EKrAxisUnit unit)

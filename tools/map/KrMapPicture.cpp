@@ -25,7 +25,7 @@ uint64_t TimeBins(uint64_t width)
     return ByteBins(width) / 2;
 }
 
-std::string MapPicture(const SKrFileMap& map, uint64_t width)
+std::string MapPicture(const SKrFileMap& map, uint64_t width, bool isAlone)
 {
     CKrSvg body;
     const SKrPicture picture = {map, static_cast<double>(width), body};
@@ -33,7 +33,9 @@ std::string MapPicture(const SKrFileMap& map, uint64_t width)
     y = DrawFilePanel(picture, y + kPanelGap - 12);
     y = DrawRatePanel(picture, y + kPanelGap);
     y = DrawDistancePanels(picture, y + kPanelGap);
-    y = DrawLargestPanel(picture, y + kPanelGap) + kSideMargin;
+    if (isAlone && !map.largest.empty())
+        y = DrawLargestPanel(picture, y + kPanelGap);
+    y += kSideMargin;
 
     CKrSvg svg;
     svg.Add(Format(

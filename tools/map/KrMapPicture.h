@@ -16,8 +16,8 @@ constexpr uint64_t kLargestPicture = 2400;
 uint64_t ByteBins(uint64_t width);
 uint64_t TimeBins(uint64_t width);
 
-// An SVG document.
-std::string MapPicture(const SKrFileMap& map, uint64_t width);
+// An SVG document. `isAlone`: without the tables of a page.
+std::string MapPicture(const SKrFileMap& map, uint64_t width, bool isAlone = true);
 
 // An HTML document that needs nothing else.
 std::string MapPage(const SKrFileMap& map, uint64_t width);

@@ -73,18 +73,39 @@ Json DistanceJson(const SKrDistanceBin& distance)
             {"bytes", ExtentJson(distance.bytes)}};
 }
 
-Json InterleaveJson(const SKrFileMap& map, bool withBins)
+// Adds the numbers of a sound stream to other members.
+Json InterleaveJson(Json members, const SKrInterleave& interleave, bool withBins)
 {
-    if (map.distances.empty())
-        return nullptr;
-    Json interleave = DistanceJson(map.allDistances);
+    members.update(DistanceJson(interleave.all));
     if (withBins)
     {
-        interleave["bins"] = Json::array();
-        for (const SKrDistanceBin& bin : map.distances)
-            interleave["bins"].push_back(bin.frames != 0 ? DistanceJson(bin) : Json());
+        members["bins"] = Json::array();
+        for (const SKrDistanceBin& bin : interleave.bins)
+            members["bins"].push_back(bin.frames != 0 ? DistanceJson(bin) : Json());
     }
-    return interleave;
+    return members;
+}
+
+Json InterleavesJson(const SKrFileMap& map, bool withBins)
+{
+    Json rows = Json::array();
+    for (const SKrInterleave& interleave : map.interleaves)
+        rows.push_back(InterleaveJson({{"stream", interleave.stream}, {"isFar", map.IsFar(interleave.all)}},
+                                      interleave, withBins));
+    return rows;
+}
+
+Json KeyFramesJson(const SKrFileMap& map, bool withBins)
+{
+    Json rows = Json::array();
+    for (const SKrKeyFrames& frames : map.keyFrames)
+    {
+        Json row = {{"stream", frames.stream}, {"frames", frames.frames}, {"keyFrames", frames.keys}};
+        if (withBins)
+            row["bins"] = frames.bins;
+        rows.push_back(std::move(row));
+    }
+    return rows;
 }
 
 Json LargestJson(const SKrFileMap& map)
@@ -134,7 +155,13 @@ void ReportMap(const SKrFileMap& map, CKrReport& report)
     report.Fact("lanes", LanesJson(map, full));
     report.Fact("rateBinSeconds", Millionths(map.rateBinSeconds));
     report.Fact("rates", RatesJson(map, full));
-    report.Fact("interleave", InterleaveJson(map, full));
+    const bool hasSound = !map.interleaves.empty();
+    report.Fact("interleave",
+                hasSound ? InterleaveJson(Json::object(), map.interleaves.front(), full) : Json());
+    report.Fact("interleaveLimit", Millionths(map.interleaveLimit));
+    if (full || map.interleaves.size() > 1)
+        report.Fact("interleaves", InterleavesJson(map, full));
+    report.Fact("keyFrames", KeyFramesJson(map, full));
     report.Fact("largest", LargestJson(map));
     report.Fact("missingBytes", map.MissingBytes());
     if (full)

@@ -1,5 +1,7 @@
 #include "tools/map/KrMapStyle.h"
 
+#include "tools/map/KrMapPanels.h"
+
 #include <array>
 
 namespace KrTool
@@ -13,7 +15,7 @@ struct SKrColour
     const char* light;
     const char* dark;
 };
-constexpr std::array<SKrColour, 13> kColours = {{{"paper", "#ffffff", "#14181d"},
+constexpr std::array<SKrColour, 19> kColours = {{{"paper", "#ffffff", "#14181d"},
                                                  {"ink", "#1b1f24", "#e6eaef"},
                                                  {"soft", "#57606a", "#9aa5b1"},
                                                  {"grid", "#dde2e8", "#2c333b"},
@@ -25,7 +27,13 @@ constexpr std::array<SKrColour, 13> kColours = {{{"paper", "#ffffff", "#14181d"}
                                                  {"audio", "#d68a00", "#f3bd45"},
                                                  {"other", "#4ba3d9", "#a6dcf7"},
                                                  {"padding", "#9aa1a9", "#727c87"},
-                                                 {"damage", "#c8400a", "#ff7f50"}}};
+                                                 {"damage", "#c8400a", "#ff7f50"},
+                                                 {"extra1", "#7a3fb8", "#b892f0"},
+                                                 {"extra2", "#00796b", "#4fc3b4"},
+                                                 {"extra3", "#ad1a5b", "#f286b3"},
+                                                 {"extra4", "#5c6f00", "#b6cc4a"},
+                                                 {"extra5", "#8d5a2b", "#d9a877"},
+                                                 {"extra6", "#3949ab", "#8fa0f5"}}};
 
 std::string CustomProperties(bool isDark)
 {
@@ -67,6 +75,20 @@ std::string TextStyles()
            Use("fill", "soft") + "}\n.warning{font-weight:600;" + Use("fill", "damage") + "}\n";
 }
 
+// Of streams after the first of their kind: each has a colour and a pattern.
+std::string ExtraLines()
+{
+    static constexpr std::array<const char*, 6> kDashes = {"2 2", "9 3", "6 2 1 2", "12 2", "4 2", "1 2"};
+    std::string text;
+    for (size_t place = 0; place < kDashes.size(); ++place)
+    {
+        const std::string name = "extra" + std::to_string(place + 1);
+        text += '.' + name + "-line{fill:none;stroke-width:2;stroke-dasharray:" + kDashes[place] + ';' +
+                Use("stroke", name) + "}\n";
+    }
+    return text;
+}
+
 std::string ShapeStyles()
 {
     return ".paper{" + Use("fill", "paper") + "}\n.grid{stroke-width:1;" + Use("stroke", "grid") +
@@ -74,9 +96,13 @@ std::string ShapeStyles()
            Use("fill", "list") + Use("stroke", "frame") + "}\n.hatch{fill:url(#hatch);stroke-width:1;" +
            Use("stroke", "damage") + "}\n.leader{fill:none;stroke-width:1.5;" + Use("stroke", "damage") +
            "}\n.hatch-paper{fill-opacity:.25;" + Use("fill", "damage") + "}\n.hatch-line{stroke-width:2.5;" +
-           Use("stroke", "damage") + "}\n.mark{" + Use("fill", "ink") + "}\n.video-area{fill-opacity:.2;" +
-           Use("fill", "video") + "}\n.video-line{fill:none;stroke-width:1.5;" + Use("stroke", "video") +
-           "}\n.audio-line{fill:none;stroke-width:2;stroke-dasharray:6 3;" + Use("stroke", "audio") + "}\n";
+           Use("stroke", "damage") + "}\n.mark{" + Use("fill", "ink") +
+           "}\n.on-top{paint-order:stroke;stroke-width:3;stroke-linejoin:round;" + Use("stroke", "paper") +
+           "}\n.video-area{fill-opacity:.2;" + Use("fill", "video") +
+           "}\n.video-line{fill:none;stroke-width:1.5;" + Use("stroke", "video") +
+           "}\n.audio-line{fill:none;stroke-width:2;stroke-dasharray:6 3;" + Use("stroke", "audio") +
+           "}\n.limit{fill:none;stroke-width:1;stroke-dasharray:3 3;" + Use("stroke", "damage") +
+           "}\n.key{fill:none;stroke-width:1;" + Use("stroke", "video") + "}\n" + ExtraLines();
 }
 
 std::string KindStyles()
@@ -93,12 +119,18 @@ std::string PictureStyle()
     return Properties() + TextStyles() + ShapeStyles() + KindStyles();
 }
 
-std::string PageStyle()
+// Below the picture, at its width: tables begin where its headings do.
+std::string PageStyle(uint64_t width)
 {
-    return "body{margin:0 auto;padding:16px;max-width:1240px;" + std::string(kFont) +
-           Use("background", "paper") + Use("color", "ink") +
+    return "body{margin:16px;" + std::string(kFont) + Use("background", "paper") + Use("color", "ink") +
            "font-size:14px;line-height:1.45}\n"
-           "svg{max-width:100%;height:auto}\n"
+           "main{margin:0 auto;max-width:" +
+           std::to_string(width) +
+           "px}\n"
+           "svg{display:block;max-width:100%;height:auto}\n"
+           ".tables{padding:0 " +
+           Trimmed(100 * kSideMargin / static_cast<double>(width), 3) +
+           "%}\n"
            "h2{font-size:16px;margin:24px 0 8px}\n"
            ".scroll{overflow-x:auto}\n"
            "table{border-collapse:collapse;font-variant-numeric:tabular-nums}\n"

@@ -11,7 +11,7 @@ namespace KrTool
 // Colours as custom properties, for light and dark; every use names the light one first, for programs
 // without custom properties.
 std::string PictureStyle();
-std::string PageStyle();
+std::string PageStyle(uint64_t width); // of the picture, in pixels
 
 // The class of a kind's shapes.
 const char* StyleOf(EKrSpanKind kind);

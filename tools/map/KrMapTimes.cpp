@@ -75,7 +75,7 @@ void MeasureRate(const CKrMapTrack& track, SKrFileMap& map)
     series.bins.assign(static_cast<size_t>(std::max(1.0, count)), 0);
     for (size_t chunk = 0; chunk < track.Count(); ++chunk)
     {
-        const uint32_t bytes = track.Span(chunk).payload;
+        const uint32_t bytes = track.Payload(chunk);
         const double from = track.SecondsAtChunk(chunk);
         const double to = track.SecondsAtChunk(chunk + 1);
         if (bytes == 0 || to <= map.startSeconds + kSameTime || from >= map.endSeconds - kSameTime)
@@ -90,28 +90,30 @@ void MeasureRate(const CKrMapTrack& track, SKrFileMap& map)
 
 void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64_t bins, SKrFileMap& map)
 {
-    std::vector<SKrDistanceBin> distances(static_cast<size_t>(bins));
+    SKrInterleave interleave = {audio.Stream(), {}, {}};
+    interleave.bins.resize(static_cast<size_t>(bins));
     const double binSeconds = map.Seconds() / static_cast<double>(bins);
     size_t due = 0;     // the sound of the frame's time
     size_t inFront = 0; // sound chunks before the frame
     for (auto frame = static_cast<size_t>(map.firstFrame); frame < map.endFrame; ++frame)
     {
         const double time = video.SecondsAtChunk(frame);
-        const uint64_t position = video.Span(frame).start;
+        const uint64_t position = video.Start(frame);
         while (due < audio.Count() && audio.SecondsAtChunk(due + 1) <= time + kSameTime)
             ++due;
-        while (inFront < audio.Count() && audio.Span(inFront).start < position)
+        while (inFront < audio.Count() && audio.Start(inFront) < position)
             ++inFront;
         if (due == audio.Count())
             break;
-        if (audio.SecondsAtChunk(due) > time + kSameTime)
-            continue; // the sound starts later
+        if (video.IsLost(frame) || audio.IsLost(due) || audio.SecondsAtChunk(due) > time + kSameTime)
+            continue; // one of them is lost, or the sound starts later
         const double seconds = Millionths(audio.SecondsAtChunk(inFront) - time);
-        const double bytes = static_cast<double>(static_cast<int64_t>(position - audio.Span(due).start));
-        AddTo(distances[BinAt(time, map.startSeconds, binSeconds, distances.size())], seconds, bytes);
-        AddTo(map.allDistances, seconds, bytes);
+        const double bytes = static_cast<double>(static_cast<int64_t>(position - audio.Start(due)));
+        AddTo(interleave.bins[BinAt(time, map.startSeconds, binSeconds, interleave.bins.size())], seconds,
+              bytes);
+        AddTo(interleave.all, seconds, bytes);
     }
-    if (map.allDistances.frames != 0)
-        map.distances = std::move(distances);
+    if (interleave.all.frames != 0)
+        map.interleaves.push_back(std::move(interleave));
 }
 } // namespace KrTool

@@ -1,5 +1,6 @@
 #include "tools/map/KrMapTrack.h"
 
+#include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFacts.h"
 
 #include <algorithm>
@@ -11,44 +12,117 @@ namespace
 {
 constexpr double kAssumedFrameRate = 25;
 
+using ChunkCounts = std::array<uint64_t, kMostStreams>;
+
 EKrSpanKind SpanKindOf(EKrStreamKind kind)
 {
     return kind == EKrStreamKind::Video ? EKrSpanKind::Video : EKrSpanKind::Audio;
 }
-} // namespace
 
-std::optional<CKrMapTrack> CKrMapTrack::Choose(const SKrFileSpans& file, const SKrAviFacts& facts,
-                                               EKrStreamKind kind)
+std::optional<uint32_t> ChosenStream(const ChunkCounts& chunks, const SKrAviStream* header)
 {
-    std::array<uint64_t, kMostStreams> chunks{};
-    for (const SKrSpan& span : file.spans)
-        chunks[span.stream] += span.kind == SpanKindOf(kind) ? 1 : 0;
-    const SKrAviStream* const header =
-        kind == EKrStreamKind::Video ? FirstVideoStream(facts) : FirstUsableAudioStream(facts);
     if (header != nullptr && header->number < chunks.size() && chunks[header->number] != 0)
-        return CKrMapTrack(file, facts, kind, header->number);
+        return header->number;
     const auto most = std::ranges::max_element(chunks);
-    if (*most == 0)
-        return std::nullopt;
-    return CKrMapTrack(file, facts, kind, static_cast<uint32_t>(most - chunks.begin()));
+    return *most != 0 ? std::optional(static_cast<uint32_t>(most - chunks.begin())) : std::nullopt;
 }
 
-CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, EKrStreamKind kind,
-                         uint32_t stream)
-    : m_file(file), m_kind(kind), m_stream(stream)
+std::vector<SKrStreamIndexEntry> ByPosition(std::vector<SKrStreamIndexEntry> entries)
 {
-    uint64_t bytes = 0;
+    std::erase_if(entries, [](auto& entry) { return entry.position < kChunkHeaderSize; });
+    std::ranges::sort(entries, {}, &SKrStreamIndexEntry::position);
+    return entries;
+}
+} // namespace
+
+std::vector<CKrMapTrack::Key> CKrMapTrack::StreamsOf(const SKrFileSpans& file, const SKrAviFacts& facts)
+{
+    ChunkCounts video{};
+    ChunkCounts audio{};
+    for (const SKrSpan& span : file.spans)
+    {
+        video[span.stream] += span.kind == EKrSpanKind::Video ? 1 : 0;
+        audio[span.stream] += span.kind == EKrSpanKind::Audio ? 1 : 0;
+    }
+    std::vector<Key> keys;
+    if (const auto stream = ChosenStream(video, FirstVideoStream(facts)))
+        keys.emplace_back(EKrStreamKind::Video, *stream);
+    if (const auto stream = ChosenStream(audio, FirstUsableAudioStream(facts)))
+        keys.emplace_back(EKrStreamKind::Audio, *stream);
+    const auto add = [&keys](EKrStreamKind kind, uint32_t stream)
+    {
+        const Key key = {kind, stream};
+        if (std::ranges::find(keys, key) == keys.end())
+            keys.push_back(key);
+    };
+    for (uint32_t stream = 0; stream < kMostStreams; ++stream)
+    {
+        if (video[stream] != 0)
+            add(EKrStreamKind::Video, stream);
+        if (audio[stream] != 0)
+            add(EKrStreamKind::Audio, stream);
+    }
+    return keys;
+}
+
+CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, Key key,
+                         const SKrStreamIndex& index)
+    : m_file(file), m_kind(key.first), m_stream(key.second)
+{
+    TakeTime(facts);
+    const std::vector<SKrStreamIndexEntry> entries = ByPosition(index.entries);
+    m_hasIndex = !entries.empty();
+    auto next = entries.begin();
+    const auto passEntries = [&](uint64_t until)
+    {
+        for (; next != entries.end() && next->position - kChunkHeaderSize < until; ++next)
+        {
+            const uint64_t start = next->position - kChunkHeaderSize;
+            const bool isTwice = next != entries.begin() && std::prev(next)->position == next->position;
+            if (!isTwice && IsHole(start))
+                Add({start, 0, kLost, true, (next->flags & kKeyFrame) != 0}, next->size);
+        }
+    };
     for (size_t place = 0; place < file.spans.size(); ++place)
     {
         const SKrSpan& span = file.spans[place];
-        if (span.kind != SpanKindOf(kind) || span.stream != stream)
+        if (span.kind != SpanKindOf(m_kind) || span.stream != m_stream)
             continue;
-        m_spans.push_back(static_cast<uint32_t>(place));
-        m_bytesBefore.push_back(bytes);
-        bytes += span.payload;
+        passEntries(span.start);
+        const bool isIndexed = next != entries.end() && next->position - kChunkHeaderSize == span.start;
+        const bool isKey = isIndexed && (next->flags & kKeyFrame) != 0;
+        Add({span.start, 0, static_cast<uint32_t>(place), isIndexed, isKey}, span.payload);
+        ++m_found;
     }
-    m_bytesBefore.push_back(bytes);
-    TakeTime(facts);
+    passEntries(UINT64_MAX);
+}
+
+void CKrMapTrack::Add(SKrTrackChunk chunk, uint32_t size)
+{
+    chunk.before = m_amount;
+    m_chunks.push_back(chunk);
+    m_amount += m_unitBytes == 0 ? 1 : size;
+}
+
+// Whether no chunk is there, or one that has no meaning.
+bool CKrMapTrack::IsHole(uint64_t position) const
+{
+    const auto after = std::ranges::upper_bound(m_file.spans, position, {}, &SKrSpan::start);
+    if (after == m_file.spans.begin() || position >= m_file.length)
+        return false;
+    const EKrSpanKind kind = std::prev(after)->kind;
+    return kind == EKrSpanKind::Unaccounted || kind == EKrSpanKind::Padding;
+}
+
+uint64_t CKrMapTrack::End(size_t chunk) const
+{
+    const SKrTrackChunk& found = m_chunks[chunk];
+    return found.span == kLost ? found.start + kChunkHeaderSize : m_file.EndOf(found.span);
+}
+
+uint32_t CKrMapTrack::Payload(size_t chunk) const
+{
+    return IsLost(chunk) ? 0 : m_file.spans[m_chunks[chunk].span].payload;
 }
 
 void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
@@ -76,7 +150,7 @@ void CKrMapTrack::TakeTime(const SKrAviFacts& facts)
 
 double CKrMapTrack::SecondsAtChunk(uint64_t chunk) const
 {
-    const uint64_t units = m_unitBytes == 0 ? chunk : m_bytesBefore[chunk];
+    const uint64_t units = chunk < m_chunks.size() ? m_chunks[static_cast<size_t>(chunk)].before : m_amount;
     const double unitsInOne = m_unitBytes == 0 ? 1 : static_cast<double>(m_unitBytes);
     return m_startSeconds + static_cast<double>(units) / unitsInOne * m_secondsPerUnit;
 }

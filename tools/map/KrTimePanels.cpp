@@ -1,5 +1,6 @@
 // The panels over time: data rates, and the distance of sound and frames in time and in bytes.
 #include "tools/command/KrFormat.h"
+#include "tools/command/KrText.h"
 #include "tools/map/KrMapPanels.h"
 
 #include <algorithm>
@@ -10,9 +11,10 @@ namespace
 {
 constexpr double kRateHeight = 140;
 constexpr double kDistanceHeight = 110;
-constexpr double kLeastBar = 2;    // pixels
-constexpr double kAxisHeight = 20; // of labels
-constexpr double kHeadroom = 1.08; // above the highest value
+constexpr double kSmallDistanceHeight = 64; // of each of several sound streams
+constexpr double kLeastBar = 2;             // pixels
+constexpr double kAxisHeight = 20;          // of labels
+constexpr double kHeadroom = 1.08;          // above the highest value
 
 SKrPlot TimePlot(const SKrPicture& picture, double y, double height)
 {
@@ -32,23 +34,53 @@ double HighestRate(const SKrFileMap& map, const SKrRateSeries& series)
     return highest;
 }
 
-std::vector<std::string> RateNumbers(const SKrFileMap& map)
+constexpr size_t kMostSeries = 8; // drawn; the report has all
+constexpr size_t kMostSounds = 4;
+constexpr double kTextHeight = 17;
+
+// Streams after the first of their kind have colours of their own.
+std::string LineStyle(const SKrFileMap& map, size_t series)
 {
-    std::vector<std::string> pieces;
-    for (const SKrRateSeries& series : map.rates)
+    const EKrStreamKind kind = map.rates[series].kind;
+    const auto first = std::ranges::find(map.rates, kind, &SKrRateSeries::kind);
+    if (&*first == &map.rates[series])
+        return kind == EKrStreamKind::Video ? "video-line" : "audio-line";
+    size_t extra = 0;
+    for (size_t before = 0; before <= series; ++before)
     {
-        const double average = 8 * static_cast<double>(SeriesBytes(series)) / map.Seconds();
-        pieces.push_back(Format("{}: {} on average, at most {}", StreamText(series.kind, series.stream),
-                                RateText(average), RateText(HighestRate(map, series))));
+        const EKrStreamKind other = map.rates[before].kind;
+        extra += &*std::ranges::find(map.rates, other, &SKrRateSeries::kind) != &map.rates[before] ? 1 : 0;
     }
-    pieces.push_back(Format("in stretches of {} s", Trimmed(map.rateBinSeconds, 4)));
-    return pieces;
+    return Format("extra{}-line", extra);
+}
+
+// A line for each stream: a sample of its curve, and its numbers.
+double DrawRateNumbers(const SKrPicture& picture, double y)
+{
+    const SKrFileMap& map = picture.map;
+    for (size_t series = 0; series < std::min(map.rates.size(), kMostSeries); ++series)
+    {
+        const SKrRateSeries& rates = map.rates[series];
+        const double average = 8 * static_cast<double>(SeriesBytes(rates)) / map.Seconds();
+        y += kTextHeight;
+        picture.svg.Line(kSideMargin, y - 4, kSideMargin + 24, y - 4, LineStyle(map, series));
+        picture.svg.Label(kSideMargin + 32, y,
+                          Format("{}: {} on average, at most {}", StreamText(rates.kind, rates.stream),
+                                 RateText(average), RateText(HighestRate(map, rates))),
+                          "soft");
+    }
+    std::string text = Format("in stretches of {} s", Trimmed(map.rateBinSeconds, 4));
+    if (map.rates.size() > kMostSeries)
+        text += Format("; {} more are not drawn", Counted(map.rates.size() - kMostSeries, "stream"));
+    picture.svg.Label(kSideMargin, y + kTextHeight, text, "soft");
+    return y + kTextHeight + 16;
 }
 
 // A curve of steps, since a rate holds for a stretch.
-void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSeries& series)
+void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, size_t number)
 {
     const SKrFileMap& map = picture.map;
+    const SKrRateSeries& series = map.rates[number];
     const bool isVideo = series.kind == EKrStreamKind::Video;
     CKrSvgPath line;
     for (size_t bin = 0; bin < series.bins.size(); ++bin)
@@ -61,8 +93,11 @@ void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSer
             line.VerticalTo(y);
         line.HorizontalTo(plot.X(start + RateBinSeconds(map, bin)));
     }
-    picture.svg.OpenGroup(isVideo ? "rate-video" : "rate-audio");
-    if (isVideo)
+    const std::string style = LineStyle(map, number);
+    const bool isFirst = style == "video-line" || style == "audio-line";
+    std::string id = isVideo ? "rate-video" : "rate-audio";
+    picture.svg.OpenGroup(isFirst ? id : id + '-' + std::to_string(series.stream));
+    if (style == "video-line")
     {
         CKrSvgPath area = line;
         area.VerticalTo(plot.Bottom());
@@ -70,23 +105,8 @@ void DrawSeries(const SKrPicture& picture, const SKrPlot& plot, const SKrRateSer
         area.Close();
         picture.svg.Path(area.Commands(), "video-area");
     }
-    picture.svg.Path(line.Commands(), isVideo ? "video-line" : "audio-line");
+    picture.svg.Path(line.Commands(), style);
     picture.svg.CloseGroup();
-}
-
-// Samples of both curves, at the right above the plot.
-void DrawRateLegend(const SKrPicture& picture, double y)
-{
-    double right = picture.width - kRightMargin;
-    for (auto series = picture.map.rates.rbegin(); series != picture.map.rates.rend(); ++series)
-    {
-        const std::string text = StreamText(series->kind, series->stream);
-        const bool isVideo = series->kind == EKrStreamKind::Video;
-        picture.svg.Label(right, y, text, "small", EKrAnchor::End);
-        right -= TextWidth(text, 11) + 8;
-        picture.svg.Line(right - 24, y - 4, right, y - 4, isVideo ? "video-line" : "audio-line");
-        right -= 24 + 16;
-    }
 }
 
 // With the zero line, some room at the sides, and no more precision than distances have.
@@ -111,33 +131,87 @@ struct SKrDistanceView
     double least; // range of the scale
 };
 
-double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView& view)
+// Bars of the stretches that are beyond the limit, or of the others.
+std::string DistanceBars(const SKrFileMap& map, const SKrInterleave& interleave, const SKrDistanceView& view,
+                         const SKrPlot& plot, bool isFar)
 {
-    const SKrFileMap& map = picture.map;
-    const SKrExtent& all = map.allDistances.*view.extent;
-    const std::string numbers = Format("from {} to {}", view.text(all.low), view.text(all.high));
-    y = DrawHeading(picture, y, view.heading, {view.meaning, numbers});
-    SKrPlot plot = TimePlot(picture, y, kDistanceHeight);
-    const SKrExtent extent = Widened(all, view.least);
-    plot.fromY = extent.low;
-    plot.toY = extent.high;
-    picture.svg.OpenGroup(view.id, plot.Attributes());
-    DrawYAxis(picture.svg, plot, view.unit);
     CKrSvgPath bars;
-    const double width = plot.width / static_cast<double>(map.distances.size());
-    for (size_t bin = 0; bin < map.distances.size(); ++bin)
+    const double width = plot.width / static_cast<double>(interleave.bins.size());
+    for (size_t bin = 0; bin < interleave.bins.size(); ++bin)
     {
-        if (map.distances[bin].frames == 0)
+        const SKrDistanceBin& distance = interleave.bins[bin];
+        if (distance.frames == 0 || map.IsFar(distance) != isFar)
             continue;
-        const SKrExtent& range = map.distances[bin].*view.extent;
+        const SKrExtent& range = distance.*view.extent;
         const double top = plot.Y(range.high);
         const double height = std::max(kLeastBar, plot.Y(range.low) - top);
         bars.AddRect(plot.left + static_cast<double>(bin) * width, top - kLeastBar / 2, width, height);
     }
-    picture.svg.Path(bars.Commands(), "audio");
+    return bars.Commands();
+}
+
+double DrawSound(const SKrPicture& picture, double y, const SKrDistanceView& view,
+                 const SKrInterleave& interleave)
+{
+    const SKrFileMap& map = picture.map;
+    const bool isFirst = &interleave == &map.interleaves.front();
+    const bool isAlone = map.interleaves.size() == 1;
+    SKrPlot plot = TimePlot(picture, y, isAlone ? kDistanceHeight : kSmallDistanceHeight);
+    const SKrExtent extent = Widened(interleave.all.*view.extent, view.least);
+    plot.fromY = extent.low;
+    plot.toY = extent.high;
+    const std::string id = isFirst ? view.id : Format("{}-{}", view.id, interleave.stream);
+    picture.svg.OpenGroup(id, plot.Attributes());
+    if (!isAlone)
+        picture.svg.Label(kSideMargin, y + 11, StreamText(EKrStreamKind::Audio, interleave.stream), "strong");
+    DrawYAxis(picture.svg, plot, view.unit);
+    for (const bool isFar : {false, true})
+    {
+        if (const std::string bars = DistanceBars(map, interleave, view, plot, isFar); !bars.empty())
+            picture.svg.Path(bars, isFar ? "damage" : "audio");
+    }
+    if (view.unit == EKrAxisUnit::Seconds)
+    {
+        for (const double limit : {-map.interleaveLimit, map.interleaveLimit})
+        {
+            if (limit > plot.fromY && limit < plot.toY)
+                picture.svg.Line(plot.left, plot.Y(limit), plot.Right(), plot.Y(limit), "limit");
+        }
+    }
     DrawXAxis(picture.svg, plot, EKrAxisUnit::Time);
     picture.svg.CloseGroup();
     return plot.Bottom() + kAxisHeight;
+}
+
+double DrawDistances(const SKrPicture& picture, double y, const SKrDistanceView& view)
+{
+    const SKrFileMap& map = picture.map;
+    std::vector<std::string> texts = {view.meaning};
+    const size_t count = std::min(map.interleaves.size(), kMostSounds);
+    bool isFar = false;
+    for (size_t sound = 0; sound < count; ++sound)
+    {
+        const SKrExtent& all = map.interleaves[sound].all.*view.extent;
+        const std::string name = map.interleaves.size() == 1
+                                     ? std::string()
+                                     : StreamText(EKrStreamKind::Audio, map.interleaves[sound].stream) + ' ';
+        texts.push_back(Format("{}from {} to {}", name, view.text(all.low), view.text(all.high)));
+        isFar = isFar || map.IsFar(map.interleaves[sound].all);
+    }
+    if (count < map.interleaves.size())
+        texts.push_back(Format("{} more are not drawn", Counted(map.interleaves.size() - count, "stream")));
+    y = DrawHeading(picture, y, view.heading, texts);
+    if (isFar)
+    {
+        picture.svg.Rect(kSideMargin, y - 4, 11, 11, "damage");
+        picture.svg.Label(kSideMargin + 18, y + 5,
+                          Format("more than {} s from the picture", Trimmed(map.interleaveLimit, 3)),
+                          "warning");
+        y += kTextHeight;
+    }
+    for (size_t sound = 0; sound < count; ++sound)
+        y = DrawSound(picture, y + (sound == 0 ? 0 : 8), view, map.interleaves[sound]);
+    return y;
 }
 } // namespace
 
@@ -146,8 +220,7 @@ double DrawRatePanel(const SKrPicture& picture, double y)
     const SKrFileMap& map = picture.map;
     if (map.rates.empty())
         return DrawHeading(picture, y, "Data rate", {"no chunks with a known time"});
-    DrawRateLegend(picture, y);
-    y = DrawHeading(picture, y, "Data rate", RateNumbers(map));
+    y = DrawRateNumbers(picture, DrawHeading(picture, y, "Data rate") - 16);
     SKrPlot plot = TimePlot(picture, y, kRateHeight);
     plot.toY = 0;
     for (const SKrRateSeries& series : map.rates)
@@ -155,7 +228,7 @@ double DrawRatePanel(const SKrPicture& picture, double y)
     plot.toY = std::max(plot.toY, 1.0);
     picture.svg.OpenGroup("rate", plot.Attributes());
     DrawYAxis(picture.svg, plot, EKrAxisUnit::BitsPerSecond);
-    for (const SKrRateSeries& series : map.rates)
+    for (size_t series = 0; series < std::min(map.rates.size(), kMostSeries); ++series)
         DrawSeries(picture, plot, series);
     DrawXAxis(picture.svg, plot, EKrAxisUnit::Time);
     picture.svg.CloseGroup();
@@ -164,7 +237,7 @@ double DrawRatePanel(const SKrPicture& picture, double y)
 
 double DrawDistancePanels(const SKrPicture& picture, double y)
 {
-    if (picture.map.distances.empty())
+    if (picture.map.interleaves.empty())
         return DrawHeading(picture, y, "Interleave", {"no frames with audio of the same time"});
     static const SKrDistanceView kInTime = {
         .id = "interleave-time",

@@ -2,6 +2,7 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrInterleave.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrToolError.h"
@@ -29,11 +30,12 @@ const SKrVerbHelp kMapHelp = {
         or .htm, a page with the same picture and tables; both are self-contained. Colours follow the
         viewer's light or dark mode.)",
         R"(Interleave: how far the audio before each frame is ahead of the frame's time (+) or late (-), and how
-        many bytes the audio of a frame's time is before the frame (+) or after it (-).)",
+        many bytes the audio of a frame's time is before the frame (+) or after it (-). Frames further than
+        --interleave from their audio have a colour of their own.)",
         "With --from or --to, the positions and the time of these frames are shown. Frames count from 0.",
         "With --json, the report has the drawn numbers.",
         R"(Findings: bytes in no chunk; data that are truncated, outside every 'movi' list or not in the index; no
-        index; missing frames that the headers declare; and defects of the whole file (see info).)",
+        index; missing frames that the headers declare; audio that is further from its picture than the limit; and defects of the whole file (see info).)",
     },
     {
         "kravi map clip.avi -o clip.svg",
@@ -46,6 +48,7 @@ struct SKrMapOptions
     std::string file;
     std::string output;
     uint64_t width = 1200;
+    double interleave = kInterleaveLimit; // seconds
     std::optional<uint64_t> from;
     std::optional<uint64_t> to;
     bool force = false;
@@ -72,8 +75,8 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
     const CKrAviFile file(options.file);
     const SKrAviFacts facts = ReadFacts(file, progress);
     ReportFileFindings(file, facts, report);
-    const SKrMapRequest request = {options.from, options.to, ByteBins(options.width),
-                                   TimeBins(options.width)};
+    const SKrMapRequest request = {options.from, options.to, ByteBins(options.width), TimeBins(options.width),
+                                   options.interleave};
     const SKrFileMap map = MeasureFile(file, facts, request, report, progress);
 
     const std::string text = isPage ? MapPage(map, options.width) : MapPicture(map, options.width);
@@ -98,6 +101,7 @@ void AddMapVerb(CKrVerbTable& verbs)
     verb.AddNumber("--width", options->width, "Width of the picture in pixels, 600 to 2400 (1200)");
     verb.AddNumber("--from", options->from, "First frame shown");
     verb.AddNumber("--to", options->to, "Last frame shown");
+    verb.AddSeconds("--interleave", options->interleave, "Most seconds from a frame to its sound (1)");
     verb.AddSwitch("--force", options->force, "Replace an existing file");
 }
 } // namespace KrTool

@@ -249,3 +249,26 @@ def test_hostile_shapes_end_in_time(kravi):
     entries = struct.pack("<4sIII", b"00dc", 0x10, 77, 2) * (million // 10)
     survives(kravi, avi.chunk(b"RIFF", b"AVI " + head + avi.lst(b"movi", b"00dc" * 40) + avi.chunk(b"idx1", entries)),
              "entries at nothing")
+
+
+def test_one_wrong_size_is_one_finding(kravi):
+    """The chunk is wrong, not the index, nor the headers, nor the chunks that it would cover."""
+    source = random.Random(1)
+    streams = [avi.video([avi.payload(place, 2 * source.randrange(250, 2000)) for place in range(250)]),
+               avi.pcm([avi.payload(place, 7680) for place in range(250)])]
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        whole = build(streams)
+        position = streams[0].positions[80]
+        for size in (400000, 400001, 9000):
+            data = bytearray(whole)
+            struct.pack_into("<I", data, position - 4, size)
+            report = verified(kravi, data, 1)
+            equal(codes(report) - {"idx1-absent"}, {"chunk-size-wrong"}, f"{size}: codes")
+            [result] = [result for result in report["results"] if result["code"] == "chunk-size-wrong"]
+            equal(result["places"], [{"offset": position - 8, "found": f"{size} bytes",
+                                      "expected": f"{len(streams[0].chunks[80])} bytes at most"}], f"{size}: places")
+            index = exit_code(kravi("index", "clip.avi", "--check", "--summary", "--json"), 0).json()
+            for kind in ("video", "audio"):
+                equal(index[kind]["check"], {"chunksInFile": 250, "notInIndex": 0, "notInFile": 0}, f"{size}: {kind}")
+            picture = exit_code(kravi("map", "clip.avi", "-o", "map.svg", "--force", "--json"), 1).json()
+            equal(picture["findings"], ["the size of 1 chunk is wrong: it covers others"], f"{size}: map")

@@ -77,6 +77,10 @@ public:
     {
     }
 
+    // The size of the next chunk leads into the middle of one of the chunks that follow each other inside it;
+    // it ends where the first of them begins.
+    virtual void OnWrongSize(const SKrScannedChunk& /*chunk*/) {}
+
     // A chunk with truncated data. The gap after it begins with its header.
     virtual void OnLostChunk(const SKrChunkGuess&) {}
 
@@ -123,6 +127,9 @@ private:
     [[nodiscard]] uint64_t ClaimedEnd(const SKrChunkGuess& guess) const;
     [[nodiscard]] bool IsCut(uint64_t end) const;
     uint64_t ResolveEnd(const SKrChunkGuess& guess);
+    uint64_t ProvenEnd(const SKrChunkGuess& guess);
+    [[nodiscard]] bool LeadsOn(uint64_t end);
+    [[nodiscard]] bool IsRow(uint64_t position, uint64_t end);
     void ExtendLists(uint64_t end);
     void CloseOpenLists(uint32_t places);
     void MoveTo(uint64_t position, bool isOddChunk);

@@ -59,7 +59,7 @@ void CKrFileScanner::TakeByLists(const SKrChunkGuess& guess)
     CloseOpenLists(kind != nullptr ? kind->places : kDataLists);
     const uint64_t end = ResolveEnd(guess);
     Report(guess, end);
-    MoveTo(end, guess.size % 2 != 0);
+    MoveTo(end, guess.size % 2 != 0 && end == ClaimedEnd(guess));
 }
 
 // Whether a chunk that ends there is truncated only by the end of the file.
@@ -74,7 +74,7 @@ uint64_t CKrFileScanner::ResolveEnd(const SKrChunkGuess& guess)
 {
     const uint64_t end = ClaimedEnd(guess);
     if (end <= Top().end)
-        return end;
+        return ProvenEnd(guess);
     if (end > Top().claimedEnd || end > m_length)
         ReportOverrun(guess, end, IsCut(end));
     const bool leadsOn = end <= m_length && (end == m_length || m_finder.IsAt(end, kAviChunks) ||
@@ -83,6 +83,60 @@ uint64_t CKrFileScanner::ResolveEnd(const SKrChunkGuess& guess)
         return guess.IsList() || IsCut(end) ? Top().end
                                             : m_finder.FindNext(m_position + kChunkHeaderSize, Top().end);
     ExtendLists(end);
+    return end;
+}
+
+// Whether a chunk, a list or zeros begin where another chunk ends.
+bool CKrFileScanner::LeadsOn(uint64_t end)
+{
+    constexpr GuessSet kFollowers = kAviChunks | GuessesOf(EKrGuess::Zeros, EKrGuess::End);
+    return RoundUpToEven(end) >= Top().end || m_finder.IsAt(end, kFollowers) ||
+           m_finder.IsAt(RoundUpToEven(end), kFollowers);
+}
+
+// Whether chunks follow each other from a position to beyond another one, or for long.
+bool CKrFileScanner::IsRow(uint64_t position, uint64_t end)
+{
+    constexpr int kLongRow = 16;
+    for (int chunks = 0; chunks < kLongRow && position < end; ++chunks)
+    {
+        const SKrChunkGuess guess = m_finder.At(position, Top().end);
+        const uint64_t dataEnd = position + kChunkHeaderSize + guess.size;
+        if (!guess.IsIn(kDataOrIndex) || dataEnd > Top().end)
+            return false;
+        const auto next = m_finder.FindFollower(dataEnd, guess.size, Top().end, kAviChunks);
+        if (RoundUpToEven(dataEnd) >= Top().end)
+            return true;
+        if (!next || !m_finder.At(*next, Top().end).IsIn(kAviChunks))
+            return false;
+        position = *next;
+    }
+    return true;
+}
+
+// The end of a data chunk inside its list: by its size, unless nothing begins there and whole chunks are
+// inside it.
+uint64_t CKrFileScanner::ProvenEnd(const SKrChunkGuess& guess)
+{
+    constexpr int kMostTries = 8;
+    const uint64_t end = ClaimedEnd(guess);
+    if (!guess.IsIn(GuessesOf(EKrGuess::Data)) || LeadsOn(end))
+        return end;
+    // No further than needed, so that all searches together are linear; without close ones the finder sees to
+    // that.
+    const uint64_t searched =
+        m_rules.search.closely != 0 ? std::min(Top().end, end + guess.size + kListHeaderSize) : m_length;
+    uint64_t inner = m_position + kChunkHeaderSize;
+    for (int tries = 0; tries < kMostTries; ++tries)
+    {
+        inner = m_finder.FindNext(inner, searched);
+        if (inner >= end)
+            break;
+        if (!IsRow(inner, end))
+            continue;
+        m_listener.OnWrongSize({guess, m_position, inner});
+        return inner;
+    }
     return end;
 }
 
@@ -159,6 +213,12 @@ bool CKrFileScanner::TakeByChunks(const SKrChunkGuess& guess)
         if (!m_finder.FindFollower(end, guess.size, m_length, m_rules.search.followers))
             return false;
         ReportOverrun(guess, end, false);
+    }
+    else if (const uint64_t inner = ProvenEnd(guess); inner != end)
+    {
+        Report(guess, inner);
+        m_position = inner;
+        return true;
     }
     Report(guess, end);
     m_position = PositionAfter(end, guess.size);

@@ -34,9 +34,17 @@ public:
 
     void OnChunk(const SKrScannedChunk& chunk, Lists) override
     {
-        if (IsOfStream(chunk.guess.id))
-            m_found.chunks.push_back({chunk.position + kChunkHeaderSize, chunk.guess.size, 0});
+        if (!IsOfStream(chunk.guess.id))
+            return;
+        const bool isWrong = chunk.position == m_wrongAt;
+        m_found.chunks.push_back({chunk.position + kChunkHeaderSize,
+                                  isWrong
+                                      ? static_cast<uint32_t>(chunk.end - chunk.position - kChunkHeaderSize)
+                                      : chunk.guess.size,
+                                  0});
     }
+
+    void OnWrongSize(const SKrScannedChunk& chunk) override { m_wrongAt = chunk.position; }
 
     void OnLostChunk(const SKrChunkGuess& guess) override { m_found.lost += IsOfStream(guess.id) ? 1 : 0; }
 
@@ -59,6 +67,7 @@ private:
     const uint32_t m_stream;
     const std::optional<EKrStreamKind> m_kind;
     SKrFoundChunks m_found;
+    uint64_t m_wrongAt = UINT64_MAX; // the last chunk with a wrong size
 };
 
 constexpr SKrScanRules kAnyListRules = RulesForAnyList();

@@ -70,6 +70,8 @@ public:
             ++m_spans.overruns;
     }
 
+    void OnWrongSize(const SKrScannedChunk&) override { ++m_spans.wrongSizes; }
+
     void OnChunk(const SKrScannedChunk& chunk, Lists around) override
     {
         const SKrChunkGuess& guess = chunk.guess;

@@ -94,6 +94,7 @@ struct SKrFileSpans
     uint64_t superIndexes = 0;        // chunks 'indx'
     uint64_t oldIndexes = 0;          // chunks 'idx1'
     uint64_t overruns = 0;            // chunks that extend past the end of their list
+    uint64_t wrongSizes = 0;          // chunks that would cover others
     bool cut = false;                 // too many chunks: the rest is not checked
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }

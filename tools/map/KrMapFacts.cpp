@@ -155,6 +155,9 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
                               Grouped(frames)));
     if (file.overruns != 0)
         more.push_back(GroupedCount(file.overruns, "chunk") + " extend past the end of their list");
+    if (file.wrongSizes != 0)
+        more.push_back(
+            Format("the size of {} is wrong: it covers others", GroupedCount(file.wrongSizes, "chunk")));
     if (file.cut)
         more.push_back("the file has too many chunks; the rest is not checked");
     DescribeInterleave(map, more);

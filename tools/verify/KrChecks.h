@@ -22,7 +22,7 @@ inline constexpr size_t kSeverityCount = 3;
 enum class EKrCheck : uint8_t
 {
     RiffMissing, ReaderRefuses, SegmentType, SegmentBeyondFile, SegmentSizeUnset, SegmentOverlap, SegmentGap,
-    SegmentBeyond1Gib, SegmentBeyond2Gib, TrailingData, ChunkOutsideSegment, ChunkCut, ChunkOverrunsList,
+    SegmentBeyond1Gib, SegmentBeyond2Gib, TrailingData, ChunkOutsideSegment, ChunkCut, ChunkSizeWrong, ChunkOverrunsList,
     ListOverrunsList, ListSizeUnset, ListUnknown, ListTooDeep, ChunkUnknown, ChunkMisplaced, ChunkRepeated,
     HeaderOrder, UnknownData, ZeroRun, PaddingMissing, PaddingByFiller, HdrlMissing, MoviMissing,
     MoviFirstNotData, RecList, ChunkEmpty, ChunkEmptyRun, DataOutsideMovi, DataNoStream, DataKind,
@@ -94,6 +94,9 @@ inline constexpr std::array<SKrCheck, kCheckCount> kChecks = []
      "Readers ignore it; the size of the segment before it may be too small"},
     {ChunkCut, "chunk-cut", Error, "The end of the file truncates a chunk",
      "Its data is lost; kravi recover saves the chunks before it"},
+    {ChunkSizeWrong, "chunk-size-wrong", Error,
+     "The size of a data chunk is wrong: its index or the chunks that follow show another one",
+     "Readers that scan the file lose chunks; those that use the index find them"},
     {ChunkOverrunsList, "chunk-overruns-list", Error, "A chunk extends past the end of its list",
      "Its size or that of the list is wrong; readers that use the list size lose the chunk"},
     {ListOverrunsList, "list-overruns-list", Error, "A list extends past the end of its outer list",

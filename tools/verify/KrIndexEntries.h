@@ -47,6 +47,36 @@ private:
     size_t m_next = 0;
 };
 
+// Whether the size of a chunk is wrong and not the one that an index has for it: only that leads to the next
+// data chunk.
+inline bool IsChunkWrong(const SKrVerifyModel& model, const SKrDataChunk& chunk, uint32_t size)
+{
+    const SKrDataChunk* const next = &chunk + 1;
+    if (next == model.chunks.data() + model.chunks.size())
+        return false;
+    const auto leadsOn = [&](uint32_t bytes)
+    {
+        const uint64_t end = chunk.position + kChunkHeaderSize + bytes;
+        return next->position == end || next->position == end + end % 2;
+    };
+    return leadsOn(size) && !leadsOn(chunk.size);
+}
+
+// Adds what is wrong where an index and a chunk have different sizes: `check`, or the chunk itself.
+inline void AddSizeDifference(const SKrVerifyContext& context, SKrDataChunk& chunk, EKrCheck check,
+                              uint64_t position, uint32_t size)
+{
+    if ((chunk.marks & SKrDataChunk::kSizeWrong) != 0)
+        return; // reported
+    if (!IsChunkWrong(context.model, chunk, size))
+    {
+        context.results.Add(check, position, Numbers(chunk.size, size));
+        return;
+    }
+    context.results.Add(EKrCheck::ChunkSizeWrong, chunk.position, Numbers(size, chunk.size));
+    chunk.marks |= SKrDataChunk::kSizeWrong;
+}
+
 // Whether an id is at a position without a known chunk: checked only for the first entries, since each check
 // may be a read.
 class CKrStrayLook

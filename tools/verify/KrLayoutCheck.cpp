@@ -101,6 +101,13 @@ void CKrLayoutCheck::OnOverrun(const SKrScannedChunk& chunk, Lists around, uint6
                       std::to_string(claimedEnd));
 }
 
+void CKrLayoutCheck::OnWrongSize(const SKrScannedChunk& chunk)
+{
+    m_results.Add(EKrCheck::ChunkSizeWrong, chunk.position,
+                  Counted(chunk.end - chunk.position - kChunkHeaderSize, "byte") + " at most",
+                  Counted(chunk.guess.size, "byte"));
+}
+
 void CKrLayoutCheck::OnPadding(uint64_t)
 {
     Account(EKrBytes::Padding, 1);
@@ -245,6 +252,12 @@ void CKrLayoutCheck::NoteData(const SKrScannedChunk& chunk, const SKrDataTag& ta
     data.size = chunk.guess.size;
     data.stream = static_cast<uint16_t>(tag.stream);
     data.kind = tag.content;
+    const uint64_t room = chunk.end - position - kChunkHeaderSize;
+    if (room < chunk.guess.size && chunk.end < m_file.Length())
+    {
+        data.size = static_cast<uint32_t>(room);
+        data.marks = SKrDataChunk::kSizeWrong;
+    }
     m_model.chunks.push_back(data);
 }
 

@@ -27,6 +27,7 @@ public:
     void OnSegmentOverlap(const SKrScannedList& segment, uint64_t position) override;
     void OnChunk(const SKrScannedChunk& chunk, Lists around) override;
     void OnOverrun(const SKrScannedChunk& chunk, Lists around, uint64_t claimedEnd, bool isCut) override;
+    void OnWrongSize(const SKrScannedChunk& chunk) override;
     void OnPadding(uint64_t position) override;
     void OnMissingPadding(uint64_t position, uint32_t idThere) override;
     void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) override;

@@ -159,7 +159,7 @@ private:
                     SKrDataChunk& chunk)
     {
         if (entry.size != chunk.size)
-            m_results.Add(EKrCheck::Idx1SizeDiffers, position, Numbers(chunk.size, entry.size));
+            AddSizeDifference(m_context, chunk, EKrCheck::Idx1SizeDiffers, position, entry.size);
         if (tag.stream != chunk.stream || tag.content != chunk.kind)
             m_results.Add(EKrCheck::Idx1IdDiffers, position,
                           [&] {

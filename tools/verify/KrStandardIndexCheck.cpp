@@ -114,7 +114,7 @@ void CKrStandardIndexCheck::CheckEntry(const SKrEntry& entry, uint64_t position,
     if (chunk->stream != stream)
         m_results.Add(EKrCheck::IxOtherStream, position, Numbers(stream, chunk->stream, "stream "));
     if (entry.size != (chunk->size & ~SKrStdIndexEntry::kNotKeyFrame))
-        m_results.Add(EKrCheck::IxSizeDiffers, position + kWordSize, Numbers(chunk->size, entry.size));
+        AddSizeDifference(m_context, *chunk, EKrCheck::IxSizeDiffers, position + kWordSize, entry.size);
     if ((chunk->marks & SKrDataChunk::kInIx) != 0)
         m_results.Add(EKrCheck::IxOffsetRepeated, position, FoundPosition("another chunk", entry.target));
     else if (header < m_lastPosition)

@@ -34,10 +34,11 @@ struct SKrDataChunk
     static constexpr uint8_t kInIx = 2;
     static constexpr uint8_t kKeyInIdx1 = 4;
     static constexpr uint8_t kKeyInIx = 8;
+    static constexpr uint8_t kSizeWrong = 16; // known not to be what the index has
 
     uint64_t position : 48 = 0; // of the header
     uint64_t segment : 16 = 0;
-    uint32_t size = 0;
+    uint32_t size = 0; // of a wrong one, what there is room for
     uint16_t stream = 0;
     EKrContent kind = EKrContent::Other;
     uint8_t marks = 0;

@@ -24,6 +24,9 @@ struct SKrFileProbe
 };
 SKrFileProbe ProbeForReading(const std::string& path);
 
+// The same for a file that is to be changed in place, which nobody else may have open.
+SKrFileProbe ProbeForChanging(const std::string& path);
+
 // What lies at a place where a file is to be written.
 enum class EKrTarget
 {
@@ -33,6 +36,9 @@ enum class EKrTarget
     Other
 };
 EKrTarget TargetAt(const std::string& path);
+
+// Whether a path is that of a symbolic link.
+bool IsSymbolicLink(const std::string& path);
 
 // Whether both paths lead to the same existing file.
 bool IsSameFile(const std::string& left, const std::string& right);

@@ -16,6 +16,11 @@ void IKrMappedView::Put(size_t offset, KrByteSpan bytes)
     *reinterpret_cast<volatile uint32_t*>(to) = word; // one store: counts and sizes are read by others
 }
 
+SKrChangedFile IKrFileSystem::OpenForChanging(const wchar_t*)
+{
+    return {};
+}
+
 SKrFlushOutcome IKrFileSystem::FlushName(const wchar_t*)
 {
     return {true, 0};

@@ -96,6 +96,14 @@ public:
     [[nodiscard]] virtual bool CutTo(uint64_t size) = 0;
 };
 
+// A file that is changed in place: both refer to the same open file, and are null when it could not be
+// opened.
+struct SKrChangedFile
+{
+    std::unique_ptr<IKrFile> reading;
+    std::unique_ptr<IKrWritableFile> writing;
+};
+
 // Nobody owns a file system through this: the operating system's must still work when hosts use the library
 // from the last of their own destructors, so it has none.
 class IKrFileSystem
@@ -116,6 +124,11 @@ public:
     // Makes a file anew for reading and writing, an old one of that name emptied, shared with readers only:
     // null when that is not possible, also while anybody has it open.
     [[nodiscard]] virtual std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) = 0;
+
+    // Opens an existing regular file for changes in place, shared with readers only: nothing when it is
+    // missing, is not a regular file, must not be written, or is open anywhere. The one here is for file
+    // systems whose files are never changed.
+    [[nodiscard]] virtual SKrChangedFile OpenForChanging(const wchar_t* path);
 
     // Flushes the name of a file that was created here, where the flush of the file leaves it out.
     virtual SKrFlushOutcome FlushName(const wchar_t* path);

@@ -33,6 +33,7 @@ LAYERS = [
     ["tools/output"],
     ["tools/copier"],
     ["tools/input", "tools/copy", "tools/hash", "tools/manual", "tools/map", "tools/recover", "tools/verify"],
+    ["tools/mend"],
     ["tools/verbs"],
     ["tools"],
 ]

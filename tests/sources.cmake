@@ -253,6 +253,11 @@ else()
   list(APPEND KR_MODULE_TEST_SOURCES module/KrLoadedLibraryPosix.cpp)
 endif()
 
+# Of kravi: changes of files in place.
+set(KR_MEND_TEST_SOURCES
+  mend/KrCrashDisk.cpp
+  mend/MendedFileTest.cpp)
+
 # Built with locks, conditions and atomics driven by a seeded scheduler.
 set(KR_SCHEDULED_TEST_SOURCES
   scheduler/CScheduledTest.cpp

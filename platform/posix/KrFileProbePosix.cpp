@@ -13,26 +13,38 @@ SKrFileProbe FailedProbe(int error)
     using enum EKrReadability;
     if (error == ENOENT || error == ENOTDIR)
         return {Missing, 0, {}};
-    if (error == EACCES || error == EPERM)
+    if (error == EACCES || error == EPERM || error == EROFS)
         return {NotAllowed, 0, {}};
     return {Failing, 0, OsErrorText(static_cast<uint32_t>(error))};
 }
-} // namespace
 
-SKrFileProbe ProbeForReading(const std::string& path)
+SKrFileProbe ProbeFor(const std::string& path, int access, int lock)
 {
     using enum EKrReadability;
-    const CKrFileDescriptor file = OpenNative(path, O_RDONLY);
+    const CKrFileDescriptor file = OpenNative(path, access);
     struct stat facts = {};
+    if (!file.IsOpen() && errno == EISDIR)
+        return {Folder, 0, {}};
     if (!file.IsOpen() || ::fstat(file.Get(), &facts) != 0)
         return FailedProbe(errno);
     if (S_ISDIR(facts.st_mode))
         return {Folder, 0, {}};
     if (!S_ISREG(facts.st_mode))
         return {NotRegular, 0, {}};
-    if (!HoldLock(file, LOCK_SH))
+    if (!HoldLock(file, lock))
         return {InUse, 0, {}};
     return {Readable, static_cast<uint64_t>(facts.st_size), {}};
+}
+} // namespace
+
+SKrFileProbe ProbeForReading(const std::string& path)
+{
+    return ProbeFor(path, O_RDONLY, LOCK_SH);
+}
+
+SKrFileProbe ProbeForChanging(const std::string& path)
+{
+    return ProbeFor(path, O_RDWR, LOCK_EX);
 }
 
 EKrTarget TargetAt(const std::string& path)
@@ -47,6 +59,12 @@ EKrTarget TargetAt(const std::string& path)
     if (type == file_type::directory)
         return EKrTarget::Folder;
     return type == file_type::regular ? EKrTarget::RegularFile : EKrTarget::Other;
+}
+
+bool IsSymbolicLink(const std::string& path)
+{
+    std::error_code ignored;
+    return std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored));
 }
 
 bool IsSameFile(const std::string& left, const std::string& right)

@@ -103,6 +103,17 @@ public:
         return native ? CreateWritableFile(*native) : nullptr;
     }
 
+    // The second descriptor shares the lock of the first.
+    SKrChangedFile OpenForChanging(const wchar_t* path) override
+    {
+        const std::optional<std::string> native = NativePath(path);
+        CKrFileDescriptor file = native ? OpenWithoutOthers(*native) : CKrFileDescriptor();
+        CKrFileDescriptor again(file.IsOpen() ? ::fcntl(file.Get(), F_DUPFD_CLOEXEC, 0) : -1);
+        if (!again.IsOpen())
+            return {};
+        return {std::make_unique<CPosixFile>(std::move(file)), MakeWritableFile(std::move(again))};
+    }
+
     SKrFlushOutcome FlushName(const wchar_t* path) override
     {
         const std::optional<std::string> native = NativePath(path);

@@ -176,6 +176,19 @@ bool IsLink(const std::string& path)
 // report another file number on every stat, so retries are bounded.
 constexpr int kMostOpens = 20;
 
+// Opens a file that nobody else has open, and keeps it so.
+CKrFileDescriptor OpenLocked(const std::string& path, int flags)
+{
+    for (int opens = 1;; ++opens)
+    {
+        CKrFileDescriptor file = OpenNative(path, flags);
+        if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_EX))
+            return {};
+        if (HasName(file, path) || opens == kMostOpens)
+            return file;
+    }
+}
+
 // The number in a file of one line, or 0.
 uint32_t NumberIn(const std::string& path)
 {
@@ -185,20 +198,23 @@ uint32_t NumberIn(const std::string& path)
 }
 } // namespace
 
+CKrFileDescriptor OpenWithoutOthers(const std::string& path)
+{
+    return OpenLocked(path, O_RDWR);
+}
+
+std::unique_ptr<IKrWritableFile> MakeWritableFile(CKrFileDescriptor descriptor)
+{
+    return std::make_unique<CPosixWritableFile>(std::move(descriptor));
+}
+
 std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path)
 {
-    for (int opens = 1;; ++opens)
-    {
-        // The open itself does not truncate: first it must be certain that nobody uses the file.
-        CKrFileDescriptor file = OpenNative(path, O_RDWR | O_CREAT);
-        if (!file.IsOpen() || !IsRegularFile(file) || !HoldLock(file, LOCK_EX))
-            return nullptr;
-        if (!HasName(file, path) && opens < kMostOpens)
-            continue;
-        if (::ftruncate(file.Get(), 0) != 0)
-            return nullptr;
-        return std::make_unique<CPosixWritableFile>(std::move(file));
-    }
+    // The open itself does not truncate: first it must be certain that nobody uses the file.
+    CKrFileDescriptor file = OpenLocked(path, O_RDWR | O_CREAT);
+    if (!file.IsOpen() || ::ftruncate(file.Get(), 0) != 0)
+        return nullptr;
+    return MakeWritableFile(std::move(file));
 }
 
 // The names of a folder's files are its content.

@@ -3,6 +3,7 @@
 #define KR_PLATFORM_POSIX_KRWRITABLEFILEPOSIX_H
 
 #include "platform/KrPlatform.h"
+#include "platform/posix/KrFileDescriptor.h"
 
 #include <cstdint>
 #include <memory>
@@ -12,6 +13,12 @@
 
 // Null when somebody has the file open, which is then left as it is.
 std::unique_ptr<IKrWritableFile> CreateWritableFile(const std::string& path);
+
+// Opens an existing file likewise, its content kept; no descriptor when somebody has it open.
+CKrFileDescriptor OpenWithoutOthers(const std::string& path);
+
+// Takes over a descriptor that is open for reading and writing.
+std::unique_ptr<IKrWritableFile> MakeWritableFile(CKrFileDescriptor descriptor);
 
 // Flushes the folder that names the file.
 SKrFlushOutcome FlushNameIn(const std::string& path);

@@ -33,22 +33,32 @@ std::optional<BY_HANDLE_FILE_INFORMATION> FileFacts(const std::string& path)
         return std::nullopt;
     return facts;
 }
-} // namespace
 
-SKrFileProbe ProbeForReading(const std::string& path)
+SKrFileProbe ProbeFor(const std::string& path, DWORD access)
 {
     const std::wstring native = NativePath(path);
     const DWORD attributes = GetFileAttributesW(native.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
         return {EKrReadability::Folder, 0, {}};
-    const CKrFileHandle file(CreateFileW(native.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                         OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const CKrFileHandle file(CreateFileW(native.c_str(), access, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file.IsOpen())
         return FailedProbe(GetLastError());
     LARGE_INTEGER size = {};
     if (GetFileType(file.Get()) != FILE_TYPE_DISK || !GetFileSizeEx(file.Get(), &size))
         return {EKrReadability::NotRegular, 0, {}};
     return {EKrReadability::Readable, static_cast<uint64_t>(size.QuadPart), {}};
+}
+} // namespace
+
+SKrFileProbe ProbeForReading(const std::string& path)
+{
+    return ProbeFor(path, GENERIC_READ);
+}
+
+SKrFileProbe ProbeForChanging(const std::string& path)
+{
+    return ProbeFor(path, GENERIC_READ | GENERIC_WRITE);
 }
 
 EKrTarget TargetAt(const std::string& path)
@@ -59,6 +69,12 @@ EKrTarget TargetAt(const std::string& path)
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
         return EKrTarget::Folder;
     return (attributes & FILE_ATTRIBUTE_DEVICE) != 0 ? EKrTarget::Other : EKrTarget::RegularFile;
+}
+
+bool IsSymbolicLink(const std::string& path)
+{
+    const DWORD attributes = GetFileAttributesW(NativePath(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
 bool IsSameFile(const std::string& left, const std::string& right)

@@ -177,6 +177,21 @@ public:
         return MakeWritableFile(std::move(handle));
     }
 
+    SKrChangedFile OpenForChanging(const wchar_t* path) override
+    {
+        if (path == nullptr)
+            return {};
+        CKrFileHandle handle(CreateFileW(NativePath(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                         FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                         nullptr));
+        HANDLE again = INVALID_HANDLE_VALUE;
+        if (!handle.IsOpen() || !IsRegularFile(handle.Get()) ||
+            !DuplicateHandle(GetCurrentProcess(), handle.Get(), GetCurrentProcess(), &again, 0, FALSE,
+                             DUPLICATE_SAME_ACCESS))
+            return {};
+        return {std::make_unique<CWin32File>(std::move(handle)), MakeWritableFile(CKrFileHandle(again))};
+    }
+
     bool Exists(const wchar_t* path) override
     {
         return path != nullptr && GetFileAttributesW(NativePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;

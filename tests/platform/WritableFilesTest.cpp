@@ -396,3 +396,49 @@ TEST_F(WritableFilesTest, SectorSize_IsAPowerOfTwo)
     EXPECT_EQ(m_files.BytesPerSector(m_folder.Write(L"file", KrBytes{1}).c_str()), 0u);
     EXPECT_EQ(m_files.BytesPerSector(nullptr), 0u);
 }
+
+TEST_F(WritableFilesTest, FileChangedInPlace_KeepsTheRestAndIsReadThroughTheSameOpening)
+{
+    {
+        auto file = Create(m_path);
+        ASSERT_NE(file, nullptr);
+        Write(*file, 0, {{1, 2, 3, 4}});
+    }
+    SKrChangedFile file = m_files.OpenForChanging(m_path.c_str());
+    ASSERT_NE(file.reading, nullptr);
+    ASSERT_NE(file.writing, nullptr);
+    Write(*file.writing, 1, {{9}});
+    Write(*file.writing, 6, {{8}});
+    EXPECT_TRUE(file.writing->Flush());
+    EXPECT_EQ(file.reading->Size(), 7u);
+    KrBytes bytes(7);
+    EXPECT_EQ(file.reading->ReadAt(0, bytes.data(), bytes.size()).bytes, 7u);
+    EXPECT_EQ(bytes, (KrBytes{1, 9, 3, 4, 0, 0, 8}));
+    EXPECT_TRUE(file.writing->CutTo(2));
+    EXPECT_EQ(file.reading->Size(), 2u);
+    file = {};
+    EXPECT_EQ(ReadBack(m_path, 0, 100), (KrBytes{1, 9}));
+}
+
+TEST_F(WritableFilesTest, FileChangedInPlace_IsForOneAlone)
+{
+    EXPECT_EQ(m_files.OpenForChanging(m_path.c_str()).reading, nullptr) << "missing";
+    EXPECT_EQ(m_files.OpenForChanging(m_folder.PathOf(L"").c_str()).reading, nullptr) << "a folder";
+    auto recording = Create(m_path);
+    ASSERT_NE(recording, nullptr);
+    EXPECT_EQ(m_files.OpenForChanging(m_path.c_str()).reading, nullptr) << "being written";
+    recording.reset();
+    auto reader = m_files.OpenForReading(m_path.c_str());
+    EXPECT_EQ(m_files.OpenForChanging(m_path.c_str()).reading, nullptr) << "being read";
+    reader.reset();
+    SKrChangedFile file = m_files.OpenForChanging(m_path.c_str());
+    ASSERT_NE(file.reading, nullptr);
+    EXPECT_EQ(m_files.OpenForReading(m_path.c_str()), nullptr);
+    EXPECT_EQ(Create(m_path), nullptr);
+    EXPECT_EQ(m_files.OpenForChanging(m_path.c_str()).reading, nullptr);
+    EXPECT_FALSE(m_files.Delete(m_path.c_str()));
+    file.writing.reset();
+    EXPECT_EQ(m_files.OpenForReading(m_path.c_str()), nullptr) << "its other side still holds it";
+    file.reading.reset();
+    EXPECT_NE(m_files.OpenForReading(m_path.c_str()), nullptr);
+}

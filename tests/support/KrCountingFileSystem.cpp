@@ -175,4 +175,14 @@ std::unique_ptr<IKrWritableFile> CKrCountingFileSystem::CreateForWriting(const w
         return nullptr;
     return std::make_unique<CCountingWritableFile>(std::move(file), m_tally);
 }
+
+SKrChangedFile CKrCountingFileSystem::OpenForChanging(const wchar_t* path)
+{
+    m_tally->Add(&SKrFileCalls::opens);
+    SKrChangedFile file = m_inner.OpenForChanging(path);
+    if (file.reading == nullptr)
+        return {};
+    return {std::make_unique<CCountingFile>(std::move(file.reading), m_tally),
+            std::make_unique<CCountingWritableFile>(std::move(file.writing), m_tally)};
+}
 } // namespace KrTest

@@ -64,6 +64,7 @@ public:
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
     std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    SKrChangedFile OpenForChanging(const wchar_t* path) override; // both sides of it count as files
     bool Exists(const wchar_t* path) override { return m_inner.Exists(path); }
     bool Delete(const wchar_t* path) override { return m_inner.Delete(path); }
     uint32_t BytesPerSector(const wchar_t* folder) override { return m_inner.BytesPerSector(folder); }

@@ -235,6 +235,17 @@ std::unique_ptr<IKrWritableFile> CKrFaultyFileSystem::CreateForWriting(const wch
     return std::make_unique<CFaultyWritableFile>(std::move(file), m_plan);
 }
 
+SKrChangedFile CKrFaultyFileSystem::OpenForChanging(const wchar_t* path)
+{
+    if (m_plan->Count(EKrFileCall::Open))
+        return {};
+    SKrChangedFile file = m_inner.OpenForChanging(path);
+    if (file.reading == nullptr)
+        return {};
+    return {std::make_unique<CFaultyFile>(std::move(file.reading), m_plan),
+            std::make_unique<CFaultyWritableFile>(std::move(file.writing), m_plan)};
+}
+
 SKrFlushOutcome CKrFaultyFileSystem::FlushName(const wchar_t* path)
 {
     const std::optional<SFault> fault = m_plan->Count(EKrFileCall::FlushName);

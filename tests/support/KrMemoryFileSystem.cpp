@@ -414,6 +414,18 @@ std::unique_ptr<IKrWritableFile> CKrMemoryFileSystem::CreateForWriting(const wch
     return std::make_unique<CMemoryWritableFile>(m_disk, node);
 }
 
+SKrChangedFile CKrMemoryFileSystem::OpenForChanging(const wchar_t* path)
+{
+    if (path == nullptr)
+        return {};
+    const std::scoped_lock lock(m_disk->mutex);
+    const std::shared_ptr<SKrNode> node = Find(path);
+    if (node == nullptr || node->IsOpen())
+        return {};
+    return {std::make_unique<CFollowedFile>(m_disk, node),
+            std::make_unique<CMemoryWritableFile>(m_disk, node)};
+}
+
 bool CKrMemoryFileSystem::Exists(const wchar_t* path)
 {
     if (path == nullptr)

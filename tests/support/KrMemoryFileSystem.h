@@ -52,6 +52,7 @@ public:
     std::unique_ptr<IKrFile> OpenForReading(const wchar_t* path) override;
     std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override;
     std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t* path) override;
+    SKrChangedFile OpenForChanging(const wchar_t* path) override;
     bool Exists(const wchar_t* path) override;
     bool Delete(const wchar_t* path) override;
     uint32_t BytesPerSector(const wchar_t* folder) override;

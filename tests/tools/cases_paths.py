@@ -36,7 +36,8 @@ def check_reading(kravi, folder):
     verbs = [verb for verb, arguments in kravi.verbs().items() if arguments in READING and verb != "write"]
     check({"info", "tree", "index", "extract", "hash", "map", "verify", "follow"} <= set(verbs), f"verbs: {verbs}")
     options = {"extract": ["--video", f"{folder}/é\U0001F3AC-%d.jpg", "--audio", f"{folder}/\U00020BB7.wav"],
-               "hash": ["--compare", other], "map": ["-o", f"{folder}/{STRANGE}.svg", "--force"]}
+               "hash": ["--compare", other], "map": ["-o", f"{folder}/{STRANGE}.svg", "--force"],
+               "set": ["--rate", "50"]}
     for verb in verbs:
         result = kravi(verb, name, *options.get(verb, []), "--json")
         check(result.code in (0, 1), f"{verb}: {result}")  # some verbs find faults in so simple a file

@@ -66,4 +66,19 @@ std::string WhyNotReadable(const SKrFileProbe& probe)
     }
     return "it cannot be opened for reading";
 }
+
+std::string WhyNotChangeable(const SKrFileProbe& probe)
+{
+    switch (probe.state)
+    {
+    case EKrReadability::NotAllowed:
+        return "no permission to change it";
+    case EKrReadability::InUse:
+        return "it is in use: another program has it open";
+    case EKrReadability::Readable:
+        return "it cannot be opened for changes";
+    default:
+        return WhyNotReadable(probe);
+    }
+}
 } // namespace KrTool

@@ -57,6 +57,9 @@ std::wstring WidePath(const std::string& path);
 
 // Why a file cannot be read; a general reason if the system can read it.
 std::string WhyNotReadable(const SKrFileProbe& probe);
+
+// The same for a file that is to be changed in place.
+std::string WhyNotChangeable(const SKrFileProbe& probe);
 } // namespace KrTool
 
 #endif

@@ -20,6 +20,8 @@ void AddRewrapVerb(CKrVerbTable& verbs);
 void AddCutVerb(CKrVerbTable& verbs);
 void AddConcatVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
+void AddSetVerb(CKrVerbTable& verbs);
+void AddUndoVerb(CKrVerbTable& verbs);
 void AddManVerb(CKrVerbTable& verbs);
 void AddCompletionVerb(CKrVerbTable& verbs);
 
@@ -27,7 +29,8 @@ void AddCompletionVerb(CKrVerbTable& verbs);
 inline constexpr void (*kVerbs[])(CKrVerbTable&) = {
     AddInfoVerb, AddTreeVerb,    AddIndexVerb,   AddVerifyVerb, AddMapVerb,
     AddHashVerb, AddExtractVerb, AddFollowVerb,  AddWriteVerb,  AddRewrapVerb,
-    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddManVerb,    AddCompletionVerb};
+    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddSetVerb,    AddUndoVerb,
+    AddManVerb,  AddCompletionVerb};
 } // namespace KrTool
 
 #endif

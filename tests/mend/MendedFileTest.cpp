@@ -1,0 +1,180 @@
+// Changes in place: the bytes written, what a failed call leaves, and what a crash leaves.
+#include "tests/mend/KrCrashDisk.h"
+#include "tests/support/KrCountingFileSystem.h"
+#include "tests/support/KrFaultyFileSystem.h"
+#include "tools/command/KrToolError.h"
+#include "tools/mend/KrMendedFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <set>
+
+namespace KrTest
+{
+namespace
+{
+using KrTool::CKrBytePatches;
+using KrTool::CKrMendedFile;
+using KrTool::CKrToolError;
+
+constexpr char kFile[] = "a.avi";
+constexpr wchar_t kWideFile[] = L"a.avi";
+constexpr wchar_t kUndoFile[] = L"a.avi.kravi-undo";
+
+KrBytes RandomBytes(size_t count, std::mt19937_64& random)
+{
+    KrBytes bytes(count);
+    for (uint8_t& byte : bytes)
+        byte = static_cast<uint8_t>(random());
+    return bytes;
+}
+
+void Apply(KrBytes& content, uint64_t position, const KrBytes& bytes)
+{
+    content.resize(std::max(content.size(), static_cast<size_t>(position) + bytes.size()));
+    std::ranges::copy(bytes, content.begin() + static_cast<ptrdiff_t>(position));
+}
+
+// A few patches one after the other, of which the last may lead past the end. Also applies them.
+CKrBytePatches RandomPatches(KrBytes& content, std::mt19937_64& random)
+{
+    CKrBytePatches patches;
+    size_t position = 0;
+    for (size_t count = 1 + random() % 4; count > 0 && position < content.size(); --count)
+    {
+        position += random() % (content.size() - position + 1);
+        const KrBytes bytes = RandomBytes(1 + random() % 1500, random);
+        patches.Put(position, bytes);
+        Apply(content, position, bytes);
+        position += bytes.size();
+    }
+    return patches;
+}
+
+uint64_t States()
+{
+    const char* const text = std::getenv("KR_CRASHES");
+    return text != nullptr ? std::strtoull(text, nullptr, 10) : 2000;
+}
+
+// Changes of a file and their undoing, with each content that it had.
+class CKrMendedHistory
+{
+public:
+    explicit CKrMendedHistory(uint64_t seed)
+        : m_random(seed), m_first(RandomBytes(1 + m_random() % 6000, m_random)),
+          m_disk({{kWideFile, m_first}})
+    {
+    }
+
+    void Run()
+    {
+        std::vector<KrBytes> contents = {m_first};
+        m_known.insert(m_first);
+        for (size_t steps = 1 + m_random() % 4; steps > 0; --steps)
+        {
+            CKrMendedFile file(m_disk, kFile);
+            if (contents.size() > 1 && m_random() % 2 == 0)
+            {
+                static_cast<void>(file.Undo());
+                contents.pop_back();
+            }
+            else
+            {
+                KrBytes next = contents.back();
+                const CKrBytePatches patches = RandomPatches(next, m_random);
+                static_cast<void>(file.Change(patches, "set"));
+                contents.push_back(next);
+                m_known.insert(next);
+            }
+            ASSERT_EQ(m_disk.Now().at(kWideFile), contents.back());
+        }
+    }
+
+    [[nodiscard]] CKrCrashDisk::Files Crash()
+    {
+        return m_disk.Crash(m_random() % (m_disk.Events() + 1), m_random);
+    }
+    [[nodiscard]] bool IsKnown(const KrBytes& content) const { return m_known.contains(content); }
+    [[nodiscard]] const KrBytes& First() const { return m_first; }
+    [[nodiscard]] std::mt19937_64& Random() { return m_random; }
+
+private:
+    std::mt19937_64 m_random;
+    const KrBytes m_first;
+    CKrCrashDisk m_disk;
+    std::set<KrBytes> m_known;
+};
+
+struct SKrCrashCounts
+{
+    uint64_t states = 0;
+    uint64_t half = 0; // neither the old file nor the new one
+    uint64_t again = 0;
+};
+
+// Takes all changes back, in which the power may fail once more. Every content on the way is one that the
+// file had.
+void ExpectAllUndone(CKrMendedHistory& history, CKrCrashDisk::Files files, SKrCrashCounts& counts)
+{
+    for (int step = 0; files.contains(kUndoFile); ++step)
+    {
+        ASSERT_LT(step, 20);
+        CKrCrashDisk disk(files);
+        static_cast<void>(CKrMendedFile(disk, kFile).Undo());
+        ASSERT_TRUE(history.IsKnown(disk.Now().at(kWideFile))) << "step " << step;
+        const bool failsAgain = step < 6 && history.Random()() % 3 == 0;
+        counts.again += failsAgain ? 1 : 0;
+        files =
+            failsAgain ? disk.Crash(history.Random()() % (disk.Events() + 1), history.Random()) : disk.Now();
+    }
+    EXPECT_EQ(files.at(kWideFile), history.First());
+}
+
+// A further change is refused while one is half done, and possible otherwise.
+void ExpectChangeable(CKrMendedHistory& history, const CKrCrashDisk::Files& files)
+{
+    CKrCrashDisk disk(files);
+    const bool isKnown = history.IsKnown(files.at(kWideFile));
+    KrBytes next = files.at(kWideFile);
+    const CKrBytePatches patches = RandomPatches(next, history.Random());
+    try
+    {
+        static_cast<void>(CKrMendedFile(disk, kFile).Change(patches, "set"));
+        EXPECT_TRUE(isKnown);
+        EXPECT_EQ(disk.Now().at(kWideFile), next);
+        static_cast<void>(CKrMendedFile(disk, kFile).Undo());
+    }
+    catch (const CKrToolError& error)
+    {
+        EXPECT_FALSE(isKnown) << error.what();
+    }
+    EXPECT_EQ(disk.Now().at(kWideFile), files.at(kWideFile));
+}
+} // namespace
+
+TEST(MendedFile, CrashAtAnyWrite_LeavesAKnownFileOrOneThatUndoRestores)
+{
+    constexpr uint64_t kStatesOfAHistory = 20;
+    SKrCrashCounts counts;
+    for (uint64_t seed = 0; counts.states < States() && !testing::Test::HasFailure(); ++seed)
+    {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        CKrMendedHistory history(seed);
+        history.Run();
+        for (uint64_t state = 0; state < kStatesOfAHistory; ++state, ++counts.states)
+        {
+            const CKrCrashDisk::Files files = history.Crash();
+            const bool isKnown = history.IsKnown(files.at(kWideFile));
+            counts.half += isKnown ? 0 : 1;
+            EXPECT_TRUE(isKnown || files.contains(kUndoFile));
+            if (state % 4 == 0)
+                ExpectChangeable(history, files);
+            ExpectAllUndone(history, files, counts);
+        }
+    }
+    EXPECT_GT(counts.half, States() / 50) << "else nothing is shown";
+    EXPECT_GT(counts.again, States() / 50);
+}
+} // namespace KrTest

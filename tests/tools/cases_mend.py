@@ -134,13 +134,13 @@ def test_texts(kravi):
              info_list((b"INAM", b"An old title"), (b"IART", "M\u00fcller".encode()), (b"ICMT", b"hm")) +
              avi.chunk(b"JUNK", bytes(44))),
             ("in filler alone", avi.chunk(b"JUNK", bytes(100)), ("--copyright", "free"),
-             info_list((b"ICOP", b"free")) + avi.chunk(b"JUNK", bytes(66)))):
+             info_list((b"ICOP", b"free")) + avi.chunk(b"JUNK", bytes(74)))):
         data = avi.simple_avi(streams, before_movi=before)
         changed, _ = after_set(kravi, data, *options)
         equal(changed, avi.simple_avi(streams, before_movi=wanted), name)
         if kravi.is_emulated:
             return
-    for before, words in ((texts, "and there is room for 42"), (texts + avi.chunk(b"JUNK", b"x" * 60), "and there is room for 42"),
+    for before, words in ((texts, "and there is room for 46"), (texts + avi.chunk(b"JUNK", b"x" * 60), "and there is room for 46"),
                           (b"", "neither texts ('INFO') nor filler")):
         data = avi.simple_avi(streams, before_movi=before)
         kravi.write("in.avi", data)

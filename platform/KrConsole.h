@@ -27,6 +27,9 @@ private:
 
 bool IsStandardErrorTerminal();
 
+// Whether the standard output is a terminal that understands the escape sequences of colours.
+bool StandardOutputTakesColours();
+
 // From now on Ctrl-C, and what else asks the program to end, is noted instead of ending it.
 void CatchInterruptions();
 bool InterruptionRequested();

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Why a file cannot be read, as far as the system tells.
 enum class EKrReadability
@@ -39,6 +40,16 @@ EKrTarget TargetAt(const std::string& path);
 
 // Whether a path is that of a symbolic link.
 bool IsSymbolicLink(const std::string& path);
+
+// A file or folder in a folder; links count as what they lead to.
+struct SKrFolderEntry
+{
+    std::string name;
+    bool isFolder = false;
+};
+
+// All but "." and "..", in any order. Returns the system's words for what went wrong; empty when nothing did.
+std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& entries);
 
 // Whether both paths lead to the same existing file.
 bool IsSameFile(const std::string& left, const std::string& right);

@@ -15,7 +15,7 @@ Generated from the JSON Schema files in [schemas](schemas) by `docs/schemas/make
 against its schema.
 
 - With `--json` a verb prints one object, in UTF-8, and nothing else on the standard output. Diagnostics stay on the error stream.
-  `follow` prints one object a line.
+  `follow` prints one object a line; so do `info`, `verify` and `hash`, for each file, with several files, a folder, or `--brief`.
 - The exit code is 0 (done), 1 (done, `findings` is not empty) or 2 (failed, there is an `error`).
 - A failure ends the object early: the members before `error` are those that were known by then. Without `error` all members are present that the
   tables do not call optional.

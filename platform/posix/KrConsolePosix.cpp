@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <string_view>
 
 namespace
 {
@@ -33,6 +35,12 @@ void RestoreConsole(unsigned) {}
 bool IsStandardErrorTerminal()
 {
     return ::isatty(STDERR_FILENO) == 1;
+}
+
+bool StandardOutputTakesColours()
+{
+    const char* const kind = std::getenv("TERM");
+    return ::isatty(STDOUT_FILENO) == 1 && kind != nullptr && std::string_view(kind) != "dumb";
 }
 
 void CatchInterruptions()

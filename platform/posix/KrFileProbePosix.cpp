@@ -67,6 +67,18 @@ bool IsSymbolicLink(const std::string& path)
     return std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored));
 }
 
+std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& entries)
+{
+    std::error_code error;
+    std::filesystem::directory_iterator place(path, error);
+    for (; !error && place != std::filesystem::directory_iterator(); place.increment(error))
+    {
+        std::error_code ignored; // a link that leads nowhere is no folder
+        entries.push_back({place->path().filename().string(), place->is_directory(ignored)});
+    }
+    return error ? error.message() : std::string();
+}
+
 bool IsSameFile(const std::string& left, const std::string& right)
 {
     std::error_code ignored;

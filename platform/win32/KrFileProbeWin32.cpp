@@ -77,6 +77,25 @@ bool IsSymbolicLink(const std::string& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
+std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& entries)
+{
+    const bool hasEnd = FolderOf(path) == path;
+    WIN32_FIND_DATAW found = {};
+    const HANDLE search = FindFirstFileW(NativePath(hasEnd ? path + "*" : path + "/*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE)
+        return OsErrorText(GetLastError());
+    do
+    {
+        const std::string name = Narrow(found.cFileName);
+        const bool isFolder = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        if (name != "." && name != "..")
+            entries.push_back({name, isFolder});
+    } while (FindNextFileW(search, &found));
+    const DWORD error = GetLastError();
+    FindClose(search);
+    return error == ERROR_NO_MORE_FILES ? std::string() : OsErrorText(error);
+}
+
 bool IsSameFile(const std::string& left, const std::string& right)
 {
     const auto one = FileFacts(left);

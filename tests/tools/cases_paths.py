@@ -9,7 +9,7 @@ from kravi_runner import check, equal, exit_code
 
 STRANGE = "Größe 日本 \U0001F3AC \U00020BB7"
 LONGEST_NAME = 150  # characters of one part; the system's own limit is higher
-READING, COPYING = (["FILE"], ["[FILE]"]), ["FILE", "OUTPUT"]  # kinds of arguments
+READING, COPYING = (["FILE"], ["FILE..."], ["[FILE...]"]), ["FILE", "OUTPUT"]  # kinds of arguments
 NO_FILE = ("man", "completion")
 
 

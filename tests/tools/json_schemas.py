@@ -45,11 +45,16 @@ def check_output(verbs, arguments, out, err):
     if jsonschema is None or verb not in verbs or {"--help", "--version"} & set(arguments):
         return
     if "--json" in arguments:
-        for text in out.splitlines() if verb in LINES else [out]:
+        for text in out.splitlines() if verb in LINES or _has_lines(out) else [out]:
             _hold(verb, json.loads(text))
     for line in err.splitlines():
         if line.startswith("{"):
             _hold(PROGRESS, json.loads(line))
+
+
+def _has_lines(out):
+    """Of several files: an object a line."""
+    return len(out.splitlines()) > 1 and out.startswith('{"')
 
 
 def _hold(name, value):

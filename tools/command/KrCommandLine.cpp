@@ -98,14 +98,13 @@ private:
 
     static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
     {
-        const std::string about = path.empty() ? std::string() : Printable(path) + ": ";
-        PrintDiagnostic(Format("kravi: {}{}\n", about, Printable(cause)));
+        PrintError(path, cause);
         return report.Fail(path, cause);
     }
 
     int RunVerb()
     {
-        CKrReport report(m_verbs.AsJson());
+        CKrReport report(m_verbs.AsJson(), m_verbs.IsQuiet() ? EKrDetail::Quiet : EKrDetail::Full);
         try
         {
             CKrProgress progress(m_verbs.ProgressMode(), m_verbs.ChosenName());

@@ -1,8 +1,10 @@
 #include "tools/command/KrReport.h"
 
+#include "tools/command/KrColour.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
 
 #include <nlohmann/json.hpp>
 
@@ -132,17 +134,24 @@ void CKrReport::EndObject()
 
 void CKrReport::Line(const Json& value, std::string_view text)
 {
-    Print(m_asJson ? JsonText(value) + "\n" : std::string(text));
+    if (m_asJson)
+        Print(JsonText(value) + "\n");
+    else if (PrintsText())
+        Print(text);
     FlushOutput();
 }
 
 void CKrReport::Fact(std::string_view key, const Json& value, const Json& shown)
 {
+    FactInWords(key, value, PrintsText() ? PlainText(key, shown) : std::string());
+}
+
+void CKrReport::FactInWords(std::string_view key, const Json& value, std::string_view text)
+{
+    if (PrintsText())
+        Print(text);
     if (!m_asJson)
-    {
-        Print(PlainText(key, shown));
         return;
-    }
     BeginMember(key);
     Print(JsonText(value));
 }
@@ -151,23 +160,23 @@ void CKrReport::BeginRows(std::string_view key, std::string_view heading)
 {
     m_hasRows = false;
     m_inRows = true;
-    if (!m_asJson)
-    {
+    if (PrintsText())
         Print(heading);
+    if (!m_asJson)
         return;
-    }
     BeginMember(key);
     Print("[");
 }
 
 void CKrReport::Row(const Json& value, std::string_view text)
 {
-    if (!m_asJson)
-    {
+    if (PrintsText())
         Print(text);
+    if (!m_asJson)
         return;
-    }
-    Print(m_hasRows ? ",\n    " : "\n    ");
+    const std::string_view indent = m_asLines ? "" : "\n    ";
+    Print(m_hasRows ? "," : "");
+    Print(indent);
     Print(JsonText(value));
     m_hasRows = true;
 }
@@ -176,26 +185,86 @@ void CKrReport::EndRows()
 {
     m_inRows = false;
     if (m_asJson)
-        Print(m_hasRows ? "\n  ]" : "]");
+        Print(m_hasRows && !m_asLines ? "\n  ]" : "]");
 }
 
-int CKrReport::Finish()
+void CKrReport::LeaveOutput()
+{
+    if (m_asJson)
+        throw CKrToolError({}, "--json and - both need the standard output");
+    m_detail = EKrDetail::Quiet;
+}
+
+void CKrReport::BeginFile(const std::string& file)
+{
+    if (m_hasFiles && PrintsText())
+        Print("\n");
+    m_hasFiles = true;
+    m_file = file;
+    m_asLines = true;
+}
+
+void CKrReport::EndFile()
+{
+    PrintRemarks();
+    if (!m_findings.empty())
+        m_worst = std::max(m_worst, kExitFindings);
+    ForgetFile();
+}
+
+void CKrReport::FailFile(const std::string& path, const std::string& cause)
+{
+    m_worst = kExitFailed;
+    if (m_asJson || m_detail != EKrDetail::Brief)
+        PrintError(path, cause);
+    if (m_asJson)
+        Fail(path, cause);
+    else if (m_detail == EKrDetail::Brief)
+        Print(Format("{}: failed: {}\n", Printable(m_file), Printable(cause)));
+    ForgetFile();
+}
+
+void CKrReport::ForgetFile()
+{
+    FlushOutput();
+    m_notes.clear();
+    m_findings.clear();
+    m_brief.clear();
+    m_hasMembers = false;
+}
+
+void CKrReport::PrintRemarks()
 {
     if (m_asJson)
     {
         Fact("notes", m_notes);
         Fact("findings", m_findings);
         EndObject();
+        return;
     }
-    else
+    if (m_detail == EKrDetail::Brief)
+        return Print(Format("{}: {}\n", Printable(m_file), m_brief));
+    for (const std::string& text : m_notes)
     {
-        for (const std::string& note : m_notes)
-            Print(Format("note: {}\n", Printable(note)));
-        for (const std::string& finding : m_findings)
-            Print(Format("finding: {}\n", Printable(finding)));
+        if (PrintsText())
+            Print(Format("{} {}\n", Coloured(EKrColour::Cyan, "note:"), Printable(text)));
     }
+    for (const std::string& text : m_findings)
+    {
+        if (PrintsText())
+            Print(Format("{} {}\n", Coloured(EKrColour::Red, "finding:"), Printable(text)));
+        else
+            PrintDiagnostic(
+                Format("kravi: {}{}\n", m_file.empty() ? "" : Printable(m_file) + ": ", Printable(text)));
+    }
+}
+
+int CKrReport::Finish()
+{
+    if (!m_hasFiles)
+        EndFile();
     FlushOutput();
-    return m_findings.empty() ? kExitDone : kExitFindings;
+    return m_worst;
 }
 
 int CKrReport::Fail(const std::string& path, const std::string& cause)

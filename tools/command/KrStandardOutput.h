@@ -2,6 +2,7 @@
 #ifndef KR_TOOLS_COMMAND_KRSTANDARDOUTPUT_H
 #define KR_TOOLS_COMMAND_KRSTANDARDOUTPUT_H
 
+#include <string>
 #include <string_view>
 
 namespace KrTool
@@ -12,6 +13,9 @@ void FlushOutput();
 
 // Best effort: a failure cannot be reported.
 void PrintDiagnostic(std::string_view text);
+
+// Why something failed: "kravi: clip.avi: there is no such file". `path` may be empty.
+void PrintError(const std::string& path, const std::string& cause);
 } // namespace KrTool
 
 #endif

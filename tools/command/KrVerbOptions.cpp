@@ -73,9 +73,9 @@ void CKrVerbOptions::AddOptionalArgument(const std::string& name, std::string& v
 }
 
 void CKrVerbOptions::AddArguments(const std::string& name, std::vector<std::string>& values,
-                                  const std::string& about)
+                                  const std::string& about, bool isRequired)
 {
-    m_verb.add_option(name, values, about)->required()->type_name("")->check(EmptyName);
+    m_verb.add_option(name, values, about)->required(isRequired)->type_name("")->check(EmptyName);
 }
 
 void CKrVerbOptions::AddSwitch(const std::string& names, bool& isOn, const std::string& about)

@@ -45,7 +45,8 @@ public:
     // Arguments without a name, in the order in which they are given; all but the optional ones are required.
     void AddArgument(const std::string& name, std::string& value, const std::string& about);
     void AddOptionalArgument(const std::string& name, std::string& value, const std::string& about);
-    void AddArguments(const std::string& name, std::vector<std::string>& values, const std::string& about);
+    void AddArguments(const std::string& name, std::vector<std::string>& values, const std::string& about,
+                      bool isRequired = true);
 
     void AddSwitch(const std::string& names, bool& isOn, const std::string& about);
 

@@ -72,6 +72,8 @@ CKrVerbOptions& CKrVerbTable::Add(const SKrVerbHelp& help, Run run)
                        {"none", EKrProgressMode::None},
                        {"json", EKrProgressMode::JsonLines}},
                       "Progress on the error stream: auto, none or json");
+    options.AddSwitch("--quiet", m_quiet,
+                      "No report in text: findings and errors alone, on the error stream");
     return options;
 }
 

@@ -38,8 +38,8 @@ public:
     // Of a program that is about what the text says; its own options are there already.
     CKrVerbTable(CLI::App& app, std::string about) : m_about(std::move(about)), m_common(app) {}
 
-    // Adds a verb with what all of them have: --json and --progress. Further options are added to what is
-    // returned.
+    // Adds a verb with what all of them have: --json, --progress and --quiet. Further options are added to
+    // what is returned.
     CKrVerbOptions& Add(const SKrVerbHelp& help, Run run);
 
     // The same for a verb that is about one file.
@@ -57,12 +57,14 @@ public:
     const std::string& ChosenName() const { return m_chosenName; }
     const Run& Chosen() const { return m_chosen; }
     bool AsJson() const { return m_json; }
-    EKrProgressMode ProgressMode() const { return m_progress; }
+    bool IsQuiet() const { return m_quiet; }
+    EKrProgressMode ProgressMode() const { return m_quiet ? EKrProgressMode::None : m_progress; }
 
 private:
     const std::string m_about;
     CKrVerbOptions m_common;
     bool m_json = false;
+    bool m_quiet = false;
     EKrProgressMode m_progress = EKrProgressMode::Auto;
     std::string m_chosenName;
     Run m_chosen;

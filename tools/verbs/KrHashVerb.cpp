@@ -1,7 +1,9 @@
 // kravi hash: checksums of frames and sound, to compare the material of two files.
+#include "tools/avi/KrFileList.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
+#include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/hash/KrHashedFile.h"
@@ -36,12 +38,13 @@ const SKrVerbHelp kHashHelp = {
         "kravi hash clip.avi",
         "kravi hash clip.avi --frames --json",
         "kravi hash clip.avi --compare copy.avi",
+        "kravi hash --brief recordings/",
     },
 };
 
 struct SKrHashOptions
 {
-    std::string file;
+    SKrFileList files;
     std::string other; // empty: none
     bool frames = false;
 };
@@ -122,27 +125,47 @@ void Compare(const CKrHashedFile& file, const std::string& otherPath, CKrReport&
         report.Fact("differences", list);
 }
 
-void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& progress)
+// "video 0 84ee3c1b..., audio 1 2f53c0b4...": enough to tell files apart.
+std::string BriefHashes(const CKrHashedFile& file)
 {
-    CKrHashedFile file(options.file, report, progress);
-    report.Fact("file", options.file);
+    std::vector<std::string> parts;
+    for (const SKrHashedStream& stream : file.Streams())
+        parts.push_back(
+            Format("{} {} {}", KindName(stream.kind), stream.chunks.stream, stream.content.xxh128));
+    return parts.empty() ? "no streams" : Joined(parts, ", ");
+}
+
+void HashFile(const std::string& path, const SKrHashOptions& options, CKrReport& report,
+              CKrProgress& progress)
+{
+    CKrHashedFile file(path, report, progress);
+    report.Fact("file", path);
     if (options.frames)
         report.BeginRows("frames", Format("stream     frame       bytes  {:34}md5\n", "xxh128"));
     file.Hash(options.frames ? FrameRows(report) : CKrHashedFile::OnFrame());
     if (options.frames)
         report.EndRows();
     ReportStreams(file, "streams", report);
+    report.Brief(BriefHashes(file));
     if (!options.other.empty())
         Compare(file, options.other, report, progress);
+}
+
+void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (!options.other.empty() && (!IsOneFile(options.files) || options.files.isBrief))
+        throw CKrToolError({}, "--compare needs exactly one FILE, and not --brief");
+    RunOnEach(options.files, report, progress,
+              [&](const std::string& file) { HashFile(file, options, report, progress); });
 }
 } // namespace
 
 void AddHashVerb(CKrVerbTable& verbs)
 {
     const auto options = std::make_shared<SKrHashOptions>();
-    CKrVerbOptions& verb =
-        verbs.Add(kHashHelp, options->file,
-                  [options](auto& report, auto& progress) { RunHash(*options, report, progress); });
+    CKrVerbOptions& verb = verbs.Add(kHashHelp, [options](auto& report, auto& progress)
+                                     { RunHash(*options, report, progress); });
+    AddFileList(verb, options->files);
     verb.AddSwitch("--frames", options->frames, "Each frame's checksums as well");
     verb.AddText("--compare", options->other, "FILE", "Another file to compare with");
 }

@@ -2,7 +2,9 @@
 #include "format/KrChunkHeader.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkGuess.h"
+#include "tools/avi/KrFileList.h"
 #include "tools/avi/KrFileWindow.h"
+#include "tools/command/KrColour.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -34,13 +36,14 @@ const SKrVerbHelp kVerifyHelp = {
     {
         "kravi verify clip.avi",
         "kravi verify clip.avi --json",
+        "kravi verify --brief recordings/",
         "kravi verify --list-checks",
     },
 };
 
 struct SKrVerifyOptions
 {
-    std::string file;
+    SKrFileList files;
     bool listChecks = false;
     double interleave = kInterleaveLimit; // seconds
 };
@@ -92,9 +95,15 @@ Json ResultJson(const SKrCheck& check, const SKrCheckResult& result)
     return json;
 }
 
+std::string SeverityText(EKrSeverity severity)
+{
+    static constexpr std::array kColours = {EKrColour::Red, EKrColour::Yellow, EKrColour::Cyan};
+    return Coloured(kColours[static_cast<size_t>(severity)], SeverityName(severity));
+}
+
 std::string ResultText(const SKrCheck& check, const SKrCheckResult& result)
 {
-    std::string text = Format("{} {}: {}", SeverityName(check.severity), check.code, check.meaning);
+    std::string text = Format("{} {}: {}", SeverityText(check.severity), check.code, check.meaning);
     text += result.count > 1 ? Format(" ({} times).\n", result.count) : ".\n";
     for (const SKrPlace& place : result.places)
         text +=
@@ -121,6 +130,25 @@ void ReportResults(const CKrVerifyResults& results, CKrReport& report)
     report.EndRows();
 }
 
+// "no defects" or "1 error, 2 warnings: segment-beyond-file, ...", and notes.
+std::string BriefResult(const CKrVerifyResults& results, uint64_t errors, uint64_t warnings, uint64_t notes)
+{
+    std::vector<std::string> codes;
+    for (const EKrSeverity severity : {EKrSeverity::Error, EKrSeverity::Warning})
+    {
+        for (const SKrCheck& check : kChecks)
+        {
+            if (check.severity == severity && results.Of(check.check).count != 0)
+                codes.emplace_back(check.code);
+        }
+    }
+    std::string text = notes != 0 ? Format(", {}", Counted(notes, "note")) : std::string();
+    if (codes.empty())
+        return "no defects" + text;
+    return Format("{}, {}{}: {}", Counted(errors, "error"), Counted(warnings, "warning"), text,
+                  Joined(codes, ", "));
+}
+
 void ReportContents(const SKrVerifyModel& model, CKrReport& report)
 {
     report.Fact("contents", {{"segments", model.segments.size()},
@@ -138,21 +166,12 @@ void ReportContents(const SKrVerifyModel& model, CKrReport& report)
     report.Fact("bytes", bytes);
 }
 
-void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& progress)
+void VerifyFile(const std::string& path, double interleaveLimit, CKrReport& report, CKrProgress& progress)
 {
-    if (options.listChecks && !options.file.empty())
-        throw CKrToolError({}, "--list-checks takes no FILE; see kravi verify --help");
-    if (options.listChecks)
-    {
-        ListChecks(report);
-        return;
-    }
-    if (options.file.empty())
-        throw CKrToolError({}, "FILE is required; see kravi verify --help");
     std::string refusal;
-    const CKrInputFile file = OpenForVerifying(options.file, refusal);
+    const CKrInputFile file = OpenForVerifying(path, refusal);
     SKrVerification verification;
-    verification.interleaveLimit = options.interleave;
+    verification.interleaveLimit = interleaveLimit;
     if (!refusal.empty())
         verification.results.Add(EKrCheck::ReaderRefuses, 0, "a file that can be opened", refusal);
     Verify(file, verification, progress);
@@ -162,9 +181,25 @@ void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& 
     ReportContents(verification.model, report);
     ReportResults(verification.results, report);
     const auto [errors, warnings, notes] = verification.results.Kinds();
+    report.Brief(BriefResult(verification.results, errors, warnings, notes));
     report.Fact("counts", {{"errors", errors}, {"warnings", warnings}, {"notes", notes}});
     if (errors + warnings != 0)
         report.Finding(verification.results.VerdictText());
+}
+
+void RunVerify(const SKrVerifyOptions& options, CKrReport& report, CKrProgress& progress)
+{
+    if (options.listChecks && !options.files.names.empty())
+        throw CKrToolError({}, "--list-checks takes no FILE; see kravi verify --help");
+    if (options.listChecks)
+    {
+        ListChecks(report);
+        return;
+    }
+    if (options.files.names.empty())
+        throw CKrToolError({}, "FILE is required; see kravi verify --help");
+    RunOnEach(options.files, report, progress,
+              [&](const std::string& file) { VerifyFile(file, options.interleave, report, progress); });
 }
 } // namespace
 
@@ -173,7 +208,7 @@ void AddVerifyVerb(CKrVerbTable& verbs)
     const auto options = std::make_shared<SKrVerifyOptions>();
     CKrVerbOptions& verb = verbs.Add(kVerifyHelp, [options](auto& report, auto& progress)
                                      { RunVerify(*options, report, progress); });
-    verb.AddOptionalArgument("FILE", options->file, "The AVI file");
+    AddFileList(verb, options->files, false);
     verb.AddSwitch("--list-checks", options->listChecks,
                    "List all checks instead: code, severity, meaning and hint");
     verb.AddSeconds("--interleave", options->interleave, "Most seconds from a frame to its sound (1)");

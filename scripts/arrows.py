@@ -32,7 +32,7 @@ LAYERS = [
     ["tools/avi"],
     ["tools/output"],
     ["tools/copier"],
-    ["tools/input", "tools/copy", "tools/hash", "tools/manual", "tools/map", "tools/recover", "tools/verify"],
+    ["tools/input", "tools/copy", "tools/hash", "tools/info", "tools/manual", "tools/map", "tools/recover", "tools/verify"],
     ["tools/mend"],
     ["tools/verbs"],
     ["tools"],

@@ -34,6 +34,7 @@ class Stream:
         self.handler, self.name = handler, name
         self.start = 0  # units before the first one
         self.positions = []  # of the payloads, set by the builder
+        self.more = b""  # chunks at the end of the stream's list
         self.keys = None  # numbers of the key frames; None: all
 
     def is_key(self, place):
@@ -81,6 +82,7 @@ def header_list(streams, frames, super_indexes=None, flags=0x10, total=None):
             inner.append(chunk(b"indx", super_indexes[number]))
         if stream.name is not None:
             inner.append(chunk(b"strn", stream.name))
+        inner.append(stream.more)
         parts.append(lst(b"strl", *inner))
     if total is not None:
         parts.append(lst(b"odml", chunk(b"dmlh", struct.pack("<I", total))))

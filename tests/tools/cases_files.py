@@ -23,7 +23,7 @@ def test_help_and_version_are_answered_on_stdout_with_0(kravi):
 
 def test_wrong_arguments_are_2(kravi):
     small_avi(kravi)
-    for arguments in ([], ["nosuchverb"], ["info"], ["info", "clip.avi", "--nosuch"], ["info", "clip.avi", "more"],
+    for arguments in ([], ["nosuchverb"], ["info"], ["info", "clip.avi", "--nosuch"], ["tree", "clip.avi", "more"],
                       ["info", "clip.avi", "--progress=loud"], ["index", "clip.avi", "--from", "-1"],
                       ["index", "clip.avi", "--from", "010x"], ["index", "clip.avi", "--to", "99999999999999999999"],
                       ["index", "clip.avi", "--from", "5", "--to", "4"], ["extract", "clip.avi"]):
@@ -68,7 +68,7 @@ def test_failure_with_json_is_an_object_with_error(kravi):
 
 def test_folder_is_2(kravi):
     os.mkdir(kravi.path("folder"))
-    check("folder: it is a folder" in exit_code(kravi("info", "folder"), 2).err, "message")
+    check("folder: it is a folder" in exit_code(kravi("tree", "folder"), 2).err, "message")
 
 
 def test_file_of_200_bytes_is_2_and_the_size_is_named(kravi):
@@ -100,7 +100,8 @@ def test_file_in_use_is_2(kravi):
     small_avi(kravi)
     with open(kravi.path("clip.avi"), "r+b") as file:
         fcntl.flock(file, fcntl.LOCK_EX)
-        check("clip.avi: it is in use" in exit_code(kravi("info", "clip.avi"), 2).err, "message")
+        check("clip.avi: it is in use" in exit_code(kravi("tree", "clip.avi"), 2).err, "message")
+        check("being recorded" in exit_code(kravi("info", "clip.avi"), 0).out, "a recording under way")
     exit_code(kravi("info", "clip.avi"), 0)
 
 

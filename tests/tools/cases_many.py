@@ -6,7 +6,7 @@ import struct
 import avi_builder as avi
 from kravi_runner import check, equal, exit_code, said_on
 
-VERBS = ("verify", "hash")
+VERBS = ("info", "verify", "hash")
 
 
 def clips(kravi):
@@ -47,6 +47,10 @@ def test_one_line_for_each_file(kravi):
         equal(len(exit_code(kravi(verb, "--brief", "all/b.avi", "--json"), 0).objects()), 1, f"{verb}: one object on a line")
     rows = exit_code(kravi("verify", "--brief", "all"), 1).out.splitlines()
     check(rows[0] == "all/A.AVI: no defects" and rows[2].startswith("all/below/cut.avi: ") and "segment-beyond-file" in rows[2], str(rows))
+    rows = exit_code(kravi("info", "--brief", "all"), 1).out.splitlines()
+    size = os.path.getsize(kravi.path("all/b.avi"))
+    equal(rows[1], f"all/b.avi: AVI 1.0, 00:00:00:12, {size} bytes, Motion JPEG 64x48 25 fps, PCM 48000 Hz stereo, complete", "info")
+    check("truncated" in rows[2], rows[2])
     rows = exit_code(kravi("hash", "--brief", "all"), 1).out.splitlines()
     streams = kravi("hash", "all/b.avi", "--json").json()["streams"]
     equal(rows[1], "all/b.avi: " + ", ".join(f"{row['kind']} {row['number']} {row['xxh128']}" for row in streams), "hash")
@@ -76,8 +80,8 @@ def test_quiet(kravi):
         findings = [line[len("finding: "):] for line in wanted.splitlines() if line.startswith("finding: ")]
         equal(result.err.splitlines(), [f"kravi: {finding}" for finding in findings], f"{arguments}: findings")
         check(bool(findings) == (code == 1), wanted)
-    result = exit_code(kravi("verify", "all", "--quiet"), 1)
-    check(result.err.startswith("kravi: all/below/cut.avi: "), result.err)
+    result = exit_code(kravi("info", "all", "--quiet"), 1)
+    check(result.err.startswith("kravi: all/below/cut.avi: the file is truncated"), result.err)
     equal(exit_code(kravi("info", "nowhere.avi", "--quiet"), 2).err, "kravi: nowhere.avi: there is no such file\n", "failure")
     check(exit_code(kravi("info", "all/b.avi", "--quiet", "--json"), 0).json()["file"] == "all/b.avi", "JSON was asked for")
 
@@ -102,6 +106,7 @@ def test_colours_on_a_terminal(kravi):
     broken = bytearray(data)
     struct.pack_into("<I", broken, data.index(b"avih") + 8 + 16, 13)
     kravi.write("all/b.avi", bytes(broken))
+    check("\x1b[32mcomplete\x1b[0m" in shown_on_terminal(kravi, "info", "all/A.AVI"), "health")
     check("\x1b[31mfinding:\x1b[0m the file is truncated" in shown_on_terminal(kravi, "info", "all/below/cut.avi"), "finding")
     check("\x1b[31merror\x1b[0m segment-beyond-file" in shown_on_terminal(kravi, "verify", "all/below/cut.avi"), "severity")
     for surroundings in ({"NO_COLOR": "1"}, {"TERM": "dumb"}):

@@ -17,7 +17,7 @@ def test_scan_mode_and_aspect_of_a_cut_file(kravi):
     check_content(kravi, report, streams[0].chunks[:2], None, "content")
     info = exit_code(kravi("info", "out.avi", "--json"), 0).json()
     equal(info["privateChunks"][0]["scanMode"]["value"], 0, "scan mode")
-    check("64:45" in exit_code(kravi("info", "out.avi"), 0).out, "aspect")
+    check("64:45" in exit_code(kravi("info", "out.avi", "--full"), 0).out, "aspect")
 
 
 def test_headers_destroyed(kravi):

@@ -1,24 +1,25 @@
-// kravi info: the reader's report on a file, and its headers.
-#include "format/KrAviIndexes.h"
-#include "format/KrFrameTables.h"
-#include "format/KrPrivateChunks.h"
+// kravi info: what a file is, in a few lines; with --full, all of its headers.
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
-#include "tools/avi/KrChunkWalk.h"
+#include "tools/avi/KrChunkKinds.h"
 #include "tools/avi/KrFileFindings.h"
-#include "tools/avi/KrStreamChunks.h"
-#include "tools/command/KrFormat.h"
+#include "tools/avi/KrFileList.h"
 #include "tools/command/KrReport.h"
 #include "tools/command/KrText.h"
+#include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
+#include "tools/copier/KrCarriedHeader.h"
+#include "tools/info/KrFullInfo.h"
+#include "tools/info/KrSummaryText.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <array>
-#include <iterator>
-#include <map>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <thread>
 
 namespace KrTool
 {
@@ -26,312 +27,162 @@ namespace
 {
 const SKrVerbHelp kInfoHelp = {
     "info",
-    "Streams, formats, segments, private chunks and kinds of index",
+    "Duration, codecs, geometry and health of a file; with --full all of its headers",
     {
-        R"(Findings: the file is truncated (a segment extends past the end of the file) or has no AVI headers;
-        the first video stream has no usable format; it or the first usable audio stream has no index that
-        can be loaded; the video index has fewer frames than the headers declare; index entries are past the
-        end of the file.)",
+        R"(The summary: container, duration as hours, minutes, seconds and frames, size, overall rate; of each
+        stream the codec, geometry, frame rate, number of key frames, display aspect and field order with
+        the place where the file stores them, sound format and bit rate; and whether the file is whole. Then texts
+        such as title, time code and software. DV describes itself in each frame; of other pictures only what the file
+        stores is told. Files that are being recorded, or were not closed, are counted as far as they are there.)",
+        R"(--full adds the reader's answers to hosts of the library, segments, stream headers, private chunks and
+        indexes. Hosts see aspect and field order of some sizes although the file stores none: these are marked as
+        guesses.)",
+        R"(Findings: the file is truncated (a segment extends past the end of the file), was not closed, or has no AVI
+        headers; a stream has no index that can be loaded; the video index has fewer frames than the headers
+        declare; index entries are past the end of the file.)",
     },
     {
         "kravi info clip.avi",
+        "kravi info clip.avi --full",
+        "kravi info --brief recordings/",
         "kravi info clip.avi --json",
     },
 };
 
-Json Named(const Json& value, const std::string& name)
-{
-    return {{"value", value}, {"name", name}};
-}
+constexpr int kInfoVersion = 2; // of the object: a later one may change the meaning of a member
 
-std::string Fraction(int64_t left, const char* sign, int64_t right)
+struct SKrInfoOptions
 {
-    return Format("{}{}{}", left, sign, right);
-}
+    SKrFileList files;
+    bool isFull = false;
+};
 
-// Whether a stream has a rate, with a tolerance of half a thousandth.
-bool IsRateOf(const SKrFrameRate& named, const SKrAviStream& stream)
+// A file as it is, and as one that grows, which may be in the middle of its recording.
+class CKrExaminedFile
 {
-    const uint64_t is = uint64_t{stream.rate} * named.scale;
-    const uint64_t wanted = uint64_t{stream.scale} * named.rate;
-    return std::max(is, wanted) - std::min(is, wanted) <= wanted / 2000;
-}
-
-// Frame rate as hosts see it: one of eight codes, the nearest for other rates.
-Json FrameRateJson(uint32_t code, const SKrAviStream* stream, CKrReport& report)
-{
-    if (code >= KrFrameRates().size())
-        return nullptr;
-    const SKrFrameRate& named = KrFrameRates()[code];
-    const std::string fraction = Fraction(named.rate, "/", named.scale);
-    if (stream == nullptr || IsRateOf(named, *stream))
-        return {{"code", code}, {"fraction", fraction}, {"framesPerSecond", named.name}};
-    report.Note(Format("the reader has no code for {} frames per second; hosts see {}",
-                       Fraction(stream->rate, "/", stream->scale), named.name));
-    return nullptr;
-}
-
-Json ScanModeJson(EKrScanMode mode)
-{
-    static constexpr std::array kNames = {"not set", "upper field first", "lower field first", "progressive"};
-    const auto value = static_cast<int32_t>(mode); // the first is -1
-    const bool isKnown = mode >= EKrScanMode::Unknown && mode <= EKrScanMode::Progressive;
-    return Named(value, isKnown ? kNames[static_cast<size_t>(value + 1)] : "no such mode");
-}
-
-Json AspectModeJson(uint32_t mode)
-{
-    static const std::map<uint32_t, const char*> kNames = {{0, "4:3"}, {1, "16:9"}, {3, "size not known"}};
-    const auto name = kNames.find(mode);
-    return Named(mode, name != kNames.end() ? name->second : "no such mode");
-}
-
-std::string SizeText(int64_t width, int64_t height)
-{
-    return Fraction(width, " x ", height);
-}
-
-Json ChunkIdJson(uint32_t id)
-{
-    return id == 0 ? Json() : Json(FourCcText(id));
-}
-
-Json CompressionJson(uint32_t compression)
-{
-    return compression == 0 ? Json("0") : Json(FourCcText(compression));
-}
-
-// The number of entries of an index; reports its defects.
-Json IndexedChunks(const CKrAviFile& file, const std::optional<Chunks>& index, const std::string& name,
-                   CKrReport& report)
-{
-    if (!index)
-        return nullptr;
-    if (!IsPlausible(file, *index))
-        report.Finding(Format("the chunks of the {} index are larger in total than the file", name));
-    if (const uint64_t cut = CountCutChunks(file, *index); cut != 0)
-        report.Finding(Format("past the end of the file: {} of the {} index", Counted(cut, "chunk"), name));
-    return index->size();
-}
-
-std::string FramesText(const Json& video)
-{
-    const Json& before = video["framesBeforeIndexLoad"];
-    const Json& after = video["framesAfterIndexLoad"];
-    if (after.is_null())
-        return Format("{} (no index)", JsonText(before));
-    return Format("{} (headers {}, index {})", JsonText(after), JsonText(before),
-                  JsonText(video["indexEntries"]));
-}
-
-Json VideoJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
-{
-    const uint32_t framesBefore = SKrVideoAnswer(file.Reader()).frames;
-    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Video);
-    const SKrVideoAnswer answer(file.Reader());
-    const SKrAviVideoParams& format = answer.format;
-
-    Json video = {{"chunkId", ChunkIdJson(answer.chunkId)}};
-    const SKrAviStream* const stream = FirstVideoStream(facts);
-    if (answer.isValid == 0 && answer.chunkId == 0 && stream == nullptr)
-        return nullptr;
-    if (stream != nullptr)
-        video["stream"] = stream->number;
-    if (answer.isValid != 0)
+public:
+    // Throws CKrToolError when it cannot be opened in either way.
+    explicit CKrExaminedFile(const std::string& path)
     {
-        video["size"] = SizeText(format.width, format.height);
-        video["displaySize"] = SizeText(format.displayWidth, format.displayHeight);
-        video["frameRate"] = FrameRateJson(format.frameRate, stream, report);
-        video["scanMode"] = ScanModeJson(static_cast<EKrScanMode>(format.scanMode));
-        video["aspectMode"] = AspectModeJson(format.aspectMode);
-        video["compression"] = CompressionJson(answer.compression);
-        video["bitCount"] = answer.bitCount;
+        std::optional<CKrToolError> refusal;
+        m_growing = TryToOpen(path, EKrOpening::Growing, refusal);
+        if (m_growing != nullptr)
+            Look();
+        m_whole = TryToOpen(path, EKrOpening::Whole, refusal);
+        if (m_whole == nullptr && m_growing == nullptr)
+            throw CKrToolError(*refusal);
     }
-    else
+
+    [[nodiscard]] const CKrAviFile& File() const { return m_whole != nullptr ? *m_whole : *m_growing; }
+
+    // Finds the chunks of segments whose size was never written as well. Null for files without whole
+    // headers.
+    [[nodiscard]] const CKrAviFile* Growing() const { return m_growing.get(); }
+
+    [[nodiscard]] uint32_t State() const { return m_state; } // as GetGrowingState reports it
+
+    // Whether it grows within a moment: programs other than ours may not lock what they record.
+    [[nodiscard]] bool Grows()
     {
-        report.Finding("the reader finds no usable video format");
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return m_growing != nullptr && m_growing->Refresh() > 0;
     }
-    video["framesBeforeIndexLoad"] = framesBefore;
-    video["framesAfterIndexLoad"] = index ? Json(answer.frames) : Json();
-    video["indexEntries"] = IndexedChunks(file, index, "video", report);
-    if (!index)
-        report.Finding("no video index can be loaded");
-    else if (index->size() < DeclaredFrames(facts))
-        report.Finding(Format("the video index has {}, the headers declare {}",
-                              Counted(index->size(), "frame"), DeclaredFrames(facts)));
-    return video;
-}
 
-// One line for the three frame counts, and what aspect mode 3 means.
-Json VideoText(const Json& video)
-{
-    Json text;
-    for (const auto& member : video.items())
+private:
+    static std::unique_ptr<CKrAviFile> TryToOpen(const std::string& path, EKrOpening opening,
+                                                 std::optional<CKrToolError>& refusal)
     {
-        if (member.key() == "framesBeforeIndexLoad")
-            text["frames"] = FramesText(video);
-        else if (member.key() == "aspectMode" && member.value()["value"] == kAspectModeUnknown)
-            text["pixelAspect"] = "not stored";
-        else if (member.key() != "framesAfterIndexLoad" && member.key() != "indexEntries")
-            text[member.key()] = member.value();
-    }
-    return text;
-}
-
-Json AudioFormatJson(const SKrWaveFormatInfo& format)
-{
-    return {{"formatTag", format.formatTag},           {"channels", format.channels},
-            {"samplesPerSec", format.samplesPerSec},   {"bitsPerSample", format.bitsPerSample},
-            {"avgBytesPerSec", format.avgBytesPerSec}, {"blockAlign", format.blockAlign}};
-}
-
-Json AudioJson(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
-{
-    SKrWaveFormatInfo format = {};
-    int valid = 0;
-    uint32_t chunkId = 0;
-    double duration = 0;
-    const bool hasChunks = file.Reader().GetAudioStreamInfo(&format, &valid, &chunkId, &duration) != 0;
-    const SKrAviStream* const stream = FirstUsableAudioStream(facts);
-    if (const std::string text = UnindexedSoundText(facts); !text.empty())
-        report.Note(text);
-    if (!hasChunks && stream == nullptr)
-        return nullptr;
-    Json audio = {{"chunkId", ChunkIdJson(chunkId)}};
-    if (stream != nullptr)
-        audio["stream"] = stream->number;
-    audio["format"] = valid != 0 ? AudioFormatJson(format) : Json();
-    audio["duration"] = valid != 0 ? Json(duration) : Json();
-    const std::optional<Chunks> index = LoadIndex(file, EKrStreamKind::Audio);
-    audio["indexEntries"] = IndexedChunks(file, index, "audio", report);
-    if (!index && stream != nullptr)
-        report.Finding("no audio index can be loaded");
-    return audio;
-}
-
-Json SegmentsJson(const CKrAviFile& file, const SKrAviFacts& facts)
-{
-    Json segments = Json::array();
-    for (const SKrRiffChunkInfo& segment : facts.segments)
-        segments.push_back({{"form", FourCcText(segment.fccType)},
-                            {"position", HeaderPosition(segment)},
-                            {"size", segment.cksize},
-                            {"complete", EndPosition(segment) <= file.Length()}});
-    return segments;
-}
-
-Json StreamsJson(const CKrAviFile& file, const SKrAviFacts& facts)
-{
-    Json streams = Json::array();
-    for (const SKrAviStream& stream : facts.streams)
-    {
-        Json row = {{"number", stream.number},
-                    {"type", FourCcText(stream.type)},
-                    {"handler", FourCcText(stream.handler)},
-                    {"rate", Fraction(stream.rate, "/", stream.scale)},
-                    {"start", stream.start},
-                    {"length", stream.length},
-                    {"sampleSize", stream.sampleSize},
-                    {"formatBytes", stream.format.size()}};
-        if (stream.IsAudio())
+        try
         {
-            const SKrAudioFormat format = AudioFormat(stream);
-            row["formatTag"] = format.formatTag;
-            row["channels"] = format.channels;
-            row["samplesPerSec"] = format.samplesPerSec;
+            return std::make_unique<CKrAviFile>(path, opening);
         }
-        const std::optional<SKrStreamIndex> index = LoadStreamIndex(file, stream.number);
-        row["indexEntries"] = index ? Json(index->entries.size()) : Json();
-        row["superIndex"] = stream.superIndexPosition ? Json(*stream.superIndexPosition) : Json();
-        if (!stream.name.empty())
-            row["name"] = Printable(stream.name);
-        streams.push_back(std::move(row));
+        catch (const CKrToolError& error)
+        {
+            refusal.emplace(error);
+            return nullptr;
+        }
     }
-    return streams;
-}
 
-Json PrivateScanModeJson(const CKrAviFile& file, int flavour)
-{
-    constexpr auto kUntouched = static_cast<EKrScanMode>(-2);
-    EKrScanMode mode = kUntouched;
-    KrRiffUtils::GetAviScanModeFromPrivateChunk(&file.Reader(), flavour, mode);
-    return mode == kUntouched ? Json() : ScanModeJson(mode);
-}
-
-Json PrivateAspectJson(const CKrAviFile& file, int flavour)
-{
-    int horizontal = 0;
-    int vertical = 0;
-    if (KrRiffUtils::GetAviPixelAspectRatioFromPrivateChunk(&file.Reader(), flavour, horizontal, vertical) ==
-        0)
-        return nullptr;
-    return Fraction(static_cast<uint32_t>(horizontal), ":", static_cast<uint32_t>(vertical));
-}
-
-// The ids of a flavour's chunks, last one first.
-std::string NamesOfFlavour(int flavour)
-{
-    std::string names;
-    for (const SKrPrivateChunkKind& kind : kPrivateChunkKinds)
+    // The state is known once nothing new is found.
+    void Look()
     {
-        if (kind.flavour == flavour)
-            names = FourCcText(kind.id) + (names.empty() ? "" : ", ") + names;
+        constexpr int kMostLooks = 4;
+        for (int look = 0; look < kMostLooks && m_growing->Refresh() > 0; ++look)
+            continue;
+        m_state = m_growing->Reader().GetGrowingState();
     }
-    return names;
+
+    std::unique_ptr<CKrAviFile> m_growing;
+    std::unique_ptr<CKrAviFile> m_whole;
+    uint32_t m_state = 0;
+};
+
+bool HasUnsetSize(const SKrAviFacts& facts)
+{
+    return std::ranges::any_of(facts.segments, [](auto& segment) { return IsSizeUnset(segment.cksize); });
 }
 
-Json PrivateChunksJson(const CKrAviFile& file)
+void PrintReport(const CKrAviFile& file, const SKrFileSummary& summary, const SKrCarriedHeader* header,
+                 const SKrFullInfo& full, const SKrInfoOptions& options, CKrReport& report)
 {
-    Json chunks = Json::array();
-    for (int flavour = 1; flavour <= std::end(kPrivateChunkKinds)[-1].flavour; ++flavour)
-        chunks.push_back({{"flavour", flavour},
-                          {"chunks", NamesOfFlavour(flavour)},
-                          {"scanMode", PrivateScanModeJson(file, flavour)},
-                          {"pixelAspect", PrivateAspectJson(file, flavour)}});
-    return chunks;
-}
-
-Json IndexKindsJson(const SKrAviFacts& facts)
-{
-    Json superIndexes = Json::array();
-    for (const SKrAviStream& stream : facts.streams)
+    const std::vector<SKrInfoTag> tags =
+        header != nullptr ? ReadInfoTags(*header) : std::vector<SKrInfoTag>();
+    report.Brief(BriefSummary(summary));
+    report.FactInWords("version", kInfoVersion, "");
+    report.FactInWords("file", file.Path(), SummaryText(file.Path(), summary));
+    report.FactInWords("length", file.Length(), "");
+    report.FactInWords("kind", summary.container, "");
+    report.FactInWords("summary", SummaryJson(summary), "");
+    report.FactInWords("tags", TagsJson(tags), TagsText(tags));
+    const bool isAsked = options.isFull || report.AsJson();
+    for (const SKrInfoFact& fact : full.facts)
     {
-        if (stream.superIndexPosition)
-            superIndexes.push_back(stream.number);
+        if (isAsked)
+            report.Fact(fact.key, fact.value, fact.shown);
     }
-    Json idx1;
-    if (facts.idx1)
-        idx1 = {{"position", HeaderPosition(*facts.idx1)},
-                {"entries", facts.idx1->cksize / SKrOldIndexEntry::kEncodedSize}};
-    return {
-        {"idx1", idx1},
-        {"indxOfStreams", superIndexes},
-        {"announced", facts.hasMainHeader ? Json((facts.mainHeader.flags & kAvifHasIndex) != 0) : Json()}};
+    for (const std::string& note : full.hostNotes)
+    {
+        if (isAsked)
+            report.Note(note);
+    }
 }
 
-void RunInfo(const std::string& path, CKrReport& report, CKrProgress& progress)
+void InspectFile(const std::string& path, const SKrInfoOptions& options, CKrReport& report,
+                 CKrProgress& progress)
 {
-    const CKrAviFile file(path);
+    CKrExaminedFile examined(path);
+    const CKrAviFile& file = examined.File();
     const SKrAviFacts facts = ReadFacts(file, progress);
-    ReportFileFindings(file, facts, report);
-    const Json video = VideoJson(file, facts, report);
-    const Json audio = AudioJson(file, facts, report);
-
-    report.Fact("file", file.Path());
-    report.Fact("length", file.Length());
-    report.Fact("kind", KindOf(facts));
-    report.Fact("segments", SegmentsJson(file, facts));
-    report.Fact("video", video, VideoText(video));
-    report.Fact("audio", audio);
-    report.Fact("streams", StreamsJson(file, facts));
-    report.Fact("privateChunks", PrivateChunksJson(file));
-    report.Fact("indexes", IndexKindsJson(facts));
+    SKrHealth health = HealthOf(file, facts, examined.State());
+    if (health.state == EKrHealth::NotClosed && examined.Grows())
+        health.state = EKrHealth::BeingRecorded;
+    const std::optional<SKrCarriedHeader> header = ReadCarriedHeader(file);
+    const bool isGrowing = health.state == EKrHealth::NotClosed || health.state == EKrHealth::BeingRecorded;
+    const CKrAviFile& counted = isGrowing && examined.Growing() != nullptr ? *examined.Growing() : file;
+    const SKrFileSummary summary =
+        Summarise(counted, &counted == &file ? facts : ReadFacts(counted, progress),
+                  header ? &*header : nullptr, health, progress);
+    if (health.state != EKrHealth::BeingRecorded)
+        ReportFileFindings(file, facts, report);
+    if (health.state == EKrHealth::NotClosed && !HasUnsetSize(facts))
+        report.Finding("the recording was not closed: data follow the last segment; kravi recover makes it a "
+                       "complete file");
+    const SKrFullInfo full = ReadFullInfo(file, facts, report);
+    PrintReport(file, summary, header ? &*header : nullptr, full, options, report);
 }
 } // namespace
 
 void AddInfoVerb(CKrVerbTable& verbs)
 {
-    const auto file = std::make_shared<std::string>();
-    verbs.Add(kInfoHelp, *file, [file](auto& report, auto& progress) { RunInfo(*file, report, progress); });
+    const auto options = std::make_shared<SKrInfoOptions>();
+    CKrVerbOptions& verb = verbs.Add(kInfoHelp,
+                                     [options](auto& report, auto& progress)
+                                     {
+                                         RunOnEach(options->files, report, progress,
+                                                   [&](const std::string& file)
+                                                   { InspectFile(file, *options, report, progress); });
+                                     });
+    AddFileList(verb, options->files);
+    verb.AddSwitch("--full", options->isFull, "All headers, and what hosts of the library see");
 }
 } // namespace KrTool

@@ -63,6 +63,30 @@ private:
     int32_t m_depthBefore = 0;
 };
 
+// Leaves a lock that the calling thread may have entered, and enters it again as often at the end. Only where
+// no other thread enters it meanwhile.
+class CKrUnlockedScope
+{
+public:
+    explicit CKrUnlockedScope(CKrReentrantLock* lock)
+        : m_lock(lock), m_depth(lock != nullptr ? lock->Depth() : 0)
+    {
+        for (int32_t left = m_depth; left > 0; --left)
+            m_lock->Leave();
+    }
+    ~CKrUnlockedScope()
+    {
+        for (int32_t left = m_depth; left > 0; --left)
+            m_lock->Enter();
+    }
+    CKrUnlockedScope(const CKrUnlockedScope&) = delete;
+    CKrUnlockedScope& operator=(const CKrUnlockedScope&) = delete;
+
+private:
+    CKrReentrantLock* const m_lock; // null: none
+    const int32_t m_depth;
+};
+
 // Tries the lock without waiting; check Entered() before using anything that the lock guards.
 class CKrTryLockScope
 {

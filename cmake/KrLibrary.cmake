@@ -3,6 +3,7 @@ add_library(KrRiffUtilsObjects OBJECT
   module/KrFactories.cpp
   module/KrModule.cpp
   base/KrReentrantLock.cpp
+  base/KrTurn.cpp
   format/KrAviHeaders.cpp
   format/KrAviIndexes.cpp
   format/KrFrameTables.cpp

@@ -78,12 +78,12 @@ int CKrAviWriter::OpenFile(const wchar_t* path, const SKrAviVideoParams* params,
     if (path == nullptr || *path == L'\0' || m_callers.HaveThisThread())
         return 0;
     const CKrCallers::CScope caller(m_callers);
-    const std::lock_guard guard(m_openCloseLock);
+    const std::lock_guard guard(m_openCloseTurn);
     static_cast<void>(Close());
     return Open(path, params, codecFourCC, audioFormat) ? 1 : 0;
 }
 
-// Under m_openCloseLock, with no file open.
+// In m_openCloseTurn, with no file open.
 bool CKrAviWriter::Open(const wchar_t* path, const SKrAviVideoParams* params, uint32_t codecFourCC,
                         const WAVEFORMATEX* audioFormat)
 {
@@ -185,11 +185,11 @@ int CKrAviWriter::CloseFile()
     if (m_callers.HaveThisThread())
         return 0;
     const CKrCallers::CScope caller(m_callers);
-    const std::lock_guard guard(m_openCloseLock);
+    const std::lock_guard guard(m_openCloseTurn);
     return Close() ? 1 : 0;
 }
 
-// Under m_openCloseLock. False when the file that was open is not complete.
+// In m_openCloseTurn. False when the file that was open is not complete.
 bool CKrAviWriter::Close()
 {
     if (m_interleaver.StopAccepting())
@@ -287,7 +287,7 @@ int CKrAviWriter::SetRecordingOptions(const SKrRecordingOptions* options)
     if (!rules || m_callers.HaveThisThread())
         return 0;
     const CKrCallers::CScope caller(m_callers);
-    const std::lock_guard guard(m_openCloseLock);
+    const std::lock_guard guard(m_openCloseTurn);
     m_rules = *rules;
     return 1;
 }

@@ -6,6 +6,7 @@
 #include "KrRiffUtils/IKrAviWriter.h"
 #include "base/KrObject.h"
 #include "base/KrRef.h"
+#include "base/KrTurn.h"
 #include "platform/KrModuleHold.h"
 #include "platform/KrPlatform.h"
 #include "platform/KrSync.h"
@@ -70,12 +71,12 @@ private:
     int (*const m_createWorkerThread)(int kind, IKrWorkerThread** out);
 
     CKrCallers m_callers;
-    CKrMutex m_openCloseLock;  // one open or close at a time; entered before all others
-    SKrRecordingRules m_rules; // of the next open; under m_openCloseLock
+    CKrTurn m_openCloseTurn;   // one open or close at a time; taken before all others
+    SKrRecordingRules m_rules; // of the next open; in m_openCloseTurn
     CKrInterleaver m_interleaver;
 
     CKrWorkSignal m_work;
-    CKrRef<IKrWorkerThread> m_worker;      // null when none could be created; under m_openCloseLock
+    CKrRef<IKrWorkerThread> m_worker;      // null when none could be created; in m_openCloseTurn
     CKrModuleHold m_moduleHold;            // while the worker runs
     KrAtomic<uint64_t> m_workerThread = 0; // its number while it runs
     bool m_isLeftToWorker = false;         // of the worker's thread alone

@@ -13,7 +13,7 @@ CKrInterleaver::CKrInterleaver(IKrClock& clock, int (*createThread)(int kind, IK
 void CKrInterleaver::Begin(std::unique_ptr<CKrGrowingFile> file, const SKrWriterSetup& setup,
                            const SKrRecordingRules& rules)
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     m_writer.Begin(std::move(file), rules);
     m_submissions.Begin(setup, rules);
     m_free.Begin(setup, rules);
@@ -67,7 +67,7 @@ void CKrInterleaver::RunStepOfWorker()
 
 uint32_t CKrInterleaver::WaitMs()
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     return m_free.WaitMs();
 }
 
@@ -75,7 +75,7 @@ uint32_t CKrInterleaver::WaitMs()
 // other, however long a chain of samples that submit the next.
 bool CKrInterleaver::RunStepOfCaller()
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     m_stepAgain = true;
     if (m_isStepping)
         return true;
@@ -109,22 +109,22 @@ void CKrInterleaver::FinishIndexes()
     StopWhenOutOfMemory(
         [this]
         {
-            const CKrLockScope step(m_stepLock);
+            const CKrTurnScope step(m_stepTurn);
             static_cast<void>(m_writer.Finish());
         });
 }
 
 void CKrInterleaver::CloseFile()
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     m_writer.Close();
     m_status.SetState(kKrStateOpen | kKrStateSoundIsLate, false);
 }
 
 void CKrInterleaver::ReleaseQueued()
 {
-    CKrSampleList released; // outside of the locks: a sample's release may call anything
-    const CKrLockScope step(m_stepLock);
+    CKrSampleList released; // outside of the turn: a sample's release may call anything
+    const CKrTurnScope step(m_stepTurn);
     released = m_free.TakeAll();
     CKrSampleList queued = m_submissions.With([](CKrSampleQueue& queue) { return queue.TakeAll(); });
     released.splice(released.end(), queued);
@@ -133,7 +133,7 @@ void CKrInterleaver::ReleaseQueued()
 // Moves what is due. False when writing failed, now or before.
 bool CKrInterleaver::RunStep()
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     if (m_faults.writeFailed)
         return false;
     if (!m_writer.HasFile())
@@ -145,7 +145,7 @@ bool CKrInterleaver::RunStep()
 
 bool CKrInterleaver::RunFinalStep()
 {
-    const CKrLockScope step(m_stepLock);
+    const CKrTurnScope step(m_stepTurn);
     if (m_faults.writeFailed)
         return false;
     const bool written = m_runsFreely ? m_free.RunToTheEnd() : WriteNext() && Drain();

@@ -1,14 +1,14 @@
 // Moves samples from the queue to the file: the steps that the worker runs, or each submission when there is
 // no worker.
 //
-// The host's samples are called under no lock that a submission or a direct chunk waits for. Locks are
-// entered in this order: m_stepLock, then either the lock of the submissions or the file's lock of
+// The host's samples are called under no lock, and in no turn that a submission or a direct chunk waits for.
+// This is the order: m_stepTurn, then either the lock of the submissions or the file's turn of
 // CKrSampleWriter. A submission takes the former alone, for a few instructions; a direct chunk takes the
-// file's lock alone, for its write.
+// file's turn alone, for its write.
 #ifndef KR_WRITER_KRINTERLEAVER_H
 #define KR_WRITER_KRINTERLEAVER_H
 
-#include "base/KrReentrantLock.h"
+#include "base/KrTurn.h"
 #include "platform/KrPlatform.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "writer/KrFreeRun.h"
@@ -85,15 +85,15 @@ private:
     CKrRecordingStatus m_status;
     CKrSubmissions m_submissions;
 
-    // Held by whoever moves samples from the queue to the file, also while it calls them: the worker, or
-    // without one each submission, whose samples may submit more.
-    CKrReentrantLock m_stepLock;
-    CKrSampleWriter m_writer;  // under m_stepLock, but for direct chunks
-    CKrFreeRun m_free;         // under m_stepLock
-    bool m_runsFreely = false; // changed under m_stepLock while no worker runs
+    // Of whoever moves samples from the queue to the file, also while it calls them: the worker, or without
+    // one each submission, whose samples may submit more.
+    CKrTurn m_stepTurn;
+    CKrSampleWriter m_writer;  // in m_stepTurn, but for direct chunks
+    CKrFreeRun m_free;         // in m_stepTurn
+    bool m_runsFreely = false; // changed in m_stepTurn while no worker runs
     bool m_hasAudio = false;   // likewise
-    bool m_isStepping = false; // under m_stepLock: a submission without a worker is at work
-    bool m_stepAgain = false;  // under m_stepLock: another came from inside a sample
+    bool m_isStepping = false; // in m_stepTurn: a submission without a worker is at work
+    bool m_stepAgain = false;  // in m_stepTurn: another came from inside a sample
 };
 
 #endif

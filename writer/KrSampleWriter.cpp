@@ -54,7 +54,7 @@ void CKrSampleWriter::Begin(std::unique_ptr<CKrGrowingFile> file, const SKrRecor
     m_hasJoined = false;
     m_pacer.Reset(rules.chunkSpacingMs, rules.AreDefaults());
     m_flushesBeside = m_joins && m_flusher.Start([flushed = file.get()] { flushed->Flush(); });
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     m_file = std::move(file);
 }
 
@@ -106,14 +106,14 @@ bool CKrSampleWriter::WriteInGroup(EKrStream stream, const SKrQueuedSample& samp
 bool CKrSampleWriter::KeepWritten(EKrStream stream)
 {
     m_pacer.Pace();
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     return m_file->KeepIndex(stream);
 }
 
 bool CKrSampleWriter::JoinBytes(EKrStream stream, KrByteSpan data, EKrSegmentBudget budget,
                                 std::span<const uint32_t> rest)
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     const bool joined = m_file->JoinQueued(stream, data, budget, rest);
     m_hasJoined = m_file->HasJoined();
     return joined;
@@ -121,7 +121,7 @@ bool CKrSampleWriter::JoinBytes(EKrStream stream, KrByteSpan data, EKrSegmentBud
 
 bool CKrSampleWriter::WriteJoined()
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     m_hasJoined = false;
     return m_file->WriteJoined();
 }
@@ -134,7 +134,7 @@ CKrSampleList CKrSampleWriter::TakeWritten()
 bool CKrSampleWriter::WriteBytes(EKrStream stream, KrByteSpan data, EKrSegmentBudget budget,
                                  std::span<const uint32_t> rest)
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     return m_file->WriteQueued(stream, data, budget, rest);
 }
 
@@ -161,13 +161,13 @@ bool CKrSampleWriter::ReserveGroup(const SKrBatch& batch)
     m_groupLengths.push_back(LengthOf(batch.video.front()));
 
     // Not before: a sample may be locked by whoever waits for the file.
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     return m_file->Reserve(m_groupLengths);
 }
 
 void CKrSampleWriter::MeasureDataRate()
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     if (!m_file->MeasureDataRate())
         return;
     if (m_flushesBeside)
@@ -178,26 +178,26 @@ void CKrSampleWriter::MeasureDataRate()
 
 bool CKrSampleWriter::Finish()
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     return m_file->Finish();
 }
 
 void CKrSampleWriter::Close()
 {
     m_flusher.Stop();
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     m_file->Close();
     m_file.reset();
 }
 
 void CKrSampleWriter::AcceptDirect(bool accept)
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     m_acceptingDirect = accept;
 }
 
 bool CKrSampleWriter::WriteDirect(EKrStream stream, KrByteSpan data)
 {
-    const std::lock_guard guard(m_fileLock);
+    const std::lock_guard guard(m_fileTurn);
     return m_acceptingDirect && m_file->Has(stream) && m_file->WriteDirect(stream, data);
 }

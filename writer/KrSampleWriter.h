@@ -3,8 +3,8 @@
 #define KR_WRITER_KRSAMPLEWRITER_H
 
 #include "KrRiffUtils/IKrMediaSample.h"
+#include "base/KrTurn.h"
 #include "platform/KrPlatform.h"
-#include "platform/KrSync.h"
 #include "siblings/KrKernel/KrWorkerThread.h"
 #include "writer/KrFlusher.h"
 #include "writer/KrGrowingFile.h"
@@ -19,8 +19,8 @@
 #include <span>
 #include <vector>
 
-// Samples are locked, paced and unlocked outside of its lock, which guards the file while a chunk is written
-// or the file flushed. All but WriteDirect is called by one thread at a time, which its owner sees to.
+// Samples are locked, paced and unlocked outside of the file's turn, in which a chunk is written or the file
+// flushed. All but WriteDirect is called by one thread at a time, which its owner sees to.
 class CKrSampleWriter
 {
 public:
@@ -81,9 +81,9 @@ private:
     bool m_hasJoined = false;
     CKrSampleList m_written; // kept until they are released together
 
-    CKrMutex m_fileLock; // guards what follows
+    CKrTurn m_fileTurn; // guards what follows
     std::unique_ptr<CKrGrowingFile>
-        m_file; // changed by the owner's thread alone, which may test it without the lock
+        m_file; // changed by the owner's thread alone, which may test it outside of the turn
     bool m_acceptingDirect = false;
 
     CKrFlusher m_flusher; // of the open file; ended before that closes

@@ -2,6 +2,8 @@
 #ifndef KR_BINDINGS_C_KRCALLBACKTHREADS_H
 #define KR_BINDINGS_C_KRCALLBACKTHREADS_H
 
+#include "base/KrReentrantLock.h"
+#include "base/KrTurn.h"
 #include "platform/KrSync.h"
 #include "writer/KrCallers.h"
 
@@ -25,12 +27,19 @@ public:
         Release      // a sample is given back
     };
 
-    // The calling thread is inside a callback while this exists.
+    // The lock that whoever has the turn may have entered is left during callbacks. Set once, before any.
+    void LeaveDuringCallbacks(CKrReentrantLock& lock, const CKrTurn& turn)
+    {
+        m_lock = &lock;
+        m_turn = &turn;
+    }
+
+    // The calling thread is inside a callback while this exists, and holds no lock of the handle.
     class CScope
     {
     public:
         CScope(CKrCallbackThreads& threads, EKind kind)
-            : m_running(threads.m_running), m_caller(threads.Callers(kind))
+            : m_unlocked(threads.EnteredLock()), m_running(threads.m_running), m_caller(threads.Callers(kind))
         {
         }
 
@@ -44,8 +53,9 @@ public:
             KrAtomic<uint32_t>& running;
         };
 
-        SCount m_running;
-        CKrCallers::CScope m_caller;
+        const CKrUnlockedScope m_unlocked;
+        const SCount m_running;
+        const CKrCallers::CScope m_caller;
     };
 
     // Whether the calling thread may call an operation of that kind.
@@ -58,11 +68,18 @@ public:
     }
 
 private:
+    // Null where the calling thread has entered none.
+    [[nodiscard]] CKrReentrantLock* EnteredLock() const
+    {
+        return m_turn != nullptr && m_turn->IsMine() ? m_lock : nullptr;
+    }
     [[nodiscard]] CKrCallers& Callers(EKind kind)
     {
         return kind == EKind::Release ? m_release : m_inputOutput;
     }
 
+    CKrReentrantLock* m_lock = nullptr; // null: no callback runs under one
+    const CKrTurn* m_turn = nullptr;
     KrAtomic<uint32_t> m_running = 0;
     CKrCallers m_inputOutput;
     CKrCallers m_release;

@@ -114,7 +114,7 @@ kr_result kr_reader_load_index(kr_reader* reader, uint32_t stream, uint64_t firs
                       if (out == nullptr)
                           return KR_ERROR_ARGUMENT;
                       auto entries = std::make_unique<CArray<SKrStreamIndexEntry>>();
-                      const SKrOutcome outcome = object.Locked(
+                      const SKrOutcome outcome = object.Alone(
                           [&]() -> SKrOutcome
                           {
                               if (object.Size() == 0)

@@ -43,8 +43,8 @@ SKrOutcome CKrReaderHandle::OpenBy(Step&& open, const std::wstring* path)
 
 SKrOutcome CKrReaderHandle::Open(const std::wstring& path)
 {
-    std::shared_ptr<CKrInput> ended; // outside the lock
-    return Locked(
+    std::shared_ptr<CKrInput> ended; // outside of the turn
+    return Alone(
         [&]
         {
             ended.swap(m_input);
@@ -55,7 +55,7 @@ SKrOutcome CKrReaderHandle::Open(const std::wstring& path)
 SKrOutcome CKrReaderHandle::OpenGrowing(const std::wstring& path)
 {
     std::shared_ptr<CKrInput> ended;
-    return Locked(
+    return Alone(
         [&]
         {
             ended.swap(m_input);
@@ -67,7 +67,7 @@ SKrOutcome CKrReaderHandle::OpenInput(const kr_input& callbacks)
 {
     const auto input = std::make_shared<CKrInput>(callbacks, CallbackThreads());
     std::shared_ptr<CKrInput> ended;
-    return Locked(
+    return Alone(
         [&]() -> SKrOutcome
         {
             ended.swap(m_input);
@@ -84,7 +84,7 @@ SKrOutcome CKrReaderHandle::OpenInput(const kr_input& callbacks)
 
 SKrOutcome CKrReaderHandle::Refresh()
 {
-    return Locked(
+    return Alone(
         [&]() -> SKrOutcome
         {
             if (m_size == 0)
@@ -100,7 +100,7 @@ SKrOutcome CKrReaderHandle::Refresh()
 SKrOutcome CKrReaderHandle::Close()
 {
     std::shared_ptr<CKrInput> ended;
-    return Locked(
+    return Alone(
         [&]() -> SKrOutcome
         {
             ended.swap(m_input);
@@ -134,7 +134,7 @@ std::shared_ptr<IKrFile> CKrReaderHandle::OpenedFile()
     return m_file;
 }
 
-// Under the reader's lock. A read under way keeps the old file until it ends.
+// In the turn. A read under way keeps the old file until it ends.
 void CKrReaderHandle::SetOpenedFile(std::shared_ptr<IKrFile> file, uint64_t size)
 {
     m_size = size;

@@ -3,6 +3,7 @@
 #define KR_BINDINGS_C_KRREADERHANDLE_H
 
 #include "base/KrRef.h"
+#include "base/KrTurn.h"
 #include "bindings/c/KrCall.h"
 #include "bindings/c/KrHandleFiles.h"
 #include "bindings/c/KrHandled.h"
@@ -10,14 +11,19 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
-// A reader that never waits for its lock. The size of the open file is kept beside it, so that asking for it
-// takes no lock.
+// A reader in which one thread at a time is at work: the others are told so instead of waiting. Nobody else
+// enters the reader's own lock, which is left while callbacks run. The size of the open file is kept beside
+// it, so that asking for it takes no lock.
 class CKrReaderHandle final : public CKrHandled
 {
 public:
-    CKrReaderHandle() : m_files(*this), m_reader(CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files))) {}
+    CKrReaderHandle() : m_files(*this), m_reader(CKrRef<CKrRiffReader>::Adopt(new CKrRiffReader(m_files)))
+    {
+        CallbackThreads().LeaveDuringCallbacks(m_reader->Lock(), m_turn);
+    }
 
     [[nodiscard]] SKrOutcome Open(const std::wstring& path);
     [[nodiscard]] SKrOutcome OpenGrowing(const std::wstring& path);
@@ -29,13 +35,13 @@ public:
     [[nodiscard]] CKrRiffReader& Reader() { return *m_reader; }
     [[nodiscard]] uint64_t Size() const { return m_size; } // 0: no file is open
 
-    // Runs a step that needs the reader's lock, or answers that another thread has it.
+    // Runs a step that needs the reader for itself, or answers that another thread is at work in it.
     template <class Step>
-    [[nodiscard]] SKrOutcome Locked(Step&& step)
+    [[nodiscard]] SKrOutcome Alone(Step&& step)
     {
-        const CKrTryLockScope scope(m_reader->Lock());
-        if (!scope.Entered())
+        if (!m_turn.TryTake())
             return KR_ERROR_BUSY;
+        const std::lock_guard turn(m_turn, std::adopt_lock);
         static_cast<void>(TakeReadError()); // what failed before
         return step();
     }
@@ -51,8 +57,9 @@ private:
 
     CKrHandleFiles m_files; // before the reader, which uses them to its end
     CKrRef<CKrRiffReader> m_reader;
+    CKrTurn m_turn; // who is at work in the reader
     KrAtomic<uint64_t> m_size = 0;
-    std::shared_ptr<CKrInput> m_input; // the open one; under the reader's lock
+    std::shared_ptr<CKrInput> m_input; // the open one; in m_turn
     CKrMutex m_fileLock;               // held to copy a pointer; no lock follows
     std::shared_ptr<IKrFile> m_file;   // the open one
 };

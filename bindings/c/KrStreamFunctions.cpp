@@ -42,11 +42,11 @@ bool FindPixelAspect(Source source, uint32_t flavour, int32_t* horizontal, int32
     return found;
 }
 
-// Runs a query of an open reader, which would wait for a lock that another thread holds.
+// Runs a query of an open reader, which would wait for another thread.
 template <class Query>
 SKrOutcome Ask(CKrReaderHandle& object, Query&& query)
 {
-    return object.Locked(
+    return object.Alone(
         [&]() -> SKrOutcome
         {
             if (object.Size() == 0)

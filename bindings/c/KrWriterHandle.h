@@ -16,8 +16,9 @@
 class CKrWriterHandle final : public CKrHandled
 {
 public:
-    CKrWriterHandle()
-        : m_files(*this), m_writer(CKrRef<CKrAviWriter>::Adopt(new CKrAviWriter({.fileSystem = m_files})))
+    explicit CKrWriterHandle(int (*createThread)(int kind, IKrWorkerThread** out) = &KrCreateWorkerThread)
+        : m_files(*this), m_writer(CKrRef<CKrAviWriter>::Adopt(
+                              new CKrAviWriter({.fileSystem = m_files, .createWorkerThread = createThread})))
     {
     }
 

@@ -19,8 +19,8 @@ public:
 //
 // The writer calls GetDataLength once, on the thread that submits the sample. Its worker's thread calls
 // LockBuffer and UnlockBuffer, twice for most samples of a file with sound (first for the lengths of samples
-// that are written together), and Release. None of them is called under a lock that a submission waits for: a
-// sample may take locks of the host.
+// that are written together), and Release. None of them is called under a lock: a sample may take locks of
+// the host.
 class IKrMediaSample : public IKrPoolElement
 {
 public:

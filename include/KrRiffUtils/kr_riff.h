@@ -20,12 +20,14 @@
 // returns KR_ERROR_BUSY instead of waiting. Freeing a handle while another thread uses it is safe: the object
 // goes when that call has returned.
 //
-// Callbacks. The library calls release and log callbacks without holding a lock. It calls the callbacks of a
-// kr_input or kr_output while the operation that needs the bytes is under way: other operations on the same
-// reader then return KR_ERROR_BUSY, and on the same writer opening, closing and direct chunks wait. From
-// inside such a callback every operation on its own handle returns KR_ERROR_CALLBACK. From inside a release
-// callback samples may be submitted and the status asked for, and other operations on its own writer return
-// KR_ERROR_CALLBACK. Other handles may be used everywhere. A callback must return: no longjmp, no exception.
+// Callbacks. The library holds no lock while it runs one. Those of a kr_input or kr_output belong to the
+// operation that needs the bytes. Until it ends, operations that need the same reader for themselves return
+// KR_ERROR_BUSY on other threads; on the same writer opening, closing and direct chunks wait for it, so that
+// a callback must not wait for a thread that is inside one of these. No other operation waits for a callback.
+// From inside such a callback every operation on its own handle returns KR_ERROR_CALLBACK. From inside a
+// release callback samples may be submitted and the status asked for, and other operations on its own writer
+// return KR_ERROR_CALLBACK. Other handles may be used everywhere. A callback must return: no longjmp, no
+// exception.
 #ifndef KRRIFFUTILS_KR_RIFF_H
 #define KRRIFFUTILS_KR_RIFF_H
 

@@ -35,6 +35,8 @@ public:
         {
             auto& self = *static_cast<CKrCInput*>(context);
             *size = self.bytes.size();
+            if (self.whileSizing)
+                self.whileSizing();
             return self.sizeError;
         };
         input.read_at = [](void* context, uint64_t position, void* buffer, size_t count, size_t* copied)
@@ -49,6 +51,7 @@ public:
     }
 
     KrBytes bytes;
+    std::function<void()> whileSizing;
     std::function<void()> whileReading;
     std::atomic<int32_t> readError = 0;
     int32_t sizeError = 0;
@@ -88,6 +91,8 @@ public:
         {
             auto& self = *static_cast<CKrCOutput*>(context);
             ++self.flushes;
+            if (self.whileFlushing)
+                self.whileFlushing();
             return self.flushError;
         };
         output.truncate = [](void* context, uint64_t length) -> int32_t
@@ -108,6 +113,7 @@ public:
 
     KrBytes bytes;
     std::function<void()> whileWriting;
+    std::function<void()> whileFlushing;
     int failingWrite = 0; // number of the first write that fails; 0: none
     int32_t flushError = 0;
     std::atomic<int> writes = 0;

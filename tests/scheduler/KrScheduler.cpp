@@ -76,6 +76,7 @@ struct CKrScheduler::SKrActivity
     bool wasWoken = false;
     bool ended = false;
     uint64_t number = 0;
+    int locks = 0;
 };
 
 CKrScheduler::CKrScheduler(uint64_t seed)
@@ -237,6 +238,17 @@ void CKrScheduler::WakeOne(const void* what)
     SKrActivity* const woken = waiting[Choose(waiting.size())];
     woken->waitsFor = nullptr;
     woken->wasWoken = true;
+}
+
+void CKrScheduler::CountLock(int change)
+{
+    if (m_current != nullptr)
+        m_current->locks += change;
+}
+
+int CKrScheduler::LocksHeld() const
+{
+    return m_current != nullptr ? m_current->locks : 0;
 }
 
 uint64_t CKrScheduler::Activity() const

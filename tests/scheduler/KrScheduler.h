@@ -46,6 +46,10 @@ public:
     void WakeAll(const void* what);
     void WakeOne(const void* what);
 
+    // How many locks the current activity holds, as its locks count them.
+    void CountLock(int change);
+    [[nodiscard]] int LocksHeld() const;
+
     // Number of the activity that is executing, from 1.
     [[nodiscard]] uint64_t Activity() const;
 

@@ -10,12 +10,19 @@ using KrTest::YieldToScheduler;
 
 namespace
 {
+void Count(int change)
+{
+    if (CKrScheduler* const scheduler = CKrScheduler::Current())
+        scheduler->CountLock(change);
+}
+
 bool TryLock(KrNativeRecursiveMutex& mutex)
 {
     if (mutex.depth != 0 && mutex.holder != KrCurrentThread())
         return false;
     mutex.holder = KrCurrentThread();
     ++mutex.depth;
+    Count(1);
     return true;
 }
 
@@ -35,6 +42,7 @@ void Unlock(KrNativeRecursiveMutex& mutex)
     if (mutex.depth == 0 || mutex.holder != KrCurrentThread())
         throw std::logic_error("a lock that another thread holds");
     --mutex.depth;
+    Count(-1);
     if (CKrScheduler* const scheduler = CKrScheduler::Current(); mutex.depth == 0 && scheduler != nullptr)
         scheduler->WakeAll(&mutex);
 }

@@ -23,6 +23,13 @@ if(NOT CMAKE_CROSSCOMPILING)
   add_executable(KrListStreams peers/ListStreams.cpp)
   target_link_libraries(KrListStreams PRIVATE KrRiffUtils)
 endif()
+if(TARGET KrMakeFiles)
+  add_test(NAME FromMemory COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/bindings/corpus_test.py
+    $<TARGET_FILE:KrCTests> $<$<BOOL:${KR_FULL_TESTS}>:--whole> $<$<BOOL:${KR_FULL_TESTS}>:$<TARGET_FILE:KrMakeFiles>>
+    COMMAND_EXPAND_LISTS)
+  kr_set_test_surroundings(FromMemory)
+  set_tests_properties(FromMemory PROPERTIES TIMEOUT 3600)
+endif()
 if(KR_TEST_PEERS AND TARGET KrMakeFiles)
   add_test(NAME Peers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/peers_test.py
     $<TARGET_FILE:KrMakeFiles>)

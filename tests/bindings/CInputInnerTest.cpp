@@ -5,6 +5,11 @@
 #include "tests/support/KrOsTestFiles.h"
 #include "tests/support/KrTempFolder.h"
 
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 using namespace KrTest;
@@ -54,6 +59,22 @@ std::string Answers(kr_reader* reader)
     add(kr_reader_video(reader, &video), video.frames, video.width, video.frame_rate);
     return text;
 }
+
+// Whether a file opens: its bytes must give the same result, and the same answers, from memory.
+bool OpensTheSameInMemory(kr_reader* reader, const std::string& path, CKrCInput& input)
+{
+    const kr_input record = input.Record();
+    const kr_result onDisk = kr_reader_open(reader, path.c_str());
+    const std::string fromDisk = onDisk == KR_OK ? Answers(reader) : std::string();
+    EXPECT_EQ(kr_reader_open_input(reader, &record), onDisk) << path;
+    if (onDisk == KR_OK)
+    {
+        EXPECT_TRUE(Answers(reader) == fromDisk) << path;
+    }
+    EXPECT_EQ(kr_reader_close(reader), KR_OK);
+    EXPECT_EQ(input.released, onDisk == KR_OK ? 1 : 0) << path;
+    return onDisk == KR_OK;
+}
 } // namespace
 
 TEST_F(CInput, FilesOfManyKinds_AreThoseOnTheDisk)
@@ -67,17 +88,8 @@ TEST_F(CInput, FilesOfManyKinds_AreThoseOnTheDisk)
         files.Set(L"clip.avi", content);
         CKrCInput input(content.ToBytes());
         input.mostPerRead = seed % 2 == 0 ? 1000 : SIZE_MAX; // callbacks may give less than was asked for
-        const kr_input record = input.Record();
-        const kr_result onDisk = kr_reader_open(reader, kPath);
-        const std::string fromDisk = onDisk == KR_OK ? Answers(reader) : std::string();
-        EXPECT_EQ(kr_reader_open_input(reader, &record), onDisk) << seed;
-        opened += onDisk == KR_OK;
-        if (onDisk == KR_OK)
-        {
-            EXPECT_EQ(Answers(reader), fromDisk) << seed;
-        }
-        EXPECT_EQ(kr_reader_close(reader), KR_OK);
-        EXPECT_EQ(input.released, onDisk == KR_OK ? 1 : 0) << seed;
+        SCOPED_TRACE(seed);
+        opened += OpensTheSameInMemory(reader, kPath, input);
     }
     EXPECT_GT(opened, 100u);
 }
@@ -292,4 +304,34 @@ TEST(COsFiles, FailedOpens_SayWhy)
     EXPECT_EQ(kr_reader_free(reader), KR_OK);
     EXPECT_EQ(kr_writer_free(writer), KR_OK);
     EXPECT_EQ(kr_writer_free(other), KR_OK);
+}
+
+// On the disk itself: a few files that are made here, and those in the folder that KR_CORPUS names.
+TEST(COsFiles, OfACorpus_AreTheSameInMemory)
+{
+    CKrTempFolder folder;
+    std::vector<std::filesystem::path> paths;
+    for (uint32_t seed = 1; seed <= 10; ++seed)
+    {
+        const std::wstring path = folder.PathOf(L"seed" + std::to_wstring(seed));
+        ASSERT_TRUE(Os::WriteSparseFile(path, CRandomAvi(seed).Build()));
+        paths.emplace_back(path);
+    }
+    if (const char* const corpus = std::getenv("KR_CORPUS"))
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(corpus))
+            paths.push_back(entry.path());
+    }
+    kr_reader* reader = nullptr;
+    ASSERT_EQ(kr_reader_create(&reader), KR_OK);
+    size_t opened = 0;
+    for (const std::filesystem::path& path : paths)
+    {
+        std::ifstream file(path, std::ios::binary);
+        CKrCInput input(KrBytes(std::istreambuf_iterator<char>(file), {}));
+        opened += OpensTheSameInMemory(reader, Narrow(path.wstring()), input);
+    }
+    EXPECT_GT(opened, paths.size() / 2);
+    EXPECT_EQ(kr_reader_free(reader), KR_OK);
+    std::printf("%zu files, %zu of them open\n", paths.size(), opened);
 }

@@ -3,7 +3,7 @@
 # undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
 #   --full    clang-tidy as well, a minute of each fuzzer, more killed recordings, a minute of followed ones, more files of
-#             other programs, Debian packages, and mutation testing
+#             other programs, Debian packages, hosts in C#, Rust and Go, and mutation testing
 # While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
@@ -39,7 +39,8 @@ esac
 
 packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PACKAGES[@]}")
 [ "${1:-}" = --quick ] || packages+=("${KR_FORMAT_PACKAGES[@]}" "${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
-[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}" "${KR_DEBIAN_PACKAGES[@]}")
+[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}" "${KR_DEBIAN_PACKAGES[@]}"
+    "${KR_LANGUAGE_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
 # What ccache must ignore to get hits for sources with a precompiled header.

@@ -16,6 +16,13 @@ add_test(NAME Arrows COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts
 
 add_subdirectory(abi)
 
+# Hosts in other languages, whose compilers are large.
+if(KR_FULL_TESTS AND NOT CMAKE_CROSSCOMPILING)
+  add_test(NAME Languages COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/bindings/languages_test.py
+    ${PROJECT_SOURCE_DIR} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} $<TARGET_FILE_DIR:KrRiffUtilsC> $<TARGET_FILE:KrCheckAvi>)
+  kr_set_test_surroundings(Languages)
+endif()
+
 # Independent programs read what the writer made. They are programs of the build machine.
 if(NOT CMAKE_CROSSCOMPILING)
   add_executable(KrMakeFiles peers/MakeFiles.cpp)

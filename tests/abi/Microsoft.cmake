@@ -62,5 +62,7 @@ set_tests_properties(SlotTablesSwapped PROPERTIES
   PASS_REGULAR_EXPRESSION "IKrRiffReader: clang has .*, listed is .*57 slots of 6 interfaces, 1 wrong")
 add_test(NAME ExportedNames COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/check_names.py
   ${KR_EXPORTS_LIST} ${PROJECT_SOURCE_DIR}/include ${KR_CLANG} ${KR_LLVM_NM} ${CMAKE_CXX_COMPILER} ${CMAKE_NM})
+add_test(NAME HeadersInCMicrosoft COMMAND ${KR_BASH} ${PROJECT_SOURCE_DIR}/tests/bindings/check-c-headers.sh
+  ${KR_CLANG} ${PROJECT_SOURCE_DIR} --target=x86_64-pc-windows-msvc -ffreestanding -isystem ${CMAKE_CURRENT_SOURCE_DIR}/ms/include)
 add_test(NAME PublicHeadersMicrosoft COMMAND ${KR_BASH} ${PROJECT_SOURCE_DIR}/tests/include/check-headers.sh
   ${KR_CLANG} ${PROJECT_SOURCE_DIR}/include --target=x86_64-pc-windows-msvc)

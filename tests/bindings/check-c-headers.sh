@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# check-c-headers.sh COMPILER SOURCES: the headers of the C interface compile alone, as C11, C17 and C++, without a
-# warning, and the example in C does too; and all
-# declared functions are exported.
+# check-c-headers.sh COMPILER SOURCES [OPTION...]: the headers of the C interface compile alone, as C11, C17 and C++,
+# without a warning, and the example in C does too; and all declared functions are exported. With options they are
+# compiled by this compiler alone.
 set -euo pipefail
 compiler=$1
 sources=$2
 include=$sources/include
-strict=(-Wall -Wextra -Wconversion -Wshadow -Wstrict-prototypes -pedantic -Werror -fsyntax-only -I "$include")
+options=("${@:3}")
+strict=("${options[@]}" -Wall -Wextra -Wconversion -Wshadow -Wstrict-prototypes -pedantic -Werror -fsyntax-only -I "$include")
 count=0
 compilers=("$compiler")
-[[ $compiler == *mingw* ]] || for other in clang clang-19; do
+[[ $compiler == *mingw* || ${#options[@]} -gt 0 ]] || for other in clang clang-19; do
     if command -v "$other" >/dev/null; then compilers+=("$other"); fi
 done
 
@@ -20,7 +21,7 @@ for compiler in "${compilers[@]}"; do
             count=$((count + 1))
         done
     done
-    "$compiler" "${strict[@]}" -std=c11 "$sources/examples/ClipInC.c"
+    "$compiler" "${strict[@]}" -std=c11 -x c "$sources/examples/ClipInC.c"
     count=$((count + 1))
 done
 echo '#include <KrRiffUtils/kr_riff.h>' | "${compilers[0]}" "${strict[@]/-Wstrict-prototypes/-Wall}" -x c++ -

@@ -303,8 +303,22 @@ file(WRITE answer ${{library}})
             run(self.options.linker, "/nologo", "/subsystem:console", "/entry:KrStart", "/nodefaultlib",
                 f"/out:{os.path.join(work, name)}.exe", example, start, self.path("lib", "KrRiffUtils.lib"), runtime,
                 kernel)
-        shutil.copy(self.path("bin", "KrRiffUtils.dll"), work)
+        self.link_in_c(work, runtime, kernel)
+        for library in ("KrRiffUtils.dll", "KrRiffUtilsC.dll"):
+            shutil.copy(self.path("bin", library), work)
         run_examples(work, [self.options.launcher])
+
+    def link_in_c(self, work, runtime, kernel):
+        """The example in C, against KrRiffUtilsC.lib."""
+        clang = [self.options.clang, "--target=x86_64-pc-windows-msvc", "-O2", "-ffreestanding", "-isystem",
+                 os.path.join(START, "include")]
+        start, example = os.path.join(work, "StartInC.obj"), os.path.join(work, "ClipInC.obj")
+        run(*clang, "-std=c++17", "-fno-exceptions", "-fno-rtti", "-DKR_MAIN_IN_C", "-c", os.path.join(START, "Start.cpp"),
+            "-o", start)
+        run(*clang, "-x", "c", "-std=c11", "-I", self.path("include"), "-c",
+            self.path("share", "doc", "KrRiffUtils", "examples", "ClipInC.c"), "-o", example)
+        run(self.options.linker, "/nologo", "/subsystem:console", "/entry:KrStart", "/nodefaultlib",
+            f"/out:{os.path.join(work, 'ClipInC')}.exe", example, start, self.path("lib", "KrRiffUtilsC.lib"), runtime, kernel)
 
 
 def main():

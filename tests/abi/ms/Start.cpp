@@ -32,6 +32,13 @@ extern "C" int _purecall()
 
 #if defined(KR_WIDE_MAIN)
 extern "C" int wmain(int count, wchar_t** arguments);
+#elif defined(KR_MAIN_IN_C)
+extern "C"
+{
+    __declspec(dllimport) int __getmainargs(int* count, char*** arguments, char*** environment, int wildcards,
+                                            int* start);
+    int main(int count, char** arguments);
+}
 #else
 int main();
 #endif
@@ -45,6 +52,11 @@ extern "C" void KrStart()
     __wgetmainargs(&count, &arguments, &environment, 0, &start);
 #if defined(KR_WIDE_MAIN)
     exit(wmain(count, arguments));
+#elif defined(KR_MAIN_IN_C)
+    char** narrow = nullptr;
+    char** variables = nullptr;
+    __getmainargs(&count, &narrow, &variables, 0, &start);
+    exit(main(count, narrow));
 #else
     exit(main());
 #endif

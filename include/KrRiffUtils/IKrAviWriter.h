@@ -53,7 +53,8 @@ public:
     // Writes everything that is queued and the indexes, completes the headers, flushes and closes the file.
     // Returns 0 when the file lacks anything that was submitted: a write or a flush failed, a sample was
     // skipped, a header or index could not be mapped, or a queued chunk is in no OpenDML index. Else 1, also
-    // when no file is open.
+    // when no file is open. Takes five milliseconds for each chunk that is queued, by the defaults, and the
+    // time of the disk; GetRecordingStatus tells on another thread how much is left. It cannot be cancelled.
     virtual int CloseFile() = 0;
 
     // OpenFile with the values of the record: uncompressed frames, 8 in the header as their bit count, and

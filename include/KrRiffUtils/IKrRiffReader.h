@@ -90,16 +90,20 @@ public:
     // Ends the search and frees its records.
     virtual void EndChunkSearch() = 0;
 
-    // Reports the first usable video stream. Returns the frame count: 'avih' dwTotalFrames (AVI 1.0) until
-    // a video index was loaded, then the number of its entries. `videoChunkId` receives the id of the
-    // first video data chunk, such as '00dc', or 0. `formatValid` receives 1 when the format is usable;
-    // only then `format`, `compression` (biCompression) and `bitCount` (biBitCount) are filled.
+    // Reports the first usable video stream: one whose width, height and bits per pixel are above 0, in a
+    // file whose 'avih' has the index flag. GetStreamProperties knows all the others. Returns the frame
+    // count: 'avih' dwTotalFrames (AVI 1.0) until a video index was loaded, then the number of its entries.
+    // `videoChunkId` receives the id of the first video data chunk, such as '00dc', or 0. `formatValid`
+    // receives 1 when the format is usable; only then `format`, `compression` (biCompression) and `bitCount`
+    // (biBitCount) are filled.
     virtual uint32_t GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression, uint16_t* bitCount,
                                         int* formatValid, uint32_t* videoChunkId) = 0;
 
-    // Reports the first usable audio stream. Returns 0, with nothing written, when no audio data chunk was
-    // found. `audioChunkId` receives the id of the first one, such as '01wb'. `formatValid` receives 1 when
-    // the format is usable; only then `format` and `duration` (seconds, may be null) are filled.
+    // Reports the first usable audio stream: one whose sample rate and bits per sample are above 0, so that
+    // many compressed ones are none. GetStreamProperties knows all the others. Returns 0, with nothing
+    // written, when no audio data chunk was found. `audioChunkId` receives the id of the first one, such as
+    // '01wb'. `formatValid` receives 1 when the format is usable; only then `format` and `duration` (seconds,
+    // may be null) are filled.
     virtual int GetAudioStreamInfo(SKrWaveFormatInfo* format, int* formatValid, uint32_t* audioChunkId,
                                    double* duration) = 0;
 
@@ -109,8 +113,8 @@ public:
     // undefined.
     virtual int LoadVideoIndex(CArray<SKrChunkIndexEntry>& out) = 0;
 
-    // The same for the first kept audio stream, with a summary of its chunk sizes. Reads the kind of index,
-    // OpenDML or 'idx1', that the video stream has.
+    // The same for the first usable audio stream, with a summary of its chunk sizes. Reads the kind of index,
+    // OpenDML or 'idx1', that the video stream has. LoadStreamIndex loads those of all streams.
     virtual int LoadAudioIndex(CArray<SKrChunkIndexEntry>& out, SKrAudioChunkPattern* pattern) = 0;
 
     // The number of streams of any type that the open file's header list describes: its 'strl' lists (AVI

@@ -141,7 +141,7 @@ typedef struct kr_stream
 #define KR_STREAM_HAS_SCAN_MODE 4u     // the file declares its scan mode
 #define KR_STREAM_HAS_PIXEL_ASPECT 8u  // and its pixel aspect ratio
 
-// The first usable video stream.
+// The first usable video stream: width, height and bits per pixel are above 0, and 'avih' has the index flag.
 typedef struct kr_video
 {
     uint32_t size;           // in: sizeof(kr_video)
@@ -160,7 +160,8 @@ typedef struct kr_video
     uint32_t reserved[4]; // 0
 } kr_video;
 
-// The first usable sound stream.
+// The first usable sound stream: sample rate and bits per sample are above 0, so that many compressed ones
+// are none. kr_reader_stream knows every stream.
 typedef struct kr_audio
 {
     uint32_t size;            // in: sizeof(kr_audio)
@@ -442,7 +443,9 @@ KR_API kr_result kr_writer_status(kr_writer* writer, kr_recording_status* out);
 
 // Writes what is queued and the indexes, completes the headers, flushes and closes the file. KR_OK also when
 // none is open. KR_ERROR_WRITE when a write or flush failed, KR_ERROR_INCOMPLETE when the file lacks a
-// sample, or an index lacks a chunk. The file is closed in any case.
+// sample, or an index lacks a chunk. The file is closed in any case. Takes five milliseconds for each chunk
+// that is queued, by the defaults, and the time of the disk; kr_writer_status tells on another thread how
+// much is left.
 KR_API kr_result kr_writer_close(kr_writer* writer);
 
 // The last failure of any operation on this writer, by whichever thread.

@@ -18,7 +18,8 @@ KR_BUILD_PACKAGES=(bash binutils cmake g++ ninja-build nlohmann-json3-dev libcli
     libxxhash-dev python3)
 KR_PEER_PACKAGES=(ffmpeg mencoder gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     mediainfo mplayer)
-KR_LINUX_TEST_PACKAGES=(googletest doxygen mount pkg-config fish groff-base mandoc python3-jsonschema zsh)
+KR_LINUX_TEST_PACKAGES=(googletest doxygen mount pkg-config fish groff-base mandoc python3-jsonschema
+    python3-numpy python3-pil zsh)
 KR_TEST_PACKAGES=(g++-mingw-w64-x86-64-posix wine wine64 clang-19 lld-19 llvm-19)
 KR_FUZZ_PACKAGES=(clang-19 libclang-rt-19-dev)
 KR_FORMAT_PACKAGES=(clang-format)

@@ -1,0 +1,151 @@
+"""An open file: the handle of the C library, and the lock around what must not run twice at once."""
+
+import ctypes
+import os
+import threading
+from collections.abc import Callable
+from ctypes import byref, c_uint32, c_uint64, c_void_p
+from typing import Any
+
+from . import _library, errors
+from ._library import lib
+
+# Makes a bytes object whose content the caller fills in before anybody else sees it, as the C API documents.
+_new_bytes: Callable[[None, int], bytes] = ctypes.pythonapi.PyBytes_FromStringAndSize
+ctypes.pythonapi.PyBytes_FromStringAndSize.restype = ctypes.py_object
+ctypes.pythonapi.PyBytes_FromStringAndSize.argtypes = [c_void_p, ctypes.c_ssize_t]
+
+MOST_BYTES = 0xFFFFFFFF  # of one read
+
+
+class File:
+    """Reads are served on any number of threads at once."""
+
+    def __init__(self, path: "str | os.PathLike[str]", growing: bool = False) -> None:
+        self._handle: int | None = None
+        self.path, name = _library.encoded(path)
+        self._lock = threading.Lock()  # one index load or refresh at a time: the library refuses a second one
+        handle = c_void_p()
+        self.check(lib.kr_reader_create(byref(handle)))
+        self._handle = handle.value
+        result = (lib.kr_reader_open_growing if growing else lib.kr_reader_open)(handle, name)
+        if result != _library.OK:
+            error = self._error(result)
+            self.close()
+            raise error
+
+    def __del__(self) -> None:
+        self.close()
+
+    def close(self) -> None:
+        """Closes the file; again has no effect."""
+        handle, self._handle = self._handle, None
+        if handle is not None:
+            lib.kr_reader_free(handle)
+
+    @property
+    def closed(self) -> bool:
+        return self._handle is None
+
+    def _error(self, result: int) -> Exception:
+        if self._handle is None:
+            return errors.ClosedError(f"{self.path}: the file is closed")
+        last = _library.ErrorRecord()
+        lib.kr_reader_last_error(self._handle, byref(last))
+        if result == _library.ERROR_FORMAT:
+            return errors.FormatError(f"{self.path}: {why_not_avi(self.path)}")
+        return _library.exception(result, self.path, last)
+
+    def check(self, result: int) -> int:
+        """The result, unless it is an error."""
+        if result < 0:
+            raise self._error(result)
+        return result
+
+    def size(self) -> int:
+        found = c_uint64()
+        self.check(lib.kr_reader_size(self._handle, byref(found)))
+        return found.value
+
+    def read(self, position: int, size: int) -> bytes:
+        """Exactly so many bytes."""
+        if size == 0:
+            return b""
+        data = _new_bytes(None, size)
+        copied = c_uint32()
+        result = lib.kr_reader_read(self._handle, position, data, size, byref(copied))
+        if result or copied.value != size:
+            self.check(result)
+            raise self._truncated(position, size, copied.value)
+        return data
+
+    def read_into(self, position: int, size: int, out: Any, offset: int = 0) -> int:
+        """Exactly so many bytes into a writable buffer."""
+        if size == 0:
+            return 0
+        view = memoryview(out)
+        if view.readonly or not view.c_contiguous:
+            raise ValueError("`out` must be writable and contiguous")
+        if view.nbytes < offset + size:
+            raise ValueError(f"`out` has {view.nbytes - offset} bytes, {size} are needed")
+        target = ctypes.c_char.from_buffer(out, offset)
+        copied = c_uint32()
+        result = lib.kr_reader_read(self._handle, position, byref(target), size, byref(copied))
+        if result or copied.value != size:
+            self.check(result)
+            raise self._truncated(position, size, copied.value)
+        return size
+
+    def _truncated(self, position: int, size: int, copied: int) -> errors.FormatError:
+        return errors.FormatError(f"{self.path}: truncated: {copied} of {size} bytes at position {position}")
+
+    def stream_count(self) -> int:
+        count = c_uint32()
+        self.check(lib.kr_reader_stream_count(self._handle, byref(count)))
+        return count.value
+
+    def stream(self, number: int) -> _library.StreamRecord:
+        record = _library.StreamRecord()
+        self.check(lib.kr_reader_stream(self._handle, number, byref(record)))
+        return record
+
+    def stream_format(self, number: int, size: int) -> bytes:
+        buffer = ctypes.create_string_buffer(max(size, 1))
+        copied = c_uint32()
+        self.check(lib.kr_reader_stream_format(self._handle, number, buffer, size, byref(copied)))
+        return buffer.raw[:copied.value]
+
+    def load_index(self, stream: int, first: int) -> bytes:
+        """The entries of a stream's index from number `first` on: position, size, flags."""
+        index, entries, count = c_void_p(), c_void_p(), c_uint64()
+        with self._lock:
+            self.check(lib.kr_reader_load_index(self._handle, stream, first, byref(index)))
+        try:
+            self.check(lib.kr_index_entries(index, byref(entries), byref(count)))
+            return ctypes.string_at(entries.value, count.value * 16) if entries.value else b""
+        finally:
+            lib.kr_index_free(index)
+
+    def refresh(self) -> bool:
+        """Whether a growing file has more than before."""
+        with self._lock:
+            return self.check(lib.kr_reader_refresh(self._handle)) == _library.OK
+
+    def growing_state(self) -> int:
+        state = c_uint32()
+        self.check(lib.kr_reader_growing_state(self._handle, byref(state)))
+        return state.value
+
+
+def why_not_avi(path: str) -> str:
+    """What a file is that is not an AVI file."""
+    try:
+        with open(path, "rb") as file:
+            head = file.read(201)
+    except OSError:
+        head = b""
+    if len(head) < 12 or head[:4] != b"RIFF":
+        return "not an AVI file (it does not begin with 'RIFF')" if head else "not an AVI file (it is empty)"
+    if head[8:12] != b"AVI ":
+        return f"not an AVI file (it is RIFF {head[8:12].decode('latin-1')!r})"
+    return "an AVI file of 200 bytes or less" if len(head) < 201 else "an AVI file without a stream that can be read"

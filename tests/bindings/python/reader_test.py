@@ -1,0 +1,180 @@
+"""Reading with bytes alone: chunks, index, tags, errors."""
+
+import concurrent.futures
+import ctypes
+import errno
+import os
+import re
+import sys
+import unittest
+from fractions import Fraction
+
+from support import FRAMES, SOURCES, avi, clip_bytes, folder, kravi, write
+
+
+class Reading(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(folder())
+        data, self.frames, self.sound = clip_bytes()
+        write("clip.avi", data)
+        self.file = self.enterContext(kravi.open("clip.avi"))
+
+    def test_streams_are_described(self):
+        v, a = self.file.video, self.file.audio
+        self.assertEqual([stream.type for stream in self.file.streams], ["vids", "auds"])
+        self.assertEqual((v.fps, v.width, v.height, v.bits, v.codec, len(v)), (Fraction(25), 64, 48, 24, "MJPG", FRAMES))
+        self.assertEqual((a.sample_rate, a.channels, a.bits, len(a)), (48000, 2, 16, FRAMES))
+        self.assertEqual(v.format, self.frames.fmt)
+        self.assertIsNone(v.layout)
+
+    def test_chunks_are_those_of_the_file(self):
+        self.assertEqual(list(self.file.video), self.frames.chunks)
+        self.assertEqual([self.file.audio[number] for number in range(FRAMES)], self.sound.chunks)
+        self.assertEqual(self.file.video[-1], self.frames.chunks[-1])
+        for number in (FRAMES, -FRAMES - 1):
+            with self.assertRaisesRegex(IndexError, f"clip.avi: stream 0 has 50 chunks, not {number}"):
+                self.file.video[number]
+
+    def test_slices_are_lazy(self):
+        part = self.file.video[10:40:3]
+        self.assertEqual((len(part), part[1], list(part[2:4])),
+                         (10, self.frames.chunks[13], [self.frames.chunks[16], self.frames.chunks[19]]))
+        self.file.close()
+        with self.assertRaises(kravi.ClosedError):
+            part[0]
+
+    def test_reads_into_the_memory_of_the_host(self):
+        memory = bytearray(400)
+        self.assertEqual(self.file.video.read(20, memory), 321)
+        self.assertEqual(memory, self.frames.chunks[20] + bytes(400 - 321))
+        for wrong, words in ((bytearray(320), "320 bytes, 321"), (bytes(400), "writable"), (memoryview(memory)[::2], "cont")):
+            with self.assertRaisesRegex(ValueError, words):
+                self.file.video.read(20, wrong)
+
+    def test_index_names_positions_and_key_frames(self):
+        v = self.file.video
+        self.assertEqual([chunk.position for chunk in v.chunks], self.frames.positions)
+        self.assertEqual(v.chunks[3], kravi.Chunk(self.frames.positions[3], 304, False))
+        self.assertEqual(v.keyframes, [0, 10, 20, 30, 40])
+        self.assertEqual([v.key_before(number) for number in (0, 9, 10, -1)], [0, 0, 10, 40])
+        self.assertEqual([v.stored(number) for number in (6, 7, 8)], [6, 6, 8])
+
+    def test_no_key_frame_before(self):
+        write("late.avi", clip_bytes(keys=[5])[0])
+        with kravi.open("late.avi") as f:
+            with self.assertRaisesRegex(kravi.StreamError, "no key frame at or before frame 4"):
+                f.video.key_before(4)
+
+    def test_tags(self):
+        self.assertEqual(self.file.tags, {"INAM": "Häfen", "IART": "José"})
+
+    def test_sound_across_chunks(self):
+        whole = b"".join(self.sound.chunks)
+        self.assertEqual(self.file.audio.sample_count, len(whole) // 4)
+        for first, last in ((0, 10), (999, 1002), (990, 5000), (0, None), (-7, None), (20, 10)):
+            self.assertEqual(self.file.audio.data(first, last), whole[slice(first * 4, last and last * 4)])
+
+    def test_one_reader_on_many_threads(self):
+        def take(seed):
+            return all(self.file.video[number] == self.frames.chunks[number]
+                       for number in range(seed % FRAMES, FRAMES)) and len(self.file.audio) == FRAMES
+
+        with concurrent.futures.ThreadPoolExecutor(8) as pool:
+            self.assertTrue(all(pool.map(take, range(64))))
+
+    def test_close_ends_everything(self):
+        self.file.close()
+        self.file.close()
+        for step in (lambda: self.file.video[0], lambda: self.file.size, lambda: self.file.tags):
+            with self.assertRaisesRegex(kravi.ClosedError, "clip.avi: the file is closed"):
+                step()
+
+
+class NotAvi(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(folder())
+
+    def refused(self, kind, words, path="wrong.avi"):
+        with self.assertRaises(kind) as caught:
+            kravi.open(path)
+        self.assertIn(path, str(caught.exception))
+        self.assertIn(words, str(caught.exception))
+        return caught.exception
+
+    def test_the_system_has_the_reason(self):
+        self.assertEqual(self.refused(FileNotFoundError, "", "missing.avi").filename, "missing.avi")
+        self.assertEqual(self.refused(OSError, "", ".").filename, ".")
+        write("wrong.avi", clip_bytes()[0])
+        os.chmod("wrong.avi", 0)
+        if os.getuid() != 0:
+            self.assertEqual(self.refused(PermissionError, "").errno, errno.EACCES)
+
+    def test_something_else(self):
+        for data, words in ((b"", "it is empty"), (b"text\n" * 100, "does not begin with 'RIFF'"),
+                            (b"RIFF\0\1\0\0WAVEfmt " + bytes(300), "it is RIFF 'WAVE'"),
+                            (b"RIFF\0\1\0\0AVI LIST" + bytes(20), "200 bytes or less"),
+                            (b"RIFF\0\1\0\0AVI " + bytes(300), "without a stream"), (os.urandom(5000), "not an AVI file")):
+            write("wrong.avi", data)
+            with self.subTest(data[:20]):
+                self.refused(kravi.FormatError, words)
+
+    def test_no_path(self):
+        self.assertRaises(TypeError, kravi.open, b"clip.avi")
+        self.assertRaises(ValueError, kravi.open, "a\udcffb")
+        self.assertRaises(ValueError, kravi.open, "a\0b")
+
+    def test_streams_that_are_not_there(self):
+        write("wrong.avi", avi.simple_avi([avi.pcm([bytes(40)] * 20)]))
+        with kravi.open("wrong.avi") as f, self.assertRaisesRegex(kravi.StreamError, "wrong.avi: no video stream"):
+            f.video.fps
+
+    def test_damaged_files(self):
+        """Whatever is cut off or overwritten: exceptions of the package, or bytes that the file has."""
+        data = clip_bytes()[0]
+        cut = [data[:length] for length in range(200, len(data), 4999)]
+        spoiled = [data[:at] + b"\xff" * 8 + data[at + 8:] for at in range(0, 700, 7)]
+        for number, damaged in enumerate(cut + spoiled):
+            write("wrong.avi", damaged)
+            try:
+                with kravi.open("wrong.avi") as f:
+                    for place in range(len(f.video)):
+                        found = f.video[place]
+                        self.assertIn(found, damaged)
+                    f.tags
+                    f.audio.data()
+            except kravi.Error:
+                pass
+            except (OSError, ValueError) as error:
+                self.fail(f"damage {number}: {error!r}")
+
+
+class Declarations(unittest.TestCase):
+    """What the package declares is what the header of the C interface declares."""
+
+    def setUp(self):
+        with open(os.path.join(SOURCES, "include", "KrRiffUtils", "kr_riff.h"), encoding="utf-8") as file:
+            self.header = re.sub(r"//[^\n]*", "", file.read())
+        self.library = sys.modules["kravi._library"]
+
+    def test_records(self):
+        types = {"uint32_t": ctypes.c_uint32, "int32_t": ctypes.c_int32, "uint64_t": ctypes.c_uint64,
+                 "kr_result": ctypes.c_int32}
+        for name, record in self.library.RECORDS.items():
+            body = re.search(rf"typedef struct {name}\s*{{(.*?)}}", self.header, re.DOTALL)[1]
+            fields = [(field, types[kind] * int(count) if count else types[kind])
+                      for kind, field, count in re.findall(r"(\w+)\s+(\w+)(?:\[(\d+)\])?;", body)]
+            self.assertEqual(record._fields_, fields, name)
+
+    def test_functions(self):
+        for name, arguments in self.library.FUNCTIONS.items():
+            declared = re.search(rf"kr_result {name}\((.*?)\);", self.header, re.DOTALL)
+            self.assertIsNotNone(declared, name)
+            self.assertEqual(len(arguments), declared[1].count(",") + 1, name)
+
+    def test_results(self):
+        for name, number in re.findall(r"KR_(\w+) = (-?\d+)", self.header):
+            self.assertEqual(getattr(self.library, name, int(number)), int(number), name)
+
+
+if __name__ == "__main__":
+    unittest.main()

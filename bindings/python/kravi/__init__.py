@@ -12,16 +12,20 @@ Bytes need nothing but Python; arrays of pictures and sound need NumPy. Every ca
 interpreter lock.
 """
 
+from .checking import Finding, verify
 from .errors import BusyError, ClosedError, Error, FormatError, IncompleteError, RefusedError, StreamError
+from .follow import Recording, State, follow
 from .index import Chunk, ChunkIndex
 from .pictures import Layout
 from .reader import Reader, open
 from .sound import SoundFormat
 from .streams import AudioStream, Part, Stream, VideoStream
+from .writer import Options, Sound, Status, Writer
 
 __version__ = "0.1.0"
 
 __all__ = [
-    "AudioStream", "BusyError", "Chunk", "ChunkIndex", "ClosedError", "Error", "FormatError", "IncompleteError", "Layout",
-    "Part", "Reader", "RefusedError", "SoundFormat", "Stream", "StreamError", "VideoStream", "open",
+    "AudioStream", "BusyError", "Chunk", "ChunkIndex", "ClosedError", "Error", "Finding", "FormatError",
+    "IncompleteError", "Layout", "Options", "Part", "Reader", "Recording", "RefusedError", "Sound", "SoundFormat",
+    "State", "Status", "Stream", "StreamError", "VideoStream", "Writer", "follow", "open", "verify",
 ]

@@ -1,0 +1,127 @@
+"""Writing, and following what is being written."""
+
+import os
+import threading
+import time
+import unittest
+from fractions import Fraction
+
+from support import HAS_NUMPY, avi, folder, kravi
+
+if HAS_NUMPY:
+    import numpy as np
+
+PICTURES = [avi.payload(number, 500 + number) for number in range(30)]
+
+
+class Writing(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(folder())
+
+    def test_bytes_come_back(self):
+        block = avi.payload(3, 1920 * 4)
+        with kravi.Writer("new.avi", 64, 48, fps="30000/1001", codec="MJPG", sound=kravi.Sound(48000, 2, 16)) as w:
+            for picture in PICTURES:
+                w.write(bytearray(picture) if picture[0] % 2 else picture)
+                w.write_sound(block)
+        status = w.status()
+        self.assertEqual((status.frames_written, status.audio_chunks_written, status.open, status.write_failed),
+                         (30, 30, False, False))
+        with kravi.open("new.avi") as f:
+            self.assertEqual(list(f.video), PICTURES)
+            self.assertEqual((f.video.fps, f.video.codec, f.size), (Fraction(30000, 1001), "MJPG", status.bytes_written))
+            self.assertEqual(f.audio.data(), block * 30)
+
+    @unittest.skipUnless(HAS_NUMPY, "NumPy is not installed")
+    def test_arrays_come_back(self):
+        pictures = np.random.default_rng(1).integers(0, 256, (5, 3, 5, 3), np.uint8)
+        samples = np.random.default_rng(2).integers(-2**23, 2**23, (5, 1920, 3), np.int32)
+        with kravi.Writer("new.avi", 5, 3, sound=kravi.Sound(48000, 3, 24)) as w:
+            for picture, block in zip(pictures, samples):
+                w.write(picture)
+                w.write_sound(block)
+            with self.assertRaisesRegex(ValueError, r"the array is uint8 \(3, 4, 3\); the file needs uint8 \(3, 5, 3\)"):
+                w.write(pictures[0][:, :4])
+            with self.assertRaisesRegex(ValueError, r"float64 .*needs int32 \(sample frames, 3\)"):
+                w.write_sound(samples[0] * 1.0)
+        with kravi.open("new.avi") as f:
+            for number, picture in enumerate(pictures):
+                np.testing.assert_array_equal(f.video.frame(number), picture)
+            np.testing.assert_array_equal(f.audio.samples(), samples.reshape(-1, 3))
+
+    def test_what_cannot_be_written(self):
+        for words, options in (("7 frames per second", {"fps": 7}), ("FourCC", {"codec": "MJPEG"}),
+                               ("scan_mode", {"scan_mode": "up"}), ("aspect", {"aspect": "5:4"}), ("new.avi: ", {"width": 0})):
+            with self.assertRaisesRegex(ValueError, words):
+                kravi.Writer("new.avi", **{"width": 64, "height": 48, **options})
+        with self.assertRaises(FileNotFoundError):
+            kravi.Writer("missing/new.avi", 64, 48)
+        with kravi.Writer("new.avi", 64, 48) as w:
+            with self.assertRaises(kravi.StreamError):
+                w.write_sound(b"1234")
+            self.assertRaises(ValueError, w.write, b"")
+        self.assertRaises(kravi.ClosedError, w.write, b"1234")
+
+    def test_full_queue_refuses(self):
+        options = kravi.Options(queue_limit=1000, queue_wait_ms=0)
+        with kravi.Writer("new.avi", 64, 48, codec="MJPG", sound=kravi.Sound(), options=options) as w:
+            with self.assertRaises(kravi.RefusedError):
+                for _ in range(100):  # pictures wait for their sound
+                    w.write(PICTURES[0])
+            self.assertGreater(w.status().samples_refused, 0)
+
+    def test_rates(self):
+        rate_number = __import__("kravi.writer").writer.rate_number
+        self.assertEqual([rate_number(fps) for fps in (23.976, 24, 29.97, "30", 59.94, 60)], [0, 1, 3, 4, 6, 7])
+
+    def test_the_first_error_counts(self):
+        with self.assertRaisesRegex(KeyError, "mine"), kravi.Writer("new.avi", 64, 48) as w:
+            w.write(bytes(64 * 48 * 3))
+            raise KeyError("mine")
+        with kravi.open("new.avi") as f:
+            self.assertEqual(len(f.video), 1)
+
+    def test_truncated_file(self):
+        """The index names what is not there: it is left out."""
+        with kravi.Writer("new.avi", 64, 48, codec="MJPG") as w:
+            for number in range(30):
+                w.write(avi.payload(number, 400))
+        with kravi.open("new.avi") as f:
+            cut = f.video.chunks[20].position + 100
+        os.truncate("new.avi", cut)
+        with kravi.open("new.avi") as f:
+            self.assertEqual(list(f.video), [avi.payload(number, 400) for number in range(20)])
+
+
+class Following(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(folder())
+
+    def test_frames_come_until_the_recording_is_complete(self):
+        writer = kravi.Writer("new.avi", 64, 48, codec="MJPG")
+        writer.write(PICTURES[0])
+
+        def record():
+            for picture in PICTURES[1:]:
+                writer.write(picture)
+                time.sleep(0.005)
+            writer.close()
+
+        thread = threading.Thread(target=record)
+        thread.start()
+        with kravi.follow("new.avi") as f:
+            self.assertIs(f.state, kravi.State.RECORDING)
+            found = list(f.frames(poll=0.01))
+            self.assertIs(f.state, kravi.State.COMPLETE)
+        thread.join()
+        self.assertEqual(found, list(enumerate(PICTURES)))
+
+    def test_complete_file(self):
+        with kravi.Writer("new.avi", 64, 48, codec="MJPG") as w:
+            w.write(PICTURES[0])
+        with kravi.follow("new.avi") as f:
+            self.assertEqual((f.state, f.refresh(), list(f.frames())), (kravi.State.COMPLETE, False, [(0, PICTURES[0])]))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -13,6 +13,7 @@ if TYPE_CHECKING:
 
 ENTRY = struct.Struct("=QII")  # position, size, flags
 KEY = 1  # flag of a key frame
+MOST_PALETTE = 4 + 4 * 256  # bytes of a change of the palette
 
 
 class Chunk(NamedTuple):
@@ -26,15 +27,35 @@ class Chunk(NamedTuple):
 class ChunkIndex(Sequence[Chunk]):
     """The chunks of a stream in the order of its index: ``index[i]`` is a `Chunk`, ``len(index)`` their number."""
 
-    def __init__(self, file: File, stream: int) -> None:
-        self._file, self._stream = file, stream
-        self._entries: bytes | bytearray = file.load_index(stream, 0)
+    def __init__(self, file: File, stream: int, has_palette: bool = False) -> None:
+        self._file, self._stream, self._has_palette = file, stream, has_palette
+        self._loaded = 0  # of the file's index
+        #: Changes of the palette, which are no pictures: number of the next one, position and size of the change.
+        self.palette_changes: list[tuple[int, int, int]] = []
+        self._entries: bytes | bytearray = b""
+        self._entries = self._load()
 
     def refresh(self) -> None:
         """Adds what a growing file has gained."""
         if not isinstance(self._entries, bytearray):
             self._entries = bytearray(self._entries)
-        self._entries += self._file.load_index(self._stream, len(self))
+        self._entries += self._load()
+
+    def _load(self) -> bytes:
+        entries = self._file.load_index(self._stream, self._loaded)
+        self._loaded += len(entries) // 16
+        return self._pictures_of(entries) if self._has_palette else entries
+
+    def _pictures_of(self, entries: bytes) -> bytes:
+        """Without the changes of the palette, whose chunks have ids of their own."""
+        pictures = bytearray()
+        for entry in ENTRY.iter_unpack(entries):
+            position, size, _ = entry
+            if 4 < size <= MOST_PALETTE and self._file.read(position - 8, 4)[2:] == b"pc":
+                self.palette_changes.append((len(self) + len(pictures) // 16, position, size))
+            else:
+                pictures += ENTRY.pack(*entry)
+        return bytes(pictures)
 
     def __len__(self) -> int:
         return len(self._entries) // 16

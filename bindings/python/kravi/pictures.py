@@ -201,10 +201,8 @@ class Layout:
         return entries[:entries.size // 4 * 4].reshape(-1, 4)[:, 2::-1]  # type: ignore[no-any-return]
 
     def rgb(self, data: Any) -> "NDArray[numpy.uint8]":
-        """A picture with a palette or in RGB as (height, width, 3): red, green, blue."""
+        """A picture in RGB of 15 to 32 bits as (height, width, 3): red, green, blue."""
         picture = self.view(data)
-        if self.palette:
-            return self.colours()[picture]  # type: ignore[no-any-return]
         if self.codec not in (RGB, BITFIELDS) or self.bits < 15:
             raise errors.FormatError(f"{self.codec} of {self.bits} bits is not RGB")
         if self.bits >= 24 and self.codec == RGB:

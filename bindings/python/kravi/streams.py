@@ -48,6 +48,7 @@ class Stream(Sequence[bytes]):
     def __init__(self, file: File, number: int, record: StreamRecord) -> None:
         self._file = file
         self._index: ChunkIndex | None = None
+        self._has_palette = False
         self.number = number  #: in the order of the file's headers
         self.type = fourcc(record.type)  #: ``vids``, ``auds``, ``txts``, ...
         self.handler = fourcc(record.handler)  #: FourCC of the codec, as the header has it
@@ -65,7 +66,7 @@ class Stream(Sequence[bytes]):
         """Where each chunk lies in the file. It is loaded when it is needed first."""
         if self._index is None:
             try:
-                self._index = ChunkIndex(self._file, self.number)
+                self._index = ChunkIndex(self._file, self.number, self._has_palette)
             except errors.StreamError:
                 raise errors.StreamError(f"{self._file.path}: stream {self.number} has no index that can be read; "
                                          "`kravi recover` makes a file with one") from None
@@ -108,6 +109,7 @@ class VideoStream(Stream):
         self.width = int.from_bytes(header[4:8], "little", signed=True)
         self.height = abs(int.from_bytes(header[8:12], "little", signed=True))
         self.bits = int.from_bytes(header[14:16], "little")  #: for each pixel
+        self._has_palette = 0 < self.bits <= 8
         self.codec = fourcc(int.from_bytes(header[16:20], "little"))  #: FourCC; empty: uncompressed RGB
 
     @property
@@ -157,12 +159,26 @@ class VideoStream(Stream):
     def rgb(self, number: int) -> "NDArray[numpy.uint8]":
         """A picture with a palette or in RGB as an array (height, width, 3) of red, green and blue."""
         layout = self._need_layout()
-        return layout.rgb(self._stored_bytes(number, None))
+        data = self._stored_bytes(number, None)
+        return self.palette_of(number)[layout.view(data)] if layout.palette else layout.rgb(data)  # type: ignore[no-any-return]
 
     @property
     def palette(self) -> "NDArray[numpy.uint8]":
         """The palette of the header as an array (entries, 3) of red, green and blue."""
         return self._need_layout().colours()
+
+    def palette_of(self, number: int) -> "NDArray[numpy.uint8]":
+        """The palette of a picture: that of the header with the changes before the picture."""
+        number = range(len(self))[number]
+        found = self.palette.copy()
+        for place, position, size in self.chunks.palette_changes:
+            if place > number:
+                break
+            data = self._file.read(position, size)
+            count = min(data[1] or 256, len(found) - data[0], (size - 4) // 4)
+            for entry in range(count):
+                found[data[0] + entry] = tuple(data[4 + 4 * entry:7 + 4 * entry])
+        return found
 
     @cached_property
     def keyframes(self) -> list[int]:

@@ -82,6 +82,21 @@ class Pictures(unittest.TestCase):
                 self.assertEqual(v.palette[1].tolist(), [10, 20, 30])
         self.check(self.clip(rows[8], 5, 2, 8, more=palette), wanted)
 
+    def test_palette_that_changes(self):
+        """Changes are chunks of the stream, but no pictures."""
+        change = bytes((1, 1, 0, 0)) + bytes((7, 8, 9, 0))  # entry 1
+        first, second = b"\0\1\0\1", b"\1\1\0\0"
+        palette = bytes((3, 2, 1, 0)) + bytes((30, 20, 10, 0)) + bytes(4 * 254)
+        data = raw_clip([first, change, second], 4, 1, 8, more=palette)
+        at = data.rindex(b"00dc", 0, data.index(change))
+        entry = data.index(b"idx1") + 8 + 16
+        data = data[:at + 2] + b"pc" + data[at + 4:entry + 2] + b"pc" + data[entry + 4:]
+        write("raw.avi", data)
+        with kravi.open("raw.avi") as f:
+            self.assertEqual(list(f.video), [first, second])
+            self.assertEqual([f.video.palette_of(number)[1].tolist() for number in (0, 1)], [[10, 20, 30], [7, 8, 9]])
+            self.assertEqual(f.video.rgb(1).tolist(), [[[7, 8, 9], [7, 8, 9], [1, 2, 3], [1, 2, 3]]])
+
     def test_gray(self):
         self.check(self.clip(bytes(range(15)), 5, 3, 8, b"Y800"), np.arange(15, dtype=np.uint8).reshape(3, 5))
         self.check(self.clip(bytes(range(30)), 5, 3, 16, b"Y16 "), np.frombuffer(bytes(range(30)), "<u2").reshape(3, 5))

@@ -25,7 +25,7 @@ def main(arguments):
         loader.testNamePatterns = [f"*{name}*" for name in rest]
     names = sorted(name[:-3] for name in os.listdir(HERE) if name.endswith(pattern[1:]) and name != "python_test.py")
     result = unittest.TextTestRunner(stream=sys.stdout, verbosity=0).run(loader.loadTestsFromNames(names))
-    bad = len(result.failures) + len(result.errors)
+    bad = len({getattr(test, "test_case", test).id() for test, _ in result.failures + result.errors})
     passed = result.testsRun - bad - len(result.skipped)
     print(f"{passed} passed, {bad} failed")
     return 0 if bad == 0 and passed > 0 else 1

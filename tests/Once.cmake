@@ -89,11 +89,3 @@ if(TARGET kravi AND NOT CMAKE_CROSSCOMPILING)
   add_test(NAME Documents COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/docs/docs_test.py
     ${PROJECT_SOURCE_DIR} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY} ${CMAKE_CXX_COMPILER} ${flags})
 endif()
-
-# The Python package. Debian's Python is the one that has Debian's NumPy and Pillow.
-if(NOT CMAKE_CROSSCOMPILING AND TARGET kravi)
-  find_program(KR_PYTHON python3 HINTS /usr/bin REQUIRED DOC "Runs the tests of the Python package")
-  set(python_test ${KR_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/bindings/python/python_test.py $<TARGET_FILE:KrRiffUtilsC>
-    ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
-  add_test(NAME Python COMMAND ${python_test})
-endif()

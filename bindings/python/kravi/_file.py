@@ -24,6 +24,7 @@ class File:
     def __init__(self, path: "str | os.PathLike[str]", growing: bool = False) -> None:
         self._handle: int | None = None
         self.path, name = _library.encoded(path)
+        self.growing = growing
         self._lock = threading.Lock()  # one index load or refresh at a time: the library refuses a second one
         handle = c_void_p()
         self.check(lib.kr_reader_create(byref(handle)))

@@ -5,6 +5,7 @@ import struct
 from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple, overload
 
+from . import errors
 from ._file import File
 
 if TYPE_CHECKING:
@@ -42,7 +43,12 @@ class ChunkIndex(Sequence[Chunk]):
         self._entries += self._load()
 
     def _load(self) -> bytes:
-        entries = self._file.load_index(self._stream, self._loaded)
+        try:
+            entries = self._file.load_index(self._stream, self._loaded)
+        except errors.StreamError:
+            if not self._file.growing:
+                raise
+            return b""  # many programs write an index only when the recording ends
         self._loaded += len(entries) // 16
         return self._pictures_of(entries) if self._has_palette else entries
 

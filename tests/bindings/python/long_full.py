@@ -1,0 +1,106 @@
+"""What takes long: many opens, killed recordings, the development mode, the checker of types."""
+
+import os
+import resource
+import shutil
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+from support import SOURCES, avi, clip_bytes, folder, kravi, write
+
+PACKAGE = os.path.dirname(os.path.dirname(os.path.abspath(kravi.__file__)))
+OPENS, MOST_GROWTH = 100_000, 1024  # of resident memory, in KB
+LOST = 200  # frames of two seconds
+RECORDER = """
+import sys, time
+sys.path[:0] = sys.argv[2:4]
+import avi_builder, kravi
+w = kravi.Writer(sys.argv[1], 64, 48, codec="MJPG")
+number = 0
+while True:
+    w.write(avi_builder.payload(number, 300 + number % 50))
+    number += 1
+    print(number, flush=True)
+    time.sleep(0.01)
+"""
+
+
+def resident():
+    with open("/proc/self/statm", encoding="ascii") as file:
+        return int(file.read().split()[1]) * resource.getpagesize() // 1024
+
+
+class Long(unittest.TestCase):
+    def setUp(self):
+        self.enterContext(folder())
+
+    def test_no_leak(self):
+        write("clip.avi", clip_bytes()[0])
+        write("wrong.avi", bytes(300))
+
+        def opens(count):
+            for number in range(count):
+                f = kravi.open("clip.avi")
+                f.video[number % 50]
+                if number % 2:
+                    f.close()
+                if number % 10 == 0:
+                    self.assertRaises(kravi.FormatError, kravi.open, "wrong.avi")
+
+        opens(OPENS // 10)
+        before = resident()
+        opens(OPENS)
+        print(f"{OPENS} opens: {resident() - before} KB more")
+        self.assertLess(resident() - before, MOST_GROWTH)
+        self.assertLess(len(os.listdir("/proc/self/fd")), 20)
+
+    def test_killed_recordings(self):
+        for seconds in (0.5, 1.5, 3.5):
+            with self.subTest(seconds):
+                process = subprocess.Popen([sys.executable, "-c", RECORDER, "killed.avi", PACKAGE,
+                                            os.path.join(SOURCES, "tests", "tools")], stdout=subprocess.PIPE)
+                process.stdout.readline()
+                time.sleep(seconds)
+                process.send_signal(signal.SIGKILL)
+                written = int(process.communicate()[0].split()[-1])
+                with kravi.open("killed.avi") as f:
+                    frames = list(f.video)
+                self.assertGreaterEqual(len(frames), written - LOST)
+                self.assertEqual(frames, [avi.payload(number, 300 + number % 50) for number in range(len(frames))])
+
+    @unittest.skipUnless(shutil.which("ffmpeg"), "ffmpeg is not installed")
+    def test_recording_of_another_program(self):
+        """ffmpeg locks nothing and writes its index last: the frames come then."""
+        process = subprocess.Popen(["ffmpeg", "-v", "error", "-nostdin", "-re", "-f", "lavfi", "-i", "testsrc2=s=640x480:r=25:d=4",
+                                    "-c:v", "mjpeg", "-q:v", "3", "-flush_packets", "1", "new.avi"])
+        while not os.path.exists("new.avi") or os.path.getsize("new.avi") < 100_000:
+            time.sleep(0.05)
+        with kravi.follow("new.avi") as f:
+            self.assertIsNot(f.state, kravi.State.COMPLETE)
+            followed = [data for _, data in f.frames()]
+            self.assertIs(f.state, kravi.State.COMPLETE)
+        self.assertEqual(process.wait(), 0)
+        with kravi.open("new.avi") as f:
+            self.assertEqual(list(f.video), followed)
+        self.assertEqual(len(followed), 100)
+
+    def test_development_mode(self):
+        """All short tests again, where each warning is an error."""
+        done = subprocess.run([sys.executable, "-X", "dev", "-W", "error", "-W", "ignore:.*cx_Freeze", os.path.join(
+            SOURCES, "tests", "bindings", "python", "python_test.py"), os.environ["KRAVI_LIBRARY"], os.path.dirname(
+                os.environ.get("KRAVI_PROGRAM", ""))], capture_output=True, cwd=SOURCES, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout.decode() + done.stderr.decode())
+        self.assertNotIn(b"Warning", done.stderr)
+
+    @unittest.skipUnless(shutil.which("mypy"), "mypy is not installed")
+    def test_types(self):
+        done = subprocess.run(["mypy", "--strict", "--cache-dir", os.path.join(os.getcwd(), "cache"), "kravi"],
+                              capture_output=True, cwd=os.path.join(SOURCES, "bindings", "python"), check=False)
+        self.assertEqual(done.returncode, 0, done.stdout.decode())
+
+
+if __name__ == "__main__":
+    unittest.main()

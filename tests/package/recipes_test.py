@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks the files of debian/ and packaging/ without building a package:
 recipes_test.py SOURCES BUILD CMAKE EXPORTS EXPORTS_C. With --debian it also builds the Debian packages, which lintian must
-accept, and a host of each interface against what they contain. Ends with the line "N passed, N failed".
+accept, and a host of each interface against what they contain, and opens a file from Python. Ends with the line "N passed, N failed".
 """
 
 import ast
@@ -39,7 +39,8 @@ class Recipes:
         changelog = re.match(r"krriffutils \(([^)]+)\)", self.read("debian/changelog"))[1]
         vcpkg = json.loads(self.read("packaging/vcpkg/vcpkg.json"))["version"]
         conan = re.search(r'^    version = "(.*)"$', self.read("packaging/conan/conanfile.py"), re.MULTILINE)[1]
-        self.need({changelog, vcpkg, conan} == {self.version}, f"{changelog}, {vcpkg}, {conan} and {self.version}")
+        python = re.search(r'^__version__ = "(.*)"$', self.read("bindings/python/kravi/__init__.py"), re.MULTILINE)[1]
+        self.need({changelog, vcpkg, conan, python} == {self.version}, f"{changelog}, {vcpkg}, {conan}, {python}, {self.version}")
         abi = ".".join(self.version.split(".")[:2])
         for package in re.findall(r"^Package: (libkrriffutilsc?\d.*)$", self.read("debian/control"), re.MULTILINE):
             self.need(package.endswith(abi), package)
@@ -102,6 +103,9 @@ class Recipes:
                 run(os.path.join(folder, "host"), "clip.avi", env=env, cwd=folder)
             text = run(os.path.join(folder, "usr/bin/kravi"), "info", "clip.avi", cwd=folder)
             self.need("64 x 48" in text, text)
+            env["PYTHONPATH"] = os.path.join(folder, "usr/lib/python3/dist-packages")
+            text = run("/usr/bin/python3", "-c", "import kravi; print(len(kravi.open('clip.avi').video))", env=env, cwd=folder)
+            self.need(text == "10\n", text)
 
 
 def main(arguments):

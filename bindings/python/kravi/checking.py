@@ -24,7 +24,7 @@ class Finding:
 
 def program() -> str:
     """The program kravi: that of KRAVI_PROGRAM, the one inside the package, or the one on the path."""
-    inside = os.path.join(os.path.dirname(os.path.abspath(__file__)), "bin", "kravi")
+    inside = os.path.join(os.path.dirname(os.path.abspath(__file__)), "kravi")
     found = os.environ.get("KRAVI_PROGRAM") or shutil.which(inside) or shutil.which("kravi")
     if not found:
         raise errors.Error("verify() needs the program kravi, which is not installed (Debian: package kravi)")

@@ -15,7 +15,17 @@ _new_bytes: Callable[[None, int], bytes] = ctypes.pythonapi.PyBytes_FromStringAn
 ctypes.pythonapi.PyBytes_FromStringAndSize.restype = ctypes.py_object
 ctypes.pythonapi.PyBytes_FromStringAndSize.argtypes = [c_void_p, ctypes.c_ssize_t]
 
-MOST_BYTES = 0xFFFFFFFF  # of one read
+_read = lib.kr_reader_read
+
+
+class _Index:
+    """An index of the library, which is freed with this object."""
+
+    def __init__(self, handle: c_void_p) -> None:
+        self._handle = handle
+
+    def __del__(self) -> None:
+        lib.kr_index_free(self._handle)
 
 
 class File:
@@ -74,7 +84,7 @@ class File:
             return b""
         data = _new_bytes(None, size)
         copied = c_uint32()
-        result = lib.kr_reader_read(self._handle, position, data, size, byref(copied))
+        result = _read(self._handle, position, data, size, copied)
         if result or copied.value != size:
             self.check(result)
             raise self._truncated(position, size, copied.value)
@@ -116,16 +126,18 @@ class File:
         self.check(lib.kr_reader_stream_format(self._handle, number, buffer, size, byref(copied)))
         return buffer.raw[:copied.value]
 
-    def load_index(self, stream: int, first: int) -> bytes:
-        """The entries of a stream's index from number `first` on: position, size, flags."""
+    def load_index(self, stream: int, first: int) -> "ctypes.Array[ctypes.c_char]":
+        """The entries of a stream's index from number `first` on: position, size, flags. They are the library's."""
         index, entries, count = c_void_p(), c_void_p(), c_uint64()
         with self._lock:
             self.check(lib.kr_reader_load_index(self._handle, stream, first, byref(index)))
-        try:
-            self.check(lib.kr_index_entries(index, byref(entries), byref(count)))
-            return ctypes.string_at(entries.value, count.value * 16) if entries.value else b""
-        finally:
-            lib.kr_index_free(index)
+        owner = _Index(index)
+        self.check(lib.kr_index_entries(index, byref(entries), byref(count)))
+        if not entries.value:
+            return (ctypes.c_char * 0)()
+        found = (ctypes.c_char * (count.value * 16)).from_address(entries.value)
+        found.owner = owner  # type: ignore[attr-defined]  # which frees them after the last view of them
+        return found
 
     def refresh(self) -> bool:
         """Whether a growing file has more than before."""

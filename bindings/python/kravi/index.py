@@ -1,8 +1,9 @@
 """The index of a stream: where each of its chunks lies in the file."""
 
+import ctypes
 import itertools
 import struct
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple, overload
 
 from . import errors
@@ -12,7 +13,10 @@ if TYPE_CHECKING:
     import numpy
     import numpy.typing
 
+    Entries = ctypes.Array[ctypes.c_char] | bytes | bytearray
+
 ENTRY = struct.Struct("=QII")  # position, size, flags
+_unpack_from: Callable[["Entries", int], Any] = ENTRY.unpack_from
 KEY = 1  # flag of a key frame
 MOST_PALETTE = 4 + 4 * 256  # bytes of a change of the palette
 
@@ -33,7 +37,7 @@ class ChunkIndex(Sequence[Chunk]):
         self._loaded = 0  # of the file's index
         #: Changes of the palette, which are no pictures: number of the next one, position and size of the change.
         self.palette_changes: list[tuple[int, int, int]] = []
-        self._entries: bytes | bytearray = b""
+        self._entries: Entries = b""
         self._entries = self._load()
 
     def refresh(self) -> None:
@@ -42,7 +46,7 @@ class ChunkIndex(Sequence[Chunk]):
             self._entries = bytearray(self._entries)
         self._entries += self._load()
 
-    def _load(self) -> bytes:
+    def _load(self) -> "Entries":
         try:
             entries = self._file.load_index(self._stream, self._loaded)
         except errors.StreamError:
@@ -52,7 +56,7 @@ class ChunkIndex(Sequence[Chunk]):
         self._loaded += len(entries) // 16
         return self._pictures_of(entries) if self._has_palette else entries
 
-    def _pictures_of(self, entries: bytes) -> bytes:
+    def _pictures_of(self, entries: "Entries") -> bytes:
         """Without the changes of the palette, whose chunks have ids of their own."""
         pictures = bytearray()
         for entry in ENTRY.iter_unpack(entries):
@@ -73,8 +77,7 @@ class ChunkIndex(Sequence[Chunk]):
             at += len(self._entries)
         if not 0 <= at < len(self._entries):
             raise IndexError(f"{self._file.path}: stream {self._stream} has {len(self)} chunks, not {number}")
-        position, size, flags = ENTRY.unpack_from(self._entries, at)
-        return position, size, flags
+        return _unpack_from(self._entries, at)  # type: ignore[no-any-return]
 
     @overload
     def __getitem__(self, item: int) -> Chunk: ...
@@ -90,15 +93,17 @@ class ChunkIndex(Sequence[Chunk]):
 
     def keys(self) -> list[int]:
         """The numbers of the key frames."""
-        words = memoryview(self._entries).cast("I")[3::4]
-        return [number for number, flags in enumerate(words) if flags & KEY]
+        return [number for number, (_, _, flags) in enumerate(ENTRY.iter_unpack(self._entries)) if flags & KEY]
 
     def ends(self) -> list[int]:
         """Where each chunk ends when their bytes are put one after the other."""
-        return list(itertools.accumulate(memoryview(self._entries).cast("I")[2::4]))
+        return list(itertools.accumulate(size for _, size, _ in ENTRY.iter_unpack(self._entries)))
 
     def array(self) -> "numpy.typing.NDArray[Any]":
         """All entries as a NumPy array with the fields ``position``, ``size`` and ``flags`` (1: key frame)."""
         import numpy
         fields = [("position", numpy.uint64), ("size", numpy.uint32), ("flags", numpy.uint32)]
-        return numpy.frombuffer(bytes(self._entries), fields)
+        entries: Any = bytes(self._entries) if isinstance(self._entries, bytearray) else self._entries
+        found = numpy.frombuffer(entries, fields)
+        found.flags.writeable = False
+        return found

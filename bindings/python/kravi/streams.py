@@ -88,7 +88,10 @@ class Stream(Sequence[bytes]):
     def __getitem__(self, item: int | slice) -> bytes | Sequence[bytes]:
         if isinstance(item, slice):
             return Part(self, range(len(self))[item])
-        position, size, _ = (self._index or self.chunks).entry(item)
+        index = self._index
+        if index is None:
+            index = self.chunks
+        position, size, _ = index.entry(item)
         return self._file.read(position, size)
 
     def __iter__(self) -> Iterator[bytes]:

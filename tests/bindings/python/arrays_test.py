@@ -1,5 +1,6 @@
 """Pictures and sound as NumPy arrays, against bytes that were laid out by hand."""
 
+import gc
 import json
 import unittest
 
@@ -147,6 +148,16 @@ class Pictures(unittest.TestCase):
             v.frame(1)
         with self.assertRaisesRegex(kravi.FormatError, "raw.avi: pictures of 'MJPG' are compressed"):
             self.clip(bytes(100), 64, 48, 24, b"MJPG").frame(1)
+
+    def test_array_of_the_index_outlives_the_file(self):
+        write("raw.avi", raw_clip([bytes(24)] * 1000, 4, 2, 24))
+        with kravi.open("raw.avi") as f:
+            entries = f.video.chunks.array()
+            positions = [chunk.position for chunk in f.video.chunks]
+        del f
+        gc.collect()
+        self.assertEqual(entries["position"].tolist(), positions)
+        self.assertEqual((entries["size"].sum(), entries.flags.writeable), (24000, False))
 
     def test_references_lead_to_the_pixels(self):
         wanted = colours(2, 4, 3)

@@ -23,7 +23,8 @@ import trials
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 HERE = os.path.dirname(os.path.abspath(__file__))
 FOLDERS = {"reader", "writer", "riffutils", "pool", "format"}
-PROGRAMS = ["KrRiffUtilsInnerTests", "KrRiffUtilsTests"]
+PROGRAMS = ["KrRiffUtilsInnerTests", "KrRiffUtilsTests", "KrScheduledTests"]
+SCHEDULED = {"KR_SEEDS": "200", "KR_CRASHES": "500"}  # of each scheduled test: enough to notice, and soon done
 LEAST = 0.95
 
 
@@ -177,6 +178,7 @@ def main():
         drawn = [mutant for mutant in drawn if identity(mutant[1], mutant[2]) in survivors]
     mutants = build_mutants(copy, build, texts, drawn)
     print(f"built after {time.monotonic() - begin:.0f} s", flush=True)
+    os.environ.update(SCHEDULED)
     with concurrent.futures.ThreadPoolExecutor(cores) as workers:
         tests = measure_tests(build, max(mutant[0] for mutant in mutants), workers)
         reached = collections.defaultdict(list)

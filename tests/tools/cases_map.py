@@ -593,3 +593,10 @@ def test_labels_do_not_collide(kravi):
                 for other in found[:number]:
                     apart = other[2] <= left or right <= other[0] or other[3] <= top or bottom <= other[1]
                     check(apart, f"{width} pixels: {text!r} over {other[4]!r}")
+
+
+def test_sound_without_bits_is_described(kravi):
+    streams = avi.standard_streams(10)
+    streams[1].fmt = struct.pack("<HHIIHHH", 85, 2, 44100, 16000, 1, 0, 0)
+    picture = mapped(kravi, avi.simple_avi(streams))
+    check(any("format 85, 44,100 Hz, 2 channels" in text for text in picture.texts("title")), str(picture.texts("title")))

@@ -131,7 +131,9 @@ void DescribeFile(const SKrAviFacts& facts, const SKrFileSpans& file, const CKrM
             frames.keys != frames.frames)
             words.push_back(GroupedCount(frames.keys, "key frame"));
     }
-    if (const SKrAviStream* const stream = FirstUsableAudioStream(facts))
+    const SKrAviStream* const usable = FirstUsableAudioStream(facts);
+    if (const SKrAviStream* const stream =
+            usable != nullptr ? usable : FirstStream(facts.streams, EKrStreamKind::Audio))
         words.push_back(AudioText(*stream));
     if (facts.streams.size() > 2)
         words.push_back(Counted(facts.streams.size(), "stream"));

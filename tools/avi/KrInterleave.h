@@ -12,8 +12,15 @@ namespace KrTool
 {
 inline constexpr double kInterleaveLimit = 1; // seconds, unless the user gives another
 
+// What is judged of the sound around a frame, in seconds. Late: the sound before the frame ends so much
+// before its time. Early: the last block of sound before the frame begins so much after its time, as a block
+// of any length may begin at the frame.
+inline double InterleaveDistance(double frame, double lastBlock, double soundEnd)
+{
+    return soundEnd < frame ? soundEnd - frame : std::max(0.0, lastBlock - frame);
+}
+
 // Whether sound is further from a frame than the limit, or than one frame where frames last longer.
-// `distance`: sound before the frame, less the frame's time, in seconds.
 inline bool IsBeyondLimit(double distance, double limit, double frame)
 {
     constexpr double kRounding = 1e-6;

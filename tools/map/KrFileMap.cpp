@@ -25,8 +25,7 @@ uint64_t SKrFileMap::MissingBytes() const
 
 bool SKrFileMap::IsFar(const SKrDistanceBin& distance) const
 {
-    return IsBeyondLimit(distance.seconds.low, interleaveLimit, 0) ||
-           IsBeyondLimit(distance.seconds.high, interleaveLimit, 0);
+    return IsBeyondLimit(distance.worst, interleaveLimit, 0);
 }
 
 double RateBinSeconds(const SKrFileMap& map, size_t bin)

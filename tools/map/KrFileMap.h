@@ -43,6 +43,7 @@ struct SKrDistanceBin
     uint64_t frames = 0; // that have sound of their time
     SKrExtent seconds;   // sound before the frame, less the frame's time
     SKrExtent bytes;     // position of the frame's data less that of the sound of the same time
+    double worst = 0;    // distance that is held against the limit
 };
 
 // One sound stream beside the frames of the video stream.

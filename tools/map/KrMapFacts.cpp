@@ -100,11 +100,9 @@ void DescribeInterleave(const SKrFileMap& map, std::vector<std::string>& damage)
 {
     for (const SKrInterleave& interleave : map.interleaves)
     {
-        const SKrExtent& range = interleave.all.seconds;
         if (map.IsFar(interleave.all))
             damage.push_back(Format("audio {} is far from its picture: up to {}; the limit is {} s",
-                                    interleave.stream,
-                                    DistanceText(-range.low > range.high ? range.low : range.high),
+                                    interleave.stream, DistanceText(interleave.all.worst),
                                     Trimmed(map.interleaveLimit, 3)));
     }
 }

@@ -1,4 +1,5 @@
 // What a map shows over time: data rates, and the distance of sound and frames.
+#include "tools/avi/KrInterleave.h"
 #include "tools/map/KrMapMeasures.h"
 #include "tools/map/KrMapText.h"
 
@@ -48,8 +49,10 @@ void AddTo(SKrExtent& extent, double value, bool isFirst)
     extent.high = isFirst ? value : std::max(extent.high, value);
 }
 
-void AddTo(SKrDistanceBin& bin, double seconds, double bytes)
+void AddTo(SKrDistanceBin& bin, double seconds, double bytes, double judged)
 {
+    if (std::abs(judged) > std::abs(bin.worst))
+        bin.worst = judged;
     AddTo(bin.seconds, seconds, bin.frames == 0);
     AddTo(bin.bytes, bytes, bin.frames == 0);
     ++bin.frames;
@@ -105,13 +108,15 @@ void MeasureDistances(const CKrMapTrack& video, const CKrMapTrack& audio, uint64
             ++inFront;
         if (due == audio.Count())
             break;
-        if (video.IsLost(frame) || audio.IsLost(due) || audio.SecondsAtChunk(due) > time + kSameTime)
-            continue; // one of them is lost, or the sound starts later
+        if (video.Payload(frame) == 0 || audio.IsLost(due) || audio.SecondsAtChunk(due) > time + kSameTime)
+            continue; // one of them is lost, the frame is a repeated one, or the sound starts later
         const double seconds = Millionths(audio.SecondsAtChunk(inFront) - time);
+        const double lastBlock = inFront != 0 ? audio.SecondsAtChunk(inFront - 1) : time;
+        const double judged = Millionths(InterleaveDistance(time, lastBlock, audio.SecondsAtChunk(inFront)));
         const double bytes = static_cast<double>(static_cast<int64_t>(position - audio.Start(due)));
         AddTo(interleave.bins[BinAt(time, map.startSeconds, binSeconds, interleave.bins.size())], seconds,
-              bytes);
-        AddTo(interleave.all, seconds, bytes);
+              bytes, judged);
+        AddTo(interleave.all, seconds, bytes, judged);
     }
     if (interleave.all.frames != 0)
         map.interleaves.push_back(std::move(interleave));

@@ -26,11 +26,16 @@ struct SKrStreamClock
     double secondsPerUnit = 0;
     double start = 0;
     uint64_t amount = 0; // chunks, or their bytes, up to here
+    double last = 0;     // when the last chunk begins
     double end = 0;
     double worst = 0; // distance from a frame
     uint64_t worstAt = 0;
 
-    void Pass(uint32_t size) { amount += unitBytes == 0 ? 1 : size; }
+    void Pass(uint32_t size)
+    {
+        last = Seconds();
+        amount += unitBytes == 0 ? 1 : size;
+    }
     double Seconds() const
     {
         const double units =
@@ -63,11 +68,12 @@ public:
         {
             clock.end = clock.Seconds();
             clock.amount = 0;
+            clock.last = clock.start;
         }
         ForEachChunk(
             [this](uint64_t position, uint32_t size, size_t stream)
             {
-                if (stream == *m_video)
+                if (stream == *m_video && size != 0) // a repeated frame has no picture to wait for
                     CompareFrame(position);
                 m_clocks[stream].Pass(size);
             });
@@ -173,7 +179,7 @@ private:
         {
             if (!clock.isSound || time < clock.start || time >= clock.end)
                 continue;
-            const double distance = clock.Seconds() - time;
+            const double distance = InterleaveDistance(time, clock.last, clock.Seconds());
             if (std::abs(distance) <= std::abs(clock.worst))
                 continue;
             clock.worst = distance;

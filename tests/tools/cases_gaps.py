@@ -126,6 +126,44 @@ def test_headers_of_another_file(kravi):
     refused(kravi, "no such file", "recover", "in.avi", "new.avi", "--like", "missing.avi")
 
 
+def test_palettes_and_texts_beside_damage(kravi):
+    """They are found where they follow zeros, and a palette change does not stand for a lost frame."""
+    texts = avi.Stream(b"txts", b"", [avi.payload(number, 21) for number in range(12)])
+    streams = [avi.video([avi.payload(number, 301 + number) for number in range(24)]), texts]
+    order = [(0, number // 2) if number % 2 == 0 else (0, 12 + number // 2) for number in range(24)]
+    order = [place for number in range(12) for place in (order[2 * number], (1, number), order[2 * number + 1])]
+    data = avi.simple_avi(streams, order=order).replace(b"01wb", b"01tx")
+    for number in range(12, 24):  # every second frame is a palette change
+        data = put(data, streams[0].positions[place_of(order, (0, number))] - 8, b"00pc")
+    for entry in range(len(order)):
+        place = data.index(b"idx1") + 8 + 16 * entry
+        if order[entry][0] == 0 and order[entry][1] >= 12:
+            data = put(data, place, struct.pack("<4sI", b"00pc", 0x100))
+    length = data.index(b"strh") + 8 + 32
+    data = put(data, length, struct.pack("<I", 12))
+    whole = avi_reader.data_chunks(data)
+    copy, report = recovered(kravi, data, code=0)
+    equal(avi_reader.data_chunks(copy), whole, "nothing is lost")
+    for first, last in ((9, 13), (9, 14), (10, 12)):  # what follows is a text, a palette change, a frame
+        start, end = chunk_start(data, first), chunk_start(data, last)
+        copy, report = recovered(kravi, put(data, start, bytes(end - start)))
+        gone = sum(name == b"00dc" for name, _ in whole[first:last])
+        equal([chunk for chunk in avi_reader.data_chunks(copy) if chunk[1] and any(chunk[1])],
+              whole[:first] + whole[last:], f"whole chunks, {first} to {last}")
+        equal((report["framesLost"], report["framesFilled"]), (gone, gone), f"frames, {first} to {last}")
+
+
+def chunk_start(data, number):
+    """Of a data chunk, counted in file order."""
+    movi = avi_reader.inside(avi_reader.segments(data)[0], b"movi")
+    return data.index(b"movi") + 4 + movi[number][2] - 8
+
+
+def place_of(order, wanted):
+    """How many chunks of its stream precede a chunk."""
+    return [place for place in order if place[0] == wanted[0]].index(wanted)
+
+
 def test_all_streams_are_recovered(kravi):
     streams = avi.standard_streams(20, audio=2)
     streams[0].fmt += b"settings"

@@ -75,7 +75,8 @@ EKrGuess GuessOf(uint32_t id, bool isInside)
 }
 
 // The characters, besides digits, of the ids searched for, at each of their four positions.
-constexpr std::array<std::string_view, kIdSize> kSearchedCharacters = {"iJRL", "dxUI", "dwxNFS", "bc1xKFT"};
+constexpr std::array<std::string_view, kIdSize> kSearchedCharacters = {"iJRL", "dxUI", "dwxNFSpts",
+                                                                       "bc1xKFT"};
 
 constexpr bool CanStandAt(size_t place, uint8_t byte)
 {
@@ -105,7 +106,7 @@ constexpr std::array<uint8_t, kBytes> kSteps = Steps();
 
 bool IsSearched(uint32_t id)
 {
-    return IsDataId(id) || IsIndexOrFiller(id) || IsContainer(id);
+    return IsDataId(id) || IsOtherDataId(id) || IsIndexOrFiller(id) || IsContainer(id);
 }
 } // namespace
 

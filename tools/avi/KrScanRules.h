@@ -37,7 +37,7 @@ constexpr SKrScanRules RulesForAnyList(size_t levels = kDeepestLevel)
 inline constexpr SKrScanRules kFollowerRules = {
     .trust = EKrTrust::Followers,
     .chunks = kAnyList | kDataOrIndex | GuessesOf(EKrGuess::OtherData, EKrGuess::Header, EKrGuess::Printable),
-    .search = {.chunks = kDataOrIndex,
+    .search = {.chunks = kDataOrIndex | GuessesOf(EKrGuess::OtherData),
                .lists = kAnyList,
                .followers = kAnyList | kDataOrIndex |
                             GuessesOf(EKrGuess::OtherData, EKrGuess::Zeros, EKrGuess::Rest, EKrGuess::End),

@@ -103,7 +103,7 @@ private:
             const size_t entry = entryOf[number];
             if (entry == SKrExpectedChunk::kLost)
             {
-                ++others[chunk.stream];
+                others[chunk.stream] += chunk.IsPaletteChange() ? 0 : 1;
                 Add(chunk, chunk.IsPaletteChange());
                 continue;
             }

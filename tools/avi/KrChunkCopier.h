@@ -37,7 +37,7 @@ public:
             if (came == 0)
                 break;
             isBlank = isBlank && std::all_of(m_buffer.data(), m_buffer.data() + came,
-                                             [](uint8_t byte) { return byte == 0; });
+                                             [](uint8_t one) { return one == 0; });
             output.Write(m_buffer.data(), came);
             done += came;
         }

@@ -50,9 +50,18 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
     add_test(NAME KraviCarries COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/carry_test.py
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> $<$<BOOL:${KR_FULL_TESTS}>:--all>
       COMMAND_EXPAND_LISTS)
+    set_tests_properties(KraviCarries PROPERTIES TIMEOUT 3600)
     add_test(NAME KraviPeers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/copies_test.py
       $<TARGET_FILE:kravi>)
   endif()
+endif()
+
+# The copies that kravi.exe makes of the same files.
+if(KR_FULL_TESTS AND CMAKE_CROSSCOMPILING AND TARGET kravi)
+  add_test(NAME KraviCarries COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/carry_test.py
+    $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> --all --launcher ${CMAKE_CROSSCOMPILING_EMULATOR})
+  kr_set_test_surroundings(KraviCarries)
+  set_tests_properties(KraviCarries PROPERTIES TIMEOUT 3600)
 endif()
 
 if(KR_DOXYGEN AND NOT CMAKE_CROSSCOMPILING)

@@ -2,10 +2,16 @@
 
 import hashlib
 import json
+import os
 import subprocess
+import tempfile
 
 # What depends on where data lie, or on the size of the file.
 PLACES = {"pos", "bit_rate", "max_bit_rate", "filename", "probe_score", "nb_read_packets"}
+# Encoded_Library of the file comes from MEncoder's fillers, which no copy carries.
+DESCRIBED_PLACES = {"FileSize", "OverallBitRate", "StreamSize", "HeaderSize", "DataSize", "FooterSize",
+                    "File_Modified_Date", "File_Modified_Date_Local"}
+PLAYED_PLACES = {"ID_FILENAME"}
 
 
 def output(*command):
@@ -34,12 +40,30 @@ def hashed_packets(path):
     return output("ffmpeg", "-v", "error", "-i", path, "-map", "0", "-c", "copy", "-f", "framehash", "-").decode()
 
 
-def sound_hashes(facts):
-    """MD5 of each stream's packets one after the other."""
-    sums = {}
-    for packet in facts.get("packets", []):
-        sums.setdefault(packet["stream_index"], hashlib.md5()).update(packet["data_hash"].encode())
-    return {stream: one.hexdigest() for stream, one in sums.items()}
+def described(path):
+    """mediainfo's fields of each track, without those that depend on sizes and places."""
+    tracks = json.loads(output("mediainfo", "--Output=JSON", path) or b"{}").get("media", {}).get("track", [])
+    return {f"{number} {name}": value for number, track in enumerate(tracks) for name, value in track.items()
+            if name not in DESCRIBED_PLACES and (number, name) != (0, "Encoded_Library")}
+
+
+def played(path):
+    """What MPlayer knows of a file, and the MD5 of its decoded frames and sound."""
+    with tempfile.TemporaryDirectory(prefix="kravi-played-") as folder:
+        frames, sound = (os.path.join(folder, name) for name in ("frames", "sound"))
+        same = os.path.join(folder, "file.avi")  # what it shows of some files depends on their names
+        os.symlink(os.path.abspath(path), same)
+        said = output("mplayer", "-noconfig", "all", "-nolirc", "-nosub", "-benchmark", "-quiet", "-identify", "-vo",
+                      f"md5sum:outfile={frames}", "-ao", f"pcm:fast:file={sound}", same).decode("utf-8", "replace")
+        facts = dict(line.split("=", 1) for line in said.splitlines() if line.startswith("ID_") and "=" in line)
+        facts = {name: value for name, value in facts.items() if name not in PLAYED_PLACES}
+        for name in (frames, sound):
+            if os.path.exists(name):
+                with open(name, "rb") as file:
+                    facts[os.path.basename(name)] = hashlib.md5(file.read()).hexdigest()
+        return facts
+
+
 
 
 def differences(source, copy):

@@ -2,8 +2,12 @@
 #include "tests/mend/KrCrashDisk.h"
 #include "tests/support/KrCountingFileSystem.h"
 #include "tests/support/KrFaultyFileSystem.h"
+#include "tests/support/KrSimpleAvi.h"
+#include "tools/command/KrProgress.h"
 #include "tools/command/KrToolError.h"
+#include "tools/mend/KrFieldPlan.h"
 #include "tools/mend/KrMendedFile.h"
+#include "tools/mend/KrReindexPlan.h"
 
 #include <gtest/gtest.h>
 
@@ -52,6 +56,34 @@ CKrBytePatches RandomPatches(KrBytes& content, std::mt19937_64& random)
     return patches;
 }
 
+// An AVI file, which may be cut.
+KrBytes RandomAvi(std::mt19937_64& random)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream({300, 301, 302, 303, 304}), PcmStream({400, 400, 400, 400, 400})};
+    constexpr EKrIndexKind kKinds[] = {EKrIndexKind::None, EKrIndexKind::Idx1, EKrIndexKind::OpenDml,
+                                       EKrIndexKind::Both};
+    avi.index = kKinds[random() % std::size(kKinds)];
+    if (avi.index == EKrIndexKind::OpenDml)
+        avi.roundsPerSegment = {2, 2};
+    KrBytes bytes = BuildSimpleAvi(avi).Bytes();
+    if (random() % 4 != 0)
+        bytes.resize(bytes.size() / 2 + random() % (bytes.size() / 2));
+    return bytes;
+}
+
+// What reindex and set would change.
+CKrBytePatches MendingPatches(const CKrMendedFile& file, std::mt19937_64& random)
+{
+    KrTool::CKrProgress silent(KrTool::EKrProgressMode::None, "reindex");
+    if (random() % 3 != 0)
+        return KrTool::PlanReindex(file, silent).patches;
+    KrTool::SKrFieldValues values;
+    values.rate = std::to_string(1 + random() % 100);
+    values.codec = "XVID";
+    return KrTool::PlanFields(file, values).patches;
+}
+
 uint64_t States()
 {
     const char* const text = std::getenv("KR_CRASHES");
@@ -63,7 +95,8 @@ class CKrMendedHistory
 {
 public:
     explicit CKrMendedHistory(uint64_t seed)
-        : m_random(seed), m_first(RandomBytes(1 + m_random() % 6000, m_random)),
+        : m_random(seed), m_isAvi(seed % 2 == 0),
+          m_first(m_isAvi ? RandomAvi(m_random) : RandomBytes(1 + m_random() % 6000, m_random)),
           m_disk({{kWideFile, m_first}})
     {
     }
@@ -83,10 +116,12 @@ public:
             else
             {
                 KrBytes next = contents.back();
-                const CKrBytePatches patches = RandomPatches(next, m_random);
-                static_cast<void>(file.Change(patches, "set"));
-                contents.push_back(next);
-                m_known.insert(next);
+                const CKrBytePatches patches =
+                    m_isAvi ? MendingPatches(file, m_random) : RandomPatches(next, m_random);
+                if (file.Change(patches, "set").ranges == 0)
+                    continue;
+                contents.push_back(m_isAvi ? m_disk.Now().at(kWideFile) : next);
+                m_known.insert(contents.back());
             }
             ASSERT_EQ(m_disk.Now().at(kWideFile), contents.back());
         }
@@ -102,6 +137,7 @@ public:
 
 private:
     std::mt19937_64 m_random;
+    const bool m_isAvi;
     const KrBytes m_first;
     CKrCrashDisk m_disk;
     std::set<KrBytes> m_known;
@@ -176,5 +212,88 @@ TEST(MendedFile, CrashAtAnyWrite_LeavesAKnownFileOrOneThatUndoRestores)
     }
     EXPECT_GT(counts.half, States() / 50) << "else nothing is shown";
     EXPECT_GT(counts.again, States() / 50);
+}
+
+// A full disk, an error of the device: at every call, once and from then on.
+TEST(MendedFile, FailedCall_LeavesTheOldFileOrOneThatUndoRestores)
+{
+    std::mt19937_64 random(1);
+    const KrBytes first = RandomBytes(3000, random);
+    KrBytes changed = first;
+    const CKrBytePatches patches = RandomPatches(changed, random);
+    for (const EKrFileCall kind :
+         {EKrFileCall::Open, EKrFileCall::Size, EKrFileCall::Read, EKrFileCall::Create, EKrFileCall::Write,
+          EKrFileCall::Flush, EKrFileCall::FlushName})
+    {
+        for (const EKrFaultSpan span : {EKrFaultSpan::Once, EKrFaultSpan::FromThenOn})
+        {
+            CKrMemoryFileSystem memory;
+            CKrFaultyFileSystem files(memory);
+            uint64_t refused = 0;
+            const auto change = [&](uint64_t)
+            {
+                memory.Set(kWideFile, KrBytes(first));
+                memory.Remove(kUndoFile);
+                try
+                {
+                    static_cast<void>(CKrMendedFile(files, kFile).Change(patches, "set"));
+                    EXPECT_EQ(memory.Content(kWideFile).ToBytes(), changed);
+                }
+                catch (const CKrToolError&)
+                {
+                    ++refused;
+                }
+                if (memory.Exists(kUndoFile))
+                    static_cast<void>(CKrMendedFile(memory, kFile).Undo());
+                EXPECT_EQ(memory.Content(kWideFile).ToBytes(), first);
+            };
+            const uint64_t faults = ForEveryFailedCall(files, kind, span, change);
+            EXPECT_EQ(refused, faults);
+            EXPECT_GT(faults, 0u);
+        }
+    }
+}
+
+TEST(MendedFile, FullDisk_LeavesTheOldFile)
+{
+    std::mt19937_64 random(2);
+    const KrBytes first = RandomBytes(3000, random);
+    CKrBytePatches patches;
+    patches.Put(100, RandomBytes(50, random));
+    patches.Put(2990, RandomBytes(4000, random));
+    for (const uint64_t capacity : {0, 50, 100, 3000, 3500, 6989}) // of the undo file, and of the file
+    {
+        CKrMemoryFileSystem memory;
+        memory.Set(kWideFile, KrBytes(first));
+        memory.SetCapacity(capacity);
+        EXPECT_THROW(static_cast<void>(CKrMendedFile(memory, kFile).Change(patches, "set")), CKrToolError);
+        EXPECT_EQ(memory.Content(kWideFile).ToBytes(), first) << capacity;
+        EXPECT_FALSE(memory.Exists(kUndoFile)) << capacity;
+    }
+}
+
+// Of a file of 10 GB little is read, and no more than the change and its record written.
+TEST(MendedFile, FieldsOfALargeFile_CostNoMoreThanThoseOfASmallOne)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream(std::vector<uint32_t>(11, 1'000'000'000))};
+    avi.roundsPerSegment = std::vector<size_t>(11, 1);
+    avi.index = EKrIndexKind::OpenDml;
+    CKrMemoryFileSystem memory;
+    memory.Set(kWideFile, BuildSimpleAvi(avi).content);
+    CKrCountingFileSystem files(memory);
+    KrTool::SKrFieldValues values;
+    values.rate = "30000/1001";
+    {
+        CKrMendedFile file(files, kFile);
+        EXPECT_GT(file.Length(), 10'000'000'000u);
+        EXPECT_GT(file.Change(KrTool::PlanFields(file, values).patches, "set").bytes, 0u);
+    }
+    const SKrFileCalls calls = files.Calls();
+    EXPECT_LT(calls.bytes, 250'000u);
+    EXPECT_LT(calls.written, 250u);
+    EXPECT_EQ(calls.flushes, 2u) << "of the undo file, and of the file";
+    static_cast<void>(CKrMendedFile(files, kFile).Undo());
+    EXPECT_LT(files.Calls().written, 300u);
 }
 } // namespace KrTest

@@ -21,6 +21,7 @@ void AddCutVerb(CKrVerbTable& verbs);
 void AddConcatVerb(CKrVerbTable& verbs);
 void AddRecoverVerb(CKrVerbTable& verbs);
 void AddSetVerb(CKrVerbTable& verbs);
+void AddReindexVerb(CKrVerbTable& verbs);
 void AddUndoVerb(CKrVerbTable& verbs);
 void AddManVerb(CKrVerbTable& verbs);
 void AddCompletionVerb(CKrVerbTable& verbs);
@@ -29,8 +30,8 @@ void AddCompletionVerb(CKrVerbTable& verbs);
 inline constexpr void (*kVerbs[])(CKrVerbTable&) = {
     AddInfoVerb, AddTreeVerb,    AddIndexVerb,   AddVerifyVerb, AddMapVerb,
     AddHashVerb, AddExtractVerb, AddFollowVerb,  AddWriteVerb,  AddRewrapVerb,
-    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddSetVerb,    AddUndoVerb,
-    AddManVerb,  AddCompletionVerb};
+    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddSetVerb,    AddReindexVerb,
+    AddUndoVerb, AddManVerb,     AddCompletionVerb};
 } // namespace KrTool
 
 #endif

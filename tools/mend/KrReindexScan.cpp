@@ -1,0 +1,203 @@
+#include "tools/mend/KrReindexScan.h"
+
+#include "tools/avi/KrInputFile.h"
+#include "tools/avi/KrScanRules.h"
+#include "tools/verify/KrLayoutCheck.h"
+#include "tools/verify/KrVerify.h"
+
+#include <algorithm>
+
+namespace KrTool
+{
+namespace
+{
+// Listens to the scan of kravi verify, which fills the model.
+class CKrReindexListener final : public IKrScanListener
+{
+public:
+    CKrReindexListener(const CKrByteSource& file, SKrReindexScan& scan)
+        : m_scan(scan), m_length(file.Length()), m_check(file, scan.model, scan.results)
+    {
+    }
+
+    void OnList(const SKrScannedList& list, Lists around) override
+    {
+        m_check.OnList(list, around);
+        Extend(list.position + kListHeaderSize, around);
+        m_ends.resize(around.size());
+        m_ends.push_back(list.position + kListHeaderSize);
+        const SKrListEnds ends = {list.position, list.size, false, list.position + kListHeaderSize};
+        if (list.kind == EKrListKind::Segment)
+            m_scan.segments.push_back({ends, {}, false});
+        else if (list.kind == EKrListKind::Movi && !m_scan.segments.empty() && !m_scan.segments.back().movi)
+            m_scan.segments.back().movi = ends;
+        else if (list.kind != EKrListKind::Rec)
+            NoteAfterMovi(around);
+        m_mayGrow = list.kind == EKrListKind::Movi;
+    }
+
+    void OnListEnd(const SKrScannedList& list, Lists around, uint64_t position) override
+    {
+        const uint64_t stored = list.position + kChunkHeaderSize + list.size;
+        const bool isRight = !list.isUnset && (stored == position || RoundUpToEven(stored) == position);
+        const bool isHeader = list.kind == EKrListKind::Hdrl || list.kind == EKrListKind::Strl;
+        if ((list.kind == EKrListKind::Rec || isHeader) && !isRight)
+            m_scan.otherLists.push_back({list.position, list.size, false, m_ends[around.size()]});
+        if (m_scan.segments.empty())
+            return;
+        SKrSegmentEnds& segment = m_scan.segments.back();
+        if (list.kind == EKrListKind::Segment && list.position == segment.position)
+            segment.isRight = isRight;
+        if (list.kind == EKrListKind::Movi && segment.movi && list.position == segment.movi->position)
+            segment.movi->isRight = isRight;
+    }
+
+    void OnSegmentOverlap(const SKrScannedList& segment, uint64_t position) override
+    {
+        m_check.OnSegmentOverlap(segment, position);
+    }
+
+    void OnChunk(const SKrScannedChunk& chunk, Lists around) override
+    {
+        const size_t before = m_scan.model.chunks.size();
+        m_check.OnChunk(chunk, around);
+        const bool isWhole = chunk.end == chunk.position + kChunkHeaderSize + chunk.guess.size;
+        const bool isData = m_scan.model.chunks.size() > before;
+        if (isData)
+            m_scan.ids.push_back(isWhole ? chunk.guess.id : 0);
+        if (!isWhole)
+        {
+            m_scan.stretches.push_back(
+                {chunk.position, chunk.end, true, chunk.guess.kind != EKrGuess::Index});
+            m_scan.cutChunks += isData ? 1 : 0;
+        }
+        Extend(chunk.end, around);
+        NoteOutside(around);
+        if (chunk.guess.id == kFccJunk)
+            return;
+        if (isData && m_mayGrow && IsAfterMovi(around))
+            GrowMovi(chunk.end);
+        else if (IsAfterMovi(around))
+            NoteAfterMovi(around, chunk.guess.id);
+    }
+
+    void OnOverrun(const SKrScannedChunk& chunk, Lists around, uint64_t claimedEnd, bool isCut) override
+    {
+        m_check.OnOverrun(chunk, around, claimedEnd, isCut);
+    }
+
+    void OnPadding(uint64_t position) override
+    {
+        m_check.OnPadding(position);
+        m_scan.end = std::max(m_scan.end, position + 1);
+    }
+
+    void OnMissingPadding(uint64_t position, uint32_t idThere) override
+    {
+        m_check.OnMissingPadding(position, idThere);
+    }
+
+    void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) override
+    {
+        m_check.OnGap(from, to, isZeros, around);
+        m_scan.stretches.push_back({from, to, false, true});
+        if (to != m_length)
+            NoteOutside(around);
+    }
+
+private:
+    void Extend(uint64_t end, Lists around)
+    {
+        m_scan.end = std::max(m_scan.end, end);
+        if (m_scan.segments.empty())
+            return;
+        SKrSegmentEnds& segment = m_scan.segments.back();
+        segment.end = std::max(segment.end, end);
+        for (const SKrScannedList& list : around)
+        {
+            if (list.kind == EKrListKind::Movi && segment.movi)
+                segment.movi->end = std::max(segment.movi->end, end);
+        }
+        for (size_t level = 0; level < std::min(around.size(), m_ends.size()); ++level)
+            m_ends[level] = std::max(m_ends[level], end);
+    }
+
+    // What follows a segment, and lies in none, belongs to it if it is a chunk or another segment follows.
+    void NoteOutside(Lists around)
+    {
+        if (around.size() == 1 && !m_scan.segments.empty())
+            m_scan.segments.back().isRight = false;
+    }
+
+    [[nodiscard]] bool IsAfterMovi(Lists around) const
+    {
+        const auto isMovi = [](const SKrScannedList& list)
+        {
+            return list.kind == EKrListKind::Movi;
+        };
+        return std::ranges::none_of(around, isMovi) && !m_scan.segments.empty() &&
+               m_scan.segments.back().movi.has_value();
+    }
+
+    // What lies there keeps 'movi' from growing over it.
+    void NoteAfterMovi(Lists around, uint32_t id = 0)
+    {
+        if (!IsAfterMovi(around))
+            return;
+        m_mayGrow = false;
+        m_scan.segments.back().hasOthersAfterMovi =
+            m_scan.segments.back().hasOthersAfterMovi || id != kFccIdx1;
+    }
+
+    // Data directly after 'movi' belong into it.
+    void GrowMovi(uint64_t end)
+    {
+        m_scan.segments.back().movi->end = end;
+        m_scan.segments.back().movi->isRight = false;
+    }
+
+    SKrReindexScan& m_scan;
+    const uint64_t m_length;
+    CKrLayoutCheck m_check;
+    std::vector<uint64_t> m_ends; // of what the open lists have inside, the file itself first
+    bool m_mayGrow = false;       // nothing but data and filler since the start of 'movi'
+};
+// Only what goes into the new indexes counts.
+void CountWholeChunks(SKrReindexScan& scan, CKrFileWindow& window)
+{
+    for (SKrVerifyStream& stream : scan.model.streams)
+    {
+        if (!stream.header)
+            continue;
+        const size_t size = std::min<size_t>(stream.header->size, SKrStreamHeader::kEncodedSize);
+        static_cast<void>(DecodeStreamHeader(window.At(stream.header->Data(), size), stream));
+    }
+    for (size_t number = 0; number < scan.ids.size(); ++number)
+    {
+        const SKrDataChunk& chunk = scan.model.chunks[number];
+        if (chunk.stream >= scan.model.streams.size())
+            scan.ids[number] = 0;
+        if (scan.ids[number] == 0 || chunk.kind == EKrContent::Other)
+            continue;
+        SKrVerifyStream& stream = scan.model.streams[chunk.stream];
+        ++stream.chunks;
+        stream.bytes += chunk.size;
+        stream.largest = std::max(stream.largest, chunk.size);
+        stream.chunksInFirstSegment += chunk.segment == 0 ? 1 : 0;
+        stream.bytesInFirstSegment += chunk.segment == 0 ? chunk.size : 0;
+    }
+}
+} // namespace
+
+void ScanForReindex(const CKrByteSource& file, SKrReindexScan& scan, CKrProgress& progress)
+{
+    CKrReindexListener listener(file, scan);
+    CKrFileScanner(file, kLayoutRules, listener, progress).Run("searching chunks");
+    CKrFileWindow window(file);
+    CKrFileWindow strayWindow(file);
+    const SKrVerifyContext context{window, strayWindow, scan.model, scan.results, progress};
+    CountWholeChunks(scan, window);
+    CheckOldIndexes(context);
+    CheckOpenDmlIndexes(context);
+}
+} // namespace KrTool

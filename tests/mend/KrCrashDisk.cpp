@@ -163,7 +163,9 @@ KrBytes ContentAfterCrash(KrBytes content, const std::vector<const SKrDiskEvent*
                          PutBytes(content, **event, from, to);
                      });
     }
-    content.resize(static_cast<size_t>(kind == 1 ? size : smallest + upTo(largest - smallest)));
+    // Often the size is on the disk and bytes before it are not, which then are zeros.
+    const bool hasSize = kind == 1 || upTo(1) == 0;
+    content.resize(static_cast<size_t>(hasSize ? size : smallest + upTo(largest - smallest)));
     return content;
 }
 } // namespace

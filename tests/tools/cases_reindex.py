@@ -153,9 +153,21 @@ def test_where_the_index_goes(kravi):
     equal(new, with_riff(data + texts), "texts after the index")
 
 
-def test_chunks_of_wrong_size_become_filler(kravi):
+def test_chunks_of_wrong_size(kravi):
+    """They get the size that an index has, and become filler without one."""
+    for build in (avi.simple_avi, avi.open_dml_avi):
+        streams = avi.standard_streams(6)
+        whole_file = build(streams)
+        for size in (0x7FFFFFFF, 20000, 8300, 100):
+            data = bytearray(whole_file)
+            struct.pack_into("<I", data, streams[0].positions[2] - 4, size)
+            report, new, _ = reindexed(kravi, bytes(data), code=0)
+            equal((report["sizesRepaired"], report["cutChunks"]), (1, 0), f"{size}")
+            check(new == whole_file, f"{size}: repaired")
+            if kravi.is_emulated:
+                return
     streams = avi.standard_streams(6)
-    data = bytearray(avi.simple_avi(streams))
+    data = bytearray(avi.simple_avi(streams, idx1=False))
     struct.pack_into("<I", data, streams[0].positions[2] - 4, 0x7FFFFFFF)
     report, new, found = reindexed(kravi, bytes(data), code=1)
     equal((report["cutChunks"], found & MENDED), (1, set()), "report")

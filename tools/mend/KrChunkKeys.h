@@ -2,13 +2,15 @@
 #ifndef KR_TOOLS_MEND_KRCHUNKKEYS_H
 #define KR_TOOLS_MEND_KRCHUNKKEYS_H
 
-#include "tools/mend/KrReindexScan.h"
+#include "tools/mend/KrReindexModel.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace KrTool
 {
+class CKrByteSource;
+
 struct SKrChunkKeys
 {
     std::vector<bool> isKey; // of the model's chunks

@@ -363,12 +363,12 @@ bool IsOldIndexBroken(const SKrReindexScan& scan)
     const bool isClosed = scan.segments.size() == 1 && scan.segments.front().isRight;
     const bool isEnough = isClosed && scan.model.HasSuperIndex() && !IsSuperIndexBroken(scan);
     const bool isMissing = scan.segments.size() == 1 && !scan.model.segments.front().oldIndex && !isEnough;
-    return isMissing || HasAny(scan, kWrongOldIndex);
+    return isMissing || scan.cutChunks != 0 || HasAny(scan, kWrongOldIndex);
 }
 
 bool IsSuperIndexBroken(const SKrReindexScan& scan)
 {
-    return HasAny(scan, kWrongSuperIndex);
+    return scan.cutChunks != 0 || HasAny(scan, kWrongSuperIndex);
 }
 
 SKrFreshIndexes MakeFreshIndexes(const CKrByteSource& file, const SKrReindexScan& scan,

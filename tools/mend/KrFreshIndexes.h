@@ -4,7 +4,7 @@
 
 #include "tools/mend/KrBytePatches.h"
 #include "tools/mend/KrChunkKeys.h"
-#include "tools/mend/KrReindexScan.h"
+#include "tools/mend/KrReindexModel.h"
 
 #include <cstdint>
 #include <string>
@@ -12,6 +12,8 @@
 
 namespace KrTool
 {
+class CKrByteSource;
+
 struct SKrFreshIndexes
 {
     CKrBytePatches patches;        // in the places of old indexes

@@ -7,6 +7,7 @@
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 #include "tools/mend/KrFreshIndexes.h"
+#include "tools/mend/KrReindexScan.h"
 
 #include <algorithm>
 
@@ -34,6 +35,7 @@ public:
     {
         CheckWhatIsThere();
         m_plan.cutChunks = m_scan.cutChunks;
+        m_plan.sizesRepaired = m_scan.repairs.size();
         FindTail();
         PlanIndexes();
         PlanFiller();
@@ -135,6 +137,8 @@ private:
 
     void PlanSizes()
     {
+        for (const SKrRightSize& repair : m_scan.repairs)
+            m_plan.patches.PutU32Le(repair.position + sizeof(uint32_t), repair.size);
         for (const SKrListEnds& list : m_scan.otherLists)
             PutSize(list, RoundUpToEven(list.end));
         for (size_t number = 0; number < m_scan.segments.size(); ++number)

@@ -3,7 +3,7 @@
 #define KR_TOOLS_MEND_KRREINDEXPLAN_H
 
 #include "tools/mend/KrBytePatches.h"
-#include "tools/mend/KrReindexScan.h"
+#include "tools/mend/KrReindexModel.h"
 
 #include <cstdint>
 #include <string>
@@ -11,6 +11,9 @@
 
 namespace KrTool
 {
+class CKrByteSource;
+class CKrProgress;
+
 struct SKrReindexPlan
 {
     CKrBytePatches patches;
@@ -18,6 +21,7 @@ struct SKrReindexPlan
     uint64_t segments = 0;
     uint64_t oldIndexEntries = 0; // written
     uint64_t standardIndexes = 0; // written
+    uint64_t sizesRepaired = 0;   // of data chunks
     uint64_t cutChunks = 0;       // data chunks that are not whole; filler now
     uint64_t bytesSkipped = 0;    // in no whole chunk
     std::vector<std::string> notes;

@@ -2,6 +2,7 @@
 
 #include "tools/avi/KrInputFile.h"
 #include "tools/avi/KrScanRules.h"
+#include "tools/mend/KrSizeRepair.h"
 #include "tools/verify/KrLayoutCheck.h"
 #include "tools/verify/KrVerify.h"
 
@@ -68,8 +69,7 @@ public:
         if (!isWhole)
         {
             m_scan.stretches.push_back(
-                {chunk.position, chunk.end, true, chunk.guess.kind != EKrGuess::Index});
-            m_scan.cutChunks += isData ? 1 : 0;
+                {chunk.position, chunk.end, true, chunk.guess.kind != EKrGuess::Index, chunk.guess.id});
         }
         Extend(chunk.end, around);
         NoteOutside(around);
@@ -86,6 +86,8 @@ public:
         m_check.OnOverrun(chunk, around, claimedEnd, isCut);
     }
 
+    void OnWrongSize(const SKrScannedChunk& chunk) override { m_check.OnWrongSize(chunk); }
+
     void OnPadding(uint64_t position) override
     {
         m_check.OnPadding(position);
@@ -100,7 +102,7 @@ public:
     void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) override
     {
         m_check.OnGap(from, to, isZeros, around);
-        m_scan.stretches.push_back({from, to, false, true});
+        m_scan.stretches.push_back({from, to, false, true, 0});
         if (to != m_length)
             NoteOutside(around);
     }
@@ -167,6 +169,9 @@ void CountWholeChunks(SKrReindexScan& scan, CKrFileWindow& window)
 {
     for (SKrVerifyStream& stream : scan.model.streams)
     {
+        stream.chunks = stream.chunksInFirstSegment = 0;
+        stream.bytes = stream.bytesInFirstSegment = 0;
+        stream.largest = 0;
         if (!stream.header)
             continue;
         const size_t size = std::min<size_t>(stream.header->size, SKrStreamHeader::kEncodedSize);
@@ -195,9 +200,14 @@ void ScanForReindex(const CKrByteSource& file, SKrReindexScan& scan, CKrProgress
     CKrFileScanner(file, kLayoutRules, listener, progress).Run("searching chunks");
     CKrFileWindow window(file);
     CKrFileWindow strayWindow(file);
-    const SKrVerifyContext context{window, strayWindow, scan.model, scan.results, progress};
+    const SKrVerifyContext context{window, strayWindow, scan.model, scan.results, progress, kInterleaveLimit};
     CountWholeChunks(scan, window);
     CheckOldIndexes(context);
     CheckOpenDmlIndexes(context);
+    RepairSizes(file, scan);
+    CountWholeChunks(scan, window);
+    scan.cutChunks = static_cast<uint64_t>(
+        std::ranges::count_if(scan.stretches, [&scan](const SKrStretch& stretch)
+                              { return DataTagOf(stretch.id, scan.model.streams.size()).has_value(); }));
 }
 } // namespace KrTool

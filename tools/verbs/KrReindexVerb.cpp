@@ -21,7 +21,8 @@ const SKrVerbHelp kReindexHelp = {
         R"(For files that were truncated, never closed, or whose index is broken: scans all chunk headers, as verify
         does, and writes the sizes of segments and lists, the numbers of frames and samples, and new indexes
         ('idx1', and those of OpenDML where the file has them) into the file. Frames and sound are neither moved
-        nor read. Chunks that are not whole become filler.)",
+        nor read. The size of a chunk is repaired where an index has the right one; chunks that
+        are not whole become filler.)",
         R"(The old bytes are written to an undo file beside it first (clip.avi.kravi-undo), so that kravi undo takes
         the change back. If the power fails meanwhile, the file is the old one, the new one, or one that kravi undo
         makes the old one again.)",
@@ -45,6 +46,7 @@ void ReportPlan(const SKrReindexPlan& plan, CKrReport& report)
     report.Fact("streams", streams);
     report.Fact("idx1Entries", plan.oldIndexEntries);
     report.Fact("standardIndexes", plan.standardIndexes);
+    report.Fact("sizesRepaired", plan.sizesRepaired);
     report.Fact("cutChunks", plan.cutChunks);
     report.Fact("bytesSkipped", plan.bytesSkipped);
     for (const std::string& note : plan.notes)

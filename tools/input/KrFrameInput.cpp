@@ -160,6 +160,30 @@ private:
 };
 } // namespace
 
+namespace
+{
+// A picture that is missing would shift all later ones. With the number in the name of a folder nobody looks.
+void RefuseGap(const SKrFrameFiles& files)
+{
+    const std::string folder = FolderOf(files.pattern.Start());
+    std::vector<SKrFolderEntry> entries;
+    if (!ListFolder(folder.empty() ? "." : folder, entries).empty())
+        return;
+    const uint64_t missing = files.first + files.count;
+    std::optional<uint64_t> next;
+    for (const SKrFolderEntry& entry : entries)
+    {
+        const std::optional<uint64_t> number = files.pattern.NumberOf(folder + entry.name);
+        if (number && *number > missing && !entry.isFolder)
+            next = std::min(next.value_or(UINT64_MAX), *number);
+    }
+    if (next)
+        throw CKrToolError(
+            files.pattern.NameOf(missing),
+            Format("this picture is missing; the next one is {}", files.pattern.NameOf(*next)));
+}
+} // namespace
+
 SKrFrameFiles FindFrameFiles(const std::string& pattern, std::optional<uint64_t> start)
 {
     SKrFrameFiles files{CKrFramePattern(pattern)};
@@ -169,6 +193,8 @@ SKrFrameFiles FindFrameFiles(const std::string& pattern, std::optional<uint64_t>
     files.count = 1;
     while (files.pattern.IsNumbered() && IsThere(files.NameOf(files.count)))
         ++files.count;
+    if (files.pattern.IsNumbered())
+        RefuseGap(files);
     return files;
 }
 

@@ -14,7 +14,7 @@
 namespace KrTool
 {
 // The files of a pattern, from `start` on (without a value: from 0, or from 1 when there is no 0) up to the
-// first number that is missing.
+// last one. Throws CKrToolError where one is missing between them.
 struct SKrFrameFiles
 {
     CKrFramePattern pattern;

@@ -59,6 +59,17 @@ size_t CKrFramePattern::ParseNumber(const std::string& pattern, size_t position)
     return at;
 }
 
+std::optional<uint64_t> CKrFramePattern::NumberOf(const std::string& name) const
+{
+    uint64_t number = 0;
+    if (!m_numbered || !name.starts_with(m_before))
+        return std::nullopt;
+    const char* const end = name.data() + name.size();
+    const auto [rest, error] = std::from_chars(name.data() + m_before.size(), end, number);
+    const bool isName = error == std::errc() && NameOf(number) == name;
+    return isName ? std::optional(number) : std::nullopt;
+}
+
 std::string CKrFramePattern::NameOf(uint64_t frame) const
 {
     if (!m_numbered)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace KrTool
@@ -18,6 +19,12 @@ public:
 
     bool IsNumbered() const { return m_numbered; }
     std::string NameOf(uint64_t frame) const;
+
+    // The number in a name of this pattern; nothing in other names.
+    std::optional<uint64_t> NumberOf(const std::string& name) const;
+
+    // What precedes the number, or the whole name.
+    const std::string& Start() const { return m_before; }
 
 private:
     size_t ParseNumber(const std::string& pattern, size_t position);

@@ -29,6 +29,20 @@ uint32_t ParseDimension(const char* from, const char* end)
         throw CKrToolError({}, "--size must be WIDTHxHEIGHT, each from 1 to 32768");
     return value;
 }
+
+// The code of "30000/1001"; nothing for other texts, and for rates without a code.
+std::optional<uint32_t> CodeOfFraction(const std::string& text)
+{
+    uint32_t rate = 0;
+    uint32_t scale = 0;
+    const char* const end = text.data() + text.size();
+    const auto [slash, error] = std::from_chars(text.data(), end, rate);
+    if (error != std::errc() || slash == end || *slash != '/')
+        return std::nullopt;
+    const auto [rest, scaleError] = std::from_chars(slash + 1, end, scale);
+    const bool isFraction = scaleError == std::errc() && rest == end;
+    return isFraction ? FrameRateCode(rate, scale) : std::nullopt;
+}
 } // namespace
 
 SKrPictureSize ParseSize(const std::string& text)
@@ -53,10 +67,14 @@ uint32_t ParseFrameRate(const std::string& text)
 {
     const auto rates = KrFrameRates();
     const auto found = std::ranges::find(rates, std::string_view(text), &SKrFrameRate::name);
-    if (found == rates.end())
-        throw CKrToolError(
-            {}, Format("--rate: '{}' is not one of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60", text));
-    return static_cast<uint32_t>(found - rates.begin());
+    if (found != rates.end())
+        return static_cast<uint32_t>(found - rates.begin());
+    if (const std::optional<uint32_t> code = CodeOfFraction(text))
+        return *code;
+    throw CKrToolError(
+        {}, Format("--rate: '{}' is not one of 23.976, 24, 25, 29.97, 30, 50, 59.94, 60, nor one of "
+                   "these as a fraction such as 30000/1001",
+                   text));
 }
 
 std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale)

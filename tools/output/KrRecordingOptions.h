@@ -31,8 +31,8 @@ inline constexpr uint32_t kUsualBits = 24;           // of a pixel
 // Four characters; 0 for an empty text.
 uint32_t ParseCodec(const std::string& text);
 
-// The code of a frame rate by its name: 23.976, 24, 25, 29.97, 30, 50, 59.94 or 60. Throws CKrToolError for
-// anything else.
+// The code of a frame rate by its name: 23.976, 24, 25, 29.97, 30, 50, 59.94 or 60; or as a fraction. Throws
+// CKrToolError for anything else.
 uint32_t ParseFrameRate(const std::string& text);
 
 // The code of exactly this rate; nothing when the writer has none.

@@ -22,7 +22,7 @@ const SKrVerbHelp kWriteHelp = {
     "Make an AVI file from pictures and sound",
     {
         R"(PATTERN: a name with one %d or %0Nd for the frame number, or, for raw pictures, the name of one file
-        with all frames. Numbers run from --start to the last one before a gap.)",
+        with all frames. Numbers run from --start to the last one; a missing picture is an error.)",
         R"(JPEG pictures are stored unchanged as 'MJPG'. Raw pictures are stored as uncompressed frames: 16, 24 or
         32 bits in the order of Windows bitmaps; rows are reordered and padded to suit. With --codec they
         are stored unchanged.)",
@@ -159,7 +159,7 @@ void AddWriteVerb(CKrVerbTable& verbs)
     verb.AddText("--raw", options->raw, "PATTERN", "Raw pictures");
     verb.AddNumber("--start", options->start, "Number of the first picture (0, or 1 if there is no 0)");
     verb.AddText("--audio", options->audio, "NAME", "Sound from a WAVE file with PCM");
-    verb.AddText("--rate", options->rate, "RATE", "Frames per second (25)");
+    verb.AddText("--rate", options->rate, "RATE", "Frames per second: 29.97, 30000/1001 (25)");
     verb.AddChoice("--scan", options->scan, "MODE", ScanModes(),
                    "upper, lower, progressive (default) or unknown");
     verb.AddNumber("--display-width", options->displayWidth, "Width in square pixels");

@@ -124,7 +124,7 @@ def test_cut_refuses(kravi):
         return
     refused(kravi, "video stream 0 has 4 frames", "cut", "in.avi", "out.avi", "--from", "4")
     refused(kravi, "--from is after --to", "cut", "in.avi", "out.avi", "--from", "3", "--to", "2")
-    refused(kravi, "--from: '-1' is not a decimal number in range", "cut", "in.avi", "out.avi", "--from", "-1")
+    refused(kravi, "--from: '-1' is not a frame such as 250, 00:00:10:00 or 10.5s", "cut", "in.avi", "out.avi", "--from", "-1")
     refused(kravi, "only 0 bytes", "cut", "empty.avi", "out.avi")
     refused(kravi, "no such file", "cut", "missing.avi", "out.avi")
     kravi.write("none.avi", avi.simple_avi([avi.video([]), avi.pcm([avi.payload(1, 4000)])]))

@@ -229,6 +229,7 @@ constexpr SKrSoundCodec kSoundCodecs[] = {
     {0x704F, "Opus"},
     {0x706D, "AAC"},
     {0x77A1, "True Audio"},
+    {0x87AF, "E-AC-3"},
     {0xA106, "AAC"},
     {0xA109, "Speex"},
     {0xF1AC, "FLAC"},
@@ -261,6 +262,12 @@ std::string_view SoundCodecName(uint16_t formatTag)
 {
     const auto* const found = std::ranges::find(kSoundCodecs, formatTag, &SKrSoundCodec::tag);
     return found != std::end(kSoundCodecs) ? found->name : std::string_view();
+}
+
+bool NeedsItsChunks(uint16_t formatTag)
+{
+    static constexpr std::string_view kOfPackets[] = {"AAC", "Vorbis", "Opus", "Speex", "True Audio"};
+    return std::ranges::find(kOfPackets, SoundCodecName(formatTag)) != std::end(kOfPackets);
 }
 
 bool IsDv(uint32_t fourCc)

@@ -2,6 +2,7 @@
 
 #include "platform/KrFileProbe.h"
 #include "tools/command/KrFormat.h"
+#include "tools/command/KrStandardOutput.h"
 #include "tools/command/KrToolError.h"
 
 #include <vector>
@@ -31,8 +32,23 @@ std::string FreeTemporaryName(const std::string& target)
     return name;
 }
 
+bool IsStandardOutput(const std::string& name)
+{
+    return name == "-";
+}
+
+void CheckStreamTarget(const std::string& target, bool replace, const std::string& source)
+{
+    if (!IsStandardOutput(target))
+        CheckTarget(target, replace, source);
+}
+
 void CheckTarget(const std::string& target, bool replace, const std::string& source)
 {
+    if (IsStandardOutput(target))
+        throw CKrToolError(
+            {}, "'-' is the standard output, which cannot take this file: its parts are not written in "
+                "their order; give a name (./- for a file called -)");
     switch (TargetAt(target))
     {
     case EKrTarget::Free:
@@ -69,8 +85,10 @@ std::string WhyNotWritable(const std::string& target, uint64_t bytes)
 }
 
 CKrOutputFile::CKrOutputFile(std::string target, bool replace)
-    : m_target(std::move(target)), m_replace(replace)
+    : m_target(std::move(target)), m_replace(replace), m_isStandard(IsStandardOutput(m_target))
 {
+    if (m_isStandard)
+        return;
     SKrOsResult result;
     for (int tried = 0; tried < kMostNamesTried; ++tried)
     {
@@ -103,6 +121,8 @@ void CKrOutputFile::Check(const SKrOsResult& result) const
 
 void CKrOutputFile::Write(const void* data, size_t size)
 {
+    if (m_isStandard)
+        return Print({static_cast<const char*>(data), size});
     Check(m_file.Write(data, size));
 }
 
@@ -113,6 +133,8 @@ void CKrOutputFile::SeekTo(uint64_t position)
 
 void CKrOutputFile::Commit()
 {
+    if (m_isStandard)
+        return FlushOutput();
     Check(m_file.Close());
     const SKrOsResult moved = MoveIntoPlace(m_temporary, m_target, m_replace);
     if (moved.alreadyThere)

@@ -10,9 +10,15 @@
 
 namespace KrTool
 {
+// The name that stands for the standard output, where a verb can write from start to end.
+bool IsStandardOutput(const std::string& name);
+
 // Throws CKrToolError when `target` may not be written: it exists and `replace` is not set, it is not a
-// regular file, or it is the input file `source`.
+// regular file, or it is the input file `source`; and for the standard output.
 void CheckTarget(const std::string& target, bool replace, const std::string& source);
+
+// The same for what is written from start to end, which the standard output takes too.
+void CheckStreamTarget(const std::string& target, bool replace, const std::string& source);
 
 // An unused name in the target's folder.
 std::string FreeTemporaryName(const std::string& target);
@@ -21,7 +27,8 @@ std::string FreeTemporaryName(const std::string& target);
 // when there is none.
 std::string WhyNotWritable(const std::string& target, uint64_t bytes);
 
-// Written under a temporary name in the target's folder. Without Commit the destructor removes it.
+// Written under a temporary name in the target's folder. Without Commit the destructor removes it. The
+// standard output is written at once, and has no positions to go to.
 class CKrOutputFile
 {
 public:
@@ -46,6 +53,7 @@ private:
 
     const std::string m_target;
     const bool m_replace;
+    const bool m_isStandard = false;
     std::string m_temporary; // empty when there is none
     CKrNewFile m_file;
 };

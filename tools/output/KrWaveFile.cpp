@@ -6,6 +6,7 @@
 #include "tools/command/KrToolError.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace KrTool
 {
@@ -49,8 +50,9 @@ std::vector<uint8_t> WaveFormatBytes(std::span<const uint8_t> streamFormat)
 }
 
 CKrWaveFile::CKrWaveFile(const std::string& target, bool replace, std::span<const uint8_t> format,
-                         uint64_t mostBytes)
-    : m_file(target, replace), m_hasRoom(mostBytes > kLargestPlainSize - kRoomForHeaders)
+                         uint64_t mostBytes, uint64_t sampleFrames)
+    : m_file(target, replace), m_isStandard(IsStandardOutput(target)), m_sampleFrames(sampleFrames),
+      m_hasRoom(mostBytes > kLargestPlainSize - kRoomForHeaders)
 {
     std::vector<uint8_t> head;
     Put(head, kFccRiff);
@@ -76,6 +78,14 @@ CKrWaveFile::CKrWaveFile(const std::string& target, bool replace, std::span<cons
     Put(head, KrFourCC("data"));
     m_dataSizePosition = head.size();
     Put(head, uint32_t{0});
+    if (m_isStandard)
+    {
+        m_head = std::move(head);
+        m_dataBytes = mostBytes;
+        PatchSizes();
+        head = std::move(m_head);
+        m_dataBytes = 0;
+    }
     m_file.Write(head.data(), head.size());
 }
 
@@ -92,11 +102,16 @@ uint64_t CKrWaveFile::RiffSize() const
 
 void CKrWaveFile::Patch(uint64_t position, const std::vector<uint8_t>& bytes)
 {
+    if (m_isStandard)
+    {
+        std::ranges::copy(bytes, m_head.begin() + static_cast<ptrdiff_t>(position));
+        return;
+    }
     m_file.SeekTo(position);
     m_file.Write(bytes.data(), bytes.size());
 }
 
-void CKrWaveFile::PatchPlain(uint64_t sampleFrames)
+void CKrWaveFile::PatchPlain()
 {
     const auto patchSize = [this](uint64_t position, uint64_t size)
     {
@@ -107,18 +122,18 @@ void CKrWaveFile::PatchPlain(uint64_t sampleFrames)
     patchSize(4, RiffSize());
     patchSize(m_dataSizePosition, m_dataBytes);
     if (m_factPosition != 0)
-        patchSize(m_factPosition, sampleFrames);
+        patchSize(m_factPosition, m_sampleFrames);
 }
 
 // The 32-bit fields are then all ones; the reserved chunk takes the true sizes.
-void CKrWaveFile::PatchLarge(uint64_t sampleFrames)
+void CKrWaveFile::PatchLarge()
 {
     std::vector<uint8_t> sizes;
     Put(sizes, KrFourCC("ds64"));
     Put(sizes, kLargeSizesBytes);
     Put(sizes, RiffSize());
     Put(sizes, m_dataBytes);
-    Put(sizes, sampleFrames);
+    Put(sizes, m_sampleFrames);
     Put(sizes, uint32_t{0});
     Patch(kListHeaderSize, sizes);
     const std::vector<uint8_t> unknown(4, 0xFF);
@@ -129,16 +144,22 @@ void CKrWaveFile::PatchLarge(uint64_t sampleFrames)
         Patch(m_factPosition, unknown);
 }
 
-void CKrWaveFile::Commit(uint64_t sampleFrames)
+void CKrWaveFile::PatchSizes()
+{
+    if (RiffSize() <= kLargestPlainSize)
+        PatchPlain();
+    else if (m_hasRoom)
+        PatchLarge();
+    else
+        throw CKrToolError({}, "too much audio for the file");
+}
+
+void CKrWaveFile::Commit()
 {
     if (m_dataBytes % 2 != 0)
         m_file.Write("", 1);
-    if (RiffSize() <= kLargestPlainSize)
-        PatchPlain(sampleFrames);
-    else if (m_hasRoom)
-        PatchLarge(sampleFrames);
-    else
-        throw CKrToolError({}, "too much audio for the file");
+    if (!m_isStandard)
+        PatchSizes();
     m_file.Commit();
 }
 } // namespace KrTool

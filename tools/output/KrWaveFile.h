@@ -20,21 +20,26 @@ class CKrWaveFile
 {
 public:
     // `mostBytes`: limit of the audio bytes. If they might not fit a plain file, space for 64-bit sizes is
-    // reserved before them.
-    CKrWaveFile(const std::string& target, bool replace, std::span<const uint8_t> format, uint64_t mostBytes);
+    // reserved before them. The standard output gets its sizes first, as if all these bytes came.
+    CKrWaveFile(const std::string& target, bool replace, std::span<const uint8_t> format, uint64_t mostBytes,
+                uint64_t sampleFrames);
 
     void Write(const void* data, size_t size);
 
-    // Writes the sizes and gives the file its name. `sampleFrames` is entered where the format asks for it.
-    void Commit(uint64_t sampleFrames);
+    // Writes the sizes and gives the file its name.
+    void Commit();
 
 private:
     uint64_t RiffSize() const;
-    void PatchPlain(uint64_t sampleFrames);
-    void PatchLarge(uint64_t sampleFrames);
+    void PatchSizes();
+    void PatchPlain();
+    void PatchLarge();
     void Patch(uint64_t position, const std::vector<uint8_t>& bytes);
 
     CKrOutputFile m_file;
+    const bool m_isStandard;
+    const uint64_t m_sampleFrames; // entered where the format asks for it
+    std::vector<uint8_t> m_head;   // of the standard output, until its sizes are entered
     bool m_hasRoom = false;
     uint64_t m_factPosition = 0; // of the sample count; 0: there is none
     uint64_t m_dataSizePosition = 0;

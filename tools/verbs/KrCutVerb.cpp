@@ -1,4 +1,5 @@
 // kravi cut: some frames of a file, and the sound that belongs to them, in a new one.
+#include "tools/avi/KrFrameRange.h"
 #include "tools/command/KrToolError.h"
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
@@ -18,6 +19,7 @@ const SKrVerbHelp kCutHelp = {
         the same time: PCM sound at the sample frame nearest to the frame, as with extract, coded sound between
         its packets; how far that is from the first frame is reported. Consecutive pieces have each frame and
         each packet once; concat joins them. Without --to the sound after the last frame is included.)",
+        kWhatPlacesAre,
         kWhatIsCarried,
         kWhatIsRefused,
         R"(Findings: the first frame is not a key frame and needs frames before it, which --key before adds; and
@@ -25,6 +27,7 @@ const SKrVerbHelp kCutHelp = {
     },
     {
         "kravi cut clip.avi scene.avi --from 250 --to 499",
+        "kravi cut clip.avi scene.avi --from 00:00:10:00 --to 20s",
         "kravi cut clip.avi start.avi --to 99 --no-audio",
     },
 };
@@ -32,17 +35,16 @@ const SKrVerbHelp kCutHelp = {
 struct SKrCutOptions
 {
     std::string file;
-    std::optional<uint64_t> from;
-    std::optional<uint64_t> to; // inclusive
+    SKrRangeOptions range;
     EKrCutStart key = EKrCutStart::Exact;
     SKrCopyOptions copy;
 };
 
 void RunCut(const SKrCutOptions& options, CKrReport& report, CKrProgress& progress)
 {
-    const SKrFrameRange range = {options.from.value_or(0), options.to};
-    if (range.last && *range.last < range.first)
-        throw CKrToolError({}, "--from is after --to");
+    const SKrFrameNumbers frames =
+        ReadRange(options.range, options.file, options.copy.streams.video, progress);
+    const SKrFrameRange range = {frames.first.value_or(0), frames.last};
     if (!options.copy.IsRecording())
         return CarryFile(options.file, SKrCutRange{range.first, range.last, options.key}, options.copy,
                          report, progress);
@@ -59,8 +61,7 @@ void AddCutVerb(CKrVerbTable& verbs)
         verbs.Add(kCutHelp, options->file,
                   [options](auto& report, auto& progress) { RunCut(*options, report, progress); });
     verb.AddArgument("OUTPUT", options->copy.output, "The AVI file to write");
-    verb.AddNumber("--from", options->from, "First frame");
-    verb.AddNumber("--to", options->to, "Last frame");
+    AddRangeOptions(verb, options->range);
     verb.AddChoice<EKrCutStart>("--key", options->key, "START",
                                 {{"exact", EKrCutStart::Exact}, {"before", EKrCutStart::KeyBefore}},
                                 "Start at the first frame, or at the key frame that it needs");

@@ -3,8 +3,10 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkCopier.h"
+#include "tools/avi/KrCodecNames.h"
 #include "tools/avi/KrFileFindings.h"
 #include "tools/avi/KrFollowedFile.h"
+#include "tools/avi/KrFrameRange.h"
 #include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
@@ -14,7 +16,9 @@
 #include "tools/command/KrVerbTable.h"
 #include "tools/command/KrVerbs.h"
 #include "tools/input/KrFramePattern.h"
+#include "tools/output/KrPictureStream.h"
 #include "tools/output/KrWaveFile.h"
+#include "tools/verbs/KrExtractOptions.h"
 #include "tools/verbs/KrFrameFiles.h"
 
 #include <nlohmann/json.hpp>
@@ -38,6 +42,12 @@ const SKrVerbHelp kExtractHelp = {
         R"(With --from or --to, audio is cut to the same time: exact to the sample for uncompressed audio, in
         whole blocks or chunks for compressed audio. Where the headers start the streams at different times
         (see info), the extracted sound is what plays with the frames.)",
+        kWhatPlacesAre,
+        R"(--y4m writes one file that other programs read from a pipe: uncompressed pictures in the layouts I420, YV12, NV12,
+        YUY2, UYVY, Y800 and v210 as they are; bitmaps of 8, 16, 24 and 32 bits converted to BT.601 without
+        subsampling.)",
+        R"(The name - is the standard output, for --video with all frames in one file, --y4m or --audio; there is no report
+        then, and findings go to the error stream.)",
         "Frames are written before the sound. Complete files are kept when a later one fails.",
         R"(--follow writes the frames of a recording as they come, until it ends or the frame of --to is there, and
         its sound then. Frames of recordings without an index, as some programs make them, come at the end.)",
@@ -50,21 +60,9 @@ const SKrVerbHelp kExtractHelp = {
     {
         "kravi extract clip.avi --video 'frame-%06d.jpg' --audio sound.wav",
         "kravi extract clip.avi --audio scene.wav --from 250 --to 499",
+        "kravi extract clip.avi --y4m - | ffmpeg -i - picture.mkv",
         "kravi extract recording.avi --follow --video 'frame-%06d.jpg'",
     },
-};
-
-struct SKrExtractOptions
-{
-    std::string file;
-    std::string video; // pattern or name; empty: no video
-    std::string audio; // name; empty: no audio
-    std::optional<uint64_t> videoStream;
-    std::optional<uint64_t> audioStream;
-    std::optional<uint64_t> from; // frames
-    std::optional<uint64_t> to;   // inclusive
-    bool force = false;
-    bool follow = false;
 };
 
 class CKrExtraction
@@ -118,7 +116,7 @@ private:
     void Follow()
     {
         if (!m_options.audio.empty())
-            CheckTarget(m_options.audio, m_options.force, m_file.Path());
+            CheckStreamTarget(m_options.audio, m_options.force, m_file.Path());
         const Json video = m_options.video.empty() ? Json() : FollowVideo();
         Json audio;
         if (!m_options.audio.empty())
@@ -233,6 +231,15 @@ private:
         if (count == 0)
             m_report.Finding(Format("video stream {} has no frames", m_video.stream));
         CheckVideoTargets();
+        if (!m_options.y4m.empty())
+            m_pictures.emplace(m_file, VideoStream());
+    }
+
+    [[nodiscard]] const SKrAviStream& VideoStream() const
+    {
+        if (m_video.stream >= m_facts.streams.size())
+            throw CKrToolError(m_file.Path(), "it has no headers that describe its pictures");
+        return m_facts.streams[m_video.stream];
     }
 
     void CheckVideoTargets()
@@ -250,12 +257,12 @@ private:
         const std::string name = m_pattern->NameOf(frame);
         if (name == m_options.audio)
             throw CKrToolError(name, "video and audio need different files");
-        CheckTarget(name, m_options.force, m_file.Path());
+        CheckStreamTarget(name, m_options.force, m_file.Path());
     }
 
     void PrepareAudio()
     {
-        CheckTarget(m_options.audio, m_options.force, m_file.Path());
+        CheckStreamTarget(m_options.audio, m_options.force, m_file.Path());
         m_audio = ChunksOfStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream),
                                  m_report, m_progress);
         const std::string name = Format("audio stream {}", m_audio.stream);
@@ -265,6 +272,11 @@ private:
             m_waveFormat = WaveFormatBytes(m_audioHeader->format);
         if (m_waveFormat.empty())
             throw CKrToolError(m_file.Path(), name + " has no format for a WAVE file");
+        if (const uint16_t tag = AudioFormat(*m_audioHeader).formatTag; NeedsItsChunks(tag))
+            throw CKrToolError(m_file.Path(),
+                               Format("{} is {}, which a WAVE file cannot carry: without its chunks "
+                                      "nobody could decode it",
+                                      name, SoundCodecName(tag)));
         if (m_audio.chunks.empty())
             m_report.Finding(name + " has no chunks");
         if (HasRange())
@@ -277,6 +289,7 @@ private:
         const SKrAviStream* const video = VideoHeader();
         if (video == nullptr)
             throw CKrToolError(m_file.Path(), "--from and --to need a video stream");
+        CheckFramesOf(*video);
         const auto first = AudioUnitAtFrame(m_options.from.value_or(0), *video, *m_audioHeader);
         const auto end = m_options.to ? AudioUnitAtFrame(*m_options.to + 1, *video, *m_audioHeader)
                                       : std::optional(INT64_MAX);
@@ -289,6 +302,17 @@ private:
                                  Counted(static_cast<uint64_t>(-*first), "unit")));
     }
 
+    // The frames of a range are there also where only their sound is asked for.
+    void CheckFramesOf(const SKrAviStream& video) const
+    {
+        const auto index = LoadStreamIndex(m_file, video.number);
+        const uint64_t frames = index ? index->entries.size() : video.length;
+        if (!m_options.follow && frames != 0 &&
+            std::max(m_options.from.value_or(0), m_options.to.value_or(0)) >= frames)
+            throw CKrToolError(m_file.Path(), Format("no such frames: video stream {} has {}", video.number,
+                                                     Counted(frames, "frame")));
+    }
+
     const SKrAviStream* VideoHeader() const
     {
         if (m_options.video.empty() && !m_options.videoStream)
@@ -298,8 +322,27 @@ private:
         return isThere ? &m_facts.streams[number] : nullptr;
     }
 
+    // Uncompressed pictures for a pipe.
+    Json WritePictures()
+    {
+        m_progress.Begin("writing pictures", m_endFrame - m_firstFrame, EKrUnit::Frame);
+        m_pictures->Open(m_options.video, m_options.force);
+        uint64_t cut = 0;
+        for (uint64_t frame = m_firstFrame; frame < m_endFrame; ++frame)
+        {
+            cut += m_pictures->Write(m_video.chunks[static_cast<size_t>(frame)]) ? 0 : 1;
+            m_progress.Advance(frame - m_firstFrame);
+        }
+        const uint64_t written = m_pictures->Finish();
+        m_progress.End();
+        ReportCut(cut, "frame");
+        return VideoJson(written);
+    }
+
     Json WriteVideo()
     {
+        if (m_pictures)
+            return WritePictures();
         m_progress.Begin("writing video", m_endFrame - m_firstFrame, EKrUnit::Frame);
         const uint64_t cutBefore = m_copier.CutChunks();
         const uint64_t blankBefore = m_copier.BlankChunks();
@@ -334,14 +377,14 @@ private:
         const uint64_t total = TotalBytes(m_audio.chunks);
         m_progress.Begin("writing audio", total, EKrUnit::Byte);
         uint64_t bytes = 0;
-        CKrWaveFile output(m_options.audio, m_options.force, m_waveFormat, total);
+        const uint64_t sampleFrames = SampleFrames(*m_audioHeader, m_audio.chunks);
+        CKrWaveFile output(m_options.audio, m_options.force, m_waveFormat, total, sampleFrames);
         for (const SKrChunkIndexEntry& chunk : m_audio.chunks)
         {
             bytes += m_copier.Copy(chunk, output);
             m_progress.Advance(bytes);
         }
-        const uint64_t sampleFrames = SampleFrames(*m_audioHeader, m_audio.chunks);
-        output.Commit(sampleFrames);
+        output.Commit();
         m_progress.End();
         ReportCut(m_copier.CutChunks() - cutBefore, "audio chunk");
         return {{"stream", m_audio.stream},
@@ -367,6 +410,7 @@ private:
     SKrAviFacts m_facts;
     CKrChunkCopier m_copier;
     std::optional<CKrFramePattern> m_pattern;
+    std::optional<CKrPictureStream> m_pictures; // with --y4m
     SKrStreamChunks m_video;
     uint64_t m_firstFrame = 0;
     uint64_t m_endFrame = 0;
@@ -374,12 +418,17 @@ private:
     const SKrAviStream* m_audioHeader = nullptr;
     std::vector<uint8_t> m_waveFormat;
 };
-void RunExtract(const SKrExtractOptions& options, CKrReport& report, CKrProgress& progress)
+void RunExtract(SKrExtractOptions options, CKrReport& report, CKrProgress& progress)
 {
+    if (!options.y4m.empty())
+        TakePictures(options);
     if (options.video.empty() && options.audio.empty())
-        throw CKrToolError({}, "nothing to extract: give --video, --audio or both");
-    if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from is after --to");
+        throw CKrToolError({}, "nothing to extract: give --video, --y4m, --audio or two of them");
+    if (IsStandardOutput(options.video) || IsStandardOutput(options.audio))
+        report.LeaveOutput();
+    const SKrFrameNumbers frames = ReadRange(options.range, options.file, options.videoStream, progress);
+    options.from = frames.first;
+    options.to = frames.last;
     if (!options.video.empty())
         CKrFramePattern check(options.video);
     CKrExtraction(options, report, progress).Run();
@@ -392,13 +441,6 @@ void AddExtractVerb(CKrVerbTable& verbs)
     CKrVerbOptions& verb =
         verbs.Add(kExtractHelp, options->file,
                   [options](auto& report, auto& progress) { RunExtract(*options, report, progress); });
-    verb.AddText("--video", options->video, "PATTERN", "Write video frames");
-    verb.AddText("--audio", options->audio, "NAME", "Write audio as a WAVE file (RF64 above 4 GiB)");
-    verb.AddNumber("--video-stream", options->videoStream, "Number of another video stream");
-    verb.AddNumber("--audio-stream", options->audioStream, "Number of another audio stream");
-    verb.AddNumber("--from", options->from, "First frame");
-    verb.AddNumber("--to", options->to, "Last frame");
-    verb.AddSwitch("--follow", options->follow, "Follow a recording until it ends");
-    verb.AddSwitch("--force", options->force, "Replace existing files");
+    AddExtractOptions(verb, *options);
 }
 } // namespace KrTool

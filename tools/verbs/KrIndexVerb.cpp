@@ -135,6 +135,16 @@ public:
             m_report.Finding(Format("no index of stream {} can be loaded", stream));
     }
 
+    // Throws CKrToolError for a range that no printed index has.
+    void CheckRange() const
+    {
+        const uint64_t last = std::max(m_options.from.value_or(0), m_options.to.value_or(0));
+        const bool isRange = m_options.from || m_options.to;
+        if (isRange && !m_options.summary && last >= m_longest)
+            throw CKrToolError(m_file.Path(), Format("no such entries: the longest index has {}",
+                                                     Counted(m_longest, "entry")));
+    }
+
 private:
     // Nothing for an index without an entry if the stream has chunks.
     [[nodiscard]] std::optional<SKrStreamIndex> Load(uint32_t stream) const
@@ -242,6 +252,7 @@ private:
     void PrintEntries(const std::string& name, const SKrStreamIndex& index, SHOW&& show)
     {
         const Entries& entries = index.entries;
+        m_longest = std::max<uint64_t>(m_longest, entries.size());
         const uint64_t end =
             m_options.to ? std::min<uint64_t>(*m_options.to + 1, entries.size()) : entries.size();
         const uint64_t first = std::min(m_options.from.value_or(0), end);
@@ -260,6 +271,7 @@ private:
     CKrReport& m_report;
     CKrProgress& m_progress;
     std::vector<uint32_t> m_printed; // numbers of streams
+    uint64_t m_longest = 0;          // entries of the indexes
 };
 void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress)
 {
@@ -279,6 +291,7 @@ void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& pr
         printer.PrintOthers();
     if (const std::optional<uint32_t> stream = StreamNumber(options.stream))
         printer.PrintStream(*stream);
+    printer.CheckRange();
 }
 } // namespace
 

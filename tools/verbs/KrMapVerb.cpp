@@ -2,6 +2,7 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrFrameRange.h"
 #include "tools/avi/KrInterleave.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrReport.h"
@@ -32,7 +33,8 @@ const SKrVerbHelp kMapHelp = {
         R"(Interleave: how far the audio before each frame is ahead of the frame's time (+) or late (-), and how
         many bytes the audio of a frame's time is before the frame (+) or after it (-). Frames further than
         --interleave from their audio have a colour of their own.)",
-        "With --from or --to, the positions and the time of these frames are shown. Frames count from 0.",
+        "With --from or --to, the positions and the time of these frames are shown.",
+        kWhatPlacesAre,
         "With --json, the report has the drawn numbers.",
         R"(Findings: bytes in no chunk; data that are truncated, outside every 'movi' list or not in the index; no
         index; missing frames that the headers declare; audio that is further from its picture than the limit; and defects of the whole file (see info).)",
@@ -49,8 +51,7 @@ struct SKrMapOptions
     std::string output;
     uint64_t width = 1200;
     double interleave = kInterleaveLimit; // seconds
-    std::optional<uint64_t> from;
-    std::optional<uint64_t> to;
+    SKrRangeOptions range;
     bool force = false;
 };
 
@@ -69,14 +70,13 @@ void RunMap(const SKrMapOptions& options, CKrReport& report, CKrProgress& progre
     const bool isPage = IsPage(options.output);
     if (options.width < kSmallestPicture || options.width > kLargestPicture)
         throw CKrToolError({}, Format("--width must be {} to {}", kSmallestPicture, kLargestPicture));
-    if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from is after --to");
     CheckTarget(options.output, options.force, options.file);
+    const SKrFrameNumbers frames = ReadRange(options.range, options.file, std::nullopt, progress);
     const CKrAviFile file(options.file);
     const SKrAviFacts facts = ReadFacts(file, progress);
     ReportFileFindings(file, facts, report);
-    const SKrMapRequest request = {options.from, options.to, ByteBins(options.width), TimeBins(options.width),
-                                   options.interleave};
+    const SKrMapRequest request = {frames.first, frames.last, ByteBins(options.width),
+                                   TimeBins(options.width), options.interleave};
     const SKrFileMap map = MeasureFile(file, facts, request, report, progress);
 
     const std::string text = isPage ? MapPage(map, options.width) : MapPicture(map, options.width);
@@ -99,8 +99,7 @@ void AddMapVerb(CKrVerbTable& verbs)
     verb.AddRequiredText("-o,--output", options->output, "NAME",
                          "The picture (.svg) or page (.html, .htm) to write");
     verb.AddNumber("--width", options->width, "Width of the picture in pixels, 600 to 2400 (1200)");
-    verb.AddNumber("--from", options->from, "First frame shown");
-    verb.AddNumber("--to", options->to, "Last frame shown");
+    AddRangeOptions(verb, options->range);
     verb.AddSeconds("--interleave", options->interleave, "Most seconds from a frame to its sound (1)");
     verb.AddSwitch("--force", options->force, "Replace an existing file");
 }

@@ -60,6 +60,15 @@ def test_manual_page_has_every_verb_option_and_example(kravi):
             check(example in section, f"{verb}: {example}")
 
 
+def test_manual_page_describes_each_option_once(kravi):
+    page = exit_code(kravi("man"), 0).out
+    entries = re.findall(r"^\.TP\n(\\fB\\-.*)\n(.*)$", page, re.MULTILINE)
+    equal(sorted(entries), sorted(set(entries)), "options")
+    check(sum("\\-\\-json" in names for names, _ in entries) == 1, str(entries))
+    shared = page[page.index(".SH OPTIONS OF SEVERAL VERBS"):]
+    check("\\-\\-json" in shared and "Of all verbs but man and completion." in shared and "Of rewrap, cut and concat." in shared, shared)
+
+
 def test_progress_option_reads_well(kravi):
     text = exit_code(kravi("info", "--help"), 0).out
     check(re.search(r"--progress MODE +Progress on the error stream: auto, none or json\n", text), text)
@@ -110,6 +119,11 @@ def test_bash_completes(kravi):
     equal(completed(kravi, "kravi", "tree", "--progress", "=", "j"), ["json"], "value after =")
     equal(completed(kravi, "kravi", "write", "o.avi", "--scan", "=")[0], "upper", "no value after =")
     equal(completed(kravi, "kravi", "completion", ""), ["bash", "zsh", "fish"], "shells")
+    rates = ["23.976", "24", "25", "29.97", "30", "50", "59.94", "60"]
+    equal(completed(kravi, "kravi", "write", "o.avi", "--rate", ""), rates, "usual values")
+    equal(completed(kravi, "kravi", "rewrap", "i.avi", "o.avi", "--rate", "2"), ["23.976", "24", "25", "29.97"], "of a copy")
+    equal(completed(kravi, "kravi", "write", "o.avi", "--bits", ""), ["16", "24", "32"], "bits")
+    equal(completed(kravi, "kravi", "write", "o.avi", "--size", "1"), ["1280x720", "1920x1080"], "sizes")
     equal(completed(kravi, "kravi", "info", ""), [], "file names are left to the shell")
     kravi.write("a clip.avi", b"")
     # An interactive shell: a tab after the beginning of the name completes it, quoted.
@@ -147,6 +161,7 @@ def test_fish_completes(kravi):
     for verb in ("extract", "completion"):
         equal(offered(f"kravi {verb} -"), set(all_options(kravi)[verb]) - {"-h"} | {"-h"}, f"options of {verb}")
     equal(offered("kravi tree --progress "), {"auto", "none", "json"}, "values")
+    equal(offered("kravi write o.avi --bits "), {"16", "24", "32"}, "usual values")
 
 
 def test_zsh_completes(kravi):

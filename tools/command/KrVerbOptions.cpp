@@ -127,6 +127,11 @@ void CKrVerbOptions::AddChoice(const std::string& name, const std::string& kind,
     m_words[option] = std::move(words);
 }
 
+void CKrVerbOptions::Suggest(const std::string& name, std::vector<std::string> words)
+{
+    m_words[m_verb.get_option(name)] = std::move(words);
+}
+
 SKrOptionText CKrVerbOptions::TextOf(const CLI::Option& option) const
 {
     SKrOptionText text;

@@ -24,7 +24,7 @@ struct SKrOptionText
     std::vector<std::string> names;  // with their dashes; of a positional argument its one name
     std::string argument;            // name of the value; empty for a switch
     std::string about;               // one line
-    std::vector<std::string> values; // the possible ones, when there are few
+    std::vector<std::string> values; // the possible or usual ones, when there are few
     bool isPositional = false;
     bool isRequired = false;
     bool takesMany = false;
@@ -78,6 +78,9 @@ public:
                   [&value, choices = std::move(choices)](size_t chosen) { value = choices[chosen].second; });
     }
 
+    // Values that a shell offers for an option that takes others too.
+    void Suggest(const std::string& name, std::vector<std::string> words);
+
     // Arguments in the order in which they are given, then the options.
     [[nodiscard]] std::vector<SKrOptionText> Texts() const;
 
@@ -88,7 +91,7 @@ private:
     [[nodiscard]] SKrOptionText TextOf(const CLI::Option& option) const;
 
     CLI::App& m_verb;
-    std::map<const CLI::Option*, std::vector<std::string>> m_words; // of choices
+    std::map<const CLI::Option*, std::vector<std::string>> m_words; // of choices and suggestions
 };
 } // namespace KrTool
 

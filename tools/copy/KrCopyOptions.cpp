@@ -1,6 +1,7 @@
 #include "tools/copy/KrCopyOptions.h"
 
 #include "tools/command/KrVerbTable.h"
+#include "tools/output/KrRecordingOptions.h"
 
 namespace KrTool
 {
@@ -26,5 +27,6 @@ void AddCopyOptions(CKrVerbOptions& verb, SKrCopyOptions& options)
     verb.AddSwitch("--drop-empty", options.dropEmpty,
                    "With --layout recording: leave out frames without data, which shortens the picture");
     verb.AddSwitch("--force", options.force, "Replace an existing file");
+    verb.Suggest("--rate", FrameRateNames());
 }
 } // namespace KrTool

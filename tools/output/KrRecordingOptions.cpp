@@ -93,6 +93,14 @@ std::string FrameRateName(uint32_t code)
     return KrFrameRates()[code].name;
 }
 
+std::vector<std::string> FrameRateNames()
+{
+    std::vector<std::string> names;
+    for (const SKrFrameRate& rate : KrFrameRates())
+        names.emplace_back(rate.name);
+    return names;
+}
+
 const std::vector<std::pair<std::string, EKrScanMode>>& ScanModes()
 {
     static const std::vector<std::pair<std::string, EKrScanMode>> modes = {

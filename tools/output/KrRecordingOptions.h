@@ -38,6 +38,7 @@ uint32_t ParseFrameRate(const std::string& text);
 // The code of exactly this rate; nothing when the writer has none.
 std::optional<uint32_t> FrameRateCode(uint32_t rate, uint32_t scale);
 std::string FrameRateName(uint32_t code);
+std::vector<std::string> FrameRateNames();
 
 // upper, lower, progressive and unknown.
 const std::vector<std::pair<std::string, EKrScanMode>>& ScanModes();

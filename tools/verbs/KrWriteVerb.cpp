@@ -172,5 +172,9 @@ void AddWriteVerb(CKrVerbTable& verbs)
     verb.AddChoice("--rows", options->isTopDown, "ORDER", {{"top-down", true}, {"bottom-up", false}},
                    "Order of raw rows: top-down (default) or bottom-up");
     verb.AddSwitch("--force", options->force, "Replace an existing file");
+    verb.Suggest("--rate", FrameRateNames());
+    verb.Suggest("--size", {"720x480", "720x576", "1280x720", "1920x1080"});
+    verb.Suggest("--bits", {"16", "24", "32"});
+    verb.Suggest("--aspect-mode", {"0", "1", "3", "4", "5"});
 }
 } // namespace KrTool

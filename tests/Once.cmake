@@ -51,6 +51,11 @@ if(KR_TEST_PEERS AND TARGET KrMakeFiles)
       $<TARGET_FILE:kravi> $<TARGET_FILE:KrCheckAvi> $<$<BOOL:${KR_FULL_TESTS}>:--all>
       COMMAND_EXPAND_LISTS)
     set_tests_properties(KraviCarries PROPERTIES TIMEOUT 3600)
+
+    if(KR_FULL_TESTS)
+      add_test(NAME KraviInfo COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/info_test.py
+        $<TARGET_FILE:kravi>)
+    endif()
     add_test(NAME KraviPeers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/peers/copies_test.py
       $<TARGET_FILE:kravi>)
   endif()

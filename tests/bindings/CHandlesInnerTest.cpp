@@ -3,6 +3,7 @@
 #include "tests/bindings/KrCSupport.h"
 
 #include <cstring>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -227,6 +228,58 @@ TEST_F(CHandles, OpenWithoutMemory_LeavesNothingOpen)
         ASSERT_LT(number, 1000u);
     }
     EXPECT_GT(failed, 3u);
+}
+
+// A callback takes a lock that other threads hold while they call the library.
+TEST_F(CHandles, CallbacksThatTakeALockOfTheHost_KeepNobodyWaiting)
+{
+    std::recursive_mutex hostLock;
+    const auto take = [&]
+    {
+        const std::lock_guard guard(hostLock);
+        std::this_thread::yield();
+    };
+    CKrCInput input(Built().Bytes());
+    input.whileReading = input.whileSizing = take;
+    CKrCOutput output;
+    output.whileWriting = output.whileFlushing = take;
+    const kr_input source = input.Record();
+    const kr_output target = output.Record();
+    const kr_clip clip = ClipFor(false);
+    ASSERT_EQ(kr_writer_open_output(writer, &target, &clip), KR_OK);
+    std::atomic<bool> ended = false;
+    int submitted = 0;
+    std::thread other(
+        [&]
+        {
+            const KrBytes frame(500, 1);
+            for (; !ended || submitted < 20; std::this_thread::yield())
+            {
+                const std::lock_guard guard(hostLock);
+                uint64_t size = 0;
+                kr_index* index = nullptr;
+                kr_reader_size(reader, &size);
+                if (kr_reader_load_index(reader, 0, 0, &index) == KR_OK)
+                {
+                    EXPECT_EQ(kr_index_free(index), KR_OK);
+                }
+                submitted += kr_writer_copy_video(writer, frame.data(), 500) == KR_OK;
+                EXPECT_NE(Status().state & KR_STATE_OPEN, 0u);
+            }
+        });
+    for (int opened = 0; opened < 20;)
+    {
+        const kr_result result = kr_reader_open_input(reader, &source);
+        EXPECT_TRUE(result == KR_OK || result == KR_ERROR_BUSY) << result;
+        opened += result == KR_OK;
+    }
+    ended = true;
+    other.join();
+    EXPECT_EQ(kr_writer_close(writer), KR_OK);
+    EXPECT_EQ(Status().frames_written, static_cast<uint64_t>(submitted));
+    while (kr_reader_close(reader) != KR_OK)
+        std::this_thread::yield();
+    EXPECT_EQ(input.released, 20);
 }
 
 TEST(CTexts, EveryResultHasItsOwn)

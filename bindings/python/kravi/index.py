@@ -7,6 +7,7 @@ from collections.abc import Callable, Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple, overload
 
 from . import errors
+from ._arrays import numpy_module
 from ._file import File
 
 if TYPE_CHECKING:
@@ -101,9 +102,9 @@ class ChunkIndex(Sequence[Chunk]):
 
     def array(self) -> "numpy.typing.NDArray[Any]":
         """All entries as a NumPy array with the fields ``position``, ``size`` and ``flags`` (1: key frame)."""
-        import numpy
+        numpy = numpy_module()
         fields = [("position", numpy.uint64), ("size", numpy.uint32), ("flags", numpy.uint32)]
         entries: Any = bytes(self._entries) if isinstance(self._entries, bytearray) else self._entries
         found = numpy.frombuffer(entries, fields)
         found.flags.writeable = False
-        return found
+        return found  # type: ignore[no-any-return]

@@ -21,6 +21,7 @@ from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
 from . import errors
+from ._arrays import numpy_module
 
 if TYPE_CHECKING:
     import numpy
@@ -35,14 +36,6 @@ PACKED = {"YUY2": "YUYV", "YUYV": "YUYV", "YUNV": "YUYV", "UYVY": "UYVY", "UYNV"
 PLANAR = {"I420": (2, 2, False), "IYUV": (2, 2, False), "YV12": (2, 2, True), "YV16": (2, 1, True), "422P": (2, 1, False),
           "YV24": (1, 1, True), "444P": (1, 1, False), "YUV9": (4, 4, False), "YVU9": (4, 4, True), "Y41B": (4, 1, False)}
 SEMIPLANAR = {"NV12": "UV", "NV21": "VU"}
-
-
-def _numpy() -> Any:
-    try:
-        import numpy
-    except ImportError:
-        raise ImportError("pictures and sound as arrays need NumPy; bytes do not") from None
-    return numpy
 
 
 @dataclass(frozen=True)
@@ -143,7 +136,7 @@ class Layout:
 
     def view(self, data: Any) -> "NDArray[Any]":
         """The picture of the bytes of a frame."""
-        flat = _numpy().frombuffer(data, _numpy().uint8)
+        flat = numpy_module().frombuffer(data, numpy_module().uint8)
         if self.plane_rows:
             if flat.size < self.size:
                 raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
@@ -161,7 +154,7 @@ class Layout:
         return picture[::-1] if self.bottom_up else picture
 
     def _from_bits(self, rows: "NDArray[Any]") -> "NDArray[Any]":
-        numpy = _numpy()
+        numpy = numpy_module()
         if self.bits == 1:
             return numpy.unpackbits(rows, axis=1)[:, :self.width]  # type: ignore[no-any-return]
         pairs = numpy.stack((rows >> 4, rows & 15), axis=2)
@@ -169,7 +162,7 @@ class Layout:
 
     def _from_v210(self, rows: "NDArray[Any]") -> "NDArray[Any]":
         words = rows.view("<u4")
-        fields = _numpy().stack((words & 1023, words >> 10 & 1023, words >> 20 & 1023), axis=2).astype("<u2")
+        fields = numpy_module().stack((words & 1023, words >> 10 & 1023, words >> 20 & 1023), axis=2).astype("<u2")
         return fields.reshape(self.height, -1)[:, :2 * self.width].reshape(  # type: ignore[no-any-return]
             self.height, self.width, 2)
 
@@ -184,7 +177,7 @@ class Layout:
             return (picture[:, :, luma], *((first, second) if is_u_first else (second, first)))
         if self.codec not in PLANAR and self.codec not in SEMIPLANAR:
             raise errors.FormatError(f"{self.codec} has no planes")
-        flat = _numpy().frombuffer(data, _numpy().uint8)
+        flat = numpy_module().frombuffer(data, numpy_module().uint8)
         if flat.size < self.size:
             raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
         found, start = [], 0
@@ -197,7 +190,7 @@ class Layout:
 
     def colours(self) -> "NDArray[numpy.uint8]":
         """The palette: red, green and blue of each entry."""
-        entries = _numpy().frombuffer(self.palette, _numpy().uint8)
+        entries = numpy_module().frombuffer(self.palette, numpy_module().uint8)
         return entries[:entries.size // 4 * 4].reshape(-1, 4)[:, 2::-1]  # type: ignore[no-any-return]
 
     def rgb(self, data: Any) -> "NDArray[numpy.uint8]":
@@ -208,13 +201,13 @@ class Layout:
         if self.bits >= 24 and self.codec == RGB:
             return picture[:, :, 2::-1]
         usual = (0x7C00, 0x3E0, 0x1F) if self.bits <= 16 else (0xFF0000, 0xFF00, 0xFF)
-        words = picture if self.bits <= 16 else _numpy().ascontiguousarray(picture).view("<u4")[:, :, 0]
+        words = picture if self.bits <= 16 else numpy_module().ascontiguousarray(picture).view("<u4")[:, :, 0]
         masks = self.masks if all(self.masks) else usual
-        return _numpy().stack([_component(words, mask) for mask in masks], axis=2)  # type: ignore[no-any-return]
+        return numpy_module().stack([_component(words, mask) for mask in masks], axis=2)  # type: ignore[no-any-return]
 
     def pack(self, picture: Any) -> "NDArray[numpy.uint8]":
         """The bytes of a frame, of an array such as `view` returns."""
-        numpy = _numpy()
+        numpy = numpy_module()
         if self.bits < 8 and self.codec == RGB:
             raise errors.FormatError(f"pictures of {self.bits} bits a pixel must be bytes")
         data = numpy.zeros(self.size, numpy.uint8)
@@ -227,7 +220,7 @@ class Layout:
         return data  # type: ignore[no-any-return]
 
     def _to_v210(self, picture: "NDArray[Any]") -> "NDArray[numpy.uint8]":
-        numpy = _numpy()
+        numpy = numpy_module()
         fields = numpy.zeros((self.height, self.row_bytes // 4 * 3), "<u4")
         fields[:, :2 * self.width] = picture.reshape(self.height, -1) & 1023
         thirds = fields.reshape(self.height, -1, 3)

@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
 from . import errors
-from .pictures import _numpy
+from ._arrays import numpy_module
 
 if TYPE_CHECKING:
     from numpy.typing import NDArray
@@ -46,7 +46,7 @@ class SoundFormat:
 
     def view(self, data: Any) -> "NDArray[Any]":
         """The samples of some bytes: a view, but for 24 bits."""
-        numpy, kind = _numpy(), self.need_pcm()
+        numpy, kind = numpy_module(), self.need_pcm()
         if self.bits != 24:
             return numpy.frombuffer(data, kind).reshape(-1, self.channels)  # type: ignore[no-any-return]
         thirds = numpy.frombuffer(data, numpy.uint8).reshape(-1, self.channels, 3)
@@ -56,7 +56,7 @@ class SoundFormat:
 
     def pack(self, samples: Any) -> Any:
         """The bytes of samples in an array such as `view` returns."""
-        numpy, kind = _numpy(), self.need_pcm()
+        numpy, kind = numpy_module(), self.need_pcm()
         if samples.dtype != numpy.dtype(kind) or samples.ndim > 2 or samples.size % self.channels or \
                 samples.ndim == 2 and samples.shape[1] != self.channels:
             raise ValueError(f"the array is {samples.dtype} {samples.shape}; the file needs {numpy.dtype(kind)} "

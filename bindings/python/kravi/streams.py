@@ -7,6 +7,7 @@ from functools import cached_property
 from typing import TYPE_CHECKING, Any, overload
 
 from . import errors
+from ._arrays import numpy_module
 from ._file import File
 from ._library import StreamRecord
 from .index import ChunkIndex
@@ -144,7 +145,7 @@ class VideoStream(Stream):
     def _stored_bytes(self, number: int, out: Any) -> Any:
         position, size, _ = self.chunks.entry(self.stored(number))
         if out is None:
-            import numpy
+            numpy = numpy_module()
             out = numpy.empty(size, numpy.uint8)
         self._file.read_into(position, size, out)
         return memoryview(out).cast("B")[:size]

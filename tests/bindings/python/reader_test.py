@@ -7,9 +7,10 @@ import os
 import re
 import sys
 import unittest
+import unittest.mock
 from fractions import Fraction
 
-from support import FRAMES, SOURCES, avi, clip_bytes, folder, kravi, write
+from support import FRAMES, SOURCES, avi, clip_bytes, folder, kravi, raw_clip, write
 
 
 class Reading(unittest.TestCase):
@@ -64,6 +65,13 @@ class Reading(unittest.TestCase):
         with kravi.open("late.avi") as f:
             with self.assertRaisesRegex(kravi.StreamError, "no key frame at or before frame 4"):
                 f.video.key_before(4)
+
+    def test_arrays_need_numpy(self):
+        write("raw.avi", raw_clip([bytes(24)], 4, 2, 24))
+        with kravi.open("raw.avi") as f, unittest.mock.patch.dict(sys.modules, {"numpy": None}):
+            self.assertEqual((f.video[0], f.references()["version"]), (bytes(24), 1))
+            for step in (lambda: f.video.frame(0), lambda: f.video.palette, f.video.chunks.array, self.file.audio.samples):
+                self.assertRaisesRegex(ImportError, "arrays need NumPy", step)
 
     def test_tags(self):
         self.assertEqual(self.file.tags, {"INAM": "Häfen", "IART": "José"})

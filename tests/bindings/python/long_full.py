@@ -1,6 +1,7 @@
 """What takes long: many opens, killed recordings, the development mode, the checker of types."""
 
 import os
+import random as numbers
 import resource
 import shutil
 import signal
@@ -9,10 +10,11 @@ import sys
 import time
 import unittest
 
-from support import SOURCES, avi, clip_bytes, folder, kravi, write
+from support import HAS_NUMPY, SOURCES, avi, clip_bytes, folder, kravi, raw_clip, write
 
 PACKAGE = os.path.dirname(os.path.dirname(os.path.abspath(kravi.__file__)))
 OPENS, MOST_GROWTH = 100_000, 1024  # of resident memory, in KB
+SPOILED = 5000
 LOST = 200  # frames of two seconds
 RECORDER = """
 import sys, time
@@ -57,6 +59,45 @@ class Long(unittest.TestCase):
         self.assertLess(resident() - before, MOST_GROWTH)
         self.assertLess(len(os.listdir("/proc/self/fd")), 20)
 
+    @unittest.skipUnless(HAS_NUMPY, "NumPy is not installed")
+    def test_spoiled_files(self):
+        """Whatever the bytes are: what the file has, or exceptions of the package."""
+        palette = bytes(range(256)) * 4
+        files = [clip_bytes(8, [0])[0], raw_clip([bytes(96)] * 4, 8, 4, 24), raw_clip([bytes(32)] * 4, 8, 4, 8, more=palette),
+                 raw_clip([bytes(48)] * 4, 8, 4, 12, b"I420"), raw_clip([bytes(512)] * 4, 8, 4, 20, b"v210")]
+        random = numbers.Random(1)
+        opened = 0
+        for number in range(SPOILED):
+            data = bytearray(files[number % len(files)])
+            for _ in range(random.randint(1, 6)):
+                at = random.randrange(min(len(data) - 4, 2000))
+                data[at:at + 4] = random.choice((b"\xff" * 4, bytes(4), b"\0\0\0\x80", random.randbytes(4)))
+            write("spoiled.avi", data)
+            try:
+                with kravi.open("spoiled.avi") as f:
+                    opened += 1
+                    for stream in f.streams:
+                        self.use(f, stream)
+            except kravi.Error:
+                pass
+            except Exception as error:
+                raise AssertionError(f"file {number}") from error
+        self.assertGreater(opened, SPOILED // 4)
+
+    def use(self, f, stream):
+        """Everything that a stream has."""
+        steps = [lambda: list(stream), lambda: stream.chunks.array(), lambda: f.tags, lambda: stream.start]
+        if isinstance(stream, kravi.VideoStream):
+            steps += [lambda: stream.frame(1), lambda: stream.planes(1), lambda: stream.rgb(1), lambda: stream.palette_of(1),
+                      lambda: stream.key_before(1), lambda: f.references(stream.number), lambda: stream.fps]
+        if isinstance(stream, kravi.AudioStream):
+            steps += [stream.samples, stream.data]
+        for step in steps:
+            try:
+                step()
+            except (kravi.Error, IndexError):
+                pass
+
     def test_killed_recordings(self):
         for seconds in (0.5, 1.5, 3.5):
             with self.subTest(seconds):
@@ -74,8 +115,8 @@ class Long(unittest.TestCase):
     @unittest.skipUnless(shutil.which("ffmpeg"), "ffmpeg is not installed")
     def test_recording_of_another_program(self):
         """ffmpeg locks nothing and writes its index last: the frames come then."""
-        process = subprocess.Popen(["ffmpeg", "-v", "error", "-nostdin", "-re", "-f", "lavfi", "-i", "testsrc2=s=640x480:r=25:d=4",
-                                    "-c:v", "mjpeg", "-q:v", "3", "-flush_packets", "1", "new.avi"])
+        process = subprocess.Popen(["ffmpeg", "-v", "error", "-nostdin", "-re", "-f", "lavfi", "-i",
+                                    "testsrc2=s=640x480:r=25:d=4", "-c:v", "mjpeg", "-q:v", "3", "-flush_packets", "1", "new.avi"])
         while not os.path.exists("new.avi") or os.path.getsize("new.avi") < 100_000:
             time.sleep(0.05)
         with kravi.follow("new.avi") as f:

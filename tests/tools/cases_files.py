@@ -88,6 +88,8 @@ def test_other_files_are_2(kravi):
     kravi.write("s.wav", avi.chunk(b"RIFF", b"WAVE" + avi.chunk(b"data", avi.payload(1, 5000))))
     for verb in ("info", "verify"):
         equal(exit_code(kravi(verb, "s.wav"), 2).err, "kravi: s.wav: not an AVI file (it is RIFF 'WAVE')\n", verb)
+    result = exit_code(kravi("recover", "s.wav", "out.avi"), 2)
+    equal(result.err, "kravi: s.wav: not an AVI file (it is RIFF 'WAVE')\n", "recover")
     headers = avi.simple_avi(avi.standard_streams())
     kravi.write("empty.avi", headers[:12] + bytes(5000))
     exit_code(kravi("info", "empty.avi"), 2)

@@ -39,6 +39,11 @@ def test_frames_by_time(kravi):
     equal([name for name in kravi.names() if name.startswith("f")], ["f24", "f25"], "extract")
     exit_code(kravi("extract", "clip.avi", "--follow", "--video", "g%d", "--from", "1.96s"), 0)
     check("g49" in kravi.names() and "g48" not in kravi.names(), "extract --follow")
+    for options in (["--video"], ["--stream", "0"]):
+        rows = exit_code(kravi("index", "clip.avi", *options, "--from", "00:00:01:00", "--to", "1.08s", "--json"), 0).json()
+        equal([row["number"] for row in rows["videoEntries" if "--video" in options else "streamEntries"]], [25, 26], "index")
+    check("times name frames" in exit_code(kravi("index", "clip.avi", "--from", "1s"), 2).err, "index of all streams")
+    check("no frame rate" in exit_code(kravi("index", "clip.avi", "--stream", "1", "--from", "1s"), 2).err, "index of sound")
     result = exit_code(kravi("map", "clip.avi", "-o", "m.svg", "--from", "00:00:01:00", "--to", "00:00:01:09", "--json"), 0).json()
     equal((result["shown"]["firstFrame"], result["shown"]["endFrame"]), (25, 35), "map")
 

@@ -130,6 +130,9 @@ def test_what_hosts_guess_is_marked(kravi):
     check("  scan mode                0 (upper field first, guessed from the size)" in full, str(full))
     kravi.write("hd.avi", avi.simple_avi([avi.video([b"abc"] * 3, width=1920, height=1080)], before_movi=avi.private_chunks(0, 1, 1)))
     check("  scan mode                0 (upper field first)" in lines(kravi, "hd.avi", "--full"), "declared")
+    for stored, mode in (((1, 1), "0 (4:3, guessed from the size)"), ((16, 15), "0 (4:3)"), ((64, 45), "1 (16:9)")):
+        kravi.write("sd.avi", avi.simple_avi([avi.video([b"abc"] * 3, width=720, height=576)], before_movi=avi.private_chunks(0, *stored)))
+        check(f"  aspect mode              {mode}" in lines(kravi, "sd.avi", "--full"), str(lines(kravi, "sd.avi", "--full")))
 
 
 def test_sound_that_hosts_do_not_see(kravi):

@@ -20,17 +20,21 @@ namespace
 constexpr uint32_t kFlagScanMode = 4; // in SKrStreamProperties::flags
 constexpr uint32_t kFlagAspect = 8;
 
+SKrChunkGuess FirstChunk(const CKrByteSource& file)
+{
+    std::array<uint8_t, kListHeaderSize> bytes = {};
+    const size_t count = file.ReadAt(0, bytes.data(), bytes.size());
+    return GuessChunk({bytes.data(), count}, file.Length());
+}
+
 // Names the type of other RIFF files. A damaged AVI file may still hold whole frames.
 std::string WhyNotAvi(const std::string& path)
 {
     const CKrInputFile file(path);
-    std::array<uint8_t, kListHeaderSize> bytes = {};
-    const size_t count = file.ReadAt(0, bytes.data(), bytes.size());
-    const SKrChunkGuess first = GuessChunk({bytes.data(), count}, file.Length());
-    if (first.id != kFccRiff)
+    if (const std::string other = OtherRiffText(file); !other.empty())
+        return other;
+    if (FirstChunk(file).id != kFccRiff)
         return "no AVI header at the start; if this is a damaged AVI file, try kravi recover";
-    if (!IsSegmentType(first.type))
-        return "not an AVI file (it is RIFF '" + FourCcText(first.type) + "')";
     return "its headers lead to no data chunks; try kravi recover";
 }
 
@@ -60,6 +64,13 @@ bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
            reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
 }
 } // namespace
+
+std::string OtherRiffText(const CKrByteSource& file)
+{
+    const SKrChunkGuess first = FirstChunk(file);
+    const bool isOther = first.id == kFccRiff && !IsSegmentType(first.type);
+    return isOther ? "not an AVI file (it is RIFF '" + FourCcText(first.type) + "')" : std::string();
+}
 
 CKrAviFile::CKrAviFile(const std::string& path, EKrOpening opening) : CKrByteSource(path)
 {

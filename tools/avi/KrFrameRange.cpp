@@ -51,7 +51,8 @@ SKrUnitRate RateOf(const std::string& path, std::optional<uint64_t> stream, CKrP
     const SKrAviStream* video = FirstVideoStream(facts);
     if (stream)
         video = *stream < facts.streams.size() ? &facts.streams[static_cast<size_t>(*stream)] : nullptr;
-    const SKrUnitRate rate = video != nullptr ? SKrUnitRate{video->rate, video->scale} : SKrUnitRate();
+    const SKrUnitRate rate =
+        video != nullptr && video->IsVideo() ? SKrUnitRate{video->rate, video->scale} : SKrUnitRate();
     if (!rate.IsValid())
         throw CKrToolError(path, "its headers have no frame rate; give --from and --to as numbers of frames");
     return rate;
@@ -78,7 +79,7 @@ SKrFrameNumbers ReadRange(const SKrRangeOptions& range, const std::string& path,
     const std::optional<SKrFramePlace> to = PlaceOf("--to", range.to);
     const bool needsRate = (from && from->NeedsRate()) || (to && to->NeedsRate());
     const SKrUnitRate rate = needsRate ? RateOf(path, stream, progress) : SKrUnitRate();
-    SKrFrameNumbers numbers;
+    SKrFrameNumbers numbers = {.first = {}, .last = {}, .isByTime = needsRate};
     if (from)
         numbers.first = Found("--from", range.from, FirstFrameAt(*from, rate));
     if (to)

@@ -31,6 +31,7 @@ struct SKrFrameNumbers
 {
     std::optional<uint64_t> first;
     std::optional<uint64_t> last;
+    bool isByTime = false; // at least one of them was a time or a moment
 };
 
 // Times count at the rate of a video stream of the file, the first one without a number. Throws CKrToolError

@@ -131,6 +131,21 @@ void ReportIndex(const CKrAviFile& file, const SKrAviFacts& facts, const SKrAviS
                               DeclaredFrames(facts)));
 }
 
+// Whether the file stores a pixel aspect ratio that leads to another aspect than 4:3 or 16:9: hosts then get
+// that of the size.
+bool IsContradicted(const CKrAviFile& file, const SKrAviVideoParams& format)
+{
+    int horizontal = 0;
+    int vertical = 0;
+    if (format.aspectMode > kAspectMode16x9 ||
+        KrRiffUtils::GetAviPixelAspectRatio(&file.Reader(), horizontal, vertical) == 0 || vertical == 0)
+        return false;
+    const double stored =
+        static_cast<double>(format.width) * horizontal / (static_cast<double>(format.height) * vertical);
+    const double named = format.aspectMode == kAspectMode4x3 ? 4.0 / 3 : 16.0 / 9;
+    return stored < named * 0.97 || stored > named * 1.03; // 720 pixels are shown for 704 that count
+}
+
 void AddVideoFormat(const CKrAviFile& file, const SKrVideoAnswer& answer, const SKrAviStream* stream,
                     Json& video, std::vector<std::string>& notes)
 {
@@ -141,8 +156,8 @@ void AddVideoFormat(const CKrAviFile& file, const SKrVideoAnswer& answer, const 
     video["frameRate"] = FrameRateJson(format.frameRate, stream, notes);
     video["scanMode"] = Guessed(ScanModeJson(static_cast<EKrScanMode>(format.scanMode)),
                                 declared.scanMode != format.scanMode);
-    video["aspectMode"] =
-        Guessed(AspectModeJson(format.aspectMode), declared.aspectMode != format.aspectMode);
+    video["aspectMode"] = Guessed(AspectModeJson(format.aspectMode),
+                                  declared.aspectMode != format.aspectMode || IsContradicted(file, format));
     video["compression"] = CompressionJson(answer.compression);
     video["bitCount"] = answer.bitCount;
 }

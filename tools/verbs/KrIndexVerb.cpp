@@ -2,6 +2,7 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrFileFindings.h"
+#include "tools/avi/KrFrameRange.h"
 #include "tools/avi/KrStreamChunks.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
@@ -25,7 +26,8 @@ const SKrVerbHelp kIndexHelp = {
     "The index entries of the streams",
     {
         R"(Numbers count from 0. The first video and the first usable audio stream come first, then all others.
-        An entry whose data are not all in the file is left out.)",
+        An entry whose data are not all in the file is left out. --from and --to are numbers of entries; of frames, with
+        --video or the --stream of a video, also times such as 00:00:10:00 or 10.5s.)",
         R"(Findings: no index of the video or audio, though the file has such a stream, or of the stream that an
         option selects; entries past the end of the file; with --check, chunks that are not in the index, and entries
         without a chunk; and defects of the whole file.)",
@@ -45,8 +47,9 @@ struct SKrIndexOptions
     std::optional<uint64_t> stream;
     bool summary = false;
     bool check = false; // compare with the chunks in the file
-    std::optional<uint64_t> from;
-    std::optional<uint64_t> to; // inclusive
+    SKrRangeOptions range;
+    std::optional<uint64_t> from; // entries of the range
+    std::optional<uint64_t> to;   // inclusive
 };
 
 using Entries = std::vector<SKrStreamIndexEntry>;
@@ -273,10 +276,14 @@ private:
     std::vector<uint32_t> m_printed; // numbers of streams
     uint64_t m_longest = 0;          // entries of the indexes
 };
-void RunIndex(const SKrIndexOptions& options, CKrReport& report, CKrProgress& progress)
+void RunIndex(SKrIndexOptions options, CKrReport& report, CKrProgress& progress)
 {
-    if (options.from && options.to && *options.from > *options.to)
-        throw CKrToolError({}, "--from is after --to");
+    const SKrFrameNumbers entries = ReadRange(options.range, options.file, options.stream, progress);
+    if (entries.isByTime && !options.stream && (!options.video || options.audio))
+        throw CKrToolError({},
+                           "times name frames: give --video, or --stream with the number of a video stream");
+    options.from = entries.first;
+    options.to = entries.last;
     const CKrAviFile file(options.file);
     const SKrAviFacts facts = ReadFacts(file, progress);
     ReportFileFindings(file, facts, report);
@@ -306,7 +313,6 @@ void AddIndexVerb(CKrVerbTable& verbs)
     verb.AddNumber("--stream", options->stream, "The index of this stream only");
     verb.AddSwitch("--summary", options->summary, "Only counts and sizes, no entries");
     verb.AddSwitch("--check", options->check, "Compare with the chunks in the file");
-    verb.AddNumber("--from", options->from, "First entry shown");
-    verb.AddNumber("--to", options->to, "Last entry shown");
+    AddRangeOptions(verb, options->range);
 }
 } // namespace KrTool

@@ -135,7 +135,10 @@ private:
     {
         m_videoStream = Choose(EKrStreamKind::Video, m_options.video);
         if (!m_videoStream)
-            Refuse("it has no whole frame");
+        {
+            const std::string other = OtherRiffText(*m_source);
+            Refuse(other.empty() ? "it has no whole frame" : other);
+        }
         m_videoHeader = m_headers.HeaderOf(EKrStreamKind::Video, *m_videoStream);
         NoteStart(m_videoHeader, *m_videoStream);
         m_format.TakeVideo(m_videoHeader);

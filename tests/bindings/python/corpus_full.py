@@ -1,6 +1,7 @@
 """Files of many writers: packets, pictures and samples are those that ffmpeg finds. KRAVI_CORPUS keeps the files."""
 
 import hashlib
+import json
 import os
 import subprocess
 import unittest
@@ -14,6 +15,10 @@ FEWEST_FILES, FEWEST_PICTURES, FEWEST_SOUNDS = 60, 8, 12
 # What ffmpeg makes of a file is not what the file has: reasons.
 UNFINISHED = {"from-pipe"}  # has no index
 FORMATS = {(1, 8): "u8", (1, 16): "s16le", (1, 24): "s24le", (1, 32): "s32le", (3, 32): "f32le", (3, 64): "f64le"}
+
+
+TAGS = {"INAM": "title", "IART": "artist", "ICOP": "copyright", "ICRD": "date", "ICMT": "comment", "IGNR": "genre",
+        "ISFT": "software"}
 
 
 def ffmpeg(*words):
@@ -107,6 +112,17 @@ class Corpus(unittest.TestCase):
                         same.append(name)
         print(f"samples of {len(same)} streams are ffmpeg's")
         self.assertGreaterEqual(len(same), FEWEST_SOUNDS)
+
+    def test_tags(self):
+        several = 0
+        for name, path in sorted(self.paths.items()):
+            with self.subTest(name), kravi.open(path) as f:
+                text = avi_facts.output("ffprobe", "-v", "error", "-show_format", "-of", "json", path)
+                tags = json.loads(text)["format"].get("tags", {})
+                wanted = {key: value for key, value in tags.items() if key in TAGS.values()}
+                self.assertEqual({TAGS[key]: value for key, value in f.tags.items() if key in TAGS}, wanted)
+                several += len(wanted) > 1
+        self.assertGreaterEqual(several, 2)
 
 
 if __name__ == "__main__":

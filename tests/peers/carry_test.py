@@ -37,7 +37,7 @@ ENOUGH = 0.95
 
 
 def run(*command):
-    return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=300,
+    return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=900,
                           check=False)
 
 
@@ -51,8 +51,14 @@ class Comparison:
         self.source = avi_facts.probed(path)
         self.found = []
 
+    def started(self, command, *arguments):
+        done = run(*command, *arguments)
+        if self.programs.launcher and done.returncode == 1 and not done.stdout + done.stderr:
+            return run(*command, *arguments)  # the emulator did not start it: no program of ours ends silently with 1
+        return done
+
     def report(self, *arguments):
-        done = run(*self.programs.kravi, *arguments, "--json")
+        done = self.started(self.programs.kravi, *arguments, "--json")
         if done.returncode == 2:
             raise AssertionError(f"{arguments[0]}: {done.stderr.decode('utf-8', 'replace')}")
         return json.loads(done.stdout)
@@ -61,7 +67,7 @@ class Comparison:
         return {result["code"] for result in self.report("verify", path)["results"]}
 
     def wrong_bytes(self, path):
-        done = run(*self.programs.checker, "--copy", path)
+        done = self.started(self.programs.checker, "--copy", path)
         if done.returncode != 0:
             self.found.append(f"bytes of {os.path.basename(path)}: {done.stdout.decode('utf-8', 'replace')[:300]}")
 
@@ -120,7 +126,7 @@ class Comparison:
         with open(path, "rb") as file:
             subprocess.run(["gst-launch-1.0", "-q", "fdsrc", "fd=0", "!", "avidemux", "name=d", "d.video_0", "!", "queue", "!",
                             "filesink", f"location={raw}"], stdin=file, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                           timeout=60, check=False)
+                           timeout=300, check=False)
         return len(pictures(avi_facts.probed(again))), os.path.getsize(raw) if os.path.exists(raw) else 0
 
     def recovered(self):
@@ -148,7 +154,7 @@ class Comparison:
                 self.joined(report["frames"])
             if self.thorough:
                 self.recovered()
-        except AssertionError as error:
+        except (AssertionError, subprocess.TimeoutExpired) as error:
             self.found.append(str(error))
         return self.found
 

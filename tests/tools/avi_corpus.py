@@ -149,7 +149,7 @@ def make(name, commands, folder):
         if shutil.which(flat[0]) is None:
             return None
         done = subprocess.run(flat, cwd=folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.PIPE, timeout=120, check=False)
+                              stderr=subprocess.PIPE, timeout=900, check=False)
         if done.returncode != 0:
             break
     if os.path.exists(source):

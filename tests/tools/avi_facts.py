@@ -16,7 +16,7 @@ PLAYED_PLACES = {"ID_FILENAME"}
 
 def output(*command):
     done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                          timeout=120, check=False)
+                          timeout=900, check=False)
     return done.stdout
 
 

@@ -148,7 +148,7 @@ class Comparison:
     def run(self):
         try:
             report = self.rewrapped()
-            if self.is_walked or (self.thorough and not self.programs.launcher):
+            if self.is_walked or (self.thorough and not self.programs.launcher and pictures(self.source)):
                 self.read_by_walking()
             if report.get("frames"):
                 self.joined(report["frames"])

@@ -12,6 +12,7 @@ namespace KrTool
 {
 namespace
 {
+constexpr size_t kFirstLook = 64; // most frames say so in their first bytes
 constexpr uint8_t kInAnyIndex = SKrDataChunk::kInIdx1 | SKrDataChunk::kInIx;
 constexpr uint8_t kKeyInAnyIndex = SKrDataChunk::kKeyInIdx1 | SKrDataChunk::kKeyInIx;
 
@@ -64,10 +65,12 @@ SKrChunkKeys FindChunkKeys(const CKrByteSource& file, const SKrReindexScan& scan
                 known = false;
             else
                 known = IsKeyByItsBytes(stream.codec, {});
-            if (!known)
+            for (const size_t wanted : {kFirstLook, kBytesForKey})
             {
+                if (known)
+                    break;
                 const size_t count = file.ReadAt(chunk.position + kChunkHeaderSize, bytes.data(),
-                                                 std::min<size_t>(chunk.size, bytes.size()));
+                                                 std::min<size_t>(chunk.size, wanted));
                 known = IsKeyByItsBytes(stream.codec, {bytes.data(), count});
             }
             keys.assumed += known ? 0 : 1;

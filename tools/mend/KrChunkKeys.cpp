@@ -12,7 +12,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kFirstLook = 64; // most frames say so in their first bytes
 constexpr uint8_t kInAnyIndex = SKrDataChunk::kInIdx1 | SKrDataChunk::kInIx;
 constexpr uint8_t kKeyInAnyIndex = SKrDataChunk::kKeyInIdx1 | SKrDataChunk::kKeyInIx;
 
@@ -64,13 +63,11 @@ SKrChunkKeys FindChunkKeys(const CKrByteSource& file, const SKrReindexScan& scan
             else if (chunk.size == 0)
                 known = false;
             else
-                known = IsKeyByItsBytes(stream.codec, {});
-            for (const size_t wanted : {kFirstLook, kBytesForKey})
+                known = scan.keyGuesses[number];
+            if (!known)
             {
-                if (known)
-                    break;
                 const size_t count = file.ReadAt(chunk.position + kChunkHeaderSize, bytes.data(),
-                                                 std::min<size_t>(chunk.size, wanted));
+                                                 std::min<size_t>(chunk.size, bytes.size()));
                 known = IsKeyByItsBytes(stream.codec, {bytes.data(), count});
             }
             keys.assumed += known ? 0 : 1;

@@ -2,6 +2,8 @@
 
 #include "tools/avi/KrInputFile.h"
 #include "tools/avi/KrScanRules.h"
+#include "tools/copier/KrKeyGuess.h"
+#include "tools/mend/KrRecentReads.h"
 #include "tools/mend/KrSizeRepair.h"
 #include "tools/verify/KrLayoutCheck.h"
 #include "tools/verify/KrVerify.h"
@@ -16,8 +18,9 @@ namespace
 class CKrReindexListener final : public IKrScanListener
 {
 public:
-    CKrReindexListener(const CKrByteSource& file, SKrReindexScan& scan)
-        : m_scan(scan), m_length(file.Length()), m_check(file, scan.model, scan.results)
+    CKrReindexListener(const CKrByteSource& file, const CKrRecentReads& recent, SKrReindexScan& scan)
+        : m_file(file), m_recent(recent), m_scan(scan), m_length(file.Length()),
+          m_check(file, scan.model, scan.results)
     {
     }
 
@@ -65,7 +68,10 @@ public:
         const bool isWhole = chunk.end == chunk.position + kChunkHeaderSize + chunk.guess.size;
         const bool isData = m_scan.model.chunks.size() > before;
         if (isData)
+        {
             m_scan.ids.push_back(isWhole ? chunk.guess.id : 0);
+            m_scan.keyGuesses.push_back(KeyGuess(m_scan.model.chunks.back()));
+        }
         if (!isWhole)
         {
             m_scan.stretches.push_back(
@@ -108,6 +114,29 @@ public:
     }
 
 private:
+    // Most frames of codecs that say so do it in their first bytes, which the scan has read with the header.
+    std::optional<bool> KeyGuess(const SKrDataChunk& chunk)
+    {
+        constexpr size_t kFirstBytes = 64;
+        if (chunk.kind != EKrContent::Video || chunk.stream >= m_scan.model.streams.size())
+            return std::nullopt;
+        while (m_codecs.size() <= chunk.stream)
+            m_codecs.push_back(CodecOf(m_scan.model.streams[m_codecs.size()]));
+        return IsKeyByItsBytes(
+            m_codecs[chunk.stream],
+            m_recent.Find(chunk.position + kChunkHeaderSize, std::min<size_t>(chunk.size, kFirstBytes)));
+    }
+
+    [[nodiscard]] uint32_t CodecOf(const SKrVerifyStream& stream) const
+    {
+        std::vector<uint8_t> format(stream.format && stream.format->End() <= m_length
+                                        ? std::min<size_t>(stream.format->size, SKrBitmapHeader::kEncodedSize)
+                                        : 0);
+        if (!format.empty())
+            m_file.Fill(stream.format->Data(), format);
+        return DecodeBitmapHeader(format).compression;
+    }
+
     void Extend(uint64_t end, Lists around)
     {
         m_scan.end = std::max(m_scan.end, end);
@@ -158,11 +187,14 @@ private:
         m_scan.segments.back().movi->isRight = false;
     }
 
+    const CKrByteSource& m_file;
+    const CKrRecentReads& m_recent; // the same file, as the scan reads it
     SKrReindexScan& m_scan;
     const uint64_t m_length;
     CKrLayoutCheck m_check;
-    std::vector<uint64_t> m_ends; // of what the open lists have inside, the file itself first
-    bool m_mayGrow = false;       // nothing but data and filler since the start of 'movi'
+    std::vector<uint64_t> m_ends;   // of what the open lists have inside, the file itself first
+    std::vector<uint32_t> m_codecs; // of the first streams
+    bool m_mayGrow = false;         // nothing but data and filler since the start of 'movi'
 };
 // Only what goes into the new indexes counts.
 void CountWholeChunks(SKrReindexScan& scan, CKrFileWindow& window)
@@ -196,8 +228,9 @@ void CountWholeChunks(SKrReindexScan& scan, CKrFileWindow& window)
 
 void ScanForReindex(const CKrByteSource& file, SKrReindexScan& scan, CKrProgress& progress)
 {
-    CKrReindexListener listener(file, scan);
-    CKrFileScanner(file, kLayoutRules, listener, progress).Run("searching chunks");
+    const CKrRecentReads recent(file);
+    CKrReindexListener listener(file, recent, scan);
+    CKrFileScanner(recent, kLayoutRules, listener, progress).Run("searching chunks");
     CKrFileWindow window(file);
     CKrFileWindow strayWindow(file);
     const SKrVerifyContext context{window, strayWindow, scan.model, scan.results, progress, kInterleaveLimit};

@@ -3,8 +3,8 @@
 # undefined-behaviour sanitizers, ten seconds of each fuzzer, and the thread sanitizer over the tests with threads.
 #   --quick   the Linux release alone
 #   --full    clang-tidy as well, a minute of each fuzzer, more killed recordings, a minute of followed ones, more files of
-#             other programs, Debian packages, hosts in C#, Rust and Go, the recorded binary interface (scripts/abi.sh), and
-#             mutation testing
+#             other programs, Debian packages, hosts in C#, Rust and Go, other compilers and 64-bit Arm (scripts/builds.sh), the
+#             recorded binary interface (scripts/abi.sh), and mutation testing
 # While one stage is tested, the next is compiled, at the lowest priority. Compiles through ccache if installed.
 # Installs what is missing, and ends with one line: N passed, N failed.
 set -u
@@ -22,7 +22,7 @@ followed_seconds=4
 case "${1:-}" in
 --quick) stages=(linux) ;;
 --full)
-    stages=(format lint linux windows asan fuzz tsan abi mutants)
+    stages=(format lint linux windows asan fuzz tsan abi builds mutants)
     fuzz_time=1
     linux_kills=100
     windows_kills=10
@@ -41,7 +41,7 @@ esac
 packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PACKAGES[@]}")
 [ "${1:-}" = --quick ] || packages+=("${KR_FORMAT_PACKAGES[@]}" "${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
 [ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}" "${KR_DEBIAN_PACKAGES[@]}"
-    "${KR_LANGUAGE_PACKAGES[@]}" "${KR_ABI_PACKAGES[@]}" "${KR_PYTHON_PACKAGES[@]}")
+    "${KR_LANGUAGE_PACKAGES[@]}" "${KR_ABI_PACKAGES[@]}" "${KR_OTHER_BUILD_PACKAGES[@]}" "${KR_PYTHON_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 
 # What ccache must ignore to get hits for sources with a precompiled header.
@@ -155,7 +155,7 @@ run_stage() {
         scripts/fuzz.sh "$fuzz_time"
         return
         ;;
-    abi | mutants)
+    abi | builds | mutants)
         "scripts/$stage.sh" >"$log" 2>&1
         return
         ;;

@@ -28,10 +28,9 @@ void AddCompletionVerb(CKrVerbTable& verbs);
 
 // In the order of the help.
 inline constexpr void (*kVerbs[])(CKrVerbTable&) = {
-    AddInfoVerb, AddTreeVerb,    AddIndexVerb,   AddVerifyVerb, AddMapVerb,
-    AddHashVerb, AddExtractVerb, AddFollowVerb,  AddWriteVerb,  AddRewrapVerb,
-    AddCutVerb,  AddConcatVerb,  AddRecoverVerb, AddSetVerb,    AddReindexVerb,
-    AddUndoVerb, AddManVerb,     AddCompletionVerb};
+    AddInfoVerb,    AddTreeVerb,   AddIndexVerb,   AddVerifyVerb, AddMapVerb, AddHashVerb,
+    AddExtractVerb, AddFollowVerb, AddWriteVerb,   AddRewrapVerb, AddCutVerb, AddConcatVerb,
+    AddRecoverVerb, AddSetVerb,    AddReindexVerb, AddUndoVerb,   AddManVerb, AddCompletionVerb};
 } // namespace KrTool
 
 #endif

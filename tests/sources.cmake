@@ -104,6 +104,7 @@ set(KR_INNER_TEST_SOURCES
   reader/ChunkTreeInnerTest.cpp
   reader/FileCursorInnerTest.cpp
   reader/GrowingFileInnerTest.cpp
+  reader/GrowingIndexInnerTest.cpp
   reader/GrowingStateInnerTest.cpp
   reader/HeaderCopyInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp

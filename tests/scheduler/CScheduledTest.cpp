@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Options, CCallbacksScheduled, testing::Values(false, tr
 TEST_P(CCallbacksScheduled, OfAWriter_RunUnderNoLock)
 {
     WithEverySeed(
-        [this](CKrScheduler& scheduler)
+        [](CKrScheduler& scheduler)
         {
             kr_writer* writer = nullptr;
             ASSERT_EQ(KrMake(&writer, &CKrScheduledWorker::Create).result, KR_OK);

@@ -99,7 +99,7 @@ build_stage() {
     [ "$stage" != asan ] && [ "$stage" != tsan ] || seconds=4
     [ "$stage" != windows ] || [ $full = ON ] || seconds=4
     cmake --preset "$stage" "-DKR_KILLS=$kills" "-DKR_STRESS_OPERATIONS=$operations" "-DKR_FOLLOWED_SECONDS=$seconds" \
-        "-DKR_FULL_TESTS=$full" &&
+        "-DKR_FULL_TESTS=$full" -DKR_TOOL_OPTIMIZATION=-O1 &&
         "${before[@]}" cmake --build --preset "$stage" --target "${targets[@]}"
 }
 

@@ -6,7 +6,7 @@ import struct
 import time
 
 import avi_builder as avi
-from cases_map import SVG, mapped, near
+from cases_map import SVG, Picture, mapped, near
 from kravi_runner import check, equal, exit_code
 
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 // What a file operation did: 0, or the system's error number.
@@ -24,6 +25,9 @@ public:
     ~CKrRangeSource();
     CKrRangeSource(const CKrRangeSource&) = delete;
     CKrRangeSource& operator=(const CKrRangeSource&) = delete;
+
+    // Whether the file has these bytes at a position; not where the system has no such copies.
+    [[nodiscard]] bool Has(std::span<const uint8_t> bytes, uint64_t position) const;
 
 private:
     friend class CKrNewFile;

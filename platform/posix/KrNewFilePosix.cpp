@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <vector>
 
 namespace
 {
@@ -77,6 +78,14 @@ SKrOsResult CKrNewFile::Write(const void* data, size_t size)
         size -= static_cast<size_t>(went);
     }
     return {};
+}
+
+bool CKrRangeSource::Has(std::span<const uint8_t> bytes, uint64_t position) const
+{
+    std::vector<uint8_t> stored(bytes.size());
+    const ssize_t got =
+        ::pread(static_cast<int>(m_handle), stored.data(), stored.size(), static_cast<off_t>(position));
+    return got == static_cast<ssize_t>(bytes.size()) && std::ranges::equal(stored, bytes);
 }
 
 uint64_t CKrNewFile::CopyFrom(const CKrRangeSource& source, uint64_t position, uint64_t count)

@@ -26,6 +26,11 @@ HANDLE ToHandle(intptr_t handle)
 CKrRangeSource::CKrRangeSource(const std::string&) {}
 CKrRangeSource::~CKrRangeSource() = default;
 
+bool CKrRangeSource::Has(std::span<const uint8_t>, uint64_t) const
+{
+    return false;
+}
+
 uint64_t CKrNewFile::CopyFrom(const CKrRangeSource&, uint64_t, uint64_t)
 {
     return 0;

@@ -104,6 +104,27 @@ TEST_F(BlockWriter, WhatIsPut_IsTheFile)
                 std::memcmp(content.data(), bytes.data(), bytes.size()) == 0);
 }
 
+TEST_F(BlockWriter, RangesOfAFile_AreCopiedWhereItHasTheBytes)
+{
+    const KrBytes bytes = MixedBytes(kBlock);
+    const CKrRangeSource source(std::filesystem::path(m_folder.Write(L"a.avi", bytes)).string());
+    const std::span<const uint8_t> all(bytes);
+    EXPECT_TRUE(source.Has(all.subspan(500, 72), 500));
+    EXPECT_FALSE(source.Has(all.subspan(500, 72), 501)) << "it is another file by now";
+    EXPECT_FALSE(source.Has(all.last(72), bytes.size() - 71)) << "or a shorter one";
+    CKrBlockWriter writer(m_output, m_progress);
+    writer.Put(all.first(100));
+    const uint64_t done = writer.PutFrom(source, 100, bytes.size() - 100);
+    EXPECT_TRUE(done == bytes.size() - 100 || done == 0) << "the system may have no such copies";
+    writer.Put(all.subspan(100 + done));
+    writer.Finish();
+    m_output.Commit();
+    std::ifstream written(m_path, std::ios::binary);
+    KrBytes content(std::filesystem::file_size(m_path));
+    written.read(reinterpret_cast<char*>(content.data()), static_cast<std::streamsize>(content.size()));
+    EXPECT_EQ(std::memcmp(content.data(), bytes.data(), bytes.size()), 0);
+}
+
 TEST_F(BlockWriter, WriteThatFails_ThrowsForTheCaller)
 {
     const KrBytes bytes = MixedBytes(kBlock);

@@ -144,9 +144,17 @@ private:
     {
         if (chunk.size < kLargeChunk || !m_canCopy)
             return 0;
-        const std::span<const uint8_t> start = WindowOf(clip).At(chunk.position, kLookedAt);
+        const std::span<const uint8_t> withHeader =
+            WindowOf(clip).At(chunk.position - kChunkHeaderSize, kChunkHeaderSize + kLookedAt);
+        if (withHeader.size() < kChunkHeaderSize + kLookedAt)
+            return 0;
+        const std::span<const uint8_t> start = withHeader.subspan(kChunkHeaderSize);
         if (m_isCoded[chunk.stream] && std::ranges::all_of(start, [](uint8_t byte) { return byte == 0; }))
             return 0; // every byte is looked at
+        // Another file may have taken the name since the source was opened.
+        m_canCopy = m_ranges->Has(withHeader, chunk.position - kChunkHeaderSize);
+        if (!m_canCopy)
+            return 0;
         const uint64_t done = m_out.PutFrom(*m_ranges, chunk.position, chunk.size);
         m_canCopy = done == chunk.size;
         return done;

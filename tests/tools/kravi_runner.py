@@ -52,8 +52,8 @@ class Kravi:
         return len(self.command) > 1
 
     def rounds(self, count, emulated):
-        """How many of a case's variations are tried: a third where each takes long."""
-        return emulated if self.is_emulated else count // 3 if self.is_slow else count
+        """How many of a case's variations are tried: a sixth where each takes long."""
+        return emulated if self.is_emulated else -(-count // 6) if self.is_slow else count
 
     def __call__(self, *arguments):
         result = Result(self.run("kravi", arguments))

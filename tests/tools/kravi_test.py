@@ -45,7 +45,7 @@ def parsed(arguments):
                         help="only the verbs that write such files, which have threads")
     parser.add_argument("--no-shells", action="store_true",
                         help="does not pass what kravi prints to shells and page readers")
-    parser.add_argument("--slow", action="store_true", help="tries a third of the variations of cases that have many")
+    parser.add_argument("--slow", action="store_true", help="tries a sixth of the variations of cases that have many")
     parser.add_argument("--server", help="runs both programs where nothing is asked of their processes")
     parser.add_argument("launcher", nargs="*", help="put before both programs, such as an emulator")
     return parser.parse_intermixed_args(arguments)

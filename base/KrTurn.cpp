@@ -19,10 +19,8 @@ bool CKrTurn::IsMine() const
     return m_thread.load(std::memory_order_relaxed) == KrCurrentThread(); // a thread sees its own store
 }
 
-void CKrTurn::lock()
+void CKrTurn::WaitAndTake()
 {
-    if (TryTake())
-        return;
     m_waiting.fetch_add(1); // before the next try: who drops the turn after that sees it
     {
         std::unique_lock guard(m_lock);
@@ -31,11 +29,8 @@ void CKrTurn::lock()
     m_waiting.fetch_sub(1);
 }
 
-void CKrTurn::unlock()
+void CKrTurn::WakeOne()
 {
-    m_thread = 0;
-    if (m_waiting == 0)
-        return;
     {
         const std::lock_guard guard(m_lock); // whoever waits has not tried yet, or is asleep by now
     }

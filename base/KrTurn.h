@@ -15,8 +15,17 @@ public:
     CKrTurn(const CKrTurn&) = delete;
     CKrTurn& operator=(const CKrTurn&) = delete;
 
-    void lock();
-    void unlock(); // only by the thread that has it
+    void lock()
+    {
+        if (!TryTake())
+            WaitAndTake();
+    }
+    void unlock() // only by the thread that has it
+    {
+        m_thread = 0;
+        if (m_waiting != 0)
+            WakeOne();
+    }
 
     // Takes it without waiting, or answers that it is taken.
     [[nodiscard]] bool TryTake();
@@ -25,6 +34,9 @@ public:
     [[nodiscard]] bool IsMine() const;
 
 private:
+    void WaitAndTake();
+    void WakeOne();
+
     KrAtomic<uint64_t> m_thread = 0; // that has it; 0: none
     KrAtomic<uint32_t> m_waiting = 0;
     CKrMutex m_lock; // held to wait and to wake; no lock follows

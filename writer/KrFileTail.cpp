@@ -21,15 +21,21 @@ CKrFileTail::CKrFileTail(std::unique_ptr<IKrWritableFile> file, SKrRecordingFaul
 
 uint64_t CKrFileTail::Write(std::span<const KrByteSpan> parts)
 {
-    const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
-    if (written < TotalSize(parts))
-        m_faults.writeFailed = true;
-    return written;
+    return Write(parts, TotalSize(parts));
 }
 
 bool CKrFileTail::WriteWhole(std::span<const KrByteSpan> parts)
 {
-    return Write(parts) == TotalSize(parts);
+    const uint64_t size = TotalSize(parts);
+    return Write(parts, size) == size;
+}
+
+uint64_t CKrFileTail::Write(std::span<const KrByteSpan> parts, uint64_t size)
+{
+    const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
+    if (written < size)
+        m_faults.writeFailed = true;
+    return written;
 }
 
 std::unique_ptr<IKrMappedView> CKrFileTail::Map(uint64_t position, size_t length)

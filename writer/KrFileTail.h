@@ -38,6 +38,8 @@ public:
     void Close(bool mayHaveMore);
 
 private:
+    [[nodiscard]] uint64_t Write(std::span<const KrByteSpan> parts, uint64_t size); // of all parts
+
     SKrRecordingFaults& m_faults;
     std::unique_ptr<IKrWritableFile> m_file; // null once it is closed
     uint64_t m_position = 0;

@@ -253,9 +253,9 @@ bool CKrGrowingFile::WriteDirect(EKrStream stream, KrByteSpan data)
     if (!WriteJoined() || !m_segments.SizeFieldHolds(data.size() + kChunkHeaderSize))
         return false;
     const KrHeaderBytes header = HeaderBytes(m_setup.ChunkId(stream), length);
-    m_parts.assign({header, data});
+    const KrByteSpan parts[] = {header, data};
     m_segments.MakeRoomForEntries(1);
-    if (!m_tail.WriteWhole(m_parts))
+    if (!m_tail.WriteWhole(parts))
         return false;
     Record(stream, length);
     return true;

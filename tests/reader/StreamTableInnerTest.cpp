@@ -156,6 +156,21 @@ TEST_F(AllStreams, FirstChunk_IsFoundWithoutAnIndex_InRecListsToo)
     }
 }
 
+// Its number is one more than there are.
+TEST_F(AllStreams, ChunkOfAStreamThatIsNotThere_IsNoStreamsFirst)
+{
+    SKrSimpleAvi avi;
+    avi.index = EKrIndexKind::None;
+    avi.streams = {VideoStream({100}), PcmStream({64})};
+    avi.startOfMovi = [](CKrAviBuilder& file)
+    {
+        file.Chunk("02dc", KrBytes(10, 1));
+    };
+    BuildAndOpen(avi);
+    EXPECT_EQ(PropertiesOf(m_reader, 0).chunkId, 0x63643030u);
+    EXPECT_EQ(PropertiesOf(m_reader, 1).chunkId, 0x62773130u);
+}
+
 TEST_F(AllStreams, FirstChunk_OfAStreamThatOnlyItsSuperIndexKnows)
 {
     SKrSimpleAvi avi = ThreeStreams(EKrIndexKind::OpenDml);

@@ -27,11 +27,9 @@ for header in "$include"/KrRiffUtils/*.h; do
     [ "$has_library" != 0 ] || ! grep -q '^#include <atomic>' "$header" || continue # ready-made classes for hosts
     line="#include \"KrRiffUtils/$(basename "$header")\"\n"
     compile "$line"
-    if [ "$windows" = 0 ]; then
-        compile "$line" -fno-exceptions
-        compile "$line" -O2 -fno-rtti
-    else
-        compile "$line" -O2 -fno-exceptions -fno-rtti
+    compile "$line" -fno-exceptions
+    compile "$line" -O2 -fno-rtti
+    if [ "$windows" != 0 ]; then
         compile "#include <windows.h>\n$line"
         compile "$line#include <windows.h>\n"
     fi

@@ -121,7 +121,7 @@ def test_zeros_over_data(kravi):
 
 
 def test_sizes_of_lists_are_not_trusted(kravi):
-    for kind, build in list(BUILDERS.items())[:kravi.rounds(len(BUILDERS), emulated=2)]:
+    for kind, build in BUILDERS.items():
         streams = avi.standard_streams(10)
         data = build(streams)
         for name in (b"AVI ", b"AVIX", b"movi", b"hdrl", b"strl", b"rec "):

@@ -6,10 +6,8 @@
 
 #include <windows.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <utility>
 
@@ -62,15 +60,9 @@ inline SKrProcessUse ProcessUse()
 }
 
 // Runs the work once with few rounds, for resources kept from the first use on, and then expects that many
-// rounds leave nothing behind. The constants allow for resources that the runtime and the system cache.
-// Unless the environment has KR_FULL_TESTS, a tenth of the rounds is run, but enough for one block a round to
-// show.
-inline void ExpectNothingLeft(int allRounds, const std::function<void(int rounds)>& work)
+// rounds leave nothing behind. The constant allows for resources that the runtime and the system cache.
+inline void ExpectNothingLeft(int rounds, const std::function<void(int rounds)>& work)
 {
-    constexpr int kLeastRounds = 200;
-    const int rounds = std::getenv("KR_FULL_TESTS") != nullptr
-                           ? allRounds
-                           : std::clamp(allRounds / 10, kLeastRounds, allRounds);
     constexpr long kBlocksOfTheRuntime = 60;
     constexpr long kHandlesOfTheRuntime = 10;
     constexpr int kWarmUpRounds = 20;

@@ -22,6 +22,7 @@ namespace
 {
 constexpr uint32_t kUsualSectorSize = 512;
 constexpr size_t kMostParts = IOV_MAX < 64 ? IOV_MAX : 64; // of one call
+constexpr size_t kFewBytes = 8192; // copied together faster than the system takes them apart
 
 class CPosixView final : public IKrMappedView
 {
@@ -74,6 +75,23 @@ int PartsAfter(std::span<const KrByteSpan> parts, size_t done, iovec (&out)[kMos
     return static_cast<int>(count);
 }
 
+size_t TotalSize(std::span<const KrByteSpan> parts)
+{
+    size_t total = 0;
+    for (const KrByteSpan& part : parts)
+        total += part.size();
+    return total;
+}
+
+// The parts one after another, in a buffer that holds them.
+KrByteSpan Join(std::span<const KrByteSpan> parts, uint8_t* buffer)
+{
+    uint8_t* end = buffer;
+    for (const KrByteSpan& part : parts)
+        end = std::copy(part.begin(), part.end(), end);
+    return {buffer, end};
+}
+
 class CPosixWritableFile final : public IKrWritableFile
 {
 public:
@@ -81,23 +99,11 @@ public:
 
     SKrTransfer WriteAt(uint64_t position, std::span<const KrByteSpan> parts) override
     {
-        size_t done = 0;
-        for (;;)
-        {
-            iovec left[kMostParts];
-            const int count = PartsAfter(parts, done, left);
-            if (count == 0)
-                return {done, 0};
-            if (!KrPlatform::IsFilePosition(position + done))
-                return {done, EFBIG};
-            const ssize_t written =
-                ::pwritev(m_descriptor.Get(), left, count, static_cast<off_t>(position + done));
-            if (written < 0 && errno == EINTR)
-                continue;
-            if (written <= 0)
-                return {done, static_cast<uint32_t>(written < 0 ? errno : ENOSPC)};
-            done += static_cast<size_t>(written);
-        }
+        uint8_t few[kFewBytes];
+        if (parts.size() < 2 || TotalSize(parts) > sizeof few)
+            return WriteParts(position, parts);
+        const KrByteSpan joined = Join(parts, few);
+        return WriteParts(position, {&joined, 1});
     }
 
     SKrFlushOutcome Flush() override
@@ -147,6 +153,33 @@ public:
     }
 
 private:
+    [[nodiscard]] SKrTransfer WriteParts(uint64_t position, std::span<const KrByteSpan> parts)
+    {
+        for (size_t done = 0;;)
+        {
+            iovec left[kMostParts];
+            const int count = PartsAfter(parts, done, left);
+            if (count == 0)
+                return {done, 0};
+            if (!KrPlatform::IsFilePosition(position + done))
+                return {done, EFBIG};
+            const ssize_t written = WriteOnce(static_cast<off_t>(position + done), {left, left + count});
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written <= 0)
+                return {done, static_cast<uint32_t>(written < 0 ? errno : ENOSPC)};
+            done += static_cast<size_t>(written);
+        }
+    }
+
+    [[nodiscard]] ssize_t WriteOnce(off_t position, std::span<const iovec> parts)
+    {
+        const int descriptor = m_descriptor.Get();
+        return parts.size() == 1
+                   ? ::pwrite(descriptor, parts[0].iov_base, parts[0].iov_len, position)
+                   : ::pwritev(descriptor, parts.data(), static_cast<int>(parts.size()), position);
+    }
+
     CKrFileDescriptor m_descriptor;
 };
 

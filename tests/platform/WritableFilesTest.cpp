@@ -92,6 +92,23 @@ TEST_F(WritableFilesTest, ManyPartsOfAllSizes_ComeOutInOrder)
     EXPECT_EQ(ReadBack(m_path, 0, 5), KrBytes(5)) << "what was skipped reads as zeros";
 }
 
+// Up to 8 KB they are copied together first.
+TEST_F(WritableFilesTest, TwoPartsOfAbout8Kilobytes_ComeOutInOrder)
+{
+    auto file = Create(m_path);
+    ASSERT_NE(file, nullptr);
+    KrBytes all;
+    for (const size_t length : {size_t{8183}, size_t{8184}, size_t{8185}})
+    {
+        const std::vector<KrBytes> parts{KrBytes(8, 1), KrBytes(length, static_cast<uint8_t>(length))};
+        EXPECT_EQ(Write(*file, all.size(), parts), 8 + length);
+        for (const KrBytes& part : parts)
+            all.insert(all.end(), part.begin(), part.end());
+    }
+    file.reset();
+    EXPECT_EQ(ReadBack(m_path, 0, all.size() + 1), all);
+}
+
 TEST_F(WritableFilesTest, LargePart_ComesOutWhole)
 {
     KrBytes large(5'000'001);

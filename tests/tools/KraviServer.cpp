@@ -1,30 +1,25 @@
-// Runs kravi and the checker of its files many times: each run is a fork of this process, which has been
-// loaded, and prepared by a sanitizer, once. kravi_runner.py writes requests to the standard input: a length
-// of four bytes, then the folder, the files for both outputs, "kravi" or "check", and the arguments, each
-// with a zero byte after it. The answer to each is the status that waitpid gives, four bytes on the standard
-// output.
+// Runs kravi and the checker of its files many times, which saves most of their start. kravi_runner.py writes
+// requests to the standard input: a length of four bytes, then the folder, the files for both outputs,
+// "kravi" or "check", and the arguments, each with a zero byte after it. The answer to each is what Serve
+// returns, four bytes on the standard output.
 #include "platform/KrConsole.h"
 #include "tests/tools/CheckAvi.h"
+#include "tests/tools/KrServedRun.h"
 #include "tools/command/KrCommandLine.h"
 
-#include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 namespace
 {
 constexpr size_t kFolder = 0, kOutput = 1, kErrors = 2, kProgram = 3, kArguments = 4; // fields of a request
 
-bool ReadAll(void* buffer, size_t count)
+bool ReadAll(int file, void* buffer, size_t count)
 {
     for (char* to = static_cast<char*>(buffer); count > 0;)
     {
-        const ssize_t bytes = read(STDIN_FILENO, to, count);
+        const auto bytes = read(file, to, static_cast<unsigned>(count));
         if (bytes <= 0)
             return false;
         to += bytes;
@@ -34,13 +29,13 @@ bool ReadAll(void* buffer, size_t count)
 }
 
 // Nothing at the end of the input.
-std::vector<std::string> ReadRequest()
+std::vector<std::string> ReadRequest(int file)
 {
     uint32_t length = 0;
-    if (!ReadAll(&length, sizeof length))
+    if (!ReadAll(file, &length, sizeof length))
         return {};
     std::string text(length, '\0');
-    if (!ReadAll(text.data(), length))
+    if (!ReadAll(file, text.data(), length))
         return {};
     std::vector<std::string> fields;
     for (size_t start = 0; start < text.size();)
@@ -51,44 +46,31 @@ std::vector<std::string> ReadRequest()
     }
     return fields;
 }
+} // namespace
 
-void Redirect(int stream, const char* path, int mode)
+int RunHere(const SKrServedRun& run)
 {
-    const int file = open(path, mode, 0600);
-    if (file < 0 || dup2(file, stream) < 0)
-        _exit(EXIT_FAILURE);
-    close(file);
-}
-
-[[noreturn]] void Run(const std::vector<std::string>& fields)
-{
-    Redirect(STDIN_FILENO, "/dev/null", O_RDONLY);
-    Redirect(STDOUT_FILENO, fields[kOutput].c_str(), O_WRONLY | O_CREAT | O_TRUNC);
-    Redirect(STDERR_FILENO, fields[kErrors].c_str(), O_WRONLY | O_CREAT | O_TRUNC);
-    if (chdir(fields[kFolder].c_str()) != 0)
-        _exit(EXIT_FAILURE);
-    const std::vector<std::string> arguments(fields.begin() + kArguments, fields.end());
-    if (fields[kProgram] == "check")
-        exit(CheckAviFiles(arguments));
+    if (run.isCheck)
+        return CheckAviFiles(run.arguments);
     const CKrConsole console;
     CatchInterruptions();
-    exit(KrTool::RunCommandLine(arguments));
+    return KrTool::RunCommandLine(run.arguments);
 }
-} // namespace
 
 int main()
 {
+    const SKrServerChannels channels = OpenServerChannels();
     while (true)
     {
-        const std::vector<std::string> fields = ReadRequest();
+        const std::vector<std::string> fields = ReadRequest(channels.requests);
         if (fields.size() < kArguments)
-            return 0;
-        const pid_t child = fork();
-        if (child == 0)
-            Run(fields);
-        int32_t status = 0;
-        if (waitpid(child, &status, 0) != child ||
-            write(STDOUT_FILENO, &status, sizeof status) != sizeof status)
+            return EXIT_SUCCESS;
+        const int32_t answer = Serve({fields[kFolder],
+                                      fields[kOutput],
+                                      fields[kErrors],
+                                      {fields.begin() + kArguments, fields.end()},
+                                      fields[kProgram] == "check"});
+        if (write(channels.answers, &answer, sizeof answer) != sizeof answer)
             return EXIT_FAILURE;
     }
 }

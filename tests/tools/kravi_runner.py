@@ -46,10 +46,8 @@ class Kravi:
         self.command, self.folder = [*programs.launcher, programs.kravi], folder
         self.checker = [*programs.launcher, programs.checker]
         self.server, self.is_slow = programs.server, programs.is_slow
-
-    @property
-    def is_emulated(self):
-        return len(self.command) > 1
+        self.is_emulated = bool(programs.launcher)
+        self.runs = 0
 
     def rounds(self, count, emulated):
         """How many of a case's variations are tried: a sixth where each takes long."""
@@ -67,16 +65,20 @@ class Kravi:
         return result
 
     def run(self, program, arguments):
-        if self.server:
-            key = os.getpid(), self.server
-            if key not in SERVERS:
-                SERVERS[key] = kravi_server.Server(self.server)
-            return SERVERS[key].run(self.folder, program, arguments, TIMEOUT)
+        self.runs += 1
+        if self.server and not (self.is_emulated and self.runs == 1):  # there the server is not the program itself
+            return self.its_server().run(self.folder, program, arguments, TIMEOUT)
         command = self.command if program == "kravi" else self.checker
         done = self.started([*command, *arguments])
         if self.is_emulated and done.returncode == 1 and not done.stdout + done.stderr:
             return self.started([*command, *arguments])  # the emulator did not start it: neither ends silently with 1
         return done
+
+    def its_server(self):
+        key = os.getpid(), self.server
+        if key not in SERVERS:
+            SERVERS[key] = kravi_server.Server([*self.command[:-1], self.server], "Z:" if self.is_emulated else "")
+        return SERVERS[key]
 
     def started(self, command):
         return subprocess.run(command, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,

@@ -51,7 +51,7 @@ def test_frames_by_time(kravi):
 def test_time_of_the_last_frame_leads_to_it(kravi):
     """The duration that info shows, less one frame, names the last frame."""
     rates = ((30000, 1001), (25, 1), (24000, 1001), (15, 1), (50, 1), (60000, 1001), (1000000, 66667))
-    for rate, scale in rates[:kravi.rounds(7, emulated=1)]:
+    for rate, scale in rates[:kravi.rounds(7)]:
         for frames in (1, 24, 29, 30, 31, 60, 61):
             clip(kravi, frames, rate=rate, scale=scale)
             shown = exit_code(kravi("info", "clip.avi", "--json"), 0).json()["summary"]

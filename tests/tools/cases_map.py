@@ -426,7 +426,7 @@ def test_hostile_files(kravi):
     source = random.Random(11)
     for build in (avi.simple_avi, avi.open_dml_avi):
         data = build(avi.standard_streams(4))
-        for _ in range(3 if kravi.is_emulated else 40):
+        for _ in range(kravi.rounds(40)):
             changed = bytearray(data[:source.randint(300, len(data))])
             for _ in range(source.randint(0, 12)):
                 area = min(len(changed), 600) if source.random() < 0.6 else len(changed)

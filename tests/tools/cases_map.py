@@ -1,130 +1,13 @@
 """kravi map: compares the shapes of pictures with the file, and with the numbers in the report."""
 
-import math
-import random
 import re
-import struct
 import time
-from xml.etree import ElementTree
 
 import avi_builder as avi
 from kravi_runner import check, equal, exit_code
+from map_picture import SVG, check_lanes, mapped, near, stored
 
-SVG = "{http://www.w3.org/2000/svg}"
 PANELS = {"title", "file", "segments", "parts", "keys", "marks", "legend", "rate", "interleave-time", "interleave-bytes"}
-
-
-class Picture:
-    """A picture, and its numbers in the report."""
-
-    def __init__(self, text, report):
-        self.text, self.report = text, report
-        self.root = ElementTree.fromstring(text)
-        self.groups = {group.get("id"): group for group in self.root.iter(SVG + "g")}
-
-    def scale(self, group):
-        names = ("left", "top", "width", "height", "from-x", "to-x", "from-y", "to-y")
-        return {name: float(self.groups[group].get("data-" + name)) for name in names}
-
-    def x(self, group, value):
-        scale = self.scale(group)
-        return scale["left"] + (value - scale["from-x"]) / (scale["to-x"] - scale["from-x"]) * scale["width"]
-
-    def y(self, group, value):
-        scale = self.scale(group)
-        share = (value - scale["from-y"]) / (scale["to-y"] - scale["from-y"])
-        return scale["top"] + scale["height"] * (1 - share)
-
-    def texts(self, group=None):
-        return [text.text for text in (self.root if group is None else self.groups[group]).iter(SVG + "text")]
-
-    def lane(self, kind, stream=None):
-        return next(lane for lane in self.report["lanes"] if (lane["kind"], lane["stream"]) == (kind, stream))
-
-    def bars(self, group):
-        """Corners of all bars, as [(x, y), ...], from left to right; and those beyond the limit alone."""
-        bars, far = [], []
-        for place, path in enumerate(self.groups[group].iter(SVG + "path")):
-            corners = self.points(group, place)
-            some = [corners[first:first + 4] for first in range(0, len(corners), 4)]
-            bars += some
-            far += some if path.get("class") == "damage" else []
-        return sorted(bars), sorted(far)
-
-    def points(self, group, place=-1):
-        """Corners of a path, as (x, y)."""
-        x = y = 0.0
-        corners = []
-        path = list(self.groups[group].iter(SVG + "path"))[place]
-        for command, rest in re.findall(r"([MLHVz])([^MLHVz]*)", path.get("d")):
-            numbers = [float(number) for number in rest.split()]
-            if command in "ML":
-                x, y = numbers
-            elif command == "H":
-                x, = numbers
-            elif command == "V":
-                y, = numbers
-            else:
-                continue
-            corners.append((x, y))
-        return corners
-
-
-def mapped(kravi, data, *options, code=0, name="clip.avi", output="map.svg"):
-    kravi.write(name, data)
-    report = exit_code(kravi("map", name, "-o", output, "--json", "--force", *options), code).json()
-    text = kravi.read(output).decode("utf-8")
-    equal(len(text.encode("utf-8")), report["outputBytes"], "size of the output")
-    if output.endswith(".html"):
-        text = text[text.index("<svg"):text.index("</svg>") + 6]
-    return Picture(text, report)
-
-
-def near(got, wanted, what, most=1.0):
-    check(abs(got - wanted) <= most, f"{what}: {got}, wanted {wanted}")
-
-
-def stored(chunks):
-    """Bytes that chunks take in a file."""
-    return sum(8 + len(data) + len(data) % 2 for data in chunks)
-
-
-def widened(bins, needed):
-    """The bins that narrow runs of bytes take in the picture, so that each is some pixels wide."""
-    places, start = set(), None
-    for place, size in enumerate(bins + [0]):
-        if size and start is None:
-            start = place
-        elif not size and start is not None:
-            if place - start < needed:
-                first = min(max(0, start - (needed - place + start) // 2), len(bins) - needed)
-                places |= set(range(first, first + needed))
-            start = None
-    return places
-
-
-def check_lanes(picture, length):
-    """The lanes cover every byte, and are drawn as reported."""
-    equal(sum(lane["bytes"] for lane in picture.report["lanes"]), length, "bytes in all lanes")
-    scale = picture.scale("file")
-    for lane in picture.report["lanes"]:
-        equal(sum(lane["bins"]), lane["bytes"], f"bins of {lane['kind']}")
-        if lane["bytes"] == 0:
-            continue
-        group = f"lane-{lane['kind']}" + ("" if lane["stream"] is None else f"-{lane['stream']}")
-        corners = picture.points(group)
-        bottom = max(y for _, y in corners)
-        count = len(lane["bins"])
-        for place in range(0, count, 7):
-            left = scale["left"] + scale["width"] * (place + 0.5) / count
-            before = [y for x, y in corners if x <= left]
-            drawn = bottom - before[-1] if before else 0
-            share = lane["bins"][place] / (length * (place + 1) // count - length * place // count)
-            wanted = max(1.5, 26 * share) if lane["bins"][place] else 0
-            if lane["kind"] in ("headers", "index", "damage"):  # rare things have a least size
-                if place in widened(lane["bins"], min(count, math.ceil(4 / (scale["width"] / count)))):
-                    wanted = max(wanted, 9)
-            near(drawn, wanted, f"{group}, bin {place}", 0.13)
 
 
 def test_positions_are_to_scale(kravi):
@@ -311,67 +194,6 @@ def test_requested_frames(kravi):
     equal(picture.report["interleave"]["frames"], 10, "frames compared")
 
 
-def places(picture, kind):
-    return [(region["position"], region["end"]) for region in picture.report["damage"][kind]["regions"]]
-
-
-def check_hatch(picture, group, start, end):
-    corners = picture.points(group)
-    near(corners[0][0], picture.x("file", start), f"start of {group}")
-    near(corners[1][0], max(picture.x("file", start) + 2, picture.x("file", end)), f"end of {group}")
-    equal([path.get("class") for path in picture.groups[group].iter(SVG + "path")], ["hatch"], group)
-    check(picture.texts(group), f"label of {group}")
-
-
-def test_damage_is_marked(kravi):
-    streams = avi.standard_streams(20)
-    whole = avi.simple_avi(streams)
-    video, audio = streams[0].positions, streams[1].positions
-    noise = random.Random(4).randbytes
-
-    cut = mapped(kravi, whole[:audio[15] + 1000], code=1)
-    equal(cut.report["missingBytes"], len(whole) - audio[15] - 1000, "missing")
-    equal(places(cut, "cutChunk"), [(audio[15] - 8, audio[15] + 1000)], "cut chunk")
-    check_hatch(cut, "cut-chunk", audio[15] - 8, audio[15] + 1000)
-    check(any("missing" in text for text in cut.texts("missing")), "label of what is missing")
-    check_lanes(cut, audio[15] + 1000)
-    check(any("the headers declare 20 frames, the file has 16" in text for text in cut.texts("title")), "frames")
-
-    spoilt = whole[:video[8] - 8] + bytes(noise(video[10] - video[8])) + whole[video[10] - 8:]
-    picture = mapped(kravi, spoilt, code=1)
-    equal(places(picture, "inNoChunk"), [(video[8] - 8, video[10] - 8)], "gap")
-    check_hatch(picture, "in-no-chunk", video[8] - 8, video[10] - 8)
-    check_lanes(picture, len(spoilt))
-    equal(picture.lane("video", 0)["chunks"], 18, "frames around the gap")
-
-    picture = mapped(kravi, avi.simple_avi(streams, idx1=False), code=1)
-    equal(places(picture, "notIndexed"), [(video[0] - 8, audio[19] + 7680)], "from the first chunk to the last")
-    equal(picture.report["damage"]["notIndexed"]["bytes"], stored(streams[0].chunks) + stored(streams[1].chunks), "bytes")
-    check(any("no index for this data" in text for text in picture.texts("not-indexed")), "label")
-    check("no video index can be loaded" in picture.report["findings"], str(picture.report["findings"]))
-
-    tail = avi.chunk(b"00dc", b"y" * 5000)
-    picture = mapped(kravi, whole + tail + bytes(noise(3001)), code=1)
-    equal(places(picture, "outsideMovi"), [(len(whole), len(whole) + len(tail))], "after the segment")
-    equal(places(picture, "inNoChunk"), [(len(whole) + len(tail), len(whole) + len(tail) + 3001)], "garbage")
-    check_hatch(picture, "outside", len(whole), len(whole) + len(tail))
-    for extra in (tail, bytes(5000)):
-        findings = mapped(kravi, whole + extra, code=1).report["findings"]
-        check(f"{len(extra):,} bytes follow the last segment" in findings, str(findings))
-
-
-def test_third_stream_that_is_not_in_the_index(kravi):
-    streams = avi.standard_streams(audio=2)
-    data = avi.simple_avi(streams)
-    equal(mapped(kravi, data).report["findings"], [], "findings of the whole file")
-    index = data.rindex(b"idx1")
-    picture = mapped(kravi, data[:index] + data[index:].replace(b"02wb", b"07wb", 1), code=1)
-    equal(picture.report["findings"], ["not in the stream 2 index: 1 chunk"], "findings")
-    equal(places(picture, "notIndexed"), [(streams[2].positions[0] - 8, streams[2].positions[1] - 8)], "place")
-    picture = mapped(kravi, data[:index] + data[index:].replace(b"02wb", b"07wb"), code=1)
-    equal(picture.report["findings"], ["no stream 2 index can be loaded"], "findings without an index")
-
-
 def test_texts_end_inside_the_narrowest_picture(kravi):
     data = avi.simple_avi(avi.standard_streams(40))
     for damage in (0, 1000):
@@ -386,64 +208,6 @@ def test_texts_end_inside_the_narrowest_picture(kravi):
                 check(end <= width, f"{width} pixels: {text.text} ends at {end}")
     help_text = exit_code(kravi("map", "--help"), 0).out
     check("600 to 2400" in help_text and ".htm)" in help_text, help_text)
-
-
-def test_recording_that_was_never_completed(kravi):
-    streams = avi.standard_streams(10)
-    data = bytearray(avi.simple_avi(streams, idx1=False))
-    for unset in (0, 0xFFFFFFFF):
-        struct.pack_into("<I", data, 4, unset)
-        struct.pack_into("<I", data, data.index(b"movi") - 4, unset)
-        picture = mapped(kravi, bytes(data), code=1)
-        equal(sum("never completed" in text for text in picture.texts("title")), 2, f"{unset}: in the picture")
-        check("missing" not in picture.text and "truncated" not in picture.text, f"{unset}: nothing is missing")
-        findings = picture.report["findings"]
-        equal(sum("was not finished" in text for text in findings), 1, f"{unset}: {findings}")
-        equal([part["claimedEnd"] for part in picture.report["segments"]], [None], f"{unset}: claimed end")
-        equal(picture.lane("video", 0)["chunks"], 10, "frames")
-        check_lanes(picture, len(data))
-    struct.pack_into("<I", data, data.index(b"movi") - 4, 0)
-    kravi.write("refused.avi", data)
-    refusal = exit_code(kravi("map", "refused.avi", "-o", "refused.svg"), 2).err
-    check("no data chunks" in refusal and "kravi recover" in refusal, refusal)
-
-
-def survives(kravi, data, what):
-    kravi.write("hostile.avi", data)
-    if "map.svg" in kravi.names():
-        kravi.remove("map.svg")
-    result = kravi("map", "hostile.avi", "-o", "map.svg", "--json")
-    check(result.code in (0, 1, 2), f"{what}: {result}")
-    report = result.json()
-    check(("error" in report) == (result.code == 2) == ("map.svg" not in kravi.names()), f"{what}: {result}")
-    if result.code != 2:
-        picture = Picture(kravi.read("map.svg").decode("utf-8"), report)
-        equal(sum(sum(lane["bins"]) for lane in report["lanes"]), len(data), f"{what}: bytes in all lanes")
-        check(len(picture.text) < 250000, f"{what}: {len(picture.text)} characters")
-
-
-def test_hostile_files(kravi):
-    source = random.Random(11)
-    for build in (avi.simple_avi, avi.open_dml_avi):
-        data = build(avi.standard_streams(4))
-        for _ in range(kravi.rounds(40)):
-            changed = bytearray(data[:source.randint(300, len(data))])
-            for _ in range(source.randint(0, 12)):
-                area = min(len(changed), 600) if source.random() < 0.6 else len(changed)
-                changed[source.randrange(area)] = source.choice((0, 1, 0x7F, 0x80, 0xFF, source.randrange(256)))
-            survives(kravi, bytes(changed), "changed file")
-    data = avi.simple_avi(avi.standard_streams(4))
-    for rate, scale in ((1, 0xFFFFFFFF), (0xFFFFFFFF, 1), (0, 0)):
-        changed = bytearray(data)
-        struct.pack_into("<III", changed, data.index(b"strh") + 28, scale, rate, 0xFFFFFFFF)  # and the start
-        survives(kravi, bytes(changed), f"{rate}/{scale} frames a second")
-    deep = b"".join(b"LIST" + struct.pack("<I", 0x7FFFFFFF) + b"movi" for _ in range(5000))
-    survives(kravi, avi.simple_avi(avi.standard_streams(4), before_movi=deep), "lists in lists")
-    survives(kravi, avi.simple_avi(avi.standard_streams(4), idx1=False) + b"00dc\xfb\xff\x0f\0" * 20000, "ids")
-    damaged = bytearray(avi.simple_avi([avi.video([avi.payload(number, 40) for number in range(3000)])]))
-    for place in range(600, len(damaged), 96):
-        damaged[place] ^= 0x80
-    survives(kravi, bytes(damaged), "a thousand gaps")
 
 
 def test_a_hundred_thousand_chunks(kravi):

@@ -6,8 +6,8 @@ import struct
 import time
 
 import avi_builder as avi
-from cases_map import SVG, Picture, mapped, near
 from kravi_runner import check, equal, exit_code
+from map_picture import SVG, Picture, mapped, near
 
 
 def test_sound_alone_and_pictures_alone(kravi):

@@ -288,3 +288,21 @@ def test_one_wrong_size_is_one_finding(kravi):
                 equal(index[kind]["check"], {"chunksInFile": 250, "notInIndex": 0, "notInFile": 0}, f"{size}: {kind}")
             picture = exit_code(kravi("map", "clip.avi", "-o", "map.svg", "--force", "--json"), 1).json()
             equal(picture["findings"], ["the size of 1 chunk is wrong: it covers others"], f"{size}: map")
+
+
+def test_the_rest_of_a_chunk_of_wrong_size_is_no_second_finding(kravi):
+    """An index has the right size; the bytes up to there are the chunk's. Other bytes, and those without an index, are not."""
+    for build in (avi.simple_avi, avi.open_dml_avi, lambda streams: avi.simple_avi(streams, idx1=False)):
+        streams = avi.standard_streams(9)
+        data = bytearray(build(streams))
+        for number, size in ((2, 100), (5, 0)):
+            struct.pack_into("<I", data, streams[0].positions[number] - 4, size)
+        report = verified(kravi, data, 1)
+        has_index = b"ix00" in data or b"idx1" in data
+        equal(codes(report) & {"chunk-size-wrong", "unknown-data"}, {"chunk-size-wrong" if has_index else "unknown-data"}, "codes")
+        equal(report["bytes"]["unaccounted"], 0 if has_index else 204 + 306, "bytes")
+        position = streams[1].positions[6] - 8
+        data[position:position + 8] = b"\1\2\3\4\5\6\7\x08"
+        [result] = [row for row in verified(kravi, data, 1)["results"] if row["code"] == "unknown-data"]
+        equal([place["offset"] for place in result["places"]][-1:], [position], "a spoilt header")
+        equal(result["count"], 1 if has_index else 3, "places")

@@ -85,7 +85,7 @@ SEGMENTS = rows(
      lambda p: p.put(p.chunk(3) + 4, 0x7FFFFFFF) - 4),
     ("chunk with the size of three", "chunk-size-wrong",
      lambda p: p.put(p.chunk(2) + 4, 300 + 7688 + 400 + 3000) - 4),
-    ("chunk with the size of half of it", "chunk-size-wrong", lambda p: p.put(p.chunk(2) + 4, 100) - 4, "unknown-data"),
+    ("chunk with the size of half of it", "chunk-size-wrong", lambda p: p.put(p.chunk(2) + 4, 100) - 4),
     ("list of another type", "list-unknown", lambda p: p.insert(p.find(b"movi") - 8, avi.lst(b"mine", b"x" * 10),
                                                                 "RIFF")),
     ("chunk with another id", "chunk-unknown", lambda p: p.insert(p.find(b"movi") - 8, avi.chunk(b"mine", b"12"),
@@ -159,7 +159,7 @@ HEADERS = rows(
     ("extra bytes of sound", "strf-extra-size",
      lambda p: p.put(p.insert(p.field(b"strf", 16, 1), b"\x16\0", "RIFF", "hdrl", "strl") - 20, 18) + 20),
     ("sample in two chunks", "audio-chunk-split",
-     lambda p: p.put(p.chunk(1, b"01wb") + 4, 7678) - 4, "chunk-size-wrong", "unknown-data"),
+     lambda p: p.put(p.chunk(1, b"01wb") + 4, 7678) - 4, "chunk-size-wrong"),
     ("'avih' in the place of 'strf'", "chunk-misplaced", lambda p: p.put(p.find(b"strf"), b"avih"),
      "chunk-repeated", "strf-missing"),
 ) + rows(

@@ -74,7 +74,7 @@ inline void AddSizeDifference(const SKrVerifyContext& context, SKrDataChunk& chu
         return;
     }
     context.results.Add(EKrCheck::ChunkSizeWrong, chunk.position, Numbers(size, chunk.size));
-    chunk.marks |= SKrDataChunk::kSizeWrong;
+    chunk.marks |= SKrDataChunk::kSizeWrong | SKrDataChunk::kReachesNext;
 }
 
 // Whether an id is at a position without a known chunk: checked only for the first entries, since each check

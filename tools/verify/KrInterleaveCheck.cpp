@@ -44,11 +44,6 @@ struct SKrStreamClock
     }
 };
 
-bool HasIndex(const SKrVerifyModel& model)
-{
-    return model.oldIndexEntries + model.standardIndexEntries != 0;
-}
-
 class CKrInterleaveCheck
 {
 public:
@@ -138,7 +133,7 @@ private:
         std::ranges::sort(lost, {}, place);
         const auto twice = std::ranges::unique(lost, {}, place); // named by both kinds of index
         lost.erase(twice.begin(), twice.end());
-        if (HasIndex(m_model))
+        if (m_model.HasIndexEntries())
             return;
         const auto hole =
             std::ranges::find_if(m_model.gaps, [](auto& gap) { return gap.to - gap.from >= kSmallestHole; });

@@ -4,6 +4,7 @@
 #include "tools/avi/KrInputFile.h"
 #include "tools/avi/KrScanRules.h"
 #include "tools/command/KrText.h"
+#include "tools/verify/KrGapCheck.h"
 
 #include <algorithm>
 
@@ -123,16 +124,19 @@ void CKrLayoutCheck::OnGap(uint64_t from, uint64_t to, bool isZeros, Lists aroun
 {
     const SKrScannedList& parent = around.back();
     const uint64_t size = to - from;
-    EKrCheck check = isZeros ? EKrCheck::ZeroRun : EKrCheck::UnknownData;
-    if (parent.kind == EKrListKind::File)
-        check = to == m_file.Length() ? EKrCheck::TrailingData : EKrCheck::SegmentGap;
-    if (from != 0) // at 0 it is the missing header
-        m_results.Add(check, from, "a chunk", Counted(size, isZeros ? "zero byte" : "byte"));
+    const bool isKept = m_model.gaps.size() < kMostGaps;
+    SKrGap gap = {from, to, isZeros, true};
+    if (parent.kind == EKrListKind::File && from != 0) // at 0 it is the missing header
+        AddGap(m_results, to == m_file.Length() ? EKrCheck::TrailingData : EKrCheck::SegmentGap, gap);
+    else if (parent.kind != EKrListKind::File && isKept)
+        gap.isReported = false;
+    else if (parent.kind != EKrListKind::File)
+        AddGap(m_results, KindOf(gap), gap);
     if (parent.kind == EKrListKind::Movi && !parent.hasChildren)
         m_results.Add(EKrCheck::MoviFirstNotData, from, "a data chunk", Counted(size, "byte"));
     m_emptyRun = 0;
-    if (m_model.gaps.size() < kMostGaps)
-        m_model.gaps.push_back({from, to});
+    if (isKept)
+        m_model.gaps.push_back(gap);
     Account(EKrBytes::Unaccounted, size);
 }
 

@@ -105,6 +105,7 @@ void Verify(const CKrByteSource& file, SKrVerification& verification, CKrProgres
     CheckPictures(context);
     CheckOldIndexes(context);
     CheckOpenDmlIndexes(context);
+    CheckGaps(context);
     CheckInterleave(context);
     CheckPrivateChunks(context);
 }

@@ -35,6 +35,7 @@ void CheckStreamHeaders(const SKrVerifyContext& context);
 void CheckPictures(const SKrVerifyContext& context);
 void CheckOldIndexes(const SKrVerifyContext& context);
 void CheckOpenDmlIndexes(const SKrVerifyContext& context);
+void CheckGaps(const SKrVerifyContext& context);       // after both kinds of index
 void CheckInterleave(const SKrVerifyContext& context); // after both kinds of index
 void CheckPrivateChunks(const SKrVerifyContext& context);
 

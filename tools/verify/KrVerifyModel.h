@@ -34,7 +34,8 @@ struct SKrDataChunk
     static constexpr uint8_t kInIx = 2;
     static constexpr uint8_t kKeyInIdx1 = 4;
     static constexpr uint8_t kKeyInIx = 8;
-    static constexpr uint8_t kSizeWrong = 16; // known not to be what the index has
+    static constexpr uint8_t kSizeWrong = 16;   // known not to be what the index has
+    static constexpr uint8_t kReachesNext = 32; // likewise, and with that of the index it does
 
     uint64_t position : 48 = 0; // of the header
     uint64_t segment : 16 = 0;
@@ -93,6 +94,8 @@ struct SKrGap
 {
     uint64_t from = 0;
     uint64_t to = 0;
+    bool isZeros = false;
+    bool isReported = false; // otherwise a chunk of the wrong size may explain it
 };
 
 // A data chunk that an index names where the scan finds none.
@@ -130,6 +133,8 @@ struct SKrVerifyModel
         if (lostChunks.size() < kMostLostChunks)
             lostChunks.push_back(chunk);
     }
+
+    bool HasIndexEntries() const { return oldIndexEntries + standardIndexEntries != 0; }
 
     bool HasSuperIndex() const
     {

@@ -2,14 +2,6 @@
 
 #include "format/KrBytes.h"
 
-void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry)
-{
-    out.U32Le(entry.chunkId);
-    out.U32Le(entry.flags);
-    out.U32Le(entry.offset);
-    out.U32Le(entry.size);
-}
-
 bool Decode(CKrByteReader& in, SKrSuperIndexHead& head)
 {
     head.chunkId = in.U32Le();
@@ -69,10 +61,4 @@ void Encode(CKrByteWriter& out, const SKrStdIndexHead& head)
     out.U32Le(head.streamChunkId);
     out.U64Le(head.baseOffset);
     out.U32Le(0);
-}
-
-void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry)
-{
-    out.U32Le(entry.offset);
-    out.U32Le(entry.size);
 }

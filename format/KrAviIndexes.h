@@ -27,7 +27,18 @@ inline SKrOldIndexEntry DecodeOldIndexEntry(const uint8_t* from)
     return {GetLe32(from), GetLe32(from + 4), GetLe32(from + 8), GetLe32(from + 12)};
 }
 
-void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry);
+inline void EncodeOldIndexEntry(uint8_t* to, const SKrOldIndexEntry& entry)
+{
+    PutLe32(to, entry.chunkId);
+    PutLe32(to + 4, entry.flags);
+    PutLe32(to + 8, entry.offset);
+    PutLe32(to + 12, entry.size);
+}
+
+inline void Encode(CKrByteWriter& out, const SKrOldIndexEntry& entry)
+{
+    EncodeOldIndexEntry(out.Space(SKrOldIndexEntry::kEncodedSize), entry);
+}
 
 // Sub-types of both OpenDML indexes: with the 64-bit one, positions of entries count from the file start in
 // a super index, and a standard index has entries of 24 bytes. The latter are outside OpenDML and accepted.
@@ -107,7 +118,16 @@ inline SKrStdIndexEntry DecodeStdIndexEntry(const uint8_t* from)
     return {GetLe32(from), GetLe32(from + 4)};
 }
 
-void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry);
+inline void EncodeStdIndexEntry(uint8_t* to, const SKrStdIndexEntry& entry)
+{
+    PutLe32(to, entry.offset);
+    PutLe32(to + 4, entry.size);
+}
+
+inline void Encode(CKrByteWriter& out, const SKrStdIndexEntry& entry)
+{
+    EncodeStdIndexEntry(out.Space(SKrStdIndexEntry::kEncodedSize), entry);
+}
 
 // Bytes of an entry of a field index: those of a standard index, and the offset of the second field.
 inline constexpr size_t kFieldIndexEntrySize = 12;

@@ -97,18 +97,19 @@ public:
     explicit CKrByteWriter(std::vector<uint8_t>& bytes) : m_bytes(bytes) {}
 
     void U8(uint8_t value) { m_bytes.push_back(value); }
-    void U16Le(uint16_t value) { PutLe16(Grow(2), value); }
-    void U32Le(uint32_t value) { PutLe32(Grow(4), value); }
-    void U64Le(uint64_t value) { PutLe64(Grow(8), value); }
-    void U32Be(uint32_t value) { PutBe32(Grow(4), value); }
+    void U16Le(uint16_t value) { PutLe16(Space(2), value); }
+    void U32Le(uint32_t value) { PutLe32(Space(4), value); }
+    void U64Le(uint64_t value) { PutLe64(Space(8), value); }
+    void U32Be(uint32_t value) { PutBe32(Space(4), value); }
 
-private:
-    uint8_t* Grow(size_t count)
+    // So many bytes for fields that the caller puts there at once.
+    [[nodiscard]] uint8_t* Space(size_t count)
     {
         m_bytes.resize(m_bytes.size() + count);
         return m_bytes.data() + m_bytes.size() - count;
     }
 
+private:
     std::vector<uint8_t>& m_bytes;
 };
 

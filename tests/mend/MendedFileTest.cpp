@@ -296,4 +296,25 @@ TEST(MendedFile, FieldsOfALargeFile_CostNoMoreThanThoseOfASmallOne)
     static_cast<void>(CKrMendedFile(files, kFile).Undo());
     EXPECT_LT(files.Calls().written, 300u);
 }
+
+// One read for each chunk, also where neither an index nor its codec shows which frames are key frames.
+TEST(MendedFile, Reindex_ReadsLittleMoreThanTheHeadersOfChunks)
+{
+    constexpr size_t kFrames = 300;
+    for (const char* const codec : {"abcd", "MJPG"})
+    {
+        SKrTestBitmapInfo format;
+        format.compression = codec;
+        SKrSimpleAvi avi;
+        avi.streams = {VideoStream(std::vector<uint32_t>(kFrames, 2'000'000), format)};
+        avi.index = EKrIndexKind::None;
+        CKrMemoryFileSystem memory;
+        memory.Set(kWideFile, BuildSimpleAvi(avi).content);
+        CKrCountingFileSystem files(memory);
+        CKrMendedFile file(files, kFile);
+        KrTool::CKrProgress silent(KrTool::EKrProgressMode::None, "reindex");
+        EXPECT_EQ(file.Change(KrTool::PlanReindex(file, silent).patches, "reindex").ranges, 2u);
+        EXPECT_LT(files.Calls().reads, kFrames + 50);
+    }
+}
 } // namespace KrTest

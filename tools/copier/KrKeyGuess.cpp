@@ -70,7 +70,7 @@ std::optional<bool> ByNal(uint8_t code, std::span<const uint8_t>)
 }
 } // namespace
 
-std::optional<bool> IsKeyByItsBytes(uint32_t codec, std::span<const uint8_t> bytes)
+EKrKeyRule KeyRuleOf(uint32_t codec)
 {
     const uint32_t name = InCapitals(codec);
     const auto isOne = [name](const auto& names)
@@ -78,15 +78,38 @@ std::optional<bool> IsKeyByItsBytes(uint32_t codec, std::span<const uint8_t> byt
         return std::ranges::find(names, name) != names.end();
     };
     if (isOne(kAlwaysKey))
-        return true;
+        return EKrKeyRule::All;
     if (isOne(kMpeg4))
-        return ByStartCodes(bytes, ByVop);
+        return EKrKeyRule::Vop;
     if (isOne(kMpeg12))
-        return ByStartCodes(bytes, ByPicture);
+        return EKrKeyRule::Picture;
     if (isOne(kH264))
+        return EKrKeyRule::Slice;
+    return name == KrFourCC("VP80") ? EKrKeyRule::FirstByte : EKrKeyRule::Unknown;
+}
+
+std::optional<bool> IsKeyByItsBytes(EKrKeyRule rule, std::span<const uint8_t> bytes)
+{
+    switch (rule)
+    {
+    case EKrKeyRule::All:
+        return true;
+    case EKrKeyRule::Vop:
+        return ByStartCodes(bytes, ByVop);
+    case EKrKeyRule::Picture:
+        return ByStartCodes(bytes, ByPicture);
+    case EKrKeyRule::Slice:
         return ByStartCodes(bytes, ByNal);
-    if (name == KrFourCC("VP80") && !bytes.empty())
-        return (bytes[0] & 1) == 0;
+    case EKrKeyRule::FirstByte:
+        return bytes.empty() ? std::nullopt : std::optional((bytes[0] & 1) == 0);
+    case EKrKeyRule::Unknown:
+        break;
+    }
     return std::nullopt;
+}
+
+std::optional<bool> IsKeyByItsBytes(uint32_t codec, std::span<const uint8_t> bytes)
+{
+    return IsKeyByItsBytes(KeyRuleOf(codec), bytes);
 }
 } // namespace KrTool

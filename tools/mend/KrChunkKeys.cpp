@@ -2,7 +2,6 @@
 
 #include "format/KrFourCC.h"
 #include "tools/avi/KrInputFile.h"
-#include "tools/copier/KrKeyGuess.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +17,7 @@ constexpr uint8_t kKeyInAnyIndex = SKrDataChunk::kKeyInIdx1 | SKrDataChunk::kKey
 // What an old index says of a stream's frames, and what its frames can say themselves.
 struct SKrStreamKeys
 {
-    uint32_t codec = 0;
+    EKrKeyRule rule = EKrKeyRule::Unknown;
     bool isVideo = false;
     bool hasOthers = false; // frames that an index marks as depending on others
 };
@@ -27,13 +26,9 @@ std::vector<SKrStreamKeys> KeysOfStreams(const CKrByteSource& file, const SKrVer
 {
     std::vector<SKrStreamKeys> streams;
     for (const SKrVerifyStream& stream : model.streams)
-    {
-        std::vector<uint8_t> format(
-            stream.format ? std::min<size_t>(stream.format->size, SKrBitmapHeader::kEncodedSize) : 0);
-        if (stream.format)
-            file.Fill(stream.format->Data(), format);
-        streams.push_back({DecodeBitmapHeader(format).compression, stream.type == kFccVids, false});
-    }
+        streams.push_back({KeyRuleOf(file, stream), stream.type == kFccVids, false});
+    if (!model.HasIndexEntries())
+        return streams;
     for (const SKrDataChunk& chunk : model.chunks)
     {
         if (chunk.stream < streams.size() && (chunk.marks & kInAnyIndex) != 0 &&
@@ -42,39 +37,50 @@ std::vector<SKrStreamKeys> KeysOfStreams(const CKrByteSource& file, const SKrVer
     }
     return streams;
 }
+
+// Without an entry in an old index.
+std::optional<bool> IsKeyFrame(const CKrByteSource& file, const SKrDataChunk& chunk, EKrKeyRule rule,
+                               const std::optional<bool>& guess)
+{
+    if (chunk.size == 0)
+        return false;
+    if (guess || !NeedsBytes(rule))
+        return guess ? guess : IsKeyByItsBytes(rule, {});
+    std::array<uint8_t, kBytesForKey> bytes;
+    const size_t count = file.ReadAt(chunk.position + kChunkHeaderSize, bytes.data(),
+                                     std::min<size_t>(chunk.size, bytes.size()));
+    return IsKeyByItsBytes(rule, {bytes.data(), count});
+}
 } // namespace
 
-SKrChunkKeys FindChunkKeys(const CKrByteSource& file, const SKrReindexScan& scan)
+EKrKeyRule KeyRuleOf(const CKrByteSource& file, const SKrVerifyStream& stream)
+{
+    std::vector<uint8_t> format(stream.format && stream.format->End() <= file.Length()
+                                    ? std::min<size_t>(stream.format->size, SKrBitmapHeader::kEncodedSize)
+                                    : 0);
+    if (!format.empty())
+        file.Fill(stream.format->Data(), format);
+    return KeyRuleOf(DecodeBitmapHeader(format).compression);
+}
+
+std::vector<bool> FindKeyChunks(const CKrByteSource& file, const SKrReindexScan& scan)
 {
     const std::vector<SKrStreamKeys> streams = KeysOfStreams(file, scan.model);
-    SKrChunkKeys keys;
-    keys.isKey.reserve(scan.ids.size());
-    std::array<uint8_t, kBytesForKey> bytes = {};
+    const auto guess = [&scan](size_t number)
+    {
+        return number < scan.keyGuesses.size() ? scan.keyGuesses[number] : std::nullopt;
+    };
+    std::vector<bool> isKey(scan.ids.size(), true);
     for (size_t number = 0; number < scan.ids.size(); ++number)
     {
         const SKrDataChunk& chunk = scan.model.chunks[number];
-        bool isKey = true;
-        if (scan.ids[number] != 0 && streams[chunk.stream].isVideo && chunk.kind == EKrContent::Video)
-        {
-            const SKrStreamKeys& stream = streams[chunk.stream];
-            std::optional<bool> known;
-            if ((chunk.marks & kInAnyIndex) != 0)
-                known = (chunk.marks & kKeyInAnyIndex) != 0;
-            else if (chunk.size == 0)
-                known = false;
-            else
-                known = scan.keyGuesses[number];
-            if (!known)
-            {
-                const size_t count = file.ReadAt(chunk.position + kChunkHeaderSize, bytes.data(),
-                                                 std::min<size_t>(chunk.size, bytes.size()));
-                known = IsKeyByItsBytes(stream.codec, {bytes.data(), count});
-            }
-            keys.assumed += known ? 0 : 1;
-            isKey = known.value_or(!stream.hasOthers);
-        }
-        keys.isKey.push_back(isKey);
+        if (scan.ids[number] == 0 || chunk.kind != EKrContent::Video || !streams[chunk.stream].isVideo)
+            continue;
+        const SKrStreamKeys& stream = streams[chunk.stream];
+        isKey[number] = (chunk.marks & kInAnyIndex) != 0
+                            ? (chunk.marks & kKeyInAnyIndex) != 0
+                            : IsKeyFrame(file, chunk, stream.rule, guess(number)).value_or(!stream.hasOthers);
     }
-    return keys;
+    return isKey;
 }
 } // namespace KrTool

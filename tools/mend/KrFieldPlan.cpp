@@ -258,14 +258,15 @@ private:
         const uint64_t divisor = std::gcd(x, y);
         if (x == 0 || y == 0 || x / divisor > UINT32_MAX || y / divisor > UINT32_MAX)
             return;
-        uint8_t bytes[2 * sizeof(uint32_t)];
-        PutBe32(bytes, static_cast<uint32_t>(x / divisor));
-        PutBe32(bytes + sizeof(uint32_t), static_cast<uint32_t>(y / divisor));
+        std::vector<uint8_t> bytes;
+        CKrByteWriter out(bytes);
+        out.U32Be(static_cast<uint32_t>(x / divisor));
+        out.U32Be(static_cast<uint32_t>(y / divisor));
         for (const SKrHeaderChunk& chunk : m_places.privateChunks)
         {
             const SKrPrivateChunkKind& kind = *FindPrivateChunkKind(chunk.id);
             const std::optional<SKrPixelAspect> old = DecodePixelAspect(kind, chunk.bytes);
-            if (!old || !chunk.Has(*kind.aspectAt, sizeof bytes))
+            if (!old || !chunk.Has(*kind.aspectAt, bytes.size()))
                 continue;
             m_plan.patches.Put(chunk.Data() + *kind.aspectAt, bytes);
             Add("pixel aspect", chunk, *kind.aspectAt, RatioText(old->horizontal, old->vertical, ':'),
@@ -295,7 +296,7 @@ private:
             const std::optional<uint8_t> old = DecodeScanMode(kind, chunk.bytes);
             if (!old || !chunk.Has(*kind.scanModeAt, sizeof byte))
                 continue;
-            m_plan.patches.Put(chunk.Data() + *kind.scanModeAt, {&byte, 1});
+            m_plan.patches.Put(chunk.Data() + *kind.scanModeAt, {byte});
             Add("scan mode", chunk, *kind.scanModeAt, NameOf(ScanModeOfByte(*old)), NameOf(mode));
         }
     }

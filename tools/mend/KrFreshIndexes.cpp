@@ -75,12 +75,12 @@ public:
         const bool isSuperBroken = hasSuper && (!hasPlaces || IsSuperIndexBroken(m_scan));
         const bool isOldBroken = IsOldIndexBroken(m_scan);
         if (isSuperBroken || isOldBroken)
-            m_keys = FindChunkKeys(m_file, m_scan);
+            m_isKey = FindKeyChunks(m_file, m_scan);
         if (isSuperBroken && hasPlaces)
             MakeStandardIndexes();
         else if (isSuperBroken)
             HideOpenDmlIndexes();
-        if (isOldBroken || !m_fresh.standard.empty())
+        if (isOldBroken || m_fresh.appendedToMovi != 0)
             MakeOldIndex(isSingle);
         return std::move(m_fresh);
     }
@@ -209,6 +209,7 @@ private:
                                                   size_t segment) const
     {
         std::vector<uint8_t> bytes;
+        bytes.reserve(SKrStdIndexHead::kEncodedSize + chunks.size() * SKrStdIndexEntry::kEncodedSize);
         CKrByteWriter out(bytes);
         SKrStdIndexHead head;
         head.chunkId = slot.id;
@@ -217,14 +218,16 @@ private:
         head.streamChunkId = m_scan.ids[chunks.front()];
         head.baseOffset = m_scan.segments[segment].position;
         Encode(out, head);
+        uint8_t* to = out.Space(chunks.size() * SKrStdIndexEntry::kEncodedSize);
         for (const size_t number : chunks)
         {
             const SKrDataChunk& chunk = m_model.chunks[number];
             const uint64_t offset = chunk.position + kChunkHeaderSize - head.baseOffset;
             if (offset > UINT32_MAX || chunk.size > INT32_MAX)
                 Refuse("a segment of it is too large for indexes");
-            const uint32_t key = m_keys.isKey[number] ? 0 : SKrStdIndexEntry::kNotKeyFrame;
-            Encode(out, SKrStdIndexEntry{static_cast<uint32_t>(offset), chunk.size | key});
+            const uint32_t key = m_isKey[number] ? 0 : SKrStdIndexEntry::kNotKeyFrame;
+            EncodeStdIndexEntry(to, {static_cast<uint32_t>(offset), chunk.size | key});
+            to += SKrStdIndexEntry::kEncodedSize;
         }
         return bytes;
     }
@@ -247,10 +250,11 @@ private:
             Refuse("its last segment has no place for an index of its own at the end of 'movi'");
         const uint32_t digits = m_scan.ids[chunks.front()] << 16; // of the stream's number
         const SKrIndexSlot slot = {
-            m_position + m_fresh.standard.size(), (kFccIx00 & UINT16_MAX) | digits,
+            m_position + m_fresh.appended.size(), (kFccIx00 & UINT16_MAX) | digits,
             static_cast<uint32_t>(kStandardPayload + chunks.size() * SKrStdIndexEntry::kEncodedSize)};
         const std::vector<uint8_t> bytes = IndexBytes(slot, chunks, segment);
-        m_fresh.standard.insert(m_fresh.standard.end(), bytes.begin(), bytes.end());
+        m_fresh.appended.insert(m_fresh.appended.end(), bytes.begin(), bytes.end());
+        m_fresh.appendedToMovi = m_fresh.appended.size();
         return EntryOf(slot, chunks, stream);
     }
 
@@ -276,29 +280,41 @@ private:
         if (id == 0) // without chunks there is no id: the old one stays
             m_fresh.patches.PutU32Le(place.Data() + sizeof(uint32_t), 0);
         else
-            m_fresh.patches.Put(place.position, bytes);
+            m_fresh.patches.Put(place.position, std::move(bytes));
         m_fresh.standardIndexes += entries.size();
     }
 
-    [[nodiscard]] std::vector<uint8_t> OldEntries() const
+    // 'idx1' of the first segment, with its chunk header.
+    [[nodiscard]] std::vector<uint8_t> OldIndexBytes() const
     {
-        std::vector<uint8_t> bytes;
-        CKrByteWriter out(bytes);
+        const auto& chunks = m_model.chunks;
+        const auto end = std::ranges::partition_point(chunks, [](auto& chunk) { return chunk.segment == 0; });
+        const std::span ids(m_scan.ids.data(), static_cast<size_t>(end - chunks.begin()));
+        const auto entries = ids.size() - static_cast<size_t>(std::ranges::count(ids, uint32_t{0}));
+        std::vector<uint8_t> bytes(kChunkHeaderSize + entries * SKrOldIndexEntry::kEncodedSize);
+        PutLe32(bytes.data(), kFccIdx1);
+        uint8_t* to = bytes.data() + kChunkHeaderSize;
         const uint64_t base = m_scan.segments.front().movi->position + kChunkHeaderSize;
-        for (size_t number = 0; number < m_scan.ids.size(); ++number)
+        for (size_t number = 0; number < ids.size(); ++number)
         {
-            const SKrDataChunk& chunk = m_model.chunks[number];
-            if (m_scan.ids[number] == 0 || chunk.segment != 0)
+            const SKrDataChunk& chunk = chunks[number];
+            if (ids[number] == 0)
                 continue;
             const uint64_t offset = chunk.position - base;
             if (chunk.position < base || offset > UINT32_MAX)
                 Refuse("a chunk of it has no place in an index");
-            const uint32_t key = m_keys.isKey[number] ? kAviifKeyFrame : 0;
-            Encode(out,
-                   SKrOldIndexEntry{m_scan.ids[number], chunk.kind == EKrContent::Other ? kAviifNoTime : key,
-                                    static_cast<uint32_t>(offset), chunk.size});
+            const uint32_t key = m_isKey[number] ? kAviifKeyFrame : 0;
+            EncodeOldIndexEntry(to, {ids[number], chunk.kind == EKrContent::Other ? kAviifNoTime : key,
+                                     static_cast<uint32_t>(offset), chunk.size});
+            to += SKrOldIndexEntry::kEncodedSize;
         }
+        PutOwnSize(bytes);
         return bytes;
+    }
+
+    static void PutOwnSize(std::vector<uint8_t>& chunk)
+    {
+        PutLe32(&chunk[sizeof(uint32_t)], static_cast<uint32_t>(chunk.size() - kChunkHeaderSize));
     }
 
     // In the place of the old one, which is hidden where that is too small or 'movi' grows over it.
@@ -308,51 +324,48 @@ private:
         const bool isThere = old && IsInFile(*old);
         if (!isSingle && !isThere)
             return;
-        const std::vector<uint8_t> entries = OldEntries();
-        const bool fits = isThere && m_fresh.standard.empty() && entries.size() <= old->size;
+        std::vector<uint8_t> index = OldIndexBytes();
+        const size_t entries = (index.size() - kChunkHeaderSize) / SKrOldIndexEntry::kEncodedSize;
+        const bool fits =
+            isThere && m_fresh.appendedToMovi == 0 && index.size() <= old->size + kChunkHeaderSize;
         if (fits)
-            return PutOldIndex(*old, entries);
+        {
+            m_fresh.oldIndexEntries = entries;
+            return PutOldIndex(*old, std::move(index));
+        }
         if (isThere)
             Hide(*old);
         m_fresh.hasNoPlaceForOldIndex = !isSingle;
         if (!isSingle)
             return;
-        m_fresh.oldIndex = ChunkHead(entries.size());
-        m_fresh.oldIndex.insert(m_fresh.oldIndex.end(), entries.begin(), entries.end());
-        m_fresh.oldIndexEntries = entries.size() / SKrOldIndexEntry::kEncodedSize;
-    }
-
-    static std::vector<uint8_t> ChunkHead(size_t size)
-    {
-        std::vector<uint8_t> bytes;
-        CKrByteWriter out(bytes);
-        out.U32Le(kFccIdx1);
-        out.U32Le(static_cast<uint32_t>(size));
-        return bytes;
+        m_fresh.oldIndexEntries = entries;
+        if (m_fresh.appended.empty())
+            m_fresh.appended = std::move(index);
+        else
+            m_fresh.appended.insert(m_fresh.appended.end(), index.begin(), index.end());
     }
 
     // What is left of the old one becomes filler, or stays at its end as zeros.
-    void PutOldIndex(const SKrPlacedChunk& old, std::vector<uint8_t> entries)
+    void PutOldIndex(const SKrPlacedChunk& old, std::vector<uint8_t> index)
     {
-        m_fresh.oldIndexEntries = entries.size() / SKrOldIndexEntry::kEncodedSize;
-        const size_t left = old.size - entries.size();
-        if (left >= kChunkHeaderSize)
+        const uint64_t end = old.position + index.size();
+        if (old.End() - end >= kChunkHeaderSize)
         {
-            m_fresh.patches.PutU32Le(old.position + sizeof(uint32_t), static_cast<uint32_t>(entries.size()));
-            m_fresh.patches.PutFiller(old.Data() + entries.size(), old.End());
+            m_fresh.patches.PutFiller(end, old.End());
         }
         else
         {
-            entries.resize(old.size);
+            index.resize(old.size + kChunkHeaderSize);
+            PutOwnSize(index);
         }
-        m_fresh.patches.Put(old.Data(), entries);
+        m_fresh.patches.Put(old.position, std::move(index));
     }
 
     const CKrByteSource& m_file;
     const SKrReindexScan& m_scan;
     const SKrVerifyModel& m_model;
     const uint64_t m_position;
-    SKrChunkKeys m_keys;
+    std::vector<bool> m_isKey; // of the model's chunks
     SKrFreshIndexes m_fresh;
 };
 } // namespace

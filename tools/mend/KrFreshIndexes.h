@@ -17,13 +17,11 @@ class CKrByteSource;
 struct SKrFreshIndexes
 {
     CKrBytePatches patches;        // in the places of old indexes
-    std::vector<uint8_t> standard; // to be appended to the last 'movi', if any
-    std::vector<uint8_t> oldIndex; // to be appended to the file, if any
+    std::vector<uint8_t> appended; // after the end of the file, if any
+    size_t appendedToMovi = 0;     // bytes of them, the first ones
     uint64_t oldIndexEntries = 0;  // written, here or there
     uint64_t standardIndexes = 0;  // likewise
     bool hasNoPlaceForOldIndex = false;
-
-    [[nodiscard]] bool IsAppended() const { return !standard.empty() || !oldIndex.empty(); }
 };
 
 // Whether indexes name something else than the chunks that are there.

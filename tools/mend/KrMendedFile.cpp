@@ -48,7 +48,7 @@ size_t CKrMendedFile::ReadAt(uint64_t position, void* buffer, size_t count) cons
 
 SKrMendedBytes CKrMendedFile::Change(const CKrBytePatches& patches, const std::string& verb)
 {
-    const std::vector<SKrPatch> differences = patches.Differences(*this);
+    const std::vector<SKrChangedBytes> differences = patches.Differences(*this);
     if (differences.empty())
         return {};
     CKrUndoFile undo(m_files, UndoPathOf(Path()));
@@ -60,7 +60,7 @@ SKrMendedBytes CKrMendedFile::Change(const CKrBytePatches& patches, const std::s
     if (!Write(differences, error))
         GiveUp(undo, error);
     SetLength(record.newSize);
-    return Sum(differences, [](const SKrPatch& patch) { return patch.bytes.size(); });
+    return Sum(differences, [](const SKrChangedBytes& difference) { return difference.bytes.size(); });
 }
 
 // A change that never began is forgotten; one that is half done must be taken back first.
@@ -95,12 +95,12 @@ void CKrMendedFile::CheckSize() const
         throw CKrToolError(Path(), "it is in use: its length changes");
 }
 
-bool CKrMendedFile::Write(const std::vector<SKrPatch>& patches, uint32_t& error)
+bool CKrMendedFile::Write(const std::vector<SKrChangedBytes>& differences, uint32_t& error)
 {
-    for (const SKrPatch& patch : patches)
+    for (const SKrChangedBytes& difference : differences)
     {
-        const KrByteSpan part(patch.bytes);
-        const SKrTransfer transfer = m_file.writing->WriteAt(patch.position, {&part, 1});
+        const KrByteSpan part(difference.bytes);
+        const SKrTransfer transfer = m_file.writing->WriteAt(difference.position, {&part, 1});
         error = transfer.osError;
         if (transfer.Failed())
             return false;
@@ -112,7 +112,7 @@ bool CKrMendedFile::Write(const std::vector<SKrPatch>& patches, uint32_t& error)
 
 bool CKrMendedFile::Restore(const SKrUndoRecord& record, uint32_t& error)
 {
-    std::vector<SKrPatch> old;
+    std::vector<SKrChangedBytes> old;
     for (const SKrUndoRange& range : record.ranges)
     {
         if (!range.oldBytes.empty())

@@ -50,7 +50,7 @@ public:
 private:
     void CheckEarlierChange(CKrUndoFile& undo) const;
     void CheckSize() const;
-    [[nodiscard]] bool Write(const std::vector<SKrPatch>& patches, uint32_t& error);
+    [[nodiscard]] bool Write(const std::vector<SKrChangedBytes>& differences, uint32_t& error);
     [[nodiscard]] bool Restore(const SKrUndoRecord& record, uint32_t& error);
     [[noreturn]] void GiveUp(CKrUndoFile& undo, uint32_t error);
 

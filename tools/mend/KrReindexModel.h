@@ -51,8 +51,9 @@ struct SKrReindexScan
     SKrVerifyModel model; // with what the old indexes say of each chunk
     CKrVerifyResults results;
     std::vector<uint32_t> ids; // of the model's chunks; 0: not whole, and in no index
-    std::vector<std::optional<bool>>
-        keyGuesses; // likewise: whether frames are key frames by their first bytes
+
+    // Likewise, up to the last one of which it is known: whether a frame is a key frame by its first bytes.
+    std::vector<std::optional<bool>> keyGuesses;
     std::vector<SKrSegmentEnds> segments;
     std::vector<SKrListEnds> otherLists; // of headers, and 'rec ', whose size is wrong
     std::vector<SKrStretch> stretches;

@@ -99,14 +99,12 @@ private:
         m_plan.patches = std::move(fresh.patches);
         m_plan.oldIndexEntries = fresh.oldIndexEntries;
         m_plan.standardIndexes = fresh.standardIndexes;
-        m_moviGrows = !fresh.standard.empty();
-        m_moviEnd = m_append + fresh.standard.size();
-        m_isAppended = fresh.IsAppended();
-        m_end = m_moviEnd + fresh.oldIndex.size();
-        std::vector<uint8_t> appended = std::move(fresh.standard);
-        appended.insert(appended.end(), fresh.oldIndex.begin(), fresh.oldIndex.end());
+        m_moviGrows = fresh.appendedToMovi != 0;
+        m_moviEnd = m_append + fresh.appendedToMovi;
+        m_isAppended = !fresh.appended.empty();
+        m_end = m_append + fresh.appended.size();
         if (m_isAppended)
-            m_plan.patches.Put(m_append, appended);
+            m_plan.patches.Put(m_append, std::move(fresh.appended));
         if (fresh.hasNoPlaceForOldIndex)
             m_plan.notes.emplace_back(
                 "'idx1' of the first segment has no room for all entries and is filler now; the "

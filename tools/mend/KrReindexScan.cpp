@@ -2,7 +2,7 @@
 
 #include "tools/avi/KrInputFile.h"
 #include "tools/avi/KrScanRules.h"
-#include "tools/copier/KrKeyGuess.h"
+#include "tools/mend/KrChunkKeys.h"
 #include "tools/mend/KrRecentReads.h"
 #include "tools/mend/KrSizeRepair.h"
 #include "tools/verify/KrLayoutCheck.h"
@@ -36,8 +36,9 @@ public:
         else if (list.kind == EKrListKind::Movi && !m_scan.segments.empty() && !m_scan.segments.back().movi)
             m_scan.segments.back().movi = ends;
         else if (list.kind != EKrListKind::Rec)
-            NoteAfterMovi(around);
+            NoteAfterMovi();
         m_mayGrow = list.kind == EKrListKind::Movi;
+        m_openMovis += m_mayGrow ? 1 : 0;
     }
 
     void OnListEnd(const SKrScannedList& list, Lists around, uint64_t position) override
@@ -47,13 +48,15 @@ public:
         const bool isHeader = list.kind == EKrListKind::Hdrl || list.kind == EKrListKind::Strl;
         if ((list.kind == EKrListKind::Rec || isHeader) && !isRight)
             m_scan.otherLists.push_back({list.position, list.size, false, m_ends[around.size()]});
+        Extend(m_ends[around.size()], around);
+        m_openMovis -= list.kind == EKrListKind::Movi ? 1 : 0;
         if (m_scan.segments.empty())
             return;
         SKrSegmentEnds& segment = m_scan.segments.back();
-        if (list.kind == EKrListKind::Segment && list.position == segment.position)
-            segment.isRight = isRight;
-        if (list.kind == EKrListKind::Movi && segment.movi && list.position == segment.movi->position)
-            segment.movi->isRight = isRight;
+        if (list.kind == EKrListKind::Segment)
+            EndList(segment, list, around, isRight);
+        if (list.kind == EKrListKind::Movi && segment.movi)
+            EndList(*segment.movi, list, around, isRight);
     }
 
     void OnSegmentOverlap(const SKrScannedList& segment, uint64_t position) override
@@ -70,7 +73,7 @@ public:
         if (isData)
         {
             m_scan.ids.push_back(isWhole ? chunk.guess.id : 0);
-            m_scan.keyGuesses.push_back(KeyGuess(m_scan.model.chunks.back()));
+            NoteKey(before);
         }
         if (!isWhole)
         {
@@ -81,10 +84,10 @@ public:
         NoteOutside(around);
         if (chunk.guess.id == kFccJunk)
             return;
-        if (isData && m_mayGrow && IsAfterMovi(around))
+        if (isData && m_mayGrow && IsAfterMovi())
             GrowMovi(chunk.end);
-        else if (IsAfterMovi(around))
-            NoteAfterMovi(around, chunk.guess.id);
+        else
+            NoteAfterMovi(chunk.guess.id);
     }
 
     void OnOverrun(const SKrScannedChunk& chunk, Lists around, uint64_t claimedEnd, bool isCut) override
@@ -115,42 +118,37 @@ public:
 
 private:
     // Most frames of codecs that say so do it in their first bytes, which the scan has read with the header.
-    std::optional<bool> KeyGuess(const SKrDataChunk& chunk)
+    void NoteKey(size_t number)
     {
         constexpr size_t kFirstBytes = 64;
+        const SKrDataChunk& chunk = m_scan.model.chunks[number];
         if (chunk.kind != EKrContent::Video || chunk.stream >= m_scan.model.streams.size())
-            return std::nullopt;
-        while (m_codecs.size() <= chunk.stream)
-            m_codecs.push_back(CodecOf(m_scan.model.streams[m_codecs.size()]));
-        return IsKeyByItsBytes(
-            m_codecs[chunk.stream],
-            m_recent.Find(chunk.position + kChunkHeaderSize, std::min<size_t>(chunk.size, kFirstBytes)));
+            return;
+        while (m_keyRules.size() <= chunk.stream)
+            m_keyRules.push_back(KeyRuleOf(m_file, m_scan.model.streams[m_keyRules.size()]));
+        const EKrKeyRule rule = m_keyRules[chunk.stream];
+        if (!NeedsBytes(rule))
+            return;
+        m_scan.keyGuesses.resize(number);
+        m_scan.keyGuesses.push_back(
+            IsKeyByItsBytes(rule, m_recent.Find(chunk.position + kChunkHeaderSize,
+                                                std::min<size_t>(chunk.size, kFirstBytes))));
     }
 
-    [[nodiscard]] uint32_t CodecOf(const SKrVerifyStream& stream) const
-    {
-        std::vector<uint8_t> format(stream.format && stream.format->End() <= m_length
-                                        ? std::min<size_t>(stream.format->size, SKrBitmapHeader::kEncodedSize)
-                                        : 0);
-        if (!format.empty())
-            m_file.Fill(stream.format->Data(), format);
-        return DecodeBitmapHeader(format).compression;
-    }
-
+    // The lists around the innermost one follow when it ends.
     void Extend(uint64_t end, Lists around)
     {
         m_scan.end = std::max(m_scan.end, end);
-        if (m_scan.segments.empty())
-            return;
-        SKrSegmentEnds& segment = m_scan.segments.back();
-        segment.end = std::max(segment.end, end);
-        for (const SKrScannedList& list : around)
-        {
-            if (list.kind == EKrListKind::Movi && segment.movi)
-                segment.movi->end = std::max(segment.movi->end, end);
-        }
-        for (size_t level = 0; level < std::min(around.size(), m_ends.size()); ++level)
-            m_ends[level] = std::max(m_ends[level], end);
+        uint64_t& listEnd = m_ends[around.size() - 1];
+        listEnd = std::max(listEnd, end);
+    }
+
+    // The first 'movi' of a segment takes what a second one has.
+    void EndList(SKrListEnds& ends, const SKrScannedList& list, Lists around, bool isRight) const
+    {
+        ends.end = std::max(ends.end, m_ends[around.size()]);
+        if (list.position == ends.position)
+            ends.isRight = isRight;
     }
 
     // What follows a segment, and lies in none, belongs to it if it is a chunk or another segment follows.
@@ -160,20 +158,15 @@ private:
             m_scan.segments.back().isRight = false;
     }
 
-    [[nodiscard]] bool IsAfterMovi(Lists around) const
+    [[nodiscard]] bool IsAfterMovi() const
     {
-        const auto isMovi = [](const SKrScannedList& list)
-        {
-            return list.kind == EKrListKind::Movi;
-        };
-        return std::ranges::none_of(around, isMovi) && !m_scan.segments.empty() &&
-               m_scan.segments.back().movi.has_value();
+        return m_openMovis == 0 && !m_scan.segments.empty() && m_scan.segments.back().movi.has_value();
     }
 
     // What lies there keeps 'movi' from growing over it.
-    void NoteAfterMovi(Lists around, uint32_t id = 0)
+    void NoteAfterMovi(uint32_t id = 0)
     {
-        if (!IsAfterMovi(around))
+        if (!IsAfterMovi())
             return;
         m_mayGrow = false;
         m_scan.segments.back().hasOthersAfterMovi =
@@ -192,9 +185,10 @@ private:
     SKrReindexScan& m_scan;
     const uint64_t m_length;
     CKrLayoutCheck m_check;
-    std::vector<uint64_t> m_ends;   // of what the open lists have inside, the file itself first
-    std::vector<uint32_t> m_codecs; // of the first streams
-    bool m_mayGrow = false;         // nothing but data and filler since the start of 'movi'
+    std::vector<uint64_t> m_ends = {0}; // of what the open lists have inside, the file itself first
+    size_t m_openMovis = 0;
+    std::vector<EKrKeyRule> m_keyRules; // of the first streams
+    bool m_mayGrow = false;             // nothing but data and filler since the start of 'movi'
 };
 // Only what goes into the new indexes counts.
 void CountWholeChunks(SKrReindexScan& scan, CKrFileWindow& window)
@@ -238,7 +232,8 @@ void ScanForReindex(const CKrByteSource& file, SKrReindexScan& scan, CKrProgress
     CheckOldIndexes(context);
     CheckOpenDmlIndexes(context);
     RepairSizes(file, scan);
-    CountWholeChunks(scan, window);
+    if (!scan.repairs.empty())
+        CountWholeChunks(scan, window);
     scan.cutChunks = static_cast<uint64_t>(
         std::ranges::count_if(scan.stretches, [&scan](const SKrStretch& stretch)
                               { return DataTagOf(stretch.id, scan.model.streams.size()).has_value(); }));

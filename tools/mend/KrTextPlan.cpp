@@ -69,7 +69,7 @@ public:
             AppendHeader(bytes, kFccJunk, left - kChunkHeaderSize);
         }
         bytes.resize(static_cast<size_t>(room));
-        patches.Put(m_space.position, bytes);
+        patches.Put(m_space.position, std::move(bytes));
     }
 
 private:

@@ -133,23 +133,23 @@ void Append(std::vector<uint8_t>& out, const std::vector<uint8_t>& bytes)
 }
 } // namespace
 
-SKrUndoRecord MakeUndoRecord(const CKrByteSource& file, const std::vector<SKrPatch>& patches,
+SKrUndoRecord MakeUndoRecord(const CKrByteSource& file, const std::vector<SKrChangedBytes>& differences,
                              const std::string& verb)
 {
     SKrUndoRecord record;
     record.verb = verb;
     record.oldSize = file.Length();
     record.newSize = file.Length();
-    for (const SKrPatch& patch : patches)
+    for (const SKrChangedBytes& difference : differences)
     {
         SKrUndoRange& range = record.ranges.emplace_back();
-        range.position = patch.position;
-        range.oldBytes = BytesAt(file, patch.position, patch.bytes.size());
-        const auto added = patch.bytes.begin() + static_cast<ptrdiff_t>(range.oldBytes.size());
-        range.newBytes.assign(patch.bytes.begin(), added);
-        range.addedBytes = static_cast<uint32_t>(patch.bytes.end() - added);
-        range.addedChecksum = Checksum({added, patch.bytes.end()});
-        record.newSize = std::max(record.newSize, patch.End());
+        range.position = difference.position;
+        range.oldBytes = BytesAt(file, difference.position, difference.bytes.size());
+        const std::span<const uint8_t> added = difference.bytes.subspan(range.oldBytes.size());
+        range.newBytes.assign(difference.bytes.begin(), added.begin());
+        range.addedBytes = static_cast<uint32_t>(added.size());
+        range.addedChecksum = Checksum(added);
+        record.newSize = std::max(record.newSize, difference.End());
     }
     record.sampleChecksum = ChecksumOfSamples(file, record.oldSize, record.ranges);
     return record;
@@ -158,6 +158,10 @@ SKrUndoRecord MakeUndoRecord(const CKrByteSource& file, const std::vector<SKrPat
 std::vector<uint8_t> Encode(const SKrUndoRecord& record)
 {
     std::vector<uint8_t> bytes(kUndoMagic, kUndoMagic + sizeof kUndoMagic);
+    size_t size = kUndoHeadSize + kUndoFieldsSize + record.verb.size();
+    for (const SKrUndoRange& range : record.ranges)
+        size += kUndoRangeSize + range.oldBytes.size() + range.newBytes.size();
+    bytes.reserve(size);
     CKrByteWriter out(bytes);
     out.U64Le(0);
     out.U64Le(0);

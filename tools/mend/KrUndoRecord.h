@@ -57,8 +57,9 @@ struct SKrUndoRecord
 
 inline constexpr uint8_t kUndoMagic[8] = {'K', 'r', 'U', 'n', 'd', 'o', '1', '\n'};
 
-// Of a change that has not begun; the patches are in file order.
-[[nodiscard]] SKrUndoRecord MakeUndoRecord(const CKrByteSource& file, const std::vector<SKrPatch>& patches,
+// Of a change that has not begun; the differences are in file order.
+[[nodiscard]] SKrUndoRecord MakeUndoRecord(const CKrByteSource& file,
+                                           const std::vector<SKrChangedBytes>& differences,
                                            const std::string& verb);
 
 [[nodiscard]] std::vector<uint8_t> Encode(const SKrUndoRecord& record);

@@ -8,7 +8,8 @@
 // The program's arguments in UTF-8, without its own name.
 std::vector<std::string> Utf8Arguments(int argc, char** argv);
 
-// Makes the console take UTF-8 and the standard streams take bytes as they are. Returns what RestoreConsole
+// Makes the console take UTF-8 and the standard streams take bytes as they are. A standard stream that is
+// closed fails from now on, instead of becoming the next file that is opened. Returns what RestoreConsole
 // needs to give the console back as it was.
 unsigned PrepareConsole();
 void RestoreConsole(unsigned before);

@@ -1,11 +1,13 @@
 // Arguments, console and interruption on POSIX systems.
 #include "platform/KrConsole.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
@@ -25,9 +27,15 @@ std::vector<std::string> Utf8Arguments(int argc, char** argv)
     return {argv + std::min(argc, 1), argv + argc};
 }
 
+// Bytes pass as they are. A closed stream is opened for the direction that it is not used in.
 unsigned PrepareConsole()
 {
-    return 0; // bytes pass as they are
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (::fcntl(stream, F_GETFD) == -1 && errno == EBADF)
+            static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+    return 0;
 }
 
 void RestoreConsole(unsigned) {}

@@ -150,6 +150,23 @@ def large_recording(kravi):
     return "large.avi"
 
 
+def test_files_do_not_take_closed_standard_streams(kravi):
+    """What is meant for a stream that the caller closed would end up in the new file."""
+    if kravi.is_emulated:
+        return
+    name = large_recording(kravi)
+    process = subprocess.Popen(["sh", "-c", 'exec "$@" 0<&- 1>&- 2>&-', "sh", *kravi.command, "rewrap", name, "out.avi"], cwd=kravi.folder)
+    deadline = time.monotonic() + 30
+    while not temporary_file(kravi)(process):
+        check(process.poll() is None and time.monotonic() < deadline, "it ended too early or never began")
+        time.sleep(0.005)
+    process.send_signal(signal.SIGSTOP)
+    streams = [os.readlink(f"/proc/{process.pid}/fd/{number}") for number in range(3)]
+    process.send_signal(signal.SIGTERM)
+    process.send_signal(signal.SIGCONT)
+    equal((process.wait(timeout=30), streams), (2, ["/dev/null"] * 3), "exit code, and what the streams are")
+
+
 def test_limit_for_files_ends_a_run_with_its_error(kravi):
     if kravi.is_emulated:
         return

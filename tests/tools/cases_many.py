@@ -71,6 +71,20 @@ def test_failures_do_not_end_the_call(kravi):
     check("FILE is required" in exit_code(kravi("verify"), 2).err, "no file")
 
 
+def test_folders_that_link_to_themselves(kravi):
+    """A linked folder may contain the one that is walked; a linked file is a file."""
+    if kravi.is_emulated:
+        return
+    clips(kravi)
+    os.symlink(".", kravi.path("all/around"))
+    os.symlink("..", kravi.path("all/below/up"))
+    os.symlink("b.avi", kravi.path("all/c.avi"))
+    os.symlink("all", kravi.path("named"))
+    for name in ("all", "named"):
+        reports = exit_code(kravi("info", name, "--json"), 1).objects()
+        equal([report["file"] for report in reports], [f"{name}/{file}" for file in ("A.AVI", "b.avi", "c.avi", "below/cut.avi")], name)
+
+
 def test_quiet(kravi):
     clips(kravi)
     for arguments, code in ((["info", "all/b.avi"], 0), (["tree", "all/b.avi"], 0), (["rewrap", "all/b.avi", "new.avi"], 0),

@@ -14,8 +14,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kDeepestFolder = 64; // links may lead in circles
-
 bool IsAviName(const std::string& name)
 {
     constexpr std::string_view kEnding = ".avi";
@@ -28,14 +26,25 @@ bool IsAviName(const std::string& name)
                       [&](char wanted, char there) { return isSame(there, wanted); });
 }
 
-// In the order of the names, files of a folder before those below it.
-void AddFolder(const std::string& folder, size_t depth, const CKrProgress& progress,
+// The file or folder has no report.
+void FailName(const std::string& name, const std::string& cause, CKrReport& report)
+{
+    report.BeginFile(name);
+    report.FailFile(name, cause);
+}
+
+// In the order of the names, files of a folder before those below it. Links to folders may lead in circles
+// and are not followed. What cannot be listed is reported; false then.
+bool AddFolder(const std::string& folder, const CKrProgress& progress, CKrReport& report,
                std::vector<std::string>& files)
 {
     progress.StopIfAsked();
     std::vector<SKrFolderEntry> entries;
     if (const std::string error = ListFolder(folder, entries); !error.empty())
-        throw CKrToolError(folder, "it cannot be listed: " + error);
+    {
+        FailName(folder, "it cannot be listed: " + error, report);
+        return false;
+    }
     std::ranges::sort(entries, {}, &SKrFolderEntry::name);
     const std::string path = folder.ends_with('/') || FolderOf(folder) == folder ? folder : folder + '/';
     for (const SKrFolderEntry& entry : entries)
@@ -43,14 +52,16 @@ void AddFolder(const std::string& folder, size_t depth, const CKrProgress& progr
         if (!entry.isFolder && IsAviName(entry.name))
             files.push_back(path + entry.name);
     }
+    bool areListed = true;
     for (const SKrFolderEntry& entry : entries)
     {
-        if (entry.isFolder && depth < kDeepestFolder)
-            AddFolder(path + entry.name, depth + 1, progress, files);
+        if (entry.isFolder && !IsSymbolicLink(path + entry.name))
+            areListed = AddFolder(path + entry.name, progress, report, files) && areListed;
     }
+    return areListed;
 }
 
-// Reports the folders that cannot be listed, or have nothing in them.
+// Reports the folders that have nothing in them.
 std::vector<std::string> FilesIn(const std::vector<std::string>& names, const CKrProgress& progress,
                                  CKrReport& report)
 {
@@ -62,18 +73,9 @@ std::vector<std::string> FilesIn(const std::vector<std::string>& names, const CK
             files.push_back(name);
             continue;
         }
-        try
-        {
-            const size_t before = files.size();
-            AddFolder(name, 0, progress, files);
-            if (files.size() == before)
-                throw CKrToolError(name, "no file in this folder has a name that ends with .avi");
-        }
-        catch (const CKrToolError& error)
-        {
-            report.BeginFile(name);
-            report.FailFile(error.Path(), error.what());
-        }
+        const size_t before = files.size();
+        if (AddFolder(name, progress, report, files) && files.size() == before)
+            FailName(name, "no file in this folder has a name that ends with .avi", report);
     }
     return files;
 }

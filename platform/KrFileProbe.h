@@ -3,6 +3,7 @@
 #define KR_PLATFORM_KRFILEPROBE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,8 +52,22 @@ struct SKrFolderEntry
 // All but "." and "..", in any order. Returns the system's words for what went wrong; empty when nothing did.
 std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& entries);
 
+// Which file a path leads to, whatever its name. Nothing where there is none.
+struct SKrFileIdentity
+{
+    uint64_t volume = 0;
+    uint64_t number = 0; // on it
+
+    bool operator==(const SKrFileIdentity&) const = default;
+};
+std::optional<SKrFileIdentity> IdentityAt(const std::string& path);
+
 // Whether both paths lead to the same existing file.
-bool IsSameFile(const std::string& left, const std::string& right);
+inline bool IsSameFile(const std::string& left, const std::string& right)
+{
+    const std::optional<SKrFileIdentity> one = IdentityAt(left);
+    return one && one == IdentityAt(right);
+}
 
 // The folder part of a path with its last separator; empty for a bare name.
 std::string FolderOf(const std::string& path);

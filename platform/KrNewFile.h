@@ -3,9 +3,11 @@
 #ifndef KR_PLATFORM_KRNEWFILE_H
 #define KR_PLATFORM_KRNEWFILE_H
 
+#include "platform/KrFileProbe.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <optional>
 #include <string>
 
 // What a file operation did: 0, or the system's error number.
@@ -17,17 +19,15 @@ struct SKrOsResult
     bool Ok() const { return error == 0; }
 };
 
-// A file of which the system itself copies ranges into a new one. Closed by its destructor.
+// A file of which the system itself copies ranges into a new one; none where the name leads to another file
+// by now, or the system has no such copies. Closed by its destructor.
 class CKrRangeSource
 {
 public:
-    explicit CKrRangeSource(const std::string& path);
+    CKrRangeSource(const std::string& path, const std::optional<SKrFileIdentity>& file);
     ~CKrRangeSource();
     CKrRangeSource(const CKrRangeSource&) = delete;
     CKrRangeSource& operator=(const CKrRangeSource&) = delete;
-
-    // Whether the file has these bytes at a position; not where the system has no such copies.
-    [[nodiscard]] bool Has(std::span<const uint8_t> bytes, uint64_t position) const;
 
 private:
     friend class CKrNewFile;

@@ -79,10 +79,12 @@ std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& ent
     return error ? error.message() : std::string();
 }
 
-bool IsSameFile(const std::string& left, const std::string& right)
+std::optional<SKrFileIdentity> IdentityAt(const std::string& path)
 {
-    std::error_code ignored;
-    return std::filesystem::equivalent(left, right, ignored);
+    struct stat facts = {};
+    if (::stat(path.c_str(), &facts) != 0)
+        return std::nullopt;
+    return SKrFileIdentity{facts.st_dev, facts.st_ino};
 }
 
 std::string FolderOf(const std::string& path)

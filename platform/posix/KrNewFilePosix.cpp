@@ -4,12 +4,12 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <vector>
 
 namespace
 {
@@ -41,8 +41,16 @@ bool RenameToFreeName(const char* from, const char* to)
 }
 } // namespace
 
-CKrRangeSource::CKrRangeSource(const std::string& path) : m_handle(::open(path.c_str(), O_RDONLY | O_CLOEXEC))
+CKrRangeSource::CKrRangeSource(const std::string& path, const std::optional<SKrFileIdentity>& file)
 {
+    const int opened = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    struct stat facts = {};
+    const bool isSame =
+        opened >= 0 && ::fstat(opened, &facts) == 0 && file == SKrFileIdentity{facts.st_dev, facts.st_ino};
+    if (isSame)
+        m_handle = opened;
+    else if (opened >= 0)
+        ::close(opened);
 }
 
 CKrRangeSource::~CKrRangeSource()
@@ -78,14 +86,6 @@ SKrOsResult CKrNewFile::Write(const void* data, size_t size)
         size -= static_cast<size_t>(went);
     }
     return {};
-}
-
-bool CKrRangeSource::Has(std::span<const uint8_t> bytes, uint64_t position) const
-{
-    std::vector<uint8_t> stored(bytes.size());
-    const ssize_t got =
-        ::pread(static_cast<int>(m_handle), stored.data(), stored.size(), static_cast<off_t>(position));
-    return got == static_cast<ssize_t>(bytes.size()) && std::ranges::equal(stored, bytes);
 }
 
 uint64_t CKrNewFile::CopyFrom(const CKrRangeSource& source, uint64_t position, uint64_t count)

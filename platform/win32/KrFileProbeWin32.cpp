@@ -96,12 +96,13 @@ std::string ListFolder(const std::string& path, std::vector<SKrFolderEntry>& ent
     return error == ERROR_NO_MORE_FILES ? std::string() : OsErrorText(error);
 }
 
-bool IsSameFile(const std::string& left, const std::string& right)
+std::optional<SKrFileIdentity> IdentityAt(const std::string& path)
 {
-    const auto one = FileFacts(left);
-    const auto two = FileFacts(right);
-    return one && two && one->dwVolumeSerialNumber == two->dwVolumeSerialNumber &&
-           one->nFileIndexHigh == two->nFileIndexHigh && one->nFileIndexLow == two->nFileIndexLow;
+    const auto facts = FileFacts(path);
+    if (!facts)
+        return std::nullopt;
+    return SKrFileIdentity{facts->dwVolumeSerialNumber,
+                           uint64_t{facts->nFileIndexHigh} << 32 | facts->nFileIndexLow};
 }
 
 std::string FolderOf(const std::string& path)

@@ -23,13 +23,8 @@ HANDLE ToHandle(intptr_t handle)
 } // namespace
 
 // Windows copies ranges within a volume only in whole clusters, and only on some file systems.
-CKrRangeSource::CKrRangeSource(const std::string&) {}
+CKrRangeSource::CKrRangeSource(const std::string&, const std::optional<SKrFileIdentity>&) {}
 CKrRangeSource::~CKrRangeSource() = default;
-
-bool CKrRangeSource::Has(std::span<const uint8_t>, uint64_t) const
-{
-    return false;
-}
 
 uint64_t CKrNewFile::CopyFrom(const CKrRangeSource&, uint64_t, uint64_t)
 {

@@ -82,7 +82,7 @@ CKrAviFile::CKrAviFile(const std::string& path, EKrOpening opening) : CKrByteSou
         throw CKrToolError(path, WhyNotOpened(path, opening));
     if (!isGrowing && !HasAviHeaderOrDataChunks(*m_reader))
         throw CKrToolError(path, WhyNotAvi(path));
-    SetLength(m_reader->GetFileLength());
+    NoteOpened(m_reader->GetFileLength());
 }
 
 int CKrAviFile::Refresh()

@@ -20,6 +20,13 @@ void CKrByteSource::Fill(uint64_t position, std::span<uint8_t> bytes) const
     }
 }
 
+void CKrByteSource::NoteOpened(uint64_t length)
+{
+    m_length = length;
+    if (IdentityAt(m_path) != m_identity)
+        m_identity.reset();
+}
+
 CKrInputFile::CKrInputFile(const std::string& path)
     : CKrByteSource(path), m_file(KrPlatform::OsFileSystem().OpenForReading(WidePath(path).c_str()))
 {
@@ -28,7 +35,7 @@ CKrInputFile::CKrInputFile(const std::string& path)
     const std::optional<uint64_t> length = m_file->Size();
     if (!length)
         throw CKrToolError(path, "its length is unknown");
-    SetLength(*length);
+    NoteOpened(*length);
 }
 
 size_t CKrInputFile::ReadAt(uint64_t position, void* buffer, size_t count) const

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -24,6 +25,9 @@ public:
     [[nodiscard]] const std::string& Path() const { return m_path; }
     [[nodiscard]] uint64_t Length() const { return m_length; }
 
+    // Nothing where another file took the name while it was opened.
+    [[nodiscard]] const std::optional<SKrFileIdentity>& Identity() const { return m_identity; }
+
     // Reads what the file holds of a range: fewer bytes than asked for at its end.
     virtual size_t ReadAt(uint64_t position, void* buffer, size_t count) const = 0;
 
@@ -31,11 +35,15 @@ public:
     void Fill(uint64_t position, std::span<uint8_t> bytes) const;
 
 protected:
-    explicit CKrByteSource(std::string path) : m_path(std::move(path)) {}
+    // The file is opened between these two.
+    explicit CKrByteSource(std::string path) : m_path(std::move(path)), m_identity(IdentityAt(m_path)) {}
+    void NoteOpened(uint64_t length);
+
     void SetLength(uint64_t length) { m_length = length; }
 
 private:
     const std::string m_path;
+    std::optional<SKrFileIdentity> m_identity;
     uint64_t m_length = 0;
 };
 

@@ -129,7 +129,7 @@ private:
             if (isMade)
                 std::ranges::fill(free, static_cast<uint8_t>(chunk.position));
             else if (chunk.size <= kSmallChunk)
-                std::ranges::copy(WindowOf(clip).At(chunk.position + done, free.size()), free.begin());
+                CopySmall(clip, chunk.position + done, free);
             else
                 clip.file->Fill(chunk.position + done, free);
             isBlank = isBlank && std::ranges::all_of(free, [](uint8_t byte) { return byte == 0; });
@@ -139,22 +139,23 @@ private:
         m_result.blankFrames[chunk.stream] += isBlank ? 1 : 0;
     }
 
+    static_assert(kSmallChunk <= CKrFileWindow::kLargest);
+    void CopySmall(const SKrCopyClip& clip, uint64_t position, std::span<uint8_t> bytes)
+    {
+        const std::span<const uint8_t> there = WindowOf(clip).At(position, bytes.size());
+        if (there.size() < bytes.size())
+            clip.file->Fill(position, bytes); // throws
+        std::ranges::copy(there, bytes.begin());
+    }
+
     // Large chunks are copied without being read, unless they may be frames of zeros.
     uint64_t CopyData(const SKrCopyClip& clip, const SKrCarriedChunk& chunk)
     {
         if (chunk.size < kLargeChunk || !m_canCopy)
             return 0;
-        const std::span<const uint8_t> withHeader =
-            WindowOf(clip).At(chunk.position - kChunkHeaderSize, kChunkHeaderSize + kLookedAt);
-        if (withHeader.size() < kChunkHeaderSize + kLookedAt)
-            return 0;
-        const std::span<const uint8_t> start = withHeader.subspan(kChunkHeaderSize);
+        const std::span<const uint8_t> start = WindowOf(clip).At(chunk.position, kLookedAt);
         if (m_isCoded[chunk.stream] && std::ranges::all_of(start, [](uint8_t byte) { return byte == 0; }))
             return 0; // every byte is looked at
-        // Another file may have taken the name since the source was opened.
-        m_canCopy = m_ranges->Has(withHeader, chunk.position - kChunkHeaderSize);
-        if (!m_canCopy)
-            return 0;
         const uint64_t done = m_out.PutFrom(*m_ranges, chunk.position, chunk.size);
         m_canCopy = done == chunk.size;
         return done;
@@ -165,7 +166,7 @@ private:
         if (m_windowClip != &clip)
         {
             m_window.emplace(*clip.file);
-            m_ranges.emplace(clip.file->Path());
+            m_ranges.emplace(clip.file->Path(), clip.file->Identity());
         }
         m_windowClip = &clip;
         return *m_window;

@@ -3,9 +3,10 @@
 import os
 import random
 import struct
+import subprocess
 
 import avi_builder as avi
-from kravi_runner import check, equal, exit_code
+from kravi_runner import Result, check, equal, exit_code
 
 
 def put(data, position, value):
@@ -127,3 +128,96 @@ def test_many_streams_are_cut(kravi):
     result = exit_code(kravi("info", "over.avi", "--json"), 1).json()
     equal(len(result["streams"]), 256, "streams")
     check("the headers have too many chunks or streams; the rest is not checked" in result["findings"], str(result["findings"]))
+
+
+def in_little_memory(kravi, *arguments):
+    """A run in 160 MB of addresses, of which its threads and buffers take the half."""
+    done = subprocess.run(["sh", "-c", 'ulimit -v 160000; exec "$@"', "sh", *kravi.command, *arguments], cwd=kravi.folder,
+                          env={**os.environ, "MALLOC_ARENA_MAX": "1"}, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, timeout=60, check=False)
+    check(b"out of memory" not in done.stderr, f"{arguments}: {done.stderr}")
+    return Result(done)
+
+
+def test_headers_of_any_size_take_little_memory(kravi):
+    if kravi.is_emulated or kravi.is_slow:
+        return  # a sanitizer takes its own memory
+    data = avi.simple_avi(avi.standard_streams(2))
+    place = data.index(b"hdrl") + 4
+    put_in = lambda size: put(put(data[:place], place - 8, size + len(avi.header_list(avi.standard_streams(2), 2)) - 8), 4, len(data) - 8 + size)
+    lists, many = avi.lst(b"strl"), 2000000
+    kravi.write("lists.avi", put_in(many * len(lists)) + lists * many + data[place:])
+    head, size = avi.lst(b"strl", avi.chunk(b"strh", b""))[:-4], 15 << 20
+    with open(kravi.path("sizes.avi"), "wb") as file:
+        file.write(put_in(16 * (size + len(head) + 4)))
+        for _ in range(16):
+            file.write(put(head, 4, size + len(head) - 4) + struct.pack("<I", size))
+            file.seek(size, os.SEEK_CUR)
+        file.write(data[place:])
+    for name, cause in (("lists.avi", "it has 2000002 streams; AVI files can number 100"),
+                        ("sizes.avi", "stream 2 has no whole header")):
+        in_little_memory(kravi, "info", name)
+        result = exit_code(in_little_memory(kravi, "rewrap", name, "out.avi"), 2)
+        check(cause in result.err, result.err)
+
+
+def test_zeros_between_stream_headers(kravi):
+    """Readers look for the next list after them."""
+    streams = avi.standard_streams(3)
+    data = avi.simple_avi(streams)
+    second = data.index(b"LIST", data.index(b"strl") + 4)
+    kravi.write("clean.avi", data)
+    exit_code(kravi("rewrap", "clean.avi", "wanted.avi"), 0)
+    for zeros in (8, 60, 10000):
+        more = data[:second] + bytes(zeros) + data[second:]
+        more = put(put(more, 4, len(more) - 8), 16, struct.unpack_from("<I", data, 16)[0] + zeros)
+        kravi.write("in.avi", more)
+        exit_code(kravi("rewrap", "in.avi", "out.avi", "--force"), 0)
+        check(kravi.read("out.avi") == kravi.read("wanted.avi"), f"{zeros} zeros")
+
+
+def test_stream_that_only_the_reader_sees(kravi):
+    """It steps over a chunk with any id, and copies do not carry what that hides without a word."""
+    data = avi.simple_avi(avi.standard_streams(3))
+    second = data.index(b"LIST", data.index(b"strl") + 4)
+    more = data[:second] + b"\1\2\3\4" + struct.pack("<I", 8) + bytes(8) + data[second:]
+    more = put(put(more, 4, len(more) - 8), 16, struct.unpack_from("<I", data, 16)[0] + 16)
+    survives(kravi, more, "a chunk without a name")
+    kravi.write("in.avi", more)
+    for verb in ("rewrap", "recover"):
+        report = exit_code(kravi(verb, "in.avi", "out.avi", "--force", "--json"), 1).json()
+        check(report["findings"] != [], verb)
+
+
+def test_silence_in_proportion_to_the_file(kravi):
+    """Sound that only an index has, or a header; each is filled as far as a file of that size may have lost it."""
+    streams = avi.standard_streams(12)
+    data = avi.simple_avi(streams)
+    hole = streams[1].positions[5] - 8
+    broken = bytearray(data[:hole] + bytes(1920 * 4 + 8) + data[streams[0].positions[6] - 8:])
+    entry = broken.index(b"idx1") + 8 + 16 * 11
+    struct.pack_into("<I", broken, entry + 12, 0xFFFFFFFC)
+    kravi.write("in.avi", bytes(broken))
+    report = exit_code(kravi("recover", "in.avi", "out.avi", "--json"), 1).json()
+    check(report["bytes"] < 2 * len(data) and report["soundFilled"] == 0, f"index: {report['bytes']} bytes")
+    length = broken.index(b"strh", broken.index(b"strh") + 4) + 8 + 32
+    struct.pack_into("<I", broken, length, len(broken))
+    struct.pack_into("<I", broken, length + 12, 0x7FFFFFFF)  # bytes of a sample frame
+    struct.pack_into("<I", broken, broken.index(b"idx1") + 4, 16)
+    kravi.write("in.avi", bytes(broken))
+    report = exit_code(kravi("recover", "in.avi", "out.avi", "--force", "--json"), 1).json()
+    check(report["bytes"] < 2 * len(data), f"header: {report['bytes']} bytes")
+    if kravi.is_emulated or kravi.is_slow:
+        return
+    slow = avi.simple_avi([avi.video([b"frame" * 9] * 2), avi.pcm([b"x" * 2], rate=1, channels=1, bits=8)])
+    kravi.write("slow.avi", put(slow, slow.index(b"strh") + 8 + 20, 25 * 30000000))
+    exit_code(in_little_memory(kravi, "concat", "slow.avi", "slow.avi", "-o", "joined.avi"), 0)
+
+
+def test_pictures_larger_than_the_file(kravi):
+    data = avi.simple_avi([avi.video([bytes(300)] * 2, compression=bytes(4))])
+    for size in (65535, 16000):
+        place = data.index(b"strf") + 8 + 4
+        kravi.write("in.avi", put(put(data, place, size), place + 4, size))
+        result = exit_code(kravi("extract", "in.avi", "--y4m", "out.y4m"), 2)
+        check("in.avi: " in result.err and "out.y4m" not in kravi.names(), result.err)

@@ -2,12 +2,13 @@
 
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "format/KrLimits.h"
 #include "tools/avi/KrChunkKinds.h"
+#include "tools/avi/KrFileWindow.h"
 #include "tools/avi/KrInputFile.h"
 #include "tools/command/KrText.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 namespace KrTool
@@ -16,6 +17,7 @@ namespace
 {
 // Real headers have some kilobytes, and some texts and pictures beside them.
 constexpr uint64_t kMostCarriedBytes = uint64_t{16} << 20;
+constexpr uint64_t kMostCarriedChunks = uint64_t{1} << 16;
 
 constexpr size_t kScalePlace = 20; // in 'strh'
 constexpr size_t kRatePlace = 24;
@@ -30,7 +32,7 @@ bool IsFiller(uint32_t id)
 class CKrCarriedHeaderReader
 {
 public:
-    explicit CKrCarriedHeaderReader(const CKrByteSource& file) : m_file(file), m_left(kMostCarriedBytes) {}
+    explicit CKrCarriedHeaderReader(const CKrByteSource& file) : m_file(file), m_window(file) {}
 
     std::optional<SKrCarriedHeader> Run()
     {
@@ -45,11 +47,10 @@ public:
     }
 
 private:
-    [[nodiscard]] SKrChunkHeader At(uint64_t position) const
+    [[nodiscard]] SKrChunkHeader At(uint64_t position)
     {
-        std::array<uint8_t, kListHeaderSize> bytes = {};
-        const size_t count = m_file.ReadAt(position, bytes.data(), bytes.size());
-        return count >= kChunkHeaderSize ? DecodeChunkHeader({bytes.data(), count}) : SKrChunkHeader();
+        const std::span<const uint8_t> bytes = m_window.At(position, kListHeaderSize);
+        return bytes.size() >= kChunkHeaderSize ? DecodeChunkHeader(bytes) : SKrChunkHeader();
     }
 
     // Where a chunk's data end, or what is around it.
@@ -59,21 +60,45 @@ private:
         return IsSizeUnset(size) || end > limit ? limit : end;
     }
 
-    // Calls `take(id, type, position, size)` for the chunks of a list.
+    // Where zeros end: readers look for the next chunk there.
+    uint64_t EndOfZeros(uint64_t position, uint64_t end)
+    {
+        while (position < end)
+        {
+            std::span<const uint8_t> bytes = m_window.From(position, 1);
+            bytes = bytes.first(static_cast<size_t>(std::min<uint64_t>(bytes.size(), end - position)));
+            const auto other = std::ranges::find_if(bytes, [](uint8_t byte) { return byte != 0; });
+            position += static_cast<uint64_t>(other - bytes.begin());
+            if (other != bytes.end() || bytes.empty())
+                break;
+        }
+        return position;
+    }
+
+    // Calls `take(chunk, position)` for the chunks of a list.
     template <class TAKE>
     void ForEach(uint64_t position, uint64_t end, TAKE&& take)
     {
         while (position + kChunkHeaderSize <= end)
         {
             const SKrChunkHeader chunk = At(position);
+            if (chunk.id == 0)
+            {
+                position = EndOfZeros(position, end);
+                continue;
+            }
             if (!IsPrintableFourCc(chunk.id))
+            {
+                m_header.bytesLeftOut += end - position;
                 return;
+            }
             take(chunk, position);
+            if (chunk.id == kFccList && chunk.firstData == kFccMovi && IsSizeUnset(chunk.size))
+                return; // the file ends with its data
             position = RoundUpToEven(position + kChunkHeaderSize + chunk.size);
         }
     }
 
-    // Files without sizes end with their data: then nothing follows 'movi'.
     void ReadSegment(uint64_t position, uint64_t end)
     {
         bool isAfterData = m_header.dataPosition != 0;
@@ -118,6 +143,8 @@ private:
 
     void ReadStreamList(uint64_t position, uint64_t end)
     {
+        if (m_header.streamCount++ > kStreamLimit)
+            return; // nobody carries so many
         SKrCarriedStream stream;
         std::optional<size_t> place;
         ForEach(position, end,
@@ -151,26 +178,30 @@ private:
         if (IsFiller(chunk.id))
             return;
         const uint64_t size = EndOf(at, chunk.size, end) - at;
-        if (size > m_left || at + kChunkHeaderSize + chunk.size > end)
+        const bool isWhole = at + kChunkHeaderSize + chunk.size <= end;
+        if (size > m_bytesLeft || m_chunksLeft == 0 || !isWhole)
         {
             m_header.bytesLeftOut += size;
             return;
         }
-        m_left -= size;
+        --m_chunksLeft;
         to.push_back({chunk.id, Bytes(at, chunk.size, end)});
     }
 
-    [[nodiscard]] std::vector<uint8_t> Bytes(uint64_t at, uint32_t size, uint64_t end) const
+    // The data of a chunk, as far as they are there and may still be carried.
+    [[nodiscard]] std::vector<uint8_t> Bytes(uint64_t at, uint32_t size, uint64_t end)
     {
         const uint64_t data = at + kChunkHeaderSize;
-        std::vector<uint8_t> bytes(
-            static_cast<size_t>(std::min({uint64_t{size}, end - data, kMostCarriedBytes})));
+        std::vector<uint8_t> bytes(static_cast<size_t>(std::min({uint64_t{size}, end - data, m_bytesLeft})));
         m_file.Fill(data, bytes);
+        m_bytesLeft -= bytes.size();
         return bytes;
     }
 
     const CKrByteSource& m_file;
-    uint64_t m_left; // bytes that may still be carried
+    CKrFileWindow m_window;
+    uint64_t m_bytesLeft = kMostCarriedBytes; // that may still be carried
+    uint64_t m_chunksLeft = kMostCarriedChunks;
     bool m_hasHeaderList = false;
     SKrCarriedHeader m_header;
 };

@@ -41,15 +41,16 @@ private:
 
 struct SKrCarriedHeader
 {
-    std::vector<uint8_t> mainHeader; // 'avih'
-    std::vector<SKrCarriedStream> streams;
+    std::vector<uint8_t> mainHeader;           // 'avih'
+    std::vector<SKrCarriedStream> streams;     // one more than files can number where there are more
+    uint64_t streamCount = 0;                  // of all
     std::vector<SKrCarriedBytes> headerChunks; // the others of 'hdrl'
     std::vector<SKrCarriedBytes> openDml;      // the others of 'odml'
     std::optional<uint32_t> totalFrames;       // of 'dmlh'
     std::vector<SKrCarriedBytes> beforeData;   // of the segments, before 'movi' and after it
     std::vector<SKrCarriedBytes> afterData;
     uint64_t dataPosition = 0; // of the first chunk in 'movi'; 0: there is no 'movi'
-    uint64_t bytesLeftOut = 0; // of chunks too large to be carried in memory
+    uint64_t bytesLeftOut = 0; // of what is no whole chunk, or too large to be carried in memory
 };
 
 // Reads the headers of a file, as far as they are whole. Nothing without a 'hdrl' list.

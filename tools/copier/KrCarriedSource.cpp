@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <utility>
 
 namespace KrTool
 {
@@ -40,8 +41,7 @@ public:
     {
         ReportFileFindings(*m_file, ReadFacts(*m_file, m_progress), m_report);
         ReadHeader();
-        m_indexed = LoadIndexedChunks(*m_file);
-        m_indexed.streams.resize(m_source.header.streams.size());
+        m_indexed = LoadIndexedChunks(*m_file, m_source.header.streams.size());
         const uint64_t bytes =
             std::accumulate(m_indexed.chunks.begin(), m_indexed.chunks.end(), uint64_t{0},
                             [](uint64_t sum, const SKrCarriedChunk& chunk) { return sum + chunk.size; });
@@ -67,10 +67,9 @@ private:
         if (!header || header->streams.empty())
             throw CKrToolError(m_file->Path(),
                                "it has no stream headers; kravi recover may make a file of it");
-        if (header->streams.size() > kStreamLimit)
-            throw CKrToolError(m_file->Path(),
-                               Format("it has {}; AVI files can number {}",
-                                      Counted(header->streams.size(), "stream"), kStreamLimit));
+        if (header->streamCount > kStreamLimit)
+            throw CKrToolError(m_file->Path(), Format("it has {}; AVI files can number {}",
+                                                      Counted(header->streamCount, "stream"), kStreamLimit));
         m_source.header = std::move(*header);
         for (size_t number = 0; number < m_source.header.streams.size(); ++number)
         {
@@ -80,7 +79,7 @@ private:
                     Format("stream {} has no whole header; kravi recover may make a file of it", number));
         }
         if (m_source.header.bytesLeftOut != 0)
-            Damaged(Format("left out: {} of header chunks that are truncated or too large",
+            Damaged(Format("left out: {} outside of 'movi' that are in no whole chunk, or in one too large",
                            Counted(m_source.header.bytesLeftOut, "byte")));
     }
 
@@ -168,18 +167,23 @@ private:
         m_source.chunks = std::move(scanned.chunks);
     }
 
-    // Both are in file order.
-    void TakeKeysOfIndex(CarriedChunks& chunks) const
+    // What was scanned is in file order; wrong entries of an index may lead anywhere.
+    void TakeKeysOfIndex(CarriedChunks& chunks)
     {
+        const auto place = [](const SKrCarriedChunk& chunk)
+        {
+            return std::make_pair(chunk.position, chunk.stream);
+        };
+        std::erase_if(m_indexed.chunks, [](const SKrCarriedChunk& chunk) { return !chunk.IsIndexed(); });
+        std::ranges::sort(m_indexed.chunks, {}, place);
         std::vector<bool> isKnown(chunks.size());
         auto entry = m_indexed.chunks.begin();
         for (size_t number = 0; number < chunks.size(); ++number)
         {
             SKrCarriedChunk& chunk = chunks[number];
-            while (entry != m_indexed.chunks.end() && entry->position < chunk.position)
+            while (entry != m_indexed.chunks.end() && place(*entry) < place(chunk))
                 ++entry;
-            isKnown[number] = entry != m_indexed.chunks.end() && entry->position == chunk.position &&
-                              entry->stream == chunk.stream && entry->IsIndexed();
+            isKnown[number] = entry != m_indexed.chunks.end() && place(*entry) == place(chunk);
             if (isKnown[number])
                 chunk.flags = entry->flags;
         }

@@ -163,10 +163,11 @@ bool SKrIndexedChunks::IsSound() const
            std::ranges::all_of(streams, [](const SKrIndexedStream& stream) { return stream.wrong == 0; });
 }
 
-SKrIndexedChunks LoadIndexedChunks(const CKrAviFile& file)
+// The reader may see other streams in damaged headers.
+SKrIndexedChunks LoadIndexedChunks(const CKrAviFile& file, size_t streamCount)
 {
     SKrIndexedChunks indexed;
-    const uint32_t count = file.Reader().GetStreamCount();
+    const auto count = static_cast<uint32_t>(std::min<size_t>(file.Reader().GetStreamCount(), streamCount));
     for (uint32_t number = 0; number < count; ++number)
     {
         CArray<SKrStreamIndexEntry> entries;
@@ -180,6 +181,7 @@ SKrIndexedChunks LoadIndexedChunks(const CKrAviFile& file)
         stream.outside = properties.droppedEntries;
         indexed.chunks = Merged(std::move(indexed.chunks), entries, number);
     }
+    indexed.streams.resize(streamCount);
     return indexed;
 }
 

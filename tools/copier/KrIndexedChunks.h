@@ -5,6 +5,7 @@
 
 #include "tools/copier/KrCarriedChunk.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -37,8 +38,8 @@ struct SKrIndexedChunks
     [[nodiscard]] bool IsSound() const;
 };
 
-// The entries alone.
-[[nodiscard]] SKrIndexedChunks LoadIndexedChunks(const CKrAviFile& file);
+// The entries alone, of the first `streamCount` streams.
+[[nodiscard]] SKrIndexedChunks LoadIndexedChunks(const CKrAviFile& file, size_t streamCount);
 
 // Compares them with the file from `start`, the first chunk of 'movi', on, and adds those without an entry.
 void CompareWithFile(const CKrAviFile& file, uint64_t start, SKrIndexedChunks& indexed,

@@ -17,10 +17,11 @@ namespace KrTool
 {
 namespace
 {
-// Wrong headers could fill a disk with silence: it may be so many times as long as its file, or up to so many
-// bytes.
 constexpr uint64_t kMostSilencePerByte = 16;
 constexpr uint64_t kAlwaysSilence = uint64_t{64} << 20;
+
+// Chunks of silence last a second. Formats of few bytes a second would make too many.
+constexpr uint64_t kLeastSilence = 4096;
 
 constexpr uint64_t kALawSilence = 0xD5;
 constexpr uint64_t kMuLawSilence = 0xFF;
@@ -190,9 +191,9 @@ private:
             return;
         }
         const SKrWaveFormat format = DecodeResolvedWaveFormat(source.header.streams[stream].Format());
-        const uint64_t second = std::min<uint64_t>(uint64_t{format.samplesPerSec} * unit, kAlwaysSilence);
-        const uint64_t most = std::max(kAlwaysSilence, source.file->Length() * kMostSilencePerByte);
-        if (units > most / unit)
+        const uint64_t least = (kLeastSilence + unit - 1) / unit * unit;
+        const uint64_t second = std::clamp(uint64_t{format.samplesPerSec} * unit, least, kAlwaysSilence);
+        if (units > MostSilence(source.file->Length()) / unit)
             throw CKrToolError(
                 source.file->Path(),
                 "its headers have too much silence follow its sound; --no-audio leaves the sound out");
@@ -236,6 +237,13 @@ private:
     const std::optional<uint32_t> m_audio; // the one that is reported
 };
 } // namespace
+
+uint64_t MostSilence(uint64_t fileBytes)
+{
+    return fileBytes > UINT64_MAX / kMostSilencePerByte
+               ? UINT64_MAX
+               : std::max(kAlwaysSilence, fileBytes * kMostSilencePerByte);
+}
 
 std::vector<SKrJoinedClip> JoinSound(std::vector<SKrCarriedSource>& sources, CKrReport& report)
 {

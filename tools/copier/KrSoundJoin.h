@@ -28,6 +28,10 @@ struct SKrJoinedClip
     SKrJoinedSound sound;
 };
 
+// Bytes of silence that a new file may have for a source of that many: wrong headers could fill a disk with
+// it.
+[[nodiscard]] uint64_t MostSilence(uint64_t fileBytes);
+
 // Makes the sound of each file but the last end where that of the next begins. Throws CKrToolError for sound
 // that cannot be joined. What was added and left out is reported.
 [[nodiscard]] std::vector<SKrJoinedClip> JoinSound(std::vector<SKrCarriedSource>& sources, CKrReport& report);

@@ -48,6 +48,11 @@ CKrPictureStream::CKrPictureStream(const CKrAviFile& file, const SKrAviStream& s
 {
     if (m_picture == nullptr)
         RefusePictures(file, stream);
+    const uint64_t pixels = uint64_t{m_picture->Width()} * m_picture->Height();
+    if (pixels > file.Length())
+        throw CKrToolError(file.Path(),
+                           Format("it is too short for pictures of {} x {}, as its headers have them",
+                                  m_picture->Width(), m_picture->Height()));
     if (stream.rate == 0 || stream.scale == 0)
         throw CKrToolError(file.Path(), "its headers have no frame rate, which --y4m needs");
     auto mode = EKrScanMode::Unknown;
@@ -76,13 +81,14 @@ bool CKrPictureStream::Write(const SKrChunkIndexEntry& frame)
 {
     constexpr std::string_view kFrame = "FRAME\n";
     const uint64_t there = m_file.Length() - std::min<uint64_t>(m_file.Length(), frame.position);
-    m_frame.resize(static_cast<size_t>(std::min<uint64_t>(frame.size, there)));
+    const uint64_t most = uint64_t{m_picture->Width() + 128} * 4 * (m_picture->Height() + 1); // in any layout
+    m_frame.resize(static_cast<size_t>(std::min({uint64_t{frame.size}, there, most})));
     m_file.Fill(frame.position, m_frame);
     if (!m_frame.empty() || m_planes.empty())
         m_planes = m_picture->Planes(m_frame);
     Put({reinterpret_cast<const uint8_t*>(kFrame.data()), kFrame.size()});
     Put(m_planes);
-    return m_frame.size() == frame.size;
+    return frame.size <= there;
 }
 
 uint64_t CKrPictureStream::Finish()

@@ -73,12 +73,10 @@ private:
         try
         {
             const CKrAviFile file(m_file.Path());
-            SKrIndexedChunks indexed = LoadIndexedChunks(file);
+            const SKrIndexedChunks indexed = LoadIndexedChunks(file, m_header.streams.size());
             std::vector<uint64_t> offsets;
-            for (SKrCarriedChunk& chunk : indexed.chunks)
+            for (const SKrCarriedChunk& chunk : indexed.chunks)
             {
-                if (chunk.stream >= m_header.streams.size())
-                    continue;
                 m_expected.push_back({0, chunk.size, chunk.stream, chunk.IsKeyFrame()});
                 offsets.push_back(chunk.position - kChunkHeaderSize);
             }

@@ -4,6 +4,7 @@
 #include "tools/avi/KrAudioRange.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/copier/KrCopyJob.h"
+#include "tools/copier/KrSoundJoin.h"
 #include "tools/copier/KrStreamTime.h"
 
 #include <algorithm>
@@ -21,7 +22,8 @@ class CKrGapFilling
 public:
     CKrGapFilling(const SKrCarriedHeader& header, const SKrScannedChunks& scanned,
                   const std::vector<SKrExpectedChunk>& expected, uint64_t fileLength, bool fills)
-        : m_header(header), m_scanned(scanned), m_expected(expected), m_fileLength(fileLength), m_fills(fills)
+        : m_header(header), m_scanned(scanned), m_expected(expected), m_fileLength(fileLength),
+          m_fills(fills), m_silenceLeft(MostSilence(fileLength))
     {
         m_out.streams.resize(header.streams.size());
         m_out.isNamed = !expected.empty();
@@ -74,11 +76,17 @@ private:
         const uint32_t id = m_isVideo[stream] ? KrFourCC("00dc") : KrFourCC("00wb");
         SKrCarriedChunk made = {SKrCarriedChunk::kMade | m_silence[stream], 0,
                                 static_cast<uint16_t>(id >> 16), static_cast<uint8_t>(stream), 0};
+        if (!m_isVideo[stream])
+        {
+            if (m_unit[stream] == 0)
+                bytes = std::clamp<uint64_t>(bytes, 1, kLargestFill);
+            if (bytes > m_silenceLeft)
+                return;
+            m_silenceLeft -= bytes;
+        }
         m_out.streams[stream].filled += UnitsOf(stream, bytes);
         if (m_isVideo[stream])
             return Add(made, true);
-        if (m_unit[stream] == 0)
-            bytes = std::clamp<uint64_t>(bytes, 1, kLargestFill);
         for (made.flags = SKrCarriedChunk::kKeyFrame; bytes > 0; bytes -= made.size)
         {
             made.size = static_cast<uint32_t>(std::min(bytes, kLargestFill));
@@ -168,7 +176,9 @@ private:
     void FillShare(uint32_t stream, uint64_t upTo, std::vector<uint64_t>& done)
     {
         if (m_unit[stream] != 0 && upTo > done[stream])
-            AddFill(stream, (upTo - done[stream]) * m_unit[stream]);
+            AddFill(stream, upTo - done[stream] > m_silenceLeft / m_unit[stream]
+                                ? UINT64_MAX
+                                : (upTo - done[stream]) * m_unit[stream]);
         for (uint64_t unit = done[stream]; unit < upTo && m_unit[stream] == 0; ++unit)
             AddFill(stream, m_lastSize[stream]);
         done[stream] = std::max(done[stream], upTo);
@@ -229,6 +239,7 @@ private:
     const std::vector<SKrExpectedChunk>& m_expected;
     const uint64_t m_fileLength;
     const bool m_fills;
+    uint64_t m_silenceLeft;       // bytes that may still be made
     std::vector<uint32_t> m_unit; // bytes of each stream's
     std::vector<bool> m_isPlain;
     std::vector<bool> m_isVideo;

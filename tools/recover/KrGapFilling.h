@@ -24,7 +24,7 @@ struct SKrFilledChunks
     CarriedChunks chunks;
     std::vector<bool> isKeyKnown;
     std::vector<SKrStreamLoss> streams;
-    bool isNamed = false; // an index told what is lost
+    bool isNamed = false; // an index names what is lost
 };
 
 // Without an index the lengths of the headers tell how much is missing in all, if the end of the file is

@@ -173,3 +173,12 @@ def test_bad_patterns_are_2(kravi):
         result = exit_code(kravi("extract", "clip.avi", "--video", pattern), 2)
         check("bad pattern" in result.err, f"{pattern}: {result}")
     equal(kravi.names(), ["clip.avi"], "files")
+
+
+def test_model_of_recover_is_never_replaced(kravi):
+    small_avi(kravi, "good.avi")
+    small_avi(kravi)
+    before = kravi.read("good.avi")
+    result = exit_code(kravi("recover", "clip.avi", "good.avi", "--like", "good.avi", "--force"), 2)
+    check("good.avi: it is the input file" in result.err, result.err)
+    equal(kravi.read("good.avi"), before, "the file")

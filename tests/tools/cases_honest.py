@@ -112,3 +112,21 @@ def test_texts_that_recordings_do_not_hold(kravi):
     info = avi.lst(b"INFO", avi.chunk(b"INAM", b"Harbour\0"))
     _, report = carried(kravi, avi.simple_avi(streams, before_movi=info), "--layout", "recording")
     equal(report["notes"], ["left out: strn, INFO"], "notes")
+
+
+def test_key_frames_after_a_wrong_entry(kravi):
+    """It leads far ahead; the entries after it are right, and say which frames are key frames."""
+    streams = avi.standard_streams(FRAMES)
+    streams[0].fmt, streams[0].keys = avi.video_format(compression=b"cvid"), (0, 10, 20)
+    data = avi.simple_avi(streams)
+    wrong = data.index(b"idx1") + 8 + 16 * 4 + 8  # the third frame
+    data = put(data, wrong, struct.pack("<I", streams[0].positions[28] - data.index(b"movi") - 50))
+    kravi.write("in.avi", data)
+    exit_code(kravi("rewrap", "in.avi", "out.avi"), 1)
+    rows = exit_code(kravi("index", "out.avi", "--stream", "0", "--json"), 0).json()["streamEntries"]
+    equal([row["number"] for row in rows if row["keyFrame"]], [0, 10, 20], "key frames")
+
+
+def test_rate_whose_frames_last_longer_than_headers_count(kravi):
+    copy, _ = carried(kravi, avi.simple_avi(avi.standard_streams(3)), "--rate", "1/5000")
+    equal(struct.unpack_from("<I", copy, copy.index(b"avih") + 8)[0], 0xFFFFFFFF, "microseconds")

@@ -100,7 +100,9 @@ private:
         {
             const SKrStreamHeader fields = stream.Fields();
             if (fields.type == kFccVids && fields.rate != 0)
-                return PutLe32(bytes.data(), Low32(uint64_t{kMicroseconds} * fields.scale / fields.rate));
+                return PutLe32(bytes.data(),
+                               static_cast<uint32_t>(std::min<uint64_t>(
+                                   uint64_t{kMicroseconds} * fields.scale / fields.rate, UINT32_MAX)));
         }
     }
 

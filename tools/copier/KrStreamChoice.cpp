@@ -101,6 +101,7 @@ void TakeRate(SKrCarriedSource& source, const SKrStreamChoice& choice)
     source.header.streams[*video].SetRate(wanted.rate, wanted.scale);
     if (source.header.mainHeader.size() >= sizeof(uint32_t))
         PutLe32(source.header.mainHeader.data(),
-                static_cast<uint32_t>(uint64_t{kMicrosecondsInAll} * wanted.scale / wanted.rate));
+                static_cast<uint32_t>(std::min<uint64_t>(
+                    uint64_t{kMicrosecondsInAll} * wanted.scale / wanted.rate, UINT32_MAX)));
 }
 } // namespace KrTool

@@ -58,6 +58,8 @@ public:
         if (!TakeHeaders())
             return false;
         CheckTarget(m_options.output, m_options.force, m_options.file);
+        if (!m_options.like.empty())
+            CheckTarget(m_options.output, m_options.force, m_options.like);
         m_scanned = ScanForChunks(*m_file, m_source.header.streams.size(), m_progress);
         const std::vector<SKrExpectedChunk> expected = ExpectedChunks(*m_file, m_source.header, m_scanned);
         m_filled = FillGaps(m_source.header, m_scanned, expected, m_file->Length(), !m_options.noFill);

@@ -178,6 +178,7 @@ set(KR_INNER_TEST_SOURCES
 # The C interface.
 set(KR_C_TEST_SOURCES
   base/KrAllocationsInner.cpp
+  bindings/CCallbacksInnerTest.cpp
   bindings/CHandlesInnerTest.cpp
   bindings/CInputInnerTest.cpp
   bindings/CReaderInnerTest.cpp

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
 using namespace KrTest;
 
@@ -185,89 +184,6 @@ TEST_F(CInput, IncompleteRecords_AreRefused)
     record.release = nullptr;
     EXPECT_EQ(kr_reader_open_input(reader, &record), KR_OK);
     EXPECT_EQ(kr_reader_close(reader), KR_OK);
-}
-
-TEST_F(CInput, CallsFromInsideItsCallback_AreRefused)
-{
-    CKrCInput input(Built().Bytes());
-    const kr_input record = input.Record();
-    std::vector<kr_result> results;
-    input.whileReading = [&]
-    {
-        uint8_t byte = 0;
-        uint32_t number = 0;
-        uint64_t size = 0;
-        kr_index* index = nullptr;
-        results.push_back(kr_reader_close(reader));
-        results.push_back(kr_reader_free(reader));
-        results.push_back(kr_reader_open(reader, kPath));
-        results.push_back(kr_reader_open_growing(reader, kPath));
-        results.push_back(kr_reader_open_input(reader, &record));
-        results.push_back(kr_reader_refresh(reader));
-        results.push_back(kr_reader_size(reader, &size));
-        results.push_back(kr_reader_read(reader, 0, &byte, 1, &number));
-        results.push_back(kr_reader_stream_count(reader, &number));
-        results.push_back(kr_reader_load_index(reader, 0, 0, &index));
-        EXPECT_EQ(LastReaderError().result, KR_ERROR_CALLBACK) << "which may be asked";
-        kr_reader* other = nullptr; // others are not concerned
-        EXPECT_EQ(kr_reader_create(&other), KR_OK);
-        EXPECT_EQ(kr_reader_close(other), KR_OK);
-        EXPECT_EQ(kr_reader_free(other), KR_OK);
-    };
-    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
-    input.whileReading = nullptr;
-    EXPECT_GE(results.size(), 10u);
-    EXPECT_EQ(std::count(results.begin(), results.end(), KR_ERROR_CALLBACK),
-              static_cast<ptrdiff_t>(results.size()));
-    EXPECT_EQ(kr_reader_close(reader), KR_OK);
-}
-
-TEST_F(CInput, OtherThreadsDuringAnOpen_AreToldThatItIsBusy)
-{
-    CKrCInput input(Built().Bytes());
-    const kr_input record = input.Record();
-    std::vector<kr_result> results;
-    input.whileReading = [&]
-    {
-        if (!results.empty())
-            return;
-        std::thread(
-            [&]
-            {
-                uint64_t size = 0;
-                kr_index* index = nullptr;
-                int32_t mode = 0;
-                results.push_back(kr_reader_close(reader));
-                results.push_back(kr_reader_open(reader, kPath));
-                results.push_back(kr_reader_refresh(reader));
-                results.push_back(kr_reader_load_index(reader, 0, 0, &index));
-                results.push_back(kr_reader_scan_mode(reader, 0, &mode));
-                EXPECT_EQ(kr_reader_size(reader, &size), KR_ERROR_CLOSED) << "and nobody waits";
-            })
-            .join();
-    };
-    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
-    EXPECT_EQ(results, std::vector<kr_result>(5, KR_ERROR_BUSY));
-    EXPECT_EQ(kr_reader_close(reader), KR_OK);
-}
-
-TEST_F(CInput, HandleFreedDuringARead_LivesUntilTheReadEnds)
-{
-    CKrCInput input(Built().Bytes());
-    const kr_input record = input.Record();
-    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
-    input.whileReading = [&]
-    {
-        std::thread([&] { EXPECT_EQ(kr_reader_free(reader), KR_OK); }).join();
-        EXPECT_EQ(input.released, 0);
-    };
-    uint8_t bytes[4] = {};
-    uint32_t copied = 0;
-    EXPECT_EQ(kr_reader_read(reader, 0, bytes, 4, &copied), KR_OK);
-    EXPECT_EQ(copied, 4u);
-    EXPECT_EQ(input.released, 1);
-    EXPECT_EQ(kr_reader_read(reader, 0, bytes, 4, &copied), KR_ERROR_HANDLE);
-    reader = nullptr;
 }
 
 // On the disk itself: why a file cannot be opened.

@@ -367,64 +367,6 @@ TEST_F(CWriter, MissingViews_LeaveAnIncompleteFile)
     EXPECT_EQ(LastWriterError().result, KR_ERROR_INCOMPLETE);
 }
 
-TEST_F(CWriter, CallsFromInsideAWriteCallback_AreRefused)
-{
-    const kr_clip clip = ClipFor(false);
-    CKrCOutput output;
-    const kr_output record = output.Record();
-    std::mutex lock;
-    std::vector<kr_result> results;
-    output.whileWriting = [&]
-    {
-        const uint8_t bytes[4] = {};
-        const std::lock_guard guard(lock);
-        results.push_back(kr_writer_close(writer));
-        results.push_back(kr_writer_free(writer));
-        results.push_back(kr_writer_open(writer, kPath, &clip));
-        results.push_back(kr_writer_open_output(writer, &record, &clip));
-        results.push_back(kr_writer_set_options(writer, nullptr));
-        results.push_back(kr_writer_copy_video(writer, bytes, 4));
-        results.push_back(kr_writer_add_video(writer, bytes, 4, nullptr, nullptr));
-        results.push_back(kr_writer_write_video_chunk(writer, bytes, 4));
-        EXPECT_EQ(LastWriterError().result, KR_ERROR_CALLBACK);
-        EXPECT_NE(Status().size, 0u) << "which may be asked";
-    };
-    ASSERT_EQ(kr_writer_open_output(writer, &record, &clip), KR_OK);
-    Record(3, false);
-    EXPECT_EQ(kr_writer_close(writer), KR_OK);
-    EXPECT_GE(results.size(), 40u);
-    EXPECT_EQ(std::count(results.begin(), results.end(), KR_ERROR_CALLBACK),
-              static_cast<ptrdiff_t>(results.size()));
-}
-
-TEST_F(CWriter, ReleaseCallback_MaySubmitButNotClose)
-{
-    const kr_clip clip = ClipFor(false);
-    ASSERT_EQ(kr_writer_open(writer, kPath, &clip), KR_OK);
-    struct SContext
-    {
-        kr_writer* writer;
-        const KrBytes frame = KrBytes(500, 3);
-        std::vector<kr_result> submissions, others;
-    } context{writer, KrBytes(500, 3), {}, {}};
-    const kr_release_fn release = [](void* pointer, const void*)
-    {
-        auto& self = *static_cast<SContext*>(pointer);
-        self.submissions.push_back(kr_writer_copy_video(self.writer, self.frame.data(), 500));
-        self.others.push_back(kr_writer_close(self.writer));
-        self.others.push_back(kr_writer_free(self.writer));
-        self.others.push_back(kr_writer_set_options(self.writer, nullptr));
-        self.others.push_back(kr_writer_write_video_chunk(self.writer, self.frame.data(), 500));
-    };
-    for (int number = 0; number < 3; ++number)
-        ASSERT_EQ(kr_writer_add_video(writer, context.frame.data(), 500, release, &context), KR_OK);
-    while (Status().frames_written < 6) // each of them submitted another
-        std::this_thread::yield();
-    EXPECT_EQ(kr_writer_close(writer), KR_OK);
-    EXPECT_EQ(context.submissions, std::vector<kr_result>(3, KR_OK));
-    EXPECT_EQ(context.others, std::vector<kr_result>(12, KR_ERROR_CALLBACK));
-}
-
 TEST_F(CWriter, FreedWriter_ClosesItsFile)
 {
     const kr_clip clip = ClipFor(false);

@@ -12,6 +12,7 @@ set(KR_TEST_SUPPORT_SOURCES
   support/KrFaultyFileSystem.cpp
   support/KrFileContent.cpp
   support/KrMemoryFileSystem.cpp
+  support/KrMemoryFileSystemFiles.cpp
   support/KrSimpleAvi.cpp
   support/KrTempFolder.cpp
   support/KrWrittenHeader.cpp

@@ -42,16 +42,17 @@ public:
         CScope* m_next = nullptr;
     };
 
-    [[nodiscard]] bool HaveThisThread()
+    [[nodiscard]] bool HaveThisThread() { return OfThisThread() != nullptr; }
+
+    // What the calling thread entered last; null: nothing.
+    [[nodiscard]] CScope* OfThisThread()
     {
         const uint64_t thread = KrCurrentThread();
         const std::lock_guard guard(m_lock);
-        for (const CScope* scope = m_first; scope != nullptr; scope = scope->m_next)
-        {
-            if (scope->m_thread == thread)
-                return true;
-        }
-        return false;
+        CScope* scope = m_first;
+        while (scope != nullptr && scope->m_thread != thread)
+            scope = scope->m_next;
+        return scope;
     }
 
 private:

@@ -39,9 +39,11 @@ std::optional<uint64_t> CKrSourceFile::Size()
     const KrScope scope(m_input->Threads(), kInputOutput);
     uint64_t size = 0;
     const kr_input& input = m_input->Get();
-    if (input.get_size(input.context, &size) != 0 || !KrPlatform::IsFilePosition(size))
-        return std::nullopt;
-    return size;
+    const int32_t error = input.get_size(input.context, &size);
+    if (error == 0 && KrPlatform::IsFilePosition(size))
+        return size;
+    m_input->Object().NoteReadError(error != 0 ? static_cast<uint32_t>(error) : kSenselessAnswer);
+    return std::nullopt;
 }
 
 SKrTransfer CKrSourceFile::ReadAt(uint64_t position, void* buffer, size_t count)

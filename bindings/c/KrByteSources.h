@@ -3,26 +3,28 @@
 #define KR_BINDINGS_C_KRBYTESOURCES_H
 
 #include "KrRiffUtils/kr_riff.h"
-#include "bindings/c/KrCallbackThreads.h"
+#include "bindings/c/KrHandled.h"
 #include "platform/KrPlatform.h"
 
 #include <memory>
 #include <vector>
 
 // A host's callbacks, told once that they are not needed any more: by whoever drops the last reference, which
-// is under no lock.
+// is under no lock. That is a callback like the others.
 template <class Callbacks>
 class CKrCallbackOwner
 {
 public:
-    CKrCallbackOwner(const Callbacks& callbacks, CKrCallbackThreads& threads)
-        : m_callbacks(callbacks), m_threads(threads)
+    CKrCallbackOwner(const Callbacks& callbacks, CKrHandled& object)
+        : m_callbacks(callbacks), m_object(object)
     {
     }
     ~CKrCallbackOwner()
     {
-        if (m_isTaken && m_callbacks.release != nullptr)
-            m_callbacks.release(m_callbacks.context);
+        if (!m_isTaken || m_callbacks.release == nullptr)
+            return;
+        const CKrCallbackThreads::CScope scope(Threads(), CKrCallbackThreads::EKind::InputOutput);
+        m_callbacks.release(m_callbacks.context);
     }
     CKrCallbackOwner(const CKrCallbackOwner&) = delete;
     CKrCallbackOwner& operator=(const CKrCallbackOwner&) = delete;
@@ -31,11 +33,12 @@ public:
     void Take() { m_isTaken = true; }
 
     [[nodiscard]] const Callbacks& Get() const { return m_callbacks; }
-    [[nodiscard]] CKrCallbackThreads& Threads() { return m_threads; }
+    [[nodiscard]] CKrHandled& Object() { return m_object; } // of the handle
+    [[nodiscard]] CKrCallbackThreads& Threads() { return m_object.CallbackThreads(); }
 
 private:
     const Callbacks m_callbacks;
-    CKrCallbackThreads& m_threads;
+    CKrHandled& m_object;
     bool m_isTaken = false;
 };
 

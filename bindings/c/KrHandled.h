@@ -6,6 +6,7 @@
 #include "bindings/c/KrCallbackThreads.h"
 #include "bindings/c/KrOutcome.h"
 #include "platform/KrSync.h"
+#include "writer/KrCallers.h"
 
 #include <cstdint>
 
@@ -16,7 +17,15 @@ enum class EKrHandleKind : uint8_t
     Index = 3
 };
 
-// Its last failure, and which of its callbacks run.
+// A step of an operation that reads, on the calling thread.
+class CKrReading final : public CKrCallers::CScope
+{
+public:
+    using CScope::CScope;
+    uint32_t error = 0; // the system's number of a read that failed in it; 0: none failed
+};
+
+// Its last failure, which of its callbacks run, and who reads.
 class CKrHandled
 {
 public:
@@ -37,15 +46,21 @@ public:
         return {static_cast<kr_result>(static_cast<uint32_t>(failure)), static_cast<uint32_t>(failure >> 32)};
     }
 
-    // The system's number of a read that failed, noted where the file is read and taken where the operation
-    // ends. 0: none failed since.
-    void NoteReadError(uint32_t osError) { m_readError = osError; }
-    [[nodiscard]] uint32_t TakeReadError() { return m_readError.exchange(0); }
+    // What the calling thread reads, so that the errors of other threads are none of its own.
+    [[nodiscard]] CKrCallers& Readings() { return m_readings; }
+    [[nodiscard]] CKrReading* Reading() { return static_cast<CKrReading*>(m_readings.OfThisThread()); }
+
+    // Notes the system's number of a read that failed, where the file is read.
+    void NoteReadError(uint32_t osError)
+    {
+        if (CKrReading* const reading = Reading())
+            reading->error = osError;
+    }
 
 private:
     CKrCallbackThreads m_callbackThreads;
     KrAtomic<uint64_t> m_lastFailure = 0; // both parts of an outcome
-    KrAtomic<uint32_t> m_readError = 0;
+    CKrCallers m_readings;                // all of them CKrReading
 };
 
 #endif

@@ -7,8 +7,9 @@
 
 SKrOutcome CKrReaderHandle::FailedOr(kr_result otherwise)
 {
-    const uint32_t readError = TakeReadError();
-    return readError != 0 ? SKrOutcome(KR_ERROR_READ, readError) : SKrOutcome(otherwise);
+    const CKrReading* const reading = Reading();
+    return reading != nullptr && reading->error != 0 ? SKrOutcome(KR_ERROR_READ, reading->error)
+                                                     : SKrOutcome(otherwise);
 }
 
 // Opens a file. `path` is that of a file of the system, or null.
@@ -65,14 +66,14 @@ SKrOutcome CKrReaderHandle::OpenGrowing(const std::wstring& path)
 
 SKrOutcome CKrReaderHandle::OpenInput(const kr_input& callbacks)
 {
-    const auto input = std::make_shared<CKrInput>(callbacks, CallbackThreads());
-    std::shared_ptr<CKrInput> ended;
+    const auto input = std::make_shared<CKrInput>(callbacks, *this);
+    const std::wstring path = CKrHandleFiles::PathOf(input);
+    std::shared_ptr<CKrInput> ended; // from here on nothing but the open itself needs memory
     return Alone(
         [&]() -> SKrOutcome
         {
             ended.swap(m_input);
             m_reader->Close();
-            const std::wstring path = CKrHandleFiles::PathOf(input);
             const SKrOutcome outcome = OpenBy([&] { return m_reader->Open(path.c_str()); }, nullptr);
             if (outcome.Failed())
                 return outcome;

@@ -42,11 +42,11 @@ public:
         if (!m_turn.TryTake())
             return KR_ERROR_BUSY;
         const std::lock_guard turn(m_turn, std::adopt_lock);
-        static_cast<void>(TakeReadError()); // what failed before
+        const CKrReading reading(Readings());
         return step();
     }
 
-    // The outcome of an operation that did not succeed, where no read of it failed: `otherwise`.
+    // The outcome of a reading step that did not succeed, where no read of it failed: `otherwise`.
     [[nodiscard]] SKrOutcome FailedOr(kr_result otherwise);
 
 private:
@@ -55,13 +55,14 @@ private:
     [[nodiscard]] std::shared_ptr<IKrFile> OpenedFile();
     void SetOpenedFile(std::shared_ptr<IKrFile> file, uint64_t size);
 
-    CKrHandleFiles m_files; // before the reader, which uses them to its end
-    CKrRef<CKrRiffReader> m_reader;
-    CKrTurn m_turn; // who is at work in the reader
-    KrAtomic<uint64_t> m_size = 0;
+    // Before the reader, which uses them to its end, and the input is released after that.
+    CKrHandleFiles m_files;
+    CKrTurn m_turn;                    // who is at work in the reader
     std::shared_ptr<CKrInput> m_input; // the open one; in m_turn
-    CKrMutex m_fileLock;               // held to copy a pointer; no lock follows
-    std::shared_ptr<IKrFile> m_file;   // the open one
+    CKrRef<CKrRiffReader> m_reader;
+    KrAtomic<uint64_t> m_size = 0;
+    CKrMutex m_fileLock;             // held to copy a pointer; no lock follows
+    std::shared_ptr<IKrFile> m_file; // the open one
 };
 
 class CKrIndexHandle final : public CKrHandled

@@ -73,7 +73,7 @@ kr_result kr_reader_stream_count(kr_reader* reader, uint32_t* count)
                           return KR_ERROR_ARGUMENT;
                       if (object.Size() == 0)
                           return KR_ERROR_CLOSED;
-                      static_cast<void>(object.TakeReadError());
+                      const CKrReading reading(object.Readings());
                       const uint32_t streams = object.Reader().GetStreamCount();
                       const SKrOutcome outcome = streams != 0 ? SKrOutcome(KR_OK) : object.FailedOr(KR_OK);
                       if (!outcome.Failed())
@@ -89,7 +89,7 @@ kr_result kr_reader_stream(kr_reader* reader, uint32_t stream, kr_stream* out)
                   {
                       if (!KrIsRecord(out))
                           return KR_ERROR_ARGUMENT;
-                      static_cast<void>(object.TakeReadError());
+                      const CKrReading reading(object.Readings());
                       SKrStreamProperties properties = {};
                       properties.size = sizeof properties;
                       if (object.Reader().GetStreamProperties(stream, &properties) == 0)
@@ -108,7 +108,7 @@ kr_result kr_reader_stream_format(kr_reader* reader, uint32_t stream, void* buff
                   {
                       if (buffer == nullptr || copied == nullptr)
                           return KR_ERROR_ARGUMENT;
-                      static_cast<void>(object.TakeReadError());
+                      const CKrReading reading(object.Readings());
                       const uint32_t read = object.Reader().ReadStreamFormat(stream, buffer, size);
                       SKrStreamProperties properties = {};
                       properties.size = sizeof properties;

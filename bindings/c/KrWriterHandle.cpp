@@ -60,14 +60,23 @@ SKrRecordingStatus CKrWriterHandle::Status()
     return status;
 }
 
-SKrOutcome CKrWriterHandle::OpenBy(const std::wstring& path, const kr_clip& clip)
+SKrOutcome CKrWriterHandle::OpenBy(const std::wstring& path, const kr_clip& clip,
+                                   std::shared_ptr<CKrOutput> output)
 {
+    // Whatever ends it, also an exception: the old output ends with its file.
+    struct SOutputOfTheFile
+    {
+        ~SOutputOfTheFile() { object.KeepOutput(std::move(output)); }
+        CKrWriterHandle& object;
+        std::shared_ptr<CKrOutput> output;
+    };
     const std::optional<SKrAviVideoParams> video = VideoOf(clip);
     const bool hasAudio = clip.audio_channels != 0;
     const std::optional<WAVEFORMATEX> sound = hasAudio ? SoundOf(clip) : std::nullopt;
     const WAVEFORMATEX* const format = sound ? &*sound : nullptr;
     if (!video || hasAudio != sound.has_value() || !MakeWriterSetup(&*video, clip.codec, format))
         return KR_ERROR_ARGUMENT; // the old file stays open
+    SOutputOfTheFile kept{*this, nullptr};
     m_files.StartOpen();
     if (m_writer->OpenFile(path.c_str(), &*video, clip.codec, format) == 0)
     {
@@ -76,26 +85,21 @@ SKrOutcome CKrWriterHandle::OpenBy(const std::wstring& path, const kr_clip& clip
         return KrOutcomeOf(WhyNotWritten(path.c_str()));
     }
     m_hasAudio = hasAudio;
+    if (output != nullptr)
+        output->Take();
+    kept.output = std::move(output);
     return KR_OK;
 }
 
 SKrOutcome CKrWriterHandle::Open(const std::wstring& path, const kr_clip& clip)
 {
-    const SKrOutcome outcome = OpenBy(path, clip);
-    if (outcome.result != KR_ERROR_ARGUMENT)
-        KeepOutput(nullptr);
-    return outcome;
+    return OpenBy(path, clip, nullptr);
 }
 
 SKrOutcome CKrWriterHandle::OpenOutput(const kr_output& callbacks, const kr_clip& clip)
 {
-    auto output = std::make_shared<CKrOutput>(callbacks, CallbackThreads());
-    const SKrOutcome outcome = OpenBy(CKrHandleFiles::PathOf(output), clip);
-    if (!outcome.Failed())
-        output->Take();
-    if (outcome.result != KR_ERROR_ARGUMENT)
-        KeepOutput(outcome.Failed() ? nullptr : std::move(output));
-    return outcome;
+    const auto output = std::make_shared<CKrOutput>(callbacks, *this);
+    return OpenBy(CKrHandleFiles::PathOf(output), clip, output);
 }
 
 // The old one ends here, under no lock.

@@ -35,16 +35,19 @@ public:
     [[nodiscard]] SKrRecordingStatus Status();
 
 private:
-    [[nodiscard]] SKrOutcome OpenBy(const std::wstring& path, const kr_clip& clip);
+    // `output` is null for a file of the system.
+    [[nodiscard]] SKrOutcome OpenBy(const std::wstring& path, const kr_clip& clip,
+                                    std::shared_ptr<CKrOutput> output);
     [[nodiscard]] SKrOutcome WhyRefused(EKrStream stream);
     [[nodiscard]] bool Submit(EKrStream stream, IKrMediaSample& sample);
     void KeepOutput(std::shared_ptr<CKrOutput> output);
 
-    CKrHandleFiles m_files; // before the writer, which uses them to its end
-    CKrRef<CKrAviWriter> m_writer;
-    KrAtomic<bool> m_hasAudio = false;
+    // Before the writer, which uses them to its end, and the output is released after that.
+    CKrHandleFiles m_files;
     CKrMutex m_outputLock;               // held for the exchange of a pointer; no lock follows
     std::shared_ptr<CKrOutput> m_output; // of the open file
+    CKrRef<CKrAviWriter> m_writer;
+    KrAtomic<bool> m_hasAudio = false;
 };
 
 template <>

@@ -24,10 +24,9 @@
 // operation that needs the bytes. Until it ends, operations that need the same reader for themselves return
 // KR_ERROR_BUSY on other threads; on the same writer opening, closing and direct chunks wait for it, so that
 // a callback must not wait for a thread that is inside one of these. No other operation waits for a callback.
-// From inside such a callback every operation on its own handle returns KR_ERROR_CALLBACK. From inside a
-// release callback samples may be submitted and the status asked for, and other operations on its own writer
-// return KR_ERROR_CALLBACK. Other handles may be used everywhere. A callback must return: no longjmp, no
-// exception.
+// From inside such a callback every operation on its own handle returns KR_ERROR_CALLBACK, except that status
+// and last error may always be asked for. From inside the release callback of a sample more samples may be
+// submitted. Other handles may be used everywhere. A callback must return: no longjmp, no exception.
 #ifndef KRRIFFUTILS_KR_RIFF_H
 #define KRRIFFUTILS_KR_RIFF_H
 

@@ -152,3 +152,94 @@ TEST_F(CCallbacks, ReleaseCallback_MaySubmitButNotClose)
     EXPECT_EQ(context.submissions, std::vector<kr_result>(3, KR_OK));
     EXPECT_EQ(context.others, std::vector<kr_result>(12, KR_ERROR_CALLBACK));
 }
+
+TEST_F(CCallbacks, CallsFromInsideTheReleaseOfAnInput_AreRefused)
+{
+    CKrCInput input(Built().Bytes()), other(Built(3).Bytes());
+    const kr_input record = input.Record(), next = other.Record();
+    std::vector<kr_result> results;
+    input.whileReleasing = [&]
+    {
+        uint64_t size = 0;
+        results.push_back(kr_reader_close(reader));
+        results.push_back(kr_reader_free(reader));
+        results.push_back(kr_reader_open_input(reader, &record));
+        results.push_back(kr_reader_size(reader, &size));
+    };
+    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
+    EXPECT_EQ(kr_reader_open_input(reader, &next), KR_OK);
+    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
+    EXPECT_EQ(kr_reader_close(reader), KR_OK);
+    EXPECT_EQ(results, std::vector<kr_result>(8, KR_ERROR_CALLBACK));
+    EXPECT_EQ(input.released, 2);
+    EXPECT_EQ(other.released, 1);
+}
+
+TEST_F(CCallbacks, CallsFromInsideTheReleaseOfAnOutput_AreRefused)
+{
+    const kr_clip clip = ClipFor(false);
+    CKrCOutput output;
+    const kr_output record = output.Record();
+    std::vector<kr_result> results;
+    output.whileReleasing = [&]
+    {
+        const uint8_t bytes[4] = {};
+        results.push_back(kr_writer_close(writer));
+        results.push_back(kr_writer_free(writer));
+        results.push_back(kr_writer_open_output(writer, &record, &clip));
+        results.push_back(kr_writer_copy_video(writer, bytes, 4));
+        EXPECT_EQ(Status().frames_written, 2u) << "which may be asked";
+    };
+    ASSERT_EQ(kr_writer_open_output(writer, &record, &clip), KR_OK);
+    Record(2, false);
+    EXPECT_EQ(kr_writer_close(writer), KR_OK);
+    EXPECT_EQ(results, std::vector<kr_result>(4, KR_ERROR_CALLBACK));
+    EXPECT_EQ(output.released, 1);
+}
+
+TEST_F(CCallbacks, HandleFreedDuringALoad_IsReleasedAfterItsLastRead)
+{
+    CKrCInput input(Built().Bytes());
+    const kr_input record = input.Record();
+    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
+    int freed = 0;
+    input.whileReading = [&]
+    {
+        EXPECT_EQ(input.released, 0);
+        std::thread([&] { freed += kr_reader_free(reader) == KR_OK; }).join();
+    };
+    kr_index* index = nullptr;
+    EXPECT_EQ(kr_reader_load_index(reader, 0, 0, &index), KR_OK);
+    EXPECT_EQ(freed, 1);
+    EXPECT_EQ(input.released, 1);
+    EXPECT_EQ(kr_index_free(index), KR_OK);
+    reader = nullptr;
+}
+
+// The first read fails; during the next one another thread asks, successfully.
+TEST_F(CCallbacks, FailedRead_IsReportedWhateverAnotherThreadAsks)
+{
+    CKrCInput input(Built().Bytes());
+    const kr_input record = input.Record();
+    ASSERT_EQ(kr_reader_open_input(reader, &record), KR_OK);
+    int reads = 0;
+    input.whileReading = [&]
+    {
+        input.readError = reads++ == 0 ? 5 : 0;
+        if (reads != 2)
+            return;
+        std::thread(
+            [&]
+            {
+                uint32_t count = 0;
+                EXPECT_EQ(kr_reader_stream_count(reader, &count), KR_OK);
+            })
+            .join();
+    };
+    kr_index* index = nullptr;
+    EXPECT_EQ(kr_reader_load_index(reader, 0, 0, &index), KR_ERROR_READ);
+    EXPECT_EQ(LastReaderError().system_error, 5u);
+    EXPECT_GE(reads, 2);
+    input.whileReading = nullptr;
+    EXPECT_EQ(kr_reader_close(reader), KR_OK); // before its input goes
+}

@@ -230,6 +230,73 @@ TEST_F(CHandles, OpenWithoutMemory_LeavesNothingOpen)
     EXPECT_GT(failed, 3u);
 }
 
+TEST_F(CHandles, OpenInputWithoutMemory_KeepsTheOldOneOrNothing)
+{
+    CKrCInput old(Built().Bytes()), next(Built(3).Bytes());
+    const kr_input first = old.Record(), second = next.Record();
+    size_t failed = 0;
+    for (unsigned number = 1;; ++number)
+    {
+        old.released = 0;
+        ASSERT_EQ(kr_reader_open_input(reader, &first), KR_OK);
+        kr_result result = KR_OK;
+        bool struck = false;
+        {
+            CFailingAllocation failing(number);
+            result = kr_reader_open_input(reader, &second);
+            struck = failing.Struck();
+        }
+        const bool isOpen = result == KR_OK || old.released == 0; // the old one, if it failed early
+        uint64_t size = 0;
+        uint32_t streams = 0;
+        EXPECT_EQ(kr_reader_size(reader, &size), isOpen ? KR_OK : KR_ERROR_CLOSED) << number;
+        EXPECT_EQ(kr_reader_stream_count(reader, &streams), isOpen ? KR_OK : KR_ERROR_CLOSED) << number;
+        EXPECT_EQ(streams, isOpen ? 2u : 0u) << number;
+        failed += result != KR_OK && !isOpen;
+        EXPECT_EQ(kr_reader_close(reader), KR_OK);
+        EXPECT_EQ(old.released, 1);
+        if (!struck)
+            break;
+        ASSERT_LT(number, 1000u);
+    }
+    EXPECT_GT(failed, 3u);
+    EXPECT_EQ(next.released, 1);
+}
+
+TEST_F(CHandles, OpenOutputWithoutMemory_ReleasesTheOldOneWithItsFile)
+{
+    const kr_clip clip = ClipFor(false);
+    CKrCOutput old, next;
+    old.bytes.reserve(1 << 20); // so that the callbacks themselves need no memory
+    next.bytes.reserve(1 << 20);
+    const kr_output first = old.Record(), second = next.Record();
+    size_t failed = 0;
+    int opened = 0;
+    for (unsigned number = 1;; ++number)
+    {
+        old.released = 0;
+        ASSERT_EQ(kr_writer_open_output(writer, &first, &clip), KR_OK);
+        kr_result result = KR_OK;
+        bool struck = false;
+        {
+            CFailingAllocation failing(number);
+            result = kr_writer_open_output(writer, &second, &clip);
+            struck = failing.Struck();
+        }
+        const bool isOldOpen = result != KR_OK && (Status().state & KR_STATE_OPEN) != 0;
+        EXPECT_EQ(old.released, isOldOpen ? 0 : 1) << number;
+        opened += result == KR_OK; // it can do without a worker
+        failed += result != KR_OK && !isOldOpen;
+        EXPECT_EQ(kr_writer_close(writer), KR_OK) << number;
+        EXPECT_EQ(old.released, 1) << number;
+        if (!struck)
+            break;
+        ASSERT_LT(number, 1000u);
+    }
+    EXPECT_GT(failed, 3u);
+    EXPECT_EQ(next.released, opened);
+}
+
 // A callback takes a lock that other threads hold while they call the library.
 TEST_F(CHandles, CallbacksThatTakeALockOfTheHost_KeepNobodyWaiting)
 {

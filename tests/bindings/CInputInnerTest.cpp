@@ -118,7 +118,8 @@ TEST_F(CInput, CallbacksThatFail_AreReported)
     CKrCInput input(Built().Bytes());
     const kr_input record = input.Record();
     input.sizeError = 5;
-    EXPECT_EQ(kr_reader_open_input(reader, &record), KR_ERROR_FORMAT);
+    EXPECT_EQ(kr_reader_open_input(reader, &record), KR_ERROR_READ);
+    EXPECT_EQ(LastReaderError().system_error, 5u);
     input.sizeError = 0;
     input.readError = 4711;
     EXPECT_EQ(kr_reader_open_input(reader, &record), KR_ERROR_READ);

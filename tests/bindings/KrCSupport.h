@@ -45,7 +45,10 @@ public:
         };
         input.release = [](void* context)
         {
-            ++static_cast<CKrCInput*>(context)->released;
+            auto& self = *static_cast<CKrCInput*>(context);
+            if (self.whileReleasing)
+                self.whileReleasing();
+            ++self.released;
         };
         return input;
     }
@@ -53,6 +56,7 @@ public:
     KrBytes bytes;
     std::function<void()> whileSizing;
     std::function<void()> whileReading;
+    std::function<void()> whileReleasing;
     std::atomic<int32_t> readError = 0;
     int32_t sizeError = 0;
     size_t mostPerRead = SIZE_MAX;
@@ -104,7 +108,10 @@ public:
         };
         output.release = [](void* context)
         {
-            ++static_cast<CKrCOutput*>(context)->released;
+            auto& self = *static_cast<CKrCOutput*>(context);
+            if (self.whileReleasing)
+                self.whileReleasing();
+            ++self.released;
         };
         return output;
     }
@@ -114,6 +121,7 @@ public:
     KrBytes bytes;
     std::function<void()> whileWriting;
     std::function<void()> whileFlushing;
+    std::function<void()> whileReleasing;
     int failingWrite = 0; // number of the first write that fails; 0: none
     int32_t flushError = 0;
     std::atomic<int> writes = 0;

@@ -95,8 +95,8 @@ class Linux:
         shutil.move(os.path.join(work, "package"), self.package)  # nothing in it may depend on its old path
         self.libraries = os.path.dirname(self.find("libKrRiffUtils.so"))
 
-    def find(self, name):
-        for folder, _, files in os.walk(self.package):
+    def find(self, name, place=None):
+        for folder, _, files in os.walk(place or self.package):
             for path in (os.path.join(folder, file) for file in files):
                 if path.endswith(os.sep + name):
                     return path
@@ -232,6 +232,10 @@ target_link_libraries(HostInC PRIVATE KrRiffUtils::C)
         run(self.options.cmake, "--build", build)
         run(os.path.join(build, "Host"))
         run(os.path.join(build, "HostInC"), os.path.join(host, "clip.avi"))
+        env = {**os.environ, "PKG_CONFIG_PATH": os.path.dirname(self.find("KrRiffUtilsC.pc", os.path.join(work, "prefix")))}
+        flags = run("pkg-config", "--cflags", "--libs", "KrRiffUtilsC", env=env).split()
+        run("cc", *self.options.flags.split(), self.find("ClipInC.c"), *flags, "-o", os.path.join(host, "by-pkg-config"))
+        run(os.path.join(host, "by-pkg-config"), os.path.join(host, "clip.avi"))
 
 
 class Windows:

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Checks the files of debian/ and packaging/ without building a package:
 recipes_test.py SOURCES BUILD CMAKE EXPORTS EXPORTS_C. With --debian it also builds the Debian packages, which lintian must
-accept, and a host of each interface against what they contain, and opens a file from Python. Ends with the line "N passed, N failed".
+accept, and a host of each interface against what they contain, opens a file from Python, and does the same on a fresh system, where apt
+installs them. Ends with the line "N passed, N failed".
 """
 
 import ast
@@ -106,6 +107,10 @@ class Recipes:
             env["PYTHONPATH"] = os.path.join(folder, "usr/lib/python3/dist-packages")
             text = run("/usr/bin/python3", "-c", "import kravi; print(len(kravi.open('clip.avi').video))", env=env, cwd=folder)
             self.need(text == "10\n", text)
+
+    def debian_test_packages_on_a_fresh_system(self):
+        text = run(os.path.join(self.sources, "scripts", "fresh.sh"), cwd=self.sources)
+        self.need(re.search(r"^1[0-9] passed, 0 failed$", text, re.MULTILINE), text)
 
 
 def main(arguments):

@@ -155,7 +155,7 @@ TEST_P(CCallbacksScheduled, OfAWriter_RunUnderNoLock)
             options.flags = KR_RECORDING_POWER_SAFE; // flushes on a thread of their own
             ASSERT_EQ(kr_writer_set_options(writer, GetParam() ? &options : nullptr), KR_OK);
             CKrCOutput output;
-            output.whileWriting = output.whileFlushing = &ExpectNoLock;
+            output.whileWriting = output.whileFlushing = output.whileReleasing = &ExpectNoLock;
             const kr_output record = output.Record();
             const kr_clip clip = ClipFor(false);
             SSample sample{writer};
@@ -192,7 +192,7 @@ TEST_F(CScheduled, CallbacksOfAReader_RunUnderNoLock)
             kr_reader* reader = nullptr;
             ASSERT_EQ(kr_reader_create(&reader), KR_OK);
             CKrCInput input(m_bytes);
-            input.whileReading = input.whileSizing = &ExpectNoLock;
+            input.whileReading = input.whileSizing = input.whileReleasing = &ExpectNoLock;
             const kr_input record = input.Record();
             const auto use = [&](bool isOpener)
             {

@@ -4,7 +4,10 @@
 #include "bindings/c/KrPaths.h"
 
 #include "KrOsTypes.h"
+#include "format/KrFrameTables.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -15,13 +18,23 @@ namespace
 constexpr uint32_t kMost16 = std::numeric_limits<uint16_t>::max();
 constexpr uint32_t kMost8 = std::numeric_limits<uint8_t>::max();
 
+// Whether the fields hold values that the header names.
+bool IsKnown(const kr_clip& clip)
+{
+    static constexpr uint32_t kAspectModes[] = {kAspectMode4x3, kAspectMode16x9, kAspectModeUnknown,
+                                                kAspectMode648x720, kAspectMode864x720};
+    return clip.scan_mode >= KR_SCAN_UNKNOWN && clip.scan_mode <= KR_SCAN_PROGRESSIVE &&
+           std::ranges::count(kAspectModes, clip.aspect_mode) != 0 &&
+           std::ranges::count(clip.reserved, 0u) == std::ssize(clip.reserved);
+}
+
 // Nothing when a number does not fit.
 std::optional<SKrAviVideoParams> VideoOf(const kr_clip& clip)
 {
     const uint32_t displayWidth = clip.display_width != 0 ? clip.display_width : clip.width;
     const uint32_t displayHeight = clip.display_height != 0 ? clip.display_height : clip.height;
     if (displayWidth > kMost16 || displayHeight > kMost16 || clip.bit_count > kMost8 ||
-        clip.width > INT32_MAX || clip.height > INT32_MAX)
+        clip.width > INT32_MAX || clip.height > INT32_MAX || !IsKnown(clip))
         return std::nullopt;
     SKrAviVideoParams video = {};
     video.displayWidth = static_cast<uint16_t>(displayWidth);

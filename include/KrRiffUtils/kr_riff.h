@@ -152,11 +152,10 @@ typedef struct kr_video
     uint32_t compression;    // FourCC; 0: uncompressed
     uint32_t bit_count;      // bits per pixel
     uint32_t aspect_mode;    // 0: 4:3, 1: 16:9, 3: another shape
-    uint32_t
-        frame_rate;    // KR_RATE_..., the nearest; 0xFFFFFFFF: the file has none. kr_stream has the exact one
-    int32_t scan_mode; // KR_SCAN_..., a guess where the file declares none
-    uint32_t chunk_id; // of the first frame; 0: none was found
-    uint32_t reserved[4]; // 0
+    uint32_t frame_rate;     // KR_RATE_..., the nearest to the one in kr_stream; 0xFFFFFFFF: there is none
+    int32_t scan_mode;       // KR_SCAN_..., a guess where the file declares none
+    uint32_t chunk_id;       // of the first frame; 0: none was found
+    uint32_t reserved[4];    // 0
 } kr_video;
 
 // The first usable sound stream: sample rate and bits per sample are above 0, so that many compressed ones
@@ -316,7 +315,8 @@ typedef struct kr_clip
     uint32_t bit_count;             // bits per pixel, at most 255
     uint32_t frame_rate;            // KR_RATE_...
     int32_t scan_mode;              // KR_SCAN_...
-    uint32_t aspect_mode;           // 0: 4:3 picture, 1: 16:9 picture, 3: square pixels
+    uint32_t aspect_mode;           // 0: 4:3 picture, 1: 16:9 picture, 3: square pixels; 4 and 5: pixels
+                                    // of 648:720 and 864:720
     uint32_t audio_channels;        // 0: no sound; at most 65535
     uint32_t audio_samples_per_sec; // sample frames per second
     uint32_t audio_bits_per_sample; // of one channel: 8, 16, 24 or 32
@@ -443,8 +443,8 @@ KR_API kr_result kr_writer_status(kr_writer* writer, kr_recording_status* out);
 // Writes what is queued and the indexes, completes the headers, flushes and closes the file. KR_OK also when
 // none is open. KR_ERROR_WRITE when a write or flush failed, KR_ERROR_INCOMPLETE when the file lacks a
 // sample, or an index lacks a chunk. The file is closed in any case. Takes five milliseconds for each chunk
-// that is queued, by the defaults, and the time of the disk; kr_writer_status tells on another thread how
-// much is left.
+// that is queued, by the defaults, and the time of the disk, and cannot be cancelled; kr_writer_status tells
+// on another thread how much is left.
 KR_API kr_result kr_writer_close(kr_writer* writer);
 
 // The last failure of any operation on this writer, by whichever thread.

@@ -240,6 +240,11 @@ TEST_F(CWriter, ClipsThatCannotBeWritten_LeaveTheOpenFileOpen)
     refused([](kr_clip& clip) { clip.display_height = 65536; });
     refused([](kr_clip& clip) { clip.bit_count = 256; });
     refused([](kr_clip& clip) { clip.frame_rate = 8; });
+    refused([](kr_clip& clip) { clip.scan_mode = 3; });
+    refused([](kr_clip& clip) { clip.scan_mode = -2; });
+    refused([](kr_clip& clip) { clip.aspect_mode = 2; });
+    refused([](kr_clip& clip) { clip.aspect_mode = 99; });
+    refused([](kr_clip& clip) { clip.reserved[1] = 1; });
     refused([](kr_clip& clip) { clip.audio_bits_per_sample = 12; });
     refused([](kr_clip& clip) { clip.audio_bits_per_sample = 0; });
     refused([](kr_clip& clip) { clip.audio_bits_per_sample = 40; });

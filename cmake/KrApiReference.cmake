@@ -13,4 +13,7 @@ if(KR_DOXYGEN)
   if(KR_INSTALL)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/api/html/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/api OPTIONAL)
   endif()
+elseif(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(KrApi COMMAND ${CMAKE_COMMAND} -E echo "The API reference needs Doxygen: install it and configure again"
+    COMMAND ${CMAKE_COMMAND} -E false VERBATIM)
 endif()

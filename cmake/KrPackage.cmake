@@ -31,9 +31,12 @@ install(FILES ${PROJECT_BINARY_DIR}/KrRiffUtilsConfig.cmake ${PROJECT_BINARY_DIR
 
 # pkg-config. Paths are relative to the file, so that the tree can be moved.
 if(NOT MSVC)
-  set(KR_PC_PRIVATE "")
+  set(KR_PC_MORE "") # a static library leaves it to the host
   if(NOT BUILD_SHARED_LIBS)
-    set(KR_PC_PRIVATE "-lstdc++ -lpthread ${CMAKE_DL_LIBS}")
+    set(KR_PC_MORE "-lstdc++ -lm -lpthread")
+    foreach(library IN LISTS CMAKE_DL_LIBS)
+      string(APPEND KR_PC_MORE " -l${library}")
+    endforeach()
   endif()
   file(RELATIVE_PATH KR_PREFIX_FROM_PC /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
   foreach(KR_PC_NAME KrRiffUtils KrRiffUtilsC)

@@ -52,6 +52,6 @@ class KrRiffUtilsConan(ConanFile):
             component.libs = [library]
             component.set_property("cmake_target_name", target)
             if self.settings.os == "Linux":
-                component.system_libs = ["pthread", "dl"]
+                component.system_libs = ["pthread", "dl", "m"]
         if not self.options.shared:
             self.cpp_info.components["KrRiffUtilsC"].requires = ["KrRiffUtils"]

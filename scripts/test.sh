@@ -40,7 +40,7 @@ esac
 
 packages=("${KR_BUILD_PACKAGES[@]}" "${KR_PEER_PACKAGES[@]}" "${KR_LINUX_TEST_PACKAGES[@]}")
 [ "${1:-}" = --quick ] || packages+=("${KR_FORMAT_PACKAGES[@]}" "${KR_TEST_PACKAGES[@]}" "${KR_FUZZ_PACKAGES[@]}")
-[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}" "${KR_DEBIAN_PACKAGES[@]}"
+[ "${1:-}" = --full ] && packages+=("${KR_LINT_PACKAGES[@]}" "${KR_MUTANT_PACKAGES[@]}" "${KR_DEBIAN_PACKAGES[@]}" "${KR_FRESH_PACKAGES[@]}"
     "${KR_LANGUAGE_PACKAGES[@]}" "${KR_ABI_PACKAGES[@]}" "${KR_OTHER_BUILD_PACKAGES[@]}" "${KR_PYTHON_PACKAGES[@]}")
 kr_install "${packages[@]}" || { echo "cannot install packages"; echo "0 passed, 1 failed"; exit 1; }
 

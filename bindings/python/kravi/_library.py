@@ -23,10 +23,13 @@ FOR_EVER = 0xFFFFFFFF
 
 
 class Record(Structure):
-    """A record whose first field is its own size."""
+    """A record whose first field is its own size. Numbers that do not fit are refused, where ctypes would cut them."""
 
     def __init__(self, **fields: Any) -> None:
         super().__init__(size=ctypes.sizeof(self), **fields)
+        for name, value in fields.items():
+            if getattr(self, name) != value:
+                raise ValueError(f"{name} {value}: not a number that can be stored")
 
 
 class ErrorRecord(Record):

@@ -38,6 +38,15 @@ PLANAR = {"I420": (2, 2, False), "IYUV": (2, 2, False), "YV12": (2, 2, True), "Y
 SEMIPLANAR = {"NV12": "UV", "NV21": "VU"}
 
 
+def usual_bits(codec: str) -> int:
+    """The bits of a pixel that headers of this codec have; 24 where it has no usual ones."""
+    if codec in PLANAR:
+        columns, rows, _ = PLANAR[codec]
+        return 8 + 16 // (columns * rows)
+    others = {**GRAY, **dict.fromkeys(PACKED, 16), **dict.fromkeys(SEMIPLANAR, 12), "AYUV": 32, "v210": 20}
+    return others.get(codec, 24)
+
+
 @dataclass(frozen=True)
 class Layout:
     """How the bytes of an uncompressed picture lie in a frame."""

@@ -2,15 +2,17 @@
 
 import ctypes
 import os
+import threading
+import weakref
 from ctypes import byref, c_void_p
 from dataclasses import dataclass
 from fractions import Fraction
 from types import TracebackType
 from typing import Any, Self
 
-from . import _library
+from . import _library, errors
 from ._library import lib
-from .pictures import Layout
+from .pictures import Layout, usual_bits
 from .sound import PCM, SoundFormat
 
 RATES = {Fraction(24000, 1001): 0, Fraction(24): 1, Fraction(25): 2, Fraction(30000, 1001): 3, Fraction(30): 4,
@@ -18,6 +20,7 @@ RATES = {Fraction(24000, 1001): 0, Fraction(24): 1, Fraction(25): 2, Fraction(30
 SCAN_MODES = {"unknown": -1, "upper": 0, "lower": 1, "progressive": 2}
 ASPECT_MODES = {"4:3": 0, "16:9": 1, "square": 3}
 POWER_SAFE, SILENCE = 1, 2
+MOST_BYTES = 0xFFFFFFFF  # of a submission
 
 
 @dataclass(frozen=True)
@@ -74,8 +77,8 @@ STATE_BITS = ("open", "write_failed", "flush_failed", "super_index_full", "sound
 class Writer:
     """A new file of one video stream and, with `sound`, one of PCM; an existing file is replaced.
 
-    `codec` is the FourCC of the frames, such as ``"MJPG"``; without one they are uncompressed RGB of `bits` bits a pixel,
-    and may be arrays as `VideoStream.frame` returns them: blue, green, red, the highest row first.
+    `codec` is the FourCC of the frames, such as ``"MJPG"``; without one they are uncompressed RGB of `bits` bits a pixel, and may
+    be arrays as `VideoStream.frame` returns them: blue, green, red, the highest row first. `bits` 0: what the codec usually has, or 24.
 
     >>> with kravi.Writer("new.avi", 64, 48, fps=25, codec="MJPG") as w:
     ...     for picture in pictures:
@@ -87,31 +90,30 @@ class Writer:
     """
 
     def __init__(self, path: "str | os.PathLike[str]", width: int, height: int, *, fps: Fraction | float | str = 25,
-                 codec: str = "", bits: int = 24, sound: Sound | None = None, options: Options | None = None,
+                 codec: str = "", bits: int = 0, sound: Sound | None = None, options: Options | None = None,
                  scan_mode: str = "progressive", aspect: str = "square", display: tuple[int, int] = (0, 0)) -> None:
         self._handle: int | None = None
+        self._closing = threading.Lock()  # one thread at a time closes
         self.path, name = _library.encoded(path)
+        bits = bits or usual_bits(codec)
         self.layout = Layout.of(codec, width, height, bits)
         self.sound = sound
         clip = _library.ClipRecord(
             width=width, height=height, display_width=display[0], display_height=display[1], codec=fourcc_number(codec),
             bit_count=bits, frame_rate=rate_number(fps), scan_mode=choice(SCAN_MODES, scan_mode, "scan_mode"),
-            aspect_mode=choice(ASPECT_MODES, aspect, "aspect"))
-        if sound is not None:
-            clip.audio_channels, clip.audio_samples_per_sec = sound.channels, sound.rate
-            clip.audio_bits_per_sample = sound.bits
+            aspect_mode=choice(ASPECT_MODES, aspect, "aspect"), audio_channels=sound.channels if sound else 0,
+            audio_samples_per_sec=sound.rate if sound else 0, audio_bits_per_sample=sound.bits if sound else 0)
         handle = c_void_p()
         self._check(lib.kr_writer_create(byref(handle)))
         self._handle = handle.value
+        # Completes the file, at the latest when Python ends.
+        self._free = weakref.finalize(self, lib.kr_writer_free, handle.value)
         try:
             self._check(lib.kr_writer_set_options(handle, byref(record_of(options or Options()))))
             self._check(lib.kr_writer_open(handle, name, byref(clip)))
         except Exception:
             self._free()
             raise
-
-    def __del__(self) -> None:
-        self._free()
 
     def __enter__(self) -> Self:
         return self
@@ -122,11 +124,6 @@ class Writer:
         except Exception:
             if error is None:  # else the first error counts
                 raise
-
-    def _free(self) -> None:
-        handle, self._handle = self._handle, None
-        if handle is not None:
-            lib.kr_writer_free(handle)
 
     def _check(self, result: int) -> None:
         if result < 0:
@@ -152,6 +149,8 @@ class Writer:
         view = memoryview(data)
         if not view.c_contiguous:
             raise ValueError("the bytes must be contiguous")
+        if view.nbytes > MOST_BYTES:
+            raise ValueError(f"{view.nbytes} bytes; a chunk has at most {MOST_BYTES}")
         if isinstance(data, bytes):
             self._check(function(self._handle, data, len(data)))
         elif view.readonly:
@@ -162,9 +161,10 @@ class Writer:
 
     def status(self) -> Status:
         """What the recording has done; kept after the close. Never waits."""
-        if self._handle is not None:
-            self._status = self._current_status()
-        return self._status
+        try:
+            return self._current_status()
+        except errors.ClosedError:
+            return self._status
 
     def _current_status(self) -> Status:
         record = _library.StatusRecord()
@@ -178,13 +178,15 @@ class Writer:
 
         Raises OSError when a write has failed, `kravi.IncompleteError` when the file lacks something that was submitted.
         """
-        if self._handle is None:
-            return
-        try:
-            self._check(lib.kr_writer_close(self._handle))
-        finally:
-            self._status = self._current_status()
-            self._free()
+        with self._closing:
+            if self._handle is None:
+                return
+            try:
+                self._check(lib.kr_writer_close(self._handle))
+            finally:
+                self._status = self._current_status()
+                self._handle = None
+                self._free()
 
 
 def record_of(options: Options) -> _library.OptionsRecord:

@@ -1,5 +1,6 @@
 """Writing, and following what is being written."""
 
+import concurrent.futures
 import os
 import threading
 import time
@@ -61,6 +62,31 @@ class Writing(unittest.TestCase):
                 w.write_sound(b"1234")
             self.assertRaises(ValueError, w.write, b"")
         self.assertRaises(kravi.ClosedError, w.write, b"1234")
+
+    def test_numbers_that_do_not_fit(self):
+        for words, options in (("width 4294967360", {"width": 2**32 + 64}), ("queue_limit -1", {"options": kravi.Options(-1)}),
+                               ("audio_channels -2", {"sound": kravi.Sound(channels=-2)})):
+            with self.assertRaisesRegex(ValueError, words):
+                kravi.Writer("new.avi", **{"width": 64, "height": 48, **options})
+
+    def test_bits_that_codecs_have(self):
+        found = {}
+        for codec in ("", "MJPG", "YUY2", "I420", "YV16", "NV12", "Y800", "v210"):
+            with kravi.Writer("new.avi", 64, 48, codec=codec) as w:
+                w.write(bytes(w.layout.size if w.layout else 100))
+            with kravi.open("new.avi") as f:
+                found[codec] = f.video.bits
+        self.assertEqual(found, {"": 24, "MJPG": 24, "YUY2": 16, "I420": 12, "YV16": 16, "NV12": 12, "Y800": 8, "v210": 20})
+
+    def test_close_on_several_threads(self):
+        for _ in range(20):
+            w = kravi.Writer("new.avi", 64, 48, codec="MJPG", options=kravi.Options(chunk_spacing_ms=1))
+            for picture in PICTURES[:3]:
+                w.write(picture)
+            with concurrent.futures.ThreadPoolExecutor(4) as pool:
+                results = [pool.submit(step) for step in (w.close, w.status, w.close, w.status)]
+                self.assertEqual([result.exception() for result in results], [None] * 4)
+            self.assertEqual((w.status().open, w.status().frames_written), (False, 3))
 
     def test_full_queue_refuses(self):
         options = kravi.Options(queue_limit=1000, queue_wait_ms=0)

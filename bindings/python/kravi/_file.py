@@ -35,7 +35,7 @@ class File:
         self._handle: int | None = None
         self.path, name = _library.encoded(path)
         self.growing = growing
-        self._lock = threading.Lock()  # one index load or refresh at a time: the library refuses a second one
+        self.loading = threading.RLock()  # one index load or refresh at a time: the library refuses a second one
         handle = c_void_p()
         self.check(lib.kr_reader_create(byref(handle)))
         self._handle = handle.value
@@ -129,7 +129,7 @@ class File:
     def load_index(self, stream: int, first: int) -> "ctypes.Array[ctypes.c_char]":
         """The entries of a stream's index from number `first` on: position, size, flags. They are the library's."""
         index, entries, count = c_void_p(), c_void_p(), c_uint64()
-        with self._lock:
+        with self.loading:
             self.check(lib.kr_reader_load_index(self._handle, stream, first, byref(index)))
         owner = _Index(index)
         self.check(lib.kr_index_entries(index, byref(entries), byref(count)))
@@ -141,7 +141,7 @@ class File:
 
     def refresh(self) -> bool:
         """Whether a growing file has more than before."""
-        with self._lock:
+        with self.loading:
             return self.check(lib.kr_reader_refresh(self._handle)) == _library.OK
 
     def growing_state(self) -> int:

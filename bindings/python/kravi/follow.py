@@ -25,6 +25,7 @@ class Recording(Reader):
 
     def __init__(self, path: "str | os.PathLike[str]") -> None:
         super().__init__(path, growing=True)
+        self._has_news = False  # that some stream has not taken in
         self.refresh()  # the state is found by a look that has nothing new
 
     @property
@@ -34,10 +35,12 @@ class Recording(Reader):
 
     def refresh(self) -> bool:
         """Takes in what was added to the file; whether there is anything new."""
-        news = self._file.refresh()
-        if news:
-            for stream in self.streams:
-                stream._refresh()
+        with self._file.loading:
+            self._has_news = news = self._file.refresh() or self._has_news
+            if news:
+                for stream in self.streams:
+                    stream._refresh()
+            self._has_news = False
         return news
 
     def frames(self, first: int = 0, poll: float = 0.1, patience: float = 2.0) -> Iterator[tuple[int, bytes]]:

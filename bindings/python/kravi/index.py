@@ -3,8 +3,9 @@
 import ctypes
 import itertools
 import struct
-from collections.abc import Callable, Sequence
-from typing import TYPE_CHECKING, Any, NamedTuple, overload
+from collections.abc import Callable, Iterable, Sequence
+from operator import index as _integer
+from typing import TYPE_CHECKING, Any, NamedTuple, SupportsIndex, overload
 
 from . import errors
 from ._arrays import numpy_module
@@ -15,6 +16,7 @@ if TYPE_CHECKING:
     import numpy.typing
 
     Entries = ctypes.Array[ctypes.c_char] | bytes | bytearray
+    Numbered = Iterable[tuple[int, tuple[int, int, int]]]
 
 ENTRY = struct.Struct("=QII")  # position, size, flags
 _unpack_from: Callable[["Entries", int], Any] = ENTRY.unpack_from
@@ -38,11 +40,12 @@ class ChunkIndex(Sequence[Chunk]):
         self._loaded = 0  # of the file's index
         #: Changes of the palette, which are no pictures: number of the next one, position and size of the change.
         self.palette_changes: list[tuple[int, int, int]] = []
+        self._lists: dict[str, tuple[int, list[int]]] = {}  # of how many entries each is, and the list
         self._entries: Entries = b""
         self._entries = self._load()
 
     def refresh(self) -> None:
-        """Adds what a growing file has gained."""
+        """Adds what a growing file has gained. One thread at a time; others may read meanwhile."""
         if not isinstance(self._entries, bytearray):
             self._entries = bytearray(self._entries)
         self._entries += self._load()
@@ -71,34 +74,61 @@ class ChunkIndex(Sequence[Chunk]):
     def __len__(self) -> int:
         return len(self._entries) // 16
 
-    def entry(self, number: int) -> tuple[int, int, int]:
+    def entry(self, number: SupportsIndex) -> tuple[int, int, int]:
         """Position, size and flags of a chunk; negative numbers count from the end."""
-        at = number * 16
+        at = _integer(number) * 16
+        entries = self._entries
         if at < 0:
-            at += len(self._entries)
-        if not 0 <= at < len(self._entries):
-            raise IndexError(f"{self._file.path}: stream {self._stream} has {len(self)} chunks, not {number}")
-        return _unpack_from(self._entries, at)  # type: ignore[no-any-return]
+            at += len(entries)
+        if not 0 <= at < len(entries):
+            raise self._no_chunk(number)
+        return _unpack_from(entries, at)  # type: ignore[no-any-return]
+
+    def number(self, number: SupportsIndex) -> int:
+        """The number of a chunk, counted from the start."""
+        try:
+            return range(len(self))[number]
+        except IndexError:
+            raise self._no_chunk(number) from None
+
+    def _no_chunk(self, number: SupportsIndex) -> IndexError:
+        return IndexError(f"{self._file.path}: stream {self._stream} has {len(self)} chunks, not {number}")
 
     @overload
-    def __getitem__(self, item: int) -> Chunk: ...
+    def __getitem__(self, item: SupportsIndex) -> Chunk: ...
 
     @overload
     def __getitem__(self, item: slice) -> list[Chunk]: ...
 
-    def __getitem__(self, item: int | slice) -> Chunk | list[Chunk]:
+    def __getitem__(self, item: SupportsIndex | slice) -> Chunk | list[Chunk]:
         if isinstance(item, slice):
             return [self[number] for number in range(len(self))[item]]
         position, size, flags = self.entry(item)
         return Chunk(position, size, bool(flags & KEY))
 
+    def _list(self, name: str, found_in: "Callable[[Numbered, list[int]], list[int]]") -> list[int]:
+        """A list that is made of the entries once, and continued with those that a growing file has gained."""
+        seen, found = self._lists.get(name, (0, []))
+        count = len(self)
+        if seen < count:
+            copy: Any = self._entries[16 * seen:16 * count]  # others may add to them meanwhile
+            entries: Any = ENTRY.iter_unpack(copy)
+            found = found + found_in(enumerate(entries, seen), found)
+            self._lists[name] = (count, found)
+        return found
+
     def keys(self) -> list[int]:
         """The numbers of the key frames."""
-        return [number for number, (_, _, flags) in enumerate(ENTRY.iter_unpack(self._entries)) if flags & KEY]
+        return self._list("keys", lambda entries, _: [number for number, (_, _, flags) in entries if flags & KEY])
+
+    def filled(self) -> list[int]:
+        """The numbers of the chunks that are not empty."""
+        return self._list("filled", lambda entries, _: [number for number, (_, size, _) in entries if size])
 
     def ends(self) -> list[int]:
         """Where each chunk ends when their bytes are put one after the other."""
-        return list(itertools.accumulate(size for _, size, _ in ENTRY.iter_unpack(self._entries)))
+        return self._list("ends", lambda entries, before: list(itertools.accumulate(
+            (size for _, (_, size, _) in entries), initial=before[-1] if before else 0))[1:])
 
     def array(self) -> "numpy.typing.NDArray[Any]":
         """All entries as a NumPy array with the fields ``position``, ``size`` and ``flags`` (1: key frame)."""

@@ -107,9 +107,14 @@ class Layout:
         return (self.width * bits + 7) // 8
 
     @property
+    def padded_row(self) -> int:
+        """Bytes of a row that ends at a multiple of four: a whole pair of pixels, too, of packed YUV."""
+        return (self.row_bytes + 3) // 4 * 4
+
+    @property
     def stride(self) -> int:
-        """Bytes from row to row: those of RGB begin at a multiple of four."""
-        return (self.row_bytes + 3) // 4 * 4 if self.codec in (RGB, BITFIELDS) else self.row_bytes
+        """Bytes from row to row."""
+        return self.padded_row if self.codec in PACKED or self.codec in (RGB, BITFIELDS) else self.row_bytes
 
     @property
     def plane_rows(self) -> int:
@@ -145,22 +150,30 @@ class Layout:
 
     def view(self, data: Any) -> "NDArray[Any]":
         """The picture of the bytes of a frame."""
-        flat = numpy_module().frombuffer(data, numpy_module().uint8)
         if self.plane_rows:
-            if flat.size < self.size:
-                raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
-            return flat[:self.size].reshape(-1, self.width)  # type: ignore[no-any-return]
-        stride = self.stride if flat.size >= self.size else self.row_bytes  # some writers leave the padding out
-        if flat.size < stride * self.height:
-            raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
-        rows = flat[:stride * self.height].reshape(self.height, stride)[:, :self.row_bytes]
+            return self._bytes(data, self.size).reshape(-1, self.width)
+        rows = self._rows(data)[:, :self.row_bytes]
         if self.codec == "v210":
-            return self._from_v210(rows)
+            return self._from_v210(rows)[:, :self.width]
         if self.bits < 8 and self.codec == RGB:
             rows = self._from_bits(rows)
         kind, row = self.element
         picture: NDArray[Any] = rows.view(kind).reshape(self.height, *row)
         return picture[::-1] if self.bottom_up else picture
+
+    def _bytes(self, data: Any, size: int) -> "NDArray[Any]":
+        """The first `size` bytes of a frame."""
+        flat = numpy_module().frombuffer(data, numpy_module().uint8)
+        if flat.size < size:
+            raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
+        return flat[:size]  # type: ignore[no-any-return]
+
+    def _rows(self, data: Any) -> "NDArray[Any]":
+        """The rows as stored. Some writers leave the padding out, or pad gray pictures."""
+        stride = self.padded_row if self.stride != self.row_bytes or GRAY.get(self.codec) == 8 else self.stride
+        if memoryview(data).nbytes < stride * self.height:
+            stride = self.row_bytes
+        return self._bytes(data, stride * self.height).reshape(self.height, stride)
 
     def _from_bits(self, rows: "NDArray[Any]") -> "NDArray[Any]":
         numpy = numpy_module()
@@ -170,32 +183,32 @@ class Layout:
         return pairs.reshape(self.height, -1)[:, :self.width]  # type: ignore[no-any-return]
 
     def _from_v210(self, rows: "NDArray[Any]") -> "NDArray[Any]":
+        """Chroma and luma of whole pairs of pixels."""
         words = rows.view("<u4")
         fields = numpy_module().stack((words & 1023, words >> 10 & 1023, words >> 20 & 1023), axis=2).astype("<u2")
-        return fields.reshape(self.height, -1)[:, :2 * self.width].reshape(  # type: ignore[no-any-return]
-            self.height, self.width, 2)
+        return fields.reshape(self.height, -1, 2)[:, :(self.width + 1) // 2 * 2]  # type: ignore[no-any-return]
 
     def planes(self, data: Any) -> "tuple[NDArray[Any], ...]":
         """Luma and chroma (Y, U, V) of a YUV picture as arrays of their own; of NV12 and NV21 Y and the pairs."""
         if self.codec in PACKED or self.codec == "v210":
-            picture = self.view(data)
-            order = PACKED.get(self.codec, "UYVY")
-            luma = order.index("Y")
-            first, second = picture[:, 0::2, 1 - luma], picture[:, 1::2, 1 - luma]
-            is_u_first = order.index("U") < order.index("V")
-            return (picture[:, :, luma], *((first, second) if is_u_first else (second, first)))
+            return self._planes_of_packed(self._rows(data))
         if self.codec not in PLANAR and self.codec not in SEMIPLANAR:
             raise errors.FormatError(f"{self.codec} has no planes")
-        flat = numpy_module().frombuffer(data, numpy_module().uint8)
-        if flat.size < self.size:
-            raise errors.FormatError(f"a picture of {flat.size} bytes; {self.size} are needed")
-        found, start = [], 0
+        flat, found, start = self._bytes(data, self.size), [], 0
         for rows, columns in self.plane_sizes():
             found.append(flat[start:start + rows * columns].reshape(rows, columns))
             start += rows * columns
         if self.codec in SEMIPLANAR:
             return found[0], found[1].reshape(found[1].shape[0], -1, 2)
         return (found[0], found[2], found[1]) if PLANAR[self.codec][2] else tuple(found)
+
+    def _planes_of_packed(self, rows: "NDArray[Any]") -> "tuple[NDArray[Any], ...]":
+        pixels = self._from_v210(rows) if self.codec == "v210" else rows.reshape(self.height, -1, 2)
+        order = PACKED.get(self.codec, "UYVY")
+        luma = order.index("Y")
+        first, second = pixels[:, 0::2, 1 - luma], pixels[:, 1::2, 1 - luma]
+        is_u_first = order.index("U") < order.index("V")
+        return (pixels[:, :self.width, luma], *((first, second) if is_u_first else (second, first)))
 
     def colours(self) -> "NDArray[numpy.uint8]":
         """The palette: red, green and blue of each entry."""
@@ -211,7 +224,7 @@ class Layout:
             return picture[:, :, 2::-1]
         usual = (0x7C00, 0x3E0, 0x1F) if self.bits <= 16 else (0xFF0000, 0xFF00, 0xFF)
         words = picture if self.bits <= 16 else numpy_module().ascontiguousarray(picture).view("<u4")[:, :, 0]
-        masks = self.masks if all(self.masks) else usual
+        masks = self.masks if all(0 < mask < 1 << self.bits for mask in self.masks) else usual
         return numpy_module().stack([_component(words, mask) for mask in masks], axis=2)  # type: ignore[no-any-return]
 
     def pack(self, picture: Any) -> "NDArray[numpy.uint8]":
@@ -219,7 +232,7 @@ class Layout:
         numpy = numpy_module()
         if self.bits < 8 and self.codec == RGB:
             raise errors.FormatError(f"pictures of {self.bits} bits a pixel must be bytes")
-        data = numpy.zeros(self.size, numpy.uint8)
+        data = numpy.full(self.size, 128 if self.codec in PACKED else 0, numpy.uint8)  # the last chroma of an odd row: none
         target = self.view(data)
         if picture.shape != target.shape or picture.dtype != target.dtype:
             raise ValueError(f"the array is {picture.dtype} {picture.shape}; the file needs {target.dtype} {target.shape}")
@@ -231,6 +244,7 @@ class Layout:
     def _to_v210(self, picture: "NDArray[Any]") -> "NDArray[numpy.uint8]":
         numpy = numpy_module()
         fields = numpy.zeros((self.height, self.row_bytes // 4 * 3), "<u4")
+        fields[:, 2 * self.width - 2:(self.width + 1) // 2 * 4] = 512  # the last chroma of an odd row: none
         fields[:, :2 * self.width] = picture.reshape(self.height, -1) & 1023
         thirds = fields.reshape(self.height, -1, 3)
         words = thirds[:, :, 0] | thirds[:, :, 1] << 10 | thirds[:, :, 2] << 20

@@ -4,7 +4,7 @@ import bisect
 from collections.abc import Iterator, Sequence
 from fractions import Fraction
 from functools import cached_property
-from typing import TYPE_CHECKING, Any, overload
+from typing import TYPE_CHECKING, Any, SupportsIndex, overload
 
 from . import errors
 from ._arrays import numpy_module
@@ -29,12 +29,12 @@ class Part(Sequence[bytes]):
         return len(self.numbers)
 
     @overload
-    def __getitem__(self, item: int) -> bytes: ...
+    def __getitem__(self, item: SupportsIndex) -> bytes: ...
 
     @overload
     def __getitem__(self, item: slice) -> "Part": ...
 
-    def __getitem__(self, item: int | slice) -> "bytes | Part":
+    def __getitem__(self, item: SupportsIndex | slice) -> "bytes | Part":
         if isinstance(item, slice):
             return Part(self._stream, self.numbers[item])
         return self._stream[self.numbers[item]]
@@ -66,12 +66,17 @@ class Stream(Sequence[bytes]):
     def chunks(self) -> ChunkIndex:
         """Where each chunk lies in the file. It is loaded when it is needed first."""
         if self._index is None:
-            try:
-                self._index = ChunkIndex(self._file, self.number, self._has_palette)
-            except errors.StreamError:
-                raise errors.StreamError(f"{self._file.path}: stream {self.number} has no index that can be read; "
-                                         "`kravi recover` makes a file with one") from None
+            with self._file.loading:
+                if self._index is None:
+                    self._index = self._load_index()
         return self._index
+
+    def _load_index(self) -> ChunkIndex:
+        try:
+            return ChunkIndex(self._file, self.number, self._has_palette)
+        except errors.StreamError:
+            raise errors.StreamError(f"{self._file.path}: stream {self.number} has no index that can be read; "
+                                     "`kravi recover` makes a file with one") from None
 
     def _refresh(self) -> None:
         if self._index is not None:
@@ -81,12 +86,12 @@ class Stream(Sequence[bytes]):
         return len(self.chunks)
 
     @overload
-    def __getitem__(self, item: int) -> bytes: ...
+    def __getitem__(self, item: SupportsIndex) -> bytes: ...
 
     @overload
     def __getitem__(self, item: slice) -> Sequence[bytes]: ...
 
-    def __getitem__(self, item: int | slice) -> bytes | Sequence[bytes]:
+    def __getitem__(self, item: SupportsIndex | slice) -> bytes | Sequence[bytes]:
         if isinstance(item, slice):
             return Part(self, range(len(self))[item])
         index = self._index
@@ -98,7 +103,7 @@ class Stream(Sequence[bytes]):
     def __iter__(self) -> Iterator[bytes]:
         return (self[number] for number in range(len(self)))
 
-    def read(self, number: int, out: Any) -> int:
+    def read(self, number: SupportsIndex, out: Any) -> int:
         """Reads the bytes of a chunk into a writable buffer, such as an array, without a copy; returns how many."""
         position, size, _ = self.chunks.entry(number)
         return self._file.read_into(position, size, out)
@@ -132,48 +137,55 @@ class VideoStream(Stream):
                                      "their bytes are for a decoder")
         return self.layout
 
-    def stored(self, number: int) -> int:
+    def stored(self, number: SupportsIndex) -> int:
         """The frame whose bytes are shown: an empty chunk repeats the one before."""
         index = self.chunks
-        found = number + len(index) if number < 0 else number
-        while index.entry(found)[1] == 0:
-            if found == 0:
-                raise errors.FormatError(f"{self._file.path}: frame {number} has no bytes, nor has one before it")
-            found -= 1
-        return found
+        found = index.number(number)
+        if index.entry(found)[1]:
+            return found
+        filled = index.filled()
+        place = bisect.bisect_right(filled, found)
+        if place == 0:
+            raise errors.FormatError(f"{self._file.path}: frame {number} has no bytes, nor has one before it")
+        return filled[place - 1]
 
-    def _stored_bytes(self, number: int, out: Any) -> Any:
+    def _stored_bytes(self, number: SupportsIndex, out: Any) -> Any:
         position, size, _ = self.chunks.entry(self.stored(number))
+        numpy = numpy_module()
         if out is None:
-            numpy = numpy_module()
             out = numpy.empty(size, numpy.uint8)
         self._file.read_into(position, size, out)
-        return memoryview(out).cast("B")[:size]
+        return numpy.frombuffer(out, numpy.uint8, size)
 
-    def frame(self, number: int, out: Any = None) -> "NDArray[Any]":
+    def frame(self, number: SupportsIndex, out: Any = None) -> "NDArray[Any]":
         """An uncompressed picture as a NumPy array: a view of `out`, or of new memory. Shapes: see `kravi.pictures`."""
         layout = self._need_layout()
         return layout.view(self._stored_bytes(number, out))
 
-    def planes(self, number: int, out: Any = None) -> "tuple[NDArray[Any], ...]":
+    def planes(self, number: SupportsIndex, out: Any = None) -> "tuple[NDArray[Any], ...]":
         """The planes Y, U and V of an uncompressed YUV picture."""
         layout = self._need_layout()
         return layout.planes(self._stored_bytes(number, out))
 
-    def rgb(self, number: int) -> "NDArray[numpy.uint8]":
+    def rgb(self, number: SupportsIndex) -> "NDArray[numpy.uint8]":
         """A picture with a palette or in RGB as an array (height, width, 3) of red, green and blue."""
         layout = self._need_layout()
         data = self._stored_bytes(number, None)
-        return self.palette_of(number)[layout.view(data)] if layout.palette else layout.rgb(data)  # type: ignore[no-any-return]
+        if not layout.palette:
+            return layout.rgb(data)
+        colours = numpy_module().zeros((256, 3), numpy_module().uint8)  # pixels may be beyond the palette
+        palette = self.palette_of(number)
+        colours[:len(palette)] = palette
+        return colours[layout.view(data)]  # type: ignore[no-any-return]
 
     @property
     def palette(self) -> "NDArray[numpy.uint8]":
         """The palette of the header as an array (entries, 3) of red, green and blue."""
         return self._need_layout().colours()
 
-    def palette_of(self, number: int) -> "NDArray[numpy.uint8]":
+    def palette_of(self, number: SupportsIndex) -> "NDArray[numpy.uint8]":
         """The palette of a picture: that of the header with the changes before the picture."""
-        number = range(len(self))[number]
+        number = self.chunks.number(number)
         found = self.palette.copy()
         for place, position, size in self.chunks.palette_changes:
             if place > number:
@@ -184,22 +196,19 @@ class VideoStream(Stream):
                 found[data[0] + entry] = tuple(data[4 + 4 * entry:7 + 4 * entry])
         return found
 
-    @cached_property
+    @property
     def keyframes(self) -> list[int]:
         """The numbers of the frames that can be decoded alone, according to the index."""
         return self.chunks.keys()
 
-    def key_before(self, number: int) -> int:
+    def key_before(self, number: SupportsIndex) -> int:
         """The last key frame at or before a frame: where a decoder has to start."""
-        number = range(len(self))[number]
-        place = bisect.bisect_right(self.keyframes, number)
+        number = self.chunks.number(number)
+        keys = self.keyframes
+        place = bisect.bisect_right(keys, number)
         if place == 0:
             raise errors.StreamError(f"{self._file.path}: no key frame at or before frame {number}")
-        return self.keyframes[place - 1]
-
-    def _refresh(self) -> None:
-        super()._refresh()
-        self.__dict__.pop("keyframes", None)
+        return keys[place - 1]
 
 
 class AudioStream(Stream):
@@ -223,26 +232,24 @@ class AudioStream(Stream):
         """Of a sample."""
         return self.sound.bits
 
-    @cached_property
-    def _ends(self) -> list[int]:
-        return self.chunks.ends()
-
     @property
     def sample_count(self) -> int:
         """Sample frames of PCM in all chunks."""
         self.sound.need_pcm()
-        return self._ends[-1] // self.sound.align if self._ends else 0
+        ends = self.chunks.ends()
+        return ends[-1] // self.sound.align if ends else 0
 
     def data(self, first: int = 0, last: int | None = None) -> bytearray:
         """The bytes of the sample frames `first` to `last`, without the last; of PCM only."""
         first, last, _ = slice(first, last).indices(self.sample_count)
         start, end = first * self.sound.align, max(first, last) * self.sound.align
         found = bytearray(end - start)
-        number = bisect.bisect_right(self._ends, start)
+        ends = self.chunks.ends()
+        number = bisect.bisect_right(ends, start)
         done = start
         while done < end:
             position, size, _ = self.chunks.entry(number)
-            skipped = done - (self._ends[number] - size)
+            skipped = done - (ends[number] - size)
             count = min(size - skipped, end - done)
             done += self._file.read_into(position + skipped, count, found, done - start)
             number += 1
@@ -252,12 +259,8 @@ class AudioStream(Stream):
         """The sample frames `first` to `last`, without the last, as an array (sample frames, channels)."""
         return self.sound.view(self.data(first, last))
 
-    def _refresh(self) -> None:
-        super()._refresh()
-        self.__dict__.pop("_ends", None)
 
-
-def fourcc(number: int) -> str:
+def fourcc(number: SupportsIndex) -> str:
     """A FourCC as text; empty for 0."""
     return int(number).to_bytes(4, "little").decode("latin-1") if number else ""
 

@@ -83,6 +83,15 @@ class Pictures(unittest.TestCase):
                 self.assertEqual(v.palette[1].tolist(), [10, 20, 30])
         self.check(self.clip(rows[8], 5, 2, 8, more=palette), wanted)
 
+    def test_pixels_beyond_the_palette_are_black(self):
+        v = self.clip(b"\0\1\2\xff", 4, 1, 8, more=bytes((3, 2, 1, 0)) + bytes((30, 20, 10, 0)))
+        self.assertEqual(v.rgb(1).tolist(), [[[1, 2, 3], [10, 20, 30], [0, 0, 0], [0, 0, 0]]])
+
+    def test_masks_that_do_not_fit(self):
+        masks = np.array([0xF8000000, 0x07E0, 0x001F], "<u4").tobytes()
+        v = self.clip(b"\xff\x7f\0\x7c", 2, 1, 16, b"\3\0\0\0", masks)
+        self.assertEqual(v.rgb(1).tolist(), [[[255, 255, 255], [255, 0, 0]]])
+
     def test_palette_that_changes(self):
         """Changes are chunks of the stream, but no pictures."""
         change = bytes((1, 1, 0, 0)) + bytes((7, 8, 9, 0))  # entry 1
@@ -111,6 +120,36 @@ class Pictures(unittest.TestCase):
                 planes = [plane.tolist() for plane in video.planes(1)]
                 self.assertEqual(planes, [[list(range(luma, 8, 2)), list(range(8 + luma, 16, 2))],
                                           [[u, u + 4], [u + 8, u + 12]], [[v, v + 4], [v + 8, v + 12]]])
+
+    def test_packed_yuv_of_odd_width(self):
+        """Rows have whole pairs of pixels; the array is as wide as the picture."""
+        rows = [bytes((10, 1, 11, 2, 20, 3, 128, 4)), bytes((30, 5, 31, 6, 40, 7, 128, 4))]  # U Y V Y of three pixels
+        video = self.clip(b"".join(rows), 3, 2, 16, b"UYVY")
+        wanted = [[[10, 1], [11, 2], [20, 3]], [[30, 5], [31, 6], [40, 7]]]
+        self.assertEqual(video.frame(1).tolist(), wanted)
+        self.assertEqual([plane.tolist() for plane in video.planes(1)],
+                         [[[1, 2, 3], [5, 6, 7]], [[10, 20], [30, 40]], [[11, 128], [31, 128]]])
+        self.assertEqual(video.layout.pack(video.frame(1)).tolist()[:7], [10, 1, 11, 2, 20, 3, 128])
+        tight = self.clip(b"".join(row[:6] for row in rows), 3, 2, 16, b"UYVY")  # without the last pair's second half
+        self.assertEqual(tight.frame(1).tolist(), wanted)
+        words = np.array([10 | 1 << 10 | 11 << 20, 2 | 20 << 10 | 3 << 20, 21 | 9 << 10] + [0] * 29, "<u4")
+        video = self.clip(words.tobytes(), 3, 1, 20, b"v210")
+        self.assertEqual(video.frame(1).tolist(), wanted[:1])
+        self.assertEqual([plane.tolist() for plane in video.planes(1)], [[[1, 2, 3]], [[10, 20]], [[11, 21]]])
+        self.assertEqual(video.layout.pack(video.frame(1)).view("<u4")[2] & 1023, 512)
+
+    def test_gray_with_padded_rows(self):
+        rows = np.arange(24, dtype=np.uint8).reshape(3, 8)
+        np.testing.assert_array_equal(self.clip(rows.tobytes(), 5, 3, 8, b"Y800").frame(1), rows[:, :5])
+
+    def test_arrays_of_other_types_as_memory(self):
+        wanted = colours(2, 4, 3)
+        v = self.clip(wanted[::-1].tobytes(), 4, 2, 24)
+        for memory in (np.zeros((3, 4), ">u2"), np.zeros(12, [("a", "<u2")]), np.zeros((2, 4, 3), np.uint8), bytearray(24)):
+            np.testing.assert_array_equal(v.frame(1, memory), wanted)
+            self.assertEqual(bytes(memory), v[1])
+        for memory in (np.zeros((4, 6), np.uint8, "F"), np.zeros((4, 12), np.uint8)[:, ::2], np.broadcast_to(memory, (24,))):
+            self.assertRaisesRegex(ValueError, "writable and contiguous", v.frame, 1, memory)
 
     def test_planar_yuv(self):
         data = bytes(range(24 + 12))

@@ -36,6 +36,17 @@ class Reading(unittest.TestCase):
             with self.assertRaisesRegex(IndexError, f"clip.avi: stream 0 has 50 chunks, not {number}"):
                 self.file.video[number]
 
+    def test_numbers_of_other_types(self):
+        """Whatever is an integer to Python, such as NumPy's, whose own arithmetic may overflow."""
+        class Number:
+            def __index__(self):
+                return 13
+
+        v = self.file.video
+        self.assertEqual(v[Number()], self.frames.chunks[13])
+        self.assertEqual((v[0:20][Number()], v.chunks[Number()].size, v.stored(Number())), (v[13], len(v[13]), 13))
+        self.assertRaises(TypeError, lambda: v[1.0])
+
     def test_slices_are_lazy(self):
         part = self.file.video[10:40:3]
         self.assertEqual((len(part), part[1], list(part[2:4])),
@@ -59,6 +70,22 @@ class Reading(unittest.TestCase):
         self.assertEqual(v.keyframes, [0, 10, 20, 30, 40])
         self.assertEqual([v.key_before(number) for number in (0, 9, 10, -1)], [0, 0, 10, 40])
         self.assertEqual([v.stored(number) for number in (6, 7, 8)], [6, 6, 8])
+
+    def test_numbers_before_the_first(self):
+        v = self.file.video
+        for step in (v.stored, v.key_before, v.chunks.number, v.chunks.entry):
+            self.assertEqual(step(-FRAMES), step(0))
+            for number in (-FRAMES - 1, FRAMES):
+                with self.assertRaisesRegex(IndexError, f"clip.avi: stream 0 has 50 chunks, not {number}"):
+                    step(number)
+
+    def test_nothing_to_repeat(self):
+        video = avi.video([b"", b"", b"frame", b""] * 5)
+        write("empty.avi", avi.simple_avi([video]))
+        with kravi.open("empty.avi") as f:
+            self.assertEqual([f.video.stored(number) for number in (2, 3, 5, 6, -1)], [2, 2, 2, 6, 18])
+            with self.assertRaisesRegex(kravi.FormatError, "frame 1 has no bytes, nor has one before it"):
+                f.video.stored(1)
 
     def test_no_key_frame_before(self):
         write("late.avi", clip_bytes(keys=[5])[0])

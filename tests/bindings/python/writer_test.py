@@ -142,6 +142,30 @@ class Following(unittest.TestCase):
         thread.join()
         self.assertEqual(found, list(enumerate(PICTURES)))
 
+    def test_several_threads_refresh(self):
+        """Each chunk is found once, whoever takes it in, and lists of the index are complete."""
+        w = kravi.Writer("new.avi", 64, 48, codec="MJPG", sound=kravi.Sound(48000, 1, 8))
+        w.write(b"first")
+        w.write_sound(bytes(1920))
+
+        def take():
+            end = time.monotonic() + 30
+            while f.state is kravi.State.RECORDING and time.monotonic() < end:
+                f.refresh()
+                self.assertLessEqual(len(f.video.keyframes), len(f.video))
+                self.assertLessEqual(len(f.audio.data()), len(f.audio) * 1920)
+
+        with kravi.follow("new.avi") as f, concurrent.futures.ThreadPoolExecutor(3) as pool:
+            results = [pool.submit(take) for _ in range(3)]
+            for picture in PICTURES * 10:
+                w.write(picture)
+                w.write_sound(bytes(1920))
+            w.close()
+            self.assertEqual([result.exception() for result in results], [None] * 3)
+            f.refresh()
+            self.assertEqual(list(f.video), [b"first", *PICTURES * 10])
+            self.assertEqual((f.video.keyframes, f.audio.sample_count), (list(range(301)), 301 * 1920))
+
     def test_complete_file(self):
         with kravi.Writer("new.avi", 64, 48, codec="MJPG") as w:
             w.write(PICTURES[0])

@@ -5,12 +5,35 @@ import ctypes
 import errno
 import os
 import re
+import subprocess
 import sys
+import threading
 import unittest
 import unittest.mock
 from fractions import Fraction
 
 from support import FRAMES, SOURCES, avi, clip_bytes, folder, kravi, raw_clip, write
+
+
+LEFT_OPEN = """
+import sys, threading
+sys.dont_write_bytecode = True
+sys.path.insert(0, sys.argv[1])
+import kravi
+f, followed, w = kravi.open("clip.avi"), kravi.follow("clip.avi"), kravi.Writer("new.avi", 64, 48, codec="MJPG")
+entries, frames = memoryview(f.video.chunks._entries), followed.frames()
+next(frames)
+w.write(b"picture")
+sys.cycle = [f, w]
+sys.cycle.append(sys.cycle)
+
+def read_all():
+    while True:
+        f.video[3]
+
+threading.Thread(target=read_all, daemon=True).start()
+print("end")
+"""
 
 
 class Reading(unittest.TestCase):
@@ -116,6 +139,54 @@ class Reading(unittest.TestCase):
 
         with concurrent.futures.ThreadPoolExecutor(8) as pool:
             self.assertTrue(all(pool.map(take, range(64))))
+
+    def test_reads_of_the_library(self):
+        """Where the system has no positioned read, or the path names another file by now."""
+        with unittest.mock.patch("kravi._file._pread", None), kravi.open("clip.avi") as f:
+            self.assertEqual(list(f.video), self.frames.chunks)
+        other = write("other.avi", clip_bytes()[0][::-1])
+        real = kravi._file._descriptor_of
+        with unittest.mock.patch("kravi._file._descriptor_of", lambda path: real(other)), kravi.open("clip.avi") as f:
+            self.assertEqual(list(f.video), self.frames.chunks)
+
+    def test_file_that_was_cut(self):
+        chunk = self.file.video.chunks[20]
+        os.truncate("clip.avi", chunk.position + 100)
+        words = f"clip.avi: truncated: 100 of {chunk.size} bytes at position {chunk.position}"
+        for step in (lambda: self.file.video[20], lambda: self.file.video.read(20, bytearray(1000))):
+            self.assertRaisesRegex(kravi.FormatError, words, step)
+
+    def test_close_beside_reads(self):
+        """A read gives the bytes of its own file, also when the number of its descriptor is another file's by now."""
+        write("other.avi", b"\xee" * 30_000)
+        wrong = []
+
+        def read_all(f):
+            try:
+                while True:
+                    if [f.video[number] for number in range(30, 40)] != self.frames.chunks[30:40]:
+                        wrong.append(f)
+            except kravi.ClosedError:
+                pass
+
+        for _ in range(30):
+            f = kravi.open("clip.avi")
+            threads = [threading.Thread(target=read_all, args=(f,)) for _ in range(3)]
+            for thread in threads:
+                thread.start()
+            f.close()
+            with open("other.avi", "rb"), open("other.avi", "rb"), open("other.avi", "rb"):
+                for thread in threads:
+                    thread.join()
+        self.assertEqual(wrong, [])
+
+    def test_end_of_the_process(self):
+        """Open files of all kinds, and a thread that still reads: nothing is reported."""
+        done = subprocess.run([sys.executable, "-X", "dev", "-c", LEFT_OPEN, os.path.dirname(kravi.__path__[0])],
+                              capture_output=True, check=False, timeout=60)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"end\n", b""))
+        with kravi.open("new.avi") as f:
+            self.assertEqual(list(f.video), [b"picture"])
 
     def test_close_ends_everything(self):
         self.file.close()

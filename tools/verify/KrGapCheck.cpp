@@ -1,4 +1,4 @@
-#include "tools/verify/KrGapCheck.h"
+#include "tools/verify/KrGapReport.h"
 
 #include "tools/verify/KrVerify.h"
 

@@ -4,7 +4,7 @@
 #include "tools/avi/KrInputFile.h"
 #include "tools/avi/KrScanRules.h"
 #include "tools/command/KrText.h"
-#include "tools/verify/KrGapCheck.h"
+#include "tools/verify/KrGapReport.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // Bytes in no chunk, and what they are reported as.
-#ifndef KR_TOOLS_VERIFY_KRGAPCHECK_H
-#define KR_TOOLS_VERIFY_KRGAPCHECK_H
+#ifndef KR_TOOLS_VERIFY_KRGAPREPORT_H
+#define KR_TOOLS_VERIFY_KRGAPREPORT_H
 
 #include "tools/verify/KrVerifyModel.h"
 #include "tools/verify/KrVerifyResults.h"

@@ -62,7 +62,7 @@ bool CKrGrowth::Start(uint64_t fileSize)
 
 EKrNews CKrGrowth::Refresh()
 {
-    EKrNews news = Look();
+    const EKrNews news = Look();
     if (news == EKrNews::Failed)
         return news;
     if (news == EKrNews::More)
@@ -73,21 +73,14 @@ EKrNews CKrGrowth::Refresh()
     }
     if (!m_isKept)
     {
-        if (!m_file.ShareWithReadersOnly())
-        {
-            m_state = EKrGrowingState::BeingWritten;
-            return EKrNews::None;
-        }
-        m_isKept = true;
+        m_isKept = m_file.ShareWithReadersOnly();
         // What was written since the look before, up to the end of the recording.
-        news = Look();
-        if (news == EKrNews::Failed)
-            return news;
-        m_state = EKrGrowingState::BeingWritten;
+        if (m_isKept && Look() == EKrNews::Failed)
+            return EKrNews::Failed;
     }
-    if (m_state == EKrGrowingState::BeingWritten && !FindEndState())
+    if (m_isKept && m_state == EKrGrowingState::BeingWritten && !FindEndState())
         return EKrNews::Failed;
-    return news;
+    return m_isTold ? EKrNews::None : EKrNews::More;
 }
 
 // One look at the file. The length is asked for after everything that names bytes in it was read.
@@ -118,6 +111,7 @@ EKrNews CKrGrowth::Look()
     for (auto& [stream, growing] : m_growing)
         indexesGrew = growing.TakeInto(m_indexes.Directory(stream), look.size) || indexesGrew;
     const bool isNew = headerChanged || segmentsChanged || indexesGrew || look.size != m_now.size;
+    m_isTold = m_isTold && !isNew;
     std::swap(m_now, look);
     m_spare.swap(look.header);
     return isNew ? EKrNews::More : EKrNews::None;

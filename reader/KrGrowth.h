@@ -43,7 +43,9 @@ public:
     [[nodiscard]] bool Start(uint64_t fileSize);
 
     // The writer's share mode is asked for when there is nothing new, and kept once nobody writes any more.
+    // What is new stays new until Told is called, also over a refresh that fails.
     [[nodiscard]] EKrNews Refresh();
+    void Told() { m_isTold = true; }
 
     [[nodiscard]] uint64_t Size() const { return m_now.size; }
     [[nodiscard]] uint32_t TotalFrames() const { return m_now.totalFrames; }
@@ -89,6 +91,7 @@ private:
     std::map<uint32_t, CKrGrowingIndex> m_growing; // by stream
     uint32_t m_nextHead = 0;                       // stream whose turn it is, where there are many
     bool m_isKept = false;                         // nobody writes, and nobody can
+    bool m_isTold = false;                         // everything up to the last look
     EKrGrowingState m_state = EKrGrowingState::BeingWritten;
 };
 

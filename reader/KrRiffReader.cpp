@@ -321,7 +321,9 @@ int CKrRiffReader::Refresh()
         return 0; // nobody writes what is open in the usual way
     try
     {
-        const EKrNews news = m_growth->Refresh();
+        EKrNews news = m_growth->Refresh();
+        if (news == EKrNews::More && !ParseOldIndexThatCame())
+            news = EKrNews::Failed;
         if (news == EKrNews::More)
             TakeGrowth();
         m_growingState = static_cast<uint32_t>(m_growth->State());
@@ -344,15 +346,11 @@ void CKrRiffReader::TakeGrowth()
     m_cursor.Resize(m_growth->Size());
     m_tree.UseSegments(m_growth->Segments());
     m_streams.Update(m_growth->Size(), m_growth->Streams(), m_growth->Segments());
-    if (!m_parsedOldIndex && m_growth->Segments().front().idx1.offset != 0)
-    {
-        m_parsedOldIndex = true;
-        static_cast<void>(ParseFile()); // now the two older loads find it as well
-    }
     if (m_state.videoStreamNumber != kNotLocated)
         m_state.totalFrames = std::max(m_state.totalFrames, m_growth->TotalFrames());
     TakeChunkIds();
     PublishFacts();
+    m_growth->Told();
 }
 
 // The ids that an open would have found, had there been chunks. Where they stay unknown they are looked for

@@ -88,9 +88,9 @@ private:
     };
 
     [[nodiscard]] bool ParseFile();
+    [[nodiscard]] bool ParseOldIndexThatCame();
     void TakeGrowth();
     void TakeChunkIds();
-    void ApplyPixelAspectAndScanMode();
     void Attach(std::unique_ptr<IKrFile> file, uint64_t size);
     void Detach();
     [[nodiscard]] std::shared_ptr<IKrFile> OpenedFile();

@@ -4,18 +4,70 @@
 #include "format/KrFrameTables.h"
 #include "reader/KrHeaderParser.h"
 #include "reader/KrIndexLoader.h"
+#include "reader/KrNoticingFile.h"
 #include "reader/KrPrivateChunkScan.h"
 #include "reader/KrVideoFormat.h"
+
+namespace
+{
+// The private information chunks override what the headers suggest.
+void ApplyPixelAspectAndScanMode(CKrFileCursor& cursor, IKrFile& file, SKrStreamState& state)
+{
+    SKrAviVideoParams& format = state.videoFormat;
+    if (format.displayWidth == 0 || format.frameRate == kNoFrameRate)
+        return;
+    CKrPrivateChunkScan chunks(cursor, file);
+    state.declarations.stream = state.videoStreamNumber;
+    EKrScanMode scanMode = EKrScanMode::Unknown;
+    if (KrPrivateValues::ScanMode(chunks, KrPrivateValues::kAnyFlavour, scanMode))
+    {
+        format.scanMode = static_cast<int32_t>(scanMode);
+        state.declarations.flags |= kDeclaresScanMode;
+    }
+    SKrPixelAspect aspect;
+    if (KrPrivateValues::PixelAspect(chunks, KrPrivateValues::kAnyFlavour, aspect))
+    {
+        ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
+        state.declarations.flags |= kDeclaresPixelAspect;
+    }
+}
+
+// Parses all headers into a state that is new.
+bool Parse(CKrFileCursor& cursor, IKrFile& file, bool isGrowing, SKrStreamState& state)
+{
+    const CKrFileCursor::CZeroMemory zeros(cursor);
+    const bool parsed = CKrHeaderParser(cursor, state, isGrowing).ParseFile();
+    ApplyPixelAspectAndScanMode(cursor, file, state);
+    return parsed;
+}
+} // namespace
 
 bool CKrRiffReader::ParseFile()
 {
     m_state = SKrStreamState();
-    const CKrFileCursor::CZeroMemory zeros(m_cursor);
-    const bool parsed = CKrHeaderParser(m_cursor, m_state, m_growth != nullptr).ParseFile();
+    const bool parsed = Parse(m_cursor, *m_file, m_growth != nullptr, m_state);
     m_firstChunkPosition = m_state.firstChunkPosition;
-    ApplyPixelAspectAndScanMode();
     PublishFacts();
     return parsed;
+}
+
+// The two older loads find an 'idx1' by the parse: one that a growing file got is looked for by another one.
+// False when the file cannot be read; then all stays as it was.
+bool CKrRiffReader::ParseOldIndexThatCame()
+{
+    if (m_parsedOldIndex || m_growth->Segments().front().idx1.offset == 0)
+        return true;
+    CKrNoticingFile file(*m_file);
+    CKrFileCursor cursor;
+    cursor.Attach(file, m_growth->Size());
+    SKrStreamState state;
+    static_cast<void>(Parse(cursor, file, true, state));
+    if (file.Failed())
+        return false;
+    m_state = state;
+    m_firstChunkPosition = state.firstChunkPosition;
+    m_parsedOldIndex = true;
+    return true;
 }
 
 // Lets the stream queries see the state. Under m_lock.
@@ -38,28 +90,6 @@ SKrStreamFacts CKrRiffReader::Facts()
 {
     const std::lock_guard guard(m_sharedLock);
     return m_facts;
-}
-
-// The private information chunks override what the headers suggest.
-void CKrRiffReader::ApplyPixelAspectAndScanMode()
-{
-    SKrAviVideoParams& format = m_state.videoFormat;
-    if (format.displayWidth == 0 || format.frameRate == kNoFrameRate)
-        return;
-    CKrPrivateChunkScan chunks(m_cursor, *m_file);
-    m_state.declarations.stream = m_state.videoStreamNumber;
-    EKrScanMode scanMode = EKrScanMode::Unknown;
-    if (KrPrivateValues::ScanMode(chunks, KrPrivateValues::kAnyFlavour, scanMode))
-    {
-        format.scanMode = static_cast<int32_t>(scanMode);
-        m_state.declarations.flags |= kDeclaresScanMode;
-    }
-    SKrPixelAspect aspect;
-    if (KrPrivateValues::PixelAspect(chunks, KrPrivateValues::kAnyFlavour, aspect))
-    {
-        ApplyPixelAspect(format, static_cast<int>(aspect.horizontal), static_cast<int>(aspect.vertical));
-        m_state.declarations.flags |= kDeclaresPixelAspect;
-    }
 }
 
 uint32_t CKrRiffReader::GetVideoStreamInfo(SKrAviVideoParams* format, uint32_t* compression,

@@ -1,4 +1,5 @@
 // Slots 24 and 25: following a recording.
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/reader/GrowingSupport.h"
 
 #include <algorithm>
@@ -267,6 +268,54 @@ TEST_F(Growing, EveryFailedCall_ChangesNothing_AndTheNextRefreshMendsIt)
         }
         EXPECT_GE(struck, kind == EKrFileCall::Read ? 4u : 1u);
     }
+}
+
+// A recording that ends gets its 'idx1', for which the headers are parsed again.
+TEST_F(Growing, EveryFailedReadAfterTheEnd_LosesNothing)
+{
+    uint64_t struck = 0;
+    for (bool hit = true; hit; ++struck)
+    {
+        StartRecording();
+        Record(30);
+        Follow();
+        m_recorder.writer->CloseFile();
+        m_faults.Reset();
+        m_faults.FailCall(EKrFileCall::Read, struck + 1, EKrFaultSpan::FromThenOn);
+        const int first = m_reader.Refresh();
+        hit = m_faults.FaultStruck();
+        m_faults.Reset();
+        EXPECT_EQ(first, hit ? -1 : 1);
+        ExpectTheEndIsToldOnce(first);
+        ExpectFinished(m_reader, 30);
+        m_reader.Close();
+        m_frames = 0;
+    }
+    EXPECT_GE(struck, 8u);
+}
+
+TEST_F(Growing, EveryFailedAllocationAfterTheEnd_LosesNothing)
+{
+    unsigned struck = 0;
+    for (bool hit = true; hit; ++struck)
+    {
+        StartRecording();
+        Record(30);
+        Follow();
+        m_recorder.writer->CloseFile();
+        int first = 0;
+        {
+            const CFailingAllocation failing(struck + 1);
+            first = m_reader.Refresh();
+            hit = failing.Struck();
+        }
+        EXPECT_EQ(first, hit ? -1 : 1);
+        ExpectTheEndIsToldOnce(first);
+        ExpectFinished(m_reader, 30);
+        m_reader.Close();
+        m_frames = 0;
+    }
+    EXPECT_GE(struck, 8u);
 }
 
 TEST_F(Growing, EveryFailedCallOfTheOpening_RefusesTheFile)

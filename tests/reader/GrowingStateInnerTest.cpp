@@ -1,13 +1,10 @@
 // Slots 24 to 26: how recordings end, those of other programs, and files that say anything.
 #include "tests/reader/GrowingSupport.h"
+#include "tests/reader/KrHookedFiles.h"
 #include "tests/support/KrByteWriter.h"
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <utility>
 
 using namespace KrTest;
 
@@ -16,66 +13,6 @@ namespace
 using GrowingState = GrowingTest;
 
 constexpr wchar_t kOther[] = L"other.avi";
-
-// Followed files that call somebody before they ask for the share mode.
-class CKrHookedFiles final : public IKrFileSystem
-{
-public:
-    explicit CKrHookedFiles(IKrFileSystem& inner) : m_inner(inner) {}
-    virtual ~CKrHookedFiles() = default;
-
-    std::function<void()> beforeShare;
-
-    std::unique_ptr<IKrFile> OpenForReading(const wchar_t*) override { return nullptr; }
-    std::unique_ptr<IKrFile> OpenForFollowing(const wchar_t* path) override
-    {
-        return std::make_unique<CFile>(*this, m_inner.OpenForFollowing(path));
-    }
-    std::unique_ptr<IKrWritableFile> CreateForWriting(const wchar_t*) override { return nullptr; }
-    bool Exists(const wchar_t*) override { return false; }
-    bool Delete(const wchar_t*) override { return false; }
-    uint32_t BytesPerSector(const wchar_t*) override { return 0; }
-
-private:
-    class CFile final : public IKrFile
-    {
-    public:
-        CFile(CKrHookedFiles& owner, std::unique_ptr<IKrFile> inner)
-            : m_owner(owner), m_inner(std::move(inner))
-        {
-        }
-
-        std::optional<uint64_t> Size() override { return m_inner->Size(); }
-        bool Seek(uint64_t position) override { return m_inner->Seek(position); }
-        SKrTransfer ReadAt(uint64_t position, void* buffer, size_t count) override
-        {
-            return m_inner->ReadAt(position, buffer, count);
-        }
-        bool ShareWithReadersOnly() override
-        {
-            m_owner.beforeShare();
-            return m_inner->ShareWithReadersOnly();
-        }
-
-    private:
-        CKrHookedFiles& m_owner;
-        std::unique_ptr<IKrFile> m_inner;
-    };
-
-    IKrFileSystem& m_inner;
-};
-
-// The headers that other programs write first: sizes that are not known yet, no index, some chunks.
-SKrBuiltAvi Unfinished(uint32_t size, EKrIndexKind index = EKrIndexKind::None)
-{
-    SKrSimpleAvi avi;
-    avi.index = index;
-    avi.streams = {VideoStream({100, 101, 102}), PcmStream({64, 64, 64})};
-    SKrBuiltAvi built = BuildSimpleAvi(avi);
-    built.content.PutU32(4, size);
-    built.content.PutU32(built.Find("movi").header + 4, size);
-    return built;
-}
 } // namespace
 
 TEST_F(GrowingState, RecordingThatIsClosed_IsComplete_AfterTheRefreshThatFindsNothingNew)
@@ -116,6 +53,37 @@ TEST_F(GrowingState, LastWrites_AreTakenInBeforeTheStateIsTold)
     EXPECT_EQ(reader.Refresh(), 1);
     EXPECT_EQ(reader.GetGrowingState(), 2u);
     EXPECT_EQ(LoadStreamOf(reader, 0).entries.size(), 30u);
+}
+
+// The look that finds them succeeds, what follows it does not.
+TEST_F(GrowingState, LastWrites_AreToldAfterAReadThatFailed)
+{
+    uint64_t struck = 0;
+    for (bool hit = true; hit; ++struck)
+    {
+        StartRecording();
+        Record(30);
+        CKrHookedFiles files(m_recorder.files);
+        files.beforeShare = [&]
+        {
+            m_recorder.writer->CloseFile();
+        };
+        CKrFaultyFileSystem faults(files);
+        CKrRiffReader reader(faults);
+        ASSERT_EQ(reader.OpenGrowing(kRecordedPath), 1);
+        faults.Reset();
+        faults.FailCall(EKrFileCall::Read, struck + 1);
+        int told = 0;
+        for (int round = 0; round < 5; ++round)
+            told += reader.Refresh() == 1 ? 1 : 0;
+        EXPECT_EQ(told, 1) << struck;
+        EXPECT_EQ(reader.GetGrowingState(), 2u);
+        hit = faults.FaultStruck();
+        faults.Reset();
+        ExpectFinished(reader, 30);
+        m_frames = 0;
+    }
+    EXPECT_GE(struck, 8u);
 }
 
 TEST_F(GrowingState, OthersMayWrite_BeforeTheReaderHasSeenTheEnd)

@@ -11,6 +11,18 @@
 
 namespace KrTest
 {
+// The headers that other programs write first: sizes that are not known yet, no index, some chunks.
+[[nodiscard]] inline SKrBuiltAvi Unfinished(uint32_t size, EKrIndexKind index = EKrIndexKind::None)
+{
+    SKrSimpleAvi avi;
+    avi.index = index;
+    avi.streams = {VideoStream({100, 101, 102}), PcmStream({64, 64, 64})};
+    SKrBuiltAvi built = BuildSimpleAvi(avi);
+    built.content.PutU32(4, size);
+    built.content.PutU32(built.Find("movi").header + 4, size);
+    return built;
+}
+
 class GrowingTest : public testing::Test
 {
 protected:
@@ -64,6 +76,33 @@ protected:
         if (chunkId != nullptr)
             *chunkId = id;
         return frames;
+    }
+
+    // Refreshes until nothing can be left to tell, after one with this result.
+    void ExpectTheEndIsToldOnce(int first)
+    {
+        int told = first == 1 ? 1 : 0;
+        for (int round = 0; round < 5; ++round)
+            told += m_reader.Refresh() == 1 ? 1 : 0;
+        EXPECT_EQ(told, 1);
+        EXPECT_EQ(m_reader.GetGrowingState(), 2u);
+    }
+
+    // All of a recording is there, also for the older operations.
+    void ExpectFinished(CKrRiffReader& reader, size_t frames)
+    {
+        EXPECT_EQ(reader.GetFileLength(), m_recorder.Content().Size());
+        EXPECT_EQ(LoadStreamOf(reader, 0).entries.size(), frames);
+        EXPECT_EQ(LoadStreamOf(reader, 1).entries.size(), frames);
+        CArray<SKrChunkIndexEntry> entries;
+        EXPECT_EQ(reader.LoadVideoIndex(entries), 1);
+        EXPECT_EQ(static_cast<size_t>(entries.GetSize()), frames);
+        SKrAviVideoParams format = {};
+        uint32_t compression, id;
+        uint16_t bits;
+        int valid = 0;
+        EXPECT_EQ(reader.GetVideoStreamInfo(&format, &compression, &bits, &valid, &id), frames);
+        EXPECT_EQ(valid, 1);
     }
 
     CKrRecorder m_recorder{EKrWorker::None};

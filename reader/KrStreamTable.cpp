@@ -53,12 +53,13 @@ CKrStreamTable::SState CKrStreamTable::State()
     return m_state;
 }
 
-// Leaves what was read for others, unless another file is open by now, or this one has grown.
+// Leaves what was read for others, unless another file is open by now, or more is known of this one: each
+// update brings segments of its own.
 template <class Part>
 void CKrStreamTable::Keep(const SState& state, std::shared_ptr<const Part> SState::*part)
 {
     const std::lock_guard guard(m_lock);
-    if (m_state.file == state.file && m_state.size == state.size)
+    if (m_state.file == state.file && m_state.segments == state.segments)
         m_state.*part = state.*part;
 }
 

@@ -133,6 +133,7 @@ set(KR_INNER_TEST_SOURCES
   reader/StreamDetectionInnerTest.cpp
   reader/StreamIndexLoadInnerTest.cpp
   reader/StreamOldIndexInnerTest.cpp
+  reader/StreamTableGrowthInnerTest.cpp
   reader/StreamTableInnerTest.cpp
   reader/StreamInfoInnerTest.cpp
   reader/VideoFormatInnerTest.cpp

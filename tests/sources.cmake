@@ -106,6 +106,7 @@ set(KR_INNER_TEST_SOURCES
   reader/FileCursorInnerTest.cpp
   reader/GrowingFileInnerTest.cpp
   reader/GrowingIndexInnerTest.cpp
+  reader/GrowingOthersInnerTest.cpp
   reader/GrowingStateInnerTest.cpp
   reader/HeaderCopyInnerTest.cpp
   reader/HeaderParseDamageInnerTest.cpp

@@ -95,9 +95,8 @@ void CKrRecordingStatus::BeginWrite()
 
 void CKrRecordingStatus::EndWrite(const SKrTransfer& transfer, bool whole)
 {
-    const int64_t now = m_clock.PerformanceCounter();
     const std::lock_guard guard(m_lock);
-    m_write.End(now);
+    m_write.End(m_clock.PerformanceCounter());
     m_status.bytesWritten += transfer.bytes;
     if (!whole)
         NoteError(kKrStateWriteFailed, transfer.osError);
@@ -110,9 +109,8 @@ void CKrRecordingStatus::BeginFlush()
 
 void CKrRecordingStatus::EndFlush(const SKrFlushOutcome& outcome)
 {
-    const int64_t now = m_clock.PerformanceCounter();
     const std::lock_guard guard(m_lock);
-    m_flush.End(now);
+    m_flush.End(m_clock.PerformanceCounter());
     if (!outcome.done)
         NoteError(kKrStateFlushFailed, outcome.osError);
 }
@@ -126,8 +124,8 @@ void CKrRecordingStatus::NoteError(uint32_t state, uint32_t osError)
 
 SKrRecordingStatus CKrRecordingStatus::Snapshot()
 {
-    const int64_t now = m_clock.PerformanceCounter();
     const std::lock_guard guard(m_lock);
+    const int64_t now = m_clock.PerformanceCounter();
     SKrRecordingStatus status = m_status;
     status.size = sizeof status;
     status.longestWriteUs = Microseconds(m_write.Longest(now));

@@ -49,7 +49,8 @@ public:
     void BeginFlush();
     void EndFlush(const SKrFlushOutcome& outcome);
 
-    // All of it at one moment, operations under way included. `size` is that of the record.
+    // All of it at one moment, operations under way included. `size` is that of the record. The time is taken
+    // under the lock, so that no later answer reports a shorter time.
     [[nodiscard]] SKrRecordingStatus Snapshot();
 
 private:

@@ -181,6 +181,53 @@ TEST(RecordingScheduled, FlushesBesideTheWriting_EndBeforeTheClose)
         });
 }
 
+// Whoever asks again is never told of a shorter time.
+TEST(RecordingScheduled, LongestWrite_NeverBecomesShorter)
+{
+    WithEverySeed(
+        [](CKrScheduler& scheduler)
+        {
+            class CTickingClock final : public IKrClock
+            {
+            public:
+                uint32_t TickCount() override { return 0; }
+                int64_t PerformanceCounter() override { return ++m_ticks; }
+                int64_t PerformanceFrequency() override { return 1'000'000; }
+                void Sleep(uint32_t) override {}
+
+            private:
+                KrAtomic<int64_t> m_ticks = 0;
+            } clock;
+            CKrRecordingStatus status(clock);
+            scheduler.Add(
+                [&]
+                {
+                    for (int number = 0; number < 3; ++number)
+                    {
+                        status.BeginWrite();
+                        scheduler.Yield();
+                        status.EndWrite({1, 0}, true);
+                        status.BeginFlush();
+                        status.EndFlush({true, 0});
+                    }
+                });
+            scheduler.Add(
+                [&]
+                {
+                    uint64_t write = 0, flush = 0;
+                    for (int number = 0; number < 6; ++number)
+                    {
+                        const SKrRecordingStatus now = status.Snapshot();
+                        EXPECT_GE(now.longestWriteUs, write);
+                        EXPECT_GE(now.longestFlushUs, flush);
+                        write = now.longestWriteUs;
+                        flush = now.longestFlushUs;
+                    }
+                });
+            ASSERT_EQ(scheduler.Run(), "");
+        });
+}
+
 // Frames whose sound never comes are written when they have waited, at the latest by the close.
 TEST(RecordingScheduled, FramesWithoutSound_AreWrittenAllTheSame)
 {

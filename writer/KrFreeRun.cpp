@@ -57,20 +57,21 @@ bool CKrFreeRun::MoveInStep()
     }
 }
 
-// The frame that has waited too long for its sound: with silence, or as it is. False when there is none.
+// The frame that has waited too long for its sound: with silence, or as it is. False when there is none, or
+// sound has come meanwhile.
 bool CKrFreeRun::TakeLate(SKrBatch& batch)
 {
     if (WaitMs() != 0)
         return false;
     if (m_rules.silence)
         return FillWithSilence();
-    m_status.SetState(kKrStateSoundIsLate, true);
+    if (!m_submissions.NoteLateSound(0))
+        return false;
     batch = m_taken.TakeFrameWithoutAudio();
     return true;
 }
 
-// What the frame waits for becomes ready audio, so that the frame is the next to be taken. False when its
-// sound may have come meanwhile.
+// What the frame waits for becomes ready audio, so that the frame is the next to be taken.
 bool CKrFreeRun::FillWithSilence()
 {
     const uint64_t missing = m_taken.MissingAudio(m_writer.FramesTaken());
@@ -78,9 +79,8 @@ bool CKrFreeRun::FillWithSilence()
     silence.emplace_back(
         CKrRef<IKrMediaSample>::Adopt(new CKrSilence(static_cast<size_t>(missing), m_bitsPerSample)),
         static_cast<uint32_t>(missing));
-    if (missing == 0 || !m_submissions.ReplaceSound(missing))
+    if (!m_submissions.NoteLateSound(missing))
         return false;
-    m_status.SetState(kKrStateSoundIsLate, true);
     m_taken.AddReadyAudio(silence, missing);
     return true;
 }

@@ -4,7 +4,6 @@
 
 #include "platform/KrPlatform.h"
 #include "writer/KrRecordingRules.h"
-#include "writer/KrRecordingStatus.h"
 #include "writer/KrSampleQueue.h"
 #include "writer/KrSampleWriter.h"
 #include "writer/KrSubmissions.h"
@@ -17,9 +16,8 @@
 class CKrFreeRun
 {
 public:
-    CKrFreeRun(CKrSubmissions& submissions, CKrSampleWriter& writer, CKrRecordingStatus& status,
-               IKrClock& clock)
-        : m_submissions(submissions), m_writer(writer), m_status(status), m_clock(clock)
+    CKrFreeRun(CKrSubmissions& submissions, CKrSampleWriter& writer, IKrClock& clock)
+        : m_submissions(submissions), m_writer(writer), m_clock(clock)
     {
     }
 
@@ -48,7 +46,6 @@ private:
 
     CKrSubmissions& m_submissions;
     CKrSampleWriter& m_writer;
-    CKrRecordingStatus& m_status;
     IKrClock& m_clock;
     SKrRecordingRules m_rules;
     bool m_hasAudio = false;

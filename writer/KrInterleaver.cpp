@@ -6,7 +6,7 @@
 
 CKrInterleaver::CKrInterleaver(IKrClock& clock, int (*createThread)(int kind, IKrWorkerThread** out))
     : m_status(clock), m_submissions(m_faults, m_status), m_writer(clock, m_faults, m_status, createThread),
-      m_free(m_submissions, m_writer, m_status, clock)
+      m_free(m_submissions, m_writer, clock)
 {
 }
 

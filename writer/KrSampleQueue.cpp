@@ -135,8 +135,7 @@ SKrBatch CKrSampleQueue::TakeFrameWithoutAudio()
 uint64_t CKrSampleQueue::MissingAudio(uint32_t framesWritten) const
 {
     const uint64_t target = AudioBytesOf(framesWritten);
-    const uint64_t missing = target > m_scheduledBytes ? target - m_scheduledBytes : 0;
-    return missing - missing % m_blockAlign;
+    return target > m_scheduledBytes ? target - m_scheduledBytes : 0;
 }
 
 void CKrSampleQueue::AddReadyAudio(CKrSampleList& samples, uint64_t bytes)

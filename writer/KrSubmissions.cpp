@@ -112,12 +112,13 @@ bool CKrSubmissions::TakeArrived(CKrSampleQueue& to)
     return false;
 }
 
-bool CKrSubmissions::ReplaceSound(uint64_t bytes)
+bool CKrSubmissions::NoteLateSound(uint64_t silence)
 {
     const std::lock_guard guard(m_account.Lock());
     if (m_queue.Sizes().audio != 0)
         return false;
-    m_silence += bytes;
+    m_silence += silence;
+    m_status.SetState(kKrStateSoundIsLate, true);
     return true;
 }
 

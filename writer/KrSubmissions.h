@@ -58,9 +58,9 @@ public:
     // waits for is noted, and whoever waits for room looks again.
     [[nodiscard]] bool TakeArrived(CKrSampleQueue& to);
 
-    // Notes that sound of so many bytes is replaced by silence: what comes for that time is dropped. False
-    // when sound has come meanwhile.
-    [[nodiscard]] bool ReplaceSound(uint64_t bytes);
+    // Notes that sound is late, and that so many bytes of it are replaced by silence: what comes for that
+    // time is dropped. False when sound has come meanwhile.
+    [[nodiscard]] bool NoteLateSound(uint64_t silence);
 
     // Releases samples, and wakes whoever waits once.
     void Release(CKrSampleList& samples);

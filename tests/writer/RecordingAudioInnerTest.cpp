@@ -144,6 +144,17 @@ TEST_F(RecordingAudio, SoundForTheTimeOfSilence_IsDroppedAndCounted)
         ASSERT_TRUE(m_audio[at] == all[at] || (m_audio[at] == 0 && at < 10 * kBytesOf25thSecond)) << at;
 }
 
+// Sound that ends inside a sample: the silence completes it.
+TEST_F(RecordingAudio, SilenceAfterHalfASample_LetsTheFramesGo)
+{
+    Open(100, kKrRecordingSilence);
+    ASSERT_EQ(m_recorder.AddAudio(KrBytes(kBytesOf25thSecond - 1, 7)), 1);
+    AddFrames(10);
+    EXPECT_GE(Status().framesWritten, 6u);
+    m_recorder.writer->CloseFile();
+    EXPECT_EQ(Status().framesWritten, 10u);
+}
+
 // The worker wakes up by itself when a frame has waited its time.
 TEST(RecordingAudioOfAWorker, FrameIsWrittenWithoutAnotherSubmission)
 {

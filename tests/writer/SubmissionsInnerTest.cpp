@@ -99,3 +99,14 @@ TEST_F(Submissions, WhatDoesNotWakeTheWorker_IsTakenWithWhatDoes)
     TakeAllThatHasCome();
     EXPECT_EQ(m_taken.Sizes(), (CKrSampleQueue::SKrSizes{.video = 1, .audio = 2, .readyAudio = 0}));
 }
+
+TEST_F(Submissions, SoundThatHasCome_IsNotLate)
+{
+    EXPECT_TRUE(m_submissions.NoteLateSound(0));
+    EXPECT_EQ(m_status.Snapshot().state, kKrStateSoundIsLate);
+    EXPECT_EQ(Submit(EKrStream::Audio), EKrSubmission::ForWorker);
+    EXPECT_FALSE(m_submissions.NoteLateSound(10));
+    EXPECT_EQ(m_status.Snapshot().state, 0u);
+    TakeAllThatHasCome();
+    EXPECT_EQ(Submit(EKrStream::Audio), EKrSubmission::ForLater) << "nothing of it was replaced";
+}

@@ -32,10 +32,18 @@ bool CKrFileTail::WriteWhole(std::span<const KrByteSpan> parts)
 
 uint64_t CKrFileTail::Write(std::span<const KrByteSpan> parts, uint64_t size)
 {
-    const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
-    if (written < size)
-        m_faults.writeFailed = true;
-    return written;
+    try
+    {
+        const uint64_t written = m_file->WriteAt(m_position, parts).bytes;
+        if (written < size)
+            m_faults.writeFailed = true;
+        return written;
+    }
+    catch (const std::bad_alloc&)
+    {
+        m_faults.writeFailed = true; // who called may be a direct chunk, which ends nothing by itself
+        throw;
+    }
 }
 
 std::unique_ptr<IKrMappedView> CKrFileTail::Map(uint64_t position, size_t length)

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <new>
 #include <utility>
 
 namespace
@@ -223,17 +224,28 @@ bool CKrGrowingFile::CanJoin(EKrStream stream, uint32_t length, EKrSegmentBudget
            m_segments.SizeFieldHolds(bytes, chunks) && m_segments.IsInReach(stream, m_batch.Size());
 }
 
-// What a write that came short holds whole is recorded.
+// What a write that came short holds whole is recorded. The batch is emptied whatever becomes of it: nothing
+// is ever written twice.
 bool CKrGrowingFile::WriteJoined()
+try
 {
     if (m_batch.IsEmpty())
         return true;
-    // Whatever becomes of it: nothing is ever written twice.
-    struct SKrEmptied
-    {
-        CKrWriteBatch& batch;
-        ~SKrEmptied() { batch.Clear(); }
-    } const emptied{m_batch};
+    const bool kept = KeepJoined();
+    m_batch.Clear();
+    return kept;
+}
+catch (const std::bad_alloc&)
+{
+    // Samples are lost, perhaps in a direct chunk of somebody else: the recording has failed.
+    m_batch.Clear();
+    m_faults.writeFailed = true;
+    m_status.SetState(kKrStateWriteFailed, true);
+    throw;
+}
+
+bool CKrGrowingFile::KeepJoined()
+{
     m_segments.MakeRoomForEntries(m_batch.Chunks().size());
     uint64_t written = m_tail.Write(m_batch.Parts());
     bool kept = true;

@@ -94,6 +94,7 @@ private:
     [[nodiscard]] bool PrepareFor(EKrStream stream, uint32_t length, EKrSegmentBudget budget,
                                   std::span<const uint32_t> rest);
     [[nodiscard]] bool CanJoin(EKrStream stream, uint32_t length, EKrSegmentBudget budget);
+    [[nodiscard]] bool KeepJoined();
     [[nodiscard]] bool KeepWritten(const CKrWriteBatch::SKrChunk& chunk, uint64_t& written);
     void ReportCounts();
     [[nodiscard]] bool KeepFieldsIn32Bits(EKrStream stream, uint32_t length, bool& startedIndex);

@@ -90,6 +90,7 @@ bool CKrInterleaver::RunStepOfCaller()
     {
         Fail(); // samples that were taken out are lost
         m_isStepping = false;
+        m_submissions.WakeAll(); // their room alone may be too little for whoever waits
         throw;
     }
     m_isStepping = false;

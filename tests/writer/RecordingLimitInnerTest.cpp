@@ -1,6 +1,8 @@
 // The limit of the queue: who waits, who is refused, and that nobody waits for ever.
+#include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrStallingFileSystem.h"
 #include "tests/support/KrThreadGate.h"
+#include "tests/writer/KrHostSample.h"
 #include "tests/writer/KrRecorder.h"
 #include "tests/writer/KrRecordingArguments.h"
 
@@ -8,6 +10,7 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <new>
 #include <thread>
 
 using namespace KrTest;
@@ -277,4 +280,33 @@ TEST_F(RecordingLimit, ManyProducersBesideAStandingDisk_StayWithinTheLimit)
     EXPECT_EQ(Status().samplesRefused, refused);
     EXPECT_GT(refused, 200u);
     EXPECT_LE(Status().mostQueuedBytes, kLimit);
+}
+
+// The room of what is lost is too little for whoever waits; nobody will make more.
+TEST(RecordingLimitWithoutWorker, SubmissionThatThrows_EndsTheWaitOfOthers)
+{
+    CKrRecorder recorder(EKrWorker::None);
+    SKrRecordingOptions options = FastOptions();
+    options.queueLimit = 1000;
+    ASSERT_EQ(recorder.writer->SetRecordingOptions(&options), 1);
+    ASSERT_EQ(recorder.Open(WithAudio()), 1);
+    ASSERT_EQ(recorder.AddVideo(KrBytes(10)), 1);
+    const auto frame = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(600)));
+    std::future<int> waiting;
+    frame->inLockBuffer = [&]
+    {
+        if (waiting.valid())
+            return;
+        waiting = std::async(std::launch::async, [&] { return recorder.AddVideo(KrBytes(900)); });
+        EXPECT_EQ(waiting.wait_for(20ms), std::future_status::timeout);
+        FailingAllocation() = 1;
+    };
+    ASSERT_EQ(recorder.writer->AddVideoSample(frame.Get()), 1);
+    ASSERT_EQ(recorder.AddVideo(KrBytes(400)), 1) << "both wait for their sound";
+    const auto sound = CKrRef<CKrTestSample>::Adopt(new CKrTestSample(KrBytes(kBytesOf25thSecond)));
+    EXPECT_THROW(recorder.writer->AddAudioSample(sound.Get()), std::bad_alloc);
+    ASSERT_TRUE(waiting.valid());
+    EXPECT_EQ(waiting.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(recorder.writer->CloseFile(), 0);
+    EXPECT_EQ(waiting.get(), 0);
 }

@@ -1,7 +1,9 @@
 // Out of memory: in the open, between a chunk and its index entries, and while the file is completed.
 #include "tests/base/KrFailingAllocation.h"
 #include "tests/support/KrTempFolder.h"
+#include "tests/writer/KrHostSample.h"
 #include "tests/writer/KrRecorder.h"
+#include "tests/writer/KrRecordingArguments.h"
 
 #include <new>
 
@@ -200,4 +202,45 @@ TEST(WriterMemory, NextIndexWithoutMemory_LeavesTheFramesBeforeIt)
         }
     }
     EXPECT_FALSE(struck) << "the last run had no fault";
+}
+
+// A direct chunk writes what waits to be written together before itself, here from inside the frame that
+// waits.
+TEST(WriterMemory, DirectChunkThatLosesTheChunksBeforeIt_IsReportedAtTheClose)
+{
+    bool struck = true;
+    unsigned lost = 0;
+    for (unsigned failing = 1; struck && failing < kMostAllocations; ++failing)
+    {
+        CKrRecorder recorder(EKrWorker::None);
+        const SKrRecordingOptions options = FastOptions();
+        ASSERT_EQ(recorder.writer->SetRecordingOptions(&options), 1);
+        ASSERT_EQ(recorder.Open({.hasDirectChunks = true}), 1);
+        const auto frame = CKrRef<CKrHostSample>::Adopt(new CKrHostSample(KrBytes(100)));
+        size_t direct = 0;
+        frame->inUnlockBuffer = [&]
+        {
+            const CFailingAllocation failure(failing);
+            const uint8_t byte = 1;
+            try
+            {
+                direct += recorder.writer->WriteVideoChunk(&byte, 1) != 0;
+            }
+            catch (const std::bad_alloc&)
+            {
+            }
+            struck = failure.Struck();
+        };
+        EXPECT_EQ(recorder.writer->AddVideoSample(frame.Get()), 1);
+        const uint32_t state = StatusOf(*recorder.writer.Get()).state;
+        const bool isWhole = recorder.writer->CloseFile() != 0;
+        EXPECT_EQ(isWhole, (state & kKrStateWriteFailed) == 0) << failing;
+        if (isWhole)
+        {
+            EXPECT_EQ(recorder.Check().video.size(), 1 + direct) << failing;
+        }
+        lost += isWhole ? 0 : 1;
+    }
+    EXPECT_FALSE(struck) << "the last run had no fault";
+    EXPECT_GT(lost, 1u);
 }

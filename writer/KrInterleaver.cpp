@@ -59,10 +59,8 @@ void CKrInterleaver::Fail()
 void CKrInterleaver::RunStepOfWorker()
 {
     StopWhenOutOfMemory([this] { static_cast<void>(RunStep()); });
-    if (!m_faults.writeFailed)
-        return;
-    ReleaseQueued();
-    m_submissions.WakeAll();
+    if (m_faults.writeFailed)
+        ReleaseQueued(); // which wakes whoever waits for room: it is refused now
 }
 
 uint32_t CKrInterleaver::WaitMs()

@@ -92,6 +92,36 @@ TEST_F(RecordingLimit, SampleThatDoesNotFit_WaitsUntilOneIsReleased)
     EXPECT_EQ(Status().samplesRefused, 0u);
 }
 
+// Chunks that are written one by one: each makes room before the next one is written.
+TEST_F(RecordingLimit, SampleThatWasWritten_MakesRoomBeforeTheNext)
+{
+    SKrRecordingOptions options = Limited(1000);
+    options.chunkSpacingMs = 1;
+    Open(options);
+    CKrThreadGate third;
+    const CKrGateOpener opener(third);
+    m_stalling.beforeWrite = [&, writes = 0]() mutable
+    {
+        m_gate.Pass();
+        if (++writes == 3)
+            third.Pass();
+    };
+    ASSERT_EQ(AddVideo(100), 1);
+    ASSERT_TRUE(m_gate.WaitForArrival());
+    ASSERT_EQ(AddVideo(500), 1);
+    ASSERT_EQ(AddVideo(400), 1);
+    std::future<int> waiting = Submit(300);
+    EXPECT_EQ(waiting.wait_for(20ms), std::future_status::timeout);
+    m_gate.Open();
+    EXPECT_TRUE(third.WaitForArrival());
+    EXPECT_EQ(waiting.wait_for(10s), std::future_status::ready);
+    third.Open();
+    EXPECT_EQ(waiting.get(), 1);
+    EXPECT_EQ(m_writer->CloseFile(), 1);
+    m_stalling.beforeWrite = [] {
+    };
+}
+
 TEST_F(RecordingLimit, SampleLargerThanTheLimit_FitsIntoAnEmptyQueue)
 {
     Open(Limited(1000));

@@ -213,6 +213,28 @@ TEST_F(WriterSegment, GroupThatFillsItsSegmentPastTheReach_StartsTheNextSegmentT
     EXPECT_EQ(segments, 6);
 }
 
+// Sound that lies past the reach of its own index takes its frame along: the index before it leaves no room
+// for both.
+TEST_F(WriterSegment, GroupWhoseSoundIsPastTheReach_StaysTogether)
+{
+    constexpr size_t kHuge = 530'000'000;
+    Open(512, true);
+    const uint32_t sound = 0;
+    ASSERT_EQ(m_recorder.writer->WriteAudioChunk(&sound, sizeof sound), 1)
+        << "offsets count from before frame one";
+    AddPairs(9, kHuge);
+    constexpr uint64_t kSegmentHeader = 512;
+    const uint64_t used = kSegmentHeader + 512 + (8 + kHuge + 8 + 511) / 512 * 512; // sound, frame nine
+    ASSERT_EQ(m_recorder.AddZeroAudio(4), 1);
+    ASSERT_EQ(m_recorder.AddZeroVideo(static_cast<size_t>(kSegmentLimit - used - 512 - 512 - 8)), 1);
+    EXPECT_EQ(m_recorder.writer->CloseFile(), 1);
+    const CKrFileContent file = m_recorder.Content();
+    uint64_t last = 0;
+    for (uint64_t next = 0; next < file.Size(); next += uint64_t{GetLe32(file.Range(next + 4, 4).data())} + 8)
+        last = next;
+    EXPECT_EQ(GetLe32(file.Range(last + kSegmentHeader, 4).data()), FourCcValue("01wb"));
+}
+
 TEST_F(WriterSegment, AudioBeyond32BitsOfSamples_StopsTheLengthAtTheLargestValue)
 {
     SKrWritten written;

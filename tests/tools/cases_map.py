@@ -223,3 +223,26 @@ def test_a_hundred_thousand_chunks(kravi):
     bins = picture.lane("index")["bins"]
     near(bins[-1], len(data) / len(bins), "bytes of the index in the last bin")
     equal(sum(part["frames"] for part in picture.report["interleave"]["bins"] if part), 50000, "frames compared")
+
+
+def luminance(colour):
+    shares = [int(colour[place:place + 2], 16) / 255 for place in (1, 3, 5)]
+    red, green, blue = (share / 12.92 if share <= 0.04045 else ((share + 0.055) / 1.055) ** 2.4 for share in shares)
+    return 0.2126 * red + 0.7152 * green + 0.0722 * blue
+
+
+def test_colours_stand_out(kravi):
+    """As accessibility guidelines want it: shapes by a contrast of 3, texts by 4.5, light and dark."""
+    styles = mapped(kravi, avi.simple_avi(avi.standard_streams(3))).root.find(SVG + "style").text
+    modes = re.findall(r":root\{([^}]*)\}", styles)
+    equal(len(modes), 2, "light and dark")
+    for mode in modes:
+        colours = dict(re.findall(r"--(\w+):(#[0-9a-f]{6});", mode))
+        paper = luminance(colours.pop("paper"))
+        for name in ("grid", "list"):  # fills and lines that others stand on
+            del colours[name]
+        check(len(colours) > 12, f"{colours}")
+        for name, colour in colours.items():
+            low, high = sorted((luminance(colour), paper))
+            contrast = (high + 0.05) / (low + 0.05)
+            check(contrast >= (4.5 if name in ("ink", "soft", "damage") else 3), f"{name} {colour}: {contrast:.2f}")

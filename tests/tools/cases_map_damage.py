@@ -57,6 +57,17 @@ def test_damage_is_marked(kravi):
         check(f"{len(extra):,} bytes follow the last segment" in findings, str(findings))
 
 
+def test_a_page_names_damage_as_its_picture_does(kravi):
+    streams = avi.standard_streams(20)
+    data = avi.simple_avi(streams)[:streams[1].positions[15] + 1000] + avi.chunk(b"RIFF", b"AVIX")
+    picture = mapped(kravi, data + b"00dc" + struct.pack("<I", 500) + bytes(500), code=1, output="map.html")
+    tables = kravi.read("map.html").decode("utf-8").partition("</svg>")[2]
+    for name, kind in (("in no chunk", "inNoChunk"), ("outside 'movi'", "outsideMovi"), ("truncated chunk", "cutChunk")):
+        named = any((text or "").startswith(name + ":") for text in picture.texts("file"))
+        equal(f"<td>{name.replace(chr(39), '&#39;')}</td>" in tables, named, name)
+        equal(named, bool(places(picture, kind)), f"{name}: there")
+
+
 def test_third_stream_that_is_not_in_the_index(kravi):
     streams = avi.standard_streams(audio=2)
     data = avi.simple_avi(streams)

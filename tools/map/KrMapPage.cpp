@@ -71,7 +71,7 @@ std::string Findings(const SKrFileMap& map)
 
 std::string RegionTable(const SKrFileMap& map)
 {
-    static constexpr const char* kNames[] = {"in no chunk", "cut chunk", "outside of 'movi'",
+    static constexpr const char* kNames[] = {"in no chunk", "truncated chunk", "outside 'movi'",
                                              "not in the index"};
     CKrHtmlTable table("Damaged places", 1, {"what", "position", "end", "bytes"});
     for (size_t kind = 0; kind < kRegionKinds; ++kind)

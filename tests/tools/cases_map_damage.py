@@ -68,6 +68,39 @@ def test_a_page_names_damage_as_its_picture_does(kravi):
         equal(named, bool(places(picture, kind)), f"{name}: there")
 
 
+def test_time_goes_on_where_bytes_were_removed(kravi):
+    """The index names what is gone. Where all chunks are alike, it is not known which; nor without an index."""
+    def times(data, **options):
+        picture = mapped(kravi, data, code=1, **options)
+        removals = [text for text in picture.report["findings"] if "were removed" in text]
+        far = [text for text in picture.report["findings"] if "far from its picture" in text]
+        return picture, picture.report["shown"]["endSeconds"], removals, far
+
+    source = random.Random(3)
+    sizes = [source.randrange(400, 3000) for _ in range(100)]
+    for build in (avi.simple_avi, lambda made: avi.simple_avi(made, relative=False), avi.open_dml_avi):
+        streams = [avi.video([avi.payload(1, size) for size in sizes]), avi.pcm([avi.payload(2, 7680)] * 100)]
+        data, video = build(streams), streams[0].positions
+        parts = [data[:video[20] - 8], data[video[30] - 8:video[70] - 8], data[video[75] - 8:]]
+        first, second = video[30] - video[20], video[75] - video[70]
+        picture, end, removals, far = times(b"".join(parts))
+        equal((round(end, 6), far), (4, []), "time")
+        equal(removals, [f"{first:,} bytes were removed at position {video[20] - 8:,}: 20 chunks of the index are gone",
+                         f"{second:,} bytes were removed at position {video[70] - 8 - first:,}: 10 chunks of the index are gone"], "words")
+        rates = picture.report["rates"][0]["bins"]
+        equal(rates, [0 if start in (20, 25, 70) else sum(sizes[start:start + 5]) for start in range(0, 100, 5)], "rates")
+        compared = [part["frames"] for part in picture.report["interleave"]["bins"] if part]
+        equal(sum(compared), 85, "frames compared")
+        for rest in (bytes(1000), data[video[70] - 8:video[70] + 300]):
+            _, end, removals, far = times(parts[0] + parts[1] + rest + parts[2])
+            equal((round(end, 6), len(removals), far), (4, 2, []), "zeros, or a part of a chunk, in the place of some bytes")
+    for options in ({"idx1": False}, {}):
+        streams = [avi.video([avi.payload(1, 500 if not options else size) for size in sizes]), avi.pcm([avi.payload(2, 500)] * 100)]
+        data, video = avi.simple_avi(streams, **options), streams[0].positions
+        _, end, removals, _ = times(data[:video[20] - 8] + data[video[30] - 8:])
+        equal((round(end, 6), removals), (3.6, []), f"{options}")
+
+
 def test_third_stream_that_is_not_in_the_index(kravi):
     streams = avi.standard_streams(audio=2)
     data = avi.simple_avi(streams)

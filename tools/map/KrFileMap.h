@@ -4,6 +4,7 @@
 
 #include "tools/avi/KrStreamChunks.h"
 #include "tools/map/KrFileSpans.h"
+#include "tools/map/KrRemovedChunks.h"
 
 #include <cstdint>
 #include <optional>
@@ -83,6 +84,7 @@ struct SKrFileMap
     std::vector<SKrMapList> segments;
     std::vector<SKrMapList> lists;
     SKrRegionTable regions;
+    std::vector<SKrRemoval> removals;
     bool noIndex = false; // although there are data chunks
 
     // What is shown: the whole file, or some frames.

@@ -14,6 +14,7 @@ namespace
 constexpr size_t kMostSpans = size_t{1} << 24;  // days of recording
 constexpr uint64_t kLongestZeroPadding = 65536; // the largest sectors
 constexpr size_t kMostLists = 1000;
+constexpr size_t kMostIndexes = size_t{1} << 16;
 
 // Trusts chunks, and lists as far as their chunks confirm them.
 constexpr SKrScanRules kMapRules = {
@@ -78,7 +79,7 @@ public:
         const EKrSpanKind kind = KindOf(guess, around);
         ++m_spans.chunks[static_cast<size_t>(kind)];
         if (kind == EKrSpanKind::Index)
-            CountIndex(guess.id);
+            NoteIndex({chunk.position, guess.id, guess.size}, chunk.end);
         NoteOutside(chunk.position, chunk.end, kind, around);
         SKrSpan span = {chunk.position, 0, kind, 0};
         if (IsDataSpan(span))
@@ -123,14 +124,17 @@ private:
         return isData ? EKrSpanKind::OtherData : EKrSpanKind::Headers;
     }
 
-    void CountIndex(uint32_t id)
+    void NoteIndex(const SKrIndexPlace& index, uint64_t end)
     {
-        if (id == kFccIdx1)
+        if (index.id == kFccIdx1)
             ++m_spans.oldIndexes;
-        else if (id == kFccIndx)
+        else if (index.id == kFccIndx)
             ++m_spans.superIndexes;
         else
             ++m_spans.standardIndexes;
+        const bool isWhole = end - index.position == kChunkHeaderSize + uint64_t{index.size};
+        if (isWhole && index.id != kFccIndx && m_spans.indexes.size() < kMostIndexes)
+            m_spans.indexes.push_back(index);
     }
 
     void AddSpan(const SKrSpan& span)

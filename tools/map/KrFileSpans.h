@@ -82,6 +82,14 @@ struct SKrRegionTable : std::array<SKrRegions, kRegionKinds>
     const SKrRegions& Of(EKrRegionKind kind) const { return (*this)[static_cast<size_t>(kind)]; }
 };
 
+// A whole index chunk: 'idx1' or 'ix##'.
+struct SKrIndexPlace
+{
+    uint64_t position = 0; // of the header
+    uint32_t id = 0;
+    uint32_t size = 0;
+};
+
 struct SKrFileSpans
 {
     uint64_t length = 0;
@@ -89,13 +97,14 @@ struct SKrFileSpans
     std::vector<SKrMapList> segments;
     std::vector<SKrMapList> lists; // the first lists in segments
     SKrRegionTable regions;
-    uint64_t chunks[kSpanKinds] = {}; // by kind
-    uint64_t standardIndexes = 0;     // chunks 'ix##'
-    uint64_t superIndexes = 0;        // chunks 'indx'
-    uint64_t oldIndexes = 0;          // chunks 'idx1'
-    uint64_t overruns = 0;            // chunks that extend past the end of their list
-    uint64_t wrongSizes = 0;          // chunks that would cover others
-    bool cut = false;                 // too many chunks: the rest is not checked
+    std::vector<SKrIndexPlace> indexes; // the first ones
+    uint64_t chunks[kSpanKinds] = {};   // by kind
+    uint64_t standardIndexes = 0;       // chunks 'ix##'
+    uint64_t superIndexes = 0;          // chunks 'indx'
+    uint64_t oldIndexes = 0;            // chunks 'idx1'
+    uint64_t overruns = 0;              // chunks that extend past the end of their list
+    uint64_t wrongSizes = 0;            // chunks that would cover others
+    bool cut = false;                   // too many chunks: the rest is not checked
 
     uint64_t EndOf(size_t span) const { return span + 1 < spans.size() ? spans[span + 1].start : length; }
 };

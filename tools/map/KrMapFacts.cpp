@@ -96,6 +96,14 @@ void DescribeRegions(const SKrFileMap& map, std::vector<std::string>& damage)
                               : " are outside the segments, or data chunks outside every 'movi' list"));
 }
 
+void DescribeRemovals(const SKrFileMap& map, std::vector<std::string>& damage)
+{
+    for (const SKrRemoval& removal : map.removals)
+        damage.push_back(Format("{} were removed at position {}: {} of the index are gone",
+                                GroupedCount(removal.bytes, "byte"), Grouped(removal.position),
+                                GroupedCount(removal.chunks, "chunk")));
+}
+
 void DescribeInterleave(const SKrFileMap& map, std::vector<std::string>& damage)
 {
     for (const SKrInterleave& interleave : map.interleaves)
@@ -148,6 +156,7 @@ void DescribeDamage(const SKrAviFacts& facts, const SKrFileSpans& file, const CK
     std::vector<std::string> more;
     DescribeSegments(map, more);
     DescribeRegions(map, more);
+    DescribeRemovals(map, more);
     more.insert(more.end(), damage.begin(), damage.end());
     const uint64_t frames = video != nullptr ? video->FoundCount() : 0;
     if (const uint64_t declared = DeclaredFrames(facts); declared > frames)

@@ -170,9 +170,18 @@ SKrFileMap MeasureFile(const CKrAviFile& file, const SKrAviFacts& facts, const S
     std::vector<CKrMapTrack> tracks;
     for (const CKrMapTrack::Key& key : CKrMapTrack::StreamsOf(spans, facts))
         tracks.emplace_back(spans, facts, key, LoadStreamIndex(file, key.second).value_or(SKrStreamIndex()));
+    SKrRemovedChunks removed;
+    if (std::ranges::any_of(tracks, &CKrMapTrack::LacksEntries))
+        removed = FindRemovedChunks(file, spans, facts.streams.size());
+    for (CKrMapTrack& track : tracks)
+    {
+        if (!removed.chunks.empty())
+            track.Insert(removed.chunks);
+    }
     const CKrMapTrack* const video = FirstOf(tracks, EKrStreamKind::Video);
 
     SKrFileMap map;
+    map.removals = std::move(removed.places);
     map.name = file.Path().substr(FolderOf(file.Path()).size());
     map.length = spans.length;
     map.segments = spans.segments;

@@ -97,6 +97,35 @@ CKrMapTrack::CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, Key
     passEntries(UINT64_MAX);
 }
 
+bool CKrMapTrack::LacksEntries() const
+{
+    for (size_t chunk = 0; chunk < m_chunks.size(); ++chunk)
+    {
+        if (!IsIndexed(chunk) && Payload(chunk) != 0)
+            return true;
+    }
+    return false;
+}
+
+void CKrMapTrack::Insert(const std::vector<SKrRemovedChunk>& removed)
+{
+    std::vector<SKrTrackChunk> found = std::move(m_chunks);
+    std::erase_if(found, [](const SKrTrackChunk& chunk) { return chunk.span == kLost; });
+    m_chunks.clear();
+    m_amount = 0;
+    auto next = found.cbegin();
+    for (const SKrRemovedChunk& gone : removed)
+    {
+        if (gone.kind != SpanKindOf(m_kind) || gone.stream != m_stream)
+            continue;
+        for (; next != found.cend() && next->start < gone.place; ++next)
+            AddFound(*next);
+        Add({gone.place, 0, kLost, true, false}, gone.size);
+    }
+    for (; next != found.cend(); ++next)
+        AddFound(*next);
+}
+
 void CKrMapTrack::Add(SKrTrackChunk chunk, uint32_t size)
 {
     chunk.before = m_amount;

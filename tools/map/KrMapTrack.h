@@ -5,6 +5,7 @@
 #include "tools/avi/KrAudioRange.h"
 #include "tools/avi/KrStreamIndex.h"
 #include "tools/map/KrFileSpans.h"
+#include "tools/map/KrRemovedChunks.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,6 +29,12 @@ public:
     // Chunks that only the index names count where the file has a hole at their place: they are lost, but not
     // their time.
     CKrMapTrack(const SKrFileSpans& file, const SKrAviFacts& facts, Key key, const SKrStreamIndex& index);
+
+    // Whether the index leaves chunks out.
+    [[nodiscard]] bool LacksEntries() const;
+
+    // The same with those that are gone, wherever they were.
+    void Insert(const std::vector<SKrRemovedChunk>& removed);
 
     EKrStreamKind Kind() const { return m_kind; }
     uint32_t Stream() const { return m_stream; }
@@ -64,6 +71,7 @@ private:
 
     void TakeTime(const SKrAviFacts& facts);
     void Add(SKrTrackChunk chunk, uint32_t size);
+    void AddFound(SKrTrackChunk chunk) { Add(chunk, m_file.spans[chunk.span].payload); }
     [[nodiscard]] bool IsHole(uint64_t position) const;
 
     const SKrFileSpans& m_file;

@@ -36,8 +36,9 @@ const SKrVerbHelp kMapHelp = {
         "With --from or --to, the positions and the time of these frames are shown.",
         kWhatPlacesAre,
         "With --json, the report has the drawn numbers.",
-        R"(Findings: bytes in no chunk; data that are truncated, outside every 'movi' list or not in the index; no
-        index; missing frames that the headers declare; audio that is further from its picture than the limit; and defects of the whole file (see info).)",
+        R"(Findings: bytes in no chunk; bytes that were removed; data that are truncated, outside every 'movi' list
+        or not in the index; no index; missing frames that the headers declare; audio that is further from its
+        picture than the limit; and defects of the whole file (see info).)",
     },
     {
         "kravi map clip.avi -o clip.svg",

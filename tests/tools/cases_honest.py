@@ -127,6 +127,36 @@ def test_key_frames_after_a_wrong_entry(kravi):
     equal([row["number"] for row in rows if row["keyFrame"]], [0, 10, 20], "key frames")
 
 
+def test_index_where_data_should_end(kravi):
+    """Its entries have the ids of data chunks, and are not copied as such when 'movi' ends among them."""
+    streams = avi.standard_streams(FRAMES)
+    data = avi.simple_avi(streams)
+    place = streams[1].positions[12] + 100
+    for verb in ("rewrap", "recover"):
+        copy, _ = carried(kravi, data[:place] + data[place + 8:], code=1, verb=verb)
+        again, _ = carried(kravi, copy, verb=verb)
+        check(again == copy and copy.count(b"00dc") == 2 * len(avi_reader.of_stream(copy, 0)), verb)
+
+
+def test_streams_that_only_the_main_header_has(kravi):
+    data = avi.simple_avi(avi.standard_streams(3))
+    kravi.write("in.avi", put(data, data.index(b"avih") + 8 + 24, struct.pack("<I", 5)))
+    for verb in ("info", "hash", "rewrap"):
+        result = exit_code(kravi(verb, "in.avi", *(["out.avi"] if verb == "rewrap" else []), "--json"), 1).json()
+        equal(result["findings"], ["the main header announces 5 streams, but 2 are found"], verb)
+
+
+def test_copies_without_a_chunk(kravi):
+    """Nobody could open them."""
+    streams = avi.standard_streams(3)
+    data = avi.simple_avi(streams)
+    kravi.write("in.avi", data[:streams[0].positions[0] + 100])
+    kravi.write("sound.avi", avi.simple_avi(streams[1:]))
+    for arguments in (("rewrap", "in.avi", "out.avi"), ("concat", "in.avi", "in.avi", "-o", "out.avi"),
+                      ("rewrap", "sound.avi", "out.avi", "--no-audio"), ("recover", "sound.avi", "out.avi", "--no-audio")):
+        refused(kravi, "no whole chunk is left to be copied", *arguments)
+
+
 def test_rate_whose_frames_last_longer_than_headers_count(kravi):
     copy, _ = carried(kravi, avi.simple_avi(avi.standard_streams(3)), "--rate", "1/5000")
     equal(struct.unpack_from("<I", copy, copy.index(b"avih") + 8)[0], 0xFFFFFFFF, "microseconds")

@@ -26,9 +26,18 @@ void ReportUnfinished(const SKrRiffChunkInfo& segment, size_t number, CKrReport&
         text += ", and its content is not checked";
     report.Finding(text + "; kravi recover makes it a complete file");
 }
+
+void ReportStreamCount(const SKrAviFacts& facts, uint64_t found, CKrReport& report)
+{
+    if (facts.hasMainHeader && !facts.cut && facts.mainHeader.streams != found)
+        report.Finding(Format("the main header announces {}, but {} found",
+                              Counted(facts.mainHeader.streams, "stream"),
+                              found == 1 ? "1 is" : Format("{} are", found)));
+}
 } // namespace
 
-void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report)
+void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report,
+                        std::optional<uint64_t> streamCount)
 {
     if (facts.segments.empty())
     {
@@ -49,6 +58,7 @@ void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrRep
         report.Note(Counted(file.Length() - end - end % 2, "byte") + " follow the last segment");
     if (!facts.hasMainHeader && !IsTakenForEmpty(facts.segments.front()))
         report.Finding("the file has no main header ('avih')");
+    ReportStreamCount(facts, streamCount.value_or(facts.streams.size()), report);
     if (facts.cut)
         report.Finding("the headers have too many chunks or streams; the rest is not checked");
 }

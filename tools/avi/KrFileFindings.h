@@ -3,6 +3,7 @@
 #define KR_TOOLS_AVI_KRFILEFINDINGS_H
 
 #include <cstdint>
+#include <optional>
 
 namespace KrTool
 {
@@ -10,7 +11,9 @@ class CKrAviFile;
 class CKrReport;
 struct SKrAviFacts;
 
-void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report);
+// `streamCount`: of the headers, where the caller reads more of them than the facts have.
+void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrReport& report,
+                        std::optional<uint64_t> streamCount = {});
 
 // Frames of a stream that consist of zeros, unless those are black pictures. 0 reports nothing.
 void ReportBlankFrames(const SKrAviFacts& facts, uint32_t stream, uint64_t frames, CKrReport& report);

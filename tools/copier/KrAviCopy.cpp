@@ -6,6 +6,7 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrFileWindow.h"
 #include "tools/command/KrProgress.h"
+#include "tools/command/KrToolError.h"
 #include "tools/copier/KrBlockWriter.h"
 #include "tools/copier/KrSegmentPlan.h"
 #include "tools/output/KrOutputFile.h"
@@ -249,6 +250,8 @@ private:
 
 SKrCopyResult WriteCopy(const SKrCopyJob& job, const std::string& output, bool force, CKrProgress& progress)
 {
+    if (job.ChunkCount() == 0) // nobody could open the new file
+        throw CKrToolError(job.clips.front().file->Path(), "no whole chunk is left to be copied");
     return CKrCopyWriting(job, output, force, progress).Run();
 }
 } // namespace KrTool

@@ -3,6 +3,7 @@
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
 #include "format/KrLimits.h"
+#include "tools/avi/KrChunkIds.h"
 #include "tools/avi/KrChunkKinds.h"
 #include "tools/avi/KrFileWindow.h"
 #include "tools/avi/KrInputFile.h"
@@ -89,7 +90,9 @@ private:
             }
             if (!IsPrintableFourCc(chunk.id))
             {
-                m_header.bytesLeftOut += end - position;
+                const bool isBeforeData =
+                    m_header.dataPosition == 0; // later there may be more data, or an index
+                m_header.bytesLeftOut += isBeforeData ? end - position : 0;
                 return;
             }
             take(chunk, position);
@@ -98,6 +101,10 @@ private:
             position = RoundUpToEven(position + kChunkHeaderSize + chunk.size);
         }
     }
+
+    // Data outside of 'movi' are found with the others, where that list has a wrong size; so is what is
+    // inside an index.
+    static bool IsOfStream(uint32_t id) { return DataTagOf(id, 0).has_value() || IsStandardIndexId(id); }
 
     void ReadSegment(uint64_t position, uint64_t end)
     {
@@ -117,7 +124,7 @@ private:
                         m_hasHeaderList = true;
                         ReadHeaderList(at + kListHeaderSize, EndOf(at, chunk.size, end));
                     }
-                    else if (chunk.id != kFccIdx1)
+                    else if (chunk.id != kFccIdx1 && !IsOfStream(chunk.id))
                     {
                         Carry(chunk, at, end, isAfterData ? m_header.afterData : m_header.beforeData);
                     }

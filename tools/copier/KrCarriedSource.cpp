@@ -39,8 +39,10 @@ public:
 
     SKrCarriedSource Run()
     {
-        ReportFileFindings(*m_file, ReadFacts(*m_file, m_progress), m_report);
-        ReadHeader();
+        std::optional<SKrCarriedHeader> header = ReadCarriedHeader(*m_file);
+        ReportFileFindings(*m_file, ReadFacts(*m_file, m_progress), m_report,
+                           header ? std::optional(header->streamCount) : std::nullopt);
+        TakeHeader(std::move(header));
         m_indexed = LoadIndexedChunks(*m_file, m_source.header.streams.size());
         const uint64_t bytes =
             std::accumulate(m_indexed.chunks.begin(), m_indexed.chunks.end(), uint64_t{0},
@@ -61,9 +63,8 @@ public:
     }
 
 private:
-    void ReadHeader()
+    void TakeHeader(std::optional<SKrCarriedHeader> header)
     {
-        std::optional<SKrCarriedHeader> header = ReadCarriedHeader(*m_file);
         if (!header || header->streams.empty())
             throw CKrToolError(m_file->Path(),
                                "it has no stream headers; kravi recover may make a file of it");

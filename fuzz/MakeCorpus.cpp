@@ -72,6 +72,12 @@ int main(int count, char** arguments)
                 bytes.insert(bytes.begin(), {static_cast<uint8_t>(number % 2 * 7), 0, 0, 0, 0, 0, 1});
             ok = Write(folder / kind / ("seed" + std::to_string(number)), bytes) && ok;
         }
+        for (uint32_t number = 0; std::string(kind) == "c" && number < 16; ++number)
+        {
+            KrBytes bytes = Script(number);
+            bytes.insert(bytes.begin(), {0xFF, 0, 0}); // calls to a writer, none of whose writes fail
+            ok = Write(folder / kind / ("script" + std::to_string(number)), bytes) && ok;
+        }
     }
     std::puts(ok ? "made" : "FAILED");
     return ok ? 0 : 1;

@@ -46,13 +46,44 @@ def native(video, number):
         picture = video.frame(number)
         return b"".join(picture[:, :, place].tobytes() for place in (2, 1, 0, 3))
     data = video.frame(number).tobytes()
-    if layout.bits == 8 and layout.palette:
+    if layout.bits <= 8 and layout.palette:
         entries = numpy.zeros((256, 4), numpy.uint8)
         palette = video.palette_of(number)
         entries[:len(palette), :3] = palette[:, ::-1]
-        entries[:, 3] = 255
+        entries[:len(palette), 3] = 255
         data += entries.tobytes()
     return data
+
+
+class OddSizes(unittest.TestCase):
+    """Rows that end with padding, and chroma of half a pair of pixels."""
+
+    FORMATS = ("bgr24", "bgra", "rgb555le", "rgb565le", "pal8", "monow", "gray", "yuv420p", "yuv422p", "yuv410p", "yuv411p",
+               "nv12", "nv21", "yuyv422", "uyvy422", "yvyu422")
+
+    def setUp(self):
+        self.enterContext(folder())
+
+    def found(self, video):
+        """The frames as ffmpeg has them, of packed YUV as planes."""
+        import numpy
+        for number in range(len(video)):
+            if video.codec == "" or video.codec in ("Y800", "v210"):
+                yield native(video, number)
+            else:
+                yield from (numpy.ascontiguousarray(plane).tobytes() for plane in video.planes(number))
+
+    def test_pictures(self):
+        for size in ("175x141", "18x9", "9x7", "3x1"):
+            for pixels in self.FORMATS if size != "18x9" else (*self.FORMATS, "v210"):  # v210: of even widths
+                codec = ["v210"] if pixels == "v210" else ["rawvideo", "-pix_fmt", pixels]
+                path = f"{pixels}-{size}.avi"
+                subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i", "testsrc2=s=176x144:r=25:d=0.08", "-s",
+                                size, "-c:v", *codec, path], check=True)
+                planes = ["-pix_fmt", "yuv422p"] if pixels in ("yuyv422", "uyvy422", "yvyu422") else []
+                with self.subTest(path), kravi.open(path) as f:
+                    self.assertIsNotNone(f.video.layout)
+                    self.assertTrue(b"".join(self.found(f.video)) == ffmpeg("-i", path, *planes, "-f", "rawvideo"), "pixels differ")
 
 
 class Corpus(unittest.TestCase):

@@ -88,6 +88,7 @@ set(KR_INNER_TEST_SOURCES
   platform/OsTypesTest.cpp
   platform/Utf8Test.cpp
   platform/WritableFileSpaceTest.cpp
+  platform/WritableFileChangesTest.cpp
   platform/WritableFilesTest.cpp
   pool/MediaSampleInnerTest.cpp
   pool/MediaSamplePoolInnerTest.cpp
@@ -161,6 +162,7 @@ set(KR_INNER_TEST_SOURCES
   writer/RecordingLimitInnerTest.cpp
   writer/RecordingOptionsInnerTest.cpp
   writer/RecordingStatusInnerTest.cpp
+  writer/RecordingStatusStalledInnerTest.cpp
   writer/SubmissionsInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
@@ -224,7 +226,7 @@ set(KR_THREAD_TEST_SOURCES
   writer/RecordingAudioInnerTest.cpp
   writer/RecordingJoinedInnerTest.cpp
   writer/RecordingLimitInnerTest.cpp
-  writer/RecordingStatusInnerTest.cpp
+  writer/RecordingStatusStalledInnerTest.cpp
   writer/WriterDirectInnerTest.cpp
   writer/WriterFaultInnerTest.cpp
   writer/WriterHostsInnerTest.cpp

@@ -1,6 +1,8 @@
 #include "reader/KrGrowingIndex.h"
 
+#include "format/KrLimits.h"
 #include "platform/KrPlatform.h"
+#include "reader/KrIndexBlock.h"
 #include "reader/KrIndexHeads.h"
 #include "reader/KrStreamEntries.h"
 
@@ -13,6 +15,19 @@ constexpr size_t kSubTypeAt = 2;
 constexpr size_t kTypeAt = 3;
 constexpr size_t kSuperCountAt = 4;
 constexpr size_t kFirstEntryAt = 24;
+
+// Whether the file holds what the entries name. An entry of zeros is one that was not written yet.
+bool AreComplete(const SKrIndexChunk& chunk, std::span<const uint8_t> bytes, uint64_t fileSize)
+{
+    for (size_t at = 0; at < bytes.size(); at += chunk.entrySize)
+    {
+        const SKrStreamIndexEntry entry = DecodeIndexEntry(chunk, &bytes[at]);
+        const bool isWritten = entry.position != chunk.base || entry.size != 0;
+        if (!isWritten || !IsPayloadInside(entry.position, entry.size, fileSize))
+            return false;
+    }
+    return true;
+}
 } // namespace
 
 bool CKrGrowingIndex::CanFollow(IKrFile& file, std::span<const uint8_t> indx)
@@ -98,18 +113,18 @@ bool CKrGrowingIndex::CheckEntries(IKrFile& file, uint64_t fileSize, const SKrIn
                                    bool& areComplete) const
 {
     const uint32_t known = Known(chunk);
-    std::vector<uint8_t> bytes(size_t{chunk.count - known} * chunk.entrySize);
-    const uint64_t from = chunk.position + SKrStdIndexHead::kEncodedSize + uint64_t{known} * chunk.entrySize;
-    const SKrTransfer read = file.ReadAt(from, bytes.data(), bytes.size());
-    if (read.Failed())
-        return false;
-    areComplete = read.bytes == bytes.size();
-    for (size_t at = 0; areComplete && at < bytes.size(); at += chunk.entrySize)
+    uint64_t left = chunk.count - known;
+    CKrIndexBlock block(file, fileSize, kLargestIndexSlice);
+    block.Start(chunk.position + SKrStdIndexHead::kEncodedSize + uint64_t{known} * chunk.entrySize, left,
+                chunk.entrySize);
+    areComplete = true;
+    while (areComplete && left != 0)
     {
-        const SKrStreamIndexEntry entry = DecodeIndexEntry(chunk, &bytes[at]);
-        // An entry of zeros is one that was not written yet.
-        const bool isWritten = entry.position != chunk.base || entry.size != 0;
-        areComplete = isWritten && IsPayloadInside(entry.position, entry.size, fileSize);
+        const auto slice = block.Next();
+        if (!slice)
+            return false;
+        left -= slice->size() / chunk.entrySize;
+        areComplete = !slice->empty() && AreComplete(chunk, *slice, fileSize);
     }
     return true;
 }

@@ -1,4 +1,5 @@
 // Slot 25: indexes and sizes that come late, fail to be read, or say what cannot be.
+#include "tests/base/KrAllocationMeter.h"
 #include "tests/reader/GrowingSupport.h"
 
 #include <algorithm>
@@ -159,4 +160,26 @@ TEST_F(GrowingIndex, IndexOfChunksInTheHeaders_IsTaken)
     EXPECT_EQ(LoadStreamOf(m_reader, 0).entries, PlacesOf(built, 0));
     EXPECT_EQ(m_reader.Refresh(), 0);
     EXPECT_EQ(LoadStreamOf(m_reader, 0).entries, PlacesOf(built, 0));
+}
+
+// Whatever an index claims, few of its entries are in memory at a time.
+TEST_F(GrowingIndex, IndexThatClaimsVeryManyEntries_IsCheckedInSlices)
+{
+    SKrSimpleAvi avi;
+    avi.index = EKrIndexKind::OpenDml;
+    avi.streams = {VideoStream({100})};
+    avi.stdSubType = 0x10;
+    constexpr uint32_t kClaimed = 4'000'000; // of 24 bytes
+    SKrBuiltAvi built = BuildSimpleAvi(avi);
+    const SKrBuiltChunk index = built.Find("ix00");
+    built.content.AppendHole(uint64_t{24} * kClaimed);
+    built.content.PutU32(index.header + 4, 24 + 24 * kClaimed);
+    built.content.PutU32(index.data + 4, kClaimed);
+    m_recorder.files.Set(kFollowed, built.content);
+    {
+        const CKrAllocationMeter meter;
+        ASSERT_EQ(m_reader.OpenGrowing(kFollowed), 1);
+        EXPECT_LT(meter.Most(), size_t{40'000'000});
+    }
+    EXPECT_EQ(Given(0), 0u);
 }

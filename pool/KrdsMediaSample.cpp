@@ -14,8 +14,7 @@ uint32_t CKrdsMediaSample::Release()
     const uint32_t left = DropReference();
     if (left == 0)
     {
-        ResetElement();
-        delete this;
+        delete this; // which releases what it wraps
         return 0;
     }
     if (left == 1 && Owner() != nullptr)

@@ -8,6 +8,37 @@
 #include <new>
 #include <utility>
 
+namespace
+{
+bool IsInMovi(const SKrRiffChunkInfo& movi, uint64_t position)
+{
+    return position >= movi.offset && position - movi.offset <= movi.cksize;
+}
+
+// Adds what a stream's own index names in 'movi'. Its chunks are looked at from the last one back, as long as
+// they name anything there.
+bool AddNamed(IKrFile& file, const std::vector<SKrIndexChunk>& chunks, const SKrRiffChunkInfo& movi,
+              std::vector<uint64_t>& named)
+{
+    std::vector<SKrStreamIndexEntry> entries;
+    bool anyInside = true;
+    for (size_t number = chunks.size(); number-- > 0 && anyInside;)
+    {
+        if (!CKrIndexDirectory::ReadEntries(file, chunks[number], entries))
+            return false;
+        anyInside = false;
+        for (const SKrStreamIndexEntry& entry : entries)
+        {
+            if (!IsInMovi(movi, entry.position))
+                continue;
+            anyInside = true;
+            named.push_back(entry.position);
+        }
+    }
+    return true;
+}
+} // namespace
+
 void CKrStreamIndexes::Clear()
 {
     m_directories.clear();
@@ -83,32 +114,13 @@ const CKrIndexDirectory* CKrStreamIndexes::ReadDirectory(IKrFile& file, uint64_t
     return &m_directories.emplace(stream, std::move(directory)).first->second;
 }
 
-// Index chunks are looked at from the last one back, as long as they name anything there.
 bool CKrStreamIndexes::FindNamed(IKrFile& file, uint64_t fileSize, const KrStreamLists& streams,
                                  const SKrSegment& segment, std::vector<uint64_t>& named)
 {
-    const auto isInside = [&](uint64_t position)
-    {
-        return position >= segment.movi.offset && position - segment.movi.offset <= segment.movi.cksize;
-    };
     for (const auto& [stream, directory] : m_directories)
     {
-        const std::vector<SKrIndexChunk>& chunks = directory.Chunks();
-        std::vector<SKrStreamIndexEntry> entries;
-        bool anyInside = true;
-        for (size_t number = chunks.size(); number-- > 0 && anyInside;)
-        {
-            if (!CKrIndexDirectory::ReadEntries(file, chunks[number], entries))
-                return false;
-            anyInside = false;
-            for (const SKrStreamIndexEntry& entry : entries)
-            {
-                if (!isInside(entry.position))
-                    continue;
-                anyInside = true;
-                named.push_back(entry.position);
-            }
-        }
+        if (!AddNamed(file, directory.Chunks(), segment.movi, named))
+            return false;
     }
     CKrOldStreamIndex oldIndex;
     if (!oldIndex.Read(file, fileSize, {segment}, streams.size()))
@@ -124,7 +136,7 @@ bool CKrStreamIndexes::FindNamed(IKrFile& file, uint64_t fileSize, const KrStrea
             return false;
         for (intptr_t number = 0; number < entries.GetSize(); ++number)
         {
-            if (isInside(entries[number].position))
+            if (IsInMovi(segment.movi, entries[number].position))
                 named.push_back(entries[number].position);
         }
     }

@@ -189,7 +189,8 @@ public:
             !DuplicateHandle(GetCurrentProcess(), handle.Get(), GetCurrentProcess(), &again, 0, FALSE,
                              DUPLICATE_SAME_ACCESS))
             return {};
-        return {std::make_unique<CWin32File>(std::move(handle)), MakeWritableFile(CKrFileHandle(again))};
+        CKrFileHandle forWriting(again); // owned before anything can throw
+        return {std::make_unique<CWin32File>(std::move(handle)), MakeWritableFile(std::move(forWriting))};
     }
 
     bool Exists(const wchar_t* path) override

@@ -188,3 +188,69 @@ TEST_F(GrowingOthers, MoviThatEndsInsideAChunkHeader_IsAbandoned)
         m_reader.Close();
     }
 }
+
+// The end of the last segment may be odd, with or without the byte that makes it even. Indexes and fillers
+// may lie anywhere.
+TEST_F(GrowingOthers, EndOfAnyKind_IsComplete)
+{
+    for (const char* const last : {"JUNK", "00ix", "ix01", "idx1"})
+    {
+        for (const uint64_t padding : {0u, 1u})
+        {
+            SKrSimpleAvi avi;
+            avi.index = EKrIndexKind::OpenDml;
+            avi.streams = {VideoStream({100, 102})};
+            avi.endOfMovi = [&](CKrAviBuilder& file)
+            {
+                file.Chunk(last, KrBytes(3));
+            };
+            SKrBuiltAvi built = BuildSimpleAvi(avi);
+            const uint64_t end = built.Find(last).data + 3;
+            built.content.PutU32(4, static_cast<uint32_t>(end - 8));
+            const SKrBuiltChunk movi = built.Find("movi");
+            built.content.PutU32(movi.header + 4, static_cast<uint32_t>(end - movi.data));
+            built.content.Resize(end + padding);
+            m_recorder.files.Set(kOthersPath, built.content);
+            ASSERT_EQ(m_reader.OpenGrowing(kOthersPath), 1);
+            EXPECT_EQ(m_reader.Refresh(), 0);
+            EXPECT_EQ(m_reader.GetGrowingState(), 2u) << last << padding;
+            m_reader.Close();
+        }
+    }
+}
+
+// An index chunk that is full cannot change any more.
+TEST_F(GrowingOthers, HeadOfAFullIndex_IsNotReadAgain)
+{
+    SKrSimpleAvi avi;
+    avi.index = EKrIndexKind::OpenDml;
+    avi.streams = {VideoStream({100, 102})};
+    const SKrBuiltAvi built = BuildSimpleAvi(avi);
+    Start(built.Bytes());
+    ASSERT_EQ(m_reader.OpenGrowing(kOthersPath), 1);
+    EXPECT_EQ(Given(0), 2u);
+    m_counts.Reset();
+    EXPECT_EQ(m_reader.Refresh(), 0);
+    EXPECT_EQ(m_counts.Calls().reads, 1u) << "the headers";
+}
+
+TEST_F(GrowingOthers, HeadersAreParsedAgainOnce_WhenTheIndexCame)
+{
+    SKrSimpleAvi avi;
+    avi.streams = {VideoStream({100, 101}), PcmStream({64, 64})};
+    const SKrBuiltAvi built = BuildSimpleAvi(avi);
+    const KrBytes whole = built.Bytes();
+    const uint64_t idx1 = built.Find("idx1").header;
+    Start(KrBytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(idx1)));
+    ASSERT_EQ(m_reader.OpenGrowing(kOthersPath), 1);
+    const uint64_t totalFrames = built.Find("avih").data + 16;
+    PutU32(totalFrames, 10);
+    const uint64_t reads = ReadsOfRefresh();
+    Put(idx1, KrByteSpan(whole).subspan(idx1));
+    EXPECT_GT(ReadsOfRefresh(), reads);
+    PutU32(totalFrames, 11);
+    EXPECT_EQ(ReadsOfRefresh(), reads);
+    CArray<SKrChunkIndexEntry> entries;
+    EXPECT_EQ(m_reader.LoadVideoIndex(entries), 1);
+    EXPECT_EQ(entries.GetSize(), 2);
+}

@@ -2,6 +2,7 @@
 #include "platform/KrPlatform.h"
 #include "tests/base/KrFailingAllocation.h"
 #include "tests/reader/ReaderFaultSupport.h"
+#include "tests/support/KrByteWriter.h"
 
 #include <new>
 
@@ -122,4 +123,24 @@ TEST(ReaderFaultFormat, FailedReads_AreNoFormat)
     for (const size_t bytes : {0u, 20u})
         EXPECT_GT(ForEveryShortRead(files, bytes, EKrFaultSpan::Once, open), 3u);
     EXPECT_GT(without, 0u);
+}
+
+// A file whose first header comes short is one of raw chunks, which start at byte 200.
+TEST(ReaderFaultFormat, FirstHeaderThatComesShort_LeavesTheRawChunks)
+{
+    CKrTestByteWriter out;
+    out.FourCc("RIFF").U32(292).FourCc("AVI ").FourCc("JUNK").U32(280); // all of the file
+    KrBytes bytes = out.Bytes();
+    bytes.resize(200, 0x33);
+    const KrBytes frame = CKrTestByteWriter().FourCc("00dc").U32(92).Bytes();
+    bytes.insert(bytes.end(), frame.begin(), frame.end());
+    bytes.resize(300, 0x33);
+    CKrMemoryFileSystem memory;
+    memory.Set(L"a.avi", bytes);
+    CKrFaultyFileSystem files(memory);
+    files.ShortenRead(1, 12, EKrFaultSpan::FromThenOn);
+    CKrRiffReader reader(files);
+    ASSERT_EQ(reader.Open(L"a.avi"), 1);
+    EXPECT_TRUE(files.FaultStruck());
+    EXPECT_EQ(reader.StreamState().firstVideoChunkId, 0x63643030u);
 }

@@ -213,3 +213,24 @@ TEST(RecordingStatusOfAQueue, CountsWhatWaitsAndTheMostThatDid)
         EXPECT_EQ(status.framesWritten, 3u);
     }
 }
+
+// Ticks of which no whole number is a second or a microsecond.
+TEST(RecordingStatusOfAClock, TimesAreRoundedDownToMicroseconds)
+{
+    class CThirdsClock final : public IKrClock
+    {
+    public:
+        uint32_t TickCount() override { return 0; }
+        int64_t PerformanceCounter() override { return now; }
+        int64_t PerformanceFrequency() override { return 3; }
+        void Sleep(uint32_t) override {}
+
+        int64_t now = 1;
+    } clock;
+    CKrRecordingStatus status(clock);
+    status.BeginWrite();
+    clock.now += 3 * 3'000'000'000'000 + 2;
+    EXPECT_EQ(status.Snapshot().longestWriteUs, uint64_t{3'000'000'000'000'666'666}) << "under way";
+    status.EndWrite({1, 0}, true);
+    EXPECT_EQ(status.Snapshot().longestWriteUs, uint64_t{3'000'000'000'000'666'666});
+}

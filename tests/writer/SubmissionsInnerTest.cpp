@@ -19,12 +19,11 @@ protected:
     {
         const SKrAviVideoParams params = ParamsFor({});
         const WAVEFORMATEX format = WaveFormatFor(SKrPcmFormat{});
-        const std::optional<SKrWriterSetup> setup = MakeWriterSetup(&params, 0, &format);
-        const SKrRecordingOptions options = FastOptions();
-        m_submissions.Begin(*setup, *MakeRecordingRules(&options));
+        m_setup = *MakeWriterSetup(&params, 0, &format);
+        m_submissions.Begin(m_setup, m_rules);
         m_submissions.SetWorkerRunning(true);
         m_submissions.StartAccepting();
-        m_taken.Begin(*setup);
+        m_taken.Begin(m_setup);
     }
     ~Submissions() override
     {
@@ -49,6 +48,9 @@ protected:
         }
     }
 
+    SKrWriterSetup m_setup;
+    const SKrRecordingOptions m_options = FastOptions();
+    const SKrRecordingRules m_rules = *MakeRecordingRules(&m_options);
     CKrManualClock m_clock;
     SKrRecordingFaults m_faults;
     CKrRecordingStatus m_status{m_clock};
@@ -109,4 +111,15 @@ TEST_F(Submissions, SoundThatHasCome_IsNotLate)
     EXPECT_EQ(m_status.Snapshot().state, 0u);
     TakeAllThatHasCome();
     EXPECT_EQ(Submit(EKrStream::Audio), EKrSubmission::ForLater) << "nothing of it was replaced";
+}
+
+TEST_F(Submissions, NextFile_WaitsForNothing)
+{
+    EXPECT_EQ(Submit(EKrStream::Video), EKrSubmission::ForWorker);
+    TakeAllThatHasCome();
+    EXPECT_EQ(Submit(EKrStream::Video), EKrSubmission::ForLater) << "the worker waits for sound";
+    CKrSampleList rest = m_submissions.With([](CKrSampleQueue& queue) { return queue.TakeAll(); });
+    m_submissions.Release(rest);
+    m_submissions.Begin(m_setup, m_rules);
+    EXPECT_EQ(Submit(EKrStream::Video), EKrSubmission::ForWorker);
 }

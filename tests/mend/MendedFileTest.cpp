@@ -317,4 +317,34 @@ TEST(MendedFile, Reindex_ReadsLittleMoreThanTheHeadersOfChunks)
         EXPECT_LT(files.Calls().reads, kFrames + 50);
     }
 }
+
+// Its checksum is right, and its numbers lead out of the file: it is no record, and nothing is written.
+TEST(MendedFile, UndoFileWithImpossibleRanges_ChangesNothing)
+{
+    const KrBytes content(3000, uint8_t{7});
+    const KrBytes some(20, uint8_t{9});
+    KrTool::SKrUndoRecord possible;
+    possible.verb = "set";
+    possible.oldSize = 2500;
+    possible.newSize = 3000;
+    possible.ranges = {{100, some, some, 0, 0}, {2490, KrBytes(10), KrBytes(10), 490, 0}};
+    EXPECT_TRUE(KrTool::DecodeUndoRecord(Encode(possible)));
+    using Ranges = std::vector<KrTool::SKrUndoRange>;
+    const Ranges impossible[] = {{{UINT64_MAX - 9, some, some, 0, 0}}, // its end is a small number again
+                                 {{2490, some, some, 0, 0}},           // bytes that the file did not have
+                                 {{2500, {}, {}, 501, 0}},             // more than were added
+                                 {{400, {}, {}, 10, 0}},               // added in the middle
+                                 {{110, some, some, 0, 0}, {100, some, some, 0, 0}}};
+    for (const Ranges& ranges : impossible)
+    {
+        KrTool::SKrUndoRecord record = possible;
+        record.ranges = ranges;
+        EXPECT_FALSE(KrTool::DecodeUndoRecord(Encode(record)));
+        CKrMemoryFileSystem memory;
+        memory.Set(kWideFile, KrBytes(content));
+        memory.Set(kUndoFile, Encode(record));
+        EXPECT_TRUE(CKrMendedFile(memory, kFile).Undo().verb.empty());
+        EXPECT_EQ(memory.Content(kWideFile).ToBytes(), content);
+    }
+}
 } // namespace KrTest

@@ -174,6 +174,18 @@ def test_damaged_headers_are_refused(kravi):
             check(kravi.read("in.avi") == damaged, f"{place}, {value}")
 
 
+def test_lists_in_lists(kravi):
+    """As deep as a file is long, and the stack of a program is not: on Windows it has 2 MB."""
+    inner = b""
+    for _ in range(9900):
+        inner = b"LIST" + struct.pack("<I", len(inner) + 4) + b"hdrl" + inner
+    kravi.write("in.avi", avi.chunk(b"RIFF", b"AVI " + inner))
+    arguments = [*kravi.command, "set", kravi.path("in.avi"), "--rate", "25"]
+    limited = arguments if kravi.is_emulated else ["sh", "-c", 'ulimit -s 2048; exec "$@"', "sh", *arguments]
+    done = subprocess.run(limited, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    check(done.returncode == 2 and b"no video stream" in done.stderr, f"{done}")
+
+
 def test_several_changes(kravi):
     data = avi.simple_avi(avi.standard_streams(3))
     kravi.write("in.avi", data)

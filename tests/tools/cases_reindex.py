@@ -242,6 +242,20 @@ def test_what_cannot_be_mended(kravi):
     equal((report["standardIndexes"], found - LEFT), (4, set()), "at the end of 'movi'")
 
 
+def test_places_without_number(kravi):
+    """Each would be kept, written and remembered for undo."""
+    data = bytearray(avi.simple_avi(avi.standard_streams(3), idx1=False))
+    for place in (4, data.index(b"movi") - 4):
+        struct.pack_into("<I", data, place, 0)
+    good = (b"00dc\2\0\0\0ab" * 2 + b"\xee" * 8) * 300
+    report, _, found = reindexed(kravi, bytes(data) + good)
+    equal((report["bytesSkipped"], found & MENDED), (300 * 8, set()), "some places")
+    for more in (good * 230, (b"LIST\0\0\0\0rec " + b"00dc\2\0\0\0ab") * 66000, b"RIFF\x04\0\0\0AVIX" * 66000):
+        kravi.write("in.avi", bytes(data) + more)
+        result = exit_code(kravi("reindex", "in.avi"), 2)
+        check("too many chunks or damaged places" in result.err and kravi.names() == ["in.avi"], f"{more[:4]}: {result}")
+
+
 def test_files_of_ffmpeg(kravi):
     """Cut after 40 of 50 frames: as many are read, with the same key frames as before."""
     if kravi.is_emulated or not shutil.which("ffmpeg"):

@@ -98,6 +98,8 @@ private:
         switch (kind->kind)
         {
         case EKrListKind::Hdrl:
+            if (around != EKrListKind::Segment)
+                return; // so that the depth has an end
             m_hasHeaders = true;
             return Walk(inside, list.chunk.End(), kind->kind);
         case EKrListKind::Strl:

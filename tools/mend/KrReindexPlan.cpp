@@ -65,7 +65,7 @@ private:
         if (!m_scan.segments.front().movi)
             Refuse("it has no list of data ('movi')");
         if (model.isCut || model.segments.size() != m_scan.segments.size())
-            Refuse("it has too many chunks");
+            Refuse("it has too many chunks or damaged places");
         if (std::ranges::all_of(m_scan.ids, [](uint32_t id) { return id == 0; }))
             Refuse("it has no whole frame and no sound");
         for (size_t number = 0; number < model.streams.size(); ++number)

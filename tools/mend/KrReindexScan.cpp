@@ -32,7 +32,7 @@ public:
         m_ends.push_back(list.position + kListHeaderSize);
         const SKrListEnds ends = {list.position, list.size, false, list.position + kListHeaderSize};
         if (list.kind == EKrListKind::Segment)
-            m_scan.segments.push_back({ends, {}, false});
+            Keep(m_scan.segments, {ends, {}, false});
         else if (list.kind == EKrListKind::Movi && !m_scan.segments.empty() && !m_scan.segments.back().movi)
             m_scan.segments.back().movi = ends;
         else if (list.kind != EKrListKind::Rec)
@@ -47,7 +47,7 @@ public:
         const bool isRight = !list.isUnset && (stored == position || RoundUpToEven(stored) == position);
         const bool isHeader = list.kind == EKrListKind::Hdrl || list.kind == EKrListKind::Strl;
         if ((list.kind == EKrListKind::Rec || isHeader) && !isRight)
-            m_scan.otherLists.push_back({list.position, list.size, false, m_ends[around.size()]});
+            Keep(m_scan.otherLists, {list.position, list.size, false, m_ends[around.size()]});
         Extend(m_ends[around.size()], around);
         m_openMovis -= list.kind == EKrListKind::Movi ? 1 : 0;
         if (m_scan.segments.empty())
@@ -76,10 +76,8 @@ public:
             NoteKey(before);
         }
         if (!isWhole)
-        {
-            m_scan.stretches.push_back(
-                {chunk.position, chunk.end, true, chunk.guess.kind != EKrGuess::Index, chunk.guess.id});
-        }
+            Keep(m_scan.stretches,
+                 {chunk.position, chunk.end, true, chunk.guess.kind != EKrGuess::Index, chunk.guess.id});
         Extend(chunk.end, around);
         NoteOutside(around);
         if (chunk.guess.id == kFccJunk)
@@ -111,12 +109,23 @@ public:
     void OnGap(uint64_t from, uint64_t to, bool isZeros, Lists around) override
     {
         m_check.OnGap(from, to, isZeros, around);
-        m_scan.stretches.push_back({from, to, false, true, 0});
+        Keep(m_scan.stretches, {from, to, false, true, 0});
         if (to != m_length)
             NoteOutside(around);
     }
 
 private:
+    // A file with more of them is not mended: hostile ones could take any amount of memory.
+    template <class PLACE>
+    void Keep(std::vector<PLACE>& places, const PLACE& place)
+    {
+        constexpr size_t kMostKept = 65536;
+        if (places.size() < kMostKept)
+            places.push_back(place);
+        else
+            m_scan.model.isCut = true;
+    }
+
     // Most frames of codecs that say so do it in their first bytes, which the scan has read with the header.
     void NoteKey(size_t number)
     {

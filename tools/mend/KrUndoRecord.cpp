@@ -104,6 +104,23 @@ private:
     bool m_isAfter = false;
 };
 
+// Whether the ranges follow each other, inside of what a file had and of what was added.
+bool IsPossible(const SKrUndoRecord& record)
+{
+    uint64_t last = 0;
+    for (const SKrUndoRange& range : record.ranges)
+    {
+        const uint64_t there = range.oldBytes.size();
+        const uint64_t all = there + range.addedBytes;
+        if (range.position < last || all > record.newSize || range.position > record.newSize - all ||
+            (there != 0 && range.position + there > record.oldSize) ||
+            (range.addedBytes != 0 && range.position + there < record.oldSize))
+            return false;
+        last = range.End();
+    }
+    return record.oldSize <= record.newSize;
+}
+
 // Takes bytes off the front, or nothing where they are fewer.
 bool Take(std::span<const uint8_t>& bytes, uint64_t count, std::vector<uint8_t>& taken)
 {
@@ -214,7 +231,7 @@ std::optional<SKrDecodedUndo> DecodeUndoRecord(std::span<const uint8_t> bytes)
         if (!DecodeRange(bytes, record.ranges.emplace_back()))
             return std::nullopt;
     }
-    return decoded;
+    return IsPossible(record) ? std::optional(std::move(decoded)) : std::nullopt;
 }
 
 EKrUndoState StateOf(const SKrUndoRecord& record, const CKrByteSource& file)

@@ -12,9 +12,9 @@ std::span<const uint8_t> CKrFileWindow::From(uint64_t position, size_t count)
     if (position >= length)
         return {};
     const auto wanted = static_cast<size_t>(std::min<uint64_t>(count, length - position));
-    if (position < m_position || position + wanted > m_position + m_bytes.size())
+    if (position < m_position || position + wanted > m_position + m_size)
         Load(position, wanted);
-    return std::span<const uint8_t>(m_bytes).subspan(static_cast<size_t>(position - m_position));
+    return Bytes().subspan(static_cast<size_t>(position - m_position));
 }
 
 std::span<const uint8_t> CKrFileWindow::At(uint64_t position, size_t count)
@@ -25,11 +25,20 @@ std::span<const uint8_t> CKrFileWindow::At(uint64_t position, size_t count)
 
 void CKrFileWindow::Load(uint64_t position, size_t count)
 {
-    const bool follows = position >= m_position && position - m_position <= 2 * m_bytes.size();
+    const bool follows = position >= m_position && position - m_position <= 2 * m_size;
     m_reach = follows ? std::min(2 * m_reach, kLargest) : kSmallest;
-    m_bytes.resize(
-        static_cast<size_t>(std::min<uint64_t>(std::max(count, m_reach), m_file.Length() - position)));
+    const auto size =
+        static_cast<size_t>(std::min<uint64_t>(std::max(count, m_reach), m_file.Length() - position));
+    m_size = 0; // also if the file cannot be read
+    if (size > m_capacity)
+    {
+        m_capacity = 0;
+        m_bytes.reset();
+        m_bytes = std::make_unique_for_overwrite<uint8_t[]>(size);
+        m_capacity = size;
+    }
     m_position = position;
-    m_file.Fill(position, m_bytes);
+    m_file.Fill(position, {m_bytes.get(), size});
+    m_size = size;
 }
 } // namespace KrTool

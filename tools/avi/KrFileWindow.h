@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace KrTool
 {
@@ -20,6 +20,9 @@ public:
 
     explicit CKrFileWindow(const CKrByteSource& file) : m_file(file) {}
 
+    // Of the same file, with bytes of its own.
+    [[nodiscard]] CKrFileWindow Another() const { return CKrFileWindow(m_file); }
+
     // Exactly `count` bytes from a position on, or fewer at the end of the file. Valid until the next call.
     // `count` is at most kLargest. Throws CKrToolError when the file cannot be read.
     std::span<const uint8_t> At(uint64_t position, size_t count);
@@ -31,11 +34,14 @@ private:
     static constexpr size_t kSmallest = 4096;
 
     void Load(uint64_t position, size_t count);
+    [[nodiscard]] std::span<const uint8_t> Bytes() const { return {m_bytes.get(), m_size}; }
 
     const CKrByteSource& m_file;
     uint64_t m_position = 0;
     size_t m_reach = kSmallest;
-    std::vector<uint8_t> m_bytes;
+    std::unique_ptr<uint8_t[]> m_bytes; // not cleared: each load fills all that it uses
+    size_t m_capacity = 0;
+    size_t m_size = 0;
 };
 
 // The entries of a table, as far as the file has them. Calls `take` with the bytes of each and their position

@@ -75,7 +75,7 @@ private:
     // Reading the standard indexes reuses the context's window.
     void CheckEntries(const SKrSuperIndexHead& head)
     {
-        CKrFileWindow window = m_context.window;
+        CKrFileWindow window = m_context.window.Another();
         ForEachEntry(window, m_index.Data() + kSuperHeadSize, std::min<uint64_t>(head.entriesInUse, Room()),
                      SKrSuperIndexEntry::kEncodedSize,
                      [this](std::span<const uint8_t> bytes, uint64_t position)

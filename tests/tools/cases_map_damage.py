@@ -99,6 +99,10 @@ def test_time_goes_on_where_bytes_were_removed(kravi):
         data, video = avi.simple_avi(streams, **options), streams[0].positions
         _, end, removals, _ = times(data[:video[20] - 8] + data[video[30] - 8:])
         equal((round(end, 6), removals), (3.6, []), f"{options}")
+    streams = [avi.video([avi.payload(1, 500)] * 100), avi.pcm([avi.payload(2, 500)] * 100)]
+    data, video = avi.simple_avi(streams), streams[0].positions
+    _, end, removals, _ = times(data[:video[20] + 77] + data[video[30] - 8:])  # what is left of a chunk shows the place
+    equal((round(end, 6), len(removals)), (4, 1), "chunks that are alike")
 
 
 def test_third_stream_that_is_not_in_the_index(kravi):

@@ -14,9 +14,9 @@ namespace KrTool
 namespace
 {
 constexpr size_t kMostNamedChunks = size_t{1} << 24;
-constexpr size_t kShortRow = 3;      // where their positions speak for them as well
-constexpr size_t kRow = 16;          // chunks that follow each other as the entries do
-constexpr size_t kMostSearches = 64; // of all entries
+constexpr size_t kShortRow = 3; // where their positions speak for them as well
+constexpr size_t kRow = 16;     // chunks that follow each other as the entries do
+constexpr uint64_t kMostComparisons = uint64_t{1} << 27;
 
 // An entry of an index, or a chunk that is there.
 struct SKrIndexed
@@ -53,10 +53,9 @@ public:
             if (IsStandardIndexId(place.id))
                 ReadStandard(place);
         }
-        if (!m_entries.empty())
-            std::ranges::stable_sort(m_entries, {}, &SKrIndexed::position);
-        else if (!places.empty() && places.back().id == kFccIdx1)
+        if (m_entries.empty() && !places.empty() && places.back().id == kFccIdx1)
             ReadOld(places.back());
+        std::ranges::sort(m_entries, {}, &SKrIndexed::position);
         return std::move(m_entries);
     }
 
@@ -121,6 +120,8 @@ public:
 
     SKrRemovedChunks Run()
     {
+        if (IsRow(0, kRow))
+            m_shift = ShiftTo(0);
         while (m_chunk < m_chunks.size() && m_entry < m_entries.size())
         {
             if (IsMatch() || (!PassHole() && !PassRemoval()))
@@ -157,49 +158,55 @@ private:
     // Entries whose chunks are not there, before one whose chunk lies where it should.
     bool PassHole()
     {
-        if (!m_shift)
-            return false;
-        const int64_t wanted = m_chunks[m_chunk].position - *m_shift;
-        const auto found = std::lower_bound(
-            m_entries.begin() + static_cast<ptrdiff_t>(m_entry), m_entries.end(), wanted,
-            [](const SKrIndexed& entry, int64_t position) { return entry.position < position; });
+        const auto entry = m_shift ? EntryAt(*m_shift, kShortRow) : std::nullopt;
+        if (entry)
+            PassEntries(*entry);
+        return entry.has_value();
+    }
+
+    // The entry of the next chunk if that is moved so far.
+    [[nodiscard]] std::optional<size_t> EntryAt(int64_t shift, size_t row) const
+    {
+        const auto found = std::lower_bound(m_entries.begin() + static_cast<ptrdiff_t>(m_entry),
+                                            m_entries.end(), m_chunks[m_chunk].position - shift,
+                                            [](const SKrIndexed& entry, int64_t position)
+                                            { return entry.position < position; });
         const auto entry = static_cast<size_t>(found - m_entries.begin());
-        if (found == m_entries.end() || !IsRow(entry, kShortRow))
-            return false;
-        PassEntries(entry);
-        return true;
+        const bool isThere = found != m_entries.end() && ShiftTo(entry) == shift && IsRow(entry, row);
+        return isThere ? std::optional(entry) : std::nullopt;
     }
 
     // What follows lies elsewhere: by the order and the sizes of many chunks.
     bool PassRemoval()
     {
-        if (m_searches++ >= kMostSearches)
+        std::optional<size_t> entry = EntryAt(m_lastShift, kRow);
+        if (!entry)
+            entry = OnlyRow();
+        if (!entry)
             return false;
-        std::optional<size_t> found;
-        for (size_t entry = m_entry; entry < m_entries.size(); ++entry)
-        {
-            if (!IsRow(entry, kRow))
-                continue;
-            const bool isLast = ShiftTo(entry) == m_lastShift;
-            if (found && !isLast)
-            {
-                m_isAmbiguous = true;
-                continue;
-            }
-            found = entry;
-            m_isAmbiguous = false;
-            if (isLast)
-                break;
-        }
-        if (!found || m_isAmbiguous)
-            return false;
-        const int64_t shift = ShiftTo(*found);
+        const int64_t shift = ShiftTo(*entry);
         if (m_shift && shift < *m_shift)
             m_removed.places.push_back({static_cast<uint64_t>(m_chunks[m_chunk].position),
-                                        static_cast<uint64_t>(*m_shift - shift), *found - m_entry});
-        PassEntries(*found);
+                                        static_cast<uint64_t>(*m_shift - shift), *entry - m_entry});
+        PassEntries(*entry);
         m_shift = shift;
         return true;
+    }
+
+    // Nothing if the chunks are like several rows of entries, or if such searches have taken too long.
+    std::optional<size_t> OnlyRow()
+    {
+        std::optional<size_t> only;
+        for (size_t entry = m_entry; entry < m_entries.size() && m_comparisons < kMostComparisons; ++entry)
+        {
+            m_comparisons += m_entries[entry].IsLike(m_chunks[m_chunk]) ? kRow : 1;
+            if (!IsRow(entry, kRow))
+                continue;
+            if (only)
+                return std::nullopt;
+            only = entry;
+        }
+        return m_comparisons < kMostComparisons ? only : std::nullopt;
     }
 
     [[nodiscard]] int64_t ShiftTo(size_t entry) const
@@ -240,8 +247,7 @@ private:
     size_t m_entry = 0;
     size_t m_chunk = 0;
     size_t m_matches = 0;
-    size_t m_searches = 0;
-    bool m_isAmbiguous = false;
+    uint64_t m_comparisons = 0;
     SKrRemovedChunks m_removed;
 };
 

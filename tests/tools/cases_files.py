@@ -1,6 +1,7 @@
 """Arguments, exit codes, messages, and files that cannot be read or written."""
 
 import os
+import subprocess
 
 import avi_builder as avi
 from kravi_runner import check, equal, exit_code
@@ -90,9 +91,41 @@ def test_other_files_are_2(kravi):
         equal(exit_code(kravi(verb, "s.wav"), 2).err, "kravi: s.wav: not an AVI file (it is RIFF 'WAVE')\n", verb)
     result = exit_code(kravi("recover", "s.wav", "out.avi"), 2)
     equal(result.err, "kravi: s.wav: not an AVI file (it is RIFF 'WAVE')\n", "recover")
+    packets = b"".join(b"\x47" + bytes(187) for _ in range(9))
+    for name, head in (("MP4 or QuickTime", b"\0\0\0\x20ftypisom"), ("Matroska or WebM", b"\x1a\x45\xdf\xa3\xa3\x42\x86\x81"),
+                       ("an MPEG transport stream", packets), ("Windows Media", b"\x30\x26\xb2\x75\x8e\x66\xcf\x11")):
+        kravi.write("other.avi", head + bytes(5000))
+        for arguments in (["info", "other.avi"], ["rewrap", "other.avi", "out.avi"], ["recover", "other.avi", "out.avi"]):
+            equal(exit_code(kravi(*arguments), 2).err, f"kravi: other.avi: not an AVI file (it is {name})\n", str(arguments))
     headers = avi.simple_avi(avi.standard_streams())
     kravi.write("empty.avi", headers[:12] + bytes(5000))
     exit_code(kravi("info", "empty.avi"), 2)
+
+
+def test_all_inputs_are_looked_at_first(kravi):
+    """Nobody waits for hours to hear that the second name is wrong."""
+    small_avi(kravi)
+    for verb in (["concat", "clip.avi", "nowhere.avi", "-o", "out.avi"], ["hash", "clip.avi", "--compare", "nowhere.avi"]):
+        result = exit_code(kravi(*verb), 2)
+        equal((result.out, result.err), ("", "kravi: nowhere.avi: there is no such file\n"), verb[0])
+
+
+def test_folder_of_the_output_is_named(kravi):
+    small_avi(kravi)
+    for arguments in (["rewrap", "clip.avi", "no/out.avi"], ["extract", "clip.avi", "--audio", "no/a.wav"],
+                      ["rewrap", "clip.avi", "no/out.avi", "--layout", "recording"]):
+        check(exit_code(kravi(*arguments), 2).err.endswith(": it cannot be written: there is no folder no/\n"), str(arguments))
+
+
+def test_output_that_takes_nothing_is_said_once(kravi):
+    if kravi.is_emulated:
+        return
+    small_avi(kravi)
+    for options in ([], ["--json"]):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([*kravi.command, "verify", "clip.avi", *options], cwd=kravi.folder, stdin=subprocess.DEVNULL,
+                                  stdout=full, stderr=subprocess.PIPE, timeout=60, check=False)
+        equal((done.returncode, done.stderr), (2, b"kravi: cannot write to standard output\n"), str(options))
 
 
 def test_file_in_use_is_2(kravi):

@@ -5,7 +5,7 @@
 #include "format/KrLimits.h"
 #include "platform/KrFileProbe.h"
 #include "platform/KrUtf8.h"
-#include "tools/avi/KrChunkGuess.h"
+#include "tools/avi/KrOtherFormats.h"
 #include "tools/command/KrText.h"
 #include "tools/command/KrToolError.h"
 
@@ -20,20 +20,19 @@ namespace
 constexpr uint32_t kFlagScanMode = 4; // in SKrStreamProperties::flags
 constexpr uint32_t kFlagAspect = 8;
 
-SKrChunkGuess FirstChunk(const CKrByteSource& file)
+bool BeginsWithRiff(const CKrByteSource& file)
 {
-    std::array<uint8_t, kListHeaderSize> bytes = {};
-    const size_t count = file.ReadAt(0, bytes.data(), bytes.size());
-    return GuessChunk({bytes.data(), count}, file.Length());
+    std::array<uint8_t, sizeof(uint32_t)> id = {};
+    return file.ReadAt(0, id.data(), id.size()) == id.size() && GetLe32(id.data()) == kFccRiff;
 }
 
-// Names the type of other RIFF files. A damaged AVI file may still hold whole frames.
+// Names files of other kinds. A damaged AVI file may still hold whole frames.
 std::string WhyNotAvi(const std::string& path)
 {
     const CKrInputFile file(path);
-    if (const std::string other = OtherRiffText(file); !other.empty())
+    if (const std::string other = OtherFormatText(file); !other.empty())
         return other;
-    if (FirstChunk(file).id != kFccRiff)
+    if (!BeginsWithRiff(file))
         return "no AVI header at the start; if this is a damaged AVI file, try kravi recover";
     return "its headers lead to no data chunks; try kravi recover";
 }
@@ -64,13 +63,6 @@ bool HasAviHeaderOrDataChunks(IKrRiffReader& reader)
            reader.GetAudioStreamInfo(&audio, &valid, &audioChunk, nullptr) != 0;
 }
 } // namespace
-
-std::string OtherRiffText(const CKrByteSource& file)
-{
-    const SKrChunkGuess first = FirstChunk(file);
-    const bool isOther = first.id == kFccRiff && !IsSegmentType(first.type);
-    return isOther ? "not an AVI file (it is RIFF '" + FourCcText(first.type) + "')" : std::string();
-}
 
 CKrAviFile::CKrAviFile(const std::string& path, EKrOpening opening) : CKrByteSource(path)
 {

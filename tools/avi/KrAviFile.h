@@ -33,9 +33,6 @@ class CKrAviFile;
 // The same without scan mode and pixel aspect ratio where the reader only guesses them from the picture size.
 SKrVideoAnswer DeclaredVideo(const CKrAviFile& file);
 
-// "not an AVI file (it is RIFF 'WAVE')"; empty for what is no RIFF file of another type.
-std::string OtherRiffText(const CKrByteSource& file);
-
 enum class EKrOpening
 {
     Whole,

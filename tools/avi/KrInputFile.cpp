@@ -52,6 +52,12 @@ std::wstring WidePath(const std::string& path)
     return *std::move(wide);
 }
 
+void CheckReadable(const std::string& path)
+{
+    if (const SKrFileProbe probe = ProbeForReading(path); probe.state != EKrReadability::Readable)
+        throw CKrToolError(path, WhyNotReadable(probe));
+}
+
 std::string WhyNotReadable(const SKrFileProbe& probe)
 {
     switch (probe.state)

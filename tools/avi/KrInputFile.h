@@ -63,6 +63,9 @@ private:
 // The path for system calls. Throws CKrToolError when it is not UTF-8.
 std::wstring WidePath(const std::string& path);
 
+// Throws CKrToolError for a file that cannot be opened: before others are read for long.
+void CheckReadable(const std::string& path);
+
 // Why a file cannot be read; a general reason if the system can read it.
 std::string WhyNotReadable(const SKrFileProbe& probe);
 

@@ -99,7 +99,14 @@ private:
     static int Failed(CKrReport& report, const std::string& path, const std::string& cause)
     {
         PrintError(path, cause);
-        return report.Fail(path, cause);
+        try
+        {
+            return report.Fail(path, cause);
+        }
+        catch (const CKrToolError&) // the standard output takes nothing, which may be the cause
+        {
+            return kExitFailed;
+        }
     }
 
     int RunVerb()

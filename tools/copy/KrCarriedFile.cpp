@@ -75,7 +75,10 @@ void CarryFiles(const std::vector<std::string>& files, const SKrCopyOptions& opt
                 CKrProgress& progress)
 {
     for (const std::string& file : files)
+    {
         CheckTarget(options.output, options.force, file);
+        CheckReadable(file);
+    }
     std::vector<SKrCarriedSource> sources;
     for (const std::string& file : files)
     {

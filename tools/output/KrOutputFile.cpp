@@ -21,6 +21,13 @@ std::string TemporaryName(const std::string& target)
     static unsigned number = 0;
     return Format("{}.kravi-{}-{}.tmp", FolderOf(target), ProcessNumber(), ++number);
 }
+
+std::string ReasonText(const std::string& target, const SKrOsResult& result)
+{
+    const std::string folder = FolderOf(target);
+    const bool hasFolder = folder.empty() || TargetAt(folder) == EKrTarget::Folder;
+    return hasFolder ? OsErrorText(result.error) : "there is no folder " + folder;
+}
 } // namespace
 
 std::string FreeTemporaryName(const std::string& target)
@@ -72,7 +79,7 @@ std::string WhyNotWritable(const std::string& target, uint64_t bytes)
     CKrNewFile file;
     SKrOsResult result = file.Create(name);
     if (!result.Ok())
-        return OsErrorText(result.error);
+        return ReasonText(target, result);
     const std::vector<uint8_t> block(kTriedBytes);
     result = file.SeekTo(bytes);
     if (result.Ok())
@@ -116,7 +123,7 @@ CKrOutputFile::~CKrOutputFile()
 void CKrOutputFile::Check(const SKrOsResult& result) const
 {
     if (!result.Ok())
-        throw CKrToolError(m_target, "it cannot be written: " + OsErrorText(result.error));
+        throw CKrToolError(m_target, "it cannot be written: " + ReasonText(m_target, result));
 }
 
 void CKrOutputFile::Write(const void* data, size_t size)

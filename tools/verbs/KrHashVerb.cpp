@@ -1,5 +1,6 @@
 // kravi hash: checksums of frames and sound, to compare the material of two files.
 #include "tools/avi/KrFileList.h"
+#include "tools/avi/KrInputFile.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -155,6 +156,8 @@ void RunHash(const SKrHashOptions& options, CKrReport& report, CKrProgress& prog
 {
     if (!options.other.empty() && (!IsOneFile(options.files) || options.files.isBrief))
         throw CKrToolError({}, "--compare needs exactly one FILE, and not --brief");
+    if (!options.other.empty())
+        CheckReadable(options.other);
     RunOnEach(options.files, report, progress,
               [&](const std::string& file) { HashFile(file, options, report, progress); });
 }

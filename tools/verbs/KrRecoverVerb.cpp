@@ -2,6 +2,7 @@
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrKeyFrames.h"
+#include "tools/avi/KrOtherFormats.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrProgress.h"
 #include "tools/command/KrReport.h"
@@ -136,7 +137,7 @@ private:
         m_videoStream = Choose(EKrStreamKind::Video, m_options.video);
         if (!m_videoStream)
         {
-            const std::string other = OtherRiffText(*m_source);
+            const std::string other = OtherFormatText(*m_source);
             Refuse(other.empty() ? "it has no whole frame" : other);
         }
         m_videoHeader = m_headers.HeaderOf(EKrStreamKind::Video, *m_videoStream);

@@ -63,6 +63,12 @@ void ReportFileFindings(const CKrAviFile& file, const SKrAviFacts& facts, CKrRep
         report.Finding("the headers have too many chunks or streams; the rest is not checked");
 }
 
+void ReportCut(uint64_t count, const std::string& noun, CKrReport& report)
+{
+    if (count != 0)
+        report.Finding("cut by the end of the file: " + Counted(count, noun));
+}
+
 void ReportBlankFrames(const SKrAviFacts& facts, uint32_t stream, uint64_t frames, CKrReport& report)
 {
     const bool isCoded = stream < facts.streams.size() &&

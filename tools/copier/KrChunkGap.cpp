@@ -59,6 +59,17 @@ uint64_t CKrChunkGap::PassZeros(uint64_t position, uint64_t to)
     return position;
 }
 
+void CKrChunkGap::Take(const SKrChunkHeader& chunk, uint64_t position, SKrGapContent& content) const
+{
+    const uint32_t stream = KrStreamNumber(chunk.id);
+    if (stream < m_streamCount && !IsStreamIndex(chunk.id))
+        content.chunks.push_back({position + kChunkHeaderSize, chunk.size,
+                                  static_cast<uint16_t>(chunk.id >> 16), static_cast<uint8_t>(stream),
+                                  SKrCarriedChunk::kNotIndexed});
+    else if (KindOfChunk(chunk.id) == nullptr && !IsStreamIndex(chunk.id) && !IsContainer(chunk.id))
+        ++content.unknownChunks;
+}
+
 SKrGapContent CKrChunkGap::Walk(uint64_t from, uint64_t to)
 {
     SKrGapContent content;
@@ -88,13 +99,7 @@ SKrGapContent CKrChunkGap::Walk(uint64_t from, uint64_t to)
         const uint64_t end = position + kChunkHeaderSize + chunk.size;
         if (!IsPrintableFourCc(chunk.id) || end > to)
             break;
-        const uint32_t stream = KrStreamNumber(chunk.id);
-        if (stream < m_streamCount && !IsStreamIndex(chunk.id))
-            content.chunks.push_back({position + kChunkHeaderSize, chunk.size,
-                                      static_cast<uint16_t>(chunk.id >> 16), static_cast<uint8_t>(stream),
-                                      SKrCarriedChunk::kNotIndexed});
-        else if (KindOfChunk(chunk.id) == nullptr && !IsStreamIndex(chunk.id) && !IsContainer(chunk.id))
-            ++content.unknownChunks;
+        Take(chunk, position, content);
         position = NextAt(end, to);
     }
     if (position + kChunkHeaderSize <= to)

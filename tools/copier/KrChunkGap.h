@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
+struct SKrChunkHeader;
+
 namespace KrTool
 {
 class CKrByteSource;
@@ -36,6 +38,7 @@ private:
     [[nodiscard]] bool IsChunkAt(uint64_t position, uint64_t to);
     [[nodiscard]] uint64_t NextAt(uint64_t end, uint64_t to);
     [[nodiscard]] uint64_t PassZeros(uint64_t position, uint64_t to);
+    void Take(const SKrChunkHeader& chunk, uint64_t position, SKrGapContent& content) const;
 
     const CKrByteSource& m_file;
     CKrFileWindow& m_window;

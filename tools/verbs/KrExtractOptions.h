@@ -59,6 +59,8 @@ struct SKrExtractOptions
     std::optional<uint64_t> to;   // inclusive
     bool force = false;
     bool follow = false;
+
+    [[nodiscard]] bool HasRange() const { return from || to; }
 };
 
 inline void AddExtractOptions(CKrVerbOptions& verb, SKrExtractOptions& options)

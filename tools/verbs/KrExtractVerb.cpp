@@ -1,9 +1,7 @@
 // kravi extract: frames and audio of a file, byte for byte.
-#include "tools/avi/KrAudioRange.h"
 #include "tools/avi/KrAviFacts.h"
 #include "tools/avi/KrAviFile.h"
 #include "tools/avi/KrChunkCopier.h"
-#include "tools/avi/KrCodecNames.h"
 #include "tools/avi/KrFileFindings.h"
 #include "tools/avi/KrFollowedFile.h"
 #include "tools/avi/KrFrameRange.h"
@@ -17,9 +15,9 @@
 #include "tools/command/KrVerbs.h"
 #include "tools/input/KrFramePattern.h"
 #include "tools/output/KrPictureStream.h"
-#include "tools/output/KrWaveFile.h"
 #include "tools/verbs/KrExtractOptions.h"
 #include "tools/verbs/KrFrameFiles.h"
+#include "tools/verbs/KrSoundExtraction.h"
 
 #include <nlohmann/json.hpp>
 
@@ -40,7 +38,7 @@ public:
           m_followed(options.follow ? std::make_unique<CKrFollowedFile>(options.file) : nullptr),
           m_opened(options.follow ? nullptr : std::make_unique<CKrAviFile>(options.file)),
           m_file(options.follow ? m_followed->File() : *m_opened), m_facts(ReadFacts(m_file, progress)),
-          m_copier(m_file, progress)
+          m_copier(m_file, progress), m_sound(options, m_file, m_facts, report, progress)
     {
         if (!options.follow)
             ReportFileFindings(m_file, m_facts, report);
@@ -63,13 +61,13 @@ private:
         if (!m_options.video.empty())
             PrepareVideo();
         if (!m_options.audio.empty())
-            PrepareAudio();
+            m_sound.Prepare(VideoHeader());
         Json video;
         Json audio;
         if (!m_options.video.empty())
             video = WriteVideo();
         if (!m_options.audio.empty())
-            audio = WriteAudio();
+            audio = m_sound.Write(m_copier);
         Report(video, audio);
     }
 
@@ -89,8 +87,8 @@ private:
         if (!m_options.audio.empty())
         {
             WaitForAudio();
-            PrepareAudio();
-            audio = WriteAudio();
+            m_sound.Prepare(VideoHeader());
+            audio = m_sound.Write(m_copier);
         }
         Report(video, audio);
         m_report.Fact("state", RecordingName(m_followed->State()));
@@ -167,23 +165,11 @@ private:
         while (IsBeingWritten())
         {
             const SKrAviStream* const video = m_options.to ? VideoHeader() : nullptr;
-            if (video != nullptr && HasAudioUntil(*m_options.to + 1, *video, stream))
+            if (video != nullptr && m_sound.HasUntil(*m_options.to + 1, *video, stream))
                 return;
             m_followed->Wait(m_progress);
         }
     }
-
-    [[nodiscard]] bool HasAudioUntil(uint64_t frame, const SKrAviStream& video, uint32_t stream) const
-    {
-        const SKrAviStream& audio = m_facts.streams.at(stream);
-        const std::optional<int64_t> end = AudioUnitAtFrame(frame, video, audio);
-        const auto index = LoadStreamIndex(m_file, stream);
-        if (!end || !index)
-            return !end;
-        return std::cmp_greater_equal(UnitsIn(ChunksOfIndex(*index), AudioUnit(audio)), *end);
-    }
-
-    bool HasRange() const { return m_options.from || m_options.to; }
 
     void PrepareVideo()
     {
@@ -192,7 +178,7 @@ private:
         const uint64_t count = m_video.chunks.size();
         m_firstFrame = m_options.from.value_or(0);
         m_endFrame = m_options.to ? *m_options.to + 1 : count;
-        if (HasRange() && (m_firstFrame >= count || m_endFrame > count))
+        if (m_options.HasRange() && (m_firstFrame >= count || m_endFrame > count))
             throw CKrToolError(m_file.Path(), Format("no such frames: video stream {} has {}", m_video.stream,
                                                      Counted(count, "frame")));
         if (count == 0)
@@ -227,59 +213,6 @@ private:
         CheckStreamTarget(name, m_options.force, m_file.Path());
     }
 
-    void PrepareAudio()
-    {
-        CheckStreamTarget(m_options.audio, m_options.force, m_file.Path());
-        m_audio = ChunksOfStream(m_file, m_facts, EKrStreamKind::Audio, StreamNumber(m_options.audioStream),
-                                 m_report, m_progress);
-        const std::string name = Format("audio stream {}", m_audio.stream);
-        if (m_audio.stream < m_facts.streams.size())
-            m_audioHeader = &m_facts.streams[m_audio.stream];
-        if (m_audioHeader != nullptr)
-            m_waveFormat = WaveFormatBytes(m_audioHeader->format);
-        if (m_waveFormat.empty())
-            throw CKrToolError(m_file.Path(), name + " has no format for a WAVE file");
-        if (const uint16_t tag = AudioFormat(*m_audioHeader).formatTag; NeedsItsChunks(tag))
-            throw CKrToolError(m_file.Path(),
-                               Format("{} is {}, which a WAVE file cannot carry: without its chunks "
-                                      "nobody could decode it",
-                                      name, SoundCodecName(tag)));
-        if (m_audio.chunks.empty())
-            m_report.Finding(name + " has no chunks");
-        if (HasRange())
-            TakeAudioOfFrames();
-    }
-
-    // Keeps the audio that belongs to the frames asked for.
-    void TakeAudioOfFrames()
-    {
-        const SKrAviStream* const video = VideoHeader();
-        if (video == nullptr)
-            throw CKrToolError(m_file.Path(), "--from and --to need a video stream");
-        CheckFramesOf(*video);
-        const auto first = AudioUnitAtFrame(m_options.from.value_or(0), *video, *m_audioHeader);
-        const auto end = m_options.to ? AudioUnitAtFrame(*m_options.to + 1, *video, *m_audioHeader)
-                                      : std::optional(INT64_MAX);
-        if (!first || !end)
-            throw CKrToolError(m_file.Path(), "the rates in the headers do not relate audio to frames");
-        m_audio.chunks = UnitsOf(m_audio.chunks, AudioUnit(*m_audioHeader), std::max<int64_t>(*first, 0),
-                                 std::max<int64_t>(*end, 0));
-        if (*first < 0)
-            m_report.Note(Format("the sound starts {} after the first frame of the range",
-                                 Counted(static_cast<uint64_t>(-*first), "unit")));
-    }
-
-    // The frames of a range are there also where only their sound is asked for.
-    void CheckFramesOf(const SKrAviStream& video) const
-    {
-        const auto index = LoadStreamIndex(m_file, video.number);
-        const uint64_t frames = index ? index->entries.size() : video.length;
-        if (!m_options.follow && frames != 0 &&
-            std::max(m_options.from.value_or(0), m_options.to.value_or(0)) >= frames)
-            throw CKrToolError(m_file.Path(), Format("no such frames: video stream {} has {}", video.number,
-                                                     Counted(frames, "frame")));
-    }
-
     const SKrAviStream* VideoHeader() const
     {
         if (m_options.video.empty() && !m_options.videoStream)
@@ -302,7 +235,7 @@ private:
         }
         const uint64_t written = m_pictures->Finish();
         m_progress.End();
-        ReportCut(cut, "frame");
+        ReportCut(cut, "frame", m_report);
         return VideoJson(written);
     }
 
@@ -321,7 +254,7 @@ private:
         }
         const uint64_t bytes = files.Finish();
         m_progress.End();
-        ReportCut(m_copier.CutChunks() - cutBefore, "frame");
+        ReportCut(m_copier.CutChunks() - cutBefore, "frame", m_report);
         ReportBlankFrames(m_facts, m_video.stream, m_copier.BlankChunks() - blankBefore, m_report);
         return VideoJson(bytes);
     }
@@ -338,36 +271,6 @@ private:
                 {"output", m_options.video}};
     }
 
-    Json WriteAudio()
-    {
-        const uint64_t cutBefore = m_copier.CutChunks();
-        const uint64_t total = TotalBytes(m_audio.chunks);
-        m_progress.Begin("writing audio", total, EKrUnit::Byte);
-        uint64_t bytes = 0;
-        const uint64_t sampleFrames = SampleFrames(*m_audioHeader, m_audio.chunks);
-        CKrWaveFile output(m_options.audio, m_options.force, m_waveFormat, total, sampleFrames);
-        for (const SKrChunkIndexEntry& chunk : m_audio.chunks)
-        {
-            bytes += m_copier.Copy(chunk, output);
-            m_progress.Advance(bytes);
-        }
-        output.Commit();
-        m_progress.End();
-        ReportCut(m_copier.CutChunks() - cutBefore, "audio chunk");
-        return {{"stream", m_audio.stream},
-                {"source", SourceName(m_audio)},
-                {"chunks", m_audio.chunks.size()},
-                {"sampleFrames", sampleFrames},
-                {"bytes", bytes},
-                {"output", m_options.audio}};
-    }
-
-    void ReportCut(uint64_t count, const std::string& noun)
-    {
-        if (count != 0)
-            m_report.Finding("cut by the end of the file: " + Counted(count, noun));
-    }
-
     const SKrExtractOptions& m_options;
     CKrReport& m_report;
     CKrProgress& m_progress;
@@ -381,10 +284,9 @@ private:
     SKrStreamChunks m_video;
     uint64_t m_firstFrame = 0;
     uint64_t m_endFrame = 0;
-    SKrStreamChunks m_audio;
-    const SKrAviStream* m_audioHeader = nullptr;
-    std::vector<uint8_t> m_waveFormat;
+    CKrSoundExtraction m_sound;
 };
+
 void RunExtract(SKrExtractOptions options, CKrReport& report, CKrProgress& progress)
 {
     if (!options.y4m.empty())

@@ -2,6 +2,7 @@
 
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrLimits.h"
 #include "tools/avi/KrChunkIds.h"
 #include "tools/avi/KrChunkKinds.h"
@@ -19,11 +20,6 @@ namespace
 // Real headers have some kilobytes, and some texts and pictures beside them.
 constexpr uint64_t kMostCarriedBytes = uint64_t{16} << 20;
 constexpr uint64_t kMostCarriedChunks = uint64_t{1} << 16;
-
-constexpr size_t kScalePlace = 20; // in 'strh'
-constexpr size_t kRatePlace = 24;
-constexpr size_t kStartPlace = 28;
-constexpr size_t kLengthPlace = 32;
 
 bool IsFiller(uint32_t id)
 {
@@ -236,18 +232,18 @@ void SKrCarriedStream::Set(size_t place, uint32_t value)
 
 void SKrCarriedStream::SetLength(uint32_t units)
 {
-    Set(kLengthPlace, units);
+    Set(KrStrh::kLengthAt, units);
 }
 
 void SKrCarriedStream::SetStart(uint32_t units)
 {
-    Set(kStartPlace, units);
+    Set(KrStrh::kStartTimeAt, units);
 }
 
 void SKrCarriedStream::SetRate(uint32_t rate, uint32_t scale)
 {
-    Set(kRatePlace, rate);
-    Set(kScalePlace, scale);
+    Set(KrStrh::kRateAt, rate);
+    Set(KrStrh::kScaleAt, scale);
 }
 
 std::optional<SKrCarriedHeader> ReadCarriedHeader(const CKrByteSource& file)

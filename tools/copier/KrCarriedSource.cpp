@@ -1,5 +1,6 @@
 #include "tools/copier/KrCarriedSource.h"
 
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "format/KrLimits.h"
 #include "tools/avi/KrAviFacts.h"
@@ -22,8 +23,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kShortestStreamHeader = 48; // of writers that leave out its last field
-
 const char* PluralOf(uint64_t count, const char* one, const char* many)
 {
     return count == 1 ? one : many;
@@ -74,7 +73,7 @@ private:
         m_source.header = std::move(*header);
         for (size_t number = 0; number < m_source.header.streams.size(); ++number)
         {
-            if (m_source.header.streams[number].header.size() < kShortestStreamHeader)
+            if (m_source.header.streams[number].header.size() < KrStrh::kShortestSize)
                 throw CKrToolError(
                     m_file->Path(),
                     Format("stream {} has no whole header; kravi recover may make a file of it", number));

@@ -3,6 +3,7 @@
 #include "format/KrAviIndexes.h"
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "format/KrFieldPlaces.h"
 #include "tools/copier/KrSegmentPlan.h"
 
 #include <algorithm>
@@ -11,10 +12,6 @@ namespace KrTool
 {
 namespace
 {
-constexpr size_t kGranularityPlace = 8; // in 'avih'
-constexpr size_t kFlagsPlace = 12;
-constexpr size_t kTotalFramesPlace = 16;
-constexpr size_t kStreamsPlace = 24;
 constexpr uint32_t kMicroseconds = 1'000'000;
 
 // Appends a list or a segment whose size is known at its end.
@@ -83,14 +80,14 @@ private:
     [[nodiscard]] std::vector<uint8_t> MainHeader() const
     {
         std::vector<uint8_t> bytes = m_header.mainHeader;
-        const bool isThere = bytes.size() >= kStreamsPlace + sizeof(uint32_t);
+        const bool isThere = bytes.size() >= KrAvih::kStreamsAt + sizeof(uint32_t);
         bytes.resize(std::max(bytes.size(), SKrMainHeader::kEncodedSize));
         if (!isThere)
             SetFrameTime(bytes);
-        PutLe32(&bytes[kGranularityPlace], 0);
-        PutLe32(&bytes[kFlagsPlace], GetLe32(&bytes[kFlagsPlace]) | kAvifHasIndex);
-        PutLe32(&bytes[kTotalFramesPlace], Low32(m_first.frames));
-        PutLe32(&bytes[kStreamsPlace], static_cast<uint32_t>(m_header.streams.size()));
+        PutLe32(&bytes[KrAvih::kGranularityAt], 0);
+        PutLe32(&bytes[KrAvih::kFlagsAt], GetLe32(&bytes[KrAvih::kFlagsAt]) | kAvifHasIndex);
+        PutLe32(&bytes[KrAvih::kFramesAt], Low32(m_first.frames));
+        PutLe32(&bytes[KrAvih::kStreamsAt], static_cast<uint32_t>(m_header.streams.size()));
         return bytes;
     }
 

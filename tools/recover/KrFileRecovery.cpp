@@ -2,6 +2,7 @@
 
 #include "format/KrBytes.h"
 #include "format/KrChunkHeader.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "tools/avi/KrInputFile.h"
 #include "tools/command/KrFormat.h"
@@ -24,7 +25,6 @@ namespace KrTool
 namespace
 {
 constexpr size_t kMostRegionsReported = 100;
-constexpr size_t kShortestHeader = 48; // of 'strh', by writers that leave out its last field
 
 // Whether the streams can be carried as they are described.
 bool IsUsable(const SKrCarriedHeader& header)
@@ -36,7 +36,7 @@ bool IsUsable(const SKrCarriedHeader& header)
                              : fields.type == kFccAuds ? kShortestWaveFormat
                                                        : 0;
         const bool isTimed = fields.type != kFccVids || (fields.rate != 0 && fields.scale != 0);
-        return stream.header.size() >= kShortestHeader && stream.Format().size() >= least && isTimed;
+        return stream.header.size() >= KrStrh::kShortestSize && stream.Format().size() >= least && isTimed;
     };
     SKrMainHeader main;
     CKrByteReader in(header.mainHeader);

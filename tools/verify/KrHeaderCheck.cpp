@@ -1,6 +1,7 @@
 // 'avih' and 'dmlh' against the content.
 #include "format/KrAviHeaders.h"
 #include "format/KrBytes.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
@@ -12,14 +13,6 @@ namespace KrTool
 {
 namespace
 {
-// Places of fields in 'avih'
-constexpr uint64_t kFrameTimeAt = 0;
-constexpr uint64_t kFlagsAt = 12;
-constexpr uint64_t kFramesAt = 16;
-constexpr uint64_t kStreamsAt = 24;
-constexpr uint64_t kBufferAt = 28;
-constexpr uint64_t kWidthAt = 32;
-
 const SKrVerifyStream* FirstVideo(const SKrVerifyModel& model)
 {
     const auto found = std::ranges::find(model.streams, uint32_t{kFccVids}, &SKrVerifyStream::type);
@@ -36,10 +29,10 @@ void CheckFlags(const SKrVerifyContext& context, const SKrMainHeader& header, ui
 {
     const bool hasIndex = HasAnyIndex(context.model);
     if (hasIndex && (header.flags & kAvifHasIndex) == 0)
-        context.results.Add(EKrCheck::AvihNoIndexFlag, position + kFlagsAt, "the flag 16",
+        context.results.Add(EKrCheck::AvihNoIndexFlag, position + KrAvih::kFlagsAt, "the flag 16",
                             Format("flags {}", header.flags));
     if (!hasIndex && (header.flags & kAvifMustUseIndex) != 0)
-        context.results.Add(EKrCheck::AvihMustUseIndex, position + kFlagsAt, "an index",
+        context.results.Add(EKrCheck::AvihMustUseIndex, position + KrAvih::kFlagsAt, "an index",
                             Format("flags {}", header.flags));
 }
 
@@ -48,7 +41,7 @@ void CheckFrames(const SKrVerifyContext& context, const SKrMainHeader& header, u
 {
     if (!context.model.isCut && header.totalFrames != video.chunks &&
         header.totalFrames != video.chunksInFirstSegment)
-        context.results.Add(EKrCheck::AvihFrames, position + kFramesAt,
+        context.results.Add(EKrCheck::AvihFrames, position + KrAvih::kFramesAt,
                             video.chunks == video.chunksInFirstSegment
                                 ? std::to_string(video.chunks)
                                 : Format("{} or {}", video.chunks, video.chunksInFirstSegment),
@@ -64,7 +57,7 @@ void CheckPicture(const SKrVerifyContext& context, const SKrMainHeader& header, 
     const SKrBitmapHeader format = DecodeBitmapHeader(context.window.At(video.format->Data(), size));
     const int64_t height = std::abs(int64_t{format.height});
     if (int64_t{header.width} != format.width || int64_t{header.height} != height)
-        context.results.Add(EKrCheck::AvihPictureSize, position + kWidthAt,
+        context.results.Add(EKrCheck::AvihPictureSize, position + KrAvih::kWidthAt,
                             Format("{} x {}", format.width, height),
                             Format("{} x {}", header.width, header.height));
 }
@@ -77,7 +70,7 @@ void CheckFrameTime(const SKrVerifyContext& context, const SKrMainHeader& header
         return;
     const uint64_t wanted = uint64_t{1000000} * video.scale / video.rate;
     if (header.microSecPerFrame != wanted && header.microSecPerFrame != wanted + 1)
-        context.results.Add(EKrCheck::AvihFrameTime, position + kFrameTimeAt,
+        context.results.Add(EKrCheck::AvihFrameTime, position + KrAvih::kFrameTimeAt,
                             Format("{} microseconds", wanted), std::to_string(header.microSecPerFrame));
 }
 
@@ -87,8 +80,8 @@ void CheckBuffer(const SKrVerifyContext& context, const SKrMainHeader& header, u
     const uint32_t largest =
         streams.empty() ? 0 : std::ranges::max(streams, {}, &SKrVerifyStream::largest).largest;
     if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
-        context.results.Add(EKrCheck::AvihBufferSmall, position + kBufferAt, Format("{} at least", largest),
-                            std::to_string(header.suggestedBufferSize));
+        context.results.Add(EKrCheck::AvihBufferSmall, position + KrAvih::kBufferAt,
+                            Format("{} at least", largest), std::to_string(header.suggestedBufferSize));
 }
 
 void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chunk)
@@ -104,7 +97,7 @@ void CheckMainHeader(const SKrVerifyContext& context, const SKrPlacedChunk& chun
         return; // cut by the end of the file
     const uint64_t position = chunk.Data();
     if (header.streams != context.model.streams.size())
-        context.results.Add(EKrCheck::AvihStreams, position + kStreamsAt,
+        context.results.Add(EKrCheck::AvihStreams, position + KrAvih::kStreamsAt,
                             Numbers(context.model.streams.size(), header.streams));
     CheckFlags(context, header, position);
     CheckBuffer(context, header, position);

@@ -1,5 +1,6 @@
 // 'strh' and 'strf' of each stream, against each other and against the content.
 #include "format/KrAviHeaders.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "tools/command/KrFormat.h"
 #include "tools/command/KrText.h"
@@ -11,13 +12,6 @@ namespace KrTool
 {
 namespace
 {
-// Places of fields in 'strh'
-constexpr uint64_t kScaleAt = 20;
-constexpr uint64_t kRateAt = 24;
-constexpr uint64_t kLengthAt = 32;
-constexpr uint64_t kStreamBufferAt = 36;
-constexpr uint64_t kSampleSizeAt = 44;
-
 // Places of fields in 'strf' of sound
 constexpr uint64_t kByteRateAt = 8;
 constexpr uint64_t kBlockAlignAt = 12;
@@ -69,11 +63,11 @@ private:
         if (!isKnown)
             m_results.Add(EKrCheck::StrhType, chunk.Data(), "vids, auds or txts", FourCcText(m_stream.type));
         if (m_stream.scale == 0)
-            m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kScaleAt, "a scale", "0");
+            m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + KrStrh::kScaleAt, "a scale", "0");
         if (m_stream.rate == 0)
-            m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + kRateAt, "a rate", "0");
+            m_results.Add(EKrCheck::StrhRateZero, chunk.Data() + KrStrh::kRateAt, "a rate", "0");
         if (m_stream.suggestedBufferSize != 0 && m_stream.suggestedBufferSize < m_stream.largest)
-            m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + kStreamBufferAt,
+            m_results.Add(EKrCheck::StrhBufferSmall, chunk.Data() + KrStrh::kBufferAt,
                           Format("{} at least", m_stream.largest),
                           std::to_string(m_stream.suggestedBufferSize));
         if (chunk.size >= full && m_stream.chunks != 0)
@@ -93,7 +87,7 @@ private:
         const bool isRounded =
             hasSamples && m_stream.bytes % m_stream.sampleSize != 0 && m_stream.length == inAll + 1;
         if (m_stream.length != inAll && m_stream.length != inFirst && !isRounded && !m_context.model.isCut)
-            Differs(EKrCheck::StrhLength, chunk.Data() + kLengthAt, inAll, m_stream.length);
+            Differs(EKrCheck::StrhLength, chunk.Data() + KrStrh::kLengthAt, inAll, m_stream.length);
     }
 
     void CheckVideoFormat(const SKrPlacedChunk& chunk)
@@ -159,10 +153,12 @@ private:
             return;
         const uint64_t header = m_stream.header->Data();
         if (m_stream.sampleSize != format.blockAlign)
-            Differs(EKrCheck::StrhSampleSize, header + kSampleSizeAt, format.blockAlign, m_stream.sampleSize);
+            Differs(EKrCheck::StrhSampleSize, header + KrStrh::kSampleSizeAt, format.blockAlign,
+                    m_stream.sampleSize);
         const bool hasRate = m_stream.rate != 0 && m_stream.scale != 0;
         if (hasRate && m_stream.rate != uint64_t{m_stream.scale} * format.samplesPerSec)
-            m_results.Add(EKrCheck::StrhAudioRate, header + kScaleAt, std::to_string(format.samplesPerSec),
+            m_results.Add(EKrCheck::StrhAudioRate, header + KrStrh::kScaleAt,
+                          std::to_string(format.samplesPerSec),
                           Format("{} / {}", m_stream.rate, m_stream.scale));
     }
 

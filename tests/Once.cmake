@@ -95,6 +95,11 @@ if(NOT CMAKE_CROSSCOMPILING AND TARGET kravi)
     ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR} ${CMAKE_COMMAND} ${KR_EXPORTED_NAMES} ${PROJECT_BINARY_DIR}/KrRiffUtilsC.exports
     $<$<BOOL:${KR_FULL_TESTS}>:--debian>)
   kr_set_test_surroundings(Recipes)
+  if(KR_FULL_TESTS)
+    add_test(NAME Packagers COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/package/packagers_test.py
+      ${PROJECT_SOURCE_DIR} ${CMAKE_COMMAND})
+    kr_set_test_surroundings(Packagers)
+  endif()
 endif()
 
 # Runs the commands and code in README and docs.

@@ -1,5 +1,5 @@
 # A port for an overlay: vcpkg install krriffutils --overlay-ports=packaging/vcpkg. It builds the sources that it lies in.
-# Not run by any test: no vcpkg was available. The tests check that the options and targets that it names exist.
+# Never run by vcpkg itself, which was not available. The tests run it with a stand-in of the functions that it calls.
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_cmake_configure(

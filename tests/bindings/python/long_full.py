@@ -1,5 +1,6 @@
 """What takes long: many opens, killed recordings, the development mode, the checker of types."""
 
+import gc
 import os
 import random as numbers
 import resource
@@ -7,13 +8,17 @@ import shutil
 import signal
 import subprocess
 import sys
+import threading
 import time
 import unittest
+import unittest.mock
 
 from support import HAS_NUMPY, SOURCES, avi, clip_bytes, folder, kravi, raw_clip, write
 
 PACKAGE = os.path.dirname(os.path.dirname(os.path.abspath(kravi.__file__)))
 OPENS, MOST_GROWTH = 100_000, 1024  # of resident memory, in KB
+ROUNDS = 3000
+LARGE_WIDTH = 64 << 20  # pixels of the one row of a large frame
 SPOILED = 5000
 LOST = 200  # frames of two seconds
 RECORDER = """
@@ -52,12 +57,75 @@ class Long(unittest.TestCase):
                 if number % 10 == 0:
                     self.assertRaises(kravi.FormatError, kravi.open, "wrong.avi")
 
-        opens(OPENS // 10)
-        before = resident()
-        opens(OPENS)
-        print(f"{OPENS} opens: {resident() - before} KB more")
+        self.check_growth("opens", opens, OPENS)
+
+    def test_no_leak_of_everything_else(self):
+        write("clip.avi", clip_bytes()[0])
+        write("raw.avi", raw_clip([bytes(96)] * 4, 8, 4, 24))
+        before = kravi.Writer("going.avi", 64, 48, codec="MJPG")
+
+        def rounds(count):
+            for number in range(count):
+                with kravi.open("clip.avi") as f:
+                    f.tags, f.video.keyframes, f.audio.data(10, 3000), list(f.video[3:9]), f.video.read(3, bytearray(400))
+                    self.assertRaises(IndexError, f.video.stored, 99)
+                with kravi.follow("going.avi") as f:
+                    f.refresh()
+                w = kravi.Writer("new.avi", 64, 48, codec="MJPG")
+                w.write(b"picture")
+                if number % 2:
+                    w.close()
+                del w
+                if HAS_NUMPY:
+                    with kravi.open("raw.avi") as f:
+                        f.video.frame(1), f.video.rgb(2), f.video.chunks.array(), f.references()
+
+        self.check_growth("rounds of everything else", rounds, ROUNDS)
+        before.close()
+
+    def check_growth(self, what, step, count):
+        step(count // 10)
+        gc.collect()
+        before, files = resident(), len(os.listdir("/proc/self/fd"))
+        step(count)
+        gc.collect()
+        print(f"{count} {what}: {resident() - before} KB more")
         self.assertLess(resident() - before, MOST_GROWTH)
-        self.assertLess(len(os.listdir("/proc/self/fd")), 20)
+        self.assertEqual(len(os.listdir("/proc/self/fd")), files)
+
+    def test_interpreter_lock(self):
+        """While a call waits for the disk or for room, other threads run."""
+        with open("large.avi", "wb") as file:
+            file.write(raw_clip([bytes(LARGE_WIDTH * 3)], LARGE_WIDTH, 1, 24))
+        options = kravi.Options(queue_limit=1000, chunk_spacing_ms=100)
+        memory = bytearray(LARGE_WIDTH * 3)
+        with kravi.open("large.avi") as f:
+            self.check_others_run("v[i]", lambda: [f.video[0] for _ in range(5)])
+            self.check_others_run("read", lambda: [f.video.read(0, memory) for _ in range(5)])
+            with unittest.mock.patch.object(f._file, "_descriptor", None):
+                self.check_others_run("v[i] of the library", lambda: [f.video[0] for _ in range(5)])
+        w = kravi.Writer("new.avi", 64, 48, codec="MJPG", options=options)
+        self.check_others_run("write", lambda: [w.write(bytes(900)) for _ in range(4)])
+        for _ in range(3):
+            w.write(b"picture")
+        self.check_others_run("close", w.close)
+
+    def check_others_run(self, name, step):
+        times, done = [], threading.Event()
+
+        def note():
+            while not done.wait(0.001):
+                times.append(time.perf_counter())
+
+        thread = threading.Thread(target=note)
+        thread.start()
+        start = time.perf_counter()
+        step()
+        taken = time.perf_counter() - start
+        done.set()
+        thread.join()
+        inside = [moment for moment in times if start + taken / 10 < moment < start + taken * 9 / 10]
+        self.assertGreater(len(inside), 10, f"{name}: {taken} s")
 
     @unittest.skipUnless(HAS_NUMPY, "NumPy is not installed")
     def test_spoiled_files(self):

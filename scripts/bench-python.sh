@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Benchmarks of the Python package against bare reads, PyAV and OpenCV. Makes its input in build/bench/files (about 2.3 GB), and prints a
+# Benchmarks of the Python package against bare reads, PyAV and OpenCV. Makes its input in build/bench/files (about 10 GB), and prints a
 # table in Markdown: medians of nine runs that take turns.
 set -eu
 cd "$(dirname "$0")/.."

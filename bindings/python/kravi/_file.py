@@ -29,18 +29,20 @@ class _Index:
     """An index of the library, which is freed with this object."""
 
     def __init__(self, handle: c_void_p) -> None:
-        self._handle = handle
+        self._handle, self._process = handle, os.getpid()
 
-    def __del__(self, free: Callable[[c_void_p], int] = lib.kr_index_free) -> None:
-        free(self._handle)
+    def __del__(self, free: Callable[[c_void_p], int] = lib.kr_index_free, process: Callable[[], int] = os.getpid) -> None:
+        if process() == self._process:
+            free(self._handle)
 
 
 class File:
-    """Reads are served on any number of threads at once."""
+    """Reads are served on any number of threads at once. A forked child releases nothing of the library: it may lack threads."""
 
     def __init__(self, path: "str | os.PathLike[str]", growing: bool = False) -> None:
         self._handle: int | None = None
         self._descriptor: _Descriptor | None = None
+        self._process = os.getpid()
         self.path, name = _library.encoded(path)
         self.growing = growing
         self.loading = threading.RLock()  # one index load or refresh at a time: the library refuses a second one
@@ -59,11 +61,11 @@ class File:
     def __del__(self) -> None:
         self.close()
 
-    def close(self, free: Callable[[int], int] = lib.kr_reader_free) -> None:
+    def close(self, free: Callable[[int], int] = lib.kr_reader_free, process: Callable[[], int] = os.getpid) -> None:
         """Closes the file; again has no effect."""
         self._descriptor = None
         handle, self._handle = self._handle, None
-        if handle is not None:
+        if handle is not None and process() == self._process:
             free(handle)
 
     @property

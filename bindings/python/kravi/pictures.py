@@ -34,7 +34,8 @@ PACKED = {"YUY2": "YUYV", "YUYV": "YUYV", "YUNV": "YUYV", "UYVY": "UYVY", "UYNV"
           "HDYC": "UYVY", "YVYU": "YVYU"}
 # Columns and rows of luma for each of chroma, and whether V comes first.
 PLANAR = {"I420": (2, 2, False), "IYUV": (2, 2, False), "YV12": (2, 2, True), "YV16": (2, 1, True), "422P": (2, 1, False),
-          "Y42B": (2, 1, False), "YV24": (1, 1, True), "444P": (1, 1, False), "YUV9": (4, 4, False), "YVU9": (4, 4, True), "Y41B": (4, 1, False)}
+          "Y42B": (2, 1, False),
+          "YV24": (1, 1, True), "444P": (1, 1, False), "YUV9": (4, 4, False), "YVU9": (4, 4, True), "Y41B": (4, 1, False)}
 SEMIPLANAR = {"NV12": "UV", "NV21": "VU"}
 
 

@@ -14,6 +14,8 @@ def _chunks(file: File, start: int, end: int) -> Iterator[tuple[bytes, int, int]
         if start + 8 > end:
             return
         name, size = struct.unpack("<4sI", file.read(start, 8))
+        if name == b"RIFF" and size == 0:  # a recording that was never completed
+            size = end - start - 8
         size = min(size, end - start - 8)
         yield name, start + 8, size
         start += 8 + size + size % 2

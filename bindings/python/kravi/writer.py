@@ -78,7 +78,8 @@ class Writer:
     """A new file of one video stream and, with `sound`, one of PCM; an existing file is replaced.
 
     `codec` is the FourCC of the frames, such as ``"MJPG"``; without one they are uncompressed RGB of `bits` bits a pixel, and may
-    be arrays as `VideoStream.frame` returns them: blue, green, red, the highest row first. `bits` 0: what the codec usually has, or 24.
+    be arrays as `VideoStream.frame` returns them: blue, green, red, the highest row first. Without `bits` pixels have as many as
+    the codec usually has, or 24.
 
     >>> with kravi.Writer("new.avi", 64, 48, fps=25, codec="MJPG") as w:
     ...     for picture in pictures:
@@ -93,6 +94,7 @@ class Writer:
                  codec: str = "", bits: int = 0, sound: Sound | None = None, options: Options | None = None,
                  scan_mode: str = "progressive", aspect: str = "square", display: tuple[int, int] = (0, 0)) -> None:
         self._handle: int | None = None
+        self._process = os.getpid()
         self._closing = threading.Lock()  # one thread at a time closes
         self.path, name = _library.encoded(path)
         bits = bits or usual_bits(codec)
@@ -107,7 +109,7 @@ class Writer:
         self._check(lib.kr_writer_create(byref(handle)))
         self._handle = handle.value
         # Completes the file, at the latest when Python ends.
-        self._free = weakref.finalize(self, lib.kr_writer_free, handle.value)
+        self._free = weakref.finalize(self, _release, handle.value or 0, self._process)
         try:
             self._check(lib.kr_writer_set_options(handle, byref(record_of(options or Options()))))
             self._check(lib.kr_writer_open(handle, name, byref(clip)))
@@ -174,12 +176,12 @@ class Writer:
         return Status(**flags, **counts)
 
     def close(self) -> None:
-        """Writes what is queued, completes the file and closes it; again has no effect.
+        """Writes what is queued, completes the file and closes it; again, or in a forked child, this has no effect.
 
         Raises OSError when a write has failed, `kravi.IncompleteError` when the file lacks something that was submitted.
         """
         with self._closing:
-            if self._handle is None:
+            if self._handle is None or self._process != os.getpid():
                 return
             try:
                 self._check(lib.kr_writer_close(self._handle))
@@ -187,6 +189,12 @@ class Writer:
                 self._status = self._current_status()
                 self._handle = None
                 self._free()
+
+
+def _release(handle: int, process: int) -> None:
+    """Closes and frees a writer, whose thread a forked child does not have."""
+    if os.getpid() == process:
+        lib.kr_writer_free(handle)
 
 
 def record_of(options: Options) -> _library.OptionsRecord:

@@ -124,7 +124,12 @@ class Reading(unittest.TestCase):
                 self.assertRaisesRegex(ImportError, "arrays need NumPy", step)
 
     def test_tags(self):
-        self.assertEqual(self.file.tags, {"INAM": "Häfen", "IART": "José"})
+        wanted = {"INAM": "Häfen", "IART": "José"}
+        self.assertEqual(self.file.tags, wanted)
+        data = clip_bytes()[0]
+        write("unfinished.avi", data[:4] + bytes(4) + data[8:])
+        with kravi.open("unfinished.avi") as f:
+            self.assertEqual(f.tags, wanted)
 
     def test_sound_across_chunks(self):
         whole = b"".join(self.sound.chunks)

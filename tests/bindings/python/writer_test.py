@@ -2,6 +2,8 @@
 
 import concurrent.futures
 import os
+import subprocess
+import sys
 import threading
 import time
 import unittest
@@ -13,6 +15,32 @@ if HAS_NUMPY:
     import numpy as np
 
 PICTURES = [avi.payload(number, 500 + number) for number in range(30)]
+
+
+FORKED = """
+import os, signal, sys
+sys.dont_write_bytecode = True
+sys.path.insert(0, sys.argv[1])
+import kravi
+for number in range(2):
+    w = kravi.Writer("new.avi", 64, 48, codec="MJPG")
+    w.write(b"first")
+    child = os.fork()
+    if child == 0:
+        signal.alarm(20)
+        if number:
+            w.close()
+        sys.exit()
+    assert os.waitpid(child, 0)[1] == 0
+    w.write(b"second")
+    w.close()
+    with kravi.open("new.avi") as f:
+        assert len(f.video) == 2
+        if os.fork() == 0:
+            assert list(f.video) == [b"first", b"second"]
+            sys.exit()
+        assert os.wait()[1] == 0 and f.video[1] == b"second"
+"""
 
 
 class Writing(unittest.TestCase):
@@ -87,6 +115,14 @@ class Writing(unittest.TestCase):
                 results = [pool.submit(step) for step in (w.close, w.status, w.close, w.status)]
                 self.assertEqual([result.exception() for result in results], [None] * 4)
             self.assertEqual((w.status().open, w.status().frames_written), (False, 3))
+
+    def test_fork(self):
+        """A child neither completes the file of its parent nor waits for a thread that it does not have."""
+        done = subprocess.run([sys.executable, "-c", FORKED, os.path.dirname(kravi.__path__[0])], capture_output=True,
+                              check=False, timeout=60)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+        with kravi.open("new.avi") as f:
+            self.assertEqual(list(f.video), [b"first", b"second"])
 
     def test_full_queue_refuses(self):
         options = kravi.Options(queue_limit=1000, queue_wait_ms=0)

@@ -47,12 +47,12 @@ def make_raw(path):
 
 def make_inputs(folder):
     paths = []
-    for name, make in (("idx1", None), ("packets", make_mjpeg), ("raw1080", make_raw)):
+    for name, make in (("idx1", None), ("recording", make_mjpeg), ("raw1080", make_raw)):
         path = os.path.join(folder, name + ".avi")
         if not os.path.exists(path):
             make(path + ".part")
             os.rename(path + ".part", path)
-        if name != "packets":  # whose packets come into the page cache in the first round
+        if name != "recording":  # whose packets come into the page cache in the first round
             with open(path, "rb") as file:
                 while file.read(1 << 24):
                     pass

@@ -68,6 +68,21 @@ def test_a_page_names_damage_as_its_picture_does(kravi):
         equal(named, bool(places(picture, kind)), f"{name}: there")
 
 
+def test_bytes_that_the_index_leaves_out(kravi):
+    """Those of the chunks: the places of several streams overlap, and would add up to more than the file."""
+    streams = avi.standard_streams(60)
+    data = bytearray(avi.simple_avi(streams))
+    entries = data.index(b"idx1") + 8
+    gone = [[], []]
+    for number in [*range(10, 40), *range(50, 53), 80]:
+        data[entries + 16 * number:entries + 16 * number + 16] = bytes(16)
+        gone[number % 2].append(streams[number % 2].chunks[number // 2])
+    picture = mapped(kravi, bytes(data), code=1)
+    equal(picture.report["damage"]["notIndexed"]["bytes"], sum(map(stored, gone)), "bytes")
+    equal([text for text in picture.report["findings"] if text.startswith("not in")],
+          [f"not in the {name} index: {len(chunks)} chunks" for name, chunks in zip(("video", "audio"), gone)], "findings")
+
+
 def test_time_goes_on_where_bytes_were_removed(kravi):
     """The index names what is gone. Where all chunks are alike, it is not known which; nor without an index."""
     def times(data, **options):

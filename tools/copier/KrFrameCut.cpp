@@ -37,6 +37,7 @@ public:
             return m_taken;
         MakeBounds();
         CarriedChunks taken;
+        taken.reserve(m_source.chunks.size());
         for (const SKrCarriedChunk& chunk : m_source.chunks)
             Take(chunk, taken);
         m_source.chunks = std::move(taken);

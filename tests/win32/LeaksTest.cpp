@@ -99,7 +99,7 @@ TEST(Leaks, WritersWithAFile)
 {
     const CKrTempFolder folder;
     const std::wstring path = folder.PathOf(L"a.avi");
-    ExpectNothingLeft(2000,
+    ExpectNothingLeft(500,
                       [&](int rounds)
                       {
                           for (int round = 0; round < rounds; ++round)

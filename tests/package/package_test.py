@@ -325,6 +325,21 @@ file(WRITE answer ${{library}})
             f"/out:{os.path.join(work, 'ClipInC')}.exe", example, start, self.path("lib", "KrRiffUtilsC.lib"), runtime, kernel)
 
 
+def run_cases(owner, prefixes, case):
+    """Calls `case` with the name of each method of `owner` that begins so. Returns the exit code of the test."""
+    passed = failed = 0
+    for name in sorted(name for name in dir(owner) if name.startswith(prefixes)):
+        try:
+            case(name)
+            passed += 1
+        except Exception:  # any error fails this case alone
+            failed += 1
+            print(f"FAILED {name}")
+            traceback.print_exc(file=sys.stdout)
+    print(f"{passed} passed, {failed} failed")
+    return 0 if failed == 0 and passed > 0 else 1
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     for name in ("build", "cmake", "compiler", "ccompiler", "version", "sources"):
@@ -334,22 +349,16 @@ def main():
     parser.add_argument("--windows", action="store_true")
     parser.add_argument("--full", action="store_true", help="also the cases that take long")
     options = parser.parse_args([argument for argument in sys.argv[1:] if argument])
-    passed = failed = 0
     prefixes = ("test_", "full_test_") if options.full else ("test_",)
     with tempfile.TemporaryDirectory(prefix="package-test-") as folder:
         package = (Windows if options.windows else Linux)(options, folder)
-        for name in sorted(name for name in dir(package) if name.startswith(prefixes)):
+
+        def case(name):
             work = os.path.join(folder, name)
             os.mkdir(work)
-            try:
-                getattr(package, name)(work)
-                passed += 1
-            except Exception:  # any error fails this case alone
-                failed += 1
-                print(f"FAILED {name}")
-                traceback.print_exc(file=sys.stdout)
-    print(f"{passed} passed, {failed} failed")
-    return 0 if failed == 0 and passed > 0 else 1
+            getattr(package, name)(work)
+
+        return run_cases(package, prefixes, case)
 
 
 if __name__ == "__main__":

@@ -11,11 +11,10 @@ import os
 import shutil
 import sys
 import tempfile
-import traceback
 import types
 
 sys.dont_write_bytecode = True
-from package_test import run, write  # pylint: disable=wrong-import-position
+from package_test import run, run_cases, write  # pylint: disable=wrong-import-position
 
 VCPKG = """cmake_minimum_required(VERSION 3.25)
 function(vcpkg_cmake_configure)
@@ -161,18 +160,11 @@ class Packagers:
 
 
 def main(arguments):
-    passed = failed = 0
-    for name in sorted(name for name in dir(Packagers) if name.startswith("test_")):
+    def case(name):
         with tempfile.TemporaryDirectory(prefix="packagers-test-") as work:
-            try:
-                getattr(Packagers(*arguments, work), name)()
-                passed += 1
-            except Exception:  # any error fails this case alone
-                failed += 1
-                print(f"FAILED {name}")
-                traceback.print_exc(file=sys.stdout)
-    print(f"{passed} passed, {failed} failed")
-    return 0 if failed == 0 and passed > 0 else 1
+            getattr(Packagers(*arguments, work), name)()
+
+    return run_cases(Packagers, "test_", case)
 
 
 if __name__ == "__main__":

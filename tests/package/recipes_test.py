@@ -14,10 +14,9 @@ import re
 import subprocess
 import sys
 import tempfile
-import traceback
 
 sys.dont_write_bytecode = True
-from package_test import HOST, run, write  # pylint: disable=wrong-import-position
+from package_test import HOST, run, run_cases, write  # pylint: disable=wrong-import-position
 
 
 class Recipes:
@@ -116,17 +115,7 @@ class Recipes:
 def main(arguments):
     prefixes = ("test_", "debian_test_") if "--debian" in arguments else ("test_",)
     recipes = Recipes(*(argument for argument in arguments if argument and argument != "--debian"))
-    passed = failed = 0
-    for name in sorted(name for name in dir(recipes) if name.startswith(prefixes)):
-        try:
-            getattr(recipes, name)()
-            passed += 1
-        except Exception:  # any error fails this case alone
-            failed += 1
-            print(f"FAILED {name}")
-            traceback.print_exc(file=sys.stdout)
-    print(f"{passed} passed, {failed} failed")
-    return 0 if failed == 0 and passed > 0 else 1
+    return run_cases(recipes, prefixes, lambda name: getattr(recipes, name)())
 
 
 if __name__ == "__main__":

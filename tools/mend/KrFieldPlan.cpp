@@ -1,6 +1,7 @@
 #include "tools/mend/KrFieldPlan.h"
 
 #include "format/KrBytes.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "format/KrPrivateChunks.h"
 #include "tools/avi/KrInputFile.h"
@@ -22,8 +23,6 @@ namespace
 {
 // Places of fields in 'strh', 'strf' and 'vprp'
 constexpr size_t kHandlerAt = 4;
-constexpr size_t kRateScaleAt = 20;
-constexpr size_t kStartAt = 28;
 constexpr size_t kCompressionAt = 16;
 constexpr size_t kRefreshRateAt = 8;
 constexpr size_t kShapeAspectAt = 20;
@@ -128,7 +127,7 @@ private:
 
     const SKrHeaderChunk& Header() const
     {
-        if (!Stream().header || !Stream().header->Has(kStartAt, sizeof(uint32_t)))
+        if (!Stream().header || !Stream().header->Has(KrStrh::kStartTimeAt, sizeof(uint32_t)))
             Refuse(Format("stream {} has no whole header; kravi recover may make a file of it", *m_number));
         return *Stream().header;
     }
@@ -146,9 +145,9 @@ private:
     {
         const SKrHeaderStream& stream = VideoStream("--rate");
         const SKrHeaderChunk& header = Header();
-        m_plan.patches.PutU32Le(header.Data() + kRateScaleAt, wanted.scale);
-        m_plan.patches.PutU32Le(header.Data() + kRateScaleAt + sizeof(uint32_t), wanted.rate);
-        Add("frame rate", header, kRateScaleAt, RatioText(stream.fields.rate, stream.fields.scale, '/'),
+        m_plan.patches.PutU32Le(header.Data() + KrStrh::kScaleAt, wanted.scale);
+        m_plan.patches.PutU32Le(header.Data() + KrStrh::kRateAt, wanted.rate);
+        Add("frame rate", header, KrStrh::kScaleAt, RatioText(stream.fields.rate, stream.fields.scale, '/'),
             RatioText(wanted.rate, wanted.scale, '/'));
         m_rate = wanted;
         if (m_number == FirstVideo())
@@ -227,8 +226,9 @@ private:
     {
         const SKrHeaderChunk& header = Header();
         const uint32_t units = Units(m_values.start);
-        m_plan.patches.PutU32Le(header.Data() + kStartAt, units);
-        Add("start", header, kStartAt, std::to_string(Stream().fields.start), std::to_string(units));
+        m_plan.patches.PutU32Le(header.Data() + KrStrh::kStartTimeAt, units);
+        Add("start", header, KrStrh::kStartTimeAt, std::to_string(Stream().fields.start),
+            std::to_string(units));
     }
 
     void PlanAspect(const SKrRatio& wanted)

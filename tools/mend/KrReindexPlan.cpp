@@ -1,6 +1,7 @@
 #include "tools/mend/KrReindexPlan.h"
 
 #include "format/KrBytes.h"
+#include "format/KrFieldPlaces.h"
 #include "format/KrFourCC.h"
 #include "tools/avi/KrInputFile.h"
 #include "tools/command/KrFormat.h"
@@ -15,14 +16,6 @@ namespace KrTool
 {
 namespace
 {
-// Places of fields in 'avih' and 'strh'
-constexpr uint64_t kMainFlagsAt = 12;
-constexpr uint64_t kMainFramesAt = 16;
-constexpr uint64_t kMainStreamsAt = 24;
-constexpr uint64_t kMainBufferAt = 28;
-constexpr uint64_t kUnitsAt = 32;
-constexpr uint64_t kBufferSizeAt = 36;
-
 class CKrReindexPlanning
 {
 public:
@@ -71,7 +64,7 @@ private:
         for (size_t number = 0; number < model.streams.size(); ++number)
         {
             const auto& header = model.streams[number].header;
-            if (!header || header->size < kBufferSizeAt)
+            if (!header || header->size < KrStrh::kBufferAt)
                 Refuse(Format("stream {} has no whole header", number));
         }
     }
@@ -191,17 +184,18 @@ private:
         if (!Decode(in, header))
             return;
         CKrBytePatches& patches = m_plan.patches;
-        patches.PutU32Le(place->Data() + kMainFlagsAt, header.flags | kAvifHasIndex);
+        patches.PutU32Le(place->Data() + KrAvih::kFlagsAt, header.flags | kAvifHasIndex);
         // Of the whole file, or of the first segment.
         if (video != nullptr && header.totalFrames != video->chunks &&
             header.totalFrames != video->chunksInFirstSegment)
-            patches.PutU32Le(place->Data() + kMainFramesAt,
+            patches.PutU32Le(place->Data() + KrAvih::kFramesAt,
                              static_cast<uint32_t>(video->chunksInFirstSegment));
-        patches.PutU32Le(place->Data() + kMainStreamsAt, static_cast<uint32_t>(m_scan.model.streams.size()));
+        patches.PutU32Le(place->Data() + KrAvih::kStreamsAt,
+                         static_cast<uint32_t>(m_scan.model.streams.size()));
         const uint32_t largest =
             std::ranges::max(m_scan.model.streams, {}, &SKrVerifyStream::largest).largest;
         if (header.suggestedBufferSize != 0 && header.suggestedBufferSize < largest)
-            patches.PutU32Le(place->Data() + kMainBufferAt, largest);
+            patches.PutU32Le(place->Data() + KrAvih::kBufferAt, largest);
     }
 
     // Lengths that count the first segment alone, or a part of a sample as a whole one, stay.
@@ -217,11 +211,11 @@ private:
             hasSamples && stream.bytes % stream.sampleSize != 0 && stream.length == inAll + 1;
         if (stream.length != inAll && !isRounded &&
             stream.length != units(stream.chunksInFirstSegment, stream.bytesInFirstSegment))
-            m_plan.patches.PutU32Le(stream.header->Data() + kUnitsAt,
+            m_plan.patches.PutU32Le(stream.header->Data() + KrStrh::kLengthAt,
                                     static_cast<uint32_t>(std::min<uint64_t>(inAll, UINT32_MAX)));
         if (stream.suggestedBufferSize != 0 && stream.suggestedBufferSize < stream.largest &&
-            stream.header->size >= kBufferSizeAt + sizeof(uint32_t))
-            m_plan.patches.PutU32Le(stream.header->Data() + kBufferSizeAt, stream.largest);
+            stream.header->size >= KrStrh::kBufferAt + sizeof(uint32_t))
+            m_plan.patches.PutU32Le(stream.header->Data() + KrStrh::kBufferAt, stream.largest);
     }
 
     const CKrByteSource& m_file;

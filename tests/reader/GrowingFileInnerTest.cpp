@@ -274,47 +274,31 @@ TEST_F(Growing, EveryFailedCall_ChangesNothing_AndTheNextRefreshMendsIt)
 TEST_F(Growing, EveryFailedReadAfterTheEnd_LosesNothing)
 {
     uint64_t struck = 0;
-    for (bool hit = true; hit; ++struck)
+    const auto failing = [&](int& result)
     {
-        StartRecording();
-        Record(30);
-        Follow();
-        m_recorder.writer->CloseFile();
         m_faults.Reset();
         m_faults.FailCall(EKrFileCall::Read, struck + 1, EKrFaultSpan::FromThenOn);
-        const int first = m_reader.Refresh();
-        hit = m_faults.FaultStruck();
+        result = m_reader.Refresh();
+        const bool hit = m_faults.FaultStruck();
         m_faults.Reset();
-        EXPECT_EQ(first, hit ? -1 : 1);
-        ExpectTheEndIsToldOnce(first);
-        ExpectFinished(m_reader, 30);
-        m_reader.Close();
-        m_frames = 0;
-    }
+        return hit;
+    };
+    while (LosesNothingAfterTheEnd(failing))
+        ++struck;
     EXPECT_GE(struck, 8u);
 }
 
 TEST_F(Growing, EveryFailedAllocationAfterTheEnd_LosesNothing)
 {
     unsigned struck = 0;
-    for (bool hit = true; hit; ++struck)
+    const auto failing = [&](int& result)
     {
-        StartRecording();
-        Record(30);
-        Follow();
-        m_recorder.writer->CloseFile();
-        int first = 0;
-        {
-            const CFailingAllocation failing(struck + 1);
-            first = m_reader.Refresh();
-            hit = failing.Struck();
-        }
-        EXPECT_EQ(first, hit ? -1 : 1);
-        ExpectTheEndIsToldOnce(first);
-        ExpectFinished(m_reader, 30);
-        m_reader.Close();
-        m_frames = 0;
-    }
+        const CFailingAllocation allocation(struck + 1);
+        result = m_reader.Refresh();
+        return allocation.Struck();
+    };
+    while (LosesNothingAfterTheEnd(failing))
+        ++struck;
     EXPECT_GE(struck, 8u);
 }
 

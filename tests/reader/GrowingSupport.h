@@ -88,6 +88,25 @@ protected:
         EXPECT_EQ(m_reader.GetGrowingState(), 2u);
     }
 
+    // Refreshes once after a recording has ended. `refresh` sees to a failure in it, notes its result, and
+    // answers whether the failure came about, as this does. Nothing of the end may be lost by it.
+    template <class Refresh>
+    bool LosesNothingAfterTheEnd(Refresh&& refresh)
+    {
+        StartRecording();
+        Record(30);
+        Follow();
+        m_recorder.writer->CloseFile();
+        int first = 0;
+        const bool hit = refresh(first);
+        EXPECT_EQ(first, hit ? -1 : 1);
+        ExpectTheEndIsToldOnce(first);
+        ExpectFinished(m_reader, 30);
+        m_reader.Close();
+        m_frames = 0;
+        return hit;
+    }
+
     // All of a recording is there, also for the older operations.
     void ExpectFinished(CKrRiffReader& reader, size_t frames)
     {
